@@ -1,0 +1,18 @@
+# Warnings, sanitizers and include roots that every target of this project shares.
+
+add_library(krel5_build_flags INTERFACE)
+target_compile_options(krel5_build_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual
+  -Werror -fno-omit-frame-pointer)
+target_link_options(krel5_build_flags INTERFACE -Wl,--as-needed)
+if(KREL5_SANITIZE)
+  target_compile_options(krel5_build_flags INTERFACE -fsanitize=${KREL5_SANITIZE} -fno-sanitize-recover=all)
+  target_link_options(krel5_build_flags INTERFACE -fsanitize=${KREL5_SANITIZE})
+endif()
+
+# One layer of the house: compiled once, linked both into its shared library and into its unit tests.
+function(krel5_add_layer name)
+  add_library(${name} OBJECT ${ARGN})
+  target_link_libraries(${name} PRIVATE krel5_build_flags)
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/platform)
+endfunction()

@@ -1,0 +1,48 @@
+#pragma once
+// The machine as a tree of files: every read of /sys and /proc goes through one Root.
+
+#include <zel/foundation/Export.h>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zel {
+
+/// Reads below one directory. Paths are relative to it, without a leading slash ("sys/class/net/eth0/address").
+/// Symbolic links are resolved inside the root: an absolute or upward link can never lead out of it. What is
+/// missing, unreadable, not of the expected kind or too large is *absent*: a captured tree with holes yields fewer
+/// facts, never a failure.
+/// Thread rule: const operations may run in several threads.
+class ZEL_EXPORT Root
+{
+public:
+    virtual ~Root();
+
+    /// True for the running machine ("/"). Nothing with side effects, no hardware access beyond these files, and no
+    /// look-up in system calls (statvfs, ioctl) runs on a root that is not live.
+    virtual bool isLive() const = 0;
+    /// Content of a regular file, at most `limit` bytes (the rest is left out).
+    virtual std::optional<std::string> read(std::string const& path, std::size_t limit = 1u << 20) const = 0;
+    /// Names in a directory, sorted so that numbers count as numbers (cpu2 before cpu10); empty when absent.
+    virtual std::vector<std::string> list(std::string const& path) const = 0;
+    /// The path, relative to the root and free of links, that a path leads to; absent when it leads nowhere.
+    virtual std::optional<std::string> resolve(std::string const& path) const = 0;
+    bool exists(std::string const& path) const { return resolve(path).has_value(); }
+
+    /// First line without white space at both ends; absent when the file is absent or the line empty.
+    std::optional<std::string> text(std::string const& path) const;
+    /// A decimal or 0x-number filling the whole first line; absent when it is anything else or out of range.
+    std::optional<std::int64_t> number(std::string const& path) const;
+    std::optional<std::uint64_t> hexadecimal(std::string const& path) const; ///< with or without 0x
+    /// Last component of where a link leads ("driver" -> "e1000e").
+    std::optional<std::string> linkName(std::string const& path) const;
+
+    /// Opens a directory as root. Null when it cannot be opened.
+    static std::unique_ptr<Root> open(std::string const& directory);
+};
+
+} // namespace zel

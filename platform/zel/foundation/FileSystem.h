@@ -1,0 +1,38 @@
+#pragma once
+// Files as a whole, and their names. Paths are bytes, as the operating system has them.
+
+#include <zel/foundation/Export.h>
+#include <zel/foundation/String.h>
+
+#include <optional>
+#include <string>
+
+namespace zel {
+
+struct ZEL_EXPORT FileSystem
+{
+    /// Answer of a read: a value, nothing (the file does not exist), or an error with its reason.
+    struct ReadResult
+    {
+        std::optional<std::string> content;
+        int errorNumber = 0; ///< 0 when read; ENOENT when absent
+        bool absent() const noexcept;
+    };
+
+    /// "C:\dir\MyMod.exe" and "/dir/MyMod.exe" give "MyMod": the part after the last '/' or '\', without its
+    /// last extension. A name that is only an extension (".profile") is kept whole.
+    static String extractBaseFileName(String const& path);
+    /// The part up to the last '/'; "." when there is none.
+    static std::string folderOf(std::string const& path);
+
+    /// Reads a regular file of at most `limit` bytes (EFBIG beyond).
+    static ReadResult readFile(std::string const& path, std::size_t limit = 16u << 20);
+    /// Whole or not at all: writes a temporary beside the target, then renames it. Throws SystemException naming
+    /// the path; the old file then stays as it was.
+    static void writeFileAtomically(std::string const& path, std::string const& content);
+    /// Makes the folder and its parents. Returns 0 or an errno value.
+    static int createFolders(std::string const& path);
+    static bool exists(std::string const& path);
+};
+
+} // namespace zel

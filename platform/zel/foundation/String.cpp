@@ -1,0 +1,192 @@
+#include <zel/foundation/String.h>
+
+#include <charconv>
+#include <cmath>
+#include <cstring>
+
+namespace zel {
+namespace {
+
+template <typename Number>
+String fromNumber(Number value)
+{
+    char text[32];
+    auto const result = std::to_chars(text, text + sizeof text, value);
+    return String(std::string_view(text, static_cast<std::size_t>(result.ptr - text)));
+}
+
+bool isSpace(String::Unit unit) { return unit == ' ' || (unit >= '\t' && unit <= '\r'); }
+
+String::Unit lower(String::Unit c)
+{
+    bool const plus32 = (c >= 'A' && c <= 'Z') || (c >= 0xC0 && c <= 0xDE && c != 0xD7) ||
+                        (c >= 0x391 && c <= 0x3A9) || (c >= 0x410 && c <= 0x42F);
+    if (plus32)
+        return static_cast<String::Unit>(c + 32);
+    if (c >= 0x400 && c <= 0x40F)
+        return static_cast<String::Unit>(c + 80);
+    return c;
+}
+
+} // namespace
+
+int String::Traits::compare(Unit const* a, Unit const* b, std::size_t count) noexcept
+{
+    for (std::size_t i = 0; i < count; ++i)
+        if (a[i] != b[i])
+            return a[i] < b[i] ? -1 : 1;
+    return 0;
+}
+
+std::size_t String::Traits::length(Unit const* text) noexcept
+{
+    std::size_t count = 0;
+    while (text[count] != 0)
+        ++count;
+    return count;
+}
+
+String::Unit const* String::Traits::find(Unit const* text, std::size_t count, Unit const& what) noexcept
+{
+    for (std::size_t i = 0; i < count; ++i)
+        if (text[i] == what)
+            return text + i;
+    return nullptr;
+}
+
+String::Unit* String::Traits::move(Unit* to, Unit const* from, std::size_t count) noexcept
+{
+    return count ? static_cast<Unit*>(std::memmove(to, from, count * sizeof(Unit))) : to;
+}
+
+String::Unit* String::Traits::copy(Unit* to, Unit const* from, std::size_t count) noexcept
+{
+    return count ? static_cast<Unit*>(std::memcpy(to, from, count * sizeof(Unit))) : to;
+}
+
+String::Unit* String::Traits::assign(Unit* to, std::size_t count, Unit what) noexcept
+{
+    for (std::size_t i = 0; i < count; ++i)
+        to[i] = what;
+    return to;
+}
+
+String::String(char const* utf8) : String(std::string_view(utf8 ? utf8 : "")) {}
+
+String::String(std::string_view utf8)
+{
+    m_units.resize(utf8.size());
+    m_units.resize(utf::decodeUtf8(utf8.data(), utf8.size(), m_units.data()));
+}
+
+String::String(Unit const* ucs2)
+{
+    if (ucs2)
+        m_units = ucs2;
+}
+
+String String::number(std::int64_t value) { return fromNumber(value); }
+String String::number(std::uint64_t value) { return fromNumber(value); }
+
+String String::number(double value)
+{
+    if (std::isnan(value))
+        return String("nan");
+    if (std::isinf(value))
+        return String(value < 0 ? "-inf" : "inf");
+    return fromNumber(value);
+}
+
+std::string String::toUtf8() const
+{
+    std::string out;
+    appendUtf8To(out);
+    return out;
+}
+
+String& String::operator+=(String const& other)
+{
+    m_units += other.m_units;
+    return *this;
+}
+
+std::size_t String::find(String const& what, std::size_t from) const noexcept
+{
+    return m_units.find(what.m_units, from);
+}
+
+bool String::startsWith(String const& prefix) const noexcept
+{
+    return m_units.compare(0, prefix.size(), prefix.m_units) == 0;
+}
+
+bool String::endsWith(String const& suffix) const noexcept
+{
+    return size() >= suffix.size() &&
+           m_units.compare(size() - suffix.size(), suffix.size(), suffix.m_units) == 0;
+}
+
+String String::substr(std::size_t from, std::size_t count) const
+{
+    String part;
+    if (from < size())
+        part.m_units = m_units.substr(from, count);
+    return part;
+}
+
+String String::replaced(String const& what, String const& with) const
+{
+    if (what.empty())
+        return *this;
+    String result;
+    std::size_t from = 0;
+    for (std::size_t at = find(what); at != npos; at = find(what, from)) {
+        result.m_units.append(m_units, from, at - from).append(with.m_units);
+        from = at + what.size();
+    }
+    result.m_units.append(m_units, from, npos);
+    return result;
+}
+
+String String::trimmed() const
+{
+    std::size_t first = 0, last = size();
+    while (first < last && isSpace(m_units[first]))
+        ++first;
+    while (last > first && isSpace(m_units[last - 1]))
+        --last;
+    return substr(first, last - first);
+}
+
+String String::lowered() const
+{
+    String result(*this);
+    for (Unit& unit : result.m_units)
+        unit = lower(unit);
+    return result;
+}
+
+std::vector<String> String::split(Unit separator) const
+{
+    std::vector<String> parts;
+    std::size_t from = 0;
+    for (std::size_t at = m_units.find(separator); at != npos; at = m_units.find(separator, from)) {
+        parts.push_back(substr(from, at - from));
+        from = at + 1;
+    }
+    parts.push_back(substr(from));
+    return parts;
+}
+
+// FNV-1a, 64 bit (Fowler, Noll, Vo; IETF draft "The FNV Non-Cryptographic Hash Algorithm").
+std::size_t String::hash() const noexcept
+{
+    std::uint64_t value = 14695981039346656037ull;
+    for (Unit unit : m_units) {
+        value = (value ^ (unit & 0xFFu)) * 1099511628211ull;
+        value = (value ^ (unit >> 8)) * 1099511628211ull;
+    }
+    return static_cast<std::size_t>(value);
+}
+
+} // namespace zel
