@@ -28,7 +28,11 @@ enum class Outcome {
     Stopped,               ///< a stop was requested; faults found before it were reported
     BadParameters,         ///< a parameter's value cannot be used on this machine
     InsufficientPrivilege, ///< the system refused what an administrator would get
-    CannotRun              ///< the machine lacks what the check needs
+    CannotRun,             ///< the machine lacks what the check needs
+    NotSupported,          ///< the device does not offer what the check asks it for
+    NotApplicable,         ///< the check has no meaning on this machine
+    NoDevice,              ///< the device went away
+    NoMedia                ///< the device has nothing in it that could be tested
 };
 
 /// Something found or worth saying: the key of the event it is sent as, and the values of that event's
@@ -59,6 +63,8 @@ struct TestHost
     virtual bool stopRequested() = 0;
     /// One fault, sent as an error event. The caller bounds how many it sends.
     virtual void fault(Fault const& fault) = 0;
+    /// Something a person should look at that does not fail the check, sent as a warning event.
+    virtual void warning(Report const& report) { note(report); }
     /// Why the check cannot run as asked, sent as an error event; the check then ends with an outcome that
     /// says so.
     virtual void problem(Report const& report) = 0;
