@@ -3,7 +3,9 @@
 
 #include <zel/foundation/Exception.h>
 
+#include <initializer_list>
 #include <new>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
