@@ -3,6 +3,7 @@
 
 #include <zel/foundation/Export.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -12,18 +13,18 @@
 
 namespace zel {
 
-/// Reads below one directory. Paths are relative to it, without a leading slash ("sys/class/net/eth0/address").
-/// Symbolic links are resolved inside the root: an absolute or upward link can never lead out of it. What is
-/// missing, unreadable, not of the expected kind or too large is *absent*: a captured tree with holes yields fewer
-/// facts, never a failure.
-/// Thread rule: const operations may run in several threads.
+/// Reads below one directory. Paths are relative to it, without a leading slash
+/// ("sys/class/net/eth0/address"). Symbolic links are resolved inside the root: an absolute or upward link
+/// can never lead out of it. What is missing, unreadable, not of the expected kind or too large is *absent*:
+/// a captured tree with holes yields fewer facts, never a failure. Thread rule: const operations may run in
+/// several threads.
 class ZEL_EXPORT Root
 {
 public:
     virtual ~Root();
 
-    /// True for the running machine ("/"). Nothing with side effects, no hardware access beyond these files, and no
-    /// look-up in system calls (statvfs, ioctl) runs on a root that is not live.
+    /// True for the running machine ("/"). Nothing with side effects, no hardware access beyond these files,
+    /// and no look-up in system calls (statvfs, ioctl) runs on a root that is not live.
     virtual bool isLive() const = 0;
     /// Content of a regular file, at most `limit` bytes (the rest is left out).
     virtual std::optional<std::string> read(std::string const& path, std::size_t limit = 1u << 20) const = 0;
@@ -32,14 +33,15 @@ public:
     /// The path, relative to the root and free of links, that a path leads to; absent when it leads nowhere.
     virtual std::optional<std::string> resolve(std::string const& path) const = 0;
     bool exists(std::string const& path) const { return resolve(path).has_value(); }
+    /// Last component of where a link says that it leads ("driver" -> "e1000e"), also when nothing stands
+    /// there: a captured tree often holds the link and not the driver's directory. Absent when it is no link.
+    virtual std::optional<std::string> linkName(std::string const& path) const = 0;
 
     /// First line without white space at both ends; absent when the file is absent or the line empty.
     std::optional<std::string> text(std::string const& path) const;
     /// A decimal or 0x-number filling the whole first line; absent when it is anything else or out of range.
     std::optional<std::int64_t> number(std::string const& path) const;
     std::optional<std::uint64_t> hexadecimal(std::string const& path) const; ///< with or without 0x
-    /// Last component of where a link leads ("driver" -> "e1000e").
-    std::optional<std::string> linkName(std::string const& path) const;
 
     /// Opens a directory as root. Null when it cannot be opened.
     static std::unique_ptr<Root> open(std::string const& directory);
