@@ -1,0 +1,158 @@
+#pragma once
+// Runs passes over a region: splits it into one slice per thread, passes it once per march element (or fill,
+// or verify), and hands what read wrong to the host. All threads end a pass before the next begins.
+//
+// With several threads the address order of an element holds inside each slice, not between slices: coupling
+// between words of different slices is then found only by chance; address faults between slices are still
+// found, because of two words that share a cell one is always visited second. One thread gives the full
+// guarantee.
+
+#include <common/Workers.h>
+#include <memory/Backgrounds.h>
+#include <memory/FaultLog.h>
+#include <memory/Kernels.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace krel5::modules::memory {
+
+/// What a pass is called in reports.
+struct PassName
+{
+    std::string_view m_test;    ///< "March C-"
+    std::string_view m_step;    ///< "up(r0,w1)"
+    std::uint64_t m_background; ///< or the seed, or the pattern word
+};
+
+/// Receives the kept faults of a pass, on the thread that runs the checker.
+struct FaultReporter
+{
+    virtual ~FaultReporter() = default;
+    virtual void report(PassName const& pass, WordFault const& fault) = 0;
+};
+
+/// `Memory` as in Kernels.h, cheap to copy, and `void settle(first, last)`: called after each pass over
+/// [first, last) to get written words out of caches where that matters. Different words may be used from
+/// different threads at once.
+template <typename Memory>
+class Checker
+{
+public:
+    using Word = typename Memory::Word;
+
+    /// `host` and `reporter` outlive the checker. `threads` is at least 1 and no more than `words`.
+    Checker(TestHost& host, FaultReporter& reporter, Memory memory, std::size_t words, unsigned threads)
+        : m_host(host), m_reporter(reporter), m_memory(memory), m_words(words), m_threads(threads)
+    {}
+
+    /// Word operations of all the passes to come, for the progress.
+    void expectWork(std::uint64_t operationsPerWord) { m_expected += operationsPerWord; }
+    std::uint64_t faults() const { return m_log.total(); }
+
+    /// One data background of a march test. False when stopped.
+    template <MarchTest const& kTest>
+    bool march(Word zero)
+    {
+        m_log.beginPass();
+        return marchElements<kTest>(zero, std::make_index_sequence<kTest.m_count>());
+    }
+
+    /// Fills the region with pattern(index), then reads it back. False when stopped.
+    template <typename Pattern>
+    bool fillAndVerify(std::string_view test, Pattern const& pattern, std::uint64_t background)
+    {
+        m_log.beginPass();
+        auto const fill = [&](Memory& memory, std::size_t first, std::size_t last, auto&) {
+            fillWords(memory, first, last, pattern);
+        };
+        auto const verify = [&](Memory& memory, std::size_t first, std::size_t last, auto& sink) {
+            verifyWords(memory, first, last, pattern, sink);
+        };
+        return pass({test, "fill", background}, 1, false, fill) &&
+               pass({test, "verify", background}, 1, false, verify);
+    }
+
+private:
+    /// Small enough to answer a stop request in milliseconds even when every operation goes to memory.
+    static constexpr std::size_t kChunkWords = 4096;
+
+    template <MarchTest const& kTest, std::size_t... kElements>
+    bool marchElements(Word zero, std::index_sequence<kElements...>)
+    {
+        return (marchElement<kTest, kElements>(zero) && ...);
+    }
+
+    template <MarchTest const& kTest, std::size_t kElement>
+    bool marchElement(Word zero)
+    {
+        constexpr auto const& kStep = kTest.m_elements[kElement];
+        auto const kernel = [zero](Memory& memory, std::size_t first, std::size_t last, auto& sink) {
+            marchWords<kTest, kElement>(memory, first, last, zero, sink);
+        };
+        return pass({kTest.m_name, kStep.m_text, zero}, kStep.m_count, kStep.m_down, kernel);
+    }
+
+    template <typename Kernel>
+    bool pass(PassName const& name, std::uint64_t operations, bool down, Kernel const& kernel)
+    {
+        auto const from = percent(m_done);
+        m_done += operations;
+        bool const finished = runWorkers(
+            m_host, m_threads, m_words,
+            [&](unsigned worker, WorkerControl& control) { runSlice(worker, control, down, kernel); },
+            {from, percent(m_done)});
+        for (auto const& fault : m_log.take())
+            m_reporter.report(name, fault);
+        return finished;
+    }
+
+    template <typename Kernel>
+    void runSlice(unsigned worker, WorkerControl& control, bool down, Kernel const& kernel)
+    {
+        Memory memory = m_memory;
+        auto sink = [this](std::size_t index, Word expected, Word actual) __attribute__((noinline, cold))
+        {
+            m_log.record({index, expected, actual});
+        };
+        std::size_t const begin = sliceStart(worker);
+        std::size_t const end = sliceStart(worker + 1);
+        for (std::size_t done = 0; done < end - begin && !control.stopping();) {
+            std::size_t const count = std::min(kChunkWords, end - begin - done);
+            std::size_t const first = down ? end - done - count : begin + done;
+            kernel(memory, first, first + count, sink);
+            memory.settle(first, first + count);
+            done += count;
+            control.advance(count);
+        }
+    }
+
+    /// Slices begin on multiples of 8 words where they can, so that no two threads share a cache line.
+    std::size_t sliceStart(unsigned worker) const
+    {
+        if (worker == m_threads)
+            return m_words;
+        std::size_t const start = m_words / m_threads * worker;
+        return m_words / m_threads >= 8 ? start & ~std::size_t{7} : start;
+    }
+
+    int percent(std::uint64_t done) const
+    {
+        return m_expected == 0 ? 100
+                               : static_cast<int>(std::min<std::uint64_t>(100, done * 100 / m_expected));
+    }
+
+    TestHost& m_host;
+    FaultReporter& m_reporter;
+    Memory m_memory;
+    std::size_t m_words;
+    unsigned m_threads;
+    FaultLog m_log;
+    std::uint64_t m_expected = 0;
+    std::uint64_t m_done = 0;
+};
+
+} // namespace krel5::modules::memory

@@ -1,0 +1,122 @@
+#pragma once
+// The inner loops: what one thread does to a span of words in one pass. Each is a template over the memory
+// and is compiled for one fixed list of operations, so that on real memory nothing but loads, stores and
+// compares is left.
+//
+// Memory: `Word` (an unsigned integer type), `Word read(std::size_t) const`, `void write(std::size_t, Word)`.
+// Sink: called as sink(index, expected, actual) for each word that read wrong; rare, may be slow.
+
+#include <memory/MarchTest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+
+namespace krel5::modules::memory {
+namespace detail {
+
+template <MarchOperation kOperation, typename Memory, typename Sink>
+[[gnu::always_inline]] inline void operate(Memory& memory, std::size_t index, typename Memory::Word zero,
+                                           typename Memory::Word one, Sink& sink)
+{
+    if constexpr (kOperation == MarchOperation::Write0) {
+        memory.write(index, zero);
+    } else if constexpr (kOperation == MarchOperation::Write1) {
+        memory.write(index, one);
+    } else {
+        auto const expected = kOperation == MarchOperation::Read0 ? zero : one;
+        auto const actual = memory.read(index);
+        if (actual != expected) [[unlikely]]
+            sink(index, expected, actual);
+    }
+}
+
+template <MarchTest const& kTest, std::size_t kElement, typename Memory, typename Sink, std::size_t... kOps>
+[[gnu::always_inline]] inline void visit(Memory& memory, std::size_t index, typename Memory::Word zero,
+                                         typename Memory::Word one, Sink& sink, std::index_sequence<kOps...>)
+{
+    (operate<kTest.m_elements[kElement].m_operations[kOps]>(memory, index, zero, one, sink), ...);
+}
+
+} // namespace detail
+
+/// Element `kElement` of `kTest` over [first, last) with data background `zero`.
+template <MarchTest const& kTest, std::size_t kElement, typename Memory, typename Sink>
+void marchWords(Memory& memory, std::size_t first, std::size_t last, typename Memory::Word zero, Sink& sink)
+{
+    constexpr auto kOps = std::make_index_sequence<kTest.m_elements[kElement].m_count>();
+    auto const one = static_cast<typename Memory::Word>(~zero);
+    if constexpr (kTest.m_elements[kElement].m_down) {
+        for (std::size_t index = last; index-- > first;)
+            detail::visit<kTest, kElement>(memory, index, zero, one, sink, kOps);
+    } else {
+        for (std::size_t index = first; index < last; ++index)
+            detail::visit<kTest, kElement>(memory, index, zero, one, sink, kOps);
+    }
+}
+
+/// Writes pattern(index) to each word of [first, last).
+template <typename Memory, typename Pattern>
+void fillWords(Memory& memory, std::size_t first, std::size_t last, Pattern const& pattern)
+{
+    for (std::size_t index = first; index < last; ++index)
+        memory.write(index, pattern(index));
+}
+
+/// Reads each word of [first, last) and expects pattern(index).
+template <typename Memory, typename Pattern, typename Sink>
+void verifyWords(Memory& memory, std::size_t first, std::size_t last, Pattern const& pattern, Sink& sink)
+{
+    for (std::size_t index = first; index < last; ++index) {
+        auto const expected = pattern(index);
+        auto const actual = memory.read(index);
+        if (actual != expected) [[unlikely]]
+            sink(index, expected, actual);
+    }
+}
+
+/// The same word everywhere.
+template <typename Word>
+struct Solid
+{
+    Word m_word;
+    constexpr Word operator()(std::size_t) const noexcept { return m_word; }
+};
+
+/// Neighbouring words complement each other, as neighbouring bits of `m_word` do.
+template <typename Word>
+struct Checkerboard
+{
+    Word m_word;
+    constexpr Word operator()(std::size_t index) const noexcept
+    {
+        return (index & 1u) ? static_cast<Word>(~m_word) : m_word;
+    }
+};
+
+/// Each word holds its own index, or the complement of it.
+template <typename Word>
+struct OwnAddress
+{
+    Word m_mask; ///< 0 or all ones
+    constexpr Word operator()(std::size_t index) const noexcept { return static_cast<Word>(index) ^ m_mask; }
+};
+
+/// Random words that depend on seed and index alone, so that any thread can check what another wrote:
+/// SplitMix64 (G. L. Steele, D. Lea, C. H. Flood, "Fast splittable pseudorandom number generators", OOPSLA
+/// 2014).
+template <typename Word>
+struct RandomData
+{
+    std::uint64_t m_seed;
+    Word m_mask; ///< 0 or all ones
+    constexpr Word operator()(std::size_t index) const noexcept
+    {
+        std::uint64_t z = m_seed + (index + 1) * 0x9E3779B97F4A7C15u;
+        z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9u;
+        z = (z ^ (z >> 27)) * 0x94D049BB133111EBu;
+        return static_cast<Word>(z ^ (z >> 31)) ^ m_mask;
+    }
+};
+
+} // namespace krel5::modules::memory

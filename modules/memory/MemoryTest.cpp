@@ -1,0 +1,134 @@
+#include <memory/MemoryTest.h>
+#include <memory/linux/LockedMemory.h>
+#include <memory/linux/MachineMemory.h>
+
+#include <algorithm>
+#include <bit>
+#include <charconv>
+#include <random>
+#include <string>
+
+namespace krel5::modules::memory {
+namespace {
+
+constexpr std::uint64_t kMebibyte = std::uint64_t{1} << 20;
+constexpr std::uint64_t kLargestDefault = 1024;
+
+std::string hex(std::uint64_t number)
+{
+    char text[2 + 16] = {'0', 'x'};
+    auto const end = std::to_chars(text + 2, text + sizeof text, number, 16).ptr;
+    return {text, end};
+}
+
+class Reporter : public FaultReporter
+{
+public:
+    Reporter(TestHost& host, std::uint64_t const* words) : m_host(host), m_words(words) {}
+
+    void report(PassName const& pass, WordFault const& fault) override
+    {
+        auto const* const address = m_words + fault.m_index;
+        auto const physical = physicalAddress(address);
+        auto const differing = fault.m_expected ^ fault.m_actual;
+        ++m_reported;
+        m_host.fault(Fault(kEventFault, {{"Test", std::string(pass.m_test)},
+                                         {"Step", std::string(pass.m_step)},
+                                         {"Background", hex(pass.m_background)},
+                                         {"Offset", hex(fault.m_index * sizeof *address)},
+                                         {"VirtualAddress", hex(reinterpret_cast<std::uintptr_t>(address))},
+                                         {"PhysicalAddress", physical ? hex(*physical) : "unknown"},
+                                         {"Expected", hex(fault.m_expected)},
+                                         {"Actual", hex(fault.m_actual)},
+                                         {"DifferingBits", hex(differing)},
+                                         {"DifferingBitCount", std::to_string(std::popcount(differing))}}));
+    }
+
+    std::uint64_t reported() const { return m_reported; }
+
+private:
+    TestHost& m_host;
+    std::uint64_t const* m_words;
+    std::uint64_t m_reported = 0;
+};
+
+Outcome badParameter(TestHost& host, std::string name, std::uint64_t value, std::string reason)
+{
+    host.problem(Report(
+        kEventParameters,
+        {{"Parameter", std::move(name)}, {"Value", std::to_string(value)}, {"Reason", std::move(reason)}}));
+    return Outcome::BadParameters;
+}
+
+template <typename Memory>
+Outcome check(TestHost& host, Algorithm algorithm, LockedMemory const& region, Memory memory,
+              unsigned threads, std::uint64_t seed)
+{
+    Reporter reporter(host, region.words());
+    Checker<Memory> checker(host, reporter, memory, region.wordCount(), threads);
+    bool const finished = runAlgorithm(algorithm, checker, seed);
+    if (checker.faults() > reporter.reported())
+        host.fault(Fault(kEventMoreFaults, {{"Total", std::to_string(checker.faults())},
+                                            {"Reported", std::to_string(reporter.reported())}}));
+    if (!finished)
+        return Outcome::Stopped;
+    return checker.faults() == 0 ? Outcome::Pass : Outcome::Fail;
+}
+
+Outcome checkFlushing(TestHost& host, Algorithm algorithm, LockedMemory const& region, FlushMode flush,
+                      unsigned threads, std::uint64_t seed)
+{
+    if (flush == FlushMode::Operation)
+        return check(host, algorithm, region, UncachedMemory(region.words()), threads, seed);
+    // Four times: caches of several sockets or clusters add up, and replacement is not in strict order.
+    bool const small = region.wordCount() * sizeof(std::uint64_t) < 4 * largestCache();
+    bool const flushAfterPass = flush == FlushMode::Pass && canFlush() && small;
+    return check(host, algorithm, region, RealMemory(region.words(), flushAfterPass), threads, seed);
+}
+
+std::uint64_t newSeed()
+{
+    std::random_device device;
+    return (static_cast<std::uint64_t>(device()) << 32) | device();
+}
+
+Outcome lockFailed(TestHost& host, LockedMemory::Made const& made)
+{
+    if (made.m_error == LockError::Stopped)
+        return Outcome::Stopped;
+    bool const refused = made.m_error == LockError::NotPermitted;
+    host.problem(Report(refused ? kEventNotPermitted : kEventNoMemory, {{"Reason", made.m_reason}}));
+    return refused ? Outcome::InsufficientPrivilege : Outcome::CannotRun;
+}
+
+} // namespace
+
+Outcome runMemoryTest(TestHost& host, Algorithm algorithm, MemorySettings const& settings)
+{
+    std::uint64_t const available = availableMemory() / kMebibyte;
+    std::uint64_t const mebibytes =
+        settings.m_mebibytes ? settings.m_mebibytes : std::min(available / 4, kLargestDefault);
+    if (settings.m_mebibytes > available)
+        return badParameter(host, "SizeMiB", mebibytes,
+                            "only " + std::to_string(available) + " MiB of memory are available");
+    if (settings.m_threads > MemorySettings::kMaxThreads)
+        return badParameter(host, "Threads", settings.m_threads,
+                            "at most " + std::to_string(MemorySettings::kMaxThreads) + " are supported");
+    if (mebibytes == 0) {
+        host.problem(Report(kEventNoMemory, {{"Reason", "less than 4 MiB of memory are available"}}));
+        return Outcome::CannotRun;
+    }
+    unsigned const threads =
+        settings.m_threads ? settings.m_threads : std::min(usableProcessors(), MemorySettings::kMaxThreads);
+    auto const made = LockedMemory::make(mebibytes * kMebibyte, [&host] { return host.stopRequested(); });
+    if (!made.m_memory)
+        return lockFailed(host, made);
+    std::uint64_t const seed = settings.m_seed ? *settings.m_seed : newSeed();
+    host.note(
+        Report(kEventBegun, {{"SizeMiB", std::to_string(mebibytes)}, {"Threads", std::to_string(threads)}}));
+    if (algorithm == Algorithm::Random)
+        host.note(Report(kEventSeed, {{"Seed", std::to_string(seed)}}));
+    return checkFlushing(host, algorithm, *made.m_memory, settings.m_flush, threads, seed);
+}
+
+} // namespace krel5::modules::memory

@@ -1,0 +1,42 @@
+#pragma once
+// One run of one algorithm on locked memory of this machine.
+//
+//     MemorySettings settings;
+//     settings.m_mebibytes = 256;
+//     Outcome outcome = runMemoryTest(host, Algorithm::Quick, settings);
+//
+// What it sends through the host: event keys kEvent...; their variables are listed in memory.w4p.
+// Thread rule: `host` is called from the calling thread alone.
+
+#include <common/TestHost.h>
+#include <memory/Algorithms.h>
+#include <memory/RealMemory.h>
+
+#include <cstdint>
+#include <optional>
+
+namespace krel5::modules::memory {
+
+inline constexpr char kEventFault[] = "MemoryFault";
+inline constexpr char kEventMoreFaults[] = "MemoryMoreFaults";
+inline constexpr char kEventParameters[] = "MemoryParameters";
+inline constexpr char kEventNoMemory[] = "MemoryUnavailable";
+inline constexpr char kEventNotPermitted[] = "MemoryLockRefused";
+inline constexpr char kEventBegun[] = "MemoryRegion";
+inline constexpr char kEventSeed[] = "MemorySeed";
+
+struct MemorySettings
+{
+    static constexpr unsigned kMaxThreads = 1024;
+
+    std::uint64_t m_mebibytes = 0;       ///< 0: a quarter of the available memory, at most 1 GiB
+    unsigned m_threads = 0;              ///< 0: one for each processor that the process may use
+    std::optional<std::uint64_t> m_seed; ///< absent: a new one for each run
+    FlushMode m_flush = FlushMode::Pass;
+};
+
+/// Runs until done or stopped; the memory is free again on every way out. A stop takes effect within some
+/// tens of milliseconds.
+Outcome runMemoryTest(TestHost& host, Algorithm algorithm, MemorySettings const& settings);
+
+} // namespace krel5::modules::memory

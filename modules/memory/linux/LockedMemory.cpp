@@ -1,0 +1,85 @@
+#include <memory/linux/LockedMemory.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace krel5::modules::memory {
+namespace {
+
+constexpr std::size_t kLockStep = std::size_t{8} << 20;
+
+std::size_t pageSize()
+{
+    static auto const s_size = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    return s_size;
+}
+
+std::string errorText(int error) { return std::generic_category().message(error); }
+
+/// mlock(2) answers ENOMEM both for the limit and for lack of memory; which one it was the limit tells.
+LockedMemory::Made lockFailed(std::size_t bytes, int error)
+{
+    rlimit limit{};
+    bool const limited = getrlimit(RLIMIT_MEMLOCK, &limit) == 0 && limit.rlim_cur < bytes && geteuid() != 0;
+    if (error == EPERM || limited)
+        return {nullptr, LockError::NotPermitted,
+                "locking " + std::to_string(bytes >> 20) + " MiB of memory is not permitted: the limit is " +
+                    std::to_string(limit.rlim_cur >> 10) + " KiB (RLIMIT_MEMLOCK)"};
+    return {nullptr, LockError::NoMemory,
+            "locking " + std::to_string(bytes >> 20) + " MiB of memory failed: " + errorText(error)};
+}
+
+} // namespace
+
+LockedMemory::Made LockedMemory::make(std::size_t bytes, std::function<bool()> const& stop)
+{
+    std::size_t const whole = (bytes + pageSize() - 1) / pageSize() * pageSize();
+    if (whole == 0 || whole < bytes)
+        return {nullptr, LockError::NoMemory,
+                "no region of " + std::to_string(bytes) + " bytes can be mapped"};
+    void* const mapped = mmap(nullptr, whole, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (mapped == MAP_FAILED)
+        return {nullptr, LockError::NoMemory,
+                "mapping " + std::to_string(whole >> 20) + " MiB of memory failed: " + errorText(errno)};
+    std::unique_ptr<LockedMemory> memory(new LockedMemory(static_cast<std::uint64_t*>(mapped), whole));
+    // Only a matter of speed: fewer pages to fault in and to translate.
+    (void)madvise(mapped, whole, MADV_HUGEPAGE);
+    // A child that a host forks must not turn tested pages into copy-on-write ones.
+    (void)madvise(mapped, whole, MADV_DONTFORK);
+    for (std::size_t at = 0; at < whole; at += kLockStep) {
+        if (stop())
+            return {nullptr, LockError::Stopped, "stopped while locking memory"};
+        if (mlock(static_cast<char*>(mapped) + at, std::min(kLockStep, whole - at)) != 0)
+            return lockFailed(whole, errno);
+    }
+    return {std::move(memory), LockError::None, {}};
+}
+
+LockedMemory::~LockedMemory() { (void)munmap(m_words, m_bytes); }
+
+std::optional<std::uint64_t> physicalAddress(void const* pointer)
+{
+    // Documentation/admin-guide/mm/pagemap.rst: one 64-bit entry per page; bit 63 present, bits 0-54 frame
+    // number, which reads as zero without CAP_SYS_ADMIN.
+    constexpr std::uint64_t kPresent = std::uint64_t{1} << 63;
+    constexpr std::uint64_t kFrameMask = (std::uint64_t{1} << 55) - 1;
+    int const file = open("/proc/self/pagemap", O_RDONLY | O_CLOEXEC);
+    if (file < 0)
+        return std::nullopt;
+    auto const address = reinterpret_cast<std::uintptr_t>(pointer);
+    std::uint64_t entry = 0;
+    auto const offset = static_cast<off_t>(address / pageSize() * sizeof entry);
+    bool const complete = pread(file, &entry, sizeof entry, offset) == static_cast<ssize_t>(sizeof entry);
+    close(file);
+    if (!complete || !(entry & kPresent) || !(entry & kFrameMask))
+        return std::nullopt;
+    return (entry & kFrameMask) * pageSize() + address % pageSize();
+}
+
+} // namespace krel5::modules::memory

@@ -1,0 +1,53 @@
+#pragma once
+// A region of memory that stays where it is: mapped, filled in and locked, so that what is tested is memory
+// and not the swap device.
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace krel5::modules::memory {
+
+enum class LockError {
+    None,
+    Stopped,      ///< the caller's `stop` said so
+    NotPermitted, ///< more than an unprivileged process may lock
+    NoMemory      ///< the system does not give that much
+};
+
+/// Unmapped (and with that unlocked) when destroyed.
+class LockedMemory
+{
+public:
+    struct Made
+    {
+        std::unique_ptr<LockedMemory> m_memory; ///< null exactly when m_error is not None
+        LockError m_error = LockError::None;
+        std::string m_reason; ///< for people
+    };
+
+    /// `bytes` is rounded up to whole pages. `stop` is asked every few milliseconds, as locking makes every
+    /// page present, which takes about a third of a second for a GiB.
+    static Made make(std::size_t bytes, std::function<bool()> const& stop);
+    ~LockedMemory();
+    LockedMemory(LockedMemory const&) = delete;
+    LockedMemory& operator=(LockedMemory const&) = delete;
+
+    std::uint64_t* words() const noexcept { return m_words; }
+    std::size_t wordCount() const noexcept { return m_bytes / sizeof(std::uint64_t); }
+
+private:
+    LockedMemory(std::uint64_t* words, std::size_t bytes) : m_words(words), m_bytes(bytes) {}
+
+    std::uint64_t* m_words;
+    std::size_t m_bytes;
+};
+
+/// Physical address behind a pointer of this process, from /proc/self/pagemap; absent when the page is not
+/// present or the process may not know (it takes CAP_SYS_ADMIN).
+std::optional<std::uint64_t> physicalAddress(void const* pointer);
+
+} // namespace krel5::modules::memory

@@ -1,0 +1,21 @@
+#pragma once
+// What this machine has: free memory, caches, processors.
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace krel5::modules::memory {
+
+/// Bytes that this process can take without driving others out: MemAvailable of /proc/meminfo, or what the
+/// process's control group (version 2) leaves, if that is less. 0 when it cannot be told. `root` is "/" but
+/// for tests.
+std::uint64_t availableMemory(std::string const& root = "/");
+
+/// Bytes of the largest cache; 0 when unknown.
+std::uint64_t largestCache();
+
+/// Processors that this process may run on; at least 1.
+unsigned usableProcessors();
+
+} // namespace krel5::modules::memory
