@@ -1,0 +1,184 @@
+#pragma once
+// A machine in memory, for tests: files, links, and paths that cannot be read.
+//
+//     MemoryRoot root;
+//     root.file("sys/class/net/eth0/address", "00:1a:2b:3c:4d:5e\n")
+//         .link("sys/class/net/eth0/device", "../../../devices/pci0000:00/0000:00:19.0")
+//         .unreadable("sys/class/net/eth0/speed");
+
+#include <zel/enumerator/DeviceSink.h>
+#include <zel/enumerator/Root.h>
+#include <zel/enumerator/Text.h>
+
+#include <algorithm>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace zel::test {
+
+class MemoryRoot : public Root
+{
+public:
+    MemoryRoot& file(std::string const& path, std::string content)
+    {
+        m_files[path] = std::move(content);
+        return *this;
+    }
+    /// Several files of one folder: {{"name", "content"}, ...}.
+    MemoryRoot& files(std::string const& folder,
+                      std::vector<std::pair<std::string, std::string>> const& contents)
+    {
+        for (auto const& [name, content] : contents)
+            file(folder + "/" + name, content);
+        return *this;
+    }
+    MemoryRoot& link(std::string const& path, std::string target)
+    {
+        m_links[path] = std::move(target);
+        return *this;
+    }
+    /// Every read of the path fails; it still stands in its folder.
+    MemoryRoot& unreadable(std::string const& path)
+    {
+        m_files.try_emplace(path);
+        m_errors.insert(path);
+        return *this;
+    }
+    MemoryRoot& remove(std::string const& path)
+    {
+        m_files.erase(path);
+        m_links.erase(path);
+        return *this;
+    }
+
+    /// How often each resolved path was read, so that a test can see one read twice.
+    std::map<std::string, int> const& reads() const { return m_reads; }
+
+    bool isLive() const override { return false; }
+    std::optional<std::string> read(std::string const& path, std::size_t limit) const override
+    {
+        auto const real = resolve(path);
+        auto const found = real ? m_files.find(*real) : m_files.end();
+        if (found == m_files.end())
+            return std::nullopt;
+        ++m_reads[*real];
+        if (m_errors.count(*real) != 0)
+            return std::nullopt;
+        return found->second.substr(0, limit);
+    }
+    std::vector<std::string> list(std::string const& path) const override
+    {
+        auto const real = resolve(path);
+        std::set<std::string> names;
+        if (real && m_files.count(*real) == 0) {
+            std::string const prefix = real->empty() ? "" : *real + "/";
+            collect(m_files, prefix, names);
+            collect(m_links, prefix, names);
+        }
+        std::vector<std::string> sorted(names.begin(), names.end());
+        std::sort(sorted.begin(), sorted.end(), text::naturalLess);
+        return sorted;
+    }
+    std::optional<std::string> resolve(std::string const& path) const override
+    {
+        int links = 0;
+        return walk("", path, links);
+    }
+    std::optional<std::string> linkName(std::string const& path) const override
+    {
+        std::size_t const slash = path.rfind('/');
+        auto const folder = resolve(slash == std::string::npos ? "" : path.substr(0, slash));
+        if (!folder)
+            return std::nullopt;
+        auto const found = m_links.find((folder->empty() ? "" : *folder + "/") + path.substr(slash + 1));
+        return found == m_links.end() ? std::nullopt
+                                      : std::optional(found->second.substr(found->second.rfind('/') + 1));
+    }
+
+private:
+    template <typename Map>
+    static void collect(Map const& map, std::string const& prefix, std::set<std::string>& names)
+    {
+        for (auto at = map.lower_bound(prefix); at != map.end() && at->first.rfind(prefix, 0) == 0; ++at)
+            names.insert(at->first.substr(prefix.size(), at->first.find('/', prefix.size()) - prefix.size()));
+    }
+    bool standsSomething(std::string const& path) const
+    {
+        auto const isOrHolds = [&path](auto const& map) {
+            auto const at = map.lower_bound(path + "/");
+            return map.count(path) != 0 || (at != map.end() && at->first.rfind(path + "/", 0) == 0);
+        };
+        return path.empty() || isOrHolds(m_files) || isOrHolds(m_links);
+    }
+    std::optional<std::string> walk(std::string at, std::string const& path, int& links) const
+    {
+        for (std::string_view const part : text::split(path, '/')) {
+            if (part.empty() || part == ".")
+                continue;
+            std::size_t const slash = at.rfind('/');
+            if (part == "..") {
+                at = slash == std::string::npos ? "" : at.substr(0, slash);
+                continue;
+            }
+            std::string const next = (at.empty() ? "" : at + "/") + std::string(part);
+            auto const link = m_links.find(next);
+            if (link == m_links.end()) {
+                at = next;
+            } else {
+                auto const target = ++links > 40
+                                        ? std::nullopt
+                                        : walk(link->second.front() == '/' ? "" : at, link->second, links);
+                if (!target)
+                    return std::nullopt;
+                at = *target;
+            }
+            if (!standsSomething(at))
+                return std::nullopt;
+        }
+        return at;
+    }
+
+    std::map<std::string, std::string> m_files;
+    std::map<std::string, std::string> m_links;
+    std::set<std::string> m_errors;
+    mutable std::map<std::string, int> m_reads;
+};
+
+/// Keeps what is found, for looking at.
+class RecordingSink : public DeviceSink
+{
+public:
+    void add(DeviceDescription device) override { devices.push_back(std::move(device)); }
+
+    std::vector<DeviceDescription const*> ofType(CapabilityImp const& type) const
+    {
+        std::vector<DeviceDescription const*> found;
+        for (DeviceDescription const& device : devices)
+            if (device.type == type)
+                found.push_back(&device);
+        return found;
+    }
+    /// The device at a location; null when there is none.
+    DeviceDescription const* at(std::string const& hwLocator) const
+    {
+        for (DeviceDescription const& device : devices)
+            if (device.hwLocator == String(hwLocator))
+                return &device;
+        return nullptr;
+    }
+    /// Text of a property's value; "-" when the device does not carry it (or there is no device).
+    static std::string property(DeviceDescription const* device, std::string_view key)
+    {
+        if (device)
+            for (auto const& [name, value] : device->properties)
+                if (name == key)
+                    return value.toString().toUtf8();
+        return "-";
+    }
+
+    std::vector<DeviceDescription> devices;
+};
+
+} // namespace zel::test
