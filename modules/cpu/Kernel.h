@@ -1,0 +1,78 @@
+#pragma once
+// A kernel is a small piece of arithmetic whose right answer is known from elsewhere than this machine: from a
+// published vector, or from a theorem. Every kernel names where its answer comes from.
+//
+//     for (Kernel const& kernel : integerKernels())
+//         if (hasFeature(kernel.m_feature) && kernel.m_run() != kernel.m_expected)
+//             report(core, kernel.m_name);
+//
+// Thread rule: a kernel keeps no state; any number of threads run the same one at once.
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <string>
+
+namespace krel5::modules {
+
+/// What a processor must offer beyond its base instruction set for a kernel to run on it.
+enum class CpuFeature { None, Sse42, Aes, Fma, Avx2, Avx2Fma, Avx512 };
+
+/// False on every other architecture but x86-64 for all but None.
+bool hasFeature(CpuFeature feature) noexcept;
+
+/// What a kernel computes; most use the first word or two.
+struct Answer
+{
+    std::array<std::uint64_t, 4> m_words{};
+
+    bool operator==(Answer const&) const = default;
+    /// Hexadecimal words joined by ":", zero words at the end left out.
+    std::string text() const;
+};
+
+struct Kernel
+{
+    char const* m_name;
+    char const* m_source; ///< where the known answer comes from
+    CpuFeature m_feature;
+    /// Runs at most some ten milliseconds, so that a stop request is heeded between two runs.
+    Answer (*m_run)() noexcept;
+    Answer m_expected;
+};
+
+using KernelTable = std::span<Kernel const>;
+
+KernelTable integerKernels() noexcept;
+KernelTable floatingPointKernels() noexcept;
+KernelTable vectorKernels() noexcept;
+
+/// Hides a value from the compiler, so that no kernel is computed when the module is built.
+template <typename T>
+T opaque(T value) noexcept
+{
+    T volatile hidden = value;
+    return hidden;
+}
+
+/// The operands of the kernels: the same sequence on every machine (splitmix64: Steele, Lea, Flood, "Fast
+/// splittable pseudorandom number generators", 2014).
+class OperandSequence
+{
+public:
+    explicit OperandSequence(std::uint64_t seed) noexcept : m_state(opaque(seed)) {}
+    std::uint64_t next() noexcept
+    {
+        std::uint64_t z = (m_state += 0x9E3779B97F4A7C15u);
+        z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9u;
+        z = (z ^ (z >> 27)) * 0x94D049BB133111EBu;
+        return z ^ (z >> 31);
+    }
+
+private:
+    std::uint64_t m_state;
+};
+
+__extension__ typedef unsigned __int128 Uint128;
+
+} // namespace krel5::modules
