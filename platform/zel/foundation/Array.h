@@ -51,7 +51,8 @@ private:
     std::size_t checked(std::size_t index) const
     {
         if (index >= m_elements.size())
-            throw IndexOutOfBoundsException(0, static_cast<int>(m_elements.size()) - 1, static_cast<int>(index));
+            throw IndexOutOfBoundsException(0, static_cast<int>(m_elements.size()) - 1,
+                                            static_cast<int>(index));
         return index;
     }
     [[noreturn]] static void throwTooLarge(std::size_t size)

@@ -11,8 +11,8 @@ Exception::Exception(String const& message)
 Exception::~Exception() = default;
 
 IndexOutOfBoundsException::IndexOutOfBoundsException(int low, int high, int index)
-    : Exception(String("Index ") + String::number(index) + " is out of bounds [" + String::number(low) + ", " +
-                String::number(high) + "]")
+    : Exception(String("Index ") + String::number(index) + " is out of bounds [" + String::number(low) +
+                ", " + String::number(high) + "]")
 {}
 
 SystemException::SystemException(String const& what, int errorNumber)

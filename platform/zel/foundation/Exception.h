@@ -81,7 +81,8 @@ private:
     int m_errorNumber;
 };
 
-/// A broken promise inside the program: "Assertion failed: {expression} ({file}:{line})". Thrown in every build.
+/// A broken promise inside the program: "Assertion failed: {expression} ({file}:{line})". Thrown in every
+/// build.
 class ZEL_EXPORT AssertionException : public Exception
 {
 public:
@@ -91,9 +92,9 @@ public:
 } // namespace zel
 
 /// Checks `condition` in every build; a failure throws AssertionException naming `label` and the place.
-#define ZEL_ASSERT_NAMED(condition, label)                                                                    \
-    do {                                                                                                      \
-        if (!(condition))                                                                                     \
-            throw ::zel::AssertionException(label, __FILE__, __LINE__);                                       \
+#define ZEL_ASSERT_NAMED(condition, label)                                                                   \
+    do {                                                                                                     \
+        if (!(condition))                                                                                    \
+            throw ::zel::AssertionException(label, __FILE__, __LINE__);                                      \
     } while (false)
 #define ZEL_ASSERT(condition) ZEL_ASSERT_NAMED(condition, #condition)

@@ -27,8 +27,8 @@ struct ZEL_EXPORT FileSystem
 
     /// Reads a regular file of at most `limit` bytes (EFBIG beyond).
     static ReadResult readFile(std::string const& path, std::size_t limit = 16u << 20);
-    /// Whole or not at all: writes a temporary beside the target, then renames it. Throws SystemException naming
-    /// the path; the old file then stays as it was.
+    /// Whole or not at all: writes a temporary beside the target, then renames it. Throws SystemException
+    /// naming the path; the old file then stays as it was.
     static void writeFileAtomically(std::string const& path, std::string const& content);
     /// Makes the folder and its parents. Returns 0 or an errno value.
     static int createFolders(std::string const& path);

@@ -1,14 +1,18 @@
 #pragma once
 // Logging: categories, levels, trace scopes.
 //
-//     static zel::Logger& logger() { return zel::LogFactory::getLogger("krel5.DiagModule"); }
+//     static zel::Logger& logger()
+//     {
+//         static zel::Logger& s_logger = zel::LogFactory::getLogger("krel5.DiagModule"); // the look-up takes
+//         a lock return s_logger;
+//     }
 //     ZEL_LOG(logger(), zel::LogLevel::Debug) << "devices found = " << count;
 //     ZEL_LOG_LINE(logger(), zel::LogLevel::Debug, 1200) << "CommInterface: using CommEngine";
 //
-// A message begins with the number of the source line that wrote it and a blank; ZEL_LOG puts its own __LINE__,
-// ZEL_LOG_LINE a number that is part of the log format. Below the threshold nothing is formatted: the right-hand
-// side is not evaluated.
-// Thread rule: everything here may be used from any thread; a line reaches the file whole.
+// A message begins with the number of the source line that wrote it and a blank; ZEL_LOG puts its own
+// __LINE__, ZEL_LOG_LINE a number that is part of the log format. Below the threshold nothing is formatted:
+// the right-hand side is not evaluated. Thread rule: everything here may be used from any thread; a line
+// reaches the file whole.
 
 #include <zel/foundation/Export.h>
 #include <zel/foundation/String.h>
@@ -38,7 +42,7 @@ public:
     void log(LogLevel level, std::string_view message);
 
 private:
-    friend class LogFactory;
+    friend struct LogRegistry;
     std::string m_category;
     std::atomic<int> m_threshold;
 };
@@ -93,18 +97,23 @@ public:
     static Logger& getLogger(char const* category);
 
     /// Sets the threshold of every category to `defaultLevel`, then applies the configuration file where it
-    /// exists (see docs/logging.md), then what setOverride said. A file that cannot be parsed costs one line on
-    /// standard error and is otherwise ignored.
+    /// exists (see docs/logging.md), then what setOverride said. A file that cannot be parsed costs one line
+    /// on standard error and is otherwise ignored.
     static void configure(String const& configurationFile, int defaultLevel);
 
-    /// Level given by the person at the command line, for one category subtree or, with an empty root, for all.
-    /// Wins over the configuration file. Throws InvalidArgumentException when the level is neither a number from
-    /// 0 to 5 nor a level's name.
-    static void setOverride(String const& level, String const& rootCategory);
+    /// Folder in which `configure` looks for a relative file name; the working directory unless set.
+    static void setBaseDirectory(CString const& path);
 
-    /// Appends every further line to `path`; missing folders are made. A file that cannot be opened, and later a
-    /// line that cannot be written, costs one line on standard error, never an exception. Returns whether the
-    /// file is open.
+    /// Level given by the person at the command line, for one category subtree or, with an empty root, for
+    /// all. Wins over the configuration file. Throws InvalidArgumentException when the level is neither a
+    /// number from 0 to 5 nor a level's name.
+    static void setOverride(String const& level, String const& rootCategory);
+    /// Forgets every override; for a client that runs several modules in one process.
+    static void clearOverrides();
+
+    /// Appends every further line to `path`; missing folders are made. A file that cannot be opened, and
+    /// later a line that cannot be written, costs one line on standard error, never an exception. Returns
+    /// whether the file is open; if not, an earlier one stays in use. Without a file, lines go nowhere.
     static bool createDefaultFileAppender(CString const& path);
 
     /// The file in use; empty when there is none.
@@ -115,8 +124,8 @@ public:
 
 } // namespace zel
 
-#define ZEL_LOG_LINE(logger, level, line)                                                                     \
-    if (::zel::Logger& zelLogger_ = (logger); !zelLogger_.isEnabled(level)) {                                 \
-    } else                                                                                                    \
+#define ZEL_LOG_LINE(logger, level, line)                                                                    \
+    if (::zel::Logger& zelLogger_ = (logger); !zelLogger_.isEnabled(level)) {                                \
+    } else                                                                                                   \
         ::zel::LoggerStream(zelLogger_, level, line).self()
 #define ZEL_LOG(logger, level) ZEL_LOG_LINE(logger, level, __LINE__)

@@ -35,8 +35,8 @@ public:
     OStream& operator<<(double number) { return *this << String::number(number); }
     OStream& operator<<(OStream& (*manipulator)(OStream&)) { return manipulator(*this); }
 
-    /// The process's standard output and standard error. They share the C library's buffers, so output of module
-    /// code through printf or std::cout keeps its place. Standard output is flushed at each `endl`.
+    /// The process's standard output and standard error. They share the C library's buffers, so output of
+    /// module code through printf or std::cout keeps its place. Standard output is flushed at each `endl`.
     static OStream& out();
     static OStream& err();
 };

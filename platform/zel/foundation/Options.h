@@ -50,9 +50,10 @@ public:
     /// Throws OptionException when another option has the same name or the same word on the command line.
     void registerOption(Option const& option);
 
-    /// Reads `argv[1]` to `argv[argc - 1]`. Words are matched whole and with their case. Throws OptionException,
-    /// naming the word, for one that no option knows, a value that is missing, not of its option's type or none
-    /// of its choices, and an option given twice; then no value at all is taken over.
+    /// Reads `argv[1]` to `argv[argc - 1]`. Words are matched whole and with their case. Throws
+    /// OptionException, naming the word, for one that no option knows, a value that is missing, not of its
+    /// option's type or none of its choices, and an option given twice; then no value at all is taken over. A
+    /// value that is itself the word of an option counts as missing. Null entries are skipped.
     void mergeCommandLine(int argc, char const* const argv[]);
 
     /// Values by option name; absent when the command line did not give it and it has no default.
@@ -71,6 +72,8 @@ private:
     };
     std::vector<Entry> m_entries;
     Entry const* find(String const& name) const;
+    std::size_t indexOfWord(String const& word) const; // m_entries.size() when no option has it
+    [[noreturn]] void throwUnknown(String const& word) const;
 };
 
 /// The two options of the logger, as every command line offers them.
@@ -78,7 +81,8 @@ struct ZEL_EXPORT LoggerConfig
 {
     static Option loggerLevelOption(); ///< "LoggerLevel", -ll LEVEL
     static Option loggerRootOption();  ///< "LoggerRoot", -lr CATEGORY
-    /// Hands the values that the command line gave to LogFactory::setOverride.
+    /// Hands the values that the command line gave to LogFactory::setOverride, with its exceptions. A
+    /// category without a level throws OptionException.
     static void applyOptions(OptionManager const& options);
 };
 

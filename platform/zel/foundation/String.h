@@ -1,5 +1,6 @@
 #pragma once
-// Text of the platform: `String` holds Unicode as UTF-16 code units, `CString` holds bytes (paths, file contents).
+// Text of the platform: `String` holds Unicode as UTF-16 code units, `CString` holds bytes (paths, file
+// contents).
 //
 //     zel::String name("Pamięć");            // from UTF-8, never fails: malformed bytes become U+FFFD
 //     name += zel::String::number(7);
@@ -37,8 +38,8 @@ private:
     std::string m_bytes;
 };
 
-/// Unicode text as UTF-16 code units, always zero-terminated. `size()` counts code units: a character outside the
-/// basic plane counts as two. May hold U+0000.
+/// Unicode text as UTF-16 code units, always zero-terminated. `size()` counts code units: a character outside
+/// the basic plane counts as two. May hold U+0000.
 class ZEL_EXPORT String
 {
 public:
@@ -51,8 +52,8 @@ public:
     String(std::string_view utf8);
     String(std::string const& utf8) : String(std::string_view(utf8)) {}
     String(CString const& utf8) : String(std::string_view(utf8.bytes())) {}
-    /// From zero-terminated UCS-2/UTF-16; null counts as empty. A lone surrogate is kept and becomes U+FFFD when
-    /// the text is written as UTF-8.
+    /// From zero-terminated UCS-2/UTF-16; null counts as empty. A lone surrogate is kept and becomes U+FFFD
+    /// when the text is written as UTF-8.
     String(Unit const* ucs2);
     String(Unit const* units, std::size_t count) : m_units(units, count) {}
 

@@ -25,15 +25,15 @@ struct ZEL_EXPORT System
     /// Ends the process at once with `status`, after flushing standard output and standard error.
     [[noreturn]] static void exitProcess(int status) noexcept;
 
-    /// Reads everything from a pipe until its end. False, with getSystemErrorMsg(), when that fails or the text is
-    /// larger than 256 MiB. `text` then keeps its old content.
+    /// Reads everything from a pipe until its end. False, with getSystemErrorMsg(), when that fails or the
+    /// text is larger than 256 MiB. `text` then keeps its old content.
     static bool readFromPipe(int pipeId, String& text, std::size_t& byteCount);
     /// Writes the whole text as UTF-8 and closes nothing. False, with getSystemErrorMsg(), when that fails.
     static bool writeToPipe(int pipeId, String const& text, std::size_t& byteCount);
 
-    /// Opens what is closed of descriptors 0, 1 and 2, so that no file opened later takes the place of standard
-    /// output; writing to a replaced one fails. Ignores SIGPIPE, so that a reader that went away is an error of
-    /// the write and not a silent death.
+    /// Opens what is closed of descriptors 0, 1 and 2, so that no file opened later takes the place of
+    /// standard output; writing to a replaced one fails. Ignores SIGPIPE, so that a reader that went away is
+    /// an error of the write and not a silent death.
     static void secureStandardStreams() noexcept;
 };
 

@@ -18,8 +18,8 @@ struct Decoded
     std::size_t length; // bytes consumed, at least 1
 };
 
-// Second-byte ranges follow table 3-7 "Well-Formed UTF-8 Byte Sequences": they exclude overlong forms, surrogates
-// and values above U+10FFFF.
+// Second-byte ranges follow table 3-7 "Well-Formed UTF-8 Byte Sequences": they exclude overlong forms,
+// surrogates and values above U+10FFFF.
 Decoded decodeOne(unsigned char const* p, std::size_t available) noexcept
 {
     unsigned const lead = p[0];

@@ -1,8 +1,8 @@
 #pragma once
-// Conversion between UTF-8 and UTF-16. Decoding never fails and never reads past the given length: each malformed
-// byte sequence and each lone surrogate becomes U+FFFD (the "maximal subpart" practice of the Unicode Standard,
-// chapter 3.9, table 3-8). Text outside the basic plane is a surrogate pair and returns unchanged.
-// Thread rule: pure functions.
+// Conversion between UTF-8 and UTF-16. Decoding never fails and never reads past the given length: each
+// malformed byte sequence and each lone surrogate becomes U+FFFD (the "maximal subpart" practice of the
+// Unicode Standard, chapter 3.9, table 3-8). Text outside the basic plane is a surrogate pair and returns
+// unchanged. Thread rule: pure functions.
 
 #include <zel/foundation/Export.h>
 
@@ -15,8 +15,8 @@ namespace zel::utf {
 /// that the public interface hands out.
 using Unit = unsigned short;
 
-/// Writes the UTF-16 form of `bytes` to `out`, which has room for `length` units (UTF-16 never needs more units
-/// than UTF-8 needs bytes). Returns the number of units written.
+/// Writes the UTF-16 form of `bytes` to `out`, which has room for `length` units (UTF-16 never needs more
+/// units than UTF-8 needs bytes). Returns the number of units written.
 ZEL_EXPORT std::size_t decodeUtf8(char const* bytes, std::size_t length, Unit* out) noexcept;
 
 /// Appends the UTF-8 form of `length` units to `out`.

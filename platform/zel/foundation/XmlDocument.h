@@ -35,11 +35,13 @@ public:
         std::size_t elements = 4'000'000;
     };
 
-    /// Throws ParseException with the reason and the byte offset; external entities and document types are
-    /// refused.
+    /// Throws ParseException "XML: {reason} at byte {offset}". Document types, entities other than the five
+    /// predefined and characters that XML excludes are refused; the limits hold before memory is spent on a
+    /// tree.
     static XmlElement parse(std::string_view utf8, Limits const& limits);
     static XmlElement parse(std::string_view utf8) { return parse(utf8, Limits()); }
-    /// Indented by two blanks; characters that XML cannot carry are written as U+FFFD.
+    /// Indented by two blanks; characters that XML cannot carry are written as U+FFFD. Throws
+    /// InvalidArgumentException for an element or attribute whose name XML does not allow.
     static std::string print(XmlElement const& root);
 };
 

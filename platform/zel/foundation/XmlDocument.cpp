@@ -1,0 +1,169 @@
+#include <zel/foundation/XmlDocument.h>
+
+#include <zel/foundation/Exception.h>
+#include <zel/foundation/XmlScanner.h>
+
+#include <new>
+#include <pugixml.hpp>
+
+namespace zel {
+namespace {
+
+constexpr char const* kXmlSpace = " \t\r\n";
+
+void trim(std::string& text)
+{
+    std::size_t const last = text.find_last_not_of(kXmlSpace);
+    text.erase(last == std::string::npos ? 0 : last + 1);
+    text.erase(0, text.find_first_not_of(kXmlSpace));
+}
+
+// Recursion is bounded: XmlScanner has already refused what is nested deeper than the limit.
+void convert(pugi::xml_node const& node, XmlElement& element)
+{
+    element.name = node.name();
+    for (pugi::xml_attribute const& attribute : node.attributes())
+        element.attributes.emplace_back(attribute.name(), attribute.value());
+    std::size_t count = 0;
+    for (pugi::xml_node const& child : node.children())
+        count += child.type() == pugi::node_element ? 1u : 0u;
+    element.children.reserve(count);
+    for (pugi::xml_node const& child : node.children()) {
+        if (child.type() == pugi::node_element)
+            convert(child, element.children.emplace_back());
+        else if (child.type() == pugi::node_pcdata || child.type() == pugi::node_cdata)
+            element.text += child.value();
+    }
+    trim(element.text);
+}
+
+// Malformed UTF-8 and the two noncharacters that XML 1.0 excludes (production 2, "Char") become U+FFFD.
+std::string carried(std::string const& text)
+{
+    std::string clean = String(text).toUtf8();
+    for (std::size_t at = clean.find("\xEF\xBF"); at != std::string::npos;
+         at = clean.find("\xEF\xBF", at + 3))
+        if (clean[at + 2] == '\xBE' || clean[at + 2] == '\xBF')
+            clean[at + 2] = '\xBD';
+    return clean;
+}
+
+bool isAscii(std::string const& text)
+{
+    for (char c : text)
+        if (static_cast<unsigned char>(c) >= 0x80)
+            return false;
+    return true;
+}
+
+// Null for a character that stands for itself.
+char const* escapeOf(char c, bool inAttribute)
+{
+    switch (c) {
+    case '&':
+        return "&amp;";
+    case '<':
+        return "&lt;";
+    case '>':
+        return "&gt;";
+    case '"':
+        return inAttribute ? "&quot;" : nullptr;
+    case '\t':
+        return inAttribute ? "&#9;" : nullptr;
+    case '\n':
+        return inAttribute ? "&#10;" : nullptr;
+    case '\r':
+        return "&#13;";
+    default:
+        return static_cast<unsigned char>(c) < 0x20 ? "\xEF\xBF\xBD" : nullptr;
+    }
+}
+
+void appendEscaped(std::string& out, std::string const& text, bool inAttribute)
+{
+    if (!isAscii(text) && carried(text) != text)
+        return appendEscaped(out, carried(text), inAttribute);
+    std::size_t plain = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        char const* escape = escapeOf(text[i], inAttribute);
+        if (!escape)
+            continue;
+        out.append(text, plain, i - plain).append(escape);
+        plain = i + 1;
+    }
+    out.append(text, plain);
+}
+
+void checkName(std::string const& name)
+{
+    if (!XmlScanner::isName(name))
+        throw InvalidArgumentException(String("Not a name in XML: \"") + String(name) + "\"");
+}
+
+void appendElement(std::string& out, XmlElement const& element, std::size_t depth)
+{
+    checkName(element.name);
+    out.append(2 * depth, ' ').append("<").append(element.name);
+    for (auto const& [key, value] : element.attributes) {
+        checkName(key);
+        out.append(" ").append(key).append("=\"");
+        appendEscaped(out, value, true);
+        out.append("\"");
+    }
+    if (element.text.empty() && element.children.empty()) {
+        out.append("/>\n");
+        return;
+    }
+    out.append(">");
+    appendEscaped(out, element.text, false);
+    if (!element.children.empty()) {
+        out.append("\n");
+        for (XmlElement const& child : element.children)
+            appendElement(out, child, depth + 1);
+        out.append(2 * depth, ' ');
+    }
+    out.append("</").append(element.name).append(">\n");
+}
+
+} // namespace
+
+std::string const* XmlElement::attribute(std::string_view key) const
+{
+    for (auto const& [name_, value] : attributes)
+        if (name_ == key)
+            return &value;
+    return nullptr;
+}
+
+XmlElement const* XmlElement::child(std::string_view key) const
+{
+    for (XmlElement const& element : children)
+        if (element.name == key)
+            return &element;
+    return nullptr;
+}
+
+XmlElement XmlDocument::parse(std::string_view utf8, Limits const& limits)
+{
+    XmlScanner(utf8, limits).check();
+    pugi::xml_document document;
+    // parse_ws_pcdata is left out: blanks between elements carry nothing.
+    pugi::xml_parse_result const result =
+        document.load_buffer(utf8.data(), utf8.size(), pugi::parse_default, pugi::encoding_utf8);
+    if (result.status == pugi::status_out_of_memory)
+        throw std::bad_alloc();
+    if (!result)
+        XmlScanner::fail(result.description(), static_cast<std::size_t>(result.offset));
+    XmlElement root;
+    convert(document.document_element(), root);
+    return root;
+}
+
+std::string XmlDocument::print(XmlElement const& root)
+{
+    std::string out = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+    appendElement(out, root, 0);
+    return out;
+}
+
+} // namespace zel

@@ -1,0 +1,80 @@
+#include <zel/foundation/linux/FileDescriptor.h>
+
+#include <algorithm>
+#include <fcntl.h>
+#include <new>
+#include <poll.h>
+#include <stdexcept>
+#include <unistd.h>
+
+namespace zel {
+namespace {
+
+constexpr std::size_t kFirstChunk = 4096;
+constexpr std::size_t kLargestChunk = 1u << 20;
+
+void waitFor(int descriptor, short events) noexcept
+{
+    pollfd request{descriptor, events, 0};
+    retryOnInterrupt([&] { return ::poll(&request, 1, -1); });
+}
+
+} // namespace
+
+// close(2) is never repeated: on Linux the descriptor is gone even when a signal interrupted the call.
+FileDescriptor::~FileDescriptor()
+{
+    if (m_number >= 0)
+        ::close(m_number);
+}
+
+FileDescriptor FileDescriptor::open(char const* path, int flags, unsigned mode) noexcept
+{
+    return FileDescriptor(retryOnInterrupt([&] { return ::open(path, flags | O_CLOEXEC, mode); }));
+}
+
+int writeAll(int descriptor, char const* bytes, std::size_t size, std::size_t& written,
+             bool waitWhenFull) noexcept
+{
+    written = 0;
+    while (written < size) {
+        ssize_t const count =
+            retryOnInterrupt([&] { return ::write(descriptor, bytes + written, size - written); });
+        if (count >= 0)
+            written += static_cast<std::size_t>(count);
+        else if (errno == EAGAIN && waitWhenFull)
+            waitFor(descriptor, POLLOUT);
+        else
+            return errno;
+    }
+    return 0;
+}
+
+int readAll(int descriptor, std::string& content, std::size_t limit)
+try {
+    std::size_t const before = content.size();
+    std::size_t chunk = kFirstChunk;
+    for (;;) {
+        std::size_t const used = content.size();
+        // One byte more than allowed tells a file of exactly `limit` bytes from a larger one.
+        std::size_t const room = std::min(chunk, limit - (used - before) + 1);
+        content.resize(used + room);
+        ssize_t const count =
+            retryOnInterrupt([&] { return ::read(descriptor, content.data() + used, room); });
+        int const error = count < 0 ? errno : 0;
+        content.resize(used + static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+        if (content.size() - before > limit)
+            return EFBIG;
+        if (error == EAGAIN)
+            waitFor(descriptor, POLLIN);
+        else if (error != 0 || count == 0)
+            return error;
+        chunk = std::min(chunk * 2, kLargestChunk);
+    }
+} catch (std::bad_alloc const&) {
+    return ENOMEM;
+} catch (std::length_error const&) {
+    return ENOMEM;
+}
+
+} // namespace zel

@@ -1,0 +1,108 @@
+#include <zel/foundation/FileSystem.h>
+
+#include <zel/foundation/Exception.h>
+#include <zel/foundation/linux/FileDescriptor.h>
+
+#include <atomic>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace zel {
+namespace {
+
+constexpr int kTemporaryAttempts = 100;
+
+std::string temporaryName(std::string const& path)
+{
+    static std::atomic<unsigned> s_counter{0};
+    return path + "." + std::to_string(::getpid()) + "-" + std::to_string(s_counter.fetch_add(1)) + ".tmp";
+}
+
+// A name that nobody uses yet: O_EXCL follows no link and opens no existing file.
+FileDescriptor createTemporary(std::string const& path, std::string& name)
+{
+    for (int attempt = 0; attempt < kTemporaryAttempts; ++attempt) {
+        name = temporaryName(path);
+        FileDescriptor file = FileDescriptor::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0644);
+        if (file.isOpen() || errno != EEXIST)
+            return file;
+    }
+    return FileDescriptor();
+}
+
+int fillAndRename(FileDescriptor const& file, std::string const& content, std::string const& from,
+                  std::string const& to)
+{
+    std::size_t written = 0;
+    if (int const error = writeAll(file.number(), content.data(), content.size(), written))
+        return error;
+    if (retryOnInterrupt([&] { return ::fsync(file.number()); }) != 0)
+        return errno;
+    return ::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
+}
+
+bool isFolder(std::string const& path)
+{
+    struct stat status;
+    return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+int createFolder(std::string const& path)
+{
+    if (::mkdir(path.c_str(), 0755) == 0)
+        return 0;
+    int const error = errno;
+    if (isFolder(path))
+        return 0;
+    return error == EEXIST ? ENOTDIR : error;
+}
+
+} // namespace
+
+FileSystem::ReadResult FileSystem::readFile(std::string const& path, std::size_t limit)
+{
+    // O_NONBLOCK: opening a FIFO must not wait for its writer.
+    FileDescriptor const file = FileDescriptor::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY);
+    struct stat status;
+    if (!file.isOpen() || ::fstat(file.number(), &status) != 0)
+        return {std::nullopt, errno};
+    if (!S_ISREG(status.st_mode))
+        return {std::nullopt, S_ISDIR(status.st_mode) ? EISDIR : EINVAL};
+    std::string content;
+    if (int const error = readAll(file.number(), content, limit))
+        return {std::nullopt, error};
+    return {std::move(content), 0};
+}
+
+void FileSystem::writeFileAtomically(std::string const& path, std::string const& content)
+{
+    // A rename would replace a file that its owner protected; the open for writing that it stands for would
+    // not.
+    if (::faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS | AT_SYMLINK_NOFOLLOW) != 0 && errno != ENOENT)
+        throw SystemException(path, errno);
+    std::string temporary;
+    FileDescriptor const file = createTemporary(path, temporary);
+    if (!file.isOpen())
+        throw SystemException(path, errno);
+    if (int const error = fillAndRename(file, content, temporary, path)) {
+        ::unlink(temporary.c_str());
+        throw SystemException(path, error);
+    }
+}
+
+int FileSystem::createFolders(std::string const& path)
+{
+    for (std::size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1))
+        if (int const error = createFolder(path.substr(0, slash)))
+            return error;
+    return createFolder(path);
+}
+
+bool FileSystem::exists(std::string const& path)
+{
+    struct stat status;
+    return ::lstat(path.c_str(), &status) == 0;
+}
+
+} // namespace zel

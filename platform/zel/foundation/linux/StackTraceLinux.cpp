@@ -1,0 +1,48 @@
+#include <zel/foundation/StackTrace.h>
+
+#include <zel/foundation/linux/SymbolFinder.h>
+
+#include <algorithm>
+#include <execinfo.h>
+
+namespace zel {
+namespace {
+
+constexpr int kMostFrames = 128;
+
+void appendFrame(std::string& text, std::size_t number, void* address)
+{
+    SymbolFinder::Symbol const symbol = SymbolFinder::find(address);
+    text += "  #" + std::to_string(number);
+    if (!symbol.function.empty())
+        text += " " + symbol.function;
+    if (!symbol.source.empty())
+        text += " (" + symbol.source + ")";
+    text += " [" + symbol.place + "]\n";
+}
+
+} // namespace
+
+__attribute__((noinline)) StackTrace StackTrace::getCurrentStackTrace(unsigned framesToSkip)
+{
+    void* addresses[kMostFrames];
+    int const count = ::backtrace(addresses, kMostFrames);
+    int const first = static_cast<int>(std::min(framesToSkip, static_cast<unsigned>(kMostFrames))) + 1;
+    std::vector<void*> own;
+    if (first < count)
+        own.assign(addresses + first, addresses + count);
+    // A return address may already belong to the next line or function; one byte less is inside the call.
+    for (void*& address : own)
+        address = static_cast<char*>(address) - 1;
+    return StackTrace(std::move(own));
+}
+
+String StackTrace::toString() const
+{
+    std::string text;
+    for (std::size_t i = 0; i < m_addresses.size(); ++i)
+        appendFrame(text, i, m_addresses[i]);
+    return String(text);
+}
+
+} // namespace zel

@@ -1,0 +1,106 @@
+#include <zel/foundation/System.h>
+
+#include <zel/foundation/linux/FileDescriptor.h>
+
+#include <climits>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <new>
+#include <stdexcept>
+#include <unistd.h>
+
+namespace zel {
+namespace {
+
+constexpr std::size_t kPipeLimit = 256u << 20;
+
+thread_local int t_lastError = 0;
+
+bool succeeded(int errorNumber) noexcept
+{
+    if (errorNumber != 0)
+        t_lastError = errorNumber;
+    return errorNumber == 0;
+}
+
+} // namespace
+
+std::int64_t System::processId() noexcept { return ::getpid(); }
+
+bool System::userIsAdministrator() noexcept { return ::geteuid() == 0; }
+
+String System::errorText(int errorNumber)
+{
+    if (char const* text = ::strerrordesc_np(errorNumber))
+        return String(text);
+    return String("Unknown error ") + String::number(errorNumber);
+}
+
+String System::getSystemErrorMsg() { return errorText(t_lastError); }
+
+CString System::executablePath()
+{
+    char path[PATH_MAX];
+    ssize_t const length = ::readlink("/proc/self/exe", path, sizeof path);
+    if (length <= 0 || static_cast<std::size_t>(length) >= sizeof path)
+        return CString();
+    return CString(std::string(path, static_cast<std::size_t>(length)));
+}
+
+std::uint32_t System::currentTimeStamp() noexcept { return static_cast<std::uint32_t>(::time(nullptr)); }
+
+void System::sleepMilliseconds(unsigned milliseconds)
+{
+    timespec left{static_cast<time_t>(milliseconds / 1000),
+                  static_cast<long>(milliseconds % 1000) * 1'000'000};
+    retryOnInterrupt([&] { return ::nanosleep(&left, &left); });
+}
+
+void System::exitProcess(int status) noexcept
+{
+    std::fflush(stdout);
+    std::fflush(stderr);
+    ::_exit(status);
+}
+
+bool System::readFromPipe(int pipeId, String& text, std::size_t& byteCount)
+try {
+    byteCount = 0;
+    std::string bytes;
+    if (!succeeded(readAll(pipeId, bytes, kPipeLimit)))
+        return false;
+    text = String(bytes);
+    byteCount = bytes.size();
+    return true;
+} catch (std::bad_alloc const&) {
+    return succeeded(ENOMEM);
+}
+
+bool System::writeToPipe(int pipeId, String const& text, std::size_t& byteCount)
+try {
+    byteCount = 0;
+    std::string const bytes = text.toUtf8();
+    return succeeded(writeAll(pipeId, bytes.data(), bytes.size(), byteCount));
+} catch (std::bad_alloc const&) {
+    return succeeded(ENOMEM);
+}
+
+void System::secureStandardStreams() noexcept
+{
+    for (int descriptor = 0; descriptor <= 2; ++descriptor) {
+        if (::fcntl(descriptor, F_GETFD) != -1 || errno != EBADF)
+            continue;
+        // The lowest free number is this one, as those below are open. Read-only in place of an output makes
+        // every write to it fail, so that lost output is noticed. Inherited by children, hence no O_CLOEXEC.
+        retryOnInterrupt([] { return ::open("/dev/null", O_RDONLY); });
+    }
+    struct sigaction current;
+    if (::sigaction(SIGPIPE, nullptr, &current) == 0 && (current.sa_flags & SA_SIGINFO) == 0 &&
+        current.sa_handler == SIG_DFL)
+        ::signal(SIGPIPE, SIG_IGN);
+}
+
+} // namespace zel
