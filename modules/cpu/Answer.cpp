@@ -30,10 +30,6 @@ bool hasFeature(CpuFeature feature) noexcept
         return __builtin_cpu_supports("sse4.2") != 0;
     case CpuFeature::Aes:
         return __builtin_cpu_supports("aes") != 0;
-    case CpuFeature::Fma:
-        return __builtin_cpu_supports("fma") != 0;
-    case CpuFeature::Avx2:
-        return __builtin_cpu_supports("avx2") != 0;
     case CpuFeature::Avx2Fma:
         return __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0;
     case CpuFeature::Avx512:

@@ -210,9 +210,9 @@ void squareMinusTwo(MersenneResidue& value, unsigned p) noexcept
     reduceMersenne(wide, p, value);
 }
 
-/// The Lucas-Lehmer sequence for the prime 2^p - 1, one step before its last, is ±2^((p+1)/2). The answer is the
-/// number of one bits of that residue (of its complement where the sign is negative), the place of the one bit,
-/// and whether the last step then gives zero, which 2^p - 1 stands for as well.
+/// The Lucas-Lehmer sequence for the prime 2^p - 1, one step before its last, is ±2^((p+1)/2). The answer is
+/// the number of one bits of that residue (of its complement where the sign is negative), the place of the
+/// one bit, and whether the last step then gives zero, which 2^p - 1 stands for as well.
 Answer lucasLehmer(unsigned p) noexcept
 {
     std::size_t const count = (p + 63) / 64;
@@ -228,8 +228,8 @@ Answer lucasLehmer(unsigned p) noexcept
     bool const negative = ones > p / 2;
     std::uint64_t place = 0;
     for (std::size_t i = 0; i < count; ++i) {
-        std::uint64_t const limb = negative ? ~value.m_limbs[i] & (i + 1 == count ? topMask : ~std::uint64_t(0))
-                                            : value.m_limbs[i];
+        std::uint64_t const limb =
+            negative ? ~value.m_limbs[i] & (i + 1 == count ? topMask : ~std::uint64_t(0)) : value.m_limbs[i];
         if (limb != 0)
             place = 64 * i + static_cast<unsigned>(std::countr_zero(limb));
     }
@@ -246,7 +246,8 @@ Answer lucasLehmer(unsigned p) noexcept
 Answer lucasLehmer521() noexcept { return lucasLehmer(521); }
 Answer lucasLehmer1279() noexcept { return lucasLehmer(1279); }
 
-/// Shifts, rotates, bit counts: the one bits of all 16-bit numbers, the windows of a de Bruijn word, leading zeros.
+/// Shifts, rotates, bit counts: the one bits of all 16-bit numbers, the windows of a de Bruijn word, leading
+/// zeros.
 Answer bitCounts() noexcept
 {
     std::uint64_t ones = 0, zeros = 0, windows = 0;
@@ -255,7 +256,8 @@ Answer bitCounts() noexcept
         ones += static_cast<unsigned>(std::popcount(hidden));
         zeros += static_cast<unsigned>(std::countl_zero(static_cast<std::uint16_t>(hidden)));
     }
-    // The 64-bit de Bruijn word of Leiserson, Prokop, Randall, "Using de Bruijn sequences to index a 1", 1998.
+    // The 64-bit de Bruijn word of Leiserson, Prokop, Randall, "Using de Bruijn sequences to index a 1",
+    // 1998.
     std::uint64_t const word = opaque(std::uint64_t(0x03f79d71b4cb0a89));
     for (int i = 0; i < 64; ++i)
         windows |= std::uint64_t(1) << (std::rotl(word, opaque(i)) >> 58);
@@ -306,23 +308,54 @@ Answer primeCount() noexcept
 }
 
 constexpr Kernel kKernels[] = {
-    {"crc32", "check value of CRC-32/ISO-HDLC (ITU-T V.42) for \"123456789\"", CpuFeature::None, crcCheckValue,
+    {"crc32",
+     "check value of CRC-32/ISO-HDLC (ITU-T V.42) for \"123456789\"",
+     CpuFeature::None,
+     crcCheckValue,
      {{0xCBF43926}}},
-    {"crc32residue", "residue of CRC-32/ISO-HDLC: one for each of 16 messages", CpuFeature::None, crcResidue, {{16}}},
-    {"sha256", "FIPS 180-2, example B.2", CpuFeature::None, sha256,
+    {"crc32residue",
+     "residue of CRC-32/ISO-HDLC: one for each of 16 messages",
+     CpuFeature::None,
+     crcResidue,
+     {{16}}},
+    {"sha256",
+     "FIPS 180-2, example B.2",
+     CpuFeature::None,
+     sha256,
      {{0x248d6a61d20638b8, 0xe5c026930c3e6039, 0xa33ce45964ff2167, 0xf6ecedd419db06c1}}},
-    {"muldiv128", "(ab+r)/b = a rest r, (a+b)(a-b) = a^2-b^2; 1000 operand sets", CpuFeature::None,
-     divisionIdentities, {{1000}}},
+    {"muldiv128",
+     "(ab+r)/b = a rest r, (a+b)(a-b) = a^2-b^2; 1000 operand sets",
+     CpuFeature::None,
+     divisionIdentities,
+     {{1000}}},
     {"fermat64", "Fermat's little theorem modulo 2^64-59; 20 bases", CpuFeature::None, fermat, {{20}}},
-    {"lucaslehmer521", "2^521-1 is prime (Robinson 1952); last step but one is a power of two", CpuFeature::None,
-     lucasLehmer521, {{1, 261, 1}}},
-    {"lucaslehmer1279", "2^1279-1 is prime (Robinson 1952); last step but one is a power of two", CpuFeature::None,
-     lucasLehmer1279, {{1, 640, 1}}},
-    // 16·2^15 one bits; the leading zeros of the 16-bit numbers: 16 for zero, and sum of (15-k)·2^k = 2^16 - 17.
-    {"bitcounts", "counting argument; every 6-bit window of a de Bruijn word", CpuFeature::None, bitCounts,
+    {"lucaslehmer521",
+     "2^521-1 is prime (Robinson 1952); last step but one is a power of two",
+     CpuFeature::None,
+     lucasLehmer521,
+     {{1, 261, 1}}},
+    {"lucaslehmer1279",
+     "2^1279-1 is prime (Robinson 1952); last step but one is a power of two",
+     CpuFeature::None,
+     lucasLehmer1279,
+     {{1, 640, 1}}},
+    // 16·2^15 one bits; the leading zeros of the 16-bit numbers: 16 for zero, and sum of (15-k)·2^k = 2^16
+    // - 17.
+    {"bitcounts",
+     "counting argument; every 6-bit window of a de Bruijn word",
+     CpuFeature::None,
+     bitCounts,
      {{16 * 32768, 65536 - 17 + 16, ~std::uint64_t(0)}}},
-    {"lfsr16", "x^16+x^14+x^13+x^11+1 is primitive: period 2^16-1", CpuFeature::None, shiftRegister, {{65535}}},
-    {"branches", "92 and 352 ways to place 8 and 9 queens (OEIS A000170)", CpuFeature::None, branches, {{92, 352}}},
+    {"lfsr16",
+     "x^16+x^14+x^13+x^11+1 is primitive: period 2^16-1",
+     CpuFeature::None,
+     shiftRegister,
+     {{65535}}},
+    {"branches",
+     "92 and 352 ways to place 8 and 9 queens (OEIS A000170)",
+     CpuFeature::None,
+     branches,
+     {{92, 352}}},
     {"primes", "9592 primes below 100000 (OEIS A006880)", CpuFeature::None, primeCount, {{9592}}},
 };
 

@@ -1,6 +1,6 @@
 #pragma once
-// A kernel is a small piece of arithmetic whose right answer is known from elsewhere than this machine: from a
-// published vector, or from a theorem. Every kernel names where its answer comes from.
+// A kernel is a small piece of arithmetic whose right answer is known from elsewhere than this machine: from
+// a published vector, or from a theorem. Every kernel names where its answer comes from.
 //
 //     for (Kernel const& kernel : integerKernels())
 //         if (hasFeature(kernel.m_feature) && kernel.m_run() != kernel.m_expected)
@@ -16,7 +16,7 @@
 namespace krel5::modules {
 
 /// What a processor must offer beyond its base instruction set for a kernel to run on it.
-enum class CpuFeature { None, Sse42, Aes, Fma, Avx2, Avx2Fma, Avx512 };
+enum class CpuFeature { None, Sse42, Aes, Avx2Fma, Avx512 };
 
 /// False on every other architecture but x86-64 for all but None.
 bool hasFeature(CpuFeature feature) noexcept;
