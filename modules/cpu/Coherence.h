@@ -1,0 +1,45 @@
+#pragma once
+// Do two cores agree on what is in memory? For each pair of cores three checks on shared cache lines:
+// - "pingpong": a line with a sequence number and a payload that depends on it goes to and fro;
+// - "increments": both cores count up in one word, and each in its own word of one line; nothing may be lost;
+// - "storebuffer": each core stores to its own word, fences, and loads the other's; both seeing the old value
+// is
+//   forbidden (the litmus test SB with fences; Owens, Sarkar, Sewell, "A better x86 memory model: x86-TSO",
+//   2009).
+//
+//     CoherenceOptions options;
+//     options.m_maxPairs = 64;
+//     Outcome outcome = runCoherenceTest(host, systemAffinity(), options);
+//
+// Thread rule: as for runCoreTest.
+
+#include <common/TestHost.h>
+#include <cpu/CpuAffinity.h>
+
+#include <cstdint>
+#include <utility>
+
+namespace krel5::modules {
+
+/// Stands between a load from shared memory and its check, so that a test can play a core that reads wrongly.
+using LoadTap = std::uint64_t (*)(unsigned core, std::uint64_t loaded) noexcept;
+
+struct CoherenceOptions
+{
+    /// Pairs at most; the nearest neighbours come first, so that every core is in one.
+    unsigned m_maxPairs = 64;
+    /// Rounds of each check for each pair.
+    unsigned m_rounds = 100000;
+    /// A partner that does not answer for so long is a fault.
+    double m_patienceSeconds = 10.0;
+    LoadTap m_tap = nullptr;
+};
+
+/// One fault "CpuIncoherent" (CoreA, CoreB, Check, Round, Expected, Actual) for each pair and check that went
+/// wrong. NotApplicable, with the problem "CpuSingleCore", where the process may use one core only.
+Outcome runCoherenceTest(TestHost& host, CpuAffinity& affinity, CoherenceOptions const& options);
+
+/// At most `most` pairs of the cores in order of their distance in a ring, each pair once.
+std::vector<std::pair<unsigned, unsigned>> corePairs(std::vector<unsigned> const& cores, unsigned most);
+
+} // namespace krel5::modules

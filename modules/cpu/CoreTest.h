@@ -1,0 +1,32 @@
+#pragma once
+// Runs a table of kernels on every core, and reports each wrong answer with the core that gave it.
+//
+//     CoreTestOptions options;
+//     options.m_seconds = 2.0;
+//     Outcome outcome = runCoreTest(host, integerKernels(), systemAffinity(), options);
+//
+// Thread rule: called from one thread; it makes its own threads and has joined them when it returns. The
+// calling thread's own binding to processors is not touched.
+
+#include <common/TestHost.h>
+#include <cpu/CpuAffinity.h>
+#include <cpu/Kernel.h>
+
+namespace krel5::modules {
+
+struct CoreTestOptions
+{
+    /// For each core; every core runs the whole table at least once, also with 0.
+    double m_seconds = 2.0;
+    /// All cores at the same time instead of one after another.
+    bool m_allAtOnce = false;
+};
+
+/// Runs the kernels whose processor feature is there; the names of those left out are noted. A wrong answer
+/// is one fault "CpuWrongAnswer" (Core, Kernel, Expected, Actual, Count, Runs, Source) for each core and
+/// kernel; a core that the process may use but that cannot be pinned is the problem "CpuCoreNotUsable" and
+/// CannotRun. Heeds a stop request within one run of one kernel, some ten milliseconds.
+Outcome runCoreTest(TestHost& host, KernelTable kernels, CpuAffinity& affinity,
+                    CoreTestOptions const& options);
+
+} // namespace krel5::modules
