@@ -1,0 +1,174 @@
+#include <zel/model/DeviceImp.h>
+
+#include <zel/foundation/Exception.h>
+#include <zel/model/Guid.h>
+
+#include <algorithm>
+
+namespace zel {
+
+namespace {
+constexpr int kDeepestGroup = 16; // a chain of groups longer than this is printed flat
+}
+
+std::unique_ptr<DeviceImp> DeviceImp::createGeneric(CapabilityImp const& type,
+                                                    CapabilityImp const& capabilities, String const& name,
+                                                    String const& osLocator, String const& description,
+                                                    String const& location, CapabilityImp const& busClass)
+{
+    std::unique_ptr<DeviceImp> device(new DeviceImp());
+    device->m_type = type;
+    device->m_capabilities = capabilities | type;
+    device->m_name = name;
+    device->m_osLocator = osLocator;
+    device->m_description = description;
+    device->m_hwLocator = location;
+    device->m_busClass = busClass;
+    device->m_guid = nameBasedGuid({"Device", type.toString(), location.empty() ? osLocator : location});
+    return device;
+}
+
+DeviceImp::DeviceImp(DeviceImp const& other)
+    : m_guid(other.m_guid), m_name(other.m_name), m_description(other.m_description),
+      m_osLocator(other.m_osLocator), m_hwLocator(other.m_hwLocator), m_type(other.m_type),
+      m_capabilities(other.m_capabilities), m_busClass(other.m_busClass), m_state(other.m_state),
+      m_deviceId(other.m_deviceId), m_complete(other.m_complete), m_childBusIds(other.m_childBusIds),
+      m_propertyIndex(other.m_propertyIndex)
+{
+    m_properties.reserve(other.m_properties.size());
+    for (auto const& property : other.m_properties)
+        m_properties.push_back(std::make_unique<PropertyImp>(*property));
+}
+
+void DeviceImp::addChildBusId(String const& id)
+{
+    if (std::find(m_childBusIds.begin(), m_childBusIds.end(), id) == m_childBusIds.end())
+        m_childBusIds.push_back(id);
+}
+
+PropertyImp& DeviceImp::addProperty(PropertyImp const* property)
+{
+    auto const [at, isNew] = m_propertyIndex.try_emplace(property->key(), m_properties.size());
+    if (!isNew)
+        throw StateException(String("Device \"") + m_guid + "\" already has a property with the key \"" +
+                             property->key() + "\"");
+    m_properties.push_back(std::make_unique<PropertyImp>(*property));
+    return *m_properties.back();
+}
+
+bool DeviceImp::removeProperty(String const& key)
+{
+    auto const found = m_propertyIndex.find(key);
+    if (found == m_propertyIndex.end())
+        return false;
+    std::size_t const index = found->second;
+    m_properties.erase(m_properties.begin() + static_cast<std::ptrdiff_t>(index));
+    m_propertyIndex.erase(found);
+    for (auto& entry : m_propertyIndex)
+        if (entry.second > index)
+            --entry.second;
+    return true;
+}
+
+PropertyImp& DeviceImp::getProperty(std::size_t index)
+{
+    if (index >= m_properties.size())
+        throw IndexOutOfBoundsException(0, static_cast<int>(m_properties.size()) - 1,
+                                        static_cast<int>(index));
+    return *m_properties[index];
+}
+
+PropertyImp const& DeviceImp::getProperty(std::size_t index) const
+{
+    return const_cast<DeviceImp*>(this)->getProperty(index);
+}
+
+PropertyImp* DeviceImp::property(String const& key)
+{
+    auto const found = m_propertyIndex.find(key);
+    return found == m_propertyIndex.end() ? nullptr : m_properties[found->second].get();
+}
+
+PropertyImp const* DeviceImp::property(String const& key) const
+{
+    return const_cast<DeviceImp*>(this)->property(key);
+}
+
+PropertyImp* DeviceImp::firstProperty()
+{
+    m_cursor = 0;
+    return nextProperty();
+}
+
+PropertyImp* DeviceImp::nextProperty()
+{
+    return m_cursor < m_properties.size() ? m_properties[m_cursor++].get() : nullptr;
+}
+
+bool DeviceImp::mergeFrom(DeviceImp const& other)
+{
+    bool changed = false;
+    auto take = [&changed](auto& mine, auto const& theirs, bool when) {
+        if (when && !(mine == theirs)) {
+            mine = theirs;
+            changed = true;
+        }
+    };
+    take(m_name, other.m_name, m_name.empty());
+    take(m_description, other.m_description, m_description.empty());
+    take(m_osLocator, other.m_osLocator, m_osLocator.empty());
+    take(m_hwLocator, other.m_hwLocator, m_hwLocator.empty());
+    take(m_capabilities, m_capabilities | other.m_capabilities, true);
+    take(m_state, other.m_state, true);
+    take(m_complete, true, other.m_complete);
+    for (String const& id : other.m_childBusIds) {
+        std::size_t const before = m_childBusIds.size();
+        addChildBusId(id);
+        changed |= m_childBusIds.size() != before;
+    }
+    for (auto const& theirs : other.m_properties) {
+        if (PropertyImp* mine = property(theirs->key())) {
+            take(mine->value(), theirs->value(), true);
+        } else {
+            addProperty(theirs.get());
+            changed = true;
+        }
+    }
+    return changed;
+}
+
+void DeviceImp::printProperty(PropertyImp const& property, String const& indent, String& out, int depth) const
+{
+    out += indent + property.key() + ": " + property.value().toString() + "\n";
+    if (depth >= kDeepestGroup)
+        return;
+    for (String const& childKey : property.children())
+        if (PropertyImp const* child = this->property(childKey))
+            printProperty(*child, indent + "  ", out, depth + 1);
+}
+
+String DeviceImp::toString(int level) const
+{
+    String out = String("Device: ") + m_name + "\n";
+    if (level < 1)
+        return out;
+    auto line = [&out](char const* label, String const& value) {
+        if (!value.empty())
+            out += String("  ") + label + ": " + value + "\n";
+    };
+    line("Guid", m_guid);
+    line("Description", m_description);
+    line("Type", m_type.toString());
+    line("Capabilities", m_capabilities.toString());
+    line("Location", m_hwLocator);
+    line("OS locator", m_osLocator);
+    line("State", m_state.toString());
+    if (level < 2)
+        return out;
+    for (auto const& property : m_properties)
+        if (!property->isPartOfGroup())
+            printProperty(*property, "    ", out, 0);
+    return out;
+}
+
+} // namespace zel

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <zel/model/CapabilityImp.h>
+#include <zel/model/ParameterImp.h>
+
+#include <deque>
+
+namespace zel {
+
+class SettingsResource;
+
+/// The record of one indicator: a function that samples a device, or, without a device, looks at the machine.
+class ZEL_EXPORT IndicatorImp
+{
+public:
+    IndicatorImp(String key, CapabilityImp capabilities, bool isFree);
+
+    String const& keyInModule() const noexcept { return m_key; }
+    String const& guid() const noexcept { return m_guid; }
+    String const& moduleGuid() const noexcept { return m_moduleGuid; }
+    void setModuleGuid(String const& guid);
+    unsigned index() const noexcept { return m_index; }
+    void setIndex(unsigned index) noexcept { m_index = index; }
+    CapabilityImp const& deviceCapabilities() const noexcept { return m_capabilities; }
+    /// Bound to no device.
+    bool isFree() const noexcept { return m_isFree; }
+
+    bool addParameter(ParameterImp const& parameter);
+    std::deque<ParameterImp> const& parameters() const noexcept { return m_parameters; }
+
+    bool operator==(IndicatorImp const& other) const noexcept { return m_guid == other.m_guid; }
+
+private:
+    String m_key, m_moduleGuid, m_guid;
+    unsigned m_index = 0;
+    CapabilityImp m_capabilities;
+    bool m_isFree;
+    std::deque<ParameterImp> m_parameters;
+};
+
+} // namespace zel

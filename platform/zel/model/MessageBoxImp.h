@@ -1,0 +1,51 @@
+#pragma once
+
+#include <zel/foundation/OStream.h>
+#include <zel/foundation/String.h>
+
+#include <functional>
+#include <vector>
+
+namespace zel {
+
+/// A question to the person: title, text, and the answers that may be given, one of them the default.
+class ZEL_EXPORT MessageBoxImp
+{
+public:
+    struct Answer
+    {
+        int code;    ///< what the asker gets back
+        String text; ///< what the person reads and types: "Retry"
+    };
+
+    /// `answers` is not empty; indices out of range count as 0.
+    MessageBoxImp(String title, String text, std::vector<Answer> answers, std::size_t defaultAnswer,
+                  std::size_t cancelAnswer);
+
+    String const& title() const noexcept { return m_title; }
+    String const& text() const noexcept { return m_text; }
+    std::vector<Answer> const& answers() const noexcept { return m_answers; }
+    int defaultCode() const noexcept { return m_answers[m_default].code; }
+    int cancelCode() const noexcept { return m_answers[m_cancel].code; }
+
+    /// The answer once it is known; the default before.
+    int answer() const noexcept { return m_answer; }
+    void setAnswer(int code) noexcept { m_answer = code; }
+
+    /// Reads one line without its end; false at the end of input or when the wait was interrupted by a stop.
+    using ReadLine = std::function<bool(String&)>;
+    /// Asks on a console: prints the question and a numbered list, reads a number, a text or its first
+    /// letters that fit one answer alone; an empty line is the default. Asks again at most 10 times, then
+    /// takes the default. No more input: the cancel answer.
+    void present(OStream& out, ReadLine const& readLine);
+
+private:
+    Answer const* find(String const& typed) const;
+
+    String m_title, m_text;
+    std::vector<Answer> m_answers;
+    std::size_t m_default, m_cancel;
+    int m_answer;
+};
+
+} // namespace zel

@@ -1,0 +1,82 @@
+#include <zel/model/TestImp.h>
+
+#include <zel/foundation/Exception.h>
+#include <zel/model/SettingsResource.h>
+#include <zel/model/ValidRange.h>
+
+#include <algorithm>
+
+namespace zel {
+
+TestImp::TestImp(String key, CapabilityImp capabilities)
+    : m_key(std::move(key)), m_guid(String("Test.") + m_key), m_capabilities(std::move(capabilities))
+{}
+
+void TestImp::setModuleGuid(String const& guid)
+{
+    m_moduleGuid = guid;
+    m_guid = guid + ".Test." + m_key;
+}
+
+void TestImp::addPropertyRequirement(DeviceRequirement requirement)
+{
+    String reason;
+    if (!ValidRange::parse(requirement.validRange, reason))
+        throw InvalidArgumentException(String("Valid range \"") + requirement.validRange +
+                                       "\" of property \"" + requirement.propertyKey + "\": " + reason);
+    m_properties.push_back(std::move(requirement));
+}
+
+bool TestImp::addParameter(ParameterImp const& parameter)
+{
+    if (this->parameter(parameter.key()))
+        return false;
+    m_parameters.push_back(parameter);
+    m_parameters.back().setParent("Test", m_key);
+    return true;
+}
+
+ParameterImp* TestImp::parameter(String const& key)
+{
+    auto const found = std::find_if(m_parameters.begin(), m_parameters.end(),
+                                    [&](ParameterImp const& one) { return one.key() == key; });
+    return found == m_parameters.end() ? nullptr : &*found;
+}
+
+ParameterImp* TestImp::firstParameter()
+{
+    m_cursor = 0;
+    return nextParameter();
+}
+
+ParameterImp* TestImp::nextParameter()
+{
+    return m_cursor < m_parameters.size() ? &m_parameters[m_cursor++] : nullptr;
+}
+
+std::vector<SettingsError> TestImp::resolveParameterData(SettingsResource const& settings)
+{
+    std::vector<SettingsError> errors;
+    for (ParameterImp& parameter : m_parameters)
+        if (auto error = parameter.resolve(settings))
+            errors.push_back(std::move(*error));
+
+    m_enabled = settings.enable("Test", m_key);
+    m_switchedOff = !settings.isEnabled("Test", m_key);
+
+    String const prefix = String("Test.") + m_key + ".";
+    String const resultKey = prefix + "ForceResult.value";
+    if (auto const* entry = settings.find(resultKey)) {
+        auto const result = TestResultImp::getConstantByString(entry->m_text);
+        if (result.toString() == entry->m_text)
+            m_forcedResult = result;
+        else
+            errors.push_back(settings.error(resultKey, *entry, "no test result has this text"));
+    }
+    if (auto const eventKey = settings.text(prefix + "ForceEvent.value"))
+        m_forcedEvent = *eventKey;
+    m_forceAllEvents = settings.flag(prefix + "ForceAllEvents.value", false);
+    return errors;
+}
+
+} // namespace zel
