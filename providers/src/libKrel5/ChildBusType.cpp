@@ -1,0 +1,28 @@
+#include <krel5/ChildBusType.h>
+
+#include <internal/VocabularyHandle.h>
+
+#include <zel/model/ChildBusTypeImp.h>
+
+namespace krel5 {
+
+struct ChildBusTypeInternalData : VocabularyRecord<zel::ChildBusTypeImp>
+{
+    using VocabularyRecord::VocabularyRecord;
+};
+
+KREL5_VOCABULARY_HANDLE(ChildBusType, ChildBusTypeInternalData, zel::ChildBusTypeImp)
+
+ChildBusType::ChildBusType(KrelString const& text)
+    : m_holder(ChildBusTypeInternalData(zel::ChildBusTypeImp::getConstantByString(text.zelString())))
+{}
+
+#define ZEL_CONSTANT(accessor, text, ...)                                                                    \
+    ChildBusType const& ChildBusType::accessor()                                                             \
+    {                                                                                                        \
+        static ChildBusType const& constant = *new ChildBusType(KrelString(text));                           \
+        return constant;                                                                                     \
+    }
+#include <zel/model/vocabulary/ChildBusType.def>
+
+} // namespace krel5

@@ -1,0 +1,28 @@
+#include <krel5/Language.h>
+
+#include <internal/VocabularyHandle.h>
+
+#include <zel/model/LanguageImp.h>
+
+namespace krel5 {
+
+struct LanguageInternalData : VocabularyRecord<zel::LanguageImp>
+{
+    using VocabularyRecord::VocabularyRecord;
+};
+
+KREL5_VOCABULARY_HANDLE(Language, LanguageInternalData, zel::LanguageImp)
+
+Language::Language(KrelString const& text)
+    : m_holder(LanguageInternalData(zel::LanguageImp::getConstantByString(text.zelString())))
+{}
+
+#define ZEL_CONSTANT(accessor, text, ...)                                                                    \
+    Language const& Language::accessor()                                                                     \
+    {                                                                                                        \
+        static Language const& constant = *new Language(KrelString(text));                                   \
+        return constant;                                                                                     \
+    }
+#include <zel/model/vocabulary/Language.def>
+
+} // namespace krel5

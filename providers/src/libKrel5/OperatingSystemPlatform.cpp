@@ -1,0 +1,33 @@
+#include <krel5/OperatingSystemPlatform.h>
+
+#include <internal/VocabularyHandle.h>
+
+#include <zel/model/OperatingSystemPlatformImp.h>
+
+namespace krel5 {
+
+struct OperatingSystemPlatformInternalData : VocabularyRecord<zel::OperatingSystemPlatformImp>
+{
+    using VocabularyRecord::VocabularyRecord;
+};
+
+KREL5_VOCABULARY_HANDLE(OperatingSystemPlatform, OperatingSystemPlatformInternalData,
+                        zel::OperatingSystemPlatformImp)
+
+OperatingSystemPlatform::OperatingSystemPlatform(int code, KrelString const& /*text*/)
+    : m_holder(
+          OperatingSystemPlatformInternalData(zel::OperatingSystemPlatformImp::getConstantByNumber(code)))
+{}
+
+#define ZEL_CONSTANT(accessor, text, code)                                                                   \
+    OperatingSystemPlatform const& OperatingSystemPlatform::accessor()                                       \
+    {                                                                                                        \
+        static OperatingSystemPlatform const& constant =                                                     \
+            *new OperatingSystemPlatform(code, KrelString(text));                                            \
+        return constant;                                                                                     \
+    }
+#include <zel/model/vocabulary/OperatingSystemPlatform.def>
+
+int OperatingSystemPlatform::value() const { return data().imp.value(); }
+
+} // namespace krel5
