@@ -20,7 +20,7 @@ AlertType::AlertType(KrelString const& text)
 #define ZEL_CONSTANT(accessor, text, ...)                                                                    \
     AlertType const& AlertType::accessor()                                                                   \
     {                                                                                                        \
-        static AlertType const& constant = *new AlertType(KrelString(text));                                 \
+        static AlertType const& constant = sharedConstant(new AlertType(KrelString(text)));                  \
         return constant;                                                                                     \
     }
 #include <zel/model/vocabulary/AlertType.def>

@@ -20,7 +20,7 @@ ChildBusType::ChildBusType(KrelString const& text)
 #define ZEL_CONSTANT(accessor, text, ...)                                                                    \
     ChildBusType const& ChildBusType::accessor()                                                             \
     {                                                                                                        \
-        static ChildBusType const& constant = *new ChildBusType(KrelString(text));                           \
+        static ChildBusType const& constant = sharedConstant(new ChildBusType(KrelString(text)));            \
         return constant;                                                                                     \
     }
 #include <zel/model/vocabulary/ChildBusType.def>

@@ -20,7 +20,7 @@ DataType::DataType(KrelString const& name)
 #define ZEL_CONSTANT(accessor, text, ...)                                                                    \
     DataType const& DataType::accessor()                                                                     \
     {                                                                                                        \
-        static DataType const& constant = *new DataType(KrelString(text));                                   \
+        static DataType const& constant = sharedConstant(new DataType(KrelString(text)));                    \
         return constant;                                                                                     \
     }
 #include <zel/model/vocabulary/DataType.def>

@@ -16,7 +16,7 @@ KREL5_VOCABULARY_HANDLE(DeviceCapability, DeviceCapabilityInternalData, zel::Cap
 #define ZEL_CONSTANT(accessor, text, ...)                                                                    \
     DeviceCapability const& DeviceCapability::accessor()                                                     \
     {                                                                                                        \
-        static DeviceCapability const& constant = *new DeviceCapability(KrelString(text));                   \
+        static DeviceCapability const& constant = sharedConstant(new DeviceCapability(KrelString(text)));    \
         return constant;                                                                                     \
     }
 #include <zel/model/vocabulary/Capability.def>

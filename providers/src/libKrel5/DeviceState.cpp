@@ -20,7 +20,7 @@ DeviceState::DeviceState(KrelString const& text)
 #define ZEL_CONSTANT(accessor, text, ...)                                                                    \
     DeviceState const& DeviceState::accessor()                                                               \
     {                                                                                                        \
-        static DeviceState const& constant = *new DeviceState(KrelString(text));                             \
+        static DeviceState const& constant = sharedConstant(new DeviceState(KrelString(text)));              \
         return constant;                                                                                     \
     }
 #include <zel/model/vocabulary/DeviceState.def>

@@ -20,7 +20,7 @@ EventType::EventType(KrelString const& text)
 #define ZEL_CONSTANT(accessor, text, ...)                                                                    \
     EventType const& EventType::accessor()                                                                   \
     {                                                                                                        \
-        static EventType const& constant = *new EventType(KrelString(text));                                 \
+        static EventType const& constant = sharedConstant(new EventType(KrelString(text)));                  \
         return constant;                                                                                     \
     }
 #include <zel/model/vocabulary/EventType.def>

@@ -24,7 +24,8 @@ KrelUnitMagnitude::KrelUnitMagnitude(KrelString const& name, int /*powerOfTen*/,
 #define ZEL_CONSTANT(accessor, text, ten, two)                                                               \
     KrelUnitMagnitude const& KrelUnitMagnitude::accessor()                                                   \
     {                                                                                                        \
-        static KrelUnitMagnitude const& constant = *new KrelUnitMagnitude(KrelString(text), ten, two);       \
+        static KrelUnitMagnitude const& constant =                                                           \
+            sharedConstant(new KrelUnitMagnitude(KrelString(text), ten, two));                               \
         return constant;                                                                                     \
     }
 #include <zel/model/vocabulary/UnitMagnitude.def>

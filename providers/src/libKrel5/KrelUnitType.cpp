@@ -20,7 +20,7 @@ KrelUnitType::KrelUnitType(KrelString const& name)
 #define ZEL_CONSTANT(accessor, text, ...)                                                                    \
     KrelUnitType const& KrelUnitType::accessor()                                                             \
     {                                                                                                        \
-        static KrelUnitType const& constant = *new KrelUnitType(KrelString(text));                           \
+        static KrelUnitType const& constant = sharedConstant(new KrelUnitType(KrelString(text)));            \
         return constant;                                                                                     \
     }
 #include <zel/model/vocabulary/UnitType.def>

@@ -20,7 +20,7 @@ Language::Language(KrelString const& text)
 #define ZEL_CONSTANT(accessor, text, ...)                                                                    \
     Language const& Language::accessor()                                                                     \
     {                                                                                                        \
-        static Language const& constant = *new Language(KrelString(text));                                   \
+        static Language const& constant = sharedConstant(new Language(KrelString(text)));                    \
         return constant;                                                                                     \
     }
 #include <zel/model/vocabulary/Language.def>

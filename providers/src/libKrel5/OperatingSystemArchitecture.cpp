@@ -31,7 +31,7 @@ OperatingSystemArchitecture::OperatingSystemArchitecture(int code, KrelString co
     OperatingSystemArchitecture const& OperatingSystemArchitecture::accessor()                               \
     {                                                                                                        \
         static OperatingSystemArchitecture const& constant =                                                 \
-            *new OperatingSystemArchitecture(code, KrelString(text), KrelString(longText));                  \
+            sharedConstant(new OperatingSystemArchitecture(code, KrelString(text), KrelString(longText)));   \
         return constant;                                                                                     \
     }
 #include <zel/model/vocabulary/OperatingSystemArchitecture.def>

@@ -24,8 +24,8 @@ OperatingSystemDistribution::OperatingSystemDistribution(OperatingSystemPlatform
 #define ZEL_CONSTANT(accessor, text, code, platform)                                                         \
     OperatingSystemDistribution const& OperatingSystemDistribution::accessor()                               \
     {                                                                                                        \
-        static OperatingSystemDistribution const& constant =                                                 \
-            *new OperatingSystemDistribution(OperatingSystemPlatform::platform(), code, KrelString(text));   \
+        static OperatingSystemDistribution const& constant = sharedConstant(                                 \
+            new OperatingSystemDistribution(OperatingSystemPlatform::platform(), code, KrelString(text)));   \
         return constant;                                                                                     \
     }
 #include <zel/model/vocabulary/OperatingSystemDistribution.def>

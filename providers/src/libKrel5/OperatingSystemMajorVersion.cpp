@@ -24,8 +24,8 @@ OperatingSystemMajorVersion::OperatingSystemMajorVersion(OperatingSystemPlatform
 #define ZEL_CONSTANT(accessor, text, code, platform)                                                         \
     OperatingSystemMajorVersion const& OperatingSystemMajorVersion::accessor()                               \
     {                                                                                                        \
-        static OperatingSystemMajorVersion const& constant =                                                 \
-            *new OperatingSystemMajorVersion(OperatingSystemPlatform::platform(), code, KrelString(text));   \
+        static OperatingSystemMajorVersion const& constant = sharedConstant(                                 \
+            new OperatingSystemMajorVersion(OperatingSystemPlatform::platform(), code, KrelString(text)));   \
         return constant;                                                                                     \
     }
 #include <zel/model/vocabulary/OperatingSystemMajorVersion.def>

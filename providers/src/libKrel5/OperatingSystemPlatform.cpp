@@ -23,7 +23,7 @@ OperatingSystemPlatform::OperatingSystemPlatform(int code, KrelString const& /*t
     OperatingSystemPlatform const& OperatingSystemPlatform::accessor()                                       \
     {                                                                                                        \
         static OperatingSystemPlatform const& constant =                                                     \
-            *new OperatingSystemPlatform(code, KrelString(text));                                            \
+            sharedConstant(new OperatingSystemPlatform(code, KrelString(text)));                             \
         return constant;                                                                                     \
     }
 #include <zel/model/vocabulary/OperatingSystemPlatform.def>

@@ -20,7 +20,7 @@ ParameterSource::ParameterSource(KrelString const& text)
 #define ZEL_CONSTANT(accessor, text, ...)                                                                    \
     ParameterSource const& ParameterSource::accessor()                                                       \
     {                                                                                                        \
-        static ParameterSource const& constant = *new ParameterSource(KrelString(text));                     \
+        static ParameterSource const& constant = sharedConstant(new ParameterSource(KrelString(text)));      \
         return constant;                                                                                     \
     }
 #include <zel/model/vocabulary/ParameterSource.def>

@@ -20,7 +20,7 @@ PropertyCategory::PropertyCategory(KrelString const& text)
 #define ZEL_CONSTANT(accessor, text, ...)                                                                    \
     PropertyCategory const& PropertyCategory::accessor()                                                     \
     {                                                                                                        \
-        static PropertyCategory const& constant = *new PropertyCategory(KrelString(text));                   \
+        static PropertyCategory const& constant = sharedConstant(new PropertyCategory(KrelString(text)));    \
         return constant;                                                                                     \
     }
 #include <zel/model/vocabulary/PropertyCategory.def>

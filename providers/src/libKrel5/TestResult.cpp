@@ -26,7 +26,8 @@ TestResult::TestResult(KrelString const& text, int /*value*/, int /*priority*/)
 #define ZEL_CONSTANT(accessor, text, value, priority)                                                        \
     TestResult const& TestResult::accessor()                                                                 \
     {                                                                                                        \
-        static TestResult const& constant = *new TestResult(KrelString(text), value, priority);              \
+        static TestResult const& constant =                                                                  \
+            sharedConstant(new TestResult(KrelString(text), value, priority));                               \
         return constant;                                                                                     \
     }
 #include <zel/model/vocabulary/TestResult.def>

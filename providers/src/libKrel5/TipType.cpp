@@ -20,7 +20,7 @@ TipType::TipType(KrelString const& text)
 #define ZEL_CONSTANT(accessor, text, ...)                                                                    \
     TipType const& TipType::accessor()                                                                       \
     {                                                                                                        \
-        static TipType const& constant = *new TipType(KrelString(text));                                     \
+        static TipType const& constant = sharedConstant(new TipType(KrelString(text)));                      \
         return constant;                                                                                     \
     }
 #include <zel/model/vocabulary/TipType.def>

@@ -19,6 +19,15 @@ struct VocabularyRecord
     KrelString text;
 };
 
+/// What a static accessor keeps: a constant that several threads may read at once. The UTF-8 form of its
+/// text, which a string otherwise makes when first asked, is there from the start.
+template <typename Handle>
+Handle const& sharedConstant(Handle const* constant)
+{
+    constant->toString().getUTF8Buffer();
+    return *constant;
+}
+
 } // namespace krel5
 
 /// Defines default construction, copies, destruction, comparison, imp() and data() of a handle.
