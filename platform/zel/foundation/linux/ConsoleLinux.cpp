@@ -1,0 +1,76 @@
+#include <zel/foundation/Console.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <poll.h>
+#include <string>
+#include <unistd.h>
+
+namespace zel {
+namespace {
+
+constexpr std::size_t kLongestLine = 64u << 10;
+constexpr int kPollMilliseconds = 100;
+
+std::string& pending()
+{
+    static std::string s_pending; // read but not yet handed out
+    return s_pending;
+}
+
+bool readable(int milliseconds)
+{
+    pollfd one{STDIN_FILENO, POLLIN, 0};
+    return ::poll(&one, 1, milliseconds) > 0;
+}
+
+// True when something was added to pending(); false at the end of input or on an error other than EINTR.
+enum class Fill { Data, End, Interrupted };
+
+Fill fill()
+{
+    char bytes[4096];
+    ssize_t const count = ::read(STDIN_FILENO, bytes, sizeof bytes);
+    if (count > 0) {
+        pending().append(bytes, static_cast<std::size_t>(count));
+        return Fill::Data;
+    }
+    return count < 0 && errno == EINTR ? Fill::Interrupted : Fill::End;
+}
+
+bool takeLine(String& line, bool atEnd)
+{
+    std::string& text = pending();
+    std::size_t const end = text.find('\n');
+    bool const whole = end != std::string::npos;
+    if (!whole && text.size() < kLongestLine && !(atEnd && !text.empty()))
+        return false;
+    std::size_t const length = whole ? end : std::min(text.size(), kLongestLine);
+    line = String(text.substr(0, length));
+    text.erase(0, length + (whole ? 1 : 0));
+    return true;
+}
+
+} // namespace
+
+bool Console::canAsk()
+{
+    if (::isatty(STDIN_FILENO) || !pending().empty())
+        return true;
+    return readable(0) && fill() == Fill::Data;
+}
+
+bool Console::readLine(String& line, std::function<bool()> const& stopped)
+{
+    while (!takeLine(line, false)) {
+        if (stopped())
+            return false;
+        if (!readable(kPollMilliseconds))
+            continue;
+        if (fill() == Fill::End)
+            return takeLine(line, true);
+    }
+    return true;
+}
+
+} // namespace zel
