@@ -18,10 +18,10 @@ enum class Algorithm {
 
 namespace detail {
 
-template <MarchTest const& kTest, typename Memory>
-bool marchAllBackgrounds(Checker<Memory>& checker)
+template <MarchTest const& kTest, typename CheckerType>
+bool marchAllBackgrounds(CheckerType& checker)
 {
-    using Word = typename Memory::Word;
+    using Word = typename CheckerType::Word;
     for (std::size_t i = 0; i < backgroundCount<Word>(); ++i) {
         if (!checker.template march<kTest>(background<Word>(i)))
             return false;
@@ -29,10 +29,10 @@ bool marchAllBackgrounds(Checker<Memory>& checker)
     return true;
 }
 
-template <typename Memory>
-bool walkBits(Checker<Memory>& checker, std::string_view name, typename Memory::Word mask)
+template <typename CheckerType>
+bool walkBits(CheckerType& checker, std::string_view name, typename CheckerType::Word mask)
 {
-    using Word = typename Memory::Word;
+    using Word = typename CheckerType::Word;
     for (int bit = 0; bit < std::numeric_limits<Word>::digits; ++bit) {
         auto const word = static_cast<Word>(static_cast<Word>(Word{1} << bit) ^ mask);
         if (!checker.fillAndVerify(name, Solid<Word>{word}, word))
@@ -41,10 +41,10 @@ bool walkBits(Checker<Memory>& checker, std::string_view name, typename Memory::
     return true;
 }
 
-template <typename Memory>
-bool runPatterns(Checker<Memory>& checker)
+template <typename CheckerType>
+bool runPatterns(CheckerType& checker)
 {
-    using Word = typename Memory::Word;
+    using Word = typename CheckerType::Word;
     constexpr auto kOnes = static_cast<Word>(~Word{0});
     constexpr auto kAlternating = background<Word>(1);
     checker.expectWork(2 * 2 + 2 * 2 * std::numeric_limits<Word>::digits + 2 * 2 +
@@ -59,10 +59,10 @@ bool runPatterns(Checker<Memory>& checker)
            marchAllBackgrounds<kMovingInversions>(checker);
 }
 
-template <typename Memory>
-bool runRandom(Checker<Memory>& checker, std::uint64_t seed)
+template <typename CheckerType>
+bool runRandom(CheckerType& checker, std::uint64_t seed)
 {
-    using Word = typename Memory::Word;
+    using Word = typename CheckerType::Word;
     constexpr unsigned kRounds = 4;
     checker.expectWork(kRounds * 4);
     for (unsigned round = 0; round < kRounds; ++round) {
@@ -77,10 +77,10 @@ bool runRandom(Checker<Memory>& checker, std::uint64_t seed)
 } // namespace detail
 
 /// False when stopped. `seed` matters to Algorithm::Random alone.
-template <typename Memory>
-bool runAlgorithm(Algorithm algorithm, Checker<Memory>& checker, std::uint64_t seed)
+template <typename CheckerType>
+bool runAlgorithm(Algorithm algorithm, CheckerType& checker, std::uint64_t seed)
 {
-    constexpr auto kBackgrounds = backgroundCount<typename Memory::Word>();
+    constexpr auto kBackgrounds = backgroundCount<typename CheckerType::Word>();
     switch (algorithm) {
     case Algorithm::Quick:
         checker.expectWork(kBackgrounds * kMarchCMinus.length());

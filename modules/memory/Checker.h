@@ -35,10 +35,20 @@ struct FaultReporter
     virtual void report(PassName const& pass, WordFault const& fault) = 0;
 };
 
+/// Runs the slices of a pass on threads; see runWorkers.
+struct ThreadRunner
+{
+    bool operator()(TestHost& host, unsigned count, std::uint64_t totalUnits, Work const& work,
+                    ProgressSpan span) const
+    {
+        return runWorkers(host, count, totalUnits, work, span);
+    }
+};
+
 /// `Memory` as in Kernels.h, cheap to copy, and `void settle(first, last)`: called after each pass over
 /// [first, last) to get written words out of caches where that matters. Different words may be used from
-/// different threads at once.
-template <typename Memory>
+/// different threads at once. `Runner` is called as ThreadRunner is.
+template <typename Memory, typename Runner = ThreadRunner>
 class Checker
 {
 public:
@@ -101,7 +111,7 @@ private:
     {
         auto const from = percent(m_done);
         m_done += operations;
-        bool const finished = runWorkers(
+        bool const finished = Runner()(
             m_host, m_threads, m_words,
             [&](unsigned worker, WorkerControl& control) { runSlice(worker, control, down, kernel); },
             {from, percent(m_done)});

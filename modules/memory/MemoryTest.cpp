@@ -1,10 +1,10 @@
 #include <memory/MemoryTest.h>
+
+#include <memory/MemoryReport.h>
 #include <memory/linux/LockedMemory.h>
 #include <memory/linux/MachineMemory.h>
 
 #include <algorithm>
-#include <bit>
-#include <charconv>
 #include <random>
 #include <string>
 
@@ -13,44 +13,6 @@ namespace {
 
 constexpr std::uint64_t kMebibyte = std::uint64_t{1} << 20;
 constexpr std::uint64_t kLargestDefault = 1024;
-
-std::string hex(std::uint64_t number)
-{
-    char text[2 + 16] = {'0', 'x'};
-    auto const end = std::to_chars(text + 2, text + sizeof text, number, 16).ptr;
-    return {text, end};
-}
-
-class Reporter : public FaultReporter
-{
-public:
-    Reporter(TestHost& host, std::uint64_t const* words) : m_host(host), m_words(words) {}
-
-    void report(PassName const& pass, WordFault const& fault) override
-    {
-        auto const* const address = m_words + fault.m_index;
-        auto const physical = physicalAddress(address);
-        auto const differing = fault.m_expected ^ fault.m_actual;
-        ++m_reported;
-        m_host.fault(Fault(kEventFault, {{"Test", std::string(pass.m_test)},
-                                         {"Step", std::string(pass.m_step)},
-                                         {"Background", hex(pass.m_background)},
-                                         {"Offset", hex(fault.m_index * sizeof *address)},
-                                         {"VirtualAddress", hex(reinterpret_cast<std::uintptr_t>(address))},
-                                         {"PhysicalAddress", physical ? hex(*physical) : "unknown"},
-                                         {"Expected", hex(fault.m_expected)},
-                                         {"Actual", hex(fault.m_actual)},
-                                         {"DifferingBits", hex(differing)},
-                                         {"DifferingBitCount", std::to_string(std::popcount(differing))}}));
-    }
-
-    std::uint64_t reported() const { return m_reported; }
-
-private:
-    TestHost& m_host;
-    std::uint64_t const* m_words;
-    std::uint64_t m_reported = 0;
-};
 
 Outcome badParameter(TestHost& host, std::string name, std::uint64_t value, std::string reason)
 {
@@ -64,12 +26,10 @@ template <typename Memory>
 Outcome check(TestHost& host, Algorithm algorithm, LockedMemory const& region, Memory memory,
               unsigned threads, std::uint64_t seed)
 {
-    Reporter reporter(host, region.words());
-    Checker<Memory> checker(host, reporter, memory, region.wordCount(), threads);
+    MemoryReport report(host, region.words());
+    Checker<Memory> checker(host, report, memory, region.wordCount(), threads);
     bool const finished = runAlgorithm(algorithm, checker, seed);
-    if (checker.faults() > reporter.reported())
-        host.fault(Fault(kEventMoreFaults, {{"Total", std::to_string(checker.faults())},
-                                            {"Reported", std::to_string(reporter.reported())}}));
+    report.summarize(checker.faults());
     if (!finished)
         return Outcome::Stopped;
     return checker.faults() == 0 ? Outcome::Pass : Outcome::Fail;
@@ -125,7 +85,7 @@ Outcome runMemoryTest(TestHost& host, Algorithm algorithm, MemorySettings const&
         return lockFailed(host, made);
     std::uint64_t const seed = settings.m_seed ? *settings.m_seed : newSeed();
     host.note(
-        Report(kEventBegun, {{"SizeMiB", std::to_string(mebibytes)}, {"Threads", std::to_string(threads)}}));
+        Report(kEventRegion, {{"SizeMiB", std::to_string(mebibytes)}, {"Threads", std::to_string(threads)}}));
     if (algorithm == Algorithm::Random)
         host.note(Report(kEventSeed, {{"Seed", std::to_string(seed)}}));
     return checkFlushing(host, algorithm, *made.m_memory, settings.m_flush, threads, seed);

@@ -5,7 +5,7 @@
 //     settings.m_mebibytes = 256;
 //     Outcome outcome = runMemoryTest(host, Algorithm::Quick, settings);
 //
-// What it sends through the host: event keys kEvent...; their variables are listed in memory.w4p.
+// What it sends through the host: the events of MemoryReport.h.
 // Thread rule: `host` is called from the calling thread alone.
 
 #include <common/TestHost.h>
@@ -16,14 +16,6 @@
 #include <optional>
 
 namespace krel5::modules::memory {
-
-inline constexpr char kEventFault[] = "MemoryFault";
-inline constexpr char kEventMoreFaults[] = "MemoryMoreFaults";
-inline constexpr char kEventParameters[] = "MemoryParameters";
-inline constexpr char kEventNoMemory[] = "MemoryUnavailable";
-inline constexpr char kEventNotPermitted[] = "MemoryLockRefused";
-inline constexpr char kEventBegun[] = "MemoryRegion";
-inline constexpr char kEventSeed[] = "MemorySeed";
 
 struct MemorySettings
 {

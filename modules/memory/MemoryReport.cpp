@@ -1,0 +1,45 @@
+#include <memory/MemoryReport.h>
+#include <memory/linux/LockedMemory.h>
+
+#include <bit>
+#include <charconv>
+#include <string>
+
+namespace krel5::modules::memory {
+namespace {
+
+std::string hex(std::uint64_t number)
+{
+    char text[2 + 16] = {'0', 'x'};
+    auto const end = std::to_chars(text + 2, text + sizeof text, number, 16).ptr;
+    return {text, end};
+}
+
+} // namespace
+
+void MemoryReport::report(PassName const& pass, WordFault const& fault)
+{
+    auto const* const address = m_words + fault.m_index;
+    auto const physical = physicalAddress(address);
+    auto const differing = fault.m_expected ^ fault.m_actual;
+    ++m_reported;
+    m_host.fault(Fault(kEventFault, {{"Test", std::string(pass.m_test)},
+                                     {"Step", std::string(pass.m_step)},
+                                     {"Background", hex(pass.m_background)},
+                                     {"Offset", hex(fault.m_index * sizeof *address)},
+                                     {"VirtualAddress", hex(reinterpret_cast<std::uintptr_t>(address))},
+                                     {"PhysicalAddress", physical ? hex(*physical) : "unknown"},
+                                     {"Expected", hex(fault.m_expected)},
+                                     {"Actual", hex(fault.m_actual)},
+                                     {"DifferingBits", hex(differing)},
+                                     {"DifferingBitCount", std::to_string(std::popcount(differing))}}));
+}
+
+void MemoryReport::summarize(std::uint64_t total)
+{
+    if (total > m_reported)
+        m_host.fault(Fault(kEventMoreFaults,
+                           {{"Total", std::to_string(total)}, {"Reported", std::to_string(m_reported)}}));
+}
+
+} // namespace krel5::modules::memory
