@@ -160,9 +160,8 @@ private:
     void storeBuffer()
     {
         for (std::uint64_t round = 1; round <= m_options.m_rounds && goesOn(); ++round) {
-            m_arena.m_store[m_self].m_value.store(round, std::memory_order_relaxed);
-            std::atomic_thread_fence(std::memory_order_seq_cst);
-            std::uint64_t const seen = load(m_arena.m_store[1 - m_self].m_value, std::memory_order_relaxed);
+            m_arena.m_store[m_self].m_value.store(round, std::memory_order_seq_cst);
+            std::uint64_t const seen = load(m_arena.m_store[1 - m_self].m_value, std::memory_order_seq_cst);
             m_arena.m_seen[m_self].m_value.store(seen, std::memory_order_relaxed);
             if (!meet(2 * round))
                 return;

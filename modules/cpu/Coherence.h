@@ -2,10 +2,10 @@
 // Do two cores agree on what is in memory? For each pair of cores three checks on shared cache lines:
 // - "pingpong": a line with a sequence number and a payload that depends on it goes to and fro;
 // - "increments": both cores count up in one word, and each in its own word of one line; nothing may be lost;
-// - "storebuffer": each core stores to its own word, fences, and loads the other's; both seeing the old value
-// is
-//   forbidden (the litmus test SB with fences; Owens, Sarkar, Sewell, "A better x86 memory model: x86-TSO",
-//   2009).
+// - "storebuffer": each core stores to its own word, then loads the other's, both in one total order; both
+//   seeing the old value is forbidden (the litmus test SB with fences; Owens, Sarkar, Sewell, "A better x86
+//   memory model: x86-TSO", 2009).
+// A partner that no longer answers is reported as the check it was awaited in, or "meeting".
 //
 //     CoherenceOptions options;
 //     options.m_maxPairs = 64;

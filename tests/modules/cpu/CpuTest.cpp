@@ -1,0 +1,224 @@
+#include <modules/cpu/ReportLog.h>
+
+#include <cpu/Coherence.h>
+#include <cpu/CoreTest.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cerrno>
+#include <set>
+
+namespace krel5::modules {
+namespace {
+
+thread_local unsigned t_core = 0;
+thread_local std::uint64_t t_loads = 0;
+
+/// Cores that exist on paper only: a pinned thread knows its number and runs wherever the system lets it.
+struct PaperCores : CpuAffinity
+{
+    std::vector<unsigned> m_cores;
+    unsigned m_refused = ~0u;
+
+    explicit PaperCores(std::vector<unsigned> cores) : m_cores(std::move(cores)) {}
+    std::vector<unsigned> usable() override { return m_cores; }
+    int pin(unsigned core) override
+    {
+        t_core = core;
+        t_loads = 0;
+        return core == m_refused ? EINVAL : 0;
+    }
+};
+
+Answer rightEverywhere() noexcept { return {{7}}; }
+Answer wrongOnCoreFive() noexcept { return {{t_core == 5 ? 6u : 7u}}; }
+
+constexpr Kernel kInjected[] = {
+    {"sound", "by construction", CpuFeature::None, rightEverywhere, {{7}}},
+    {"broken", "by construction", CpuFeature::None, wrongOnCoreFive, {{7}}},
+};
+
+CoreTestOptions onePass(bool allAtOnce) { return {0.0, allAtOnce}; }
+
+class Kernels : public testing::TestWithParam<KernelTable (*)() noexcept>
+{};
+
+TEST_P(Kernels, giveTheirKnownAnswersHere)
+{
+    std::set<std::string> names;
+    for (Kernel const& kernel : GetParam()()) {
+        EXPECT_TRUE(names.insert(kernel.m_name).second) << kernel.m_name;
+        EXPECT_STRNE(kernel.m_source, "") << kernel.m_name;
+        EXPECT_NE(kernel.m_expected, Answer{})
+            << kernel.m_name << ": a kernel that computes nothing would pass";
+        if (hasFeature(kernel.m_feature)) {
+            EXPECT_EQ(kernel.m_run().text(), kernel.m_expected.text()) << kernel.m_name;
+        }
+    }
+}
+INSTANTIATE_TEST_SUITE_P(Tables, Kernels,
+                         testing::Values(&integerKernels, &floatingPointKernels, &vectorKernels));
+
+class CoreRuns : public testing::TestWithParam<bool>
+{};
+
+TEST_P(CoreRuns, nameTheCoreThatCalculatesWrongly)
+{
+    ReportLog host;
+    PaperCores cores({2, 5, 9});
+    EXPECT_EQ(runCoreTest(host, kInjected, cores, onePass(GetParam())), Outcome::Fail);
+    ASSERT_EQ(host.m_faults.size(), 1u);
+    EXPECT_EQ(host.m_faults[0], "CpuWrongAnswer Core=5 Kernel=broken Expected=0000000000000007 "
+                                "Actual=0000000000000006 Count=1 Source=by construction");
+    EXPECT_EQ(host.m_notes.back(), "CpuTested Cores=3 Kernels=2 Runs=6");
+}
+
+TEST_P(CoreRuns, runEveryKernelOnEveryCoreAndReachTheEnd)
+{
+    ReportLog host;
+    PaperCores cores({0, 3, 4, 8});
+    EXPECT_EQ(runCoreTest(host, kInjected, cores, onePass(GetParam())), Outcome::Pass);
+    EXPECT_TRUE(host.m_faults.empty());
+    EXPECT_EQ(host.m_notes.back(), "CpuTested Cores=4 Kernels=2 Runs=8");
+    EXPECT_EQ(host.m_percent, 100);
+}
+
+TEST_P(CoreRuns, endAtOnceWhenStopped)
+{
+    ReportLog host;
+    host.m_stopAfterQuestions = 2;
+    PaperCores cores({0, 1, 2});
+    CoreTestOptions options = onePass(GetParam());
+    options.m_seconds = 1e6;
+    EXPECT_EQ(runCoreTest(host, kInjected, cores, options), Outcome::Stopped);
+}
+
+TEST_P(CoreRuns, sayWhichCoreCannotBeUsed)
+{
+    ReportLog host;
+    PaperCores cores({0, 1});
+    cores.m_refused = 1;
+    EXPECT_EQ(runCoreTest(host, kInjected, cores, onePass(GetParam())), Outcome::CannotRun);
+    ASSERT_EQ(host.m_problems.size(), 1u);
+    EXPECT_EQ(host.m_problems[0].rfind("CpuCoreNotUsable Core=1 Reason=", 0), 0u);
+}
+INSTANTIATE_TEST_SUITE_P(OneByOneAndTogether, CoreRuns, testing::Bool());
+
+TEST(CoreRun, withoutCoresSaysSo)
+{
+    ReportLog host;
+    PaperCores none({});
+    EXPECT_EQ(runCoreTest(host, kInjected, none, onePass(false)), Outcome::CannotRun);
+    EXPECT_EQ(host.m_problems.size(), 1u);
+}
+
+TEST(SystemAffinity, pinsToEachProcessorItOffersAndToNoOther)
+{
+    auto const cores = systemAffinity().usable();
+    ASSERT_FALSE(cores.empty());
+    ReportLog host;
+    EXPECT_EQ(runCoreTest(host, kInjected, systemAffinity(), onePass(true)), Outcome::Pass);
+    EXPECT_NE(systemAffinity().pin(1u << 20), 0);
+}
+
+TEST(CorePairs, coverEveryCoreFirstAndEachPairOnce)
+{
+    using Pairs = std::vector<std::pair<unsigned, unsigned>>;
+    EXPECT_EQ(corePairs({4}, 9), Pairs{});
+    EXPECT_EQ(corePairs({4, 7}, 9), (Pairs{{4, 7}}));
+    EXPECT_EQ(corePairs({0, 1, 2, 3}, 4), (Pairs{{0, 1}, {1, 2}, {2, 3}, {3, 0}}));
+    for (unsigned count = 2; count < 9; ++count) {
+        std::vector<unsigned> cores;
+        for (unsigned core = 0; core < count; ++core)
+            cores.push_back(core);
+        std::set<std::set<unsigned>> distinct;
+        auto const pairs = corePairs(cores, 1000);
+        for (auto const& [a, b] : pairs)
+            distinct.insert({a, b});
+        EXPECT_EQ(pairs.size(), count * (count - 1) / 2);
+        EXPECT_EQ(distinct.size(), pairs.size());
+    }
+}
+
+CoherenceOptions shortRun(LoadTap tap = nullptr)
+{
+    CoherenceOptions options;
+    options.m_rounds = 300;
+    options.m_tap = tap;
+    return options;
+}
+
+// Loads of one core in the order in which the checks make them: 6 for each ball, 2 after the increments, then
+// 2 for each litmus round.
+constexpr std::uint64_t kBallLoads = 6 * 300;
+
+std::uint64_t bitFlipsOnCoreTwo(unsigned core, std::uint64_t loaded) noexcept
+{
+    return core == 2 && ++t_loads == 100 ? loaded ^ 8u : loaded;
+}
+std::uint64_t lostIncrementOnCoreTwo(unsigned core, std::uint64_t loaded) noexcept
+{
+    return core == 2 && ++t_loads == kBallLoads + 1 ? loaded - 1 : loaded;
+}
+// Both cores see the round before: the forbidden outcome.
+std::uint64_t staleLitmusLoads(unsigned, std::uint64_t loaded) noexcept
+{
+    return ++t_loads == kBallLoads + 3 ? 0 : loaded;
+}
+
+struct Injection
+{
+    LoadTap m_tap;
+    char const* m_check;
+};
+
+class Incoherences : public testing::TestWithParam<Injection>
+{};
+
+TEST_P(Incoherences, areFaultsOfTheirPair)
+{
+    ReportLog host;
+    PaperCores cores({1, 2});
+    EXPECT_EQ(runCoherenceTest(host, cores, shortRun(GetParam().m_tap)), Outcome::Fail);
+    ASSERT_EQ(host.m_faults.size(), 1u);
+    EXPECT_EQ(
+        host.m_faults[0].rfind(std::string("CpuIncoherent CoreA=1 CoreB=2 Check=") + GetParam().m_check, 0),
+        0u)
+        << host.m_faults[0];
+}
+INSTANTIATE_TEST_SUITE_P(Each, Incoherences,
+                         testing::Values(Injection{bitFlipsOnCoreTwo, "pingpong"},
+                                         Injection{lostIncrementOnCoreTwo, "increments"},
+                                         Injection{staleLitmusLoads, "storebuffer"}));
+
+TEST(Coherence, holdsForEveryPairOfSoundCores)
+{
+    ReportLog host;
+    PaperCores cores({0, 1, 2});
+    EXPECT_EQ(runCoherenceTest(host, cores, shortRun()), Outcome::Pass);
+    EXPECT_EQ(host.m_notes.back(), "CpuCoherenceTested Cores=3 Pairs=3");
+    EXPECT_EQ(host.m_percent, 100);
+}
+
+TEST(Coherence, hasNoMeaningOnOneCoreAndStopsWhenAsked)
+{
+    ReportLog single;
+    PaperCores one({3});
+    EXPECT_EQ(runCoherenceTest(single, one, shortRun()), Outcome::NotApplicable);
+    EXPECT_EQ(single.m_problems, std::vector<std::string>{"CpuSingleCore Core=3"});
+
+    ReportLog stopping;
+    stopping.m_stopAfterQuestions = 1;
+    PaperCores two({0, 1});
+    CoherenceOptions endless = shortRun();
+    endless.m_rounds = ~0u;
+    EXPECT_EQ(runCoherenceTest(stopping, two, endless), Outcome::Stopped);
+
+    ReportLog refused;
+    two.m_refused = 1;
+    EXPECT_EQ(runCoherenceTest(refused, two, shortRun()), Outcome::CannotRun);
+}
+
+} // namespace
+} // namespace krel5::modules
