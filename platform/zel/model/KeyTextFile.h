@@ -21,6 +21,7 @@ public:
     {
         int line = 0; ///< from 1; 0: the file as a whole
         String reason;
+        bool isWarning = false; ///< the line counts nevertheless
     };
     struct Entry
     {
@@ -48,12 +49,13 @@ public:
 
 private:
     void takeLine(std::string_view line, int number);
-    void addIssue(int line, String const& reason);
+    void addIssue(int line, String const& reason, bool isWarning);
 
     std::string m_path;
     State m_state = State::Absent;
     std::unordered_map<String, Entry> m_entries;
     std::vector<Issue> m_issues;
+    std::size_t m_droppedIssues = 0;
 };
 
 } // namespace zel

@@ -25,6 +25,8 @@ public:
     /// The text as it was given.
     String const& text() const noexcept { return m_text; }
     bool takesEverything() const noexcept { return m_items.empty(); }
+    /// Every item is a number or a span.
+    bool isNumeric() const noexcept;
 
     /// Numbers compare by their exact value, whatever their types; measurements by their value in the plain
     /// unit; percentages by their number; booleans and strings with the single values; of an array every
@@ -40,7 +42,10 @@ private:
         std::optional<Number> m_low, m_high;
         bool m_isSpan = false;
     };
-    static std::optional<Item> parseItem(String const& text, String const& literal, String& reason);
+    static std::optional<Item> single(String const& text, String& reason);
+    static std::optional<Item> span(String const& low, String const& high, String& reason);
+    template <typename T, typename Check>
+    bool containsAll(std::vector<T> const& elements, Check check) const;
     bool containsNumber(Number const& number) const;
     bool containsText(String const& text) const;
 

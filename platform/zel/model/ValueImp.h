@@ -13,6 +13,7 @@
 #include <zel/model/DiscreteMeasurement.h>
 #include <zel/model/LocalizedStringImp.h>
 #include <zel/model/NonDiscreteMeasurement.h>
+#include <zel/model/Number.h>
 #include <zel/model/ZELValue.h>
 
 #include <cstdint>
@@ -65,7 +66,7 @@ public:
 
     DataTypeImp const& type() const noexcept { return m_type; }
     /// Whether this datum, being what it is, may be read as `requested` without loss.
-    bool typeOkay(DataTypeImp const& requested) const noexcept;
+    bool typeOkay(DataTypeImp const& requested) const;
     /// The same datum as a value of the other type; nothing unless typeOkay().
     std::optional<ValueImp> as(DataTypeImp const& requested) const;
 
@@ -83,6 +84,10 @@ public:
     std::vector<std::int32_t> const& int32Array() const;
     std::vector<DiscreteMeasurement> const& discreteMeasurementArray() const;
     std::vector<LocalizedStringImp> const& localizedStringArray() const;
+
+    /// The datum as a number, whatever its type; nothing for what is not one. A percentage counts by its
+    /// number.
+    std::optional<Number> number() const noexcept;
 
     bool isArray() const noexcept;
     /// Number of elements of an array; 1 for what is not one.
@@ -110,10 +115,11 @@ private:
                               std::vector<String>, std::vector<std::uint32_t>, std::vector<std::int32_t>,
                               DiscreteMeasurement, std::vector<DiscreteMeasurement>, NonDiscreteMeasurement,
                               LocalizedStringImp, std::vector<LocalizedStringImp>>;
-    ValueImp(DataTypeImp const& type, Data data) : m_type(type), m_data(std::move(data)) {}
 
     template <typename T>
     T const& read(DataTypeImp const& requested) const;
+    template <typename T>
+    T readNumber(DataTypeImp const& requested) const;
     template <typename T>
     void appendTo(T element);
     [[noreturn]] void throwMismatch(DataTypeImp const& requested) const;
