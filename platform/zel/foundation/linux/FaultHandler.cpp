@@ -245,15 +245,13 @@ public:
         stack_t stack = {};
         stack.ss_sp = static_cast<char*>(m_memory) + page;
         stack.ss_size = kAlternateStack;
-        ::sigaltstack(&stack, nullptr);
+        ::sigaltstack(&stack, &m_previous);
     }
     ~AlternateStack()
     {
         if (m_memory == MAP_FAILED)
             return;
-        stack_t off = {};
-        off.ss_flags = SS_DISABLE;
-        ::sigaltstack(&off, nullptr);
+        ::sigaltstack(&m_previous, nullptr);
         ::munmap(m_memory, m_size);
     }
     AlternateStack(AlternateStack const&) = delete;
@@ -262,6 +260,7 @@ public:
 private:
     void* m_memory = MAP_FAILED;
     std::size_t m_size = 0;
+    stack_t m_previous = {};
 };
 
 } // namespace

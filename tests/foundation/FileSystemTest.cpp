@@ -1,0 +1,124 @@
+#include <zel/foundation/Exception.h>
+#include <zel/foundation/FileSystem.h>
+
+#include <foundation/ChildProcess.h>
+#include <foundation/TemporaryFolder.h>
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <csignal>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+using test::TemporaryFolder;
+using zel::FileSystem;
+
+TEST(FileSystem, takesNamesApart)
+{
+    struct
+    {
+        char const *path, *base, *folder;
+    } const cases[] = {
+        {"C:\\dir\\MyMod.exe", "MyMod", "."},
+        {"/dir/MyMod.exe", "MyMod", "/dir"},
+        {"MyMod", "MyMod", "."},
+        {"./a.b/MyMod", "MyMod", "./a.b"},
+        {"/my.mod.w4x", "my.mod", "/"},
+        {"/home/.profile", ".profile", "/home"},
+        {"/dir/", "", "/dir"},
+        {"", "", "."},
+    };
+    for (auto const& c : cases) {
+        EXPECT_EQ(FileSystem::extractBaseFileName(c.path), zel::String(c.base)) << c.path;
+        EXPECT_EQ(FileSystem::folderOf(c.path), c.folder) << c.path;
+    }
+}
+
+TEST(FileSystem, readsWholeFilesWithinTheirLimit)
+{
+    TemporaryFolder const folder;
+    std::string const bytes("a\0\n\xFF", 4);
+    std::string const path = folder.write("file", bytes);
+    EXPECT_EQ(FileSystem::readFile(path).content, bytes);
+    EXPECT_EQ(FileSystem::readFile(path, 4).content, bytes);
+    EXPECT_EQ(FileSystem::readFile(path, 3).errorNumber, EFBIG);
+    EXPECT_EQ(FileSystem::readFile(folder.write("large", std::string(300000, 'x'))).content->size(), 300000u);
+    EXPECT_TRUE(FileSystem::readFile(folder.path("none")).absent());
+    EXPECT_EQ(FileSystem::readFile(folder.path()).errorNumber, EISDIR);
+    ASSERT_EQ(::mkfifo(folder.path("fifo").c_str(), 0600), 0);
+    EXPECT_EQ(FileSystem::readFile(folder.path("fifo")).errorNumber, EINVAL);
+    EXPECT_FALSE(FileSystem::readFile("/proc/self/stat").content->empty()); // a file that says its size is 0
+}
+
+TEST(FileSystem, replacesFilesWholeOrNotAtAll)
+{
+    TemporaryFolder const folder;
+    std::string const path = folder.write("file", "old");
+    std::string const other = folder.write("other", "other");
+    FileSystem::writeFileAtomically(path, "new");
+    EXPECT_EQ(folder.read("file"), "new");
+    std::filesystem::create_symlink(other, folder.path("link"));
+    FileSystem::writeFileAtomically(folder.path("link"), "own");
+    EXPECT_EQ(folder.read("link"), "own");
+    EXPECT_EQ(folder.read("other"), "other"); // a link is replaced, not followed
+    EXPECT_EQ(folder.entryCount(), 3u);
+}
+
+TEST(FileSystem, aWriteThatFailsNamesThePathAndLeavesNothing)
+{
+    TemporaryFolder const folder;
+    std::filesystem::create_directories(folder.path("in the way/full"));
+    std::string const paths[] = {folder.path("in the way"), folder.path("none/file"), "/proc/nowhere"};
+    for (std::string const& path : paths) {
+        try {
+            FileSystem::writeFileAtomically(path, "text");
+            ADD_FAILURE() << path;
+        } catch (zel::SystemException const& exception) {
+            EXPECT_TRUE(exception.getMessage().startsWith(zel::String(path) + ": ")) << exception.what();
+        }
+    }
+    EXPECT_EQ(folder.entryCount(), 1u);
+}
+
+TEST(FileSystem, aFullDiskOrAProtectedFileKeepsTheOldText)
+{
+    TemporaryFolder const folder;
+    std::string const path = folder.write("file", "old");
+    auto const attempt = [&path] {
+        try {
+            FileSystem::writeFileAtomically(path, std::string(100000, 'x'));
+        } catch (zel::SystemException const& exception) {
+            ::_exit(exception.errorNumber());
+        }
+    };
+    auto const limited = test::runInChild([&] {
+        ::signal(SIGXFSZ, SIG_IGN);
+        rlimit const limit{1000, 1000};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        attempt();
+    });
+    EXPECT_EQ(limited.status, EFBIG);
+    std::filesystem::permissions(folder.path(), std::filesystem::perms::all);
+    ASSERT_EQ(::chmod(path.c_str(), 0444), 0);
+    auto const unprivileged = test::runInChild([&] {
+        if (::geteuid() == 0 && ::seteuid(65534) != 0)
+            ::_exit(EACCES); // no second user in this container
+        attempt();
+    });
+    EXPECT_EQ(unprivileged.status, EACCES);
+    EXPECT_EQ(folder.read("file"), "old");
+    EXPECT_EQ(folder.entryCount(), 1u);
+}
+
+TEST(FileSystem, makesFolders)
+{
+    TemporaryFolder const folder;
+    folder.write("file", "");
+    EXPECT_EQ(FileSystem::createFolders(folder.path("a/b//c/")), 0);
+    EXPECT_EQ(FileSystem::createFolders(folder.path("a/b")), 0);
+    EXPECT_TRUE(FileSystem::exists(folder.path("a/b/c")));
+    EXPECT_EQ(FileSystem::createFolders(folder.path("file")), ENOTDIR);
+    EXPECT_EQ(FileSystem::createFolders(folder.path("file/below")), ENOTDIR);
+    EXPECT_EQ(FileSystem::createFolders("."), 0);
+}

@@ -1,0 +1,226 @@
+#include <zel/foundation/Exception.h>
+#include <zel/foundation/LogLine.h>
+#include <zel/foundation/Logger.h>
+
+#include <foundation/ChildProcess.h>
+#include <foundation/TemporaryFolder.h>
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <regex>
+#include <sys/stat.h>
+#include <thread>
+
+using test::runInChild;
+using test::TemporaryFolder;
+using zel::LogFactory;
+using zel::Logger;
+using zel::LogLevel;
+
+namespace {
+
+int thresholdOf(Logger const& logger)
+{
+    for (int level = 0; level <= 5; ++level)
+        if (logger.isEnabled(static_cast<LogLevel>(level)))
+            return level;
+    return 6;
+}
+
+class LoggerTest : public testing::Test
+{
+protected:
+    void TearDown() override
+    {
+        LogFactory::clearOverrides();
+        LogFactory::configure("", 4);
+    }
+    TemporaryFolder m_folder;
+    Logger& m_logger = LogFactory::getLogger("test.Logger");
+};
+
+} // namespace
+
+TEST_F(LoggerTest, thresholdsComeFromTheNearestRule)
+{
+    Logger& deep = LogFactory::getLogger("test.Logger.Deep");
+    Logger& other = LogFactory::getLogger("tests");
+    std::string const file = m_folder.write("modules.xml", "<?xml version=\"1.0\"?><logging>"
+                                                           "<logger level=\"Warning\"/>"
+                                                           "<logger category=\"test.Logger\" level=\"1\"/>"
+                                                           "<unknown/></logging>");
+    LogFactory::configure(zel::String(file), 4);
+    EXPECT_EQ(thresholdOf(m_logger), 1);
+    EXPECT_EQ(thresholdOf(deep), 1);
+    EXPECT_EQ(thresholdOf(other), 3);
+    EXPECT_EQ(thresholdOf(LogFactory::getLogger("made.later")), 3);
+
+    LogFactory::setOverride("critical", "");
+    LogFactory::setOverride("0", "test.Logger.Deep");
+    EXPECT_EQ(thresholdOf(m_logger), 5);
+    EXPECT_EQ(thresholdOf(deep), 0);
+    LogFactory::configure(zel::String(file), 4); // an override outlives a later configuration
+    EXPECT_EQ(thresholdOf(m_logger), 5);
+    EXPECT_THROW(LogFactory::setOverride("6", ""), zel::InvalidArgumentException);
+    EXPECT_EQ(thresholdOf(m_logger), 5);
+}
+
+TEST_F(LoggerTest, looksForTheConfigurationInTheBaseDirectory)
+{
+    m_folder.write("modules.xml", "<logging><logger level=\"trace\"/></logging>");
+    LogFactory::setBaseDirectory(m_folder.path());
+    LogFactory::configure("modules.xml", 4);
+    EXPECT_EQ(thresholdOf(m_logger), 0);
+    LogFactory::setBaseDirectory(zel::CString());
+}
+
+TEST_F(LoggerTest, configurationThatIsNotOneCostsOneLineAndChangesNothing)
+{
+    struct
+    {
+        char const* content; // null: a folder stands in its place
+        char const* reason;
+    } const cases[] = {
+        {"", "no element"},
+        {"<logging>", "not closed"},
+        {"<other/>", "not <logging>"},
+        {"<logging><logger level=\"loud\"/></logging>", "not a level: \"loud\""},
+        {"<logging><logger level=\"0\"/><logger category=\"a\"/></logging>", "not a level: \"\""},
+        {"\x01\xFF garbage", "XML"},
+        {nullptr, "Is a directory"},
+    };
+    for (auto const& c : cases) {
+        TemporaryFolder const folder;
+        std::string const path = folder.path("modules.xml");
+        if (c.content)
+            folder.write("modules.xml", c.content);
+        else
+            std::filesystem::create_directory(path);
+        auto const outcome = runInChild([&] {
+            LogFactory::configure(zel::String(path), 2);
+            ::_exit(thresholdOf(LogFactory::getLogger("a")));
+        });
+        EXPECT_EQ(outcome.status, 2) << c.reason;
+        EXPECT_EQ(test::occurrences(outcome.output, "\n"), 1u) << outcome.output;
+        EXPECT_NE(outcome.output.find(path), std::string::npos) << outcome.output;
+        EXPECT_NE(outcome.output.find(c.reason), std::string::npos) << outcome.output;
+    }
+    auto const missing = runInChild([] { LogFactory::configure("/nowhere/modules.xml", 4); });
+    EXPECT_EQ(missing.output, "");
+}
+
+TEST_F(LoggerTest, writesLinesOfTheDocumentedForm)
+{
+    std::string const path = m_folder.path("new/folders/a.log");
+    ASSERT_TRUE(LogFactory::createDefaultFileAppender(path));
+    EXPECT_EQ(LogFactory::currentFile().bytes(), path);
+    LogFactory::setOverride("debug", "test");
+    bool evaluated = false;
+    auto const value = [&evaluated] { return evaluated = true; };
+    ZEL_LOG_LINE(m_logger, LogLevel::Debug, 1200)
+        << "pass " << 3 << " of " << std::uint64_t{4} << ", " << zel::String("\xC3\xA9") << " " << true;
+    ZEL_LOG(m_logger, LogLevel::Trace) << value();
+    EXPECT_FALSE(evaluated);
+    {
+        LogFactory::setOverride("trace", "test");
+        zel::TraceScope const scope(m_logger, "doWork", 7);
+    }
+    std::string const text = m_folder.read("new/folders/a.log");
+    std::regex const form(
+        "[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3}Z debug test\\.Logger "
+        "1200 pass 3 of 4, \xC3\xA9 true\n"
+        "\\S+ trace test\\.Logger 7 entering doWork\n"
+        "\\S+ trace test\\.Logger 7 leaving doWork\n");
+    EXPECT_TRUE(std::regex_match(text, form)) << text;
+}
+
+TEST_F(LoggerTest, noTextCanForgeALine)
+{
+    struct
+    {
+        std::string message, written;
+    } const cases[] = {
+        {"plain\twith tab", "plain\twith tab"},
+        {"two\nlines", "two\n\tlines"},
+        {"two\r\nlines\r\n\n", "two\n\tlines"},
+        {"return\rhere", "return\\x0dhere"},
+        {"escape \x1B[2J and \x7F", "escape \\x1b[2J and \\x7f"},
+        {std::string("zero\0inside, longer than a block", 32), "zero\\x00inside, longer than a block"},
+        {std::string(5000, 'x'), std::string(5000, 'x')},
+        {std::string(5000, '\n') + "x",
+         [] {
+             std::string all;
+             for (int i = 0; i < 5000; ++i)
+                 all += "\n\t";
+             return all + "x";
+         }()},
+    };
+    using namespace std::chrono;
+    auto const time = sys_days(year{2024} / 2 / 29) + hours(23) + minutes(59) + seconds(58) + milliseconds(7);
+    for (auto const& c : cases) {
+        zel::LogLine const line(time, LogLevel::Error, "a.B", c.message);
+        EXPECT_EQ(line.text(), "2024-02-29T23:59:58.007Z error a.B " + c.written + "\n");
+    }
+    zel::LogLine const before(sys_seconds(seconds(-1)), LogLevel::Trace, "a", "m");
+    EXPECT_EQ(before.text(), "1969-12-31T23:59:59.000Z trace a m\n");
+}
+
+TEST_F(LoggerTest, linesOfManyThreadsStayWhole)
+{
+    ASSERT_TRUE(LogFactory::createDefaultFileAppender(m_folder.path("many.log")));
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([this] {
+            for (int i = 0; i < 500; ++i)
+                ZEL_LOG_LINE(m_logger, LogLevel::Error, 1) << std::string(100, 'x') << "end";
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    std::string const text = m_folder.read("many.log");
+    EXPECT_EQ(test::occurrences(text, " error test.Logger 1 " + std::string(100, 'x') + "end\n"), 2000u);
+    EXPECT_EQ(test::occurrences(text, "\n"), 2000u);
+}
+
+TEST_F(LoggerTest, aFileThatCannotBeOpenedCostsOneLine)
+{
+    m_folder.write("file", "");
+    std::string const victim = m_folder.write("victim", "");
+    std::filesystem::create_symlink(victim, m_folder.path("link"));
+    ASSERT_EQ(::mkfifo(m_folder.path("fifo").c_str(), 0600), 0);
+    std::string const paths[] = {m_folder.path("file/below/a.log"), m_folder.path("link"),
+                                 m_folder.path("fifo"), m_folder.path(), std::string("/proc/nowhere/a.log")};
+    for (std::string const& path : paths) {
+        auto const outcome = runInChild([&] {
+            if (LogFactory::createDefaultFileAppender(path))
+                ::_exit(1);
+            m_logger.log(LogLevel::Critical, "lost");
+            m_logger.log(LogLevel::Critical, "lost");
+        });
+        EXPECT_EQ(outcome.status, 0) << path;
+        EXPECT_EQ(test::occurrences(outcome.output, "\n"), 1u) << outcome.output;
+        EXPECT_EQ(test::occurrences(outcome.output, "Cannot open the log file " + path + ": "), 1u)
+            << outcome.output;
+    }
+    EXPECT_EQ(m_folder.read("victim"), "");
+}
+
+TEST_F(LoggerTest, aFileThatCannotBeWrittenCostsOneLineAndTheEarlierFileStaysAfterAFailedOpen)
+{
+    auto const full = runInChild([&] {
+        if (!LogFactory::createDefaultFileAppender("/dev/full"))
+            ::_exit(1);
+        for (int i = 0; i < 3; ++i)
+            m_logger.log(LogLevel::Critical, "lost");
+    });
+    EXPECT_EQ(full.status, 0);
+    EXPECT_EQ(full.output, "Cannot write to the log file /dev/full: No space left on device\n");
+
+    auto const kept = runInChild([&] {
+        LogFactory::createDefaultFileAppender(m_folder.path("kept.log"));
+        LogFactory::createDefaultFileAppender(m_folder.path());
+        m_logger.log(LogLevel::Critical, "still here");
+    });
+    EXPECT_EQ(kept.status, 0);
+    EXPECT_NE(m_folder.read("kept.log").find("still here\n"), std::string::npos);
+}

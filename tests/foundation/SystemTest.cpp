@@ -1,0 +1,163 @@
+#include <zel/foundation/OStream.h>
+#include <zel/foundation/System.h>
+
+#include <foundation/ChildProcess.h>
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <thread>
+
+using test::runInChild;
+using zel::OStream;
+using zel::String;
+using zel::System;
+
+namespace {
+
+struct Pipe
+{
+    int ends[2];
+    Pipe() { EXPECT_EQ(::pipe(ends), 0); }
+    ~Pipe()
+    {
+        closeReader();
+        closeWriter();
+    }
+    void closeReader() { closeEnd(0); }
+    void closeWriter() { closeEnd(1); }
+
+private:
+    void closeEnd(int which)
+    {
+        if (ends[which] >= 0)
+            ::close(ends[which]);
+        ends[which] = -1;
+    }
+};
+
+} // namespace
+
+TEST(System, carriesATextLargerThanThePipe)
+{
+    Pipe pipe;
+    // Non-blocking at the writer: a full pipe is waited for.
+    ASSERT_EQ(::fcntl(pipe.ends[1], F_SETFL, O_NONBLOCK), 0);
+    String sent;
+    for (int i = 0; i < 40000; ++i)
+        sent += "\xC3\xA9\xF0\x9F\x98\x80 text ";
+    std::size_t written = 0, read = 0;
+    String received;
+    std::thread writer([&] {
+        EXPECT_TRUE(System::writeToPipe(pipe.ends[1], sent, written));
+        pipe.closeWriter();
+    });
+    EXPECT_TRUE(System::readFromPipe(pipe.ends[0], received, read));
+    writer.join();
+    EXPECT_EQ(received, sent);
+    EXPECT_EQ(read, sent.toUtf8().size());
+    EXPECT_EQ(written, read);
+}
+
+TEST(System, pipeErrorsKeepTheirReasonAndTheOldText)
+{
+    String text("old");
+    std::size_t count = 7;
+    EXPECT_FALSE(System::readFromPipe(-1, text, count));
+    EXPECT_EQ(System::getSystemErrorMsg(), String("Bad file descriptor"));
+    EXPECT_EQ(text, String("old"));
+    EXPECT_EQ(count, 0u);
+    auto const broken = runInChild([] {
+        System::secureStandardStreams(); // SIGPIPE would end the process here
+        Pipe pipe;
+        pipe.closeReader();
+        std::size_t bytes = 0;
+        ::_exit(!System::writeToPipe(pipe.ends[1], "x", bytes) &&
+                        System::getSystemErrorMsg() == String("Broken pipe")
+                    ? 5
+                    : 1);
+    });
+    EXPECT_EQ(broken.status, 5) << broken.signal;
+}
+
+TEST(System, aPipeIsReadThroughSignals)
+{
+    auto const outcome = runInChild([] {
+        struct sigaction action = {};
+        action.sa_handler = [](int) {}; // without SA_RESTART every read is interrupted
+        ::sigaction(SIGALRM, &action, nullptr);
+        itimerval const often{{0, 500}, {0, 500}};
+        Pipe pipe;
+        if (::fork() == 0) {
+            for (int i = 0; i < 100; ++i) {
+                System::sleepMilliseconds(1);
+                if (::write(pipe.ends[1], "ab", 2) != 2)
+                    ::_exit(1);
+            }
+            ::_exit(0);
+        }
+        ::setitimer(ITIMER_REAL, &often, nullptr);
+        pipe.closeWriter();
+        String text;
+        std::size_t count = 0;
+        ::_exit(System::readFromPipe(pipe.ends[0], text, count) && count == 200 ? 5 : 1);
+    });
+    EXPECT_EQ(outcome.status, 5) << outcome.signal;
+}
+
+TEST(System, closedStandardStreamsAreReplacedAndLostOutputIsNoticed)
+{
+    auto const outcome = runInChild([] {
+        for (int descriptor : {0, 1, 2})
+            ::close(descriptor);
+        System::secureStandardStreams();
+        struct stat status;
+        for (int descriptor : {0, 1, 2})
+            if (::fstat(descriptor, &status) != 0)
+                ::_exit(1);
+        OStream::out() << "lost" << zel::endl;
+        OStream::err() << "lost" << zel::endl;
+        ::_exit(OStream::out().failed() && OStream::err().failed() ? 5 : 2);
+    });
+    EXPECT_EQ(outcome.status, 5);
+    auto const full = runInChild([] {
+        ::dup2(::open("/dev/full", O_WRONLY), STDOUT_FILENO);
+        OStream::out() << "lost" << zel::endl;
+        ::_exit(OStream::out().failed() && !OStream::err().failed() ? 5 : 2);
+    });
+    EXPECT_EQ(full.status, 5);
+}
+
+TEST(System, openStreamsAndAChosenSigpipeStayAsTheyAre)
+{
+    auto const outcome = runInChild([] {
+        ::signal(SIGPIPE, [](int) { ::_exit(6); });
+        System::secureStandardStreams();
+        OStream::out() << "number " << 5 << " " << -1.5 << " " << String("\xC3\xA9") << zel::endl;
+        ::raise(SIGPIPE);
+    });
+    EXPECT_EQ(outcome.status, 6);
+    EXPECT_EQ(outcome.output, "number 5 -1.5 \xC3\xA9\n");
+}
+
+TEST(System, endsTheProcessWithItsOutputWritten)
+{
+    auto const outcome = runInChild([] {
+        std::printf("in the buffer");
+        System::exitProcess(9);
+    });
+    EXPECT_EQ(outcome.status, 9);
+    EXPECT_EQ(outcome.output, "in the buffer");
+}
+
+TEST(System, namesItselfAndErrors)
+{
+    EXPECT_NE(System::executablePath().bytes().find("foundation_test"), std::string::npos);
+    EXPECT_EQ(System::processId(), ::getpid());
+    EXPECT_EQ(System::errorText(ENOENT), String("No such file or directory"));
+    EXPECT_EQ(System::errorText(99999), String("Unknown error 99999"));
+}
