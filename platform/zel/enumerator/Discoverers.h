@@ -13,6 +13,9 @@ namespace zel {
 void discoverSystem(Root const& root, DeviceSink& sink);
 void discoverProcessors(Root const& root, DeviceSink& sink);
 void discoverMemory(Root const& root, DeviceSink& sink);
+/// PCI functions, USB devices, and the drives, network cards, sound cards, input devices and ports on them:
+/// one unit, because each names its controller as parent, and the controllers are read once.
+void discoverHardware(Root const& root, DeviceSink& sink);
 void discoverThermalZones(Root const& root, DeviceSink& sink);
 void discoverSensors(Root const& root, DeviceSink& sink);
 void discoverPower(Root const& root, DeviceSink& sink);

@@ -239,6 +239,36 @@ std::optional<std::vector<unsigned>> toList(std::string_view text, std::size_t l
     return numbers;
 }
 
+std::optional<std::vector<unsigned>> toMask(std::string_view text)
+{
+    std::vector<unsigned> bits;
+    auto const groups = split(trimmed(text), ',');
+    for (std::size_t i = 0; i < groups.size(); ++i) {
+        auto const group = parse<std::uint32_t>(groups[groups.size() - 1 - i], 16);
+        if (!group)
+            return std::nullopt;
+        for (unsigned bit = 0; bit < 32; ++bit)
+            if (*group >> bit & 1u)
+                bits.push_back(static_cast<unsigned>(i) * 32 + bit);
+    }
+    return bits;
+}
+
+std::string listText(std::vector<unsigned> const& ascending)
+{
+    std::string list;
+    for (std::size_t first = 0; first < ascending.size();) {
+        std::size_t last = first;
+        while (last + 1 < ascending.size() && ascending[last + 1] == ascending[last] + 1)
+            ++last;
+        list += (list.empty() ? "" : ",") + std::to_string(ascending[first]);
+        if (last != first)
+            list += "-" + std::to_string(ascending[last]);
+        first = last + 1;
+    }
+    return list;
+}
+
 std::optional<std::uint64_t> toByteCount(std::string_view text) noexcept
 {
     text = trimmed(text);

@@ -29,6 +29,10 @@ ZEL_EXPORT std::optional<std::uint64_t> toHexadecimal(std::string_view text) noe
 ZEL_EXPORT std::optional<unsigned> indexAfter(std::string_view name, std::string_view prefix) noexcept;
 /// A kernel list ("0-3,8,10-11"). At most `limit` numbers; nothing when a part is not a number or range.
 ZEL_EXPORT std::optional<std::vector<unsigned>> toList(std::string_view text, std::size_t limit = 65536);
+/// The bits of a kernel mask ("00000000,000000f0": groups of 32 bits, the highest first).
+ZEL_EXPORT std::optional<std::vector<unsigned>> toMask(std::string_view text);
+/// The shortest kernel list of ascending numbers: {0, 1, 2, 8} -> "0-2,8".
+ZEL_EXPORT std::string listText(std::vector<unsigned> const& ascending);
 /// A size as the kernel prints cache sizes ("32K", "8192K", "16M", "512"), in bytes.
 ZEL_EXPORT std::optional<std::uint64_t> toByteCount(std::string_view text) noexcept;
 /// "KEY=value" lines as `uevent` files have them; a line without '=' is skipped, the first of equal keys

@@ -1,0 +1,97 @@
+#pragma once
+// The firmware's description of the machine (System Management BIOS, DMTF DSP0134), parsed from the raw
+// tables that the kernel offers in /sys/firmware/dmi/tables.
+
+#include <zel/foundation/Export.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zel {
+
+/// One structure: a formatted area of numbers, and the strings that its fields refer to.
+class ZEL_EXPORT SmbiosStructure
+{
+public:
+    SmbiosStructure(unsigned instance, std::string_view formatted, std::vector<std::string_view> strings)
+        : m_instance(instance), m_formatted(formatted), m_strings(std::move(strings))
+    {}
+
+    std::uint8_t type() const noexcept { return static_cast<std::uint8_t>(m_formatted[0]); }
+    std::uint16_t handle() const noexcept { return word(2).value_or(0xFFFF); }
+    /// Number among the structures of its type, from 0.
+    unsigned instance() const noexcept { return m_instance; }
+
+    /// Little-endian field at an offset from the structure's start; absent when the structure, whose length
+    /// grew with the versions of the standard, ends before it.
+    std::optional<std::uint8_t> byte(std::size_t offset) const noexcept;
+    std::optional<std::uint16_t> word(std::size_t offset) const noexcept;
+    std::optional<std::uint32_t> doubleWord(std::size_t offset) const noexcept;
+    /// Text whose number stands in the byte at an offset, as it is; absent when there is none.
+    std::optional<std::string> text(std::size_t offset) const;
+    std::string_view bytes(std::size_t offset,
+                           std::size_t count) const noexcept; ///< empty when not all are there
+
+private:
+    template <typename Number>
+    std::optional<Number> field(std::size_t offset) const noexcept;
+
+    unsigned m_instance;
+    std::string_view m_formatted;
+    std::vector<std::string_view> m_strings;
+};
+
+/// The whole table. Damage ends the table: what stands before it is kept.
+class ZEL_EXPORT Smbios
+{
+public:
+    Smbios() = default;
+    /// `entryPoint` (may be empty or damaged, then only the version is unknown) bounds the table.
+    Smbios(std::string table, std::string_view entryPoint);
+    // Structures point into the table's bytes.
+    Smbios(Smbios const&) = delete;
+    Smbios& operator=(Smbios const&) = delete;
+
+    std::vector<SmbiosStructure> const& structures() const noexcept { return m_structures; }
+    std::vector<SmbiosStructure const*> ofType(std::uint8_t type) const;
+    /// Null when there is none.
+    SmbiosStructure const* first(std::uint8_t type) const;
+    std::optional<std::string> version() const; ///< "3.2"
+    bool isAtLeast(unsigned major, unsigned minor) const noexcept;
+
+private:
+    void readEntryPoint(std::string_view entryPoint);
+    void readTable();
+
+    std::string m_table;
+    std::size_t m_structureLimit = 65536;
+    unsigned m_major = 0; // 0: unknown
+    unsigned m_minor = 0;
+    std::vector<SmbiosStructure> m_structures;
+};
+
+/// What structure type 17 says about one memory module.
+struct SmbiosMemoryModule
+{
+    unsigned instance = 0;
+    std::uint64_t bytes = 0; ///< 0: size not told
+    std::optional<unsigned> totalWidth, dataWidth, ranks;
+    std::optional<std::uint64_t> transfersPerSecond, configuredTransfersPerSecond;
+    std::optional<double> volts;
+    std::optional<std::string> locator, bank, manufacturer, serial, assetTag, part, type, formFactor;
+
+    /// Nothing for an empty slot.
+    static std::optional<SmbiosMemoryModule> from(SmbiosStructure const& structure);
+};
+
+/// "Notebook", "Tower" ... by the standard's number; nothing for unknown ones.
+ZEL_EXPORT std::optional<std::string> smbiosChassisType(unsigned number);
+/// "xxxxxxxx-xxxx-..." of a system structure; nothing when not set.
+ZEL_EXPORT std::optional<std::string> smbiosUuid(SmbiosStructure const& system, bool littleEndian);
+/// Bytes of the firmware's memory, from the BIOS structure.
+ZEL_EXPORT std::optional<std::uint64_t> smbiosRomSize(SmbiosStructure const& bios);
+
+} // namespace zel
