@@ -25,14 +25,15 @@ struct Discoverer
 {
     char const* name;
     void (*discover)(Root const&, DeviceSink&);
-    /// Every capability that a device of this class may have as its type: who asks for memory does not walk
-    /// USB.
+    /// Every capability that a device of this class may have, but Hardware, which they all may: who asks for
+    /// memory does not walk USB.
     CapabilityImp (*yields)();
 };
 
 std::span<Discoverer const> discoverers() noexcept;
 
-/// Runs every discoverer that may yield a device with one of `capabilities` (ALL: every one).
+/// Runs every discoverer that may yield a device with one of `capabilities` (ALL: every one). The devices are
+/// not filtered further.
 void discover(Root const& root, CapabilityImp const& capabilities, DeviceSink& sink);
 
 } // namespace zel
