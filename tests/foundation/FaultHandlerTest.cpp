@@ -23,6 +23,7 @@ constexpr int kStatus = 42;
 
 volatile std::uintptr_t s_badAddress = 0x10;
 int volatile s_zero = 0;
+int volatile s_numerator = 7;
 bool volatile s_always = true;
 
 FAULTING void readBadAddress() { s_zero = *reinterpret_cast<int volatile*>(s_badAddress); }
