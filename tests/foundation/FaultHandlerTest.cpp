@@ -41,6 +41,13 @@ FAULTING int exhaustStack(int depth)
     room[0] = static_cast<char>(depth);
     return s_always ? exhaustStack(depth + 1) + room[0] : 0;
 }
+// Leaves the stack pointer where nothing is, so that the unwinder has nothing to walk.
+[[maybe_unused]] FAULTING void loseStack()
+{
+#if defined(__x86_64__)
+    asm volatile("mov $0x100, %%rsp\n\tmov $0x100, %%rbp\n\tmovl $1, (%%rsp)" ::: "memory");
+#endif
+}
 FAULTING void overflowStack() { s_zero = exhaustStack(0); }
 FAULTING void throwSomething() { throw std::runtime_error("nobody catches this"); }
 FAULTING void leaveException() noexcept { throwSomething(); }
@@ -89,7 +96,7 @@ TEST(FaultHandler, reportsEverySignalAndEndsWithItsStatus)
         EXPECT_EQ(outcome.status, kStatus) << c.text << outcome.signal;
         std::string const& out = outcome.output;
         EXPECT_NE(out.find(std::string("report: Structured system exception: ") + c.text), std::string::npos)
-            << out;
+            << c.function << out;
         std::size_t const trace = out.find("\nStack Trace:\n  #0 ");
         ASSERT_NE(trace, std::string::npos) << out;
         EXPECT_LT(out.find(c.function, trace), out.size()) << out;
@@ -170,6 +177,20 @@ TEST(FaultHandler, aReportThatFaultsHangsOrThrowsStillEndsTheProcess)
             << outcome.output;
     }
 }
+
+#if defined(__x86_64__)
+TEST(FaultHandler, reportsAlsoWhenTheStackIsLost)
+{
+    auto const outcome = runInChild([] {
+        setUp();
+        loseStack();
+    });
+    EXPECT_EQ(outcome.status, kStatus);
+    EXPECT_NE(outcome.output.find("Stack Trace:\n  #0 (anonymous namespace)::loseStack()"), std::string::npos)
+        << outcome.output;
+    EXPECT_NE(outcome.output.find("after the report\n"), std::string::npos) << outcome.output;
+}
+#endif
 
 TEST(FaultHandler, needsNoStandardErrorAndNoReport)
 {

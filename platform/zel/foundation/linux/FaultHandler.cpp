@@ -6,6 +6,7 @@
 #include <zel/foundation/linux/FileDescriptor.h>
 
 #include <atomic>
+#include <csetjmp>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
@@ -107,64 +108,82 @@ void writeMinimalLine(SignalName const& signal) noexcept
     writeBoth(line);
 }
 
-std::uintptr_t programCounter(void const* context) noexcept
+std::uintptr_t programCounter(ucontext_t const& context) noexcept
 {
-    auto const& machine = static_cast<ucontext_t const*>(context)->uc_mcontext;
 #if defined(__x86_64__)
-    return static_cast<std::uintptr_t>(machine.gregs[REG_RIP]);
+    return static_cast<std::uintptr_t>(context.uc_mcontext.gregs[REG_RIP]);
 #elif defined(__aarch64__)
-    return static_cast<std::uintptr_t>(machine.pc);
+    return static_cast<std::uintptr_t>(context.uc_mcontext.pc);
 #else
-    (void)machine;
+    (void)context;
     return 0;
 #endif
 }
 
-// A call through a bad pointer leaves no code to unwind from; who made the call is on the stack, or in the
-// link register.
-std::uintptr_t callerOfBadTarget(void const* context) noexcept
+// A call through a bad pointer leaves no code to unwind from. Puts the thread back to where that call would
+// have returned, so that the trace goes on with the caller.
+void returnToCaller(ucontext_t& context) noexcept
 {
-    auto const& machine = static_cast<ucontext_t const*>(context)->uc_mcontext;
 #if defined(__x86_64__)
-    return *reinterpret_cast<std::uintptr_t const*>(machine.gregs[REG_RSP]);
+    auto& registers = context.uc_mcontext.gregs;
+    registers[REG_RIP] = *reinterpret_cast<greg_t const*>(registers[REG_RSP]);
+    registers[REG_RSP] += static_cast<greg_t>(sizeof(greg_t));
 #elif defined(__aarch64__)
-    return static_cast<std::uintptr_t>(machine.regs[30]);
+    context.uc_mcontext.pc = context.uc_mcontext.regs[30];
 #else
-    (void)machine;
-    return 0;
+    (void)context;
 #endif
 }
 
 struct Frames
 {
+    void* badTarget = nullptr; // called or jumped to, not code
+    bool hasBadTarget = false;
     void* addresses[kMostFrames];
     int first = 0;
     int count = 0;
 };
 
 // Leaves out the handler's own frames: the frame that the signal interrupted has exactly its program counter.
-void collectFrames(Frames& frames, siginfo_t const& info, void const* context) noexcept
+void collectFrames(Frames& frames, siginfo_t const& info, ucontext_t& context) noexcept
 {
+    if (info.si_signo == SIGSEGV && info.si_code > 0 &&
+        reinterpret_cast<std::uintptr_t>(info.si_addr) == programCounter(context)) {
+        frames.hasBadTarget = true;
+        frames.badTarget = info.si_addr;
+        returnToCaller(context);
+    }
     frames.count = ::backtrace(frames.addresses, kMostFrames);
-    std::uintptr_t const counter = programCounter(context);
-    for (int i = 0; i < frames.count; ++i)
-        if (reinterpret_cast<std::uintptr_t>(frames.addresses[i]) == counter)
+    for (int i = frames.count - 1; i >= 0; --i)
+        if (reinterpret_cast<std::uintptr_t>(frames.addresses[i]) == programCounter(context))
             frames.first = i;
-    bool const calledBadTarget = info.si_signo == SIGSEGV && info.si_code > 0 &&
-                                 reinterpret_cast<std::uintptr_t>(info.si_addr) == counter;
-    if (calledBadTarget) {
-        frames.first = 0;
-        frames.count = 2;
-        frames.addresses[0] = info.si_addr;
-        frames.addresses[1] = reinterpret_cast<void*>(callerOfBadTarget(context));
+}
+
+// Unwinding a damaged stack may fault in turn; the report then goes out with what is known.
+sigjmp_buf s_unwindingFailed;
+std::sig_atomic_t volatile s_unwinding = 0;
+
+void collectFramesGuarded(Frames& frames, siginfo_t const& info, ucontext_t& context) noexcept
+{
+    if (sigsetjmp(s_unwindingFailed, 1) == 0) {
+        s_unwinding = 1;
+        collectFrames(frames, info, context);
+    }
+    s_unwinding = 0;
+    if (frames.count == 0 && !frames.hasBadTarget) {
+        frames.addresses[0] = reinterpret_cast<void*>(programCounter(context));
+        frames.count = 1;
     }
 }
 
 StackTrace traceOf(Frames const& frames)
 {
-    std::vector<void*> addresses(frames.addresses + frames.first, frames.addresses + frames.count);
-    for (std::size_t i = 1; i < addresses.size(); ++i) // the first is no return address
-        addresses[i] = static_cast<char*>(addresses[i]) - 1;
+    std::vector<void*> addresses;
+    if (frames.hasBadTarget)
+        addresses.push_back(frames.badTarget);
+    // The interrupted instruction is no return address; all others are, and lie behind their call.
+    for (int i = frames.first; i < frames.count; ++i)
+        addresses.push_back(static_cast<char*>(frames.addresses[i]) - (addresses.empty() ? 0 : 1));
     return StackTrace(std::move(addresses));
 }
 
@@ -204,6 +223,8 @@ void claimReport() noexcept
     pid_t const self = ::gettid();
     if (s_faultingThread.compare_exchange_strong(nobody, self))
         return;
+    if (nobody == self && s_unwinding)
+        siglongjmp(s_unwindingFailed, 1);
     if (nobody == self)
         ::_exit(s_exitStatus);
     for (;;)
@@ -218,7 +239,7 @@ void handleFault(int number, siginfo_t* info, void* context)
     writeMinimalLine(signal);
     try {
         Frames frames;
-        collectFrames(frames, *info, context);
+        collectFramesGuarded(frames, *info, *static_cast<ucontext_t*>(context));
         String text(describe(signal, *info));
         text += String("\nStack Trace:\n") + traceOf(frames).toString();
         if (s_report)
