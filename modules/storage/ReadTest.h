@@ -1,0 +1,57 @@
+#pragma once
+// The read checks of a drive. They only read.
+//
+//     ReadPlan plan;
+//     plan.m_order = ReadPlan::Order::Random;
+//     ReadSummary summary = runReadTest(host, source, plan);
+//
+// A read that is under way is not interrupted: a stop request is heeded after it, and before every repeat. A
+// healthy drive answers within milliseconds; a failing one may hold a single read for its own time-out, often
+// 30 seconds.
+//
+// Thread rule: called from one thread, on which everything happens.
+
+#include <common/TestHost.h>
+#include <storage/BlockSource.h>
+
+namespace krel5::modules {
+
+struct ReadPlan
+{
+    enum class Order {
+        Sequential, ///< from the start, `m_amount` bytes
+        Random,     ///< `m_amount` bytes in blocks anywhere
+        Surface     ///< everything, from the first sector to the last
+    };
+    Order m_order = Order::Sequential;
+    std::uint64_t m_amount = std::uint64_t(1) << 30;
+    std::size_t m_blockSize = std::size_t(1) << 20;
+    unsigned m_repeats = 3;
+    /// Bad blocks after which the test ends: a drive that is dying is not to be read to death.
+    unsigned m_mostFaults = 16;
+    std::uint64_t m_seed = 1;
+    /// Slower than this many MB/s (10^6 bytes) is a fault; 0 only reports the speed.
+    double m_floor = 0;
+    /// What the content has to be; null where nobody knows.
+    ContentCheck const* m_check = nullptr;
+};
+
+struct ReadSummary
+{
+    Outcome m_outcome = Outcome::Pass;
+    std::uint64_t m_bytes = 0;
+    double m_seconds = 0; ///< of reading alone
+    double megabytesPerSecond() const { return m_seconds > 0 ? double(m_bytes) / 1e6 / m_seconds : 0; }
+};
+
+/// Largest block that a plan may ask for.
+constexpr std::size_t kMostBlockSize = std::size_t(64) << 20;
+
+/// Faults: "StorageBadSectors" (Lba, Offset, Length, Error, Reason), "StorageContentWrong" (Lba, Offset),
+/// "StorageTooSlow" (Speed, Floor). Warnings: "StorageReadRepeated" (Lba, Offset, Repeats, Error, Reason),
+/// "StorageEndedEarly" (BadBlocks). Problems: "StorageDeviceGone", "StorageNoMedia", "StorageReadRefused",
+/// "StorageBadBlockSize". Notes: "StorageRead" (Blocks, Bytes, Seconds, Speed), for Random also "StorageSeed"
+/// (Seed). Bad places that touch are one fault.
+ReadSummary runReadTest(TestHost& host, BlockSource& source, ReadPlan const& plan);
+
+} // namespace krel5::modules
