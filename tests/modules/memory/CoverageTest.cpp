@@ -23,12 +23,13 @@ void injectOne(CoverageRow& row, std::size_t words, std::string const& fault, Ce
     row.add(memory, words, {victim.m_word}, std::uint64_t{1} << victim.m_bit);
 }
 
-/// Every cell of 64 words of 64 bits.
+/// Every cell of `kWords` words of 64 bits.
+template <std::size_t kWords>
 void everyCell(CoverageRow& row, std::string const& fault)
 {
-    for (std::size_t word = 0; word < 64; ++word) {
+    for (std::size_t word = 0; word < kWords; ++word) {
         for (int bit = 0; bit < 64; ++bit)
-            injectOne<std::uint64_t>(row, 64, fault, {}, {word, bit});
+            injectOne<std::uint64_t>(row, kWords, fault, {}, {word, bit});
     }
 }
 
@@ -111,12 +112,12 @@ constexpr auto kPatterns = Algorithm::Patterns;
 constexpr auto kRandom = Algorithm::Random;
 
 std::vector<Line> const kLines = {
-    {kStuckAt, everyCell, "", {kQuick, kThorough, kPatterns, kRandom}},
-    {kTransition, everyCell, "", {kQuick, kThorough, kPatterns, kRandom}},
-    {kReadDestructive, everyCell, "", {kQuick, kThorough, kPatterns, kRandom}},
-    {kIncorrectRead, everyCell, "", {kQuick, kThorough, kPatterns, kRandom}},
-    {kWriteDisturb, everyCell, "", {kThorough}},
-    {kDeceptiveRead, everyCell, "", {kThorough}},
+    {kStuckAt, everyCell<64>, "", {kQuick, kThorough, kPatterns, kRandom}},
+    {kTransition, everyCell<64>, "", {kQuick, kThorough, kPatterns, kRandom}},
+    {kReadDestructive, everyCell<8>, "", {kQuick, kThorough, kPatterns, kRandom}},
+    {kIncorrectRead, everyCell<8>, "", {kQuick, kThorough, kPatterns, kRandom}},
+    {kWriteDisturb, everyCell<8>, "", {kThorough}},
+    {kDeceptiveRead, everyCell<8>, "", {kThorough}},
     {kInversion, betweenWords, "", {kQuick, kThorough}},
     {kIdempotent, betweenWords, "", {kQuick, kThorough}},
     {kState, betweenWords, "", {kQuick, kThorough}},
@@ -132,9 +133,9 @@ std::vector<Line> const kLines = {
     {kCoupledRead, betweenWords, "", {kThorough}},
     {kCoupledDeceptive, betweenWords, "", {kThorough}},
     {kCoupledIncorrect, betweenWords, "", {kThorough}},
-    {kDynamicRead, everyCell, "", {kThorough}},
-    {kDynamicDeceptive, everyCell, "", {kThorough}},
-    {kDynamicIncorrect, everyCell, "", {kThorough}},
+    {kDynamicRead, everyCell<8>, "", {kThorough}},
+    {kDynamicDeceptive, everyCell<8>, "", {kThorough}},
+    {kDynamicIncorrect, everyCell<8>, "", {kThorough}},
     {kDynamicDisturb, betweenWords, "", {kThorough}},
     {kCoupledDynamicRead, betweenWords, "", {kThorough}},
     {kCoupledDynamicDeceptive, betweenWords, "", {kThorough}},

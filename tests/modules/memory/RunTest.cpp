@@ -1,0 +1,247 @@
+// A run as a whole: what is reported and how much of it, stop requests, parameters, the machine's facts.
+
+#include <memory/MemoryReport.h>
+#include <memory/MemoryTest.h>
+#include <memory/linux/LockedMemory.h>
+#include <memory/linux/MachineMemory.h>
+#include <modules/RecordingHost.h>
+#include <modules/memory/Coverage.h>
+
+#include <array>
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace krel5::modules::memory::test {
+namespace {
+
+using modules::test::RecordingHost;
+using modules::test::valueOf;
+
+/// Every word reads as zero.
+struct DeadMemory
+{
+    using Word = std::uint64_t;
+    Word read(std::size_t) const { return 0; }
+    void write(std::size_t, Word) {}
+    void settle(std::size_t, std::size_t) {}
+};
+
+TEST(MemoryRun, DeadMemoryIsCountedInFullAndReportedInPart)
+{
+    constexpr std::size_t kWords = 20000;
+    std::array<std::uint64_t, 1> start{};
+    for (unsigned const threads : {1u, 3u}) {
+        RecordingHost host;
+        MemoryReport report(host, start.data());
+        Checker<DeadMemory> checker(host, report, {}, kWords, threads);
+        ASSERT_TRUE(runAlgorithm(Algorithm::Random, checker, 1));
+        report.summarize(checker.faults());
+        // Four rounds of two fills each; no random word of this seed is zero.
+        EXPECT_EQ(checker.faults(), 8 * kWords);
+        ASSERT_EQ(host.m_faults.size(), 8 * FaultLog::kKeptPerPass + 1);
+        EXPECT_EQ(host.m_faults.back().m_eventKey, kEventMoreFaults);
+        EXPECT_EQ(valueOf(host.m_faults.back(), "Total"), std::to_string(8 * kWords));
+    }
+}
+
+TEST(MemoryRun, FaultNamesAddressesAndBits)
+{
+    std::vector<std::uint64_t> words(16);
+    RecordingHost host;
+    MemoryReport report(host, words.data());
+    report.report({"March C-", "up(r0,w1)", 0x5555}, {5, 0xFF00, 0xF001});
+    report.summarize(1);
+    ASSERT_EQ(host.m_faults.size(), 1u);
+    auto const& fault = host.m_faults[0];
+    char address[32];
+    std::snprintf(address, sizeof address, "0x%zx", reinterpret_cast<std::size_t>(&words[5]));
+    EXPECT_EQ(fault.m_eventKey, kEventFault);
+    EXPECT_EQ(valueOf(fault, "Test"), "March C-");
+    EXPECT_EQ(valueOf(fault, "Step"), "up(r0,w1)");
+    EXPECT_EQ(valueOf(fault, "Background"), "0x5555");
+    EXPECT_EQ(valueOf(fault, "Offset"), "0x28");
+    EXPECT_EQ(valueOf(fault, "VirtualAddress"), address);
+    EXPECT_EQ(valueOf(fault, "Expected"), "0xff00");
+    EXPECT_EQ(valueOf(fault, "Actual"), "0xf001");
+    EXPECT_EQ(valueOf(fault, "DifferingBits"), "0xf01");
+    EXPECT_EQ(valueOf(fault, "DifferingBitCount"), "5");
+}
+
+/// Counts how many words are read or written after the stop flag could have been seen.
+struct CountingMemory
+{
+    using Word = std::uint64_t;
+    std::atomic<std::uint64_t>* m_operations;
+    Word read(std::size_t) { return ++*m_operations, 0; }
+    void write(std::size_t, Word) { ++*m_operations; }
+    void settle(std::size_t, std::size_t) {}
+};
+
+/// Asks for a stop as soon as one operation was done.
+struct ImpatientHost : RecordingHost
+{
+    std::atomic<std::uint64_t>* m_operations = nullptr;
+    bool stopRequested() override { return *m_operations != 0; }
+};
+
+TEST(MemoryRun, StopIsSeenWithinAPass)
+{
+    // A pass over this region would take hours: ending at all shows that workers poll inside a pass.
+    constexpr std::size_t kWords = std::size_t{1} << 44;
+    std::atomic<std::uint64_t> operations{0};
+    ImpatientHost host;
+    host.m_operations = &operations;
+    MemoryReport report(host, nullptr);
+    Checker<CountingMemory> checker(host, report, {&operations}, kWords, 2);
+    EXPECT_FALSE(runAlgorithm(Algorithm::Thorough, checker, 1));
+}
+
+TEST(MemoryRun, RealMemoryRunsThroughEveryTest)
+{
+    for (auto const algorithm :
+         {Algorithm::Quick, Algorithm::Thorough, Algorithm::Patterns, Algorithm::Random}) {
+        for (auto const flush : {FlushMode::None, FlushMode::Pass}) {
+            RecordingHost host;
+            MemorySettings settings;
+            settings.m_mebibytes = 1;
+            settings.m_threads = 2;
+            settings.m_seed = 77;
+            settings.m_flush = flush;
+            ASSERT_EQ(runMemoryTest(host, algorithm, settings), Outcome::Pass) << nameOf(algorithm);
+            ASSERT_FALSE(host.m_progress.empty());
+            EXPECT_TRUE(std::ranges::is_sorted(host.m_progress));
+            EXPECT_EQ(host.m_progress.back(), 100);
+            EXPECT_EQ(valueOf(host.m_notes.at(0), "SizeMiB"), "1");
+            if (algorithm == Algorithm::Random) {
+                EXPECT_EQ(valueOf(host.m_notes.at(1), "Seed"), "77");
+            }
+        }
+    }
+}
+
+TEST(MemoryRun, StopBeforeAndDuringLocking)
+{
+    for (int const polls : {0, 1, 2}) {
+        RecordingHost host;
+        host.m_pollsBeforeStop = polls;
+        MemorySettings settings;
+        settings.m_mebibytes = 16;
+        EXPECT_EQ(runMemoryTest(host, Algorithm::Thorough, settings), Outcome::Stopped);
+        EXPECT_TRUE(host.m_problems.empty());
+    }
+}
+
+TEST(MemoryRun, BadParametersNameThemselvesAndTheLimit)
+{
+    RecordingHost host;
+    MemorySettings settings;
+    settings.m_mebibytes = std::uint64_t{1} << 60;
+    EXPECT_EQ(runMemoryTest(host, Algorithm::Quick, settings), Outcome::BadParameters);
+    settings.m_mebibytes = 1;
+    settings.m_threads = MemorySettings::kMaxThreads + 1;
+    EXPECT_EQ(runMemoryTest(host, Algorithm::Quick, settings), Outcome::BadParameters);
+    ASSERT_EQ(host.m_problems.size(), 2u);
+    EXPECT_EQ(valueOf(host.m_problems[0], "Parameter"), "SizeMiB");
+    EXPECT_EQ(valueOf(host.m_problems[0], "Value"), std::to_string(std::uint64_t{1} << 60));
+    EXPECT_NE(valueOf(host.m_problems[0], "Reason").find(" MiB of memory are available"), std::string::npos);
+    EXPECT_EQ(valueOf(host.m_problems[1], "Parameter"), "Threads");
+    EXPECT_EQ(valueOf(host.m_problems[1], "Value"), std::to_string(MemorySettings::kMaxThreads + 1));
+}
+
+/// In a child, as it gives up what this process may need later.
+int outcomeWithoutPrivilege()
+{
+    pid_t const child = fork();
+    if (child == 0) {
+        rlimit const limit{4096, 4096};
+        if (setrlimit(RLIMIT_MEMLOCK, &limit) != 0 || (geteuid() == 0 && setuid(65534) != 0))
+            _exit(100);
+        RecordingHost host;
+        MemorySettings settings;
+        settings.m_mebibytes = 1;
+        auto const outcome = runMemoryTest(host, Algorithm::Quick, settings);
+        bool const explained =
+            host.m_problems.size() == 1 &&
+            valueOf(host.m_problems[0], "Reason").find("RLIMIT_MEMLOCK") != std::string::npos;
+        _exit(explained ? static_cast<int>(outcome) : 101);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST(MemoryRun, RefusedLockIsAMatterOfPrivilege)
+{
+    EXPECT_EQ(outcomeWithoutPrivilege(), static_cast<int>(Outcome::InsufficientPrivilege));
+}
+
+TEST(LockedMemory, ImpossibleSizesAreRefused)
+{
+    auto const never = [] { return false; };
+    for (std::size_t const bytes : {std::size_t{0}, SIZE_MAX, SIZE_MAX / 2}) {
+        auto const made = LockedMemory::make(bytes, never);
+        EXPECT_EQ(made.m_memory, nullptr);
+        EXPECT_EQ(made.m_error, LockError::NoMemory);
+        EXPECT_FALSE(made.m_reason.empty());
+    }
+}
+
+struct Tree
+{
+    Tree()
+    {
+        std::string pattern = testing::TempDir() + "memoryXXXXXX";
+        m_root = std::string(mkdtemp(pattern.data())) + "/";
+    }
+    ~Tree() { std::filesystem::remove_all(m_root); }
+    void write(std::string const& path, std::string const& text) const
+    {
+        std::filesystem::create_directories(std::filesystem::path(m_root + path).parent_path());
+        std::ofstream(m_root + path) << text;
+    }
+    std::string m_root;
+};
+
+TEST(AvailableMemory, IsTheTightestOfSystemAndControlGroups)
+{
+    struct Case
+    {
+        char const* m_meminfo;
+        char const* m_group;
+        char const* m_limit;
+        char const* m_used;
+        char const* m_parentLimit;
+        std::uint64_t m_expected;
+    };
+    Case const cases[] = {
+        {"MemTotal: 9 kB\nMemAvailable:    1000 kB\n", "0::/a/b\n", "max", "4096", "max", 1024000},
+        {"MemAvailable: 1000 kB\n", "0::/a/b\n", "8192\n", "4096\n", "max", 4096},
+        {"MemAvailable: 1000 kB\n", "0::/a/b\n", "8192\n", "9000\n", "max", 0},
+        {"MemAvailable: 1000 kB\n", "0::/a/b\n", "900000\n", "0\n", "5000\n", 4500},
+        {"MemAvailable: 1000 kB\n", "0::/\n", "8192\n", "4096\n", "max", 1024000},
+        {"MemAvailable: 1000 kB\n", "1:name=x:/a\n", "8192\n", "4096\n", "5000", 1024000},
+        {"MemAvailable: lots\n", "0::/a/b\n", "8192\n", "4096\n", "max", 0},
+        {"MemAvailable: 99999999999999999999 kB\n", "", "", "", "", 0},
+        {"MemAvailable: 18446744073709551615 kB\n", "", "", "", "", 0},
+        {"", "0::/a/b\n", "8192\n", "4096\n", "max", 0},
+    };
+    for (auto const& one : cases) {
+        Tree const tree;
+        tree.write("proc/meminfo", one.m_meminfo);
+        tree.write("proc/self/cgroup", one.m_group);
+        tree.write("sys/fs/cgroup/a/b/memory.max", one.m_limit);
+        tree.write("sys/fs/cgroup/a/b/memory.current", one.m_used);
+        tree.write("sys/fs/cgroup/a/memory.max", one.m_parentLimit);
+        tree.write("sys/fs/cgroup/a/memory.current", "500");
+        EXPECT_EQ(availableMemory(tree.m_root), one.m_expected) << one.m_meminfo << one.m_limit;
+    }
+    EXPECT_EQ(availableMemory("/nowhere/at/all/"), 0u);
+}
+
+} // namespace
+} // namespace krel5::modules::memory::test
