@@ -27,12 +27,13 @@ public:
     /// opened; the old one then stays.
     void setRoot(std::string const& directory);
 
-    /// Finds the devices of this machine that have at least one of `capabilities` as type or capability, and puts
-    /// them into the module manager's state manager, whose former content goes. The two numbers are reserved.
+    /// Finds the devices of this machine that have at least one of `capabilities` as type or capability, and
+    /// puts them into the module manager's state manager, whose former content goes. The two numbers are
+    /// reserved.
     void getDevicesOfType(CapabilityImp const& capabilities, int, int);
-    /// Runs the system-information module of that name, found beside the running program, as a child process, and
-    /// puts its devices into the module manager's state manager. A module that is missing, fails or answers
-    /// nonsense costs an error line in the log. The two numbers are reserved.
+    /// Runs the system-information module of that name, found beside the running program, as a child process,
+    /// and puts its devices into the module manager's state manager. A module that is missing, fails or
+    /// answers nonsense costs an error line in the log. The two numbers are reserved.
     void getDevicesFromModule(String const& module, int, int);
     /// Devices that the last call found.
     std::size_t deviceCount() const;

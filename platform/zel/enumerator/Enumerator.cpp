@@ -1,0 +1,56 @@
+#include <zel/enumerator/Enumerator.h>
+
+#include <zel/enumerator/DeviceRecords.h>
+#include <zel/enumerator/Discoverers.h>
+#include <zel/foundation/Exception.h>
+#include <zel/foundation/Logger.h>
+#include <zel/model/StateManager.h>
+
+namespace zel {
+
+namespace {
+
+Logger& logger() { return LogFactory::getLogger("zel.Enumerator"); }
+
+StateManager& moduleState() { return ModuleManager::getInstance().getStateManager(); }
+
+} // namespace
+
+Enumerator::Enumerator() : m_root(Root::open("/")) {}
+Enumerator::~Enumerator() = default;
+
+Enumerator& Enumerator::instance()
+{
+    static Enumerator& s_instance = *new Enumerator; // never destroyed: others may ask until the process ends
+    return s_instance;
+}
+
+void Enumerator::setRoot(std::string const& directory)
+{
+    auto root = Root::open(directory);
+    if (!root)
+        throw InvalidArgumentException(String("Cannot open the directory \"") + String(directory) +
+                                       "\" as root");
+    m_root = std::move(root);
+}
+
+void Enumerator::getDevicesOfType(CapabilityImp const& capabilities, int, int)
+{
+    moduleState().clear();
+    if (!m_root)
+        return; // not even "/" could be opened
+    DeviceRecords records(capabilities);
+    discover(*m_root, capabilities, records);
+    records.fill(moduleState());
+    ZEL_LOG(logger(), LogLevel::Debug) << "devices found = " << static_cast<std::uint64_t>(records.count());
+}
+
+std::size_t Enumerator::deviceCount() const { return moduleState().deviceCount(); }
+
+void Enumerator::buildStateManager(StateManager& state) const
+{
+    state.mergePropertySpecs(moduleState());
+    state.mergeWithTracking(moduleState());
+}
+
+} // namespace zel
