@@ -1,0 +1,18 @@
+#pragma once
+
+#include <array>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace zel {
+
+using MacAddress = std::array<unsigned, 6>;
+
+/// "00:1a:2b:3c:4d:5e"; nothing for another form, and for what identifies no card: all zeros, all ones, a
+/// group's.
+std::optional<MacAddress> parseMac(std::string_view text) noexcept;
+/// In lower case, as people read it off a label.
+std::string macText(MacAddress const& address);
+
+} // namespace zel
