@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <random>
 #include <string>
+#include <system_error>
 
 namespace krel5::modules::memory {
 namespace {
@@ -14,11 +15,11 @@ namespace {
 constexpr std::uint64_t kMebibyte = std::uint64_t{1} << 20;
 constexpr std::uint64_t kLargestDefault = 1024;
 
-Outcome badParameter(TestHost& host, std::string name, std::uint64_t value, std::string reason)
+Outcome badParameter(TestHost& host, std::string name, std::string value, std::string reason)
 {
-    host.problem(Report(
-        kEventParameters,
-        {{"Parameter", std::move(name)}, {"Value", std::to_string(value)}, {"Reason", std::move(reason)}}));
+    host.problem(
+        Report(kEventParameters,
+               {{"Parameter", std::move(name)}, {"Value", std::move(value)}, {"Reason", std::move(reason)}}));
     return Outcome::BadParameters;
 }
 
@@ -63,16 +64,34 @@ Outcome lockFailed(TestHost& host, LockedMemory::Made const& made)
 
 } // namespace
 
+bool readFlushMode(TestHost& host, std::string const& text, FlushMode& mode)
+{
+    if (text == "none")
+        mode = FlushMode::None;
+    else if (text == "pass")
+        mode = FlushMode::Pass;
+    else if (text == "operation" && canFlush())
+        mode = FlushMode::Operation;
+    else {
+        bool const known = text == "operation";
+        badParameter(host, "CacheFlush", text,
+                     known ? "this processor lets no program flush its caches"
+                           : "the values are none, pass and operation");
+        return false;
+    }
+    return true;
+}
+
 Outcome runMemoryTest(TestHost& host, Algorithm algorithm, MemorySettings const& settings)
 {
     std::uint64_t const available = availableMemory() / kMebibyte;
     std::uint64_t const mebibytes =
         settings.m_mebibytes ? settings.m_mebibytes : std::min(available / 4, kLargestDefault);
     if (settings.m_mebibytes > available)
-        return badParameter(host, "SizeMiB", mebibytes,
+        return badParameter(host, "SizeMiB", std::to_string(mebibytes),
                             "only " + std::to_string(available) + " MiB of memory are available");
     if (settings.m_threads > MemorySettings::kMaxThreads)
-        return badParameter(host, "Threads", settings.m_threads,
+        return badParameter(host, "Threads", std::to_string(settings.m_threads),
                             "at most " + std::to_string(MemorySettings::kMaxThreads) + " are supported");
     if (mebibytes == 0) {
         host.problem(Report(kEventNoMemory, {{"Reason", "less than 4 MiB of memory are available"}}));
@@ -88,7 +107,13 @@ Outcome runMemoryTest(TestHost& host, Algorithm algorithm, MemorySettings const&
         Report(kEventRegion, {{"SizeMiB", std::to_string(mebibytes)}, {"Threads", std::to_string(threads)}}));
     if (algorithm == Algorithm::Random)
         host.note(Report(kEventSeed, {{"Seed", std::to_string(seed)}}));
-    return checkFlushing(host, algorithm, *made.m_memory, settings.m_flush, threads, seed);
+    try {
+        return checkFlushing(host, algorithm, *made.m_memory, settings.m_flush, threads, seed);
+    } catch (std::system_error const& error) {
+        host.problem(
+            Report(kEventNoMemory, {{"Reason", std::string("a thread cannot be made: ") + error.what()}}));
+        return Outcome::CannotRun;
+    }
 }
 
 } // namespace krel5::modules::memory

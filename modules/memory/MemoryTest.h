@@ -14,6 +14,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 
 namespace krel5::modules::memory {
 
@@ -26,6 +27,10 @@ struct MemorySettings
     std::optional<std::uint64_t> m_seed; ///< absent: a new one for each run
     FlushMode m_flush = FlushMode::Pass;
 };
+
+/// Reads "none", "pass" or "operation". For anything else, or a mode that this processor does not offer:
+/// false, after a `problem` that says so.
+bool readFlushMode(TestHost& host, std::string const& text, FlushMode& mode);
 
 /// Runs until done or stopped; the memory is free again on every way out. A stop takes effect within some
 /// tens of milliseconds.

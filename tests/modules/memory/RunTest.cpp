@@ -153,6 +153,21 @@ TEST(MemoryRun, BadParametersNameThemselvesAndTheLimit)
     EXPECT_EQ(valueOf(host.m_problems[1], "Value"), std::to_string(MemorySettings::kMaxThreads + 1));
 }
 
+TEST(MemoryRun, FlushModeIsReadFromItsText)
+{
+    RecordingHost host;
+    FlushMode mode = FlushMode::Operation;
+    EXPECT_TRUE(readFlushMode(host, "none", mode));
+    EXPECT_EQ(mode, FlushMode::None);
+    EXPECT_TRUE(readFlushMode(host, "pass", mode));
+    EXPECT_EQ(mode, FlushMode::Pass);
+    EXPECT_EQ(readFlushMode(host, "operation", mode), canFlush());
+    host.m_problems.clear();
+    EXPECT_FALSE(readFlushMode(host, "Pass", mode));
+    ASSERT_EQ(host.m_problems.size(), 1u);
+    EXPECT_EQ(valueOf(host.m_problems[0], "Value"), "Pass");
+}
+
 /// In a child, as it gives up what this process may need later.
 int outcomeWithoutPrivilege()
 {

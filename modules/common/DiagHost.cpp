@@ -1,0 +1,67 @@
+#include <common/DiagHost.h>
+#include <krel5/DiagModule.h>
+#include <krel5/Event.h>
+#include <krel5/TestResult.h>
+#include <krel5/Value.h>
+
+namespace krel5::modules {
+namespace {
+
+TestResult resultOf(Outcome outcome)
+{
+    switch (outcome) {
+    case Outcome::Pass:
+        return TestResult::PASS();
+    case Outcome::Fail:
+        return TestResult::FAIL();
+    case Outcome::Stopped:
+        return TestResult::USERABORTED();
+    case Outcome::BadParameters:
+        return TestResult::BADPARAMS();
+    case Outcome::InsufficientPrivilege:
+        return TestResult::INSUFFICIENTPRIVILEGE();
+    case Outcome::CannotRun:
+        return TestResult::CANNOTRUN();
+    case Outcome::NotSupported:
+        return TestResult::NOTSUPPORTED();
+    case Outcome::NotApplicable:
+        return TestResult::NOTAPPLICABLE();
+    case Outcome::NoDevice:
+        return TestResult::NODEVICE();
+    case Outcome::NoMedia:
+        return TestResult::NOMEDIA();
+    }
+    return TestResult::INTERNALERROR();
+}
+
+} // namespace
+
+void DiagHost::createEvents(std::initializer_list<char const*> keys)
+{
+    for (auto const* key : keys)
+        m_events[key] = DiagModule::createEvent(key);
+}
+
+TestResult DiagHost::run(std::function<Outcome(TestHost&)> const& check) { return resultOf(check(*this)); }
+
+void DiagHost::progress(int percent) { DiagModule::percentDone(percent); }
+
+bool DiagHost::stopRequested() { return DiagModule::checkForStop(); }
+
+void DiagHost::fault(Fault const& fault) { DiagModule::error(filled(fault), __FILE__, __LINE__); }
+
+void DiagHost::warning(Report const& report) { DiagModule::warning(filled(report), __FILE__, __LINE__); }
+
+void DiagHost::problem(Report const& report) { DiagModule::error(filled(report), __FILE__, __LINE__); }
+
+void DiagHost::note(Report const& report) { DiagModule::informative(filled(report), __FILE__, __LINE__); }
+
+Event* DiagHost::filled(Report const& report)
+{
+    Event* const event = m_events.at(report.m_eventKey);
+    for (auto const& [name, value] : report.m_values)
+        event->setVariable(name.c_str(), Value(value.c_str()));
+    return event;
+}
+
+} // namespace krel5::modules

@@ -1,0 +1,49 @@
+#pragma once
+// Runs the checking code of a shipped module under krel5::DiagModule.
+//
+//     static DiagHost s_host;
+//     static TestResult quick(DiagDevice const&) { return s_host.run([](TestHost& host) { return check(host);
+//     }); }
+//     ...
+//     s_host.createEvents({"MemoryFault", "MemorySeed"});     // before DiagModule::start()
+//
+// Thread rule: the module's main thread only.
+
+#include <common/TestHost.h>
+
+#include <functional>
+#include <initializer_list>
+#include <map>
+#include <string>
+
+namespace krel5 {
+class Event;
+class TestResult;
+} // namespace krel5
+
+namespace krel5::modules {
+
+class DiagHost : public TestHost
+{
+public:
+    /// The events that the checking code sends; a report whose event was not created here is an internal
+    /// error.
+    void createEvents(std::initializer_list<char const*> keys);
+
+    /// Runs a check and says how it went in the library's terms.
+    TestResult run(std::function<Outcome(TestHost&)> const& check);
+
+    void progress(int percent) override;
+    bool stopRequested() override;
+    void fault(Fault const& fault) override;
+    void warning(Report const& report) override;
+    void problem(Report const& report) override;
+    void note(Report const& report) override;
+
+private:
+    Event* filled(Report const& report);
+
+    std::map<std::string, Event*> m_events; // the library's
+};
+
+} // namespace krel5::modules
