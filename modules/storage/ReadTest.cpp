@@ -1,5 +1,6 @@
 #include <storage/BlockReader.h>
 #include <storage/ReadTest.h>
+#include <storage/SplitMix.h>
 
 #include <zel/foundation/Stopwatch.h>
 #include <zel/foundation/System.h>
@@ -53,7 +54,8 @@ public:
     std::uint64_t count() const noexcept { return m_count; }
     std::uint64_t offset(std::uint64_t number) noexcept
     {
-        std::uint64_t const block = m_plan.m_order == ReadPlan::Order::Random ? next() % m_blocks : number;
+        std::uint64_t const block =
+            m_plan.m_order == ReadPlan::Order::Random ? splitMix(m_state) % m_blocks : number;
         return block * m_plan.m_blockSize;
     }
     std::size_t length(std::uint64_t offset) const noexcept
@@ -62,15 +64,6 @@ public:
     }
 
 private:
-    /// splitmix64: Steele, Lea, Flood, "Fast splittable pseudorandom number generators", 2014.
-    std::uint64_t next() noexcept
-    {
-        std::uint64_t z = (m_state += 0x9E3779B97F4A7C15u);
-        z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9u;
-        z = (z ^ (z >> 27)) * 0x94D049BB133111EBu;
-        return z ^ (z >> 31);
-    }
-
     ReadPlan const& m_plan;
     std::uint64_t m_size;
     std::uint64_t m_state;

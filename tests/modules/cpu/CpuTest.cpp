@@ -1,4 +1,4 @@
-#include <modules/cpu/ReportLog.h>
+#include <modules/ReportLog.h>
 
 #include <cpu/Coherence.h>
 #include <cpu/CoreTest.h>

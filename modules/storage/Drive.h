@@ -1,0 +1,47 @@
+#pragma once
+// Opening what the read checks read: the drive itself, or a file on one of its file systems.
+//
+//     OpenedSource drive = openDrive("/dev/sda");
+//     if (drive.m_error == EPERM)
+//         drive = makeScratchFile(scratchDirectories("/dev/sda"), size, content, progress);
+//
+// Everything is opened for reading only; the scratch file's writing descriptor is closed before it is read.
+//
+// Thread rule: plain functions; a source is used from one thread at a time.
+
+#include <storage/BlockSource.h>
+#include <storage/Content.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace krel5::modules {
+
+struct OpenedSource
+{
+    std::unique_ptr<BlockSource> m_source; ///< null exactly when m_error is not zero
+    int m_error = 0;                       ///< errno value; ECANCELED when the making was stopped
+    bool m_direct = true;                  ///< false when the system offers no reading past its cache
+    std::string m_place;                   ///< what was opened or tried last
+};
+
+/// Opens a block device. ENOTBLK for anything else.
+OpenedSource openDrive(std::string const& path);
+
+/// Directories of writable file systems on the drive, its partitions, and what is stacked upon them
+/// (encryption, volumes). Empty when there are none or nothing can be told.
+std::vector<std::string> scratchDirectories(std::string const& drivePath);
+
+/// Told the bytes written so far; false stops the making.
+using ScratchProgress = std::function<bool(std::uint64_t written)>;
+
+/// Makes a file of `size` bytes (a multiple of SeededContent::kUnit) with that content in the first directory
+/// that takes it, writes it to the drive, and opens it for reading. The file has no name from its beginning
+/// (or loses it at once, where the file system cannot make such files), so that it is gone when the source is
+/// destroyed or the process dies in whatever way. ENOSPC also when less than twice the size is free.
+OpenedSource makeScratchFile(std::vector<std::string> const& directories, std::uint64_t size,
+                             SeededContent const& content, ScratchProgress const& progress);
+
+} // namespace krel5::modules

@@ -1,0 +1,175 @@
+#include <storage/ChildProcess.h>
+
+#include <zel/foundation/Stopwatch.h>
+
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace krel5::modules {
+namespace {
+
+constexpr int kPollMilliseconds = 20;
+
+/// Gives back what posix_spawn needs.
+struct SpawnSetUp
+{
+    posix_spawn_file_actions_t m_actions;
+    posix_spawnattr_t m_attributes;
+
+    explicit SpawnSetUp(int output)
+    {
+        posix_spawn_file_actions_init(&m_actions);
+        posix_spawn_file_actions_addopen(&m_actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+        posix_spawn_file_actions_adddup2(&m_actions, output, STDOUT_FILENO);
+        posix_spawn_file_actions_addopen(&m_actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+        posix_spawnattr_init(&m_attributes);
+        sigset_t none, all;
+        sigemptyset(&none);
+        sigfillset(&all);
+        posix_spawnattr_setsigmask(&m_attributes, &none);
+        posix_spawnattr_setsigdefault(&m_attributes, &all);
+        posix_spawnattr_setpgroup(&m_attributes, 0);
+        posix_spawnattr_setflags(&m_attributes,
+                                 POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    }
+    SpawnSetUp(SpawnSetUp const&) = delete;
+    SpawnSetUp& operator=(SpawnSetUp const&) = delete;
+    ~SpawnSetUp()
+    {
+        posix_spawn_file_actions_destroy(&m_actions);
+        posix_spawnattr_destroy(&m_attributes);
+    }
+};
+
+/// A running child, which does not outlive this object.
+class Child
+{
+public:
+    Child() = default;
+    Child(Child const&) = delete;
+    Child& operator=(Child const&) = delete;
+    ~Child()
+    {
+        if (m_reading >= 0)
+            ::close(m_reading);
+        if (m_id <= 0)
+            return;
+        ::kill(-m_id, SIGKILL);
+        while (::waitpid(m_id, nullptr, 0) < 0 && errno == EINTR) {
+        }
+    }
+
+    /// Zero or the errno value.
+    int start(std::vector<std::string> const& words)
+    {
+        int ends[2];
+        if (::pipe2(ends, O_CLOEXEC) != 0)
+            return errno;
+        m_reading = ends[0];
+        std::vector<char*> arguments;
+        for (std::string const& word : words)
+            arguments.push_back(const_cast<char*>(word.c_str()));
+        arguments.push_back(nullptr);
+        char language[] = "LC_ALL=C";
+        char path[] = "PATH=/usr/sbin:/usr/bin:/sbin:/bin";
+        char* const environment[] = {language, path, nullptr};
+        SpawnSetUp const setUp(ends[1]);
+        pid_t id = 0;
+        int const error = posix_spawn(&id, words[0].c_str(), &setUp.m_actions, &setUp.m_attributes,
+                                      arguments.data(), environment);
+        ::close(ends[1]);
+        if (error == 0)
+            m_id = id;
+        return error;
+    }
+
+    enum class Part { More, None, End };
+    /// Takes what has been printed, waiting for it a little.
+    Part read(std::string& into)
+    {
+        pollfd ready{m_reading, POLLIN, 0};
+        if (::poll(&ready, 1, kPollMilliseconds) <= 0)
+            return Part::None;
+        char bytes[16384];
+        ssize_t const got = ::read(m_reading, bytes, sizeof bytes);
+        if (got > 0)
+            into.append(bytes, static_cast<std::size_t>(got));
+        else if (got == 0 || errno != EINTR)
+            return Part::End;
+        return Part::More;
+    }
+
+    /// True when the child has ended; it is then reaped.
+    bool ended(int& status)
+    {
+        pid_t const id = ::waitpid(m_id, &status, WNOHANG);
+        if (id != m_id)
+            return false;
+        m_id = 0;
+        return true;
+    }
+
+    static void pause() { ::poll(nullptr, 0, 1); }
+
+private:
+    pid_t m_id = 0;
+    int m_reading = -1;
+};
+
+} // namespace
+
+ChildResult runChild(std::vector<std::string> const& words, ChildLimits const& limits,
+                     std::function<bool()> const& stopping)
+{
+    ChildResult result;
+    result.m_status = words.empty() || words[0].empty() || words[0][0] != '/' ? EINVAL : 0;
+    if (result.m_status != 0)
+        return result;
+    Child child;
+    result.m_status = child.start(words);
+    if (result.m_status != 0)
+        return result;
+    zel::Stopwatch watch;
+    bool printing = true;
+    for (;;) {
+        if (printing)
+            printing = child.read(result.m_output) != Child::Part::End;
+        int status = 0;
+        if (!printing && child.ended(status)) {
+            bool const exited = WIFEXITED(status);
+            result.m_end = exited ? ChildResult::End::Exited : ChildResult::End::Signalled;
+            result.m_status = exited ? WEXITSTATUS(status) : WTERMSIG(status);
+            return result;
+        }
+        if (!printing)
+            Child::pause();
+        if (result.m_output.size() > limits.m_bytes)
+            result.m_end = ChildResult::End::TooMuchOutput;
+        else if (stopping())
+            result.m_end = ChildResult::End::Stopped;
+        else if (watch.getElapsed() > limits.m_seconds)
+            result.m_end = ChildResult::End::TimedOut;
+        if (result.m_end != ChildResult::End::NotStarted)
+            return result;
+    }
+}
+
+std::string findProgram(std::string const& name)
+{
+    for (char const* folder : {"/usr/sbin/", "/usr/bin/", "/sbin/", "/bin/"}) {
+        std::string const path = folder + name;
+        struct stat status = {};
+        if (::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+            ::access(path.c_str(), X_OK) == 0)
+            return path;
+    }
+    return "";
+}
+
+} // namespace krel5::modules

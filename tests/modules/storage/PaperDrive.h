@@ -1,0 +1,55 @@
+#pragma once
+// A drive whose faults the test writes down.
+
+#include <storage/BlockSource.h>
+
+#include <algorithm>
+#include <map>
+#include <set>
+#include <vector>
+
+namespace krel5::modules {
+
+struct PaperDrive : BlockSource
+{
+    std::uint64_t m_size;
+    std::uint32_t m_sectorSize = 512;
+    std::map<std::uint64_t, int> m_bad;           ///< sector to the errno value that reading it gives
+    std::map<std::uint64_t, unsigned> m_failures; ///< sector to how often it fails with EIO before it is read
+    std::set<std::uint64_t> m_short;              ///< sectors at which every read ends short
+    std::size_t m_longest = ~std::size_t(0);      ///< longer reads fail
+    std::uint64_t m_reads = 0;
+    std::uint64_t m_goneAfter = ~std::uint64_t(0); ///< reads, then ENXIO
+    std::vector<std::uint64_t> m_offsets;
+
+    explicit PaperDrive(std::uint64_t size) : m_size(size) {}
+    std::uint64_t size() const override { return m_size; }
+    std::uint32_t sectorSize() const override { return m_sectorSize; }
+
+    ReadOutcome readAt(std::uint64_t offset, std::span<std::byte> into) override
+    {
+        m_offsets.push_back(offset);
+        if (m_reads++ >= m_goneAfter)
+            return {0, 6 /* ENXIO */};
+        bool const misplaced = offset % m_sectorSize != 0 || into.size() % m_sectorSize != 0 ||
+                               reinterpret_cast<std::uintptr_t>(into.data()) % m_sectorSize != 0;
+        if (misplaced || offset + into.size() > m_size || into.size() > m_longest)
+            return {0, misplaced ? 22 /* EINVAL */ : 5 /* EIO */};
+        for (std::size_t done = 0; done < into.size(); done += m_sectorSize) {
+            std::uint64_t const sector = (offset + done) / m_sectorSize;
+            if (auto const bad = m_bad.find(sector); bad != m_bad.end())
+                return {done, bad->second};
+            if (auto const failing = m_failures.find(sector);
+                failing != m_failures.end() && failing->second > 0) {
+                --failing->second;
+                return {done, 5 /* EIO */};
+            }
+            if (m_short.count(sector))
+                return {done, 0};
+            std::fill_n(into.begin() + static_cast<std::ptrdiff_t>(done), m_sectorSize, std::byte(sector));
+        }
+        return {into.size(), 0};
+    }
+};
+
+} // namespace krel5::modules

@@ -1,0 +1,245 @@
+#include <modules/ReportLog.h>
+#include <modules/storage/PaperDrive.h>
+
+#include <storage/ReadTest.h>
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+namespace krel5::modules {
+namespace {
+
+constexpr std::size_t kBlock = 64 * 1024; // 128 sectors
+
+ReadPlan surface()
+{
+    ReadPlan plan;
+    plan.m_order = ReadPlan::Order::Surface;
+    plan.m_blockSize = kBlock;
+    return plan;
+}
+
+struct Damage
+{
+    char const* m_name;
+    std::vector<std::uint64_t> m_sectors;
+    int m_error;
+    std::vector<std::string> m_faults; ///< Lba, offset, length, errno
+};
+
+std::string badSectors(std::uint64_t lba, std::uint64_t count, int error)
+{
+    return "StorageBadSectors Lba=" + std::to_string(lba) + " Offset=" + std::to_string(lba * 512) +
+           " Length=" + std::to_string(count * 512) + " Error=" + std::to_string(error) + " Reason=";
+}
+
+class Damages : public testing::TestWithParam<Damage>
+{};
+
+TEST_P(Damages, areNarrowedToTheirSectors)
+{
+    PaperDrive drive(16 * kBlock + 3 * 512); // the last block is short
+    for (std::uint64_t sector : GetParam().m_sectors)
+        drive.m_bad[sector] = GetParam().m_error;
+    ReportLog host;
+    EXPECT_EQ(runReadTest(host, drive, surface()).m_outcome, Outcome::Fail);
+    ASSERT_EQ(host.m_faults.size(), GetParam().m_faults.size());
+    for (std::size_t i = 0; i < host.m_faults.size(); ++i)
+        EXPECT_EQ(host.m_faults[i].rfind(GetParam().m_faults[i], 0), 0u) << host.m_faults[i];
+    EXPECT_EQ(host.m_percent, 100);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Each, Damages,
+    testing::Values(
+        Damage{"one", {777}, EIO, {badSectors(777, 1, EIO)}},
+        Damage{"first", {0}, EIO, {badSectors(0, 1, EIO)}},
+        Damage{"last", {16 * 128 + 2}, ENODATA, {badSectors(16 * 128 + 2, 1, ENODATA)}},
+        Damage{"apart in one block", {130, 200}, EIO, {badSectors(130, 71, EIO)}},
+        Damage{"across two blocks", {255, 256}, EIO, {badSectors(255, 2, EIO)}},
+        Damage{"two blocks", {5, 1000}, EILSEQ, {badSectors(5, 1, EILSEQ), badSectors(1000, 1, EILSEQ)}}),
+    [](auto const& row) {
+        std::string name = row.param.m_name;
+        std::replace(name.begin(), name.end(), ' ', '_');
+        return name;
+    });
+
+TEST(Reading, ofASoundDriveTouchesEveryByteOnce)
+{
+    PaperDrive drive(10 * kBlock + 512);
+    ReportLog host;
+    ReadSummary const summary = runReadTest(host, drive, surface());
+    EXPECT_EQ(summary.m_outcome, Outcome::Pass);
+    EXPECT_EQ(summary.m_bytes, drive.m_size);
+    EXPECT_EQ(drive.m_reads, 11u);
+    EXPECT_TRUE(host.m_faults.empty() && host.m_warnings.empty() && host.m_problems.empty());
+}
+
+TEST(Reading, thatSucceedsAfterRepeatsIsAWarning)
+{
+    PaperDrive drive(4 * kBlock);
+    drive.m_failures[130] = 2;
+    ReportLog host;
+    EXPECT_EQ(runReadTest(host, drive, surface()).m_outcome, Outcome::Pass);
+    EXPECT_TRUE(host.m_faults.empty());
+    ASSERT_EQ(host.m_warnings.size(), 1u);
+    EXPECT_EQ(host.m_warnings[0].rfind("StorageReadRepeated Lba=128 Offset=65536 Repeats=2 Error=5 ", 0), 0u);
+}
+
+TEST(Reading, thatComesShortOrFailsOnlyAsAWholeIsAFault)
+{
+    PaperDrive drive(2 * kBlock);
+    drive.m_short = {140};
+    ReportLog host;
+    EXPECT_EQ(runReadTest(host, drive, surface()).m_outcome, Outcome::Fail);
+    EXPECT_EQ(host.m_faults, std::vector<std::string>{badSectors(140, 1, 0) + "short read"});
+
+    PaperDrive impatient(kBlock);
+    impatient.m_longest = kBlock / 2;
+    ReportLog other;
+    EXPECT_EQ(runReadTest(other, impatient, surface()).m_outcome, Outcome::Fail);
+    ASSERT_EQ(other.m_faults.size(), 1u);
+    EXPECT_EQ(other.m_faults[0].rfind(badSectors(0, 128, EIO), 0), 0u) << other.m_faults[0];
+}
+
+struct Ending
+{
+    int m_error;
+    Outcome m_outcome;
+    char const* m_problem;
+};
+
+class Endings : public testing::TestWithParam<Ending>
+{};
+
+TEST_P(Endings, ofTheDeviceEndTheTestWithoutRepeats)
+{
+    PaperDrive drive(8 * kBlock);
+    drive.m_bad[300] = GetParam().m_error;
+    ReportLog host;
+    EXPECT_EQ(runReadTest(host, drive, surface()).m_outcome, GetParam().m_outcome);
+    EXPECT_EQ(drive.m_reads, 3u);
+    EXPECT_TRUE(host.m_faults.empty());
+    ASSERT_EQ(host.m_problems.size(), 1u);
+    EXPECT_EQ(host.m_problems[0].rfind(GetParam().m_problem, 0), 0u);
+}
+INSTANTIATE_TEST_SUITE_P(Each, Endings,
+                         testing::Values(Ending{ENXIO, Outcome::NoDevice, "StorageDeviceGone Offset=131072"},
+                                         Ending{ENODEV, Outcome::NoDevice, "StorageDeviceGone"},
+                                         Ending{ENOMEDIUM, Outcome::NoMedia, "StorageNoMedia"},
+                                         Ending{EPERM, Outcome::CannotRun, "StorageReadRefused"}));
+
+TEST(Reading, keepsTheFaultOfADriveThatVanishesWhileItIsNarrowed)
+{
+    PaperDrive drive(8 * kBlock);
+    drive.m_bad[10] = EIO;
+    drive.m_bad[300] = EIO;
+    drive.m_goneAfter = 30;
+    ReportLog host;
+    EXPECT_EQ(runReadTest(host, drive, surface()).m_outcome, Outcome::NoDevice);
+    ASSERT_EQ(host.m_problems.size(), 1u);
+    EXPECT_EQ(host.m_problems[0].rfind("StorageDeviceGone", 0), 0u);
+}
+
+TEST(Reading, givesUpOnADyingDrive)
+{
+    PaperDrive drive(100 * kBlock);
+    for (std::uint64_t sector = 0; sector < drive.m_size / 512; ++sector)
+        drive.m_bad[sector] = EIO;
+    ReadPlan plan = surface();
+    plan.m_mostFaults = 4;
+    plan.m_repeats = 0;
+    ReportLog host;
+    EXPECT_EQ(runReadTest(host, drive, plan).m_outcome, Outcome::Fail);
+    ASSERT_EQ(host.m_faults.size(), 1u); // four bad blocks that touch
+    EXPECT_EQ(host.m_faults[0].rfind(badSectors(0, 4 * 128, EIO), 0), 0u);
+    EXPECT_EQ(host.m_warnings, std::vector<std::string>{"StorageEndedEarly BadBlocks=4"});
+    EXPECT_LE(drive.m_reads, 4u * (2 * 7 + 4));
+}
+
+TEST(Reading, stopsBetweenBlocksAndBetweenRepeats)
+{
+    PaperDrive drive(100 * kBlock);
+    ReportLog host;
+    host.m_stopAfterQuestions = 5;
+    EXPECT_EQ(runReadTest(host, drive, surface()).m_outcome, Outcome::Stopped);
+    EXPECT_EQ(drive.m_reads, 5u);
+
+    PaperDrive bad(100 * kBlock);
+    bad.m_bad[0] = EIO;
+    ReadPlan patient = surface();
+    patient.m_repeats = 1000000;
+    ReportLog other;
+    other.m_stopAfterQuestions = 5;
+    EXPECT_EQ(runReadTest(other, bad, patient).m_outcome, Outcome::Stopped);
+    EXPECT_EQ(bad.m_reads, 5u);
+}
+
+TEST(Reading, followsItsOrder)
+{
+    ReadPlan plan = surface();
+    plan.m_order = ReadPlan::Order::Sequential;
+    plan.m_amount = 3 * kBlock;
+    PaperDrive sequential(100 * kBlock);
+    ReportLog host;
+    runReadTest(host, sequential, plan);
+    EXPECT_EQ(sequential.m_offsets, (std::vector<std::uint64_t>{0, kBlock, 2 * kBlock}));
+
+    plan.m_order = ReadPlan::Order::Random;
+    plan.m_amount = 200 * kBlock;
+    plan.m_seed = 99;
+    PaperDrive first(100 * kBlock), second(100 * kBlock);
+    runReadTest(host, first, plan);
+    runReadTest(host, second, plan);
+    EXPECT_EQ(first.m_offsets, second.m_offsets);
+    std::set<std::uint64_t> const places(first.m_offsets.begin(), first.m_offsets.end());
+    EXPECT_EQ(first.m_offsets.size(), 200u);
+    EXPECT_GT(places.size(), 50u);
+    EXPECT_EQ(*std::max_element(first.m_offsets.begin(), first.m_offsets.end()) % kBlock, 0u);
+
+    first.m_bad[64 * 128 + 1] = EIO; // read more than once, reported once
+    plan.m_amount = 2000 * kBlock;
+    plan.m_mostFaults = 1000;
+    ReportLog bad;
+    EXPECT_EQ(runReadTest(bad, first, plan).m_outcome, Outcome::Fail);
+    EXPECT_EQ(bad.m_faults.size(), 1u);
+}
+
+struct Unusable
+{
+    std::uint64_t m_size;
+    std::size_t m_blockSize;
+    Outcome m_outcome;
+};
+
+TEST(Reading, refusesWhatCannotBeRead)
+{
+    for (Unusable const& row :
+         {Unusable{0, kBlock, Outcome::NoMedia}, Unusable{kBlock, 0, Outcome::BadParameters},
+          Unusable{kBlock, 1000, Outcome::BadParameters},
+          Unusable{kBlock, 2 * kMostBlockSize, Outcome::BadParameters}}) {
+        PaperDrive drive(row.m_size);
+        ReadPlan plan = surface();
+        plan.m_blockSize = row.m_blockSize;
+        ReportLog host;
+        EXPECT_EQ(runReadTest(host, drive, plan).m_outcome, row.m_outcome)
+            << row.m_size << " " << row.m_blockSize;
+        EXPECT_EQ(host.m_problems.size(), 1u);
+        EXPECT_EQ(drive.m_reads, 0u);
+    }
+}
+
+TEST(Reading, belowItsFloorIsAFault)
+{
+    PaperDrive drive(10 * kBlock);
+    ReadPlan plan = surface();
+    plan.m_floor = 1e12;
+    ReportLog host;
+    EXPECT_EQ(runReadTest(host, drive, plan).m_outcome, Outcome::Fail);
+    ASSERT_EQ(host.m_faults.size(), 1u);
+    EXPECT_EQ(host.m_faults[0].rfind("StorageTooSlow Speed=", 0), 0u);
+}
+
+} // namespace
+} // namespace krel5::modules

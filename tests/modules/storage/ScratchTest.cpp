@@ -1,0 +1,172 @@
+#include <modules/ReportLog.h>
+
+#include <storage/ChildProcess.h>
+#include <storage/Drive.h>
+#include <storage/MountTable.h>
+#include <storage/ReadTest.h>
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <sys/stat.h>
+
+namespace krel5::modules {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// A folder of its own, removed at the end.
+struct Folder
+{
+    fs::path m_path;
+    Folder()
+    {
+        std::string pattern = (fs::temp_directory_path() / "storage-test-XXXXXX").string();
+        m_path = ::mkdtemp(pattern.data());
+    }
+    ~Folder() { fs::remove_all(m_path); }
+    bool empty() const { return fs::is_empty(m_path); }
+};
+
+constexpr std::uint64_t kSize = 3 << 20;
+
+ScratchProgress goOn()
+{
+    return [](std::uint64_t) { return true; };
+}
+
+TEST(Content, tellsDamageAndDisplacement)
+{
+    SeededContent const content(42);
+    std::vector<std::byte> block(std::size_t(1) << 20);
+    content.fill(1 << 20, block);
+    EXPECT_EQ(content.firstWrong(1 << 20, block), block.size());
+    EXPECT_NE(content.firstWrong(2 << 20, block), block.size()) << "the right bytes of the wrong place";
+    EXPECT_NE(SeededContent(43).firstWrong(1 << 20, block), block.size());
+    for (std::size_t place :
+         {std::size_t(0), std::size_t(7), std::size_t(4096), std::size_t(70001), block.size() - 1}) {
+        std::vector<std::byte> damaged = block;
+        damaged[place] ^= std::byte(1);
+        EXPECT_EQ(content.firstWrong(1 << 20, damaged), place);
+    }
+}
+
+TEST(ScratchFile, hasNoNameAndReadsBackWhatWasWritten)
+{
+    Folder const folder;
+    SeededContent const content(7);
+    {
+        bool namelessWhileWritten = true;
+        OpenedSource const scratch =
+            makeScratchFile({"/nowhere/at/all", folder.m_path.string()}, kSize, content,
+                            [&](std::uint64_t) { return namelessWhileWritten = folder.empty(); });
+        EXPECT_TRUE(namelessWhileWritten);
+        ASSERT_EQ(scratch.m_error, 0) << scratch.m_place;
+        EXPECT_EQ(scratch.m_place, folder.m_path.string());
+        EXPECT_TRUE(folder.empty());
+        ReportLog host;
+        ReadPlan plan;
+        plan.m_order = ReadPlan::Order::Surface;
+        plan.m_check = &content;
+        ReadSummary const summary = runReadTest(host, *scratch.m_source, plan);
+        EXPECT_EQ(summary.m_outcome, Outcome::Pass);
+        EXPECT_EQ(summary.m_bytes, kSize);
+
+        SeededContent const other(8);
+        plan.m_check = &other;
+        ReportLog wrong;
+        EXPECT_EQ(runReadTest(wrong, *scratch.m_source, plan).m_outcome, Outcome::Fail);
+        EXPECT_EQ(wrong.m_faults.front(), "StorageContentWrong Lba=0 Offset=0");
+    }
+    EXPECT_TRUE(folder.empty());
+}
+
+TEST(ScratchFile, isRefusedWithTheReason)
+{
+    Folder const folder;
+    SeededContent const content(7);
+    EXPECT_EQ(makeScratchFile({folder.m_path.string()}, kSize, content, [](std::uint64_t) { return false; })
+                  .m_error,
+              ECANCELED);
+    EXPECT_EQ(makeScratchFile({folder.m_path.string()}, std::uint64_t(1) << 60, content, goOn()).m_error,
+              ENOSPC);
+    EXPECT_EQ(makeScratchFile({"/nowhere/at/all"}, kSize, content, goOn()).m_error, ENOENT);
+    EXPECT_TRUE(folder.empty());
+}
+
+TEST(Drive, isABlockDeviceOrNothing)
+{
+    Folder const folder;
+    EXPECT_EQ(openDrive((folder.m_path / "none").string()).m_error, ENOENT);
+    EXPECT_EQ(openDrive("/dev/null").m_error, ENOTBLK);
+    std::string const pipe = (folder.m_path / "pipe").string();
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    EXPECT_EQ(openDrive(pipe).m_error, ENOTBLK); // and does not wait for a writer
+    EXPECT_TRUE(scratchDirectories("/dev/null").empty());
+}
+
+TEST(MountTable, findsTheWritableFileSystemsOfADevice)
+{
+    auto const mounts = parseMountInfo("27 1 8:1 / / rw,relatime shared:1 master:2 - ext4 /dev/sda1 rw\n"
+                                       "28 27 8:2 / /boot ro,relatime - vfat /dev/sda2 rw\n"
+                                       "29 27 8:3 / /frozen rw - ext4 /dev/sda3 ro,errors=panic\n"
+                                       "30 27 8:4 / /my\\040disk\\134x rw - ext4 /dev/sda4 rw\n"
+                                       "31 27 8:1 /home /home rw - ext4 /dev/sda1 rw\n"
+                                       "32 27 8:1 / / rw - ext4 /dev/sda1 rw\n"
+                                       "33 27 253:0 / /other rw - ext4 /dev/vda rw");
+    EXPECT_EQ(mounts.size(), 7u);
+    using Directories = std::vector<std::string>;
+    EXPECT_EQ(writableMounts(mounts, {{8, 0}, {8, 1}, {8, 2}, {8, 3}, {8, 4}}),
+              (Directories{"/", "/my disk\\x", "/home"}));
+    EXPECT_EQ(writableMounts(mounts, {{8, 16}}), Directories{});
+}
+
+TEST(MountTable, skipsWhatIsNotALineOfIt)
+{
+    for (char const* line : {"", " ", "-", "27 1 8:1 / /", "27 1 8 / / rw - ext4 x rw",
+                             "27 1 8:x / / rw - ext4 x rw", "27 1 8:1 / / rw ext4 x rw",
+                             "27 1 8:1 / / rw - ext4", "a - b - c", "27 1 99999999999:1 / / rw - e x rw"})
+        EXPECT_TRUE(parseMountInfo(line).empty()) << line;
+    EXPECT_EQ(parseMountInfo("1 1 8:1 / /a\\04 rw - e x rw").at(0).m_directory, "/a\\04");
+}
+
+bool never() { return false; }
+
+TEST(ChildProcess, isBoundedInTimeAndSize)
+{
+    auto const shell = [](char const* script, ChildLimits limits = {}) {
+        return runChild({"/bin/sh", "-c", script}, limits, never);
+    };
+    ChildResult const plain = shell("echo out; echo err >&2; cat; exit 5");
+    EXPECT_EQ(plain.m_end, ChildResult::End::Exited);
+    EXPECT_EQ(plain.m_status, 5);
+    EXPECT_EQ(plain.m_output, "out\n");
+    EXPECT_EQ(shell("echo $LC_ALL:$HOME").m_output, "C:\n");
+
+    ChildResult const killed = shell("kill -TERM $$");
+    EXPECT_EQ(killed.m_end, ChildResult::End::Signalled);
+    EXPECT_EQ(killed.m_status, SIGTERM);
+
+    EXPECT_EQ(shell("while :; do echo y; done", {600, 100000}).m_end, ChildResult::End::TooMuchOutput);
+    EXPECT_EQ(shell("sleep 600 & exec sleep 600", {0.05, 1000}).m_end, ChildResult::End::TimedOut);
+    EXPECT_EQ(runChild({"/bin/sh", "-c", "exec sleep 600"}, {}, [] { return true; }).m_end,
+              ChildResult::End::Stopped);
+}
+
+TEST(ChildProcess, needsAProgramOfAnAbsolutePath)
+{
+    for (std::vector<std::string> const& words :
+         {std::vector<std::string>{}, {""}, {"sh"}, {"/nowhere/program"}, {"/dev/null"}}) {
+        ChildResult const result = runChild(words, {}, never);
+        EXPECT_EQ(result.m_end, ChildResult::End::NotStarted);
+        EXPECT_NE(result.m_status, 0);
+    }
+    EXPECT_EQ(findProgram("no such program"), "");
+    EXPECT_EQ(findProgram("sh").front(), '/');
+}
+
+} // namespace
+} // namespace krel5::modules
