@@ -1,0 +1,89 @@
+// The module "cpu": tests of the processors that this process may use.
+
+#include <common/TimedHost.h>
+#include <cpu/Coherence.h>
+#include <cpu/CoreTest.h>
+
+#include <krel5/DataType.h>
+#include <krel5/DeviceCapability.h>
+#include <krel5/DiagDevice.h>
+#include <krel5/DiagModule.h>
+#include <krel5/Parameter.h>
+#include <krel5/Test.h>
+#include <krel5/TestResult.h>
+#include <krel5/Value.h>
+
+namespace {
+
+using namespace krel5;
+using namespace krel5::modules;
+
+TimedHost s_host;
+Parameter* s_seconds = nullptr;
+Parameter* s_pairs = nullptr;
+Parameter* s_rounds = nullptr;
+
+CoreTestOptions coreOptions(bool allAtOnce)
+{
+    CoreTestOptions options;
+    options.m_seconds = s_seconds->value().valueDouble();
+    options.m_allAtOnce = allAtOnce;
+    return options;
+}
+
+template <KernelTable (*kTable)() noexcept>
+TestResult eachCore(DiagDevice const&)
+{
+    return s_host.run(
+        [](TestHost& host) { return runCoreTest(host, kTable(), systemAffinity(), coreOptions(false)); });
+}
+
+/// Every kernel there is, on all cores at the same time: the load that heat and supply faults show under.
+TestResult allCores(DiagDevice const&)
+{
+    return s_host.run([](TestHost& host) {
+        std::vector<Kernel> all;
+        for (KernelTable const table : {integerKernels(), floatingPointKernels(), vectorKernels()})
+            all.insert(all.end(), table.begin(), table.end());
+        return runCoreTest(host, all, systemAffinity(), coreOptions(true));
+    });
+}
+
+TestResult coherence(DiagDevice const&)
+{
+    return s_host.run([](TestHost& host) {
+        CoherenceOptions options;
+        options.m_maxPairs = s_pairs->value().valueUint32();
+        options.m_rounds = s_rounds->value().valueUint32();
+        return runCoherenceTest(host, systemAffinity(), options);
+    });
+}
+
+Test* createCpuTest(char const* key, Test::Callback callback)
+{
+    // Every run takes all the cores, whichever package it was started for.
+    return DiagModule::createTest(key, DeviceCapability::CPU(), callback)
+        ->setDestructive(false)
+        ->setSupportsParallelTesting(false)
+        ->setEnumeratesOnlyOnce(true);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    DiagModule::setCmdLineArgs(argc, argv);
+    DiagModule::setVersion(1, 0, "1");
+    s_seconds =
+        DiagModule::createParameter("SecondsPerCore", DataType::DOUBLE(), "2", false, false, "0..86400");
+    s_pairs = DiagModule::createParameter("MaxPairs", DataType::UINT32(), "64", false, false, "1..");
+    s_rounds = DiagModule::createParameter("Rounds", DataType::UINT32(), "100000", false, false, "1..");
+    s_host.createEvents({"CpuWrongAnswer", "CpuIncoherent", "CpuCoreNotUsable", "CpuNothingToRun",
+                         "CpuSingleCore", "CpuKernelsLeftOut", "CpuTested", "CpuCoherenceTested"});
+    createCpuTest("integer", eachCore<integerKernels>)->addParameter(s_seconds);
+    createCpuTest("floatingpoint", eachCore<floatingPointKernels>)->addParameter(s_seconds);
+    createCpuTest("vector", eachCore<vectorKernels>)->addParameter(s_seconds);
+    createCpuTest("coherence", coherence)->addParameter(s_pairs)->addParameter(s_rounds);
+    createCpuTest("allcores", allCores)->addParameter(s_seconds);
+    return DiagModule::start();
+}

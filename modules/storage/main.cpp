@@ -1,0 +1,182 @@
+// The module "storage": read tests of drives, and what drives say of their own health.
+
+#include <common/TimedHost.h>
+#include <storage/SmartReport.h>
+#include <storage/StorageTest.h>
+
+#include <krel5/DataType.h>
+#include <krel5/DeviceCapability.h>
+#include <krel5/DiagDevice.h>
+#include <krel5/DiagModule.h>
+#include <krel5/Parameter.h>
+#include <krel5/Test.h>
+#include <krel5/TestResult.h>
+#include <krel5/Value.h>
+
+#include <limits>
+#include <random>
+
+namespace {
+
+using namespace krel5;
+using namespace krel5::modules;
+
+TimedHost s_host;
+Parameter* s_blockSize = nullptr;
+Parameter* s_randomBlockSize = nullptr;
+Parameter* s_size = nullptr;
+Parameter* s_reads = nullptr;
+Parameter* s_repeats = nullptr;
+Parameter* s_mostBad = nullptr;
+Parameter* s_floor = nullptr;
+Parameter* s_seed = nullptr;
+Parameter* s_useFile = nullptr;
+Parameter* s_fileSize = nullptr;
+
+/// The product, or the largest number when it does not fit: the checking code refuses or shortens that.
+std::uint64_t times(std::uint64_t a, std::uint64_t b)
+{
+    return b != 0 && a > std::numeric_limits<std::uint64_t>::max() / b
+               ? std::numeric_limits<std::uint64_t>::max()
+               : a * b;
+}
+
+std::uint64_t seed()
+{
+    Value given{DataType::UINT64()};
+    if (s_seed->value(given))
+        return given.valueUint64();
+    return std::random_device{}();
+}
+
+StorageSettings settingsFor(ReadPlan::Order order)
+{
+    bool const random = order == ReadPlan::Order::Random;
+    StorageSettings settings;
+    ReadPlan& plan = settings.m_plan;
+    plan.m_order = order;
+    plan.m_blockSize = std::size_t((random ? s_randomBlockSize : s_blockSize)->value().valueUint32()) << 10;
+    plan.m_repeats = s_repeats->value().valueUint32();
+    plan.m_mostFaults = s_mostBad->value().valueUint32();
+    plan.m_seed = seed();
+    settings.m_useFile = s_useFile->value().valueBool();
+    settings.m_fileBytes = times(s_fileSize->value().valueUint32(), std::uint64_t(1) << 20);
+    return settings;
+}
+
+TestResult readSequential(DiagDevice const& device)
+{
+    StorageSettings settings = settingsFor(ReadPlan::Order::Sequential);
+    settings.m_plan.m_amount = times(s_size->value().valueUint64(), std::uint64_t(1) << 20);
+    return s_host.run(
+        [&](TestHost& host) { return runStorageTest(host, device.osLocator().getUTF8Buffer(), settings); });
+}
+
+TestResult readRandom(DiagDevice const& device)
+{
+    StorageSettings settings = settingsFor(ReadPlan::Order::Random);
+    settings.m_plan.m_amount = times(s_reads->value().valueUint32(), settings.m_plan.m_blockSize);
+    return s_host.run(
+        [&](TestHost& host) { return runStorageTest(host, device.osLocator().getUTF8Buffer(), settings); });
+}
+
+TestResult readSurface(DiagDevice const& device)
+{
+    StorageSettings const settings = settingsFor(ReadPlan::Order::Surface);
+    return s_host.run(
+        [&](TestHost& host) { return runStorageTest(host, device.osLocator().getUTF8Buffer(), settings); });
+}
+
+TestResult readSpeed(DiagDevice const& device)
+{
+    StorageSettings settings = settingsFor(ReadPlan::Order::Sequential);
+    settings.m_plan.m_amount = times(s_size->value().valueUint64(), std::uint64_t(1) << 20);
+    settings.m_plan.m_floor = s_floor->value().valueDouble();
+    return s_host.run(
+        [&](TestHost& host) { return runStorageTest(host, device.osLocator().getUTF8Buffer(), settings); });
+}
+
+TestResult smart(DiagDevice const& device)
+{
+    return s_host.run([&](TestHost& host) { return runSmartTest(host, device.osLocator().getUTF8Buffer()); });
+}
+
+Test* createStorageTest(char const* key, Test::Callback callback)
+{
+    return DiagModule::createTest(key, DeviceCapability::HardDrive(), callback)
+        ->setDestructive(false)
+        ->setSupportsParallelTesting(true);
+}
+
+Test* createReadTest(char const* key, Test::Callback callback)
+{
+    return createStorageTest(key, callback)
+        ->addParameter(s_repeats)
+        ->addParameter(s_mostBad)
+        ->addParameter(s_seed)
+        ->addParameter(s_useFile)
+        ->addParameter(s_fileSize);
+}
+
+void createParameters()
+{
+    s_blockSize =
+        DiagModule::createParameter("BlockSizeKiB", DataType::UINT32(), "1024", false, false, "4..65536");
+    s_randomBlockSize =
+        DiagModule::createParameter("RandomBlockSizeKiB", DataType::UINT32(), "64", false, false, "4..65536");
+    s_size = DiagModule::createParameter("SizeMiB", DataType::UINT64(), "1024", false, false, "1..");
+    s_reads = DiagModule::createParameter("Reads", DataType::UINT32(), "1000", false, false, "1..");
+    s_repeats = DiagModule::createParameter("Retries", DataType::UINT32(), "3", false, false, "0..100");
+    s_mostBad = DiagModule::createParameter("MaxBadBlocks", DataType::UINT32(), "16", false, false, "1..");
+    s_floor = DiagModule::createParameter("FloorMBps", DataType::DOUBLE(), "0", false, false, "0..");
+    s_seed = DiagModule::createParameter("Seed", DataType::UINT64(), "", false);
+    s_useFile = DiagModule::createParameter("UseFile", DataType::BOOLEAN(), "false", false);
+    s_fileSize = DiagModule::createParameter("FileSizeMiB", DataType::UINT32(), "256", false, false, "1..");
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    DiagModule::setCmdLineArgs(argc, argv);
+    DiagModule::setVersion(1, 0, "1");
+    createParameters();
+    s_host.createEvents({"StorageBadSectors",
+                         "StorageContentWrong",
+                         "StorageTooSlow",
+                         "StorageReadRepeated",
+                         "StorageEndedEarly",
+                         "StorageDeviceGone",
+                         "StorageNoMedia",
+                         "StorageReadRefused",
+                         "StorageBadBlockSize",
+                         "StorageRead",
+                         "StorageSeed",
+                         "StorageOpenFailed",
+                         "StorageNoFileSystem",
+                         "StorageFileFailed",
+                         "StorageWriteFailed",
+                         "StorageFile",
+                         "StorageCached",
+                         "SmartFailing",
+                         "SmartAttributeFailing",
+                         "SmartCriticalWarning",
+                         "SmartAttributeFailedBefore",
+                         "SmartMediaErrors",
+                         "SmartWorn",
+                         "SmartErrorLog",
+                         "SmartSelfTestLog",
+                         "SmartCommandFailed",
+                         "SmartNotSupported",
+                         "SmartRefused",
+                         "SmartHealth"});
+    createReadTest("readsequential", readSequential)->addParameter(s_blockSize)->addParameter(s_size);
+    createReadTest("readrandom", readRandom)->addParameter(s_randomBlockSize)->addParameter(s_reads);
+    createReadTest("readsurface", readSurface)->addParameter(s_blockSize);
+    createReadTest("readspeed", readSpeed)
+        ->addParameter(s_blockSize)
+        ->addParameter(s_size)
+        ->addParameter(s_floor);
+    createStorageTest("smart", smart);
+    return DiagModule::start();
+}
