@@ -22,16 +22,21 @@ bool whole(std::string_view text, Number& number, int base = 10) noexcept
     return error == std::errc() && end == text.data() + text.size() && !text.empty();
 }
 
-/// Names that the kernel gives in order of discovery, and those of grouping directories.
+/// Folders that stand between a device and what a driver made of it.
+bool isClassFolder(std::string_view name)
+{
+    static constexpr std::array<std::string_view, 7> kFolders{"block", "net",  "tty",     "sound",
+                                                              "input", "nvme", "mmc_host"};
+    return std::find(kFolders.begin(), kFolders.end(), name) != kFolders.end();
+}
+
+/// Names that the kernel gives in order of discovery.
 bool isUnstable(std::string_view name)
 {
-    static constexpr std::array<std::string_view, 19> kPrefixes{
-        "host", "ata",  "mmc",  "virtio", "nvme", "card", "input", "event", "tty",  "eth",
-        "wlan", "port", "link", "dev",    "sd",   "sr",   "block", "net",   "sound"};
+    static constexpr std::array<std::string_view, 4> kPrefixes{"host", "ata", "virtio", "card"};
     return name.find(':') != std::string_view::npos ||
-           std::any_of(kPrefixes.begin(), kPrefixes.end(), [&](std::string_view prefix) {
-               return name == prefix || text::indexAfter(name, prefix).has_value();
-           });
+           std::any_of(kPrefixes.begin(), kPrefixes.end(),
+                       [&](std::string_view prefix) { return text::indexAfter(name, prefix).has_value(); });
 }
 
 void readComponent(DevicePath& path, std::string const& name)
@@ -157,7 +162,8 @@ bool DevicePath::has(std::string_view component) const
 
 std::string DevicePath::platformName() const
 {
-    for (auto name = components.rbegin(); name != components.rend(); ++name)
+    auto const device = std::find_if(components.begin(), components.end(), isClassFolder);
+    for (auto name = std::make_reverse_iterator(device); name != components.rend(); ++name)
         if (!isUnstable(*name))
             return *name;
     return std::string();

@@ -73,8 +73,8 @@ struct DevicePath
     /// Path below the root up to and including the component, "" when it is not there.
     std::string upTo(std::string_view component) const;
     bool has(std::string_view component) const;
-    /// Name of the device on a bus without addresses of its own ("fe340000.mmc"): the last component that is
-    /// not of a kind the kernel numbers in order of discovery.
+    /// Name of a device on a bus that gives no numbers ("fe340000.mmc"): the last component before what
+    /// drivers made of it that is not numbered in order of discovery.
     std::string platformName() const;
 };
 

@@ -219,15 +219,15 @@ void HardwareTree::placeBelowController(DeviceDescription& device, DevicePath co
 
 void HardwareTree::addBus(DeviceDescription& device, DevicePath const& path) const
 {
-    if (path.usb)
+    if (path.usb) {
+        UsbDevice const* const carrier = usb(path.usb);
         device.capabilities |= CapabilityImp::USB();
-    else if (path.pci)
+        if (carrier && carrier->kind.capabilities.isCapable(CapabilityImp::USB2()))
+            device.capabilities |= CapabilityImp::USB2();
+    } else if (path.pci) {
         device.capabilities |= CapabilityImp::PCI();
-    if (UsbDevice const* const usbDevice = usb(path.usb);
-        usbDevice && usbDevice->kind.capabilities.isCapable(CapabilityImp::USB2()))
-        device.capabilities |= CapabilityImp::USB2();
-    if (path.pci)
         device.add("PciAddress", std::optional(String(path.pci->toString())));
+    }
 }
 
 std::string HardwareTree::controllerName(DevicePath const& path) const

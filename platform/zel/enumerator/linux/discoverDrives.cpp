@@ -57,7 +57,7 @@ C busCapabilities(HardwareTree const& tree, Drive const& drive)
     return C();
 }
 
-/// Only the first slice of a drive's facts that a person asks for: what kind of drive is it?
+/// What kind of drive it is, in words that a person knows.
 char const* descriptionOf(DriveBus bus, std::optional<bool> rotational, bool removable)
 {
     switch (bus) {
@@ -90,7 +90,9 @@ void describe(DeviceDescription& device, HardwareTree& tree, Drive const& drive)
 {
     DriveIdentity const identity = readIdentity(tree.root(), drive);
     std::string name = joinName(identity.vendor, identity.model);
-    if (name.empty() && (drive.bus == DriveBus::Virtio || drive.bus == DriveBus::Usb))
+    bool const isController =
+        drive.bus == DriveBus::Virtio || drive.bus == DriveBus::Usb || drive.bus == DriveBus::Nvme;
+    if (name.empty() && isController)
         name = tree.controllerName(drive.place);
     device.name = name.empty() ? device.description : String(name);
     device.osLocator = drive.deviceFile();

@@ -18,33 +18,36 @@ using C = CapabilityImp;
 // linux/if_arp.h and linux/if.h
 constexpr std::int64_t kTypeEthernet = 1, kTypeInfiniband = 32;
 constexpr std::uint64_t kFlagUp = 0x1, kFlagSlave = 0x800;
-constexpr std::int64_t kAddressRandom = 1; // NET_ADDR_RANDOM: another one after each start
+constexpr std::int64_t kAddressPermanent = 0, kAddressRandom = 1; // NET_ADDR_PERM, NET_ADDR_RANDOM
 
 struct Interface
 {
     std::string name, folder; ///< folder with a slash at its end
     DevicePath place;
     std::optional<std::string> phy; ///< the radio, of a wireless interface
-    bool wireless = false;
+    bool wireless = false, ethernet = false;
     std::uint64_t flags = 0;
     std::optional<MacAddress> address, permanent;
 };
 
-/// The address the maker gave the card. A bond gives all its cards one address, and a wireless card may
-/// change its own from network to network.
+/// The address that the card keeps. A bond gives all its cards one address, a wireless card may take another
+/// one for each network, and a card without one gets another at each start.
 std::optional<MacAddress> permanentAddress(Root const& root, Interface const& interface)
 {
     auto const read = [&root, &interface](char const* name) {
         return parseMac(root.text(interface.folder + name).value_or(""));
     };
+    std::int64_t const origin =
+        root.number(interface.folder + "addr_assign_type").value_or(kAddressPermanent);
+    if (origin == kAddressPermanent)
+        return interface.address;
     if (interface.phy)
         if (auto const address = read("phy80211/macaddress"))
             return address;
     if ((interface.flags & kFlagSlave) != 0)
         if (auto const address = read("bonding_slave/perm_hwaddr"))
             return address;
-    bool const random = root.number(interface.folder + "addr_assign_type") == kAddressRandom;
-    return random ? std::nullopt : interface.address;
+    return origin == kAddressRandom ? std::nullopt : interface.address;
 }
 
 /// Nothing for what has no hardware of its own: loopback, bridges, tunnels, the helpers of wireless drivers.
@@ -68,6 +71,7 @@ std::optional<Interface> readInterface(Root const& root, std::string const& name
         return std::nullopt; // "vlan", "bridge", "bond" and such
     interface.phy = root.linkName(interface.folder + "phy80211");
     interface.wireless = interface.phy || kind != uevent.end();
+    interface.ethernet = type == kTypeEthernet && !interface.wireless; // wireless cards have that type, too
     interface.flags = root.hexadecimal(interface.folder + "flags").value_or(0);
     interface.address = parseMac(root.text(interface.folder + "address").value_or(""));
     interface.permanent = permanentAddress(root, interface);
@@ -112,8 +116,11 @@ void addInterface(Interface const& interface, HardwareTree& tree, DeviceSink& si
 {
     DeviceDescription device;
     device.type = C::NetworkCard();
-    device.capabilities =
-        C::NetworkCard() | C::Hardware() | (interface.wireless ? C::Wireless() : C::Ethernet());
+    device.capabilities = C::NetworkCard() | C::Hardware();
+    if (interface.wireless)
+        device.capabilities |= C::Wireless();
+    if (interface.ethernet)
+        device.capabilities |= C::Ethernet();
     device.description = interface.wireless ? "Wireless network card" : "Network card";
     std::string const name = tree.controllerName(interface.place);
     device.name = name.empty() ? String("Network card ") + String(interface.name) : String(name);
@@ -127,8 +134,10 @@ void addInterface(Interface const& interface, HardwareTree& tree, DeviceSink& si
     }
     tree.placeBelowController(device, interface.place);
     tree.addBus(device, interface.place);
-    if (interface.permanent)
-        device.add("MacAddress", std::optional(String(macText(*interface.permanent))));
+    if (interface.address)
+        device.add("MacAddress", std::optional(String(macText(*interface.address))));
+    if (interface.permanent && interface.permanent != interface.address)
+        device.add("PermanentMacAddress", std::optional(String(macText(*interface.permanent))));
     if (auto const driver = driverOf(tree, interface))
         device.add("Driver", std::optional(String(*driver)));
     addState(device, tree.root(), interface);
