@@ -80,11 +80,14 @@ using Handles =
                    OperatingSystemMajorVersion, OperatingSystemMinorVersion, OperatingSystemDistribution>;
 TYPED_TEST_SUITE(HandleTest, Handles);
 
-// Walks one table through the public accessors.
-#define EXPECT_ROW(Class, accessor, text)                                                                    \
-    EXPECT_EQ(Class::accessor().toString(), text);                                                           \
-    EXPECT_EQ(&Class::accessor(), &Class::accessor()) << text;                                               \
-    EXPECT_EQ(Class(Class::accessor().imp()), Class::accessor()) << text
+template <typename Handle>
+void expectRow(Handle const& (*accessor)(), char const* text)
+{
+    Handle const& constant = accessor();
+    EXPECT_EQ(constant.toString(), text);
+    EXPECT_EQ(&accessor(), &constant) << text;
+    EXPECT_EQ(Handle(constant.imp()), constant) << text;
+}
 
 } // namespace
 
@@ -110,49 +113,49 @@ TYPED_TEST(HandleTest, isOnePointerAndCopiesDeeply)
 
 TEST(PublicVocabulary, everyAccessorGivesTheConstantOfItsText)
 {
-#define ZEL_CONSTANT(accessor, text, ...) EXPECT_ROW(DeviceCapability, accessor, text);
+#define ZEL_CONSTANT(accessor, text, ...) expectRow(&DeviceCapability::accessor, text);
 #include <zel/model/vocabulary/Capability.def>
-#define ZEL_CONSTANT(accessor, text, ...) EXPECT_ROW(ChildBusType, accessor, text);
+#define ZEL_CONSTANT(accessor, text, ...) expectRow(&ChildBusType::accessor, text);
 #include <zel/model/vocabulary/ChildBusType.def>
-#define ZEL_CONSTANT(accessor, text) EXPECT_ROW(DeviceState, accessor, text);
+#define ZEL_CONSTANT(accessor, text) expectRow(&DeviceState::accessor, text);
 #include <zel/model/vocabulary/DeviceState.def>
-#define ZEL_CONSTANT(accessor, text) EXPECT_ROW(EventType, accessor, text);
+#define ZEL_CONSTANT(accessor, text) expectRow(&EventType::accessor, text);
 #include <zel/model/vocabulary/EventType.def>
-#define ZEL_CONSTANT(accessor, text) EXPECT_ROW(AlertType, accessor, text);
+#define ZEL_CONSTANT(accessor, text) expectRow(&AlertType::accessor, text);
 #include <zel/model/vocabulary/AlertType.def>
-#define ZEL_CONSTANT(accessor, text) EXPECT_ROW(TipType, accessor, text);
+#define ZEL_CONSTANT(accessor, text) expectRow(&TipType::accessor, text);
 #include <zel/model/vocabulary/TipType.def>
-#define ZEL_CONSTANT(accessor, text) EXPECT_ROW(PropertyCategory, accessor, text);
+#define ZEL_CONSTANT(accessor, text) expectRow(&PropertyCategory::accessor, text);
 #include <zel/model/vocabulary/PropertyCategory.def>
-#define ZEL_CONSTANT(accessor, text) EXPECT_ROW(ParameterSource, accessor, text);
+#define ZEL_CONSTANT(accessor, text) expectRow(&ParameterSource::accessor, text);
 #include <zel/model/vocabulary/ParameterSource.def>
-#define ZEL_CONSTANT(accessor, text, ...) EXPECT_ROW(Language, accessor, text);
+#define ZEL_CONSTANT(accessor, text, ...) expectRow(&Language::accessor, text);
 #include <zel/model/vocabulary/Language.def>
-#define ZEL_CONSTANT(accessor, text) EXPECT_ROW(DataType, accessor, text);
+#define ZEL_CONSTANT(accessor, text) expectRow(&DataType::accessor, text);
 #include <zel/model/vocabulary/DataType.def>
-#define ZEL_CONSTANT(accessor, text, ...) EXPECT_ROW(KrelUnitType, accessor, text);
+#define ZEL_CONSTANT(accessor, text, ...) expectRow(&KrelUnitType::accessor, text);
 #include <zel/model/vocabulary/UnitType.def>
 #define ZEL_CONSTANT(accessor, text, ten, two)                                                               \
-    EXPECT_ROW(KrelUnitMagnitude, accessor, text);                                                           \
+    expectRow(&KrelUnitMagnitude::accessor, text);                                                           \
     EXPECT_EQ(KrelUnitMagnitude::accessor().imp().powerOfTen(), ten);                                        \
     EXPECT_EQ(KrelUnitMagnitude::accessor().imp().powerOfTwo(), two);
 #include <zel/model/vocabulary/UnitMagnitude.def>
 #define ZEL_CONSTANT(accessor, text, code)                                                                   \
-    EXPECT_ROW(OperatingSystemPlatform, accessor, text);                                                     \
+    expectRow(&OperatingSystemPlatform::accessor, text);                                                     \
     EXPECT_EQ(OperatingSystemPlatform::accessor().value(), code);
 #include <zel/model/vocabulary/OperatingSystemPlatform.def>
-#define ZEL_CONSTANT(accessor, text, code, longer)                                                             \
-    EXPECT_ROW(OperatingSystemArchitecture, accessor, text);                                                 \
+#define ZEL_CONSTANT(accessor, text, code, longer)                                                           \
+    expectRow(&OperatingSystemArchitecture::accessor, text);                                                 \
     EXPECT_EQ(OperatingSystemArchitecture::accessor().value(), code);                                        \
     EXPECT_EQ(OperatingSystemArchitecture::accessor().longText(), longer);
 #include <zel/model/vocabulary/OperatingSystemArchitecture.def>
 #define ZEL_CONSTANT(accessor, text, code, owner)                                                            \
-    EXPECT_ROW(OperatingSystemMajorVersion, accessor, text);                                                 \
+    expectRow(&OperatingSystemMajorVersion::accessor, text);                                                 \
     EXPECT_EQ(OperatingSystemMajorVersion::accessor().value(), code);                                        \
     EXPECT_EQ(OperatingSystemMajorVersion::accessor().platform(), OperatingSystemPlatform::owner());
 #include <zel/model/vocabulary/OperatingSystemMajorVersion.def>
 #define ZEL_CONSTANT(accessor, text, code, owner)                                                            \
-    EXPECT_ROW(OperatingSystemDistribution, accessor, text);                                                 \
+    expectRow(&OperatingSystemDistribution::accessor, text);                                                 \
     EXPECT_EQ(OperatingSystemDistribution::accessor().value(), code);                                        \
     EXPECT_EQ(OperatingSystemDistribution::accessor().platform(), OperatingSystemPlatform::owner());
 #include <zel/model/vocabulary/OperatingSystemDistribution.def>
