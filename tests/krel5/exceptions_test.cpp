@@ -17,9 +17,13 @@
 #include <internal/StackTraceText.h>
 
 #include <zel/foundation/Exception.h>
+#include <zel/foundation/FileSystem.h>
+#include <zel/foundation/Logger.h>
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <functional>
 #include <string>
 #include <type_traits>
 
@@ -43,6 +47,21 @@ std::string messageOf(KrelException const& exception)
 }
 
 zel::StackTrace throwsNoException(unsigned) { throw 42; }
+
+// What `action` writes to the log with every level on.
+template <typename Action>
+std::string logOf(Action action)
+{
+    std::string const path = testing::TempDir() + "krel5_exceptions_test.log";
+    std::filesystem::remove(path);
+    EXPECT_TRUE(zel::LogFactory::createDefaultFileAppender(path));
+    zel::LogFactory::configure("", 0);
+    action();
+    zel::LogFactory::configure("", 4);
+    std::string const text = zel::FileSystem::readFile(path).content.value_or("");
+    std::filesystem::remove(path);
+    return text;
+}
 
 template <typename Exception>
 void expectCopies(Exception const& original)
@@ -166,4 +185,60 @@ TEST(KrelException, everyClassIsCaughtByItsTypeAndCopiedDeeply)
     expectCopies(IndexOutOfBoundsException(0, 1, 2));
     expectCopies(InternalException(text));
     expectCopies(CannotAddPropertyLinkToNonGroupProperty(text));
+}
+
+TEST(KrelException, constructorsAreTracedByName)
+{
+    zel::Exception const cause("x");
+    zel::String const text("x");
+    DataType const type;
+    struct
+    {
+        std::function<void()> construct;
+        char const* label;
+    } const cases[] = {
+#define TRACED(expression, label) {[&] { (void)expression; }, label}
+        TRACED(KrelException(KrelString("x")), "KrelException Ctor from KrelString"),
+        TRACED(KrelException("x"), "KrelException Ctor from const char*"),
+        TRACED(KrelException(text), "KrelException Ctor from zel::String"),
+        TRACED(KrelException("x", cause), "KrelException Ctor from KrelString, zel::Exception"),
+        TRACED(AlreadyAddedException("a", "b", "c", "d"), "AlreadyAddedException Ctor"),
+        TRACED(AlreadyCreatedException("a", "b"), "AlreadyCreatedException Ctor"),
+        TRACED(ParameterNotValidException("a", "b"), "ParameterNotValidException Ctor"),
+        TRACED(ParameterNotSetException("a", "b"), "ParameterNotSetException Ctor"),
+        TRACED(InvalidKeyException("a", "b"), "InvalidKeyException Ctor"),
+        TRACED(InvalidCreationException("a"), "InvalidCreationException Ctor"),
+        TRACED(InvalidInitException("a"), "InvalidInitException Ctor"),
+        TRACED(TypeMismatchException("a", type), "TypeMismatchException Ctor"),
+        TRACED(TypeMismatchException(type, type), "TypeMismatchException Ctor"),
+        TRACED(TypeMismatchException(type, type, "a"), "TypeMismatchException Ctor"),
+        TRACED(InvalidDataTypeException("a", type), "InvalidDataTypeException Ctor"),
+        TRACED(InvalidUnitTypeException("a", KrelUnitType()), "InvalidUnitTypeException Ctor"),
+        TRACED(IndexOutOfBoundsException(0, 1, 2), "IndexOutOfBoundsException Ctor"),
+        TRACED(InternalException(text), "InternalException Ctor from zel::String"),
+        TRACED(InternalException(cause), "InternalException Ctor from zel::Exception"),
+        TRACED(InternalException(text, cause), "InternalException Ctor from zel::String, zel::Exception"),
+#undef TRACED
+    };
+    for (auto const& c : cases) {
+        std::string const log = logOf(c.construct);
+        for (std::string const& passage : {std::string("entering "), std::string("leaving ")}) {
+            EXPECT_NE(log.find(passage + c.label + "\n"), std::string::npos) << log;
+            EXPECT_EQ(log.find(passage), log.rfind(passage)) << "one scope a constructor: " << log;
+        }
+        EXPECT_NE(log.find(" krel5.KrelException "), std::string::npos) << log;
+    }
+}
+
+TEST(KrelString, standsInALogLine)
+{
+    KrelString const text("żółw");
+    std::string const log = logOf([&] {
+        zel::Logger& logger = zel::LogFactory::getLogger("krel5.StringTest");
+        ZEL_LOG(logger, zel::LogLevel::Debug) << "device = " << text << "!";
+        zel::LoggerStream line(logger, zel::LogLevel::Debug, __LINE__);
+        line + text;
+    });
+    EXPECT_NE(log.find("device = żółw!"), std::string::npos) << log;
+    EXPECT_NE(log.find(" żółw\n"), std::string::npos) << log;
 }
