@@ -7,8 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <regex>
 #include <sys/stat.h>
 #include <thread>
 
@@ -26,6 +24,13 @@ int thresholdOf(Logger const& logger)
         if (logger.isEnabled(static_cast<LogLevel>(level)))
             return level;
     return 6;
+}
+
+std::string withDigitsAlike(std::string text)
+{
+    for (char& c : text)
+        c = c >= '0' && c <= '9' ? '9' : c;
+    return text;
 }
 
 class LoggerTest : public testing::Test
@@ -127,12 +132,11 @@ TEST_F(LoggerTest, writesLinesOfTheDocumentedForm)
         zel::TraceScope const scope(m_logger, "doWork", 7);
     }
     std::string const text = m_folder.read("new/folders/a.log");
-    std::regex const form(
-        "[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3}Z debug test\\.Logger "
-        "1200 pass 3 of 4, \xC3\xA9 true\n"
-        "\\S+ trace test\\.Logger 7 entering doWork\n"
-        "\\S+ trace test\\.Logger 7 leaving doWork\n");
-    EXPECT_TRUE(std::regex_match(text, form)) << text;
+    std::string const time = "9999-99-99T99:99:99.999Z ";
+    EXPECT_EQ(withDigitsAlike(text), time + "debug test.Logger 9999 pass 9 of 9, \xC3\xA9 true\n" + time +
+                                         "trace test.Logger 9 entering doWork\n" + time +
+                                         "trace test.Logger 9 leaving doWork\n");
+    EXPECT_NE(text.find(" 1200 pass 3 of 4, "), std::string::npos) << text;
 }
 
 TEST_F(LoggerTest, noTextCanForgeALine)

@@ -74,6 +74,12 @@ private:
     std::string m_text;
 };
 
+/// Swallows a chain of `<<` in ZEL_LOG's conditional expression; binds less tightly than `<<`.
+struct LogStatement
+{
+    void operator&(LoggerStream&) const noexcept {}
+};
+
 /// Entry and exit lines of a scope at trace level; costs one comparison when tracing is off.
 class ZEL_EXPORT TraceScope
 {
@@ -124,8 +130,8 @@ public:
 
 } // namespace zel
 
+/// One expression, so that it fits everywhere a statement does, also behind an `if` without braces.
 #define ZEL_LOG_LINE(logger, level, line)                                                                    \
-    if (::zel::Logger& zelLogger_ = (logger); !zelLogger_.isEnabled(level)) {                                \
-    } else                                                                                                   \
-        ::zel::LoggerStream(zelLogger_, level, line).self()
+    !(logger).isEnabled(level) ? static_cast<void>(0)                                                        \
+                               : ::zel::LogStatement() & ::zel::LoggerStream(logger, level, line).self()
 #define ZEL_LOG(logger, level) ZEL_LOG_LINE(logger, level, __LINE__)

@@ -11,6 +11,7 @@ namespace zel {
 struct ZEL_EXPORT System
 {
     static std::int64_t processId() noexcept;
+    static std::int64_t parentProcessId() noexcept;
     /// Effective user id 0.
     static bool userIsAdministrator() noexcept;
     /// Text of an errno value, in the C locale.

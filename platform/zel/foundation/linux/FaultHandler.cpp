@@ -1,92 +1,49 @@
+// A fault passes three places: the signal handler on the thread's alternate stack, which calls nothing but
+// write(2) and the unwinder; then `reportAndEnd` on a stack of its own, in ordinary program context; then the
+// end of the process. A deadline started in the handler holds for all of it.
+
 #include <zel/foundation/FaultHandler.h>
 
 #include <zel/foundation/Logger.h>
 #include <zel/foundation/StackTrace.h>
-#include <zel/foundation/System.h>
+#include <zel/foundation/linux/FaultText.h>
 #include <zel/foundation/linux/FileDescriptor.h>
+#include <zel/foundation/linux/GuardedStack.h>
+#include <zel/foundation/linux/MachineContext.h>
 
 #include <atomic>
 #include <csetjmp>
-#include <csignal>
-#include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <execinfo.h>
-#include <iterator>
 #include <pthread.h>
-#include <sys/mman.h>
-#include <ucontext.h>
-#include <unistd.h>
 
 namespace zel {
 namespace {
 
-constexpr std::size_t kAlternateStack = 512u << 10; // rendering names needs far more than SIGSTKSZ
+constexpr std::size_t kAlternateStack = 128u << 10;
+constexpr std::size_t kReportStack = 1u << 20; // reading debug information and the report of module code
 constexpr unsigned kSecondsToReport = 5;
 constexpr int kMostFrames = 128;
 
+struct Frames
+{
+    void* badTarget = nullptr; // called or jumped to, not code
+    bool hasBadTarget = false;
+    void* addresses[kMostFrames];
+    int first = 0;
+    int count = 0;
+};
+
 int s_exitStatus = 1;
 FaultHandler::Report s_report = nullptr;
+GuardedStack* s_reportStack = nullptr; // never freed
 std::atomic<pid_t> s_faultingThread{0};
 
-struct SignalName
-{
-    int number;
-    char const* name;
-    char const* meaning;
-};
-constexpr SignalName kSignals[] = {
-    {SIGSEGV, "SIGSEGV", "invalid memory reference"}, {SIGBUS, "SIGBUS", "bus error"},
-    {SIGFPE, "SIGFPE", "arithmetic error"},           {SIGILL, "SIGILL", "illegal instruction"},
-    {SIGABRT, "SIGABRT", "abnormal termination"},
-};
-
-struct CodeName
-{
-    int signal; // 0: any
-    int code;
-    char const* name;
-};
-constexpr CodeName kCodes[] = {
-    {SIGSEGV, SEGV_MAPERR, "SEGV_MAPERR"},
-    {SIGSEGV, SEGV_ACCERR, "SEGV_ACCERR"},
-    {SIGSEGV, SEGV_BNDERR, "SEGV_BNDERR"},
-    {SIGSEGV, SEGV_PKUERR, "SEGV_PKUERR"},
-    {SIGBUS, BUS_ADRALN, "BUS_ADRALN"},
-    {SIGBUS, BUS_ADRERR, "BUS_ADRERR"},
-    {SIGBUS, BUS_OBJERR, "BUS_OBJERR"},
-    {SIGBUS, BUS_MCEERR_AR, "BUS_MCEERR_AR"},
-    {SIGFPE, FPE_INTDIV, "FPE_INTDIV"},
-    {SIGFPE, FPE_INTOVF, "FPE_INTOVF"},
-    {SIGFPE, FPE_FLTDIV, "FPE_FLTDIV"},
-    {SIGFPE, FPE_FLTOVF, "FPE_FLTOVF"},
-    {SIGFPE, FPE_FLTUND, "FPE_FLTUND"},
-    {SIGFPE, FPE_FLTRES, "FPE_FLTRES"},
-    {SIGFPE, FPE_FLTINV, "FPE_FLTINV"},
-    {SIGILL, ILL_ILLOPC, "ILL_ILLOPC"},
-    {SIGILL, ILL_ILLOPN, "ILL_ILLOPN"},
-    {SIGILL, ILL_PRVOPC, "ILL_PRVOPC"},
-    {0, SI_USER, "SI_USER"},
-    {0, SI_QUEUE, "SI_QUEUE"},
-    {0, SI_TKILL, "SI_TKILL"},
-    {0, SI_KERNEL, "SI_KERNEL"},
-};
-
-SignalName const& nameOf(int signal) noexcept
-{
-    for (SignalName const& entry : kSignals)
-        if (entry.number == signal)
-            return entry;
-    return kSignals[0];
-}
-
-char const* codeOf(int signal, int code) noexcept
-{
-    for (CodeName const& entry : kCodes)
-        if ((entry.signal == 0 || entry.signal == signal) && entry.code == code)
-            return entry.name;
-    return nullptr;
-}
+// Of the one fault that is reported; written by the thread that claimed the report.
+siginfo_t s_info;
+Frames s_frames;
+sigjmp_buf s_unwindingFailed;
+std::sig_atomic_t volatile s_unwinding = 0;
 
 void writeBoth(char const* text) noexcept
 {
@@ -98,7 +55,7 @@ void writeBoth(char const* text) noexcept
 }
 
 // Nothing but write(2): the fault may have happened with the allocator's or a stream's lock held.
-void writeMinimalLine(SignalName const& signal) noexcept
+void writeMinimalLine(FaultSignal const& signal) noexcept
 {
     char line[128] = "Structured system exception: ";
     std::strcat(line, signal.name);
@@ -108,102 +65,62 @@ void writeMinimalLine(SignalName const& signal) noexcept
     writeBoth(line);
 }
 
-std::uintptr_t programCounter(ucontext_t const& context) noexcept
-{
-#if defined(__x86_64__)
-    return static_cast<std::uintptr_t>(context.uc_mcontext.gregs[REG_RIP]);
-#elif defined(__aarch64__)
-    return static_cast<std::uintptr_t>(context.uc_mcontext.pc);
-#else
-    (void)context;
-    return 0;
-#endif
-}
-
-// A call through a bad pointer leaves no code to unwind from. Puts the thread back to where that call would
-// have returned, so that the trace goes on with the caller.
-void returnToCaller(ucontext_t& context) noexcept
-{
-#if defined(__x86_64__)
-    auto& registers = context.uc_mcontext.gregs;
-    registers[REG_RIP] = *reinterpret_cast<greg_t const*>(registers[REG_RSP]);
-    registers[REG_RSP] += static_cast<greg_t>(sizeof(greg_t));
-#elif defined(__aarch64__)
-    context.uc_mcontext.pc = context.uc_mcontext.regs[30];
-#else
-    (void)context;
-#endif
-}
-
-struct Frames
-{
-    void* badTarget = nullptr; // called or jumped to, not code
-    bool hasBadTarget = false;
-    void* addresses[kMostFrames];
-    int first = 0;
-    int count = 0;
-};
-
 // Leaves out the handler's own frames: the frame that the signal interrupted has exactly its program counter.
-void collectFrames(Frames& frames, siginfo_t const& info, ucontext_t& context) noexcept
+void collectFrames(ucontext_t& context) noexcept
 {
-    if (info.si_signo == SIGSEGV && info.si_code > 0 &&
-        reinterpret_cast<std::uintptr_t>(info.si_addr) == programCounter(context)) {
-        frames.hasBadTarget = true;
-        frames.badTarget = info.si_addr;
-        returnToCaller(context);
+    if (s_info.si_signo == SIGSEGV && s_info.si_code > 0 &&
+        reinterpret_cast<std::uintptr_t>(s_info.si_addr) == machine::programCounter(context)) {
+        s_frames.hasBadTarget = true;
+        s_frames.badTarget = s_info.si_addr;
+        machine::returnToCaller(context);
     }
-    frames.count = ::backtrace(frames.addresses, kMostFrames);
-    for (int i = frames.count - 1; i >= 0; --i)
-        if (reinterpret_cast<std::uintptr_t>(frames.addresses[i]) == programCounter(context))
-            frames.first = i;
+    s_frames.count = ::backtrace(s_frames.addresses, kMostFrames);
+    for (int i = s_frames.count - 1; i >= 0; --i)
+        if (reinterpret_cast<std::uintptr_t>(s_frames.addresses[i]) == machine::programCounter(context))
+            s_frames.first = i;
 }
 
 // Unwinding a damaged stack may fault in turn; the report then goes out with what is known.
-sigjmp_buf s_unwindingFailed;
-std::sig_atomic_t volatile s_unwinding = 0;
-
-void collectFramesGuarded(Frames& frames, siginfo_t const& info, ucontext_t& context) noexcept
+void collectFramesGuarded(ucontext_t& context) noexcept
 {
     if (sigsetjmp(s_unwindingFailed, 1) == 0) {
         s_unwinding = 1;
-        collectFrames(frames, info, context);
+        collectFrames(context);
     }
     s_unwinding = 0;
-    if (frames.count == 0 && !frames.hasBadTarget) {
-        frames.addresses[0] = reinterpret_cast<void*>(programCounter(context));
-        frames.count = 1;
+    if (s_frames.count == 0 && !s_frames.hasBadTarget) {
+        s_frames.addresses[0] = reinterpret_cast<void*>(machine::programCounter(context));
+        s_frames.count = 1;
     }
 }
 
-StackTrace traceOf(Frames const& frames)
+StackTrace trace()
 {
     std::vector<void*> addresses;
-    if (frames.hasBadTarget)
-        addresses.push_back(frames.badTarget);
+    if (s_frames.hasBadTarget)
+        addresses.push_back(s_frames.badTarget);
     // The interrupted instruction is no return address; all others are, and lie behind their call.
-    for (int i = frames.first; i < frames.count; ++i)
-        addresses.push_back(static_cast<char*>(frames.addresses[i]) - (addresses.empty() ? 0 : 1));
+    for (int i = s_frames.first; i < s_frames.count; ++i)
+        addresses.push_back(static_cast<char*>(s_frames.addresses[i]) - (addresses.empty() ? 0 : 1));
     return StackTrace(std::move(addresses));
 }
 
-std::string describe(SignalName const& signal, siginfo_t const& info)
+void reportAndEnd()
 {
-    std::string text =
-        std::string("Structured system exception: ") + signal.name + " (" + signal.meaning + ")";
-    char const* code = codeOf(info.si_signo, info.si_code);
-    text += ", code " + (code ? std::string(code) : std::to_string(info.si_code));
-    if (info.si_code <= 0) // sent by a program, so there is no address
-        return text + ", sent by process " + std::to_string(info.si_pid);
-    char address[32];
-    std::snprintf(address, sizeof address, "0x%llx",
-                  static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(info.si_addr)));
-    return text + ", address " + address;
+    try {
+        String text(faultText(s_info));
+        text += String("\nStack Trace:\n") + trace().toString();
+        if (s_report)
+            s_report(text);
+    } catch (...) {
+        writeBoth("The fault could not be reported in full.\n");
+    }
+    ::_exit(s_exitStatus);
 }
 
 void endProcess(int) { ::_exit(s_exitStatus); }
 
-void startDeadline() noexcept
+void startDeadline(ucontext_t& context) noexcept
 {
     struct sigaction action = {};
     action.sa_handler = endProcess;
@@ -212,6 +129,7 @@ void startDeadline() noexcept
     sigemptyset(&alarmOnly);
     sigaddset(&alarmOnly, SIGALRM);
     ::pthread_sigmask(SIG_UNBLOCK, &alarmOnly, nullptr);
+    sigdelset(&context.uc_sigmask, SIGALRM);
     ::alarm(kSecondsToReport);
 }
 
@@ -231,57 +149,41 @@ void claimReport() noexcept
         ::pause();
 }
 
-void handleFault(int number, siginfo_t* info, void* context)
+void handleFault(int number, siginfo_t* info, void* interrupted)
 {
     claimReport();
-    startDeadline();
-    SignalName const& signal = nameOf(number);
-    writeMinimalLine(signal);
-    try {
-        Frames frames;
-        collectFramesGuarded(frames, *info, *static_cast<ucontext_t*>(context));
-        String text(describe(signal, *info));
-        text += String("\nStack Trace:\n") + traceOf(frames).toString();
-        if (s_report)
-            s_report(text);
-    } catch (...) {
-        writeBoth("The fault could not be reported in full.\n");
-    }
-    ::_exit(s_exitStatus);
+    auto& context = *static_cast<ucontext_t*>(interrupted);
+    startDeadline(context);
+    writeMinimalLine(faultSignal(number));
+    s_info = *info;
+    collectFramesGuarded(context);
+    if (s_reportStack->empty() || !machine::continueIn(context, reportAndEnd, s_reportStack->end()))
+        reportAndEnd();
 }
 
-/// The alternate stack of one thread, with a page below it that stops an overflow.
+/// The alternate stack of one thread.
 class AlternateStack
 {
 public:
     AlternateStack()
     {
-        std::size_t const page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
-        m_size = kAlternateStack + page;
-        m_memory =
-            ::mmap(nullptr, m_size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_STACK, -1, 0);
-        if (m_memory == MAP_FAILED)
-            return;
-        ::mprotect(m_memory, page, PROT_NONE);
         stack_t stack = {};
-        stack.ss_sp = static_cast<char*>(m_memory) + page;
-        stack.ss_size = kAlternateStack;
-        ::sigaltstack(&stack, &m_previous);
+        stack.ss_sp = m_memory.begin();
+        stack.ss_size = m_memory.size();
+        m_set = !m_memory.empty() && ::sigaltstack(&stack, &m_previous) == 0;
     }
     ~AlternateStack()
     {
-        if (m_memory == MAP_FAILED)
-            return;
-        ::sigaltstack(&m_previous, nullptr);
-        ::munmap(m_memory, m_size);
+        if (m_set)
+            ::sigaltstack(&m_previous, nullptr);
     }
     AlternateStack(AlternateStack const&) = delete;
     AlternateStack& operator=(AlternateStack const&) = delete;
 
 private:
-    void* m_memory = MAP_FAILED;
-    std::size_t m_size = 0;
+    GuardedStack m_memory{kAlternateStack};
     stack_t m_previous = {};
+    bool m_set;
 };
 
 } // namespace
@@ -292,6 +194,8 @@ void FaultHandler::install(int exitStatus, Report report)
 {
     s_exitStatus = exitStatus;
     s_report = report;
+    if (!s_reportStack)
+        s_reportStack = new GuardedStack(kReportStack);
     void* address = nullptr;
     ::backtrace(&address, 1); // the first call loads the unwinder, which a handler must not do
     prepareThread();
@@ -299,7 +203,7 @@ void FaultHandler::install(int exitStatus, Report report)
     action.sa_sigaction = handleFault;
     // SA_NODEFER: a fault of the report must reach the handler, not the kernel's default action.
     action.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
-    for (SignalName const& signal : kSignals)
+    for (FaultSignal const& signal : faultSignals())
         ::sigaction(signal.number, &action, nullptr);
 }
 

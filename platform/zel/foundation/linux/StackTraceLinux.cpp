@@ -27,7 +27,12 @@ __attribute__((noinline)) StackTrace StackTrace::getCurrentStackTrace(unsigned f
 {
     void* addresses[kMostFrames];
     int const count = ::backtrace(addresses, kMostFrames);
-    int const first = static_cast<int>(std::min(framesToSkip, static_cast<unsigned>(kMostFrames))) + 1;
+    // The caller's frame is found by its address: a sanitizer puts frames of its own in front.
+    int first = 1;
+    for (int i = count - 1; i > 0; --i)
+        if (addresses[i] == __builtin_return_address(0))
+            first = i;
+    first += static_cast<int>(std::min(framesToSkip, static_cast<unsigned>(kMostFrames)));
     std::vector<void*> own;
     if (first < count)
         own.assign(addresses + first, addresses + count);

@@ -29,6 +29,7 @@ bool succeeded(int errorNumber) noexcept
 } // namespace
 
 std::int64_t System::processId() noexcept { return ::getpid(); }
+std::int64_t System::parentProcessId() noexcept { return ::getppid(); }
 
 bool System::userIsAdministrator() noexcept { return ::geteuid() == 0; }
 
