@@ -150,8 +150,8 @@ std::optional<ValueImp> parseList(String const& text, DataTypeImp const& type,
     for (String const& elementText : texts) {
         auto element = parseElement(elementText);
         if (!element) {
-            reason = quoted(elementText) + String(" is no element of a ") + type.toString() +
-                     String(": expecting ") + String(expected);
+            reason = quoted(elementText) + String(" in ") + quoted(text) + String(" is no element of a ") +
+                     type.toString() + String(": expecting ") + String(expected);
             return std::nullopt;
         }
         elements.push_back(*std::move(element));
