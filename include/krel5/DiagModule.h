@@ -176,20 +176,23 @@ public:
     static void unregisterObserver(TestObserver* observer);
 
 private:
-    friend class ModuleCommon;
+    friend struct DiagModuleFacade;
+    friend struct DiagModuleRun;
+    friend struct DiagModuleObservers;
     static void doPercentDone(int percent);
     static void sendEventImp(Event const& event, zel::EventTypeImp const& type, zel::String const& file, int line);
+    static void sendPreparedEvent(zel::TestRunEventImp event);
+    static void notifyResult(Test const& test, TestResult const& result);
     static void internalErrorPost(KrelException const& error);
 
     static bool s_started;
-    static zel::TestRunImp* s_testRunImp;
-    static int s_percentComplete;
+    static zel::TestRunImp* s_testRunImp; // the run now executing; null between runs
+    static int s_percentComplete;         // last percentage sent; -1: none
     static bool s_progressTimedStarted;
     static bool s_minTimePerTestMode;
     static bool s_bPromptEnable;
     static bool s_bGUIPromptSupported;
     static MsgBoxCallback s_msgBoxCallback;
-    friend struct DiagModuleRun;
 };
 
 } // namespace krel5

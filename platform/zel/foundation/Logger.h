@@ -69,9 +69,14 @@ public:
     LoggerStream& self() noexcept { return *this; }
 
 private:
+    template <typename Number>
+    void appendNumber(Number number);
+
     Logger& m_logger;
     LogLevel m_level;
-    std::string m_text;
+    std::size_t m_size = 0; // bytes in m_inline; all later text is in m_large once that is in use
+    char m_inline[240];
+    std::string m_large;
 };
 
 /// Swallows a chain of `<<` in ZEL_LOG's conditional expression; binds less tightly than `<<`.

@@ -127,12 +127,14 @@ bool DeviceImp::mergeFrom(DeviceImp const& other)
         changed |= m_childBusIds.size() != before;
     }
     for (auto const& theirs : other.m_properties) {
-        if (PropertyImp* mine = property(theirs->key())) {
-            take(mine->value(), theirs->value(), true);
-        } else {
+        PropertyImp* const mine = property(theirs->key());
+        if (!mine)
             addProperty(theirs.get());
-            changed = true;
-        }
+        else if (mine->value() == theirs->value())
+            continue;
+        else
+            mine->setValue(theirs->value());
+        changed = true;
     }
     return changed;
 }

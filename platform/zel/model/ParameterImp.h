@@ -30,6 +30,9 @@ public:
     bool isRequired() const noexcept { return m_required; }
     bool isGlobalParameter() const noexcept { return m_global; }
 
+    /// What is wrong with the range's or the default's text; empty: nothing.
+    String const& declarationError() const noexcept { return m_declarationError; }
+
     String const& moduleGuid() const noexcept { return m_moduleGuid; }
     void setModuleGuid(String const& guid);
     /// Kind "Test" or "Indicator", and its key in the module.

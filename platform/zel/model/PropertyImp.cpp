@@ -10,4 +10,17 @@ PropertyImp::PropertyImp(std::shared_ptr<PropertySpecImp> spec, ValueImp value)
     : m_spec(std::move(spec)), m_value(std::move(value)), m_specGuid(m_spec->guid())
 {}
 
+PropertyImp::PropertyImp(PropertyImp const& other)
+    : m_spec(other.m_spec), m_value(other.value()), m_specGuid(other.m_specGuid), m_children(other.m_children),
+      m_partOfGroup(other.m_partOfGroup), m_discoveredLater(other.m_discoveredLater)
+{}
+
+void PropertyImp::setValue(ValueImp value)
+{
+    if (m_live)
+        m_live->write(value);
+    else
+        m_value = std::move(value);
+}
+
 } // namespace zel

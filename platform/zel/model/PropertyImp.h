@@ -9,6 +9,15 @@
 
 namespace zel {
 
+/// A value that somebody holds by reference outside the record: the record then reads and writes it there.
+class LiveValue
+{
+public:
+    virtual ~LiveValue() = default;
+    virtual ValueImp const& read() const = 0;
+    virtual void write(ValueImp const& value) = 0;
+};
+
 /// One property of one device: a value under a specification. Copies share the specification and copy the
 /// value.
 class ZEL_EXPORT PropertyImp
@@ -23,9 +32,13 @@ public:
     CapabilityImp const& deviceCapability() const noexcept { return m_spec->deviceCapability(); }
     std::shared_ptr<PropertySpecImp> const& spec() const noexcept { return m_spec; }
 
-    ValueImp const& value() const noexcept { return m_value; }
-    ValueImp& value() noexcept { return m_value; }
-    void setValue(ValueImp value) { m_value = std::move(value); }
+    PropertyImp(PropertyImp const& other);
+    PropertyImp& operator=(PropertyImp const&) = delete;
+
+    ValueImp const& value() const { return m_live ? m_live->read() : m_value; }
+    void setValue(ValueImp value);
+    /// From now on the value is the one that `live` holds. A copy of the record takes the value, not the link.
+    void setLiveValue(std::shared_ptr<LiveValue> live) { m_live = std::move(live); }
 
     /// Guid of the specification as it was at the last update; the specification's own guid changes when its
     /// module's guid is stamped on it.
@@ -47,6 +60,7 @@ public:
 private:
     std::shared_ptr<PropertySpecImp> m_spec;
     ValueImp m_value;
+    std::shared_ptr<LiveValue> m_live; // null: the value is m_value
     String m_specGuid;
     std::vector<String> m_children;
     bool m_partOfGroup = false;

@@ -11,7 +11,7 @@ namespace zel {
 
 /// What a module declares about a property before any device carries it: key, category, type and the devices
 /// that may carry it. One specification serves the properties of all devices.
-class ZEL_EXPORT PropertySpecImp
+class ZEL_EXPORT PropertySpecImp : public std::enable_shared_from_this<PropertySpecImp>
 {
 public:
     PropertySpecImp(String keyInModule, PropertyCategoryImp category, DataTypeImp type,

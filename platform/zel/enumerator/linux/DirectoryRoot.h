@@ -2,27 +2,11 @@
 // A Root over a directory descriptor.
 
 #include <zel/enumerator/Root.h>
+#include <zel/foundation/linux/FileDescriptor.h>
 
 #include <atomic>
 
 namespace zel {
-
-/// Owns one file descriptor.
-class FileDescriptor
-{
-public:
-    explicit FileDescriptor(int descriptor = -1) noexcept : m_descriptor(descriptor) {}
-    FileDescriptor(FileDescriptor&& other) noexcept : m_descriptor(other.release()) {}
-    FileDescriptor& operator=(FileDescriptor&& other) noexcept;
-    ~FileDescriptor();
-
-    explicit operator bool() const noexcept { return m_descriptor >= 0; }
-    int get() const noexcept { return m_descriptor; }
-    int release() noexcept;
-
-private:
-    int m_descriptor;
-};
 
 /// Links are resolved by the kernel where it can confine them (openat2, Linux 5.6), else component by
 /// component here, with the same result: at most 40 links, "/" and ".." stop at the root, a loop leads

@@ -39,7 +39,7 @@ bool LinkWalk::enter(std::string name)
     // O_NOFOLLOW: should the component have become a link since it was looked at, what is opened is the link
     // itself, and nothing stands below it.
     FileDescriptor next(::openat(top(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
-    if (!next || m_steps.size() >= kMaxDepth)
+    if (!next.isOpen() || m_steps.size() >= kMaxDepth)
         return false;
     m_steps.push_back({std::move(next), std::move(name)});
     return true;
@@ -83,7 +83,7 @@ std::string LinkWalk::path() const
 
 FileDescriptor LinkWalk::open(int flags) const
 {
-    int const parent = m_steps.size() < 2 ? m_root : m_steps[m_steps.size() - 2].descriptor.get();
+    int const parent = m_steps.size() < 2 ? m_root : m_steps[m_steps.size() - 2].descriptor.number();
     char const* const name = m_steps.empty() ? "." : m_steps.back().name.c_str();
     return FileDescriptor(::openat(parent, name, flags | O_NOFOLLOW | O_CLOEXEC));
 }

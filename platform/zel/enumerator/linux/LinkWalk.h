@@ -28,7 +28,7 @@ private:
         FileDescriptor descriptor;
         std::string name;
     };
-    int top() const noexcept { return m_steps.empty() ? m_root : m_steps.back().descriptor.get(); }
+    int top() const noexcept { return m_steps.empty() ? m_root : m_steps.back().descriptor.number(); }
     bool enter(std::string name);
 
     int m_root;

@@ -68,21 +68,6 @@ std::optional<std::string> readAll(int descriptor, bool sizeKnown, std::size_t l
 
 } // namespace
 
-FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept
-{
-    FileDescriptor old(m_descriptor);
-    m_descriptor = other.release();
-    return *this;
-}
-
-FileDescriptor::~FileDescriptor()
-{
-    if (m_descriptor >= 0)
-        ::close(m_descriptor);
-}
-
-int FileDescriptor::release() noexcept { return std::exchange(m_descriptor, -1); }
-
 DirectoryRoot::DirectoryRoot(FileDescriptor directory, Resolution resolution)
     : m_directory(std::move(directory)), m_kernelConfines(resolution == Resolution::Kernel)
 {
@@ -90,10 +75,10 @@ DirectoryRoot::DirectoryRoot(FileDescriptor directory, Resolution resolution)
     {};
     struct stat top
     {};
-    m_live = ::fstat(m_directory.get(), &here) == 0 && ::stat("/", &top) == 0 && here.st_dev == top.st_dev &&
-             here.st_ino == top.st_ino;
+    m_live = ::fstat(m_directory.number(), &here) == 0 && ::stat("/", &top) == 0 &&
+             here.st_dev == top.st_dev && here.st_ino == top.st_ino;
     if (resolution == Resolution::Kernel) {
-        auto const path = pathOf(m_directory.get());
+        auto const path = pathOf(m_directory.number());
         m_prefixKnown = path.has_value();
         m_prefix = path && *path != "/" ? *path : "";
     }
@@ -105,7 +90,7 @@ FileDescriptor DirectoryRoot::openConfined(std::string const& path, int flags) c
     how.flags = static_cast<std::uint64_t>(flags | O_CLOEXEC);
     how.resolve = RESOLVE_IN_ROOT | RESOLVE_NO_MAGICLINKS;
     for (int attempt = 0; attempt < kOpenAttempts; ++attempt) {
-        long const descriptor = ::syscall(SYS_openat2, m_directory.get(), path.c_str(), &how, sizeof how);
+        long const descriptor = ::syscall(SYS_openat2, m_directory.number(), path.c_str(), &how, sizeof how);
         if (descriptor >= 0)
             return FileDescriptor(static_cast<int>(descriptor));
         if (errno != EAGAIN && errno != EINTR)
@@ -122,13 +107,13 @@ FileDescriptor DirectoryRoot::open(std::string const& path, int flags) const
         return FileDescriptor();
     std::string const relative = withoutSlashes(path);
     if (m_live)
-        return FileDescriptor(::openat(m_directory.get(), relative.c_str(), flags | O_CLOEXEC));
+        return FileDescriptor(::openat(m_directory.number(), relative.c_str(), flags | O_CLOEXEC));
     if (m_kernelConfines) {
         FileDescriptor opened = openConfined(relative, flags);
-        if (opened || m_kernelConfines)
+        if (opened.isOpen() || m_kernelConfines)
             return opened;
     }
-    LinkWalk walk(m_directory.get());
+    LinkWalk walk(m_directory.number());
     return walk.follow(relative, (flags & O_NOFOLLOW) == 0) ? walk.open(flags) : FileDescriptor();
 }
 
@@ -138,16 +123,16 @@ std::optional<std::string> DirectoryRoot::read(std::string const& path, std::siz
     FileDescriptor const file = open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
     struct stat status
     {};
-    if (!file || !isRegular(file.get(), status))
+    if (!file.isOpen() || !isRegular(file.number(), status))
         return std::nullopt;
-    return readAll(file.get(), status.st_size > 0, limit);
+    return readAll(file.number(), status.st_size > 0, limit);
 }
 
 std::vector<std::string> DirectoryRoot::list(std::string const& path) const
 {
     std::vector<std::string> names;
     FileDescriptor directory = open(path, O_RDONLY | O_DIRECTORY);
-    DIR* const stream = directory ? ::fdopendir(directory.get()) : nullptr;
+    DIR* const stream = directory.isOpen() ? ::fdopendir(directory.number()) : nullptr;
     if (!stream)
         return names;
     directory.release(); // closedir closes it
@@ -179,16 +164,16 @@ std::optional<std::string> DirectoryRoot::resolve(std::string const& path) const
         return std::nullopt;
     if (m_prefixKnown && (m_live || m_kernelConfines)) {
         FileDescriptor const there = open(path, O_PATH);
-        if (!there && (m_live || m_kernelConfines))
+        if (!there.isOpen() && (m_live || m_kernelConfines))
             return std::nullopt;
-        auto const absolute = there ? pathOf(there.get()) : std::nullopt;
+        auto const absolute = there.isOpen() ? pathOf(there.number()) : std::nullopt;
         if (absolute && *absolute == (m_prefix.empty() ? "/" : m_prefix))
             return "";
         // Anything else means that the root was moved meanwhile; then the walk below tells.
         if (absolute && absolute->compare(0, m_prefix.size() + 1, m_prefix + "/") == 0)
             return absolute->substr(m_prefix.size() + 1);
     }
-    LinkWalk walk(m_directory.get());
+    LinkWalk walk(m_directory.number());
     return walk.follow(withoutSlashes(path), true) ? std::optional(walk.path()) : std::nullopt;
 }
 
@@ -199,10 +184,11 @@ std::optional<std::string> DirectoryRoot::linkName(std::string const& path) cons
     std::array<char, PATH_MAX> buffer;
     ssize_t length = 0;
     if (m_live) {
-        length = ::readlinkat(m_directory.get(), withoutSlashes(path).c_str(), buffer.data(), buffer.size());
+        length =
+            ::readlinkat(m_directory.number(), withoutSlashes(path).c_str(), buffer.data(), buffer.size());
     } else {
         FileDescriptor const link = open(path, O_PATH | O_NOFOLLOW);
-        length = link ? ::readlinkat(link.get(), "", buffer.data(), buffer.size()) : -1;
+        length = link.isOpen() ? ::readlinkat(link.number(), "", buffer.data(), buffer.size()) : -1;
     }
     if (length <= 0)
         return std::nullopt;
@@ -217,7 +203,7 @@ std::optional<std::string> DirectoryRoot::linkName(std::string const& path) cons
 std::unique_ptr<Root> Root::open(std::string const& directory)
 {
     FileDescriptor descriptor(::open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    if (!descriptor)
+    if (!descriptor.isOpen())
         return nullptr;
     return std::make_unique<DirectoryRoot>(std::move(descriptor), DirectoryRoot::Resolution::Kernel);
 }

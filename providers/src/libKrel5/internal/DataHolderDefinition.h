@@ -1,5 +1,6 @@
 #pragma once
-// Definitions of DataHolder's members. Each record type's unit includes this and instantiates the template once:
+// Definitions of DataHolder's members. Each record type's unit includes this and instantiates the template
+// once:
 //     template class krel5::DataHolder<krel5::ValueInternalData>;
 
 #include <krel5/DataHolder.h>
@@ -26,8 +27,8 @@ DataHolder<T>& DataHolder<T>::operator=(DataHolder const& other)
     return *this = *other.m_record;
 }
 
-// The old record goes first, then the copy is made. The copy may throw: the holder then keeps a default record, so
-// that its destructor and every later read stay defined.
+// The old record goes first, then the copy is made. The copy may throw: the holder then keeps a default
+// record, so that its destructor and every later read stay defined.
 template <typename T>
 DataHolder<T>& DataHolder<T>::operator=(T const& record)
 {

@@ -1,0 +1,424 @@
+// What a running test reports and asks: progress, events, questions, queries.
+#include <krel5/DiagModule.h>
+
+#include <internal/CommInterface.h>
+#include <internal/CommandLine.h>
+#include <internal/DiagModuleRun.h>
+#include <internal/Factories.h>
+#include <internal/LibraryMutex.h>
+#include <internal/ModuleCommon.h>
+#include <internal/ProgressFilter.h>
+
+#include <krel5/CommandLineOption.h>
+#include <krel5/DiagDevice.h>
+#include <krel5/EventType.h>
+#include <krel5/IndexOutOfBoundsException.h>
+#include <krel5/KrelException.h>
+#include <krel5/Language.h>
+#include <krel5/TestObserver.h>
+
+#include <zel/foundation/Logger.h>
+#include <zel/foundation/StopSignal.h>
+#include <zel/foundation/System.h>
+#include <zel/model/GlobalParameters.h>
+#include <zel/model/MessageBoxImp.h>
+#include <zel/model/SettingsResource.h>
+#include <zel/model/StateManager.h>
+#include <zel/model/TestRunManager.h>
+
+#include <algorithm>
+#include <atomic>
+#include <vector>
+
+namespace krel5 {
+
+unsigned int const DiagModule::INFINITE_TIMEOUT = 0xFFFFFFFFu;
+unsigned int const DiagModule::FROM_SETTINGS_FILE = 0xFFFFFFFEu;
+
+namespace {
+
+using zel::LogLevel;
+
+zel::Logger& logger() { return zel::LogFactory::getLogger("krel5.DiagModule"); }
+
+std::atomic<bool> s_abortRequested{false};
+std::atomic<bool> s_stopSeen{false}; // once somebody outside asked to stop, the answer stays yes
+
+// Guarded by the library mutex.
+ProgressFilter s_progressFilter;
+std::optional<zel::Stopwatch> s_sinceProgressText;
+std::vector<TestObserver*> s_observers;
+
+template <typename Call>
+void notify(Call call)
+{
+    for (TestObserver* const observer : std::vector<TestObserver*>(s_observers))
+        call(*observer);
+}
+
+CommInterface* commOfRunningTest(zel::TestRunImp const* run, char const* operation)
+{
+    CommInterface* const comm = run ? ModuleCommon::comm() : nullptr;
+    if (!comm)
+        ZEL_LOG(logger(), LogLevel::Error) << operation << ": no test is running, the report is dropped";
+    return comm;
+}
+
+} // namespace
+
+// ---- stopping
+// --------------------------------------------------------------------------------------------------------
+
+bool DiagModule::checkForStop()
+{
+    if (s_abortRequested || s_stopSeen || zel::StopSignal::requested())
+        return true;
+    CommInterface* const comm = ModuleCommon::comm();
+    if (comm && comm->receiveStopMessage())
+        s_stopSeen = true;
+    return s_stopSeen;
+}
+
+void DiagModule::requestAbort() { s_abortRequested = true; }
+
+// ---- progress
+// --------------------------------------------------------------------------------------------------------
+
+void DiagModule::percentDone(int percent)
+{
+    zel::AutoMutex const guard(libraryMutex());
+    // While a test is repeated for a minimum time, its own percentages would start over with each pass.
+    doPercentDone(s_minTimePerTestMode ? DiagModuleRun::minimumTimePercent() : percent);
+}
+
+void DiagModule::doPercentDone(int percent)
+{
+    zel::AutoMutex const guard(libraryMutex());
+    CommInterface* const comm = commOfRunningTest(s_testRunImp, "percentDone");
+    if (!comm)
+        return;
+    ProgressFilter::Decision const decision = s_progressFilter.decide(percent, s_percentComplete);
+    if (!decision.send)
+        return;
+    if (decision.sendZeroFirst) {
+        s_testRunImp->setPercentComplete(0);
+        comm->sendPercentDoneMessage();
+        notify([](TestObserver& observer) { observer.onPercentDone(0); });
+    }
+    s_testRunImp->setPercentComplete(percent);
+    comm->sendPercentDoneMessage();
+    s_percentComplete = percent;
+    notify([percent](TestObserver& observer) { observer.onPercentDone(percent); });
+}
+
+void DiagModule::resetPercentDone()
+{
+    zel::AutoMutex const guard(libraryMutex());
+    s_percentComplete = -1;
+    s_progressTimedStarted = false;
+}
+
+void DiagModule::estimatedTimeLeft(unsigned int seconds)
+{
+    zel::AutoMutex const guard(libraryMutex());
+    CommInterface* const comm = commOfRunningTest(s_testRunImp, "estimatedTimeLeft");
+    if (!comm)
+        return;
+    s_testRunImp->setEstimatedTimeLeft(seconds);
+    comm->sendEstimatedTimeLeftMessage();
+}
+
+void DiagModule::progress(Event const* event)
+{
+    ZEL_ASSERT_NAMED(event != nullptr, "event");
+    sendEventImp(*event, zel::EventTypeImp::PROGRESS(), "", 0);
+}
+
+void DiagModule::progress(LocalizedString const* text)
+{
+    ZEL_ASSERT_NAMED(text != nullptr, "text");
+    zel::AutoMutex const guard(libraryMutex());
+    CommInterface* const comm = commOfRunningTest(s_testRunImp, "progress");
+    if (!comm)
+        return;
+    zel::String const resolved = text->imp().resolve();
+    s_testRunImp->setProgressInformation(resolved);
+    comm->sendProgressInformativeMessage();
+    notify([&](TestObserver& observer) { observer.onProgress(KrelString(resolved)); });
+}
+
+// Nothing ever sets s_progressTimedStarted, so every text goes out at once; modules rely on it.
+void DiagModule::progressTimed(double milliseconds, LocalizedString const* text)
+{
+    zel::AutoMutex const guard(libraryMutex());
+    if (!s_sinceProgressText)
+        s_sinceProgressText.emplace();
+    if (s_progressTimedStarted && s_sinceProgressText->getElapsed() <= milliseconds / 1000)
+        return;
+    progress(text);
+    s_sinceProgressText->reset();
+}
+
+// ---- events
+// ----------------------------------------------------------------------------------------------------------
+
+void DiagModule::sendEvent(Event const* event, EventType const& type, KrelString const& file, int line)
+{
+    ZEL_ASSERT_NAMED(event != nullptr, "event");
+    sendEventImp(*event, type.imp(), file.zelString(), line);
+}
+
+void DiagModule::informative(Event const* event, KrelString const& file, int line)
+{
+    sendEvent(event, EventType::INFORMATIVE(), file, line);
+}
+
+void DiagModule::warning(Event const* event, KrelString const& file, int line)
+{
+    sendEvent(event, EventType::WARNING(), file, line);
+}
+
+void DiagModule::error(Event const* event, KrelString const& file, int line)
+{
+    sendEvent(event, EventType::ERR(), file, line);
+}
+
+void DiagModule::sendEventImp(Event const& event, zel::EventTypeImp const& type, zel::String const& file,
+                              int line)
+{
+    sendPreparedEvent(event.createEventToSend(type, ModuleCommon::module().guid(), file, line));
+}
+
+void DiagModule::sendPreparedEvent(zel::TestRunEventImp event)
+{
+    zel::AutoMutex const guard(libraryMutex());
+    ZEL_LOG(logger(), LogLevel::Information)
+        << event.type().toString() << " event " << event.key() << ": " << event.message().resolve();
+    CommInterface* const comm = commOfRunningTest(s_testRunImp, "sendEvent");
+    if (!comm)
+        return;
+    if (zel::DeviceImp const* const device = s_testRunImp->device())
+        event.setDevice({device->guid(), device->name(), device->description()});
+    zel::TestRunEventImp const sent = event;
+    s_testRunImp->addEvent(std::move(event));
+    comm->sendEvent();
+    notify([&sent](TestObserver& observer) {
+        observer.onEvent(KrelString(sent.type().toString()), KrelString(sent.key()),
+                         KrelString(sent.message().resolve()));
+    });
+}
+
+// ---- questions
+// -------------------------------------------------------------------------------------------------------
+
+namespace {
+
+struct BoxRow
+{
+    MsgBoxType type;
+    std::vector<MsgBoxReturn> answers; // in the order shown
+    std::size_t cancel;                // the answer of someone who wants out
+};
+
+BoxRow const& boxRow(MsgBoxType type)
+{
+    using enum MsgBoxReturn;
+    static auto const* const s_rows = new std::vector<BoxRow>{
+        {MsgBoxType::OK, {OK}, 0},
+        {MsgBoxType::OKCANCEL, {OK, CANCEL}, 1},
+        {MsgBoxType::YESNO, {YES, NO}, 1},
+        {MsgBoxType::YESNOCANCEL, {YES, NO, CANCEL}, 2},
+        {MsgBoxType::RETRYCANCEL, {RETRY, CANCEL}, 1},
+        {MsgBoxType::ABORTRETRYIGNORE, {ABORT, RETRY, IGNORE}, 0},
+    };
+    auto const found =
+        std::find_if(s_rows->begin(), s_rows->end(), [type](BoxRow const& row) { return row.type == type; });
+    ZEL_ASSERT_NAMED(found != s_rows->end(), "MsgBoxType");
+    return *found;
+}
+
+char const* answerText(MsgBoxReturn answer)
+{
+    switch (answer) {
+    case MsgBoxReturn::OK:
+        return "OK";
+    case MsgBoxReturn::CANCEL:
+        return "Cancel";
+    case MsgBoxReturn::YES:
+        return "Yes";
+    case MsgBoxReturn::NO:
+        return "No";
+    case MsgBoxReturn::RETRY:
+        return "Retry";
+    case MsgBoxReturn::ABORT:
+        return "Abort";
+    case MsgBoxReturn::IGNORE:
+        return "Ignore";
+    }
+    return "";
+}
+
+char const* prefix(LookAndFeel lookAndFeel)
+{
+    switch (lookAndFeel) {
+    case LookAndFeel::INFORMATION:
+    case LookAndFeel::QUESTION:
+        return "";
+    case LookAndFeel::WARNING:
+        return "Warning: ";
+    case LookAndFeel::ERR:
+        return "Error: ";
+    }
+    return "";
+}
+
+} // namespace
+
+MsgBoxReturn DiagModule::createMessageBox(MsgBoxType type, KrelString const& title, KrelString const& text,
+                                          MsgBoxOption option, LookAndFeel lookAndFeel, void*,
+                                          MsgBoxCallback shown)
+{
+    ZEL_LOG(logger(), LogLevel::Debug)
+        << "createMessageBox: DiagModule::s_bGUIPromptSupported is " << (s_bGUIPromptSupported ? 1 : 0);
+    CommInterface* const comm = ModuleCommon::comm();
+    if (!s_testRunImp || !comm)
+        throw KrelException("Invalid KREL state for message box");
+    BoxRow const& row = boxRow(type);
+    std::vector<zel::MessageBoxImp::Answer> answers;
+    for (MsgBoxReturn const answer : row.answers)
+        answers.push_back({static_cast<int>(answer), answerText(answer)});
+    zel::MessageBoxImp box(zel::String(prefix(lookAndFeel)) + title.zelString(), text.zelString(),
+                           std::move(answers), static_cast<std::size_t>(option), row.cancel);
+    if (shown && s_testRunImp->device())
+        shown(DiagDevice(s_testRunImp->device()));
+    comm->sendMessageBox(box);
+    return static_cast<MsgBoxReturn>(box.answer());
+}
+
+bool DiagModule::promptEnabled() { return s_bPromptEnable; }
+bool DiagModule::GUIPromptSupported() { return s_bGUIPromptSupported; }
+
+// ---- queries
+// ---------------------------------------------------------------------------------------------------------
+
+Test* DiagModule::getCurrentTest()
+{
+    zel::AutoMutex const guard(libraryMutex());
+    return s_testRunImp ? Factories::tests().find(s_testRunImp->test()->keyInModule()) : nullptr;
+}
+
+unsigned int DiagModule::getCurrentPass()
+{
+    zel::AutoMutex const guard(libraryMutex());
+    return s_testRunImp ? s_testRunImp->currentPass() : 0;
+}
+
+namespace {
+
+std::vector<zel::DeviceImp*> optionalDevices(zel::TestRunImp const* run)
+{
+    std::vector<zel::DeviceImp*> devices;
+    if (!run)
+        return devices;
+    zel::StateManager& manager = zel::StateManager::instance();
+    zel::CapabilityImp const& wanted = run->test()->optionalDeviceCapabilities();
+    for (zel::DeviceImp* one = manager.nextDevice(nullptr, zel::CapabilityImp::ALL()); one;
+         one = manager.nextDevice(one, zel::CapabilityImp::ALL()))
+        if (one != run->device() && one->deviceCapabilities().intersects(wanted))
+            devices.push_back(one);
+    return devices;
+}
+
+} // namespace
+
+unsigned int DiagModule::optionalDeviceCount()
+{
+    zel::AutoMutex const guard(libraryMutex());
+    return static_cast<unsigned>(optionalDevices(s_testRunImp).size());
+}
+
+DiagDevice DiagModule::optionalDevice(unsigned int index)
+{
+    zel::AutoMutex const guard(libraryMutex());
+    auto const devices = optionalDevices(s_testRunImp);
+    if (index >= devices.size())
+        throw IndexOutOfBoundsException(0, static_cast<int>(devices.size()) - 1, static_cast<int>(index));
+    return DiagDevice(devices[index]);
+}
+
+Language DiagModule::getLanguage() { return Language(zel::GlobalParameters::instance().language()); }
+Language DiagModule::getDefaultLanguage() { return Language(zel::GlobalParameters::defaultLanguage()); }
+KrelString DiagModule::getBaseDirectory() { return KrelString(ModuleCommon::baseDirectory()); }
+
+unsigned int DiagModule::getEngineProcessId()
+{
+    auto const given = CommandLine::integer(CommandLineOption::ENGINEPID());
+    return static_cast<unsigned>(given ? *given : zel::System::parentProcessId());
+}
+
+bool DiagModule::isStandAlone()
+{
+    CommInterface const* const comm = ModuleCommon::comm();
+    return comm && comm->isStandAlone();
+}
+
+unsigned int DiagModule::getTimeOut()
+{
+    CommInterface* const comm = ModuleCommon::comm();
+    return comm ? comm->receiveGetTimeOutMessage() : 0;
+}
+
+void DiagModule::setTimeOut(unsigned int seconds)
+{
+    CommInterface* const comm = ModuleCommon::comm();
+    if (!comm)
+        return;
+    if (seconds == FROM_SETTINGS_FILE) {
+        auto const settings = zel::SettingsResource::ofModule(ModuleCommon::module().guid());
+        zel::String reason;
+        auto const text = settings->text("TimeOut.value");
+        auto const value =
+            text ? zel::ValueImp::parse(*text, zel::DataTypeImp::UINT32(), reason) : std::nullopt;
+        seconds = value ? value->uint32() : INFINITE_TIMEOUT;
+    }
+    comm->sendSetTimeOutMessage(seconds);
+}
+
+void DiagModule::clearTimeOut()
+{
+    if (CommInterface* const comm = ModuleCommon::comm())
+        comm->sendClearTimeOutMessage();
+}
+
+zel::StateManager* DiagModule::getCurrentStateManagerFromEngine(bool merge)
+{
+    CommInterface* const comm = ModuleCommon::comm();
+    zel::StateManager* const state = comm ? comm->getCurrentStateManagerFromEngine() : nullptr;
+    if (state && merge)
+        zel::StateManager::instance().mergeWithTracking(*state);
+    return state;
+}
+
+// ---- observers
+// -------------------------------------------------------------------------------------------------------
+
+void DiagModule::registerObserver(TestObserver* observer)
+{
+    ZEL_ASSERT_NAMED(observer != nullptr, "observer");
+    zel::AutoMutex const guard(libraryMutex());
+    if (std::find(s_observers.begin(), s_observers.end(), observer) == s_observers.end())
+        s_observers.push_back(observer);
+}
+
+void DiagModule::unregisterObserver(TestObserver* observer)
+{
+    zel::AutoMutex const guard(libraryMutex());
+    std::erase(s_observers, observer);
+}
+
+void DiagModule::notifyResult(Test const& test, TestResult const& result)
+{
+    notify([&](TestObserver& observer) { observer.onResult(test, result); });
+}
+
+} // namespace krel5

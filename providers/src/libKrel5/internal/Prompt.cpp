@@ -1,0 +1,41 @@
+#include <internal/Prompt.h>
+
+#include <krel5/DiagModule.h>
+
+#include <zel/foundation/Console.h>
+#include <zel/foundation/Logger.h>
+#include <zel/foundation/OStream.h>
+#include <zel/model/MessageBoxImp.h>
+#include <zel/model/SettingsResource.h>
+
+namespace krel5 {
+namespace {
+
+zel::Logger& logger() { return zel::LogFactory::getLogger("krel5.Comm.StandAlone"); }
+
+} // namespace
+
+PromptSwitches PromptSwitches::read(zel::SettingsResource const& settings)
+{
+    PromptSwitches switches;
+    switches.promptEnable = settings.flag("PromptEnable.value", switches.promptEnable);
+    switches.guiPromptSupported = settings.flag("GUIPromptSupported.value", switches.guiPromptSupported);
+    switches.alwaysUseGuiPrompt = settings.flag("AlwaysUseGUIPrompt.value", switches.alwaysUseGuiPrompt);
+    return switches;
+}
+
+void presentOnConsole(zel::MessageBoxImp& box)
+{
+    if (DiagModule::promptEnabled() && zel::Console::canAsk()) {
+        box.present(zel::OStream::out(), [](zel::String& line) {
+            return zel::Console::readLine(line, [] { return DiagModule::checkForStop(); });
+        });
+        return;
+    }
+    box.setAnswer(box.defaultCode());
+    ZEL_LOG(logger(), zel::LogLevel::Warning)
+        << "message box \"" << box.title() << "\": nobody can be asked, taking the default answer "
+        << box.defaultCode();
+}
+
+} // namespace krel5
