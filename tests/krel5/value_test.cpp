@@ -77,7 +77,7 @@ TEST(Value, isMadeFromEveryIntegerType)
     EXPECT_EQ(typeOf(Value(0)), "INT32");
     EXPECT_EQ(typeOf(Value("text")), "STRING");
     EXPECT_FALSE((std::is_constructible_v<Value, double>)) << "a real number needs its type";
-    EXPECT_EQ(messageOf<InvalidDataTypeException>([] { Value(std::numeric_limits<long>::min()); }),
+    EXPECT_EQ(messageOf<InvalidDataTypeException>([] { Value const refused(std::numeric_limits<long>::min()); }),
               "invalid data type : in \"Value::Value(long)\" encountered invalid data type \"INVALID\".");
 }
 

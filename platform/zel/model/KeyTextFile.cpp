@@ -18,6 +18,11 @@ bool isMalformed(std::string_view bytes)
 
 } // namespace
 
+String KeyTextFile::Issue::toString() const
+{
+    return String(path) + String(":") + String::number(line) + String(": ") + reason;
+}
+
 KeyTextFile KeyTextFile::load(std::string const& path)
 {
     FileSystem::ReadResult const read = FileSystem::readFile(path, kMaxFileBytes);
@@ -50,7 +55,8 @@ KeyTextFile KeyTextFile::parse(std::string_view content, std::string const& path
     }
     if (file.m_droppedIssues > 0)
         file.m_issues.push_back(
-            {0, String::number(std::uint64_t{file.m_droppedIssues}) + String(" more lines like these")});
+            {0, String::number(std::uint64_t{file.m_droppedIssues}) + String(" more lines like these"), false,
+             path});
     return file;
 }
 
@@ -83,7 +89,7 @@ void KeyTextFile::takeLine(std::string_view line, int number)
 void KeyTextFile::addIssue(int line, String const& reason, bool isWarning)
 {
     if (m_issues.size() < kMaxIssues)
-        m_issues.push_back({line, reason, isWarning});
+        m_issues.push_back({line, reason, isWarning, m_path});
     else
         ++m_droppedIssues;
 }

@@ -22,6 +22,10 @@ public:
         int line = 0; ///< from 1; 0: the file as a whole
         String reason;
         bool isWarning = false; ///< the line counts nevertheless
+        std::string path;
+
+        /// "mymod.w4i:12: has no '='"
+        String toString() const;
     };
     struct Entry
     {

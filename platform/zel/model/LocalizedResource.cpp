@@ -57,7 +57,7 @@ std::vector<String> resourcesOf(String const& moduleGuid)
 void logIssues(KeyTextFile const& file)
 {
     for (KeyTextFile::Issue const& issue : file.issues())
-        ZEL_LOG(logger(), LogLevel::Warning) << file.path() << ":" << issue.line << ": " << issue.reason;
+        ZEL_LOG(logger(), LogLevel::Warning) << issue.toString();
 }
 
 } // namespace

@@ -39,8 +39,7 @@ std::vector<std::string> defaultFolders()
 void logIssues(KeyTextFile const& file)
 {
     for (KeyTextFile::Issue const& issue : file.issues())
-        ZEL_LOG(logger(), issue.isWarning ? LogLevel::Warning : LogLevel::Error)
-            << file.path() << ":" << issue.line << ": " << issue.reason;
+        ZEL_LOG(logger(), issue.isWarning ? LogLevel::Warning : LogLevel::Error) << issue.toString();
 }
 
 // A file that is there but cannot be read is taken for what it is: going on to the next folder would run the
