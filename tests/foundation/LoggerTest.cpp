@@ -170,6 +170,21 @@ TEST_F(LoggerTest, noTextCanForgeALine)
     EXPECT_EQ(before.text(), "1969-12-31T23:59:59.000Z trace a m\n");
 }
 
+TEST_F(LoggerTest, aLongMessageOfManyPartsArrivesWhole)
+{
+    ASSERT_TRUE(LogFactory::createDefaultFileAppender(m_folder.path("long.log")));
+    std::string expected = " error test.Logger 1 ";
+    {
+        zel::LoggerStream stream(m_logger, LogLevel::Error, 1);
+        for (int i = 0; i < 300; ++i) {
+            stream << i << zel::String("\xE4\xB8\xAD") << std::string(static_cast<std::size_t>(i % 7), 'x');
+            expected +=
+                std::to_string(i) + "\xE4\xB8\xAD" + std::string(static_cast<std::size_t>(i % 7), 'x');
+        }
+    }
+    EXPECT_TRUE(m_folder.read("long.log").ends_with(expected + "\n"));
+}
+
 TEST_F(LoggerTest, linesOfManyThreadsStayWhole)
 {
     ASSERT_TRUE(LogFactory::createDefaultFileAppender(m_folder.path("many.log")));

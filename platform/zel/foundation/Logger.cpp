@@ -4,21 +4,9 @@
 #include <zel/foundation/LogLine.h>
 
 #include <charconv>
+#include <cstring>
 
 namespace zel {
-namespace {
-
-constexpr std::size_t kUsualMessage = 240;
-
-template <typename Number>
-void appendNumber(std::string& out, Number number)
-{
-    char text[24];
-    auto const result = std::to_chars(text, text + sizeof text, number);
-    out.append(text, static_cast<std::size_t>(result.ptr - text));
-}
-
-} // namespace
 
 Logger::Logger(std::string category)
     : m_category(std::move(category)), m_threshold(static_cast<int>(LogLevel::Error))
@@ -32,17 +20,25 @@ void Logger::log(LogLevel level, std::string_view message)
     LogFile::write(line.text());
 }
 
+template <typename Number>
+void LoggerStream::appendNumber(Number number)
+{
+    char text[24];
+    auto const result = std::to_chars(text, text + sizeof text, number);
+    *this << std::string_view(text, static_cast<std::size_t>(result.ptr - text));
+}
+
 LoggerStream::LoggerStream(Logger& logger, LogLevel level, int line) : m_logger(logger), m_level(level)
 {
-    m_text.reserve(kUsualMessage);
-    appendNumber(m_text, line);
-    m_text += ' ';
+    appendNumber(line);
+    *this << std::string_view(" ");
 }
 
 LoggerStream::~LoggerStream()
 {
     try {
-        m_logger.log(m_level, m_text);
+        m_logger.log(m_level,
+                     m_large.empty() ? std::string_view(m_inline, m_size) : std::string_view(m_large));
     } catch (...) {
         // Out of memory for a long line: the line is lost, its caller goes on.
     }
@@ -50,8 +46,11 @@ LoggerStream::~LoggerStream()
 
 LoggerStream& LoggerStream::operator<<(String const& text)
 {
-    text.appendUtf8To(m_text);
-    return *this;
+    if (m_large.empty() && 3 * text.size() <= sizeof m_inline - m_size) {
+        m_size += utf::encodeUtf8(text.ucs2(), text.size(), m_inline + m_size);
+        return *this;
+    }
+    return *this << std::string_view(text.toUtf8());
 }
 
 LoggerStream& LoggerStream::operator<<(char const* utf8)
@@ -61,19 +60,28 @@ LoggerStream& LoggerStream::operator<<(char const* utf8)
 
 LoggerStream& LoggerStream::operator<<(std::string_view utf8)
 {
-    m_text += utf8;
+    if (m_large.empty() && utf8.size() <= sizeof m_inline - m_size) {
+        std::memcpy(m_inline + m_size, utf8.data(), utf8.size());
+        m_size += utf8.size();
+        return *this;
+    }
+    if (m_large.empty()) {
+        m_large.reserve(2 * (m_size + utf8.size()));
+        m_large.assign(m_inline, m_size);
+    }
+    m_large += utf8;
     return *this;
 }
 
 LoggerStream& LoggerStream::operator<<(std::int64_t number)
 {
-    appendNumber(m_text, number);
+    appendNumber(number);
     return *this;
 }
 
 LoggerStream& LoggerStream::operator<<(std::uint64_t number)
 {
-    appendNumber(m_text, number);
+    appendNumber(number);
     return *this;
 }
 

@@ -109,11 +109,9 @@ std::size_t decodeUtf8(char const* bytes, std::size_t length, Unit* out) noexcep
     return static_cast<std::size_t>(out - begin);
 }
 
-void encodeUtf8(Unit const* units, std::size_t length, std::string& out)
+std::size_t encodeUtf8(Unit const* units, std::size_t length, char* out) noexcept
 {
-    std::size_t const before = out.size();
-    out.resize(before + 3 * length); // three bytes a unit is the worst case; a pair needs four for two units
-    char* to = out.data() + before;
+    char* to = out;
     for (std::size_t i = 0; i < length; ++i) {
         std::uint32_t c = units[i];
         if (isHigh(units[i]) && i + 1 < length && isLow(units[i + 1])) {
@@ -124,7 +122,14 @@ void encodeUtf8(Unit const* units, std::size_t length, std::string& out)
         }
         to = encodeOne(c, to);
     }
-    out.resize(static_cast<std::size_t>(to - out.data()));
+    return static_cast<std::size_t>(to - out);
+}
+
+void encodeUtf8(Unit const* units, std::size_t length, std::string& out)
+{
+    std::size_t const before = out.size();
+    out.resize(before + 3 * length); // three bytes a unit is the worst case; a pair needs four for two units
+    out.resize(before + encodeUtf8(units, length, out.data() + before));
 }
 
 } // namespace zel::utf

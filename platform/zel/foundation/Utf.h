@@ -19,6 +19,10 @@ using Unit = unsigned short;
 /// units than UTF-8 needs bytes). Returns the number of units written.
 ZEL_EXPORT std::size_t decodeUtf8(char const* bytes, std::size_t length, Unit* out) noexcept;
 
+/// Writes the UTF-8 form of `length` units to `out`, which has room for three times as many bytes. Returns
+/// the number of bytes written.
+ZEL_EXPORT std::size_t encodeUtf8(Unit const* units, std::size_t length, char* out) noexcept;
+
 /// Appends the UTF-8 form of `length` units to `out`.
 ZEL_EXPORT void encodeUtf8(Unit const* units, std::size_t length, std::string& out);
 
