@@ -33,7 +33,7 @@ TEST(StackTrace, ofAnExceptionShowsWhoThrew)
 {
     try {
         throwingFunction(12);
-        FAIL();
+        GTEST_FAIL();
     } catch (zel::Exception const& exception) {
         EXPECT_STREQ(exception.what(), "12");
         std::string const text = exception.getStackTrace().toUtf8();

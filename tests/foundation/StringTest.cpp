@@ -62,7 +62,7 @@ TEST(Array, refusesAnIndexBeyondItsEnd)
         EXPECT_THROW(array[index], zel::IndexOutOfBoundsException);
     try {
         array.removeAt(7);
-        FAIL();
+        GTEST_FAIL();
     } catch (zel::IndexOutOfBoundsException const& exception) {
         EXPECT_STREQ(exception.what(), "Index 7 is out of bounds [0, 2]");
     }
