@@ -5,8 +5,8 @@
 
 #include <common/DiagHost.h>
 
+#include <common/Stopwatch.h>
 #include <krel5/DiagModule.h>
-#include <zel/foundation/Stopwatch.h>
 
 namespace krel5::modules {
 
@@ -32,8 +32,8 @@ private:
     static constexpr double kSecondsBetween = 2.0;
 
     int m_percent = -1;
-    zel::Stopwatch m_run;
-    zel::Stopwatch m_told;
+    Stopwatch m_run;
+    Stopwatch m_told;
 };
 
 } // namespace krel5::modules

@@ -1,8 +1,8 @@
 #include <common/Workers.h>
 #include <cpu/Coherence.h>
 
-#include <zel/foundation/Stopwatch.h>
-#include <zel/foundation/System.h>
+#include <common/ErrorText.h>
+#include <common/Stopwatch.h>
 
 #include <algorithm>
 #include <array>
@@ -91,7 +91,7 @@ private:
     /// read past the tap: a wrong load must be seen by a check and not hang the wait.
     bool awaitAtLeast(std::atomic<std::uint64_t> const& word, std::uint64_t value, char const* check)
     {
-        zel::Stopwatch watch;
+        Stopwatch watch;
         for (std::uint64_t spins = 1; word.load(std::memory_order_acquire) < value; ++spins) {
             if (spins % 256 != 0)
                 continue;
@@ -292,7 +292,7 @@ Outcome runCoherenceTest(TestHost& host, CpuAffinity& affinity, CoherenceOptions
         if (result.m_unusable) {
             host.problem({"CpuCoreNotUsable",
                           {{"Core", std::to_string(result.m_unusable->first)},
-                           {"Reason", zel::System::errorText(result.m_unusable->second).toUtf8()}}});
+                           {"Reason", errorText(result.m_unusable->second)}}});
             return failed ? Outcome::Fail : Outcome::CannotRun;
         }
         if (!result.m_finished)

@@ -1,8 +1,8 @@
 #include <common/Workers.h>
 #include <cpu/CoreTest.h>
 
-#include <zel/foundation/Stopwatch.h>
-#include <zel/foundation/System.h>
+#include <common/ErrorText.h>
+#include <common/Stopwatch.h>
 
 #include <algorithm>
 #include <mutex>
@@ -57,7 +57,7 @@ public:
             return;
         }
         std::vector<Wrong> wrong;
-        zel::Stopwatch watch;
+        Stopwatch watch;
         std::uint64_t runs = 0, advanced = 0;
         do {
             for (Kernel const* kernel : m_kernels) {
@@ -164,7 +164,7 @@ Outcome runCoreTest(TestHost& host, KernelTable kernels, CpuAffinity& affinity,
     if (findings.m_unusable) {
         host.problem({"CpuCoreNotUsable",
                       {{"Core", std::to_string(findings.m_unusable->first)},
-                       {"Reason", zel::System::errorText(findings.m_unusable->second).toUtf8()}}});
+                       {"Reason", errorText(findings.m_unusable->second)}}});
         return findings.m_wrong.empty() ? Outcome::CannotRun : Outcome::Fail;
     }
     if (!findings.m_wrong.empty())

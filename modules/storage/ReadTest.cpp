@@ -2,8 +2,8 @@
 #include <storage/ReadTest.h>
 #include <storage/SplitMix.h>
 
-#include <zel/foundation/Stopwatch.h>
-#include <zel/foundation/System.h>
+#include <common/ErrorText.h>
+#include <common/Stopwatch.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -34,7 +34,7 @@ std::string decimal(double value)
     return digits;
 }
 
-std::string reasonOf(int error) { return error == 0 ? "short read" : zel::System::errorText(error).toUtf8(); }
+std::string reasonOf(int error) { return error == 0 ? "short read" : errorText(error); }
 
 /// The blocks of a plan, in the order in which it reads them.
 class BlockOrder
@@ -148,7 +148,7 @@ private:
     void readBlock(std::uint64_t offset)
     {
         std::span<std::byte> const block(m_memory.get(), m_order.length(offset));
-        zel::Stopwatch watch;
+        Stopwatch watch;
         BlockVerdict const verdict = m_reader.read(offset, block);
         m_summary.m_seconds += watch.getElapsed();
         ++m_blocksRead;

@@ -1,7 +1,7 @@
 #include <storage/ChildProcess.h>
 #include <storage/SmartReport.h>
 
-#include <zel/foundation/System.h>
+#include <common/ErrorText.h>
 
 namespace krel5::modules {
 namespace {
@@ -157,7 +157,7 @@ Outcome runSmartTest(TestHost& host, std::string const& device)
     case ChildResult::End::Signalled:
         return notRead(host, "smartctl was ended by signal " + std::to_string(child.m_status));
     case ChildResult::End::NotStarted:
-        return notRead(host, program + ": " + zel::System::errorText(child.m_status).toUtf8());
+        return notRead(host, program + ": " + errorText(child.m_status));
     }
     return Outcome::CannotRun;
 }

@@ -1,14 +1,14 @@
 #include <storage/Drive.h>
 #include <storage/StorageTest.h>
 
-#include <zel/foundation/System.h>
+#include <common/ErrorText.h>
 
 #include <cerrno>
 
 namespace krel5::modules {
 namespace {
 
-std::string reasonOf(int error) { return zel::System::errorText(error).toUtf8(); }
+std::string reasonOf(int error) { return errorText(error); }
 
 Outcome outcomeOfOpening(int error)
 {

@@ -1,6 +1,6 @@
 #include <storage/ChildProcess.h>
 
-#include <zel/foundation/Stopwatch.h>
+#include <common/Stopwatch.h>
 
 #include <cerrno>
 #include <csignal>
@@ -135,7 +135,7 @@ ChildResult runChild(std::vector<std::string> const& words, ChildLimits const& l
     result.m_status = child.start(words);
     if (result.m_status != 0)
         return result;
-    zel::Stopwatch watch;
+    Stopwatch watch;
     bool printing = true;
     for (;;) {
         if (printing)

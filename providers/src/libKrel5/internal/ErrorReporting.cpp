@@ -8,6 +8,8 @@
 #include <zel/foundation/OStream.h>
 #include <zel/foundation/System.h>
 
+#include <exception>
+
 namespace krel5 {
 namespace {
 
@@ -38,6 +40,24 @@ void reportEarlyExit()
     ErrorReporting::tell(text);
 }
 
+// An exception that nobody caught, from main before start() or from a thread of the module.
+[[noreturn]] void onTerminate()
+{
+    guarded(
+        "module code",
+        [] {
+            if (std::exception_ptr const current = std::current_exception())
+                std::rethrow_exception(current);
+            throw KrelException("std::terminate was called");
+        },
+        [](KrelException const& error) {
+            ZEL_LOG(logger(), zel::LogLevel::Critical) << error.toString();
+            ErrorReporting::tell(ErrorReporting::withoutStackTrace(error.toString().zelString()));
+            whereToLook();
+        });
+    ErrorReporting::endProcess(TestResult::INTERNALERROR());
+}
+
 } // namespace
 
 Facade const* ErrorReporting::facade() { return s_facade; }
@@ -45,6 +65,7 @@ Facade const* ErrorReporting::facade() { return s_facade; }
 void ErrorReporting::install(Facade const& facade, bool running)
 {
     s_facade = &facade;
+    std::set_terminate(onTerminate);
     if (!running)
         return;
     int const status = TestResult::INTERNALERROR().value();

@@ -1,0 +1,22 @@
+# What a module author gets: both libraries, the public headers with the little of the platform that they need, and the
+# package by which CMake finds them.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS Krel5 zel EXPORT Krel5Targets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+set_target_properties(Krel5 zel PROPERTIES INSTALL_RPATH "$ORIGIN")
+
+install(DIRECTORY include/krel5 DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES
+  platform/zel/foundation/Export.h
+  platform/zel/foundation/String.h
+  platform/zel/foundation/Utf.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zel/foundation)
+install(DIRECTORY platform/zel/model/vocabulary DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zel/model)
+
+set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Krel5)
+install(EXPORT Krel5Targets NAMESPACE Krel5:: DESTINATION ${package_folder})
+configure_package_config_file(cmake/Krel5Config.cmake.in ${PROJECT_BINARY_DIR}/Krel5Config.cmake
+  INSTALL_DESTINATION ${package_folder})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/Krel5ConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/Krel5Config.cmake ${PROJECT_BINARY_DIR}/Krel5ConfigVersion.cmake
+  DESTINATION ${package_folder})

@@ -1,0 +1,360 @@
+// Modules run by hand, from command line to exit status.
+#include <endtoend/ModuleProcess.h>
+#include <foundation/TemporaryFolder.h>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+using test::Outcome;
+using test::Start;
+using ::testing::AssertionResult;
+
+bool has(std::string const& text, std::string const& what) { return text.find(what) != std::string::npos; }
+
+AssertionResult holds(std::string const& text, std::string const& what)
+{
+    if (has(text, what))
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "\"" << what << "\" is not in:\n" << text;
+}
+
+class ModuleTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        if (::geteuid() != 0)
+            GTEST_SKIP() << "modules run as root only";
+        // Which number a test has follows from the listing, as it does for a technician.
+        std::string const listing = module({"enum"}).out;
+        std::size_t at = 0;
+        while ((at = listing.find("\n  ", at)) != std::string::npos) {
+            std::size_t const open = listing.find(" (", at), close = listing.find(")", open);
+            m_numbers[listing.substr(at + 3, open - at - 3)] = listing.substr(open + 2, close - open - 2);
+            ++at;
+        }
+    }
+
+    Outcome module(Start start)
+    {
+        start.folder = m_folder.path();
+        return test::run(MISBEHAVING_MODULE, start);
+    }
+    Outcome module(std::vector<std::string> arguments)
+    {
+        Start start;
+        start.arguments = std::move(arguments);
+        return module(start);
+    }
+    Start startOf(std::string const& testKey)
+    {
+        Start start;
+        EXPECT_TRUE(m_numbers.contains(testKey)) << testKey;
+        start.arguments = {"run", "-t", m_numbers[testKey], "-d", "1"};
+        return start;
+    }
+    Outcome runTest(std::string const& testKey) { return module(startOf(testKey)); }
+    void settings(std::string const& text) { m_folder.write("misbehaving.w4i", text); }
+    /// The text of the newest log file.
+    std::string log()
+    {
+        std::string all;
+        for (auto const& entry : std::filesystem::directory_iterator(m_folder.path("logs")))
+            all += m_folder.read("logs/" + entry.path().filename().string());
+        return all;
+    }
+
+    test::TemporaryFolder m_folder;
+    std::map<std::string, std::string> m_numbers;
+};
+
+TEST_F(ModuleTest, UsageAndVersion)
+{
+    Outcome const usage = module(std::vector<std::string>{});
+    EXPECT_EQ(usage.status, 23);
+    EXPECT_TRUE(holds(usage.out, "Usage: misbehaving.w4x  enum [run -t "));
+    EXPECT_TRUE(holds(usage.out, "\n -h : Help. Help: This message.\n"));
+    EXPECT_TRUE(holds(usage.out, "\nenum : Enumerate. Lists all the tests, devices, and indicators"));
+    EXPECT_FALSE(has(usage.out, "pipeIn")) << "hidden options stay out of the usage text";
+    EXPECT_EQ(module({"-h"}).out, usage.out);
+    EXPECT_EQ(module({"-h"}).status, 23);
+
+    Start version;
+    version.arguments = {"-version"};
+    version.asNobody = true;
+    ::chmod(m_folder.path().c_str(), 0777);
+    Outcome const shown = module(version);
+    EXPECT_EQ(shown.status, 0) << "no privilege is needed for the version: " << shown.err;
+    EXPECT_TRUE(holds(shown.out, "Version: 1.2.3\nBuild: "));
+}
+
+TEST_F(ModuleTest, WordsThatAreNotUnderstoodAreNamed)
+{
+    struct Case
+    {
+        std::vector<std::string> arguments;
+        std::string named;
+    };
+    for (Case const& one : std::vector<Case>{
+             {{"enumm"}, "\"enumm\""},
+             {{"-enum"}, "\"-enum\""},
+             {{"RUN"}, "\"RUN\""},
+             {{"run", "-t"}, "-t"},
+             {{"run", "-t", "one"}, "\"one\""},
+             {{"run", "-d", "99999999999999999999"}, "99999999999999999999"},
+             {{"\xff\xfe"}, "\xEF\xBF\xBD"},
+             {{"-lang", "xx"}, "zh-cn"},
+             {{"devices"}, "Obsolete command line option: \"devices\". Use \"enum\" instead."},
+             {{"run", "tests"}, "Obsolete command line option: \"tests\". Use \"enum\" instead."},
+             {{"-s"}, "Obsolete command line option: \"-s\". Use \"-v\" instead."},
+         }) {
+        Outcome const outcome = module(one.arguments);
+        EXPECT_EQ(outcome.status, 22) << one.named;
+        EXPECT_TRUE(holds(outcome.err, one.named));
+        EXPECT_EQ(outcome.out, "") << "nothing runs after a typing error";
+    }
+}
+
+TEST_F(ModuleTest, WrongSetUpIsRefused)
+{
+    struct Case
+    {
+        std::string name, message;
+    };
+    for (Case const& one : std::vector<Case>{
+             {"noversion", "Cannot start a module without setting the module version"},
+             {"nocommandline", "Cannot start a module without setting the command line args"},
+             {"badinit", "no hardware key"},
+         }) {
+        Start start;
+        start.name = one.name;
+        start.arguments = {"enum"};
+        Outcome const outcome = module(start);
+        EXPECT_EQ(outcome.status, 22) << one.name;
+        EXPECT_TRUE(holds(outcome.err, one.message));
+    }
+    Start empty;
+    empty.withoutArgv = true;
+    EXPECT_EQ(module(empty).status, 22);
+}
+
+TEST_F(ModuleTest, OnlyRootMayRun)
+{
+    ::chmod(m_folder.path().c_str(), 0777);
+    Start start;
+    start.arguments = {"enum"};
+    start.asNobody = true;
+    Outcome const outcome = module(start);
+    EXPECT_EQ(outcome.status, 26);
+    EXPECT_TRUE(holds(outcome.err, "Cannot run Morvane without superuser privileges.\n"));
+}
+
+TEST_F(ModuleTest, BackendsThatAreNotThereSayNo)
+{
+    for (char const* option : {"-e", "-x", "-dl"}) {
+        Outcome const outcome = module({"run", option});
+        EXPECT_EQ(outcome.status, 28) << option;
+        EXPECT_TRUE(holds(outcome.err, "not available"));
+    }
+}
+
+TEST_F(ModuleTest, ListsAndPicksByNumber)
+{
+    Outcome const listing = module({"enum"});
+    EXPECT_EQ(listing.status, 0);
+    EXPECT_TRUE(holds(listing.out, " (1) : "));
+    EXPECT_TRUE(holds(listing.out, " : Memory : "));
+    EXPECT_TRUE(holds(listing.out, "\n  pass (1) : misbehaving\n  fail (2) : misbehaving\n"));
+    EXPECT_FALSE(has(listing.out, "noSuchDevice"));
+
+    struct Case
+    {
+        std::vector<std::string> arguments;
+        int status;
+        std::string line;
+    };
+    for (Case const& one : std::vector<Case>{
+             {{"run", "-d", "0"}, 31, "Error: Device Number 0 is too small\n"},
+             {{"run", "-d", "2"}, 31, "Error: Device Number 2 is too large\n"},
+             {{"run", "-d", "-1"}, 31, "Error: Device Number -1 is too small\n"},
+             {{"run", "-t", "0"}, 32, "Error: Test Number 0 is too small\n"},
+             {{"run", "-t", "19"}, 32, "Error: Test Number 19 is too large\n"},
+             {{"run", "-t", "18", "-d", "1"}, 32, "is not associated with the test \"noSuchDevice\"\n"},
+         }) {
+        Outcome const outcome = module(one.arguments);
+        EXPECT_EQ(outcome.status, one.status) << one.line;
+        EXPECT_TRUE(holds(outcome.err, one.line));
+        EXPECT_EQ(outcome.out, "");
+    }
+}
+
+TEST_F(ModuleTest, PassAndFailAndTheirReports)
+{
+    Outcome const pass = runTest("pass");
+    EXPECT_EQ(pass.status, 0);
+    EXPECT_EQ(pass.out,
+              "Percent Done: 0%\nPercent Done: 50%\nPercent Done: 100%\n\nFinal Result: PASS\n\n\n");
+    EXPECT_EQ(pass.err, "exit callback\n");
+
+    m_folder.write("misbehaving.w4p", "Event.broken.Message=The {part} is broken\nEvent.note.Message=a note\n"
+                                      "Event.broken.Tip.1=Replace it\n");
+    Outcome const fail = runTest("fail");
+    EXPECT_EQ(fail.status, 23);
+    EXPECT_TRUE(holds(fail.out, "Error (1) : The fan is broken\n     fail.cpp(17)\n     Device: "));
+    EXPECT_TRUE(holds(fail.out, "Tip(0): Replace it"));
+    EXPECT_TRUE(holds(fail.out, "\nFinal Result: FAIL\n\n\n"));
+
+    Outcome const events = runTest("events");
+    EXPECT_TRUE(holds(events.out, "Warning (1) : The "));
+    EXPECT_TRUE(holds(events.out, "a note\na note\nlooking around\nEstimated Time Left: 7\n"));
+    EXPECT_EQ(events.status, 0);
+    EXPECT_EQ(runTest("quit").status, 53);
+}
+
+TEST_F(ModuleTest, ExceptionsOfATestAreInternalErrors)
+{
+    struct Case
+    {
+        std::string key, message;
+    };
+    for (Case const& one : std::vector<Case>{
+             {"throwLibrary", "Exception in DiagModule::start()"},
+             {"throwStandard", "what went wrong"},
+             {"throwNumber", "Unknown \"...\" Exception in DiagModule::start()"},
+         }) {
+        Outcome const outcome = runTest(one.key);
+        EXPECT_EQ(outcome.status, 22) << one.key;
+        EXPECT_TRUE(holds(outcome.err, one.message));
+        EXPECT_TRUE(holds(outcome.err, "exit callback")) << "the module may still put its hardware in order";
+        EXPECT_FALSE(has(outcome.out, "Final Result: PASS"));
+        EXPECT_TRUE(holds(log(), "1243 "));
+    }
+}
+
+TEST_F(ModuleTest, FaultsInAModuleLeaveATrace)
+{
+    Outcome const crash = runTest("crash");
+    EXPECT_EQ(crash.status, 22);
+    EXPECT_TRUE(holds(crash.err, "SIGSEGV"));
+    EXPECT_TRUE(holds(log(), "writeThroughNothing")) << "names of file-local functions stand in the trace";
+    Outcome const aborted = runTest("abort");
+    EXPECT_EQ(aborted.status, 22);
+    EXPECT_TRUE(holds(aborted.err, "SIGABRT"));
+    Outcome const left = runTest("exitZero");
+    EXPECT_EQ(left.status, 22);
+    EXPECT_TRUE(holds(left.err, "ended the process before"));
+}
+
+TEST_F(ModuleTest, StoppedRunsNeverPass)
+{
+    Start start = startOf("waitForStop");
+    start.stopWhen = "Percent Done: 1%";
+    start.stops = 1;
+    Outcome const stopped = module(start);
+    EXPECT_EQ(stopped.status, 24);
+    EXPECT_TRUE(holds(stopped.out, "Final Result: USER ABORTED"));
+
+    Start stubborn = startOf("ignoreStop");
+    stubborn.stopWhen = "Percent Done: 1%";
+    stubborn.stops = 2;
+    Outcome const killed = module(stubborn);
+    EXPECT_EQ(killed.status, 24);
+    EXPECT_FALSE(has(killed.out, "Final Result"));
+
+    EXPECT_EQ(runTest("requestAbort").status, 24);
+}
+
+TEST_F(ModuleTest, LostOutputIsNeverAPass)
+{
+    for (char const* what : {"closed", "full"}) {
+        for (std::vector<std::string> const& arguments :
+             std::vector<std::vector<std::string>>{{"-version"}, {"enum"}, {"run", "-t", "1", "-d", "1"}}) {
+            Start start;
+            start.arguments = arguments;
+            start.closeOutput = what == std::string("closed");
+            start.outputFile = start.closeOutput ? "" : "/dev/full";
+            Outcome const outcome = module(start);
+            EXPECT_EQ(outcome.status, 22) << what << " " << arguments[0];
+            EXPECT_TRUE(holds(outcome.err, "Standard output could not be written"));
+        }
+    }
+    Start silent = startOf("pass");
+    silent.closeErrors = true;
+    EXPECT_EQ(module(silent).status, 0) << "standard error is for messages, not for the verdict";
+}
+
+TEST_F(ModuleTest, ALogThatCannotBeWrittenCostsAMessage)
+{
+    m_folder.write("notafolder", "");
+    Start start = startOf("pass");
+    start.arguments.insert(start.arguments.end(), {"-bd", m_folder.path("notafolder")});
+    Outcome const outcome = module(start);
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_TRUE(holds(outcome.err, "notafolder/logs"));
+
+    start.arguments.back() = m_folder.path("elsewhere");
+    start.arguments.insert(start.arguments.end(), {"-ll", "debug"});
+    EXPECT_EQ(module(start).status, 0);
+    std::string all;
+    for (auto const& entry : std::filesystem::directory_iterator(m_folder.path("elsewhere/logs")))
+        all += m_folder.read("elsewhere/logs/" + entry.path().filename().string());
+    EXPECT_TRUE(holds(all, "krel5.ModuleCommon")) << all;
+    EXPECT_TRUE(holds(all, "1212 CommInterface: using CommStandAlone"));
+    EXPECT_TRUE(holds(all, "1143 checkPrivileges()"));
+    EXPECT_TRUE(holds(all, "345 test returned result: PASS"));
+}
+
+TEST_F(ModuleTest, SettingsSteerTheRun)
+{
+    EXPECT_TRUE(holds(runTest("parameter").out, "count = 10\n"));
+    settings("Test.parameter.count.value = 42");
+    EXPECT_TRUE(holds(runTest("parameter").out, "count = 42\n"));
+
+    settings("# wrong\nTest.parameter.count.value=101\n");
+    Outcome const outOfRange = runTest("parameter");
+    EXPECT_EQ(outOfRange.status, 22);
+    EXPECT_TRUE(holds(outOfRange.err, "misbehaving.w4i:2"));
+    EXPECT_TRUE(holds(outOfRange.err, "Parameter \""));
+
+    settings("Test.pass.ForceResult.value=DEVICE BUSY\nTest.pass.ForceAllEvents.value=true\n");
+    Outcome const forced = runTest("pass");
+    EXPECT_EQ(forced.status, 25);
+    EXPECT_TRUE(holds(forced.out, "Final Result: DEVICE BUSY"));
+    EXPECT_FALSE(has(forced.out, "50%")) << "a forced result takes the place of the test";
+
+    settings("Test.fail.Enable.value=false\nMinTimePerTest.value=1\n");
+    EXPECT_FALSE(has(module({"enum"}).out, "fail (2)"));
+    EXPECT_EQ(runTest("pass").status, 0);
+    Outcome const interactive = runTest("ask");
+    EXPECT_EQ(interactive.status, 29);
+    EXPECT_TRUE(holds(interactive.out, "Warning ("));
+}
+
+TEST_F(ModuleTest, QuestionsHaveAnswers)
+{
+    Start start = startOf("ask");
+    EXPECT_EQ(module(start).status, 40) << "nobody there: the default answer";
+    start.input = "maybe\ny\n";
+    Outcome const asked = module(start);
+    EXPECT_EQ(asked.status, 0);
+    EXPECT_TRUE(holds(asked.out, "Cable\nIs the cable in?\n  1) Yes\n  2) No (default)\n> "));
+    settings("PromptEnable.value=false\n");
+    EXPECT_EQ(module(start).status, 40);
+}
+
+TEST_F(ModuleTest, TooLateAndTooMuch)
+{
+    Outcome const late = runTest("lateSetUp");
+    EXPECT_EQ(late.status, 0) << late.out;
+    EXPECT_TRUE(holds(late.out, "Cannot call DiagModule::setVersion after calling start\n"));
+    EXPECT_TRUE(holds(late.out, "Cannot call createTest after calling start (object key = late)\n"));
+    EXPECT_EQ(runTest("flood").status, 0);
+}
+
+} // namespace

@@ -1,0 +1,177 @@
+// A module whose tests each behave, or misbehave, in one known way. The name by which the program is called
+// chooses a wrong set-up instead: "noversion", "nocommandline", "badinit".
+#include <krel5/krel5.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <stdexcept>
+#include <string_view>
+#include <thread>
+#include <unistd.h>
+
+using namespace krel5;
+
+static Event* s_broken = nullptr;
+static Event* s_note = nullptr;
+static LocalizedString* s_text = nullptr;
+static Parameter* s_count = nullptr;
+
+static TestResult pass(DiagDevice const&)
+{
+    DiagModule::percentDone(50);
+    return TestResult::PASS();
+}
+
+static TestResult const& fail(DiagDevice const&)
+{
+    s_broken->setVariable("part", Value("fan"));
+    DiagModule::error(s_broken, "fail.cpp", 17);
+    return TestResult::FAIL();
+}
+
+static TestResult events(DiagDevice const& device)
+{
+    s_broken->setVariable("part", device.name());
+    DiagModule::warning(s_broken, "events.cpp", 3);
+    DiagModule::informative(s_note, "events.cpp", 4);
+    DiagModule::progress(s_note);
+    DiagModule::progress(s_text);
+    DiagModule::estimatedTimeLeft(7);
+    return TestResult::PASS();
+}
+
+static TestResult throwLibrary(DiagDevice const& device)
+{
+    device.getProperty(1000000);
+    return TestResult::PASS();
+}
+
+static TestResult throwStandard(DiagDevice const&) { throw std::runtime_error("what went wrong"); }
+static TestResult throwNumber(DiagDevice const&) { throw 42; }
+
+[[gnu::noinline]] static void writeThroughNothing(int volatile* where) { *where = 1; }
+
+static TestResult crash(DiagDevice const&)
+{
+    writeThroughNothing(nullptr);
+    return TestResult::PASS();
+}
+
+static TestResult abortProcess(DiagDevice const&) { std::abort(); }
+
+static TestResult exitZero(DiagDevice const&) { std::exit(0); }
+
+static TestResult waitForStop(DiagDevice const&)
+{
+    DiagModule::percentDone(1);
+    while (!DiagModule::checkForStop())
+        usleep(1000);
+    return TestResult::PASS(); // wrong of it: the run was stopped
+}
+
+static TestResult ignoreStop(DiagDevice const&)
+{
+    DiagModule::percentDone(1);
+    for (;;)
+        pause();
+}
+
+static TestResult requestAbort(DiagDevice const&)
+{
+    DiagModule::requestAbort();
+    return TestResult::PASS();
+}
+
+static TestResult lateSetUp(DiagDevice const&)
+{
+    auto const refused = [](auto call) {
+        try {
+            call();
+            return false;
+        } catch (InvalidInitException const& e) {
+            std::puts(e.toString().getUTF8Buffer());
+            return true;
+        }
+    };
+    bool const all = refused([] { DiagModule::setVersion(2, 0, "2"); }) &&
+                     refused([] { DiagModule::setModuleExitCallback(nullptr); }) &&
+                     refused([] { DiagModule::createTest("late", DeviceCapability::Memory(), pass); }) &&
+                     refused([] { DiagModule::createEvent("late"); });
+    return all ? TestResult::PASS() : TestResult::FAIL();
+}
+
+static TestResult flood(DiagDevice const&)
+{
+    std::thread reporters[4];
+    for (std::thread& one : reporters)
+        one = std::thread([] {
+            for (int i = 0; i <= 1000; ++i)
+                DiagModule::percentDone(i % 101);
+        });
+    for (std::thread& one : reporters)
+        one.join();
+    for (int i = 0; i < 10000; ++i)
+        DiagModule::informative(s_note, "flood.cpp", i);
+    return TestResult::PASS();
+}
+
+static TestResult ask(DiagDevice const&)
+{
+    MsgBoxReturn const answer = DiagModule::createMessageBox(MsgBoxType::YESNO, "Cable", "Is the cable in?",
+                                                             MsgBoxOption::DEFAULTSECOND);
+    return answer == MsgBoxReturn::YES ? TestResult::PASS() : TestResult::NOCABLE();
+}
+
+static TestResult parameter(DiagDevice const&)
+{
+    std::printf("count = %s\n", s_count->value().toString().getUTF8Buffer());
+    return TestResult::PASS();
+}
+
+static TestResult quit(DiagDevice const&) { return TestResult::SKIPPED(); }
+
+static void init() { throw std::runtime_error("no hardware key"); }
+
+static void goodbye() { std::fputs("exit callback\n", stderr); }
+
+static void createTests()
+{
+    auto const memory = DeviceCapability::Memory();
+    DiagModule::createTest("pass", memory, pass);
+    DiagModule::createTest("fail", memory, fail);
+    DiagModule::createTest("events", memory, events);
+    DiagModule::createTest("throwLibrary", memory, throwLibrary);
+    DiagModule::createTest("throwStandard", memory, throwStandard);
+    DiagModule::createTest("throwNumber", memory, throwNumber);
+    DiagModule::createTest("crash", memory, crash);
+    DiagModule::createTest("abort", memory, abortProcess);
+    DiagModule::createTest("exitZero", memory, exitZero);
+    DiagModule::createTest("waitForStop", memory, waitForStop);
+    DiagModule::createTest("ignoreStop", memory, ignoreStop);
+    DiagModule::createTest("requestAbort", memory, requestAbort);
+    DiagModule::createTest("lateSetUp", memory, lateSetUp);
+    DiagModule::createTest("flood", memory, flood);
+    DiagModule::createTest("ask", memory, ask)->setInteractive(true);
+    DiagModule::createTest("parameter", memory, parameter)->addParameter(s_count);
+    DiagModule::createTest("quit", memory, quit);
+    DiagModule::createTest("noSuchDevice", DeviceCapability::TapeDrive(), pass);
+}
+
+int main(int argc, char** argv)
+{
+    std::string_view const name = argc > 0 ? argv[0] : "";
+    if (name != "nocommandline")
+        DiagModule::setCmdLineArgs(argc, argv);
+    if (name != "noversion")
+        DiagModule::setVersion(1, 2, "3");
+    if (name == "badinit")
+        DiagModule::setModuleInitCallback(init);
+    DiagModule::setModuleExitCallback(goodbye);
+    s_broken = DiagModule::createEvent("broken");
+    s_note = DiagModule::createEvent("note");
+    s_text = DiagModule::createLocalizedString("Text.looking", "looking around");
+    s_count = DiagModule::createParameter("count", DataType::UINT32(), "10", false, false, "1..100");
+    createTests();
+    return DiagModule::start();
+}
