@@ -7,7 +7,9 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
+#include <map>
 #include <mutex>
+#include <string>
 
 namespace zel {
 
@@ -65,9 +67,22 @@ public:
     }
 
 private:
+    /// Machines have many functions of one kind, and a name never changes: the database answers once for
+    /// each.
     HardwareName look(char const* key) const
     {
         std::scoped_lock const lock(m_mutex);
+        auto const known = m_answers.find(key);
+        if (known != m_answers.end())
+            return known->second;
+        HardwareName const name = ask(key);
+        if (m_answers.size() < kMaxAnswers)
+            m_answers.emplace(key, name);
+        return name;
+    }
+
+    HardwareName ask(char const* key) const
+    {
         if (!m_asked) {
             m_asked = true;
             if (m_library.complete)
@@ -89,8 +104,10 @@ private:
         return name;
     }
 
+    static constexpr std::size_t kMaxAnswers = 4096;
     Library const m_library;
     mutable std::mutex m_mutex; // a database handle keeps its last answer, so one question at a time
+    mutable std::map<std::string, HardwareName, std::less<>> m_answers;
     mutable bool m_asked = false;
     mutable udev_hwdb* m_database = nullptr; // kept until the process ends, as the library is
 };
