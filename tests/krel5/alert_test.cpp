@@ -31,7 +31,7 @@ TEST(Alert, variablesRefuseLocalizedStrings)
     for (auto const set : {&Alert::setTitleVariable, &Alert::setMessageVariable}) {
         try {
             (alert->*set)("rpm", nested);
-            FAIL();
+            ADD_FAILURE() << "taken";
         } catch (InvalidDataTypeException const& e) {
             char const* const name =
                 set == &Alert::setTitleVariable ? "Alert::setTitleVariable" : "Alert::setMessageVariable";
