@@ -137,10 +137,11 @@ bool isPlaceholder(std::string_view lower)
                                              "modulepartnumber", "moduleserialnumber"};
     if (word.size() != lower.size() && std::find(kNumbered.begin(), kNumbered.end(), word) != kNumbered.end())
         return true;
-    // "...", "00000000", "FFFFFFFF", "xxxxxxx", "--------": one filler sign over and over.
-    return lower.find_first_not_of(lower.front()) == std::string_view::npos &&
-           (lower.size() > 1 ? std::string_view(".-_*x0f?/ ").find(lower.front()) != std::string_view::npos
-                             : std::string_view(".-_*x?/").find(lower.front()) != std::string_view::npos);
+    // "...", "00000000", "0x00000000", "FFFFFFFF", "xxxxxxx", "--------": one filler sign over and over.
+    std::string_view const signs = lower.starts_with("0x") && lower.size() > 2 ? lower.substr(2) : lower;
+    std::string_view const fillers = signs.size() > 1 ? ".-_*x0f?/" : ".-_*x?/";
+    return signs.find_first_not_of(signs.front()) == std::string_view::npos &&
+           fillers.find(signs.front()) != std::string_view::npos;
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 
 #include <zel/foundation/Export.h>
 
+#include <concepts>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -17,6 +18,11 @@ ZEL_EXPORT std::string_view trimmed(std::string_view text) noexcept;
 /// First line, trimmed.
 ZEL_EXPORT std::string_view firstLine(std::string_view text) noexcept;
 ZEL_EXPORT std::vector<std::string_view> split(std::string_view text, char separator);
+/// The parts would point into a string that is gone.
+template <typename Temporary>
+requires std::same_as<Temporary, std::string> std::vector<std::string_view> split(Temporary&& text,
+                                                                                  char separator)
+= delete;
 /// Order of names in which runs of digits count as numbers: "cpu2" before "cpu10".
 ZEL_EXPORT bool naturalLess(std::string_view left, std::string_view right) noexcept;
 

@@ -40,7 +40,7 @@ using Pair = std::pair<std::optional<std::uint16_t>, std::optional<std::uint16_t
 /// "8086:27D0" or "1050/120/512": the first two numbers.
 Pair twoIds(std::optional<std::string> const& text, char separator)
 {
-    auto const parts = text::split(text.value_or(""), separator);
+    auto const parts = text::split(text ? *text : std::string_view(), separator);
     if (parts.size() < 2)
         return {};
     return {narrow16(text::toHexadecimal(parts[0])), narrow16(text::toHexadecimal(parts[1]))};
