@@ -25,6 +25,15 @@ public:
     /// Bound to no device.
     bool isFree() const noexcept { return m_isFree; }
 
+    struct Flags
+    {
+        bool destructive = false;
+        bool enumeratesOnlyOnce = false;
+        unsigned minShutdownSeconds = 5;
+    };
+    Flags& flags() noexcept { return m_flags; }
+    Flags const& flags() const noexcept { return m_flags; }
+
     bool addParameter(ParameterImp const& parameter);
     std::deque<ParameterImp> const& parameters() const noexcept { return m_parameters; }
 
@@ -35,6 +44,7 @@ private:
     unsigned m_index = 0;
     CapabilityImp m_capabilities;
     bool m_isFree;
+    Flags m_flags;
     std::deque<ParameterImp> m_parameters;
 };
 

@@ -60,6 +60,34 @@ KeyTextFile KeyTextFile::parse(std::string_view content, std::string const& path
     return file;
 }
 
+namespace {
+
+// The first '=' that no backslash makes a part of the key.
+std::size_t endOfKey(std::string_view line)
+{
+    bool escaped = false;
+    for (std::size_t i = 0; i < line.size(); ++i) {
+        if (line[i] == '=' && !escaped)
+            return i;
+        escaped = line[i] == '\\' && !escaped;
+    }
+    return std::string_view::npos;
+}
+
+String unescapedKey(String const& text)
+{
+    std::vector<String::Unit> units;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        String::Unit const next = text[i] == '\\' && i + 1 < text.size() ? text[i + 1] : String::Unit{0};
+        bool const escape = next == 'n' || next == 'r' || next == '\\' || next == '=' || next == '#';
+        units.push_back(!escape ? text[i] : next == 'n' ? '\n' : next == 'r' ? '\r' : next);
+        i += escape;
+    }
+    return String(units.data(), units.size());
+}
+
+} // namespace
+
 void KeyTextFile::takeLine(std::string_view line, int number)
 {
     if (line.size() > kMaxLineBytes)
@@ -69,16 +97,18 @@ void KeyTextFile::takeLine(std::string_view line, int number)
         return;
     if (line.find('\0') != std::string_view::npos)
         return addIssue(number, String("holds a zero byte"), false);
-    std::size_t const equals = line.find('=');
+    std::size_t const equals = endOfKey(line);
     if (equals == std::string_view::npos)
         return addIssue(number, String("has no '='"), false);
-    String const key = String(line.substr(0, equals)).trimmed();
+    String const key = unescapedKey(String(line.substr(0, equals)).trimmed());
     if (key.empty())
         return addIssue(number, String("has no key before the '='"), false);
     if (isMalformed(line))
         addIssue(number, String("is not UTF-8 throughout; what is not is shown as U+FFFD"), true);
     auto const [place, isNew] = m_entries.try_emplace(key);
-    if (!isNew)
+    if (isNew)
+        m_keys.push_back(key);
+    else
         addIssue(number,
                  String("sets \"") + key + String("\" again, in place of line ") +
                      String::number(place->second.m_line),

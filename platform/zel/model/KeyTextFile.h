@@ -11,7 +11,9 @@
 namespace zel {
 
 /// A file of `key=text` lines, read once: settings files and text files have this form. UTF-8; `#` begins a
-/// comment line; blanks around key and text are ignored; of two equal keys the last one wins. Lines end with
+/// comment line; blanks around key and text are ignored; of two equal keys the last one wins. In a key, `\=`,
+/// `\#`,
+/// `\n`, `\r` and `\\` stand for a character that would otherwise end or hide it. Lines end with
 /// LF or CR LF; a byte order mark is skipped. What is wrong with a line is kept as an issue, and the other
 /// lines still count.
 class ZEL_EXPORT KeyTextFile
@@ -44,6 +46,8 @@ public:
     State state() const noexcept { return m_state; }
     std::vector<Issue> const& issues() const noexcept { return m_issues; }
     std::size_t size() const noexcept { return m_entries.size(); }
+    /// In the order of their first lines.
+    std::vector<String> const& keys() const noexcept { return m_keys; }
     /// Null when the key has no line.
     Entry const* find(String const& key) const;
 
@@ -58,6 +62,7 @@ private:
     std::string m_path;
     State m_state = State::Absent;
     std::unordered_map<String, Entry> m_entries;
+    std::vector<String> m_keys;
     std::vector<Issue> m_issues;
     std::size_t m_droppedIssues = 0;
 };

@@ -70,7 +70,8 @@ std::optional<String> LocalizedResource::find(String const& moduleGuid, String c
     for (String const& resource : resourcesOf(moduleGuid))
         for (std::string const& path : candidates(resource, language))
             if (auto const file = load(path); auto const* const entry = file->find(key))
-                return unescaped(entry->m_text);
+                if (!entry->m_text.empty())
+                    return unescaped(entry->m_text);
     return std::nullopt;
 }
 
@@ -121,11 +122,11 @@ String LocalizedResource::unescaped(String const& text)
     units.reserve(text.size());
     for (std::size_t i = 0; i < text.size(); ++i) {
         String::Unit const next = text[i] == '\\' && i + 1 < text.size() ? text[i + 1] : String::Unit{0};
-        if (next != 'n' && next != '\\') {
+        if (next != 'n' && next != 'r' && next != '\\') {
             units.push_back(text[i]);
             continue;
         }
-        units.push_back(next == 'n' ? String::Unit{'\n'} : next);
+        units.push_back(next == 'n' ? String::Unit{'\n'} : next == 'r' ? String::Unit{'\r'} : next);
         ++i;
     }
     return String(units.data(), units.size());
@@ -133,7 +134,13 @@ String LocalizedResource::unescaped(String const& text)
 
 String LocalizedResource::escaped(String const& text)
 {
-    return text.replaced(String("\\"), String("\\\\")).replaced(String("\n"), String("\\n"));
+    return text.replaced("\\", "\\\\").replaced("\n", "\\n").replaced("\r", "\\r");
+}
+
+String LocalizedResource::escapedKey(String const& key)
+{
+    String const safe = escaped(key).replaced("=", "\\=");
+    return safe.startsWith("#") ? String("\\") + safe : safe;
 }
 
 void LocalizedResource::registerLibrary(String const& moduleGuid, String const& library)

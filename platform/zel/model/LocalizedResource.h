@@ -18,7 +18,8 @@ class ZEL_EXPORT LocalizedResource
 {
 public:
     /// The text of the key: from the most particular file that has it, then the plain ones, then the
-    /// libraries that the module registered. Nothing when no file has it, or `moduleGuid` is no file name.
+    /// libraries that the module registered. Nothing when no file has it, or `moduleGuid` is no file name. An
+    /// empty text counts as none, so that a text file yet to be filled shows the default texts.
     static std::optional<String> find(String const& moduleGuid, String const& key,
                                       LanguageImp const& language);
 
@@ -29,9 +30,13 @@ public:
     static std::string getLocalizedResource(String const& moduleGuid);
     /// The file's content, absent or not. Never null.
     static std::shared_ptr<KeyTextFile const> load(std::string const& path);
-    /// A text as it is meant: `\n` is a line feed, `\\` a backslash, any other backslash stands for itself.
+    /// A text as it is meant: `\n` is a line feed, `\r` a carriage return, `\\` a backslash, any other
+    /// backslash stands for itself.
     static String unescaped(String const& text);
     static String escaped(String const& text);
+    /// A key as it stands in front of the `=` of its line: line breaks as in a text, and `\=`, and `\#` in
+    /// front.
+    static String escapedKey(String const& key);
 
     /// Texts of `library` serve the module too, after its own.
     static void registerLibrary(String const& moduleGuid, String const& library);

@@ -18,7 +18,11 @@ template class DataHolder<DeviceInternalData>;
 
 namespace {
 
-zel::Logger& logger() { return zel::LogFactory::getLogger("krel5.DiagDevice"); }
+zel::Logger& logger()
+{
+    static zel::Logger& s_logger = zel::LogFactory::getLogger("krel5.DiagDevice");
+    return s_logger;
+}
 
 } // namespace
 

@@ -4,6 +4,7 @@
 #include <internal/CommInterface.h>
 #include <internal/CommandLine.h>
 #include <internal/DiagModuleRun.h>
+#include <internal/DiagModuleState.h>
 #include <internal/ErrorReporting.h>
 #include <internal/Factories.h>
 #include <internal/LibraryMutex.h>
@@ -34,11 +35,17 @@ using zel::LogLevel;
 
 DiagModule::EnumTestsCallback s_enumTestsCallback = nullptr;
 
-zel::Logger& logger() { return zel::LogFactory::getLogger("krel5.DiagModule"); }
+zel::Logger& logger()
+{
+    static zel::Logger& s_logger = zel::LogFactory::getLogger("krel5.DiagModule");
+    return s_logger;
+}
 
 zel::StateManager& manager() { return zel::StateManager::instance(); }
 
 } // namespace
+
+bool hasEnumTestsCallback() { return s_enumTestsCallback != nullptr; }
 
 struct DiagModuleFacade
 {

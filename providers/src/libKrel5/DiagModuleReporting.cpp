@@ -39,7 +39,11 @@ namespace {
 
 using zel::LogLevel;
 
-zel::Logger& logger() { return zel::LogFactory::getLogger("krel5.DiagModule"); }
+zel::Logger& logger()
+{
+    static zel::Logger& s_logger = zel::LogFactory::getLogger("krel5.DiagModule");
+    return s_logger;
+}
 
 std::atomic<bool> s_abortRequested{false};
 std::atomic<bool> s_stopSeen{false}; // once somebody outside asked to stop, the answer stays yes

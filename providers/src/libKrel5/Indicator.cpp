@@ -33,7 +33,11 @@ template class DataHolder<IndicatorInternalData>;
 
 namespace {
 
-zel::Logger& logger() { return zel::LogFactory::getLogger("krel5.IndicatorModule"); }
+zel::Logger& logger()
+{
+    static zel::Logger& s_logger = zel::LogFactory::getLogger("krel5.IndicatorModule");
+    return s_logger;
+}
 
 IndicatorInternalData record(KrelString const& key, DeviceCapability const& capability, bool isFree,
                              bool hasCallback)

@@ -28,7 +28,11 @@ namespace {
 
 using zel::LogLevel;
 
-zel::Logger& logger() { return zel::LogFactory::getLogger("krel.SysInfoDevice"); }
+zel::Logger& logger()
+{
+    static zel::Logger& s_logger = zel::LogFactory::getLogger("krel.SysInfoDevice");
+    return s_logger;
+}
 
 } // namespace
 

@@ -20,7 +20,11 @@ namespace {
 
 namespace location = zel::location;
 
-zel::Logger& logger() { return zel::LogFactory::getLogger("krel.SysInfoDevice"); }
+zel::Logger& logger()
+{
+    static zel::Logger& s_logger = zel::LogFactory::getLogger("krel.SysInfoDevice");
+    return s_logger;
+}
 
 // A device with its handle; kept for the life of the process, since nobody else owns it. Guarded by the
 // library mutex.

@@ -11,7 +11,11 @@
 namespace krel5 {
 namespace {
 
-zel::Logger& logger() { return zel::LogFactory::getLogger("krel5.ModuleCommon"); }
+zel::Logger& logger()
+{
+    static zel::Logger& s_logger = zel::LogFactory::getLogger("krel5.ModuleCommon");
+    return s_logger;
+}
 
 template <typename Backend>
 std::unique_ptr<CommInterface> make()

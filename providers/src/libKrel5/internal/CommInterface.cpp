@@ -9,7 +9,11 @@
 namespace krel5 {
 namespace {
 
-zel::Logger& logger() { return zel::LogFactory::getLogger("krel5.Comm.Interface"); }
+zel::Logger& logger()
+{
+    static zel::Logger& s_logger = zel::LogFactory::getLogger("krel5.Comm.Interface");
+    return s_logger;
+}
 
 } // namespace
 

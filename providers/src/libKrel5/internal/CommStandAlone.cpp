@@ -20,7 +20,11 @@ namespace {
 
 using zel::endl;
 
-zel::Logger& logger() { return zel::LogFactory::getLogger("krel5.Comm.StandAlone"); }
+zel::Logger& logger()
+{
+    static zel::Logger& s_logger = zel::LogFactory::getLogger("krel5.Comm.StandAlone");
+    return s_logger;
+}
 
 // Some texts go out as they are, without a line end. Whatever comes next then starts a line of its own.
 bool s_lineIsOpen = false;

@@ -15,7 +15,11 @@ namespace {
 
 constexpr double kDefaultUpdateIntervalSeconds = 5;
 
-zel::Logger& logger() { return zel::LogFactory::getLogger("krel5.Comm.StandAlone"); }
+zel::Logger& logger()
+{
+    static zel::Logger& s_logger = zel::LogFactory::getLogger("krel5.Comm.StandAlone");
+    return s_logger;
+}
 
 zel::StateManager& manager() { return zel::StateManager::instance(); }
 

@@ -21,7 +21,11 @@ namespace {
 
 using zel::LogLevel;
 
-zel::Logger& logger() { return zel::LogFactory::getLogger("krel5.DiagModule"); }
+zel::Logger& logger()
+{
+    static zel::Logger& s_logger = zel::LogFactory::getLogger("krel5.DiagModule");
+    return s_logger;
+}
 
 zel::Stopwatch s_sinceFirstPass; // of the run in minimum-time mode; main thread
 

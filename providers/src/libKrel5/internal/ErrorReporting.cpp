@@ -15,7 +15,11 @@ namespace {
 
 Facade const* s_facade = nullptr; // set before threads exist
 
-zel::Logger& logger() { return zel::LogFactory::getLogger("krel5.ModuleCommon"); }
+zel::Logger& logger()
+{
+    static zel::Logger& s_logger = zel::LogFactory::getLogger("krel5.ModuleCommon");
+    return s_logger;
+}
 
 void whereToLook()
 {

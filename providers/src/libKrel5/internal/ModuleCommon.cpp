@@ -17,6 +17,7 @@
 #include <zel/foundation/OStream.h>
 #include <zel/foundation/System.h>
 #include <zel/model/GlobalParameters.h>
+#include <zel/model/LocalizedResource.h>
 #include <zel/model/StateManager.h>
 
 #include <string_view>
@@ -24,7 +25,11 @@
 namespace krel5 {
 namespace {
 
-zel::Logger& logger() { return zel::LogFactory::getLogger("krel5.ModuleCommon"); }
+zel::Logger& logger()
+{
+    static zel::Logger& s_logger = zel::LogFactory::getLogger("krel5.ModuleCommon");
+    return s_logger;
+}
 
 // Static state of the module core; main thread only, see ModuleCommon.h.
 struct State
@@ -134,6 +139,7 @@ void ModuleCommon::setUpLogging(zel::String const& baseDirectory)
     if (!baseDirectory.empty())
         state().baseDirectory = baseDirectory;
     zel::GlobalParameters::instance().setBaseDirectory(state().baseDirectory);
+    zel::LogFactory::setBaseDirectory(state().baseDirectory.toCString());
     zel::LogFactory::configure("modules.xml", kLogThreshold);
     zel::String const path = state().baseDirectory + "/logs/" + module().guid() + "_" +
                              zel::String::number(zel::System::processId()) + ".log";
@@ -207,6 +213,8 @@ void ModuleCommon::registerObjects()
     zel::String const& guid = module().guid();
     zel::StateManager& manager = zel::StateManager::instance();
 
+    for (zel::String const& library : module().librariesList())
+        zel::LocalizedResource::registerLibrary(guid, library);
     for (auto const& text : Factories::localizedStrings())
         text->imp().setModuleGuid(guid);
     for (auto const& parameter : Factories::parameters())

@@ -1,10 +1,58 @@
 #include <internal/ModuleFiles.h>
 
-#include <krel5/InternalException.h>
+#include <internal/ErrorReporting.h>
+#include <internal/LocalizedKeys.h>
+#include <internal/ModuleCommon.h>
+
+#include <zel/foundation/FileSystem.h>
+#include <zel/foundation/Logger.h>
+#include <zel/foundation/OStream.h>
 
 namespace krel5 {
+namespace {
 
-void ModuleFiles::writeMetadata() { throw InternalException(zel::String("-m is not available yet")); }
-void ModuleFiles::writeLocalizedKeys() { throw InternalException(zel::String("-k is not available yet")); }
+zel::Logger& logger()
+{
+    static zel::Logger& s_logger = zel::LogFactory::getLogger("krel5.ModuleCommon");
+    return s_logger;
+}
+
+zel::String fileName(char const* extension) { return ModuleCommon::module().guid() + extension; }
+
+} // namespace
+
+bool ModuleFiles::write(zel::String const& name, zel::String const& content)
+{
+    try {
+        zel::FileSystem::writeFileAtomically(name.toUtf8(), content.toUtf8());
+        return true;
+    } catch (zel::SystemException const& e) {
+        ZEL_LOG(logger(), zel::LogLevel::Error) << e.getMessage();
+        ErrorReporting::tell(e.getMessage());
+        zel::OStream::out() << "Error opening " << name << " for writing." << zel::endl;
+        return false;
+    }
+}
+
+void ModuleFiles::writeMetadata()
+{
+    zel::String const name = fileName(".w4m");
+    if (write(name, metadataText()))
+        zel::OStream::out() << "Created " << name << zel::endl;
+}
+
+void ModuleFiles::writeLocalizedKeys()
+{
+    LocalizedKeys const keys = LocalizedKeys::ofModule();
+    zel::String const name = fileName(".w4k");
+    if (!write(name, keys.listText()))
+        return;
+    zel::OStream::out() << "Created " << name << zel::endl;
+    zel::String const texts = fileName(".w4p");
+    if (!zel::FileSystem::exists(texts.toUtf8()) && write(texts, keys.skeletonText()))
+        zel::OStream::out() << "Created " << texts << zel::endl;
+    for (zel::String const& note : keys.notes())
+        ErrorReporting::tell(note);
+}
 
 } // namespace krel5

@@ -15,7 +15,11 @@
 namespace krel5 {
 namespace {
 
-zel::Logger& logger() { return zel::LogFactory::getLogger("krel5.ModuleCommon"); }
+zel::Logger& logger()
+{
+    static zel::Logger& s_logger = zel::LogFactory::getLogger("krel5.ModuleCommon");
+    return s_logger;
+}
 
 void handDownGlobalParameters(Test& test)
 {
@@ -58,8 +62,7 @@ void setUpParameters()
 {
     auto const settings = zel::SettingsResource::ofModule(ModuleCommon::module().guid());
     for (auto const& issue : settings->issues())
-        ErrorReporting::tell(zel::String(settings->path()) + ":" + zel::String::number(issue.line) + ": " +
-                             issue.reason);
+        ErrorReporting::tell(issue.toString());
     for (auto const& test : Factories::tests()) {
         handDownGlobalParameters(*test);
         resolve(test->imp(), *settings);

@@ -11,7 +11,11 @@
 namespace krel5 {
 namespace {
 
-zel::Logger& logger() { return zel::LogFactory::getLogger("krel5.Comm.StandAlone"); }
+zel::Logger& logger()
+{
+    static zel::Logger& s_logger = zel::LogFactory::getLogger("krel5.Comm.StandAlone");
+    return s_logger;
+}
 
 } // namespace
 

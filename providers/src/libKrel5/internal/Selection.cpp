@@ -10,7 +10,11 @@
 namespace krel5 {
 namespace {
 
-zel::Logger& logger() { return zel::LogFactory::getLogger("krel5.Comm.StandAlone"); }
+zel::Logger& logger()
+{
+    static zel::Logger& s_logger = zel::LogFactory::getLogger("krel5.Comm.StandAlone");
+    return s_logger;
+}
 
 zel::StateManager& manager() { return zel::StateManager::instance(); }
 

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <zel/foundation/String.h>
+
+#include <vector>
+
+namespace krel5 {
+
+/// Every key of this module that carries a text, in the order in which the files list them. The one place
+/// that knows which keys an object has.
+class LocalizedKeys
+{
+public:
+    /// Of the running module, after initialize().
+    static LocalizedKeys ofModule();
+
+    /// Content of the localized-keys file.
+    zel::String listText() const;
+    /// Content of a fresh text file: every key with its default text, or empty.
+    zel::String skeletonText() const;
+    /// For the author: keys for which no text file of the module has a text, and keys of the plain text file
+    /// that no object has. Nothing about missing texts when there is no text file at all.
+    std::vector<zel::String> notes() const;
+
+private:
+    struct Row
+    {
+        zel::String key, defaultText;
+    };
+    void add(zel::String const& key, zel::String const& defaultText = zel::String());
+    void addNamed(char const* kind, zel::String const& key);
+    bool hasKey(zel::String const& key) const;
+
+    std::vector<Row> m_rows;
+};
+
+} // namespace krel5
