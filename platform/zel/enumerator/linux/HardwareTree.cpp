@@ -61,7 +61,8 @@ UsbClass readUsbClass(Root const& root, std::string const& folder, std::optional
     auto const byte = [](std::optional<std::uint64_t> number) {
         return number && *number <= 0xFF ? static_cast<std::uint8_t>(*number) : std::uint8_t{0};
     };
-    auto const parts = text::split(line.value_or(""), '/');
+    std::string const codes = line.value_or("");
+    auto const parts = text::split(codes, '/');
     if (parts.size() == 3)
         return {byte(text::toUnsigned(parts[0])), byte(text::toUnsigned(parts[1])),
                 byte(text::toUnsigned(parts[2]))};
