@@ -1,6 +1,6 @@
 #include <memory/MemoryTest.h>
 
-#include <memory/MemoryReport.h>
+#include <memory/CheckRegion.h>
 #include <memory/linux/LockedMemory.h>
 #include <memory/linux/MachineMemory.h>
 
@@ -23,28 +23,17 @@ Outcome badParameter(TestHost& host, std::string name, std::string value, std::s
     return Outcome::BadParameters;
 }
 
-template <typename Memory>
-Outcome check(TestHost& host, Algorithm algorithm, LockedMemory const& region, Memory memory,
-              unsigned threads, std::uint64_t seed)
-{
-    MemoryReport report(host, region.words());
-    Checker<Memory> checker(host, report, memory, region.wordCount(), threads);
-    bool const finished = runAlgorithm(algorithm, checker, seed);
-    report.summarize(checker.faults());
-    if (!finished)
-        return Outcome::Stopped;
-    return checker.faults() == 0 ? Outcome::Pass : Outcome::Fail;
-}
-
 Outcome checkFlushing(TestHost& host, Algorithm algorithm, LockedMemory const& region, FlushMode flush,
                       unsigned threads, std::uint64_t seed)
 {
     if (flush == FlushMode::Operation)
-        return check(host, algorithm, region, UncachedMemory(region.words()), threads, seed);
+        return checkRegion(host, algorithm, UncachedMemory(region.words()), region.words(),
+                           region.wordCount(), threads, seed);
     // Four times: caches of several sockets or clusters add up, and replacement is not in strict order.
     bool const small = region.wordCount() * sizeof(std::uint64_t) < 4 * largestCache();
     bool const flushAfterPass = flush == FlushMode::Pass && canFlush() && small;
-    return check(host, algorithm, region, RealMemory(region.words(), flushAfterPass), threads, seed);
+    return checkRegion(host, algorithm, RealMemory(region.words(), flushAfterPass), region.words(),
+                       region.wordCount(), threads, seed);
 }
 
 std::uint64_t newSeed()

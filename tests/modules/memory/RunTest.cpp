@@ -1,6 +1,6 @@
 // A run as a whole: what is reported and how much of it, stop requests, parameters, the machine's facts.
 
-#include <memory/MemoryReport.h>
+#include <memory/CheckRegion.h>
 #include <memory/MemoryTest.h>
 #include <memory/linux/LockedMemory.h>
 #include <memory/linux/MachineMemory.h>
@@ -47,6 +47,32 @@ TEST(MemoryRun, DeadMemoryIsCountedInFullAndReportedInPart)
         ASSERT_EQ(host.m_faults.size(), 8 * FaultLog::kKeptPerPass + 1);
         EXPECT_EQ(host.m_faults.back().m_eventKey, kEventMoreFaults);
         EXPECT_EQ(valueOf(host.m_faults.back(), "Total"), std::to_string(8 * kWords));
+    }
+}
+
+TEST(MemoryRun, OneStuckBitAmongManyWordsFailsEveryTest)
+{
+    std::vector<std::uint64_t> words(5000);
+    for (auto const algorithm :
+         {Algorithm::Quick, Algorithm::Thorough, Algorithm::Patterns, Algorithm::Random}) {
+        FaultyMemory<std::uint64_t> memory(words.size());
+        RecordingHost sound;
+        EXPECT_EQ(checkRegion(sound, algorithm, SimulatedMemory<std::uint64_t>{&memory}, words.data(),
+                              words.size(), 1, 3),
+                  Outcome::Pass);
+        EXPECT_TRUE(sound.m_faults.empty());
+        memory.inject({parsePrimitive("<1/0/->"), {4321, 17}, {}});
+        RecordingHost host;
+        EXPECT_EQ(checkRegion(host, algorithm, SimulatedMemory<std::uint64_t>{&memory}, words.data(),
+                              words.size(), 1, 3),
+                  Outcome::Fail);
+        ASSERT_FALSE(host.m_faults.empty()) << nameOf(algorithm);
+        for (auto const& fault : host.m_faults) {
+            if (fault.m_eventKey == kEventMoreFaults)
+                continue;
+            EXPECT_EQ(valueOf(fault, "Offset"), "0x8708");
+            EXPECT_EQ(valueOf(fault, "DifferingBits"), "0x20000");
+        }
     }
 }
 
