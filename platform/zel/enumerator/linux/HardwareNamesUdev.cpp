@@ -85,8 +85,10 @@ private:
     {
         if (!m_asked) {
             m_asked = true;
-            if (m_library.complete)
-                m_database = m_library.openDatabase(m_library.create());
+            if (m_library.complete) {
+                m_context = m_library.create();
+                m_database = m_library.openDatabase(m_context);
+            }
         }
         HardwareName name;
         if (!m_database)
@@ -109,7 +111,9 @@ private:
     mutable std::mutex m_mutex; // a database handle keeps its last answer, so one question at a time
     mutable std::map<std::string, HardwareName, std::less<>> m_answers;
     mutable bool m_asked = false;
-    mutable udev_hwdb* m_database = nullptr; // kept until the process ends, as the library is
+    // Kept until the process ends, as the library is.
+    mutable udev* m_context = nullptr;
+    mutable udev_hwdb* m_database = nullptr;
 };
 
 } // namespace

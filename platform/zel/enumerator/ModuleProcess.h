@@ -1,0 +1,33 @@
+#pragma once
+// Another module, run as a child process that takes and gives a state over two pipes.
+
+#include <zel/foundation/String.h>
+
+#include <string>
+#include <vector>
+
+namespace zel {
+
+struct ModuleProcess
+{
+    struct Limits
+    {
+        std::size_t outputBytes = 256u << 20;
+        int milliseconds = 120'000; ///< from start to end; inventories of large machines take long
+    };
+
+    struct Outcome
+    {
+        std::string output; ///< what the child wrote to its output pipe
+        String error;       ///< why that is not to be trusted; empty when the child ended with status 0
+    };
+
+    /// Runs `program` with `arguments`, "-pipeIn" and "-pipeOut" with the descriptors of its two pipes, hands
+    /// `input` to it and collects what it answers. Its standard output goes nowhere, its standard error is
+    /// this process's. A child that takes longer or writes more than the limits is killed. Never throws for
+    /// what the child does.
+    static Outcome run(std::string const& program, std::vector<std::string> const& arguments,
+                       std::string const& input, Limits const& limits);
+};
+
+} // namespace zel

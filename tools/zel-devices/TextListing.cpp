@@ -1,0 +1,76 @@
+#include <zel/model/StateManager.h>
+
+#include "Listing.h"
+
+namespace listing {
+
+using namespace zel;
+
+namespace {
+
+constexpr std::size_t kColumns = 110;
+
+/// Without what a terminal would take as a command: a tree captured elsewhere may hold anything.
+std::string harmless(String const& text)
+{
+    std::string const bytes = text.toUtf8();
+    std::string clean;
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        auto const byte = static_cast<unsigned char>(bytes[i]);
+        bool const control = byte < 0x20 || byte == 0x7F;
+        // U+0080 to U+009F, the second set of control characters, is C2 80 to C2 9F.
+        bool const second =
+            byte == 0xC2 && i + 1 < bytes.size() && static_cast<unsigned char>(bytes[i + 1]) < 0xA0;
+        clean += control || second ? '?' : bytes[i];
+        i += second ? 1 : 0;
+    }
+    return clean;
+}
+
+/// Breaks a long line at blanks; what follows the first break is indented by `indent`.
+std::string wrapped(std::string const& line, std::size_t indent)
+{
+    std::string out;
+    std::size_t begin = 0;
+    std::size_t room = kColumns;
+    while (line.size() - begin > room) {
+        std::size_t const blank = line.rfind(' ', begin + room);
+        if (blank == std::string::npos || blank <= begin + indent)
+            break;
+        out += line.substr(begin, blank - begin) + "\n" + std::string(indent, ' ');
+        begin = blank + 1;
+        room = kColumns - indent;
+    }
+    return out + line.substr(begin) + "\n";
+}
+
+void addDevice(StateManager const& state, DeviceImp const& device, std::size_t indent, std::string& out)
+{
+    std::string const margin(indent, ' ');
+    std::string head = margin + harmless(device.name()) + "  [" + harmless(device.deviceType().toString()) +
+                       "]  " + harmless(device.hwLocator());
+    if (!device.osLocator().empty() && device.osLocator() != device.hwLocator())
+        head += "  " + harmless(device.osLocator());
+    if (!(device.state() == DeviceStateImp::FUNCTIONAL()))
+        head += "  (" + harmless(device.state().toString()) + ")";
+    out += head + "\n";
+    for (std::size_t i = 0; i < device.propertyCount(); ++i) {
+        PropertyImp const& property = device.getProperty(i);
+        String const& name = property.spec()->defaultName();
+        std::string const label = harmless(name.empty() ? property.key() : name);
+        out += wrapped(margin + "    " + label + ": " + harmless(property.value().toString()), indent + 8);
+    }
+    for (DeviceImp const* child : state.childrenOf(device))
+        addDevice(state, *child, indent + 2, out);
+}
+
+} // namespace
+
+std::string text(StateManager const& state)
+{
+    std::string out;
+    forEachTop(state, [&](DeviceImp const& device) { addDevice(state, device, 0, out); });
+    return out.empty() ? "No devices found.\n" : out;
+}
+
+} // namespace listing

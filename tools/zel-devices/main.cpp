@@ -1,0 +1,70 @@
+// zel-devices: prints the devices that the enumerator sees.
+
+#include <zel/enumerator/Enumerator.h>
+#include <zel/foundation/Exception.h>
+#include <zel/model/StateManager.h>
+
+#include "Listing.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <iostream>
+
+namespace {
+
+enum ExitStatus { kDone = 0, kFailed = 1, kBadUsage = 2 };
+
+struct Request
+{
+    std::string root = "/";
+    bool json = false;
+    bool xml = false;
+};
+
+int list(Request const& request)
+{
+    zel::Enumerator& enumerator = zel::Enumerator::instance();
+    try {
+        enumerator.setRoot(request.root);
+    } catch (zel::InvalidArgumentException const& error) {
+        std::cerr << "zel-devices: --root: " << error.what() << "\n";
+        return kBadUsage;
+    }
+    enumerator.getDevicesOfType(zel::CapabilityImp::ALL(), 1, 0);
+    zel::StateManager const& state = zel::ModuleManager::getInstance().getStateManager();
+    std::string const text = request.json  ? listing::json(state)
+                             : request.xml ? listing::xml(state)
+                                           : listing::text(state);
+    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
+        std::perror("zel-devices: standard output");
+        return kFailed;
+    }
+    return kDone;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    CLI::App app("Lists the devices of this machine, or of a machine whose /sys and /proc were captured.",
+                 "zel-devices");
+    Request request;
+    app.add_option("--root", request.root, "Folder that stands for the machine's \"/\"")->type_name("DIR");
+    CLI::Option* const json = app.add_flag("--json", request.json, "Print JSON, with typed values");
+    app.add_flag("--xml", request.xml, "Print XML")->excludes(json);
+    try {
+        app.parse(argc, argv);
+    } catch (CLI::CallForHelp const& help) {
+        return app.exit(help);
+    } catch (CLI::ParseError const& error) {
+        std::cerr << "zel-devices: " << error.what() << "\nTry zel-devices --help.\n";
+        return kBadUsage;
+    }
+    try {
+        return list(request);
+    } catch (std::exception const& error) {
+        std::cerr << "zel-devices: " << error.what() << "\n";
+        return kFailed;
+    }
+}

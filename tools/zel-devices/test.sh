@@ -1,0 +1,44 @@
+#!/bin/sh
+# Runs the device lister on a small tree: what it prints, and how it refuses. Usage: test.sh PROGRAM
+set -u
+program=$1
+folder=$(mktemp -d) || exit 1
+trap 'rm -rf "$folder"' EXIT
+mkdir -p "$folder/proc" "$folder/sys/class/dmi/id"
+echo "MemTotal:       2048 kB" > "$folder/proc/meminfo"
+echo "ACME" > "$folder/sys/class/dmi/id/sys_vendor"
+mkdir -p "$folder/proc/sys/kernel"
+printf 'road\033[31mrunner\302\233\n' > "$folder/proc/sys/kernel/hostname"
+failures=0
+
+# check DESCRIPTION STATUS PATTERN ARGUMENTS...: exit status, and a line of the output (both streams) with the pattern
+check()
+{
+    what=$1 status=$2 pattern=$3
+    shift 3
+    output=$("$program" "$@" 2>&1)
+    got=$?
+    if [ "$got" -ne "$status" ] || ! printf '%s\n' "$output" | grep -qe "$pattern"; then
+        printf 'FAILED: %s: status %s, wanted %s with "%s":\n%s\n' "$what" "$got" "$status" "$pattern" "$output"
+        failures=$((failures + 1))
+    fi
+}
+
+check "tree" 0 '^  Memory  \[Memory\]  Memory  /proc/meminfo' --root "$folder"
+check "property below its device" 0 '^      Size: 2 MiB' --root "$folder"
+check "typed value" 0 '"value": 2097152' --root "$folder" --json
+check "XML" 0 '<Property key="Size" type="DISCRETEMEASUREMENT" name="Size">2 MiB' --root "$folder" --xml
+check "escape characters never reach the terminal" 0 'Host name: road?\[31mrunner?$' --root "$folder"
+check "help" 0 '--root' --help
+check "two formats" 2 'xml' --xml --json
+check "unknown option" 2 '--nonsense' --nonsense
+check "option without value" 2 '--root' --root
+check "folder that is not there" 2 '--root.*nowhere' --root "$folder/nowhere"
+rm -rf "$folder/proc" "$folder/sys"
+check "empty machine" 0 'No devices found' --root "$folder"
+
+if "$program" --root "$folder" --json > /dev/full 2> /dev/null; then
+    echo "FAILED: a full disk went unnoticed"
+    failures=$((failures + 1))
+fi
+exit "$failures"
