@@ -31,6 +31,8 @@ protected:
     {
         if (::geteuid() != 0)
             GTEST_SKIP() << "modules run as root only";
+        // Texts and settings stand beside the program, so each test has a program of its own.
+        std::filesystem::copy_file(MISBEHAVING_MODULE, m_folder.path("misbehaving"));
         // Which number a test has follows from the listing, as it does for a technician.
         std::string const listing = module({"enum"}).out;
         std::size_t at = 0;
@@ -44,7 +46,7 @@ protected:
     Outcome module(Start start)
     {
         start.folder = m_folder.path();
-        return test::run(MISBEHAVING_MODULE, start);
+        return test::run(m_folder.path("misbehaving"), start);
     }
     Outcome module(std::vector<std::string> arguments)
     {

@@ -19,6 +19,7 @@
 #include <zel/model/GlobalParameters.h>
 #include <zel/model/LocalizedResource.h>
 #include <zel/model/StateManager.h>
+#include <zel/model/TestRunEventImp.h>
 
 #include <string_view>
 
@@ -217,6 +218,8 @@ void ModuleCommon::registerObjects()
         zel::LocalizedResource::registerLibrary(guid, library);
     for (auto const& text : Factories::localizedStrings())
         text->imp().setModuleGuid(guid);
+    for (auto const& event : Factories::events())
+        event->imp().setModuleGuid(guid);
     for (auto const& parameter : Factories::parameters())
         parameter->imp().setModuleGuid(guid);
     for (auto const& declared : Factories::properties())
