@@ -16,3 +16,11 @@ function(krel5_add_layer name)
   target_link_libraries(${name} PRIVATE krel5_build_flags)
   target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/platform)
 endfunction()
+
+# A shared library of this project. Calls inside it are bound when it is linked: half the work of the loader at start.
+function(krel5_add_shared_library name)
+  add_library(${name} SHARED)
+  target_link_libraries(${name} PRIVATE krel5_build_flags ${ARGN})
+  target_link_options(${name} PRIVATE -Wl,-Bsymbolic-functions -Wl,-O1 -Wl,--exclude-libs,ALL)
+  set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+endfunction()
