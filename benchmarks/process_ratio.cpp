@@ -1,5 +1,5 @@
-// Times two programs as whole processes, turn by turn, and prints the ratio of their medians: noise that comes and goes
-// hits both.   process_ratio NAME ROUNDS COMMAND [ARGUMENT...] -- COMMAND [ARGUMENT...]
+// Times two programs as whole processes, turn by turn, and prints the ratio of their medians: noise that
+// comes and goes hits both.   process_ratio NAME ROUNDS COMMAND [ARGUMENT...] -- COMMAND [ARGUMENT...]
 // Standard output of the programs is thrown away. Also prints the greatest resident memory of the first.
 #include <algorithm>
 #include <chrono>
@@ -76,7 +76,7 @@ int main(int argc, char** argv)
         resident = std::max(resident, sample.residentKilobytes);
         theirs.push_back(runOnce(second).milliseconds);
     }
-    std::printf("%-44s %8.2f ms / %8.2f ms = %5.2f   (%.1f MB resident)\n", argv[1], median(ours), median(theirs),
-                median(ours) / median(theirs), static_cast<double>(resident) / 1024);
+    std::printf("%-44s %8.2f ms / %8.2f ms = %5.2f   (%.1f MB resident)\n", argv[1], median(ours),
+                median(theirs), median(ours) / median(theirs), static_cast<double>(resident) / 1024);
     return 0;
 }
