@@ -9,17 +9,38 @@
 #include <zel/model/LocalizedResource.h>
 #include <zel/model/LocalizedStringImp.h>
 
-#include <algorithm>
-
 namespace krel5 {
 namespace {
 
-// Texts that an object may have but need not: their keys are no news when they stand in a text file, and no
-// loss when they do not.
-bool isOptionalText(zel::String const& key)
+// "Event.{key}.Tip.1" and its like: a text that an event may have but need not.
+bool isOptionalTextOfEvent(zel::String const& key, zel::String const& eventKey)
 {
-    return (key.startsWith("Event.") && (key.contains(".Tip.") || key.endsWith(".CustomerEventCode"))) ||
-           key.startsWith("Alert.") || key.startsWith("Tip.");
+    zel::String const prefix = zel::String("Event.") + eventKey + ".";
+    return key.startsWith(prefix + "Tip.") || key == prefix + "CustomerEventCode";
+}
+
+// Texts whose keys do not stand in the list, and yet something shows them. Alerts and their tips are made
+// while the module runs, so that any of their keys may be in use.
+bool isUsedBesideTheList(zel::String const& key)
+{
+    if (key.startsWith("Alert.") || key.startsWith("Tip."))
+        return true;
+    for (auto const& indicator : Factories::indicators()) {
+        zel::String const prefix = zel::String("Indicator.") + indicator->key().zelString();
+        if (key == prefix + ".Name" || key == prefix + ".Description")
+            return true;
+    }
+    for (auto const& event : Factories::events())
+        if (isOptionalTextOfEvent(key, event->key().zelString()))
+            return true;
+    return false;
+}
+
+// A line that began with '#' would be a comment; the '=' needs no escape where the whole line is the key.
+zel::String listedKey(zel::String const& key)
+{
+    zel::String const line = zel::LocalizedResource::escaped(key);
+    return line.startsWith("#") ? zel::String("\\") + line : line;
 }
 
 } // namespace
@@ -27,6 +48,7 @@ bool isOptionalText(zel::String const& key)
 void LocalizedKeys::add(zel::String const& key, zel::String const& defaultText)
 {
     m_rows.push_back({key, defaultText});
+    m_used.insert(key);
 }
 
 void LocalizedKeys::addNamed(char const* kind, zel::String const& key)
@@ -50,6 +72,8 @@ LocalizedKeys LocalizedKeys::ofModule()
         keys.add(text->key().zelString(), text->imp().defaultText());
     for (auto const& declared : Factories::properties()) {
         zel::PropertyCategoryImp const& category = declared->spec->category();
+        if (declared->spec->moduleGuid() != ModuleCommon::module().guid())
+            continue; // its texts belong to the module that made it
         if (!category.isCapable(zel::PropertyCategoryImp::Internal()) &&
             !category.isCapable(zel::PropertyCategoryImp::LinkInFromDevice()))
             keys.addNamed("Property", declared->spec->keyInModule());
@@ -66,7 +90,7 @@ zel::String LocalizedKeys::listText() const
         text += library + ".w4p ";
     text += "\n";
     for (Row const& row : m_rows)
-        text += zel::LocalizedResource::escaped(row.key) + "\n";
+        text += listedKey(row.key) + "\n";
     return text;
 }
 
@@ -80,9 +104,9 @@ zel::String LocalizedKeys::skeletonText() const
     return text;
 }
 
-bool LocalizedKeys::hasKey(zel::String const& key) const
+bool LocalizedKeys::isUsed(zel::String const& key) const
 {
-    return std::any_of(m_rows.begin(), m_rows.end(), [&](Row const& row) { return row.key == key; });
+    return m_used.contains(key) || isUsedBesideTheList(key);
 }
 
 std::vector<zel::String> LocalizedKeys::notes() const
@@ -90,15 +114,15 @@ std::vector<zel::String> LocalizedKeys::notes() const
     zel::String const& guid = ModuleCommon::module().guid();
     zel::LanguageImp const language = zel::GlobalParameters::instance().language();
     std::vector<zel::String> notes;
-    auto const plain = zel::LocalizedResource::load(zel::LocalizedResource::getLocalizedResource(guid));
-    if (plain->state() != zel::KeyTextFile::State::Read)
-        return notes;
     for (Row const& row : m_rows)
-        if (!zel::LocalizedResource::find(guid, row.key, language))
+        if (row.defaultText.empty() && !zel::LocalizedResource::find(guid, row.key, language))
             notes.push_back(zel::String("Note: \"") + row.key + "\" has no text.");
-    for (zel::String const& key : plain->keys())
-        if (!hasKey(key) && !isOptionalText(key))
-            notes.push_back(zel::String("Note: the text \"") + key + "\" in " + zel::String(plain->path()) +
+    auto const texts = zel::LocalizedResource::load(zel::LocalizedResource::getLocalizedResource(guid));
+    for (zel::KeyTextFile::Issue const& issue : texts->issues())
+        notes.push_back(zel::String("Note: ") + issue.toString());
+    for (zel::String const& key : texts->keys())
+        if (!isUsed(key))
+            notes.push_back(zel::String("Note: the text \"") + key + "\" in " + zel::String(texts->path()) +
                             " belongs to no object of this module.");
     return notes;
 }

@@ -2,6 +2,7 @@
 
 #include <zel/foundation/String.h>
 
+#include <unordered_set>
 #include <vector>
 
 namespace krel5 {
@@ -18,8 +19,8 @@ public:
     zel::String listText() const;
     /// Content of a fresh text file: every key with its default text, or empty.
     zel::String skeletonText() const;
-    /// For the author: keys for which no text file of the module has a text, and keys of the plain text file
-    /// that no object has. Nothing about missing texts when there is no text file at all.
+    /// For the author: keys for which neither a text file nor the module itself has a text, and keys of the
+    /// module's most particular text file that no object has.
     std::vector<zel::String> notes() const;
 
 private:
@@ -29,9 +30,10 @@ private:
     };
     void add(zel::String const& key, zel::String const& defaultText = zel::String());
     void addNamed(char const* kind, zel::String const& key);
-    bool hasKey(zel::String const& key) const;
+    bool isUsed(zel::String const& key) const;
 
     std::vector<Row> m_rows;
+    std::unordered_set<zel::String> m_used; // keys of m_rows
 };
 
 } // namespace krel5

@@ -139,7 +139,6 @@ void checkEnabled(char const* kind, String const& key)
     auto const settings = zel::SettingsResource::ofModule(ModuleCommon::module().guid());
     switch (settings->enable(kind, key)) {
     case Enable::Enabled:
-    case Enable::Disabled:
         return;
     case Enable::OldForm: {
         String const old = settings->text(String(kind) + "." + key + ".Enable").value_or("true");
@@ -148,6 +147,7 @@ void checkEnabled(char const* kind, String const& key)
                              ".Enable.value=" + old);
         return;
     }
+    case Enable::Disabled:
     case Enable::NotSet:
         ErrorReporting::tell(String("WARNING: ") + kind + " \"" + key + "\" not enabled in the .w4i file.");
         return;

@@ -15,6 +15,9 @@ zel::Logger& logger()
     return instance;
 }
 
+// A line with nothing behind its '=' is a text yet to be written, as in a fresh skeleton.
+bool hasText(zel::KeyTextFile::Entry const* entry) { return entry && !entry->m_text.empty(); }
+
 } // namespace
 
 std::vector<std::string> ModuleResource::files() const
@@ -37,7 +40,7 @@ bool ModuleResource::exists(KrelString const& key) const
     for (std::string const& path : paths) {
         ZEL_LOG(logger(), zel::LogLevel::Trace)
             << "Checking resource file: " << path << " if resource exists: " << key;
-        if (zel::LocalizedResource::load(path)->find(key.zelString()))
+        if (hasText(zel::LocalizedResource::load(path)->find(key.zelString())))
             return true;
         ZEL_LOG(logger(), zel::LogLevel::Debug)
             << "Resource string " << key << " does not exist in file: " << path;
@@ -56,8 +59,8 @@ KrelString ModuleResource::get(KrelString const& key) const
     for (std::string const& path : paths) {
         ZEL_LOG(logger(), zel::LogLevel::Trace)
             << "\nChecking resource file: " << path << " for resource: " << key;
-        if (auto const file = zel::LocalizedResource::load(path);
-            auto const* entry = file->find(key.zelString()))
+        auto const file = zel::LocalizedResource::load(path);
+        if (auto const* const entry = file->find(key.zelString()); hasText(entry))
             return KrelString(zel::LocalizedResource::unescaped(entry->m_text));
         ZEL_LOG(logger(), zel::LogLevel::Debug)
             << "Missing resource string: " << key << " from file: " << path;
