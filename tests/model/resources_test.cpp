@@ -77,14 +77,52 @@ TEST_F(Resources, escapesAndLibraries)
 {
     m_folder.write("mod.w4p", "A=one\\ntwo\\\\n\\t\\\n");
     EXPECT_EQ(resolved("A", LanguageImp::en()), "one\ntwo\\n\\t\\");
-    for (char const* text : {"", "a\nb", "\\n", "\\", "a\\\nb\n"})
-        EXPECT_EQ(utf8(LocalizedResource::unescaped(LocalizedResource::escaped(text))), text);
-
     m_folder.write("lib.w4p", "A=library\nB=library\n");
     EXPECT_EQ(resolved("B", LanguageImp::en()), "B");
     LocalizedResource::registerLibrary("mod", "lib");
     EXPECT_EQ(resolved("B", LanguageImp::en()), "library");
     EXPECT_NE(resolved("A", LanguageImp::en()), "library") << "the module's own text comes first";
+}
+
+// Whatever a text or a key holds, it comes back from the line that it was written as.
+TEST_F(Resources, everyTextSurvivesItsLine)
+{
+    std::vector<String> texts{String(u"a\0b", 3)};
+    for (char const* text : {"a\nb",
+                             "\\n",
+                             "\\",
+                             "a\\\nb\n",
+                             " a ",
+                             "\t",
+                             "\v\f a",
+                             "\\u0020",
+                             "\\u00",
+                             "a\rb",
+                             "# a = b",
+                             "=",
+                             "#",
+                             "\\=",
+                             "\\#",
+                             "=\\",
+                             "a=b=c",
+                             "\xEF\xBB\xBFmark",
+                             "\xF0\x9F\x94\xA7 \xC3\xBC",
+                             "\xC2\xA0\xE2\x80\xA8",
+                             "{a}",
+                             "a\r\n"})
+        texts.push_back(text);
+    std::string content = "# first\n";
+    for (String const& text : texts)
+        content +=
+            utf8(LocalizedResource::escapedKey(text)) + "=" + utf8(LocalizedResource::escaped(text)) + "\r\n";
+    KeyTextFile const file = KeyTextFile::parse(content, "mod.w4p");
+    EXPECT_EQ(file.issues().size(), 0u);
+    EXPECT_EQ(file.keys().size(), texts.size());
+    for (String const& text : texts) {
+        KeyTextFile::Entry const* const entry = file.find(text);
+        ASSERT_TRUE(entry) << utf8(text);
+        EXPECT_EQ(LocalizedResource::unescaped(entry->m_text), text) << utf8(text);
+    }
 }
 
 TEST_F(Resources, filesAreReadOnce)

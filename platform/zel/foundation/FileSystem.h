@@ -33,6 +33,8 @@ struct ZEL_EXPORT FileSystem
     /// Makes the folder and its parents. Returns 0 or an errno value.
     static int createFolders(std::string const& path);
     static bool exists(std::string const& path);
+    /// Day of the last change of the content, "YYYY-MM-DD" in UTC; empty when it cannot be told.
+    static String modificationDate(std::string const& path);
 };
 
 } // namespace zel

@@ -74,19 +74,102 @@ std::size_t endOfKey(std::string_view line)
     return std::string_view::npos;
 }
 
-String unescapedKey(String const& text)
+constexpr std::size_t kUnicodeEscapeUnits = 6; // backslash, u, four digits
+
+int hexDigit(String::Unit unit)
+{
+    if (unit >= '0' && unit <= '9')
+        return unit - '0';
+    if (unit >= 'a' && unit <= 'f')
+        return unit - 'a' + 10;
+    return unit >= 'A' && unit <= 'F' ? unit - 'A' + 10 : -1;
+}
+
+std::optional<String::Unit> unicodeEscapeAt(String const& text, std::size_t at)
+{
+    if (at + kUnicodeEscapeUnits > text.size() || text[at + 1] != 'u')
+        return std::nullopt;
+    int number = 0;
+    for (std::size_t i = at + 2; i < at + kUnicodeEscapeUnits; ++i) {
+        int const digit = hexDigit(text[i]);
+        if (digit < 0)
+            return std::nullopt;
+        number = number * 16 + digit;
+    }
+    return static_cast<String::Unit>(number);
+}
+
+std::optional<String::Unit> shortEscape(String::Unit unit, std::string_view literals)
+{
+    if (unit == 'n')
+        return String::Unit{'\n'};
+    if (unit == 'r')
+        return String::Unit{'\r'};
+    bool const literal =
+        unit == '\\' || (unit < 0x80 && literals.find(static_cast<char>(unit)) != literals.npos);
+    return literal ? std::optional(unit) : std::nullopt;
+}
+
+String unicodeEscape(String::Unit unit)
+{
+    constexpr char kDigits[] = "0123456789abcdef";
+    char const text[] = {
+        '\\', 'u', kDigits[unit >> 12], kDigits[unit >> 8 & 15], kDigits[unit >> 4 & 15], kDigits[unit & 15]};
+    return String(std::string_view(text, sizeof text));
+}
+
+bool isBlank(String::Unit unit) { return unit == ' ' || (unit >= '\t' && unit <= '\r'); }
+
+} // namespace
+
+String KeyTextFile::unescaped(String const& text, std::string_view literals)
 {
     std::vector<String::Unit> units;
+    units.reserve(text.size());
     for (std::size_t i = 0; i < text.size(); ++i) {
-        String::Unit const next = text[i] == '\\' && i + 1 < text.size() ? text[i + 1] : String::Unit{0};
-        bool const escape = next == 'n' || next == 'r' || next == '\\' || next == '=' || next == '#';
-        units.push_back(!escape ? text[i] : next == 'n' ? '\n' : next == 'r' ? '\r' : next);
-        i += escape;
+        if (text[i] != '\\' || i + 1 == text.size()) {
+            units.push_back(text[i]);
+        } else if (auto const unit = unicodeEscapeAt(text, i)) {
+            units.push_back(*unit);
+            i += kUnicodeEscapeUnits - 1;
+        } else if (auto const meant = shortEscape(text[i + 1], literals)) {
+            units.push_back(*meant);
+            ++i;
+        } else {
+            units.push_back(text[i]);
+        }
     }
     return String(units.data(), units.size());
 }
 
-} // namespace
+String KeyTextFile::escaped(String const& text)
+{
+    // A zero would make the line unreadable, a blank at either end would be taken for the line's own.
+    std::size_t first = 0, last = text.size();
+    while (first < last && isBlank(text[first]))
+        ++first;
+    while (last > first && isBlank(text[last - 1]))
+        --last;
+    std::size_t from = 0;
+    String line;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        bool const atEnd = i < first || i >= last;
+        String escape;
+        if (text[i] == '\n')
+            escape = String("\\n");
+        else if (text[i] == '\r')
+            escape = String("\\r");
+        else if (text[i] == '\\')
+            escape = String("\\\\");
+        else if (text[i] == 0 || atEnd)
+            escape = unicodeEscape(text[i]);
+        else
+            continue;
+        line += text.substr(from, i - from) + escape;
+        from = i + 1;
+    }
+    return line + text.substr(from);
+}
 
 void KeyTextFile::takeLine(std::string_view line, int number)
 {
@@ -100,7 +183,7 @@ void KeyTextFile::takeLine(std::string_view line, int number)
     std::size_t const equals = endOfKey(line);
     if (equals == std::string_view::npos)
         return addIssue(number, String("has no '='"), false);
-    String const key = unescapedKey(String(line.substr(0, equals)).trimmed());
+    String const key = unescaped(String(line.substr(0, equals)).trimmed(), "=#");
     if (key.empty())
         return addIssue(number, String("has no key before the '='"), false);
     if (isMalformed(line))

@@ -12,10 +12,9 @@ namespace zel {
 
 /// A file of `key=text` lines, read once: settings files and text files have this form. UTF-8; `#` begins a
 /// comment line; blanks around key and text are ignored; of two equal keys the last one wins. In a key, `\=`,
-/// `\#`,
-/// `\n`, `\r` and `\\` stand for a character that would otherwise end or hide it. Lines end with
-/// LF or CR LF; a byte order mark is skipped. What is wrong with a line is kept as an issue, and the other
-/// lines still count.
+/// `\#` and the escapes of unescaped() stand for a character that would otherwise end or hide it. Lines end
+/// with LF or CR LF; a byte order mark is skipped. What is wrong with a line is kept as an issue, and the
+/// other lines still count.
 class ZEL_EXPORT KeyTextFile
 {
 public:
@@ -41,6 +40,13 @@ public:
     static KeyTextFile load(std::string const& path);
     /// From content that is at hand; `path` is what issues name.
     static KeyTextFile parse(std::string_view content, std::string const& path);
+
+    /// A text as it is meant: `\n` is a line feed, `\r` a carriage return, `\\` a backslash, `\u` and four
+    /// hex digits the UTF-16 unit of that number, a backslash before one of `literals` that character; any
+    /// other backslash stands for itself.
+    static String unescaped(String const& text, std::string_view literals = {});
+    /// The reverse: one line that takes no harm from ignored blanks.
+    static String escaped(String const& text);
 
     std::string const& path() const noexcept { return m_path; }
     State state() const noexcept { return m_state; }

@@ -116,26 +116,9 @@ Shared LocalizedResource::load(std::string const& path)
     return file;
 }
 
-String LocalizedResource::unescaped(String const& text)
-{
-    std::vector<String::Unit> units;
-    units.reserve(text.size());
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        String::Unit const next = text[i] == '\\' && i + 1 < text.size() ? text[i + 1] : String::Unit{0};
-        if (next != 'n' && next != 'r' && next != '\\') {
-            units.push_back(text[i]);
-            continue;
-        }
-        units.push_back(next == 'n' ? String::Unit{'\n'} : next == 'r' ? String::Unit{'\r'} : next);
-        ++i;
-    }
-    return String(units.data(), units.size());
-}
+String LocalizedResource::unescaped(String const& text) { return KeyTextFile::unescaped(text); }
 
-String LocalizedResource::escaped(String const& text)
-{
-    return text.replaced("\\", "\\\\").replaced("\n", "\\n").replaced("\r", "\\r");
-}
+String LocalizedResource::escaped(String const& text) { return KeyTextFile::escaped(text); }
 
 String LocalizedResource::escapedKey(String const& key)
 {

@@ -30,8 +30,7 @@ public:
     static std::string getLocalizedResource(String const& moduleGuid);
     /// The file's content, absent or not. Never null.
     static std::shared_ptr<KeyTextFile const> load(std::string const& path);
-    /// A text as it is meant: `\n` is a line feed, `\r` a carriage return, `\\` a backslash, any other
-    /// backslash stands for itself.
+    /// A text as it is meant and as it stands in a line; see KeyTextFile.
     static String unescaped(String const& text);
     static String escaped(String const& text);
     /// A key as it stands in front of the `=` of its line: line breaks as in a text, and `\=`, and `\#` in

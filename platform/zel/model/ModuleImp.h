@@ -28,7 +28,7 @@ public:
     void setType(ModuleTypeImp const& type) { m_type = type; }
     VersionImp const& version() const noexcept { return m_version; }
     void setVersion(VersionImp const& version) { m_version = version; }
-    /// "YYYY-MM-DD" of the compilation, as the author gave it; may be empty.
+    /// "YYYY-MM-DD"; may be empty.
     String const& buildDate() const noexcept { return m_buildDate; }
     void setBuildDate(String const& date) { m_buildDate = date; }
 

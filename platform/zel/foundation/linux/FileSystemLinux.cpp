@@ -4,6 +4,7 @@
 #include <zel/foundation/linux/FileDescriptor.h>
 
 #include <atomic>
+#include <ctime>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -103,6 +104,17 @@ bool FileSystem::exists(std::string const& path)
 {
     struct stat status;
     return ::lstat(path.c_str(), &status) == 0;
+}
+
+String FileSystem::modificationDate(std::string const& path)
+{
+    struct stat status;
+    struct tm parts;
+    if (::stat(path.c_str(), &status) != 0 || !::gmtime_r(&status.st_mtim.tv_sec, &parts))
+        return String();
+    char text[32];
+    std::size_t const length = std::strftime(text, sizeof text, "%Y-%m-%d", &parts);
+    return String(std::string_view(text, length));
 }
 
 } // namespace zel

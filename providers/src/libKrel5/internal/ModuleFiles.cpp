@@ -7,6 +7,7 @@
 #include <zel/foundation/FileSystem.h>
 #include <zel/foundation/Logger.h>
 #include <zel/foundation/OStream.h>
+#include <zel/foundation/System.h>
 
 namespace krel5 {
 namespace {
@@ -36,6 +37,10 @@ bool ModuleFiles::write(zel::String const& name, zel::String const& content)
 
 void ModuleFiles::writeMetadata()
 {
+    // Nobody tells the library when the module was built; its program file does.
+    zel::ModuleImp& module = ModuleCommon::module();
+    if (module.buildDate().empty())
+        module.setBuildDate(zel::FileSystem::modificationDate(zel::System::executablePath().bytes()));
     zel::String const name = fileName(".w4m");
     if (write(name, metadataText()))
         zel::OStream::out() << "Created " << name << zel::endl;
