@@ -87,7 +87,7 @@ TEST_F(Resources, escapesAndLibraries)
 // Whatever a text or a key holds, it comes back from the line that it was written as.
 TEST_F(Resources, everyTextSurvivesItsLine)
 {
-    std::vector<String> texts{String(u"a\0b", 3)};
+    std::vector<String> texts{String(std::string_view("a\0b", 3))};
     for (char const* text : {"a\nb",
                              "\\n",
                              "\\",
