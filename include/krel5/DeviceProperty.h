@@ -1,14 +1,14 @@
 #pragma once
 // One named value of a device: a serial number, a size, a temperature.
 //
-//     static DeviceProperty* serial = SysInfoModule::createDeviceProperty("SerialNumber", PropertyCategory::SysInfo(),
+//     static DeviceProperty* serial = SysInfoModule::createDeviceProperty("SerialNumber",
+//     PropertyCategory::SysInfo(),
 //                                         DataType::STRING(), DeviceCapability::HardDrive());
 //     device->addProperty(serial->setValue("S3X9NX0M"));
 //
-// A property that a device holds is reached through the device; a property that the module declared is the pattern
-// from which devices take copies.
-// Thread rule: one object is not used from two threads at once; see SyncDeviceProperty for filling many devices from
-// several threads.
+// A property that a device holds is reached through the device; a property that the module declared is the
+// pattern from which devices take copies. Thread rule: one object is not used from two threads at once; see
+// SyncDeviceProperty for filling many devices from several threads.
 
 #include <krel5/DataHolder.h>
 #include <krel5/Export.h>
@@ -33,8 +33,8 @@ class KREL5_EXPORT DeviceProperty
 public:
     /// Wraps a property that belongs to a device. For the library's own use.
     explicit DeviceProperty(zel::PropertyImp* property);
-    /// A property of its own, made from a declared specification. For the library's own use; the factories of the
-    /// module facades are the way to get one.
+    /// A property of its own, made from a declared specification. For the library's own use; the factories of
+    /// the module facades are the way to get one.
     explicit DeviceProperty(zel::PropertySpecImp* specification);
     DeviceProperty(DeviceProperty const& other);
     DeviceProperty& operator=(DeviceProperty const& other);
@@ -42,8 +42,8 @@ public:
 
     /// Unique within its device; valid as long as this handle.
     KrelString const& key() const;
-    /// Texts "Property.{key}.Name" and ".Description" in the current language; the name that the specification
-    /// carries, else the key, where no text exists.
+    /// Texts "Property.{key}.Name" and ".Description" in the current language; the name that the
+    /// specification carries, else the key, where no text exists.
     KrelString const& localizedName() const;
     KrelString const& localizedDescription() const;
     /// Type of the value as declared.
@@ -57,8 +57,8 @@ public:
     /// Stores a copy of the value. Returns this.
     DeviceProperty* setValue(Value const& value);
 
-    /// The group property under which this one is shown; null: top level. The group must outlive this property.
-    /// Returns this.
+    /// The group property under which this one is shown; null: top level. The group must outlive this
+    /// property. Returns this.
     DeviceProperty* setGroup(DeviceProperty const* group);
     DeviceProperty const* group() const;
 
@@ -67,9 +67,9 @@ public:
 
     /// Makes this property show a property of another device: its value becomes the string array (`device`,
     /// `propertyKey`, key of the local parent group or "").
-    /// Throws KrelException outside the enumeration of devices and when this property's category does not hold
-    /// LinkInFromDevice and Group; CannotAddPropertyLinkToNonGroupProperty when the parent is no group. Nothing
-    /// has changed then. Returns this.
+    /// Throws KrelException outside the enumeration of devices and when this property's category does not
+    /// hold LinkInFromDevice and Group; CannotAddPropertyLinkToNonGroupProperty when the parent is no group.
+    /// Nothing has changed then. Returns this.
     DeviceProperty* linkInFromDevice(KrelString const& device, KrelString const& propertyKey,
                                      DeviceProperty* localParentGroup);
 

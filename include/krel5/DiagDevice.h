@@ -6,7 +6,8 @@
 //         int file = open(device.osLocator().getUTF8Buffer(), O_RDONLY);
 //         if (DeviceProperty const* size = device.property("Size")) ...
 //
-// Thread rule: every operation takes the library's one mutex; a returned reference stays valid as long as the device.
+// Thread rule: every operation takes the library's one mutex; a returned reference stays valid as long as the
+// device.
 
 #include <krel5/DataHolder.h>
 #include <krel5/Export.h>
@@ -55,8 +56,8 @@ public:
     /// In order of addition. Throws IndexOutOfBoundsException(0, count - 1, index).
     DeviceProperty const& getProperty(unsigned int index) const;
 
-    /// Says that the test applies to this device; for the enumerate-tests callback. A null test is a programming
-    /// error (internal error). Throws AlreadyAddedException when the test is there already.
+    /// Says that the test applies to this device; for the enumerate-tests callback. A null test is a
+    /// programming error (internal error). Throws AlreadyAddedException when the test is there already.
     void addTest(Test* test);
 
     /// The record behind the handle. For the library's own use.

@@ -9,14 +9,14 @@
 //         return DiagModule::start();
 //     }
 //
-// The order: command line and version, then objects, then start(). Objects may also be made inside the module-init
-// callback; after start() has begun, every set-up operation and factory throws InvalidInitException. From start() on
-// the library owns the process: it parses the command line, finds devices, runs tests, reports, and returns the exit
-// status, which is TestResult::value() of the verdict.
+// The order: command line and version, then objects, then start(). Objects may also be made inside the
+// module-init callback; after start() has begun, every set-up operation and factory throws
+// InvalidInitException. From start() on the library owns the process: it parses the command line, finds
+// devices, runs tests, reports, and returns the exit status, which is TestResult::value() of the verdict.
 //
-// Thread rule: set-up and start() belong to the main thread, and the test callbacks run there. The operations of the
-// groups "progress", "events" and "checkForStop" may be called from any thread while a test runs; they take the
-// library's one mutex.
+// Thread rule: set-up and start() belong to the main thread, and the test callbacks run there. The operations
+// of the groups "progress", "events" and "checkForStop" may be called from any thread while a test runs; they
+// take the library's one mutex.
 
 #include <krel5/Export.h>
 #include <krel5/MessageBox.h>
@@ -54,18 +54,20 @@ public:
     using MsgBoxCallback = void (*)(DiagDevice const&);
 
     /// Time-out values for setTimeOut and createMessageBox, in seconds.
-    static unsigned int const INFINITE_TIMEOUT;    ///< wait for ever
-    static unsigned int const FROM_SETTINGS_FILE;  ///< the settings file's "TimeOut.value"
+    static unsigned int const INFINITE_TIMEOUT;   ///< wait for ever
+    static unsigned int const FROM_SETTINGS_FILE; ///< the settings file's "TimeOut.value"
 
-    // ---- set-up, before start() -------------------------------------------------------------------------------
+    // ---- set-up, before start()
+    // -------------------------------------------------------------------------------
 
-    /// Hands over main's arguments. `argv[0]` gives the module its guid: the lower-cased base name of the file. A
-    /// command line that cannot be understood ends the process with INTERNALERROR and a message that names the word.
+    /// Hands over main's arguments. `argv[0]` gives the module its guid: the lower-cased base name of the
+    /// file. A command line that cannot be understood ends the process with INTERNALERROR and a message that
+    /// names the word.
     static void setCmdLineArgs(int argc, char const* const argv[]);
     /// Version that -version prints: "{major}.{minor}.{build}". Required.
     static void setVersion(unsigned int major, unsigned int minor, KrelString const& build);
-    /// Decides per device which tests apply, through DiagDevice::addTest, instead of the tests' own capabilities and
-    /// requirements.
+    /// Decides per device which tests apply, through DiagDevice::addTest, instead of the tests' own
+    /// capabilities and requirements.
     static void setEnumTestsCallback(EnumTestsCallback callback);
     /// Runs inside start() before anything else; may make objects. An exception in it ends the start.
     static void setModuleInitCallback(Callback callback);
@@ -76,42 +78,47 @@ public:
     /// Names a library whose texts ("{name}.w4p") the module's text files depend on.
     static void registerLocalizedLibrary(KrelString const& name);
 
-    // ---- factories, before start() or in the module-init callback ------------------------------------------------
-    // Each returns an object of the library that lives as long as the process. A key is the object's name in files
-    // and texts: not empty, no blanks, unique among objects of its kind. Errors: InvalidKeyException,
-    // AlreadyCreatedException, InvalidInitException (too late); nothing was made then.
+    // ---- factories, before start() or in the module-init callback
+    // ------------------------------------------------ Each returns an object of the library that lives as
+    // long as the process. A key is the object's name in files and texts: not empty, no blanks, unique among
+    // objects of its kind. Errors: InvalidKeyException, AlreadyCreatedException, InvalidInitException (too
+    // late); nothing was made then.
 
-    static Test* createTest(KrelString const& key, DeviceCapability const& capability, Test::Callback callback);
+    static Test* createTest(KrelString const& key, DeviceCapability const& capability,
+                            Test::Callback callback);
     static Test* createTest(KrelString const& key, DeviceCapability const& capability,
                             Test::ReferenceCallback callback);
-    /// `defaultText` is the value, read as `type`, when the settings file has none; "" means no default. The start
-    /// refuses a `required` parameter that the settings file does not set, and a value outside `validRange` (see
-    /// Test::addDevicePropertyRequirement). `isGlobal`: handed down to every test of the module. Throws
-    /// InvalidCreationException for a default or a range that cannot be read.
-    static Parameter* createParameter(KrelString const& key, DataType const& type, KrelString const& defaultText,
-                                      bool required, bool isGlobal = false, KrelString const& validRange = "");
+    /// `defaultText` is the value, read as `type`, when the settings file has none; "" means no default. The
+    /// start refuses a `required` parameter that the settings file does not set, and a value outside
+    /// `validRange` (see Test::addDevicePropertyRequirement). `isGlobal`: handed down to every test of the
+    /// module. Throws InvalidCreationException for a default or a range that cannot be read.
+    static Parameter* createParameter(KrelString const& key, DataType const& type,
+                                      KrelString const& defaultText, bool required, bool isGlobal = false,
+                                      KrelString const& validRange = "");
     /// Event codes count from 1 in order of creation.
     static Event* createEvent(KrelString const& key);
     static LocalizedString* createLocalizedString(KrelString const& key);
     /// `text` is shown where the text files have nothing for the key.
     static LocalizedString* createLocalizedString(KrelString const& key, KrelString const& text);
 
-    // ---- run -------------------------------------------------------------------------------------------------------
+    // ---- run
+    // -------------------------------------------------------------------------------------------------------
 
     /// Does what the command line asks. Returns the exit status.
     static int start();
-    /// The two actions of start(), and the matching of tests to devices that the first begins with. Called by start();
-    /// rarely of use to a module.
+    /// The two actions of start(), and the matching of tests to devices that the first begins with. Called by
+    /// start(); rarely of use to a module.
     static TestResult enumTests();
     static TestResult runTest();
     static void doTestEnumeration();
-    /// Whether the test should stop: somebody asked (engine, Ctrl-C, requestAbort) or the engine is gone. Cheap;
-    /// call it at least every 100 ms and return USERABORTED.
+    /// Whether the test should stop: somebody asked (engine, Ctrl-C, requestAbort) or the engine is gone.
+    /// Cheap; call it at least every 100 ms and return USERABORTED.
     static bool checkForStop();
     /// Asks the running test to stop, from inside the module.
     static void requestAbort();
 
-    // ---- progress of the running test ----------------------------------------------------------------------------
+    // ---- progress of the running test
+    // ----------------------------------------------------------------------------
 
     /// 0 to 100. Only growing values go out, at most two a second; 0 and 100 always.
     static void percentDone(int percent);
@@ -125,27 +132,31 @@ public:
     /// As progress(text). `milliseconds` is the shortest time between two texts.
     static void progressTimed(double milliseconds, LocalizedString const* text);
 
-    // ---- events of the running test --------------------------------------------------------------------------------
-    // `file` and `line` say where: __FILE__, __LINE__. Without a running test an error is logged and nothing sent.
+    // ---- events of the running test
+    // -------------------------------------------------------------------------------- `file` and `line` say
+    // where: __FILE__, __LINE__. Without a running test an error is logged and nothing sent.
 
     static void sendEvent(Event const* event, EventType const& type, KrelString const& file, int line);
     static void informative(Event const* event, KrelString const& file, int line);
     static void warning(Event const* event, KrelString const& file, int line);
     static void error(Event const* event, KrelString const& file, int line);
 
-    // ---- questions to the person ---------------------------------------------------------------------------------
+    // ---- questions to the person
+    // ---------------------------------------------------------------------------------
 
-    /// Asks and waits for the answer. Where nobody can be asked (prompting switched off, no terminal) the default
-    /// answer is taken and logged. `shown` is called with the device under test just before the box appears; `parent`
-    /// is the window it belongs to, where there are windows. Throws KrelException when no test is running.
+    /// Asks and waits for the answer. Where nobody can be asked (prompting switched off, no terminal) the
+    /// default answer is taken and logged. `shown` is called with the device under test just before the box
+    /// appears; `parent` is the window it belongs to, where there are windows. Throws KrelException when no
+    /// test is running.
     static MsgBoxReturn createMessageBox(MsgBoxType type, KrelString const& title, KrelString const& text,
                                          MsgBoxOption option = MsgBoxOption::DEFAULTFIRST,
-                                         LookAndFeel lookAndFeel = LookAndFeel::QUESTION, void* parent = nullptr,
-                                         MsgBoxCallback shown = nullptr);
+                                         LookAndFeel lookAndFeel = LookAndFeel::QUESTION,
+                                         void* parent = nullptr, MsgBoxCallback shown = nullptr);
     static bool promptEnabled();
     static bool GUIPromptSupported();
 
-    // ---- queries -----------------------------------------------------------------------------------------------------
+    // ---- queries
+    // -----------------------------------------------------------------------------------------------------
 
     /// Null when no test is running.
     static Test* getCurrentTest();
@@ -166,10 +177,12 @@ public:
     static unsigned int getTimeOut();
     static void setTimeOut(unsigned int seconds);
     static void clearTimeOut();
-    /// The engine's state, or null when there is no engine. `merge`: take it into the module's own state as well.
+    /// The engine's state, or null when there is no engine. `merge`: take it into the module's own state as
+    /// well.
     static zel::StateManager* getCurrentStateManagerFromEngine(bool merge);
 
-    // ---- observers -----------------------------------------------------------------------------------------------------
+    // ---- observers
+    // -----------------------------------------------------------------------------------------------------
 
     /// Null is a programming error; one observer registered twice is called once.
     static void registerObserver(TestObserver* observer);
@@ -180,7 +193,8 @@ private:
     friend struct DiagModuleRun;
     friend struct DiagModuleObservers;
     static void doPercentDone(int percent);
-    static void sendEventImp(Event const& event, zel::EventTypeImp const& type, zel::String const& file, int line);
+    static void sendEventImp(Event const& event, zel::EventTypeImp const& type, zel::String const& file,
+                             int line);
     static void sendPreparedEvent(zel::TestRunEventImp event);
     static void notifyResult(Test const& test, TestResult const& result);
     static void internalErrorPost(KrelException const& error);

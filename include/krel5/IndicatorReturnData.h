@@ -20,8 +20,8 @@ public:
     IndicatorReturnData& operator=(IndicatorReturnData const& other);
     ~IndicatorReturnData();
 
-    /// Appends a copy of the property with its value. The first value given for a key wins: a later property of the
-    /// same key leaves the set unchanged. Returns the set itself.
+    /// Appends a copy of the property with its value. The first value given for a key wins: a later property
+    /// of the same key leaves the set unchanged. Returns the set itself.
     IndicatorReturnData& setProperty(DeviceProperty const& property);
     unsigned int propertyCount() const;
     /// In order of insertion. Throws IndexOutOfBoundsException(0, count - 1, index).

@@ -65,7 +65,8 @@ public:
     /// Returns false, and leaves `out` alone, without such a line; ParameterNotValidException for one that
     /// cannot be taken.
     bool getFileGlobalSetting(Value& out) const;
-    /// The same for the test or indicator `parentKey` ("Test.{parentKey}.{key}.value").
+    /// The same for the test `parentKey` ("Test.{parentKey}.{key}.value"), else for the indicator of that key
+    /// ("Indicator.{parentKey}.{key}.value").
     bool getFileSettingForParent(zel::String const& parentKey, Value& out) const;
 
     /// For the library's own use: takes the values of that run.
@@ -80,7 +81,7 @@ public:
 private:
     ParameterInternalData& data();
     ParameterInternalData const& data() const;
-    bool fileSetting(zel::String const& settingsKey, Value& out) const;
+    bool fileSetting(zel::String const& settingsKey, zel::String const& parentKey, Value& out) const;
 
     DataHolder<ParameterInternalData> m_holder;
 };

@@ -5,8 +5,8 @@
 //                                        DeviceCapability::HardDrive());
 //     device->addPropertyValue(s_serial, Value("S3X9NX0M"));
 //
-// Thread rule: the object has a mutex of its own; SysInfoDevice::addPropertyValue takes it, after the library's, so
-// that setting the value and copying it to the device are one step.
+// Thread rule: the object has a mutex of its own; SysInfoDevice::addPropertyValue takes it, after the
+// library's, so that setting the value and copying it to the device are one step.
 
 #include <krel5/DeviceProperty.h>
 
@@ -17,8 +17,8 @@ struct SyncDevicePropertyMutex;
 class KREL5_EXPORT SyncDeviceProperty
 {
 public:
-    /// Declares the property through the same factory as createDeviceProperty, so before start() or inside the
-    /// module-init callback. Errors as there: InvalidKeyException, InvalidInitException.
+    /// Declares the property through the same factory as createDeviceProperty, so before start() or inside
+    /// the module-init callback. Errors as there: InvalidKeyException, InvalidInitException.
     SyncDeviceProperty(char const* key, PropertyCategory const& category, DataType const& type,
                        DeviceCapability const& capability);
     /// The same, shown under `group`.

@@ -5,9 +5,9 @@
 //         ->setSupportsParallelTesting(true)
 //         ->addDevicePropertyRequirement("Size", "1..");
 //
-// Made by DiagModule::createTest; belongs to the library and lives as long as the process. Setters return this and
-// are for the time before start() and the module-init callback.
-// Thread rule: used by the module's main flow only.
+// Made by DiagModule::createTest; belongs to the library and lives as long as the process. Setters return
+// this and are for the time before start() and the module-init callback. Thread rule: used by the module's
+// main flow only.
 
 #include <krel5/DataHolder.h>
 #include <krel5/Export.h>
@@ -34,7 +34,8 @@ public:
     using ReferenceCallback = TestResult const& (*)(DiagDevice const&);
 
     /// For the library's own use: `defaultName` is the name shown where no localized text exists. Throws
-    /// InvalidKeyException for a key that is empty or holds a blank, InvalidCreationException for a null callback.
+    /// InvalidKeyException for a key that is empty or holds a blank, InvalidCreationException for a null
+    /// callback.
     Test(KrelString const& key, KrelString const& defaultName, DeviceCapability const& capability,
          Callback callback);
     Test(KrelString const& key, KrelString const& defaultName, DeviceCapability const& capability,
@@ -57,28 +58,28 @@ public:
     /// True, and the event stored, when the settings make every run of this test send an event.
     bool getForcedEvent(zel::TestRunEventImp& event) const;
 
-    Test* setInteractive(bool interactive);       ///< asks the person something; default false
-    Test* setCreatesOwnGUI(bool createsOwnGui);   ///< default false
-    Test* setDestructive(bool destructive);       ///< changes data on the device; default false
+    Test* setInteractive(bool interactive);     ///< asks the person something; default false
+    Test* setCreatesOwnGUI(bool createsOwnGui); ///< default false
+    Test* setDestructive(bool destructive);     ///< changes data on the device; default false
     Test* setSupportsParallelTesting(bool supportsParallelTesting); ///< default false
-    Test* setEnumeratesOnlyOnce(bool onlyOnce);   ///< goes to the one device of greatest rank; default false
-    Test* setMinShutdownSeconds(unsigned seconds);///< time to end after a stop request; default 5
-    Test* setUsesNoGlobalParameters();            ///< the module's global parameters are not handed down to it
+    Test* setEnumeratesOnlyOnce(bool onlyOnce);    ///< goes to the one device of greatest rank; default false
+    Test* setMinShutdownSeconds(unsigned seconds); ///< time to end after a stop request; default 5
+    Test* setUsesNoGlobalParameters(); ///< the module's global parameters are not handed down to it
 
     /// A device with this capability must exist in the machine.
     Test* addDeviceExistenceRequirement(DeviceCapability const& capability);
     /// No device with this capability may exist.
     Test* addDeviceAbsenceRequirement(DeviceCapability const& capability);
-    /// The device must have the property, with a value in the valid range: single values and `low..high` spans
-    /// separated by commas, either end open; an empty range takes any value. Throws InvalidCreationException for a
-    /// range that cannot be read.
+    /// The device must have the property, with a value in the valid range: single values and `low..high`
+    /// spans separated by commas, either end open; an empty range takes any value. Throws
+    /// InvalidCreationException for a range that cannot be read.
     Test* addDevicePropertyRequirement(KrelString const& propertyKey, KrelString const& validRange);
     /// The device must not have the property with a value in the range. Errors as above.
     Test* addDevicePropertyExclusion(KrelString const& propertyKey, KrelString const& validRange);
     /// Further devices that the test can use beside the one it tests; see DiagModule::optionalDevice.
     Test* addOptionalDeviceCapabilities(DeviceCapability const& capability);
-    /// Gives the test a parameter. Null is a programming error. Throws AlreadyAddedException when the test has a
-    /// parameter of that key.
+    /// Gives the test a parameter. Null is a programming error. Throws AlreadyAddedException when the test
+    /// has a parameter of that key.
     Test* addParameter(Parameter const* parameter);
 
     /// Calls the callback.

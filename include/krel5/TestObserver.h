@@ -9,9 +9,9 @@ class KrelString;
 class Test;
 class TestResult;
 
-/// Registered with DiagModule::registerObserver; does not belong to the library and must outlive its registration.
-/// Called on the thread that reports, after the report has gone out. An exception that leaves an observer is treated
-/// as one of the test.
+/// Registered with DiagModule::registerObserver; does not belong to the library and must outlive its
+/// registration. Called on the thread that reports, after the report has gone out. An exception that leaves
+/// an observer is treated as one of the test.
 class KREL5_EXPORT TestObserver
 {
 public:

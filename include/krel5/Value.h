@@ -49,6 +49,8 @@ public:
     Value(double value, DataType const& type);
     /// A real number alone does not say whether it is a DOUBLE or a PERCENT.
     Value(double) = delete;
+    /// Any other pointer would silently become a BOOLEAN.
+    Value(void const*) = delete;
     Value(char const* utf8);           ///< STRING; null counts as empty
     Value(unsigned short const* ucs2); ///< STRING; null counts as empty
     Value(KrelString const& value);    ///< STRING

@@ -214,7 +214,7 @@ TEST_F(ModuleTest, PassAndFailAndTheirReports)
 
     Outcome const events = runTest("events");
     EXPECT_TRUE(holds(events.out, "Warning (1) : The "));
-    EXPECT_TRUE(holds(events.out, "a note\na note\nlooking around\nEstimated Time Left: 7\n"));
+    EXPECT_TRUE(holds(events.out, "a notea notelooking aroundEstimated Time Left: 7\n"));
     EXPECT_EQ(events.status, 0);
     EXPECT_EQ(runTest("quit").status, 53);
 }

@@ -77,8 +77,9 @@ TEST(Value, isMadeFromEveryIntegerType)
     EXPECT_EQ(typeOf(Value(0)), "INT32");
     EXPECT_EQ(typeOf(Value("text")), "STRING");
     EXPECT_FALSE((std::is_constructible_v<Value, double>)) << "a real number needs its type";
-    EXPECT_EQ(messageOf<InvalidDataTypeException>([] { Value const refused(std::numeric_limits<long>::min()); }),
-              "invalid data type : in \"Value::Value(long)\" encountered invalid data type \"INVALID\".");
+    EXPECT_EQ(
+        messageOf<InvalidDataTypeException>([] { Value const refused(std::numeric_limits<long>::min()); }),
+        "invalid data type : in \"Value::Value(long)\" encountered invalid data type \"INVALID\".");
 }
 
 TEST(Value, ofARealNumberIsDoubleOrPercent)

@@ -19,7 +19,11 @@ class Array
 {
 public:
     Array() = default;
-    Array(std::initializer_list<T> elements) : m_elements(elements) {}
+    Array(std::initializer_list<T> elements)
+    try : m_elements(elements) {
+    } catch (std::bad_alloc const&) {
+        throwTooLarge(elements.size());
+    }
 
     std::size_t size() const noexcept { return m_elements.size(); }
     bool empty() const noexcept { return m_elements.empty(); }

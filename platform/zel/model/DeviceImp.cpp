@@ -62,6 +62,11 @@ bool DeviceImp::removeProperty(String const& key)
     if (found == m_propertyIndex.end())
         return false;
     std::size_t const index = found->second;
+    for (String const& childKey : m_properties[index]->children())
+        if (PropertyImp* const child = property(childKey))
+            child->setPartOfGroup(false);
+    for (auto const& other : m_properties)
+        other->removeChild(key);
     m_properties.erase(m_properties.begin() + static_cast<std::ptrdiff_t>(index));
     m_propertyIndex.erase(found);
     for (auto& entry : m_propertyIndex)
@@ -92,6 +97,17 @@ PropertyImp* DeviceImp::property(String const& key)
 PropertyImp const* DeviceImp::property(String const& key) const
 {
     return const_cast<DeviceImp*>(this)->property(key);
+}
+
+PropertyImp* DeviceImp::groupOf(PropertyImp const& property) const
+{
+    if (!property.isPartOfGroup())
+        return nullptr;
+    for (auto const& one : m_properties)
+        if (std::find(one->children().begin(), one->children().end(), property.key()) !=
+            one->children().end())
+            return one.get();
+    return nullptr;
 }
 
 PropertyImp* DeviceImp::firstProperty()
@@ -134,6 +150,24 @@ bool DeviceImp::mergeFrom(DeviceImp const& other)
             continue;
         else
             mine->setValue(theirs->value());
+        changed = true;
+    }
+    for (auto const& theirs : other.m_properties)
+        changed |= mergeChildren(*theirs);
+    return changed;
+}
+
+// A property that has a group here keeps it.
+bool DeviceImp::mergeChildren(PropertyImp const& theirs)
+{
+    PropertyImp* const group = property(theirs.key());
+    bool changed = false;
+    for (String const& key : theirs.children()) {
+        PropertyImp* const child = property(key);
+        if (!child || groupOf(*child))
+            continue;
+        group->addChild(child);
+        child->setPartOfGroup(true);
         changed = true;
     }
     return changed;

@@ -48,7 +48,7 @@ public:
 
     /// Stores a copy and returns it. Throws StateException when the key is there already.
     PropertyImp& addProperty(PropertyImp const* property);
-    /// Removes it; false when there is none. Its children stay.
+    /// Removes it; false when there is none. Its children stay, at top level.
     bool removeProperty(String const& key);
     std::size_t propertyCount() const noexcept { return m_properties.size(); }
     /// In order of addition. Throws IndexOutOfBoundsException.
@@ -57,12 +57,14 @@ public:
     /// Null when absent.
     PropertyImp* property(String const& key);
     PropertyImp const* property(String const& key) const;
+    /// The group under which the property is shown; null at top level.
+    PropertyImp* groupOf(PropertyImp const& property) const;
     /// One cursor a device: the first call restarts it; null at the end.
     PropertyImp* firstProperty();
     PropertyImp* nextProperty();
 
     /// Takes over what `other` knows about the same device: texts that are empty here, capabilities, child
-    /// buses, state, and every property, whose newer value wins. Returns whether anything changed.
+    /// buses, state, every property, whose newer value wins, and its group. Returns whether anything changed.
     bool mergeFrom(DeviceImp const& other);
 
     /// Text of a device: level 0 is one line with the name; level 1 adds guid, locators, type, capabilities
@@ -73,6 +75,7 @@ public:
 
 private:
     DeviceImp() = default;
+    bool mergeChildren(PropertyImp const& theirs);
     void printProperty(PropertyImp const& property, String const& indent, String& out, int depth) const;
 
     String m_guid, m_name, m_description, m_osLocator, m_hwLocator;

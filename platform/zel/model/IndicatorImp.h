@@ -2,12 +2,12 @@
 
 #include <zel/model/CapabilityImp.h>
 #include <zel/model/ParameterImp.h>
+#include <zel/model/SettingsResource.h>
 
 #include <deque>
+#include <vector>
 
 namespace zel {
-
-class SettingsResource;
 
 /// The record of one indicator: a function that samples a device, or, without a device, looks at the machine.
 class ZEL_EXPORT IndicatorImp
@@ -34,8 +34,16 @@ public:
     Flags& flags() noexcept { return m_flags; }
     Flags const& flags() const noexcept { return m_flags; }
 
+    /// Stores a copy; false when the key is there.
     bool addParameter(ParameterImp const& parameter);
     std::deque<ParameterImp> const& parameters() const noexcept { return m_parameters; }
+
+    /// Gives each parameter its value from the settings file and reads the switch "Enable". Returns what the
+    /// file says wrongly; such a parameter keeps no value.
+    std::vector<SettingsError> resolveParameterData(SettingsResource const& settings);
+    /// How the settings file switches the indicator, as resolveParameterData found it.
+    bool isEnabledInIniFile() const noexcept { return m_enabled == SettingsResource::Enable::Enabled; }
+    bool isSwitchedOff() const noexcept { return m_switchedOff; }
 
     bool operator==(IndicatorImp const& other) const noexcept { return m_guid == other.m_guid; }
 
@@ -46,6 +54,8 @@ private:
     bool m_isFree;
     Flags m_flags;
     std::deque<ParameterImp> m_parameters;
+    SettingsResource::Enable m_enabled = SettingsResource::Enable::NotSet;
+    bool m_switchedOff = false;
 };
 
 } // namespace zel

@@ -74,7 +74,7 @@ std::optional<String> ParameterImp::reasonAgainst(ValueImp const& value) const
 std::optional<SettingsError> ParameterImp::resolve(SettingsResource const& settings)
 {
     if (!m_declarationError.empty())
-        return SettingsError{String(), 0, m_key, m_declarationError};
+        return SettingsError{String(), 0, m_key, m_declarationError, m_key};
     String key = settingsKey();
     auto const* entry = settings.find(key);
     if (!entry && m_global) {
@@ -83,8 +83,12 @@ std::optional<SettingsError> ParameterImp::resolve(SettingsResource const& setti
     }
     if (!entry)
         return std::nullopt;
-    auto const error = setValueText(entry->m_text, ParameterSourceImp::SETTINGSFILE());
-    return error ? std::optional(settings.error(key, *entry, error->m_reason)) : std::nullopt;
+    auto error = setValueText(entry->m_text, ParameterSourceImp::SETTINGSFILE());
+    if (error) {
+        error = settings.error(key, *entry, error->m_reason);
+        error->m_parameter = m_key;
+    }
+    return error;
 }
 
 std::optional<SettingsError> ParameterImp::setValueText(String const& text, ParameterSourceImp const& source)
@@ -92,7 +96,7 @@ std::optional<SettingsError> ParameterImp::setValueText(String const& text, Para
     String reason;
     if (auto const value = ValueImp::parse(text, m_type, reason))
         return setValue(*value, source);
-    return SettingsError{String(), 0, m_key, reason};
+    return SettingsError{String(), 0, m_key, reason, m_key};
 }
 
 std::optional<SettingsError> ParameterImp::setValue(ValueImp const& value, ParameterSourceImp const& source)
@@ -105,7 +109,7 @@ std::optional<SettingsError> ParameterImp::setValue(ValueImp const& value, Param
     if (reason.empty())
         reason = reasonAgainst(*converted).value_or(String());
     if (!reason.empty())
-        return SettingsError{String(), 0, m_key, reason};
+        return SettingsError{String(), 0, m_key, reason, m_key};
     m_value = *converted;
     m_source = source;
     return std::nullopt;
@@ -116,9 +120,9 @@ std::shared_ptr<SettingsResource const> ParameterImp::getSettingsResource() cons
     return SettingsResource::ofModule(m_moduleGuid);
 }
 
-String ParameterImp::settingsKeyForParent(String const& parentKey) const
+String ParameterImp::settingsKeyForParent(String const& kind, String const& parentKey) const
 {
-    return m_parentKind + String(".") + parentKey + String(".") + m_key + String(".value");
+    return kind + String(".") + parentKey + String(".") + m_key + String(".value");
 }
 
 String ParameterImp::globalSettingsKey() const { return String("Parameter.") + m_key + String(".value"); }

@@ -62,8 +62,8 @@ public:
 
     /// Settings of the module that the parameter belongs to. Never null.
     std::shared_ptr<SettingsResource const> getSettingsResource() const;
-    String settingsKey() const { return settingsKeyForParent(m_parentKey); }
-    String settingsKeyForParent(String const& parentKey) const;
+    String settingsKey() const { return settingsKeyForParent(m_parentKind, m_parentKey); }
+    String settingsKeyForParent(String const& kind, String const& parentKey) const;
     String globalSettingsKey() const;
 
 private:

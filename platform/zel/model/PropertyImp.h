@@ -37,7 +37,8 @@ public:
 
     ValueImp const& value() const { return m_live ? m_live->read() : m_value; }
     void setValue(ValueImp value);
-    /// From now on the value is the one that `live` holds. A copy of the record takes the value, not the link.
+    /// From now on the value is the one that `live` holds. A copy of the record takes the value, not the
+    /// link.
     void setLiveValue(std::shared_ptr<LiveValue> live) { m_live = std::move(live); }
 
     /// Guid of the specification as it was at the last update; the specification's own guid changes when its
@@ -49,7 +50,11 @@ public:
     void setPartOfGroup(bool partOfGroup) noexcept { m_partOfGroup = partOfGroup; }
     /// Keys of the properties shown under this one, in order of addition.
     std::vector<String> const& children() const noexcept { return m_children; }
-    void addChild(PropertyImp const* child) { m_children.push_back(child->key()); }
+    /// A key that is there already is not added again.
+    void addChild(PropertyImp const* child);
+    void removeChild(String const& key) { std::erase(m_children, key); }
+    /// Forgets what a copy brought along from the device of its original.
+    void leaveGroups();
 
     /// The value comes later, from another module.
     bool isDiscoveredLater() const noexcept { return m_discoveredLater; }

@@ -131,6 +131,15 @@ SettingsError SettingsResource::error(String const& key, KeyTextFile::Entry cons
     return {String(path()), entry.m_line, key, reason};
 }
 
+std::optional<SettingsError> SettingsResource::misfit(String const& key, DataTypeImp const& type) const
+{
+    auto const* const entry = find(key);
+    String reason;
+    if (!entry || ValueImp::parse(entry->m_text, type, reason))
+        return std::nullopt;
+    return error(key, *entry, reason);
+}
+
 SettingsResource::Enable SettingsResource::enable(String const& kind, String const& key) const
 {
     String const oldForm = kind + String(".") + key + String(".Enable");

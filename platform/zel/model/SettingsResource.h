@@ -2,6 +2,7 @@
 // The settings of a module, from its file `<guid>.w4i`. docs/settings-file.md has the format.
 
 #include <zel/foundation/String.h>
+#include <zel/model/DataTypeImp.h>
 #include <zel/model/KeyTextFile.h>
 
 #include <memory>
@@ -16,6 +17,7 @@ struct ZEL_EXPORT SettingsError
     int m_line = 0;
     String m_key;
     String m_reason;
+    String m_parameter = String(); ///< key of the parameter that it concerns; empty: none
 
     /// "mymod.w4i:12: Test.memory.size.value: ..."
     String toString() const;
@@ -46,6 +48,8 @@ public:
     /// its text is neither, the latter with a warning in the log.
     bool flag(String const& key, bool fallback) const;
     SettingsError error(String const& key, KeyTextFile::Entry const& entry, String const& reason) const;
+    /// What is wrong when the key is set to a text that cannot become the type.
+    std::optional<SettingsError> misfit(String const& key, DataTypeImp const& type) const;
 
     /// Enable switch of a test or an indicator: kind "Test" or "Indicator".
     enum class Enable {

@@ -123,8 +123,9 @@ public:
     std::size_t testRunCount() const;
 
     /// Takes in everything of `other`: unknown modules and devices are copied (with their place below a known
-    /// parent), known devices take over what is new (DeviceImp::mergeFrom), alerts and property
-    /// specifications likewise. Each difference is recorded as a change. `other` stays as it is.
+    /// parent), known devices take over what is new (DeviceImp::mergeFrom, a parent where there is none),
+    /// alerts and property specifications likewise. Each difference is recorded as a change. `other` stays as
+    /// it is.
     void mergeWithTracking(StateManager const& other);
     std::vector<Change> takeChanges();
 
@@ -138,6 +139,7 @@ private:
     void note(bool track, Change::Kind kind, String const& guid, String const& otherGuid = String());
     DeviceImp& copyDevice(DeviceImp const& theirs, StateManager const& other);
     void attach(DeviceImp& device, DeviceImp const* parent);
+    bool adoptParent(DeviceImp& mine, DeviceImp const* theirParent);
 
     RecordList<ModuleImp> m_modules;
     RecordList<DeviceImp> m_devices;

@@ -25,6 +25,19 @@ DeviceImp& StateManager::copyDevice(DeviceImp const& theirs, StateManager const&
     return *copied;
 }
 
+// A device keeps the parent that it has, and never comes to stand below itself.
+bool StateManager::adoptParent(DeviceImp& mine, DeviceImp const* theirParent)
+{
+    DeviceImp const* const parent = theirParent ? m_devices.find(theirParent->guid()) : nullptr;
+    if (!parent || parentOf(mine))
+        return false;
+    for (DeviceImp const* up = parent; up; up = parentOf(*up))
+        if (up == &mine)
+            return false;
+    attach(mine, parent);
+    return true;
+}
+
 void StateManager::mergeWithTracking(StateManager const& other)
 {
     mergePropertySpecs(other);
@@ -34,13 +47,18 @@ void StateManager::mergeWithTracking(StateManager const& other)
     for (std::size_t i = 0; i < other.deviceCount(); ++i) {
         DeviceImp const& theirs = *other.deviceAtIndex(i);
         if (DeviceImp* const mine = m_devices.find(theirs.guid())) {
-            note(mine->mergeFrom(theirs), Kind::DeviceUpdated, theirs.guid());
+            bool const placed = adoptParent(*mine, other.parentOf(theirs));
+            note(mine->mergeFrom(theirs) || placed, Kind::DeviceUpdated, theirs.guid());
         } else {
             copyDevice(theirs, other);
         }
     }
-    for (std::size_t i = 0; i < other.alertCount(); ++i)
-        addAlert(*other.alertAtIndex(i));
+    for (std::size_t i = 0; i < other.alertCount(); ++i) {
+        AlertImp const& theirs = *other.alertAtIndex(i);
+        AlertImp const* const mine = m_alerts.find(theirs.guid());
+        if (!mine || !(*mine == theirs))
+            addAlert(theirs);
+    }
 }
 
 void StateManager::createDeviceList(StateManager const& source, CapabilityImp const& capability,

@@ -16,6 +16,8 @@ void TestImp::setModuleGuid(String const& guid)
 {
     m_moduleGuid = guid;
     m_guid = guid + ".Test." + m_key;
+    for (ParameterImp& parameter : m_parameters)
+        parameter.setModuleGuid(guid);
 }
 
 void TestImp::addPropertyRequirement(DeviceRequirement requirement)
@@ -33,6 +35,8 @@ bool TestImp::addParameter(ParameterImp const& parameter)
         return false;
     m_parameters.push_back(parameter);
     m_parameters.back().setParent("Test", m_key);
+    if (!m_moduleGuid.empty())
+        m_parameters.back().setModuleGuid(m_moduleGuid);
     return true;
 }
 
@@ -70,8 +74,10 @@ std::vector<SettingsError> TestImp::resolveParameterData(SettingsResource const&
         auto const result = TestResultImp::getConstantByString(entry->m_text);
         if (result.toString() == entry->m_text)
             m_forcedResult = result;
-        else
+        else {
             errors.push_back(settings.error(resultKey, *entry, "no test result has this text"));
+            errors.back().m_parameter = "ForceResult";
+        }
     }
     if (auto const eventKey = settings.text(prefix + "ForceEvent.value"))
         m_forcedEvent = *eventKey;

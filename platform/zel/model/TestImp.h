@@ -27,7 +27,7 @@ public:
     String const& keyInModule() const noexcept { return m_key; }
     String const& guid() const noexcept { return m_guid; }
     String const& moduleGuid() const noexcept { return m_moduleGuid; }
-    /// The guid follows from the module's guid and the key.
+    /// The guid follows from the module's guid and the key; the parameters belong to the same module.
     void setModuleGuid(String const& guid);
     /// Place in the module's order of creation, from 0.
     unsigned index() const noexcept { return m_index; }

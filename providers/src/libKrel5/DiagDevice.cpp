@@ -113,7 +113,7 @@ DeviceProperty const& DiagDevice::getProperty(unsigned int index) const
     if (index >= imp().propertyCount())
         throw IndexOutOfBoundsException(0, static_cast<int>(imp().propertyCount()) - 1,
                                         static_cast<int>(index));
-    return handleOf(data().device->getProperty(index));
+    return handleOf(*data().device, data().device->getProperty(index));
 }
 
 void DiagDevice::addTest(Test* test)

@@ -28,6 +28,7 @@ bool DiagModule::s_progressTimedStarted = false;
 bool DiagModule::s_minTimePerTestMode = false;
 bool DiagModule::s_bPromptEnable = true;
 bool DiagModule::s_bGUIPromptSupported = false;
+DiagModule::MsgBoxCallback DiagModule::s_msgBoxCallback = nullptr;
 
 namespace {
 

@@ -19,6 +19,7 @@
 
 #include <zel/foundation/Logger.h>
 #include <zel/foundation/StopSignal.h>
+#include <zel/foundation/Stopwatch.h>
 #include <zel/foundation/System.h>
 #include <zel/model/GlobalParameters.h>
 #include <zel/model/MessageBoxImp.h>
@@ -28,6 +29,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <optional>
 #include <vector>
 
 namespace krel5 {
@@ -56,7 +58,8 @@ std::vector<TestObserver*> s_observers;
 template <typename Call>
 void notify(Call call)
 {
-    for (TestObserver* const observer : std::vector<TestObserver*>(s_observers))
+    zel::AutoMutex const guard(libraryMutex());
+    for (TestObserver* const observer : std::vector<TestObserver*>(s_observers)) // one may unregister itself
         call(*observer);
 }
 
@@ -77,6 +80,7 @@ bool DiagModule::checkForStop()
 {
     if (s_abortRequested || s_stopSeen || zel::StopSignal::requested())
         return true;
+    zel::AutoMutex const guard(libraryMutex()); // a backend is asked by one thread at a time
     CommInterface* const comm = ModuleCommon::comm();
     if (comm && comm->receiveStopMessage())
         s_stopSeen = true;
@@ -293,8 +297,9 @@ MsgBoxReturn DiagModule::createMessageBox(MsgBoxType type, KrelString const& tit
         answers.push_back({static_cast<int>(answer), answerText(answer)});
     zel::MessageBoxImp box(zel::String(prefix(lookAndFeel)) + title.zelString(), text.zelString(),
                            std::move(answers), static_cast<std::size_t>(option), row.cancel);
-    if (shown && s_testRunImp->device())
-        shown(DiagDevice(s_testRunImp->device()));
+    s_msgBoxCallback = shown;
+    if (s_msgBoxCallback && s_testRunImp->device())
+        s_msgBoxCallback(DiagDevice(s_testRunImp->device()));
     comm->sendMessageBox(box);
     return static_cast<MsgBoxReturn>(box.answer());
 }

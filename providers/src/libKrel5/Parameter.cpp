@@ -81,14 +81,18 @@ KrelString Parameter::toString() const
     return KrelString(imp().value().toString());
 }
 
-bool Parameter::getFileGlobalSetting(Value& out) const { return fileSetting(imp().globalSettingsKey(), out); }
+bool Parameter::getFileGlobalSetting(Value& out) const
+{
+    return fileSetting(imp().globalSettingsKey(), imp().parentKey(), out);
+}
 
 bool Parameter::getFileSettingForParent(zel::String const& parentKey, Value& out) const
 {
-    return fileSetting(imp().settingsKeyForParent(parentKey), out);
+    return fileSetting(imp().settingsKeyForParent("Test", parentKey), parentKey, out) ||
+           fileSetting(imp().settingsKeyForParent("Indicator", parentKey), parentKey, out);
 }
 
-bool Parameter::fileSetting(zel::String const& settingsKey, Value& out) const
+bool Parameter::fileSetting(zel::String const& settingsKey, zel::String const& parentKey, Value& out) const
 {
     auto const settings = imp().getSettingsResource();
     auto const* const entry = settings->find(settingsKey);
@@ -98,7 +102,7 @@ bool Parameter::fileSetting(zel::String const& settingsKey, Value& out) const
     if (auto const error = copy.setValueText(entry->m_text, zel::ParameterSourceImp::SETTINGSFILE())) {
         ZEL_LOG(logger(), zel::LogLevel::Error)
             << settings->error(settingsKey, *entry, error->m_reason).toString();
-        throw ParameterNotValidException(KrelString(imp().parentKey()), KrelString(imp().key()));
+        throw ParameterNotValidException(KrelString(parentKey), KrelString(imp().key()));
     }
     out = Value(copy.value());
     return true;

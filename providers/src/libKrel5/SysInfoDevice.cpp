@@ -118,14 +118,14 @@ DeviceProperty* SysInfoDevice::firstProperty()
 {
     zel::AutoMutex const guard(libraryMutex());
     zel::PropertyImp* const first = imp().firstProperty();
-    return first ? &handleOf(*first) : nullptr;
+    return first ? &handleOf(imp(), *first) : nullptr;
 }
 
 DeviceProperty* SysInfoDevice::nextProperty()
 {
     zel::AutoMutex const guard(libraryMutex());
     zel::PropertyImp* const next = imp().nextProperty();
-    return next ? &handleOf(*next) : nullptr;
+    return next ? &handleOf(imp(), *next) : nullptr;
 }
 
 // ---- changing
@@ -200,6 +200,7 @@ void SysInfoDevice::addPropertyInternal(zel::DeviceImp& device, DeviceProperty c
     device.addProperty(&property.imp());
     zel::PropertyImp* const addedProp = device.property(key);
     ZEL_ASSERT(addedProp);
+    addedProp->leaveGroups();
     if (!group)
         return;
     addedProp->setPartOfGroup(true);

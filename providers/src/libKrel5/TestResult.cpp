@@ -38,9 +38,7 @@ int TestResult::priority() const { return data().imp.priority(); }
 
 TestResult& TestResult::merge(TestResult const& other)
 {
-    zel::Array<zel::TestResultImp> results;
-    results.append(data().imp);
-    results.append(other.data().imp);
+    zel::Array<zel::TestResultImp> const results{data().imp, other.data().imp};
     data().imp = zel::TestResultImp::overallResult(results);
     return *this;
 }

@@ -26,22 +26,13 @@ zel::Logger& logger()
     return s_logger;
 }
 
-// Some texts go out as they are, without a line end. Whatever comes next then starts a line of its own.
-bool s_lineIsOpen = false;
+zel::OStream& out() { return zel::OStream::out(); }
 
-zel::OStream& out()
-{
-    if (s_lineIsOpen)
-        zel::OStream::out() << endl;
-    s_lineIsOpen = false;
-    return zel::OStream::out();
-}
-
+// Without a line end: the text may bring its own.
 void printAsIs(zel::String const& text)
 {
     out() << text;
-    zel::OStream::out().flush();
-    s_lineIsOpen = !text.empty() && !text.endsWith("\n");
+    out().flush();
 }
 
 zel::StateManager& manager() { return zel::StateManager::instance(); }
@@ -181,11 +172,7 @@ void CommStandAlone::sendFinalResult()
         out() << endl << "Final Result: " << run->result().toString() << endl << endl << endl;
 }
 
-void CommStandAlone::sendMessageBox(zel::MessageBoxImp& box)
-{
-    out();
-    presentOnConsole(box);
-}
+void CommStandAlone::sendMessageBox(zel::MessageBoxImp& box) { presentOnConsole(box); }
 
 void CommStandAlone::sendDeviceUpdateMessage(IndicatorReturnData const& data, zel::DeviceImp& device)
 {

@@ -17,10 +17,18 @@ struct DeviceInternalData
     KrelString osLocator, hwLocator;
 };
 
-/// The one handle of a property record, made on first request and kept in the record.
-inline DeviceProperty& handleOf(zel::PropertyImp& property)
+/// The one handle of a property record of `device`, made on first request and kept in the record. It knows
+/// the handle of its group.
+inline DeviceProperty& handleOf(zel::DeviceImp& device, zel::PropertyImp& property)
 {
-    return property.handleSlot().get<DeviceProperty>([&property] { return new DeviceProperty(&property); });
+    bool isNew = false;
+    DeviceProperty& handle = property.handleSlot().get<DeviceProperty>([&] {
+        isNew = true;
+        return new DeviceProperty(&property);
+    });
+    if (zel::PropertyImp* const group = isNew ? device.groupOf(property) : nullptr)
+        handle.setGroup(&handleOf(device, *group));
+    return handle;
 }
 
 /// The text of a record through a handle's cache.
@@ -36,7 +44,7 @@ inline KrelString const& cached(KrelString const& cache, zel::String const& text
 inline DeviceProperty* propertyOf(zel::DeviceImp& device, KrelString const& key, zel::Logger& logger)
 {
     if (zel::PropertyImp* const found = device.property(key.zelString()))
-        return &handleOf(*found);
+        return &handleOf(device, *found);
     ZEL_LOG(logger, zel::LogLevel::Warning)
         << "There is no property " << key.zelString() << " for device " << device.name();
     return nullptr;

@@ -1,7 +1,8 @@
 #include <internal/DiagModuleRun.h>
 
+#include <internal/ErrorReporting.h>
 #include <internal/Factories.h>
-#include <internal/ProgressFilter.h>
+#include <internal/LibraryMutex.h>
 
 #include <krel5/DiagDevice.h>
 #include <krel5/DiagModule.h>
@@ -27,7 +28,7 @@ zel::Logger& logger()
     return s_logger;
 }
 
-zel::Stopwatch s_sinceFirstPass; // of the run in minimum-time mode; main thread
+zel::Stopwatch s_sinceFirstPass; // of the run in minimum-time mode; guarded by the library mutex
 
 std::uint64_t steadyMilliseconds()
 {
@@ -55,6 +56,11 @@ TestResult DiagModuleRun::runAll(CommInterface& comm)
     zel::TestRunManager& queue = zel::TestRunManager::instance();
     ZEL_LOG(logger(), LogLevel::Information)
         << "StateManager::instance().testRunCount() = " << static_cast<std::uint64_t>(queue.testRunCount());
+    if (queue.testRunCount() == 0) { // an engine that sent none; nothing tested is nothing passed
+        ZEL_LOG(logger(), LogLevel::Error) << "There is no test to run";
+        ErrorReporting::tell("There is no test to run");
+        return TestResult::CANNOTRUN();
+    }
     TestResult overall = TestResult::PASS();
     for (std::size_t i = 0; i < queue.testRunCount(); ++i) {
         TestResult const result = runOne(comm, queue.testRunAtIndex(i));
@@ -84,9 +90,11 @@ Test& DiagModuleRun::testOf(zel::TestRunImp& run)
 
 void DiagModuleRun::bind(zel::TestRunImp& run)
 {
+    zel::AutoMutex const guard(libraryMutex());
     zel::TestRunManager::instance().setCurrent(&run);
     DiagModule::s_testRunImp = &run;
     DiagModule::s_minTimePerTestMode = run.minTime() != 0;
+    s_sinceFirstPass.reset();
     DiagModule::resetPercentDone();
     for (auto const& parameter : Factories::parameters())
         parameter->resetForTestRun(run);
@@ -105,16 +113,24 @@ TestResult DiagModuleRun::runOne(CommInterface& comm, zel::TestRunImp& run)
     zel::Stopwatch const elapsed;
     TestResult const result =
         DiagModule::s_minTimePerTestMode ? runForMinimumTime(run, test) : runOnce(run, test);
+    finish(comm, run, test, result, elapsed.getElapsed());
+    return result;
+}
+
+// A thread that the test left behind may still report: it sees the run whole, or none.
+void DiagModuleRun::finish(CommInterface& comm, zel::TestRunImp& run, Test const& test,
+                           TestResult const& result, double seconds)
+{
+    zel::AutoMutex const guard(libraryMutex());
     DiagModule::s_minTimePerTestMode = false;
     DiagModule::doPercentDone(100);
     run.setFinalResult(result.imp());
-    ZEL_LOG(logger(), LogLevel::Information) << "test done elapsed time: " << elapsed.getElapsed();
+    ZEL_LOG(logger(), LogLevel::Information) << "test done elapsed time: " << seconds;
     run.setState(zel::TestStateImp::EXITED());
     comm.sendFinalResult();
     DiagModule::notifyResult(test, result);
     DiagModule::s_testRunImp = nullptr;
     zel::TestRunManager::instance().setCurrent(nullptr);
-    return result;
 }
 
 TestResult DiagModuleRun::callTest(zel::TestRunImp& run, Test& test)
@@ -177,6 +193,7 @@ void DiagModuleRun::associateTests(zel::DeviceImp& device)
 
 int DiagModuleRun::minimumTimePercent()
 {
+    zel::AutoMutex const guard(libraryMutex());
     unsigned const seconds = DiagModule::s_testRunImp ? DiagModule::s_testRunImp->minTime() : 0;
     if (seconds == 0)
         return 100;
@@ -191,7 +208,6 @@ TestResult DiagModuleRun::runForMinimumTime(zel::TestRunImp& run, Test& test)
                                  __LINE__);
         return TestResult::BADPARAMS();
     }
-    s_sinceFirstPass.reset();
     for (;;) {
         run.setBeginningTime(steadyMilliseconds());
         TestResult const result = callTest(run, test);
@@ -200,6 +216,7 @@ TestResult DiagModuleRun::runForMinimumTime(zel::TestRunImp& run, Test& test)
                 << "test didn't pass - returned result: " << result.toString().zelString();
             return result;
         }
+        zel::AutoMutex const guard(libraryMutex());
         run.clearEvents();
         if (s_sinceFirstPass.getElapsed() >= run.minTime())
             return result;

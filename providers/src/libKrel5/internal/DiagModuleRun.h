@@ -35,6 +35,8 @@ private:
     static TestResult callTest(zel::TestRunImp& run, Test& test);
     static void sendForcedEvents(Test& test);
     static void bind(zel::TestRunImp& run);
+    static void finish(CommInterface& comm, zel::TestRunImp& run, Test const& test, TestResult const& result,
+                       double seconds);
     static Test& testOf(zel::TestRunImp& run);
 };
 

@@ -164,8 +164,7 @@ DeviceProperty* Factories::createDevicePropertyLink(KrelString const& key, Prope
     return declare("createDevicePropertyLink", key, category, DataType::STRINGARRAY(), capability, "");
 }
 
-// The numbers of the two warnings tell which factory found the key: a plain property or one of the other
-// kinds.
+// The numbers of the two warnings tell which factory found the key: one that gives an alias, or any other.
 DeviceProperty* Factories::declare(char const* function, KrelString const& key,
                                    PropertyCategory const& category, DataType const& type,
                                    DeviceCapability const& capability, KrelString const& alias)

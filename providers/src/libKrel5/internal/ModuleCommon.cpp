@@ -22,6 +22,7 @@
 #include <zel/model/TestRunEventImp.h>
 
 #include <string_view>
+#include <utility>
 
 namespace krel5 {
 namespace {
@@ -40,7 +41,7 @@ struct State
     bool initialized = false;
     bool started = false;
     bool insideInitCallback = false;
-    bool exitStepDone = false;
+    bool exitStepDue = false; // start() has begun and the exit step has not
     ModuleCommon::Callback initCallback = nullptr;
     ModuleCommon::Callback exitCallback = nullptr;
     zel::String baseDirectory = ".";
@@ -88,7 +89,8 @@ void ModuleCommon::checkNotStarted(bool started, char const* name)
 void ModuleCommon::setCmdLineArgs(Facade const& facade, int argc, char const* const argv[])
 {
     zel::System::secureStandardStreams();
-    try {
+    zel::String const call = zel::String(facade.className) + "::setCmdLineArgs(...)";
+    auto const body = [&] {
         deriveGuid(argc, argv);
         refuseObsoleteWords(argc, argv);
         CommandLine::addCommonOptions();
@@ -97,16 +99,13 @@ void ModuleCommon::setCmdLineArgs(Facade const& facade, int argc, char const* co
         setUpLogging(CommandLine::text(CommandLineOption::LOGGINGBASEDIR()).value_or("").trimmed());
         applyLanguage();
         state().commandLineSet = true;
-        return;
-    } catch (zel::Exception const& e) {
+    };
+    auto const onError = [](KrelException const& error) {
         if (zel::LogFactory::currentFile().empty())
             setUpLogging("");
-        ErrorReporting::post(InternalException(
-            zel::String("Internal Exception in ") + facade.className + "::setCmdLineArgs(...):", e));
-    } catch (KrelException const& e) {
-        ErrorReporting::post(
-            KrelException(KrelString("Exception in ") + facade.className + "::setCmdLineArgs(...):", e));
-    }
+        ErrorReporting::post(error);
+    };
+    guarded(call.toUtf8().c_str(), body, onError);
 }
 
 void ModuleCommon::deriveGuid(int argc, char const* const argv[])
@@ -198,10 +197,10 @@ void ModuleCommon::callInitCallback()
         state().initCallback();
     } catch (zel::Exception const& e) {
         state().insideInitCallback = false;
-        throw InternalException("Internal Exception in ModuleInit callback:", e);
+        throw InternalException("Internal Exception in ModuleInit callback", e);
     } catch (KrelException const& e) {
         state().insideInitCallback = false;
-        throw KrelException("Exception in ModuleInit callback:", e);
+        throw KrelException("Exception in ModuleInit callback", e);
     } catch (...) {
         state().insideInitCallback = false;
         throw;
@@ -257,6 +256,7 @@ int ModuleCommon::start(Facade const& facade, TestResult (*action)())
 {
     TestResult result = TestResult::PASS();
     ErrorReporting::install(facade, true);
+    state().exitStepDue = true;
     zel::String const call = zel::String(facade.className) + "::start()";
     auto const body = [&] {
         initialize(facade.type());
@@ -313,9 +313,8 @@ TestResult ModuleCommon::checkPrivileges()
 
 void ModuleCommon::runExitStep()
 {
-    if (!state().exitCallback || state().exitStepDone)
+    if (!std::exchange(state().exitStepDue, false) || !state().exitCallback)
         return;
-    state().exitStepDone = true;
     try {
         state().exitCallback();
     } catch (zel::Exception const& e) {

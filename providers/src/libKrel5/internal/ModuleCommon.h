@@ -47,7 +47,7 @@ public:
     /// Returns the exit status.
     static int start(Facade const& facade, TestResult (*action)());
 
-    /// Calls the module-exit callback, once.
+    /// Calls the module-exit callback, once, and only when start() has begun.
     static void runExitStep();
 
     /// The backend; null before it was chosen.

@@ -9,6 +9,7 @@
 
 #include <zel/foundation/Logger.h>
 #include <zel/foundation/OStream.h>
+#include <zel/model/IndicatorImp.h>
 #include <zel/model/SettingsResource.h>
 #include <zel/model/TestImp.h>
 
@@ -30,15 +31,42 @@ void handDownGlobalParameters(Test& test)
             test.addParameter(parameter.get());
 }
 
-void resolve(zel::TestImp& test, zel::SettingsResource const& settings)
+void report(zel::SettingsError const& error)
 {
-    auto const errors = test.resolveParameterData(settings);
-    for (zel::SettingsError const& error : errors) {
-        ZEL_LOG(logger(), zel::LogLevel::Error) << error.toString();
-        ErrorReporting::tell(error.toString());
-    }
+    ZEL_LOG(logger(), zel::LogLevel::Error) << error.toString();
+    ErrorReporting::tell(error.toString());
+}
+
+// A switch that nobody can read keeps what it is without its line; whoever wrote it must hear of that before
+// a test runs that was meant to be off.
+void checkSwitches(zel::SettingsResource const& settings)
+{
+    auto const check = [&settings](zel::String const& key, zel::DataTypeImp const& type) {
+        if (auto const error = settings.misfit(key, type))
+            report(*error);
+    };
+    for (char const* key : {"TimeOut.value", "MinTimePerTest.value"})
+        check(key, zel::DataTypeImp::UINT32());
+    for (char const* key : {"PromptEnable.value", "GUIPromptSupported.value", "AlwaysUseGUIPrompt.value"})
+        check(key, zel::DataTypeImp::BOOLEAN());
+    for (auto const& test : Factories::tests())
+        for (char const* name : {".Enable.value", ".Enable", ".ForceAllEvents.value"})
+            check("Test." + test->imp().keyInModule() + name, zel::DataTypeImp::BOOLEAN());
+    for (auto const& indicator : Factories::indicators())
+        for (char const* name : {".Enable.value", ".Enable"})
+            check("Indicator." + indicator->imp().keyInModule() + name, zel::DataTypeImp::BOOLEAN());
+}
+
+/// Of a test or an indicator.
+template <typename Owner>
+void resolve(Owner& owner, zel::SettingsResource const& settings)
+{
+    auto const errors = owner.resolveParameterData(settings);
+    for (zel::SettingsError const& error : errors)
+        report(error);
     if (!errors.empty())
-        throw ParameterNotValidException(KrelString(test.keyInModule()), KrelString(errors.front().m_key));
+        throw ParameterNotValidException(KrelString(owner.keyInModule()),
+                                         KrelString(errors.front().m_parameter));
 }
 
 void requireSet(zel::TestImp& test)
@@ -63,11 +91,14 @@ void setUpParameters()
     auto const settings = zel::SettingsResource::ofModule(ModuleCommon::module().guid());
     for (auto const& issue : settings->issues())
         ErrorReporting::tell(issue.toString());
+    checkSwitches(*settings);
     for (auto const& test : Factories::tests()) {
         handDownGlobalParameters(*test);
         resolve(test->imp(), *settings);
         requireSet(test->imp());
     }
+    for (auto const& indicator : Factories::indicators())
+        resolve(indicator->imp(), *settings);
 }
 
 } // namespace krel5

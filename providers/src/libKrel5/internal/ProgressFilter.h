@@ -1,7 +1,6 @@
 #pragma once
 
-#include <zel/foundation/Stopwatch.h>
-
+#include <functional>
 #include <optional>
 
 namespace krel5 {
@@ -11,20 +10,26 @@ namespace krel5 {
 class ProgressFilter
 {
 public:
+    /// Seconds that never run backwards.
+    using Clock = std::function<double()>;
+    /// The process's steady clock.
+    ProgressFilter();
+    explicit ProgressFilter(Clock clock) : m_clock(std::move(clock)) {}
+
     /// What to send for a report, in order: nothing, the value, or 0 and the value.
     struct Decision
     {
         bool sendZeroFirst = false;
         bool send = false;
+        bool operator==(Decision const&) const = default;
     };
     /// `lastSent` is -1 when nothing was sent.
     Decision decide(int percent, int lastSent);
-    /// The next report goes out whatever the time.
-    void reset() { m_reportNext = true; }
 
 private:
-    bool m_reportNext = true;
-    std::optional<zel::Stopwatch> m_sinceLast; // made on the first report
+    Clock m_clock;
+    bool m_reportNext = true;     // until the first report is out
+    std::optional<double> m_last; // when the last report went out; set by the first that is asked for
 };
 
 } // namespace krel5
