@@ -48,13 +48,22 @@ void DiagHost::progress(int percent) { DiagModule::percentDone(percent); }
 
 bool DiagHost::stopRequested() { return DiagModule::checkForStop(); }
 
-void DiagHost::fault(Fault const& fault) { DiagModule::error(filled(fault), __FILE__, __LINE__); }
+void DiagHost::fault(Fault const& fault) { DiagModule::error(filled(fault), fault.m_file, fault.m_line); }
 
-void DiagHost::warning(Report const& report) { DiagModule::warning(filled(report), __FILE__, __LINE__); }
+void DiagHost::warning(Report const& report)
+{
+    DiagModule::warning(filled(report), report.m_file, report.m_line);
+}
 
-void DiagHost::problem(Report const& report) { DiagModule::error(filled(report), __FILE__, __LINE__); }
+void DiagHost::problem(Report const& report)
+{
+    DiagModule::error(filled(report), report.m_file, report.m_line);
+}
 
-void DiagHost::note(Report const& report) { DiagModule::informative(filled(report), __FILE__, __LINE__); }
+void DiagHost::note(Report const& report)
+{
+    DiagModule::informative(filled(report), report.m_file, report.m_line);
+}
 
 Event* DiagHost::filled(Report const& report)
 {

@@ -41,9 +41,13 @@ struct Report
 {
     std::string m_eventKey;
     std::vector<std::pair<std::string, std::string>> m_values;
+    char const* m_file; ///< where the checking code made the report
+    int m_line;
 
-    Report(std::string eventKey, std::vector<std::pair<std::string, std::string>> values)
-        : m_eventKey(std::move(eventKey)), m_values(std::move(values))
+    // Built-ins, since clang 14 has no std::source_location.
+    Report(std::string eventKey, std::vector<std::pair<std::string, std::string>> values,
+           char const* file = __builtin_FILE(), int line = __builtin_LINE())
+        : m_eventKey(std::move(eventKey)), m_values(std::move(values)), m_file(file), m_line(line)
     {}
 };
 
