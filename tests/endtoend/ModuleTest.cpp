@@ -94,6 +94,14 @@ TEST_F(ModuleTest, UsageAndVersion)
     Outcome const shown = module(version);
     EXPECT_EQ(shown.status, 0) << "no privilege is needed for the version: " << shown.err;
     EXPECT_TRUE(holds(shown.out, "Version: 1.2.3\nBuild: "));
+
+    version.arguments = {"-k", "-m", "-version"};
+    Outcome const all = module(version);
+    EXPECT_EQ(all.status, 0) << all.err;
+    std::size_t at = 0;
+    for (char const* line : {"Version: 1.2.3\n", "Created misbehaving.w4m\n", "Created misbehaving.w4k\n"}) {
+        EXPECT_NE(at = all.out.find(line, at), std::string::npos) << line << " in order in:\n" << all.out;
+    }
 }
 
 TEST_F(ModuleTest, WordsThatAreNotUnderstoodAreNamed)
@@ -120,6 +128,13 @@ TEST_F(ModuleTest, WordsThatAreNotUnderstoodAreNamed)
         EXPECT_EQ(outcome.status, 22) << one.named;
         EXPECT_TRUE(holds(outcome.err, one.named));
         EXPECT_EQ(outcome.out, "") << "nothing runs after a typing error";
+        EXPECT_FALSE(has(outcome.err, "exit callback")) << "nothing was started";
+        bool const obsolete = one.named.starts_with("Obsolete");
+        std::string const start = "Internal Exception in DiagModule::setCmdLineArgs(...):\n";
+        EXPECT_EQ(outcome.err.starts_with(start), !obsolete) << outcome.err;
+        char const* const line = !obsolete ? "1243 " : has(one.named, "-s") ? "506 " : "501 ";
+        EXPECT_TRUE(holds(log(), " error krel5.ModuleCommon " + (line + (obsolete ? one.named : start))));
+        std::filesystem::remove_all(m_folder.path("logs"));
     }
 }
 
@@ -133,6 +148,12 @@ TEST_F(ModuleTest, WrongSetUpIsRefused)
              {"noversion", "Cannot start a module without setting the module version"},
              {"nocommandline", "Cannot start a module without setting the command line args"},
              {"badinit", "no hardware key"},
+             {"doubleinit",
+              "Exception in DiagModule::start():\nException in ModuleInit callback:\nA Event with "
+              "the key \"broken\" already exists in this module.\n"},
+             {"uncaught", "Exception in module code:\nA Test with the key \"pass\" already exists in this "
+                          "module.\n"},
+             {"twice", "Internal Exception in DiagModule::start():\nAssertion failed: !s_initialized "},
          }) {
         Start start;
         start.name = one.name;
@@ -155,14 +176,30 @@ TEST_F(ModuleTest, OnlyRootMayRun)
     Outcome const outcome = module(start);
     EXPECT_EQ(outcome.status, 26);
     EXPECT_TRUE(holds(outcome.err, "Cannot run Morvane without superuser privileges.\n"));
+    std::filesystem::permissions(m_folder.path("logs"), std::filesystem::perms::all);
+    module(start);
+    EXPECT_TRUE(holds(log(), " error krel5.ModuleCommon 1150 Cannot run Morvane without superuser"));
 }
 
 TEST_F(ModuleTest, BackendsThatAreNotThereSayNo)
 {
-    for (char const* option : {"-e", "-x", "-dl"}) {
-        Outcome const outcome = module({"run", option});
-        EXPECT_EQ(outcome.status, 28) << option;
+    struct Case
+    {
+        std::vector<std::string> arguments;
+        std::string line;
+    };
+    for (Case const& one : std::vector<Case>{
+             {{"run", "-dl", "-x", "-e"}, "1200 CommInterface: using CommEngine\n"},
+             {{"run", "-dl", "-x"}, "1204 CommInterface: using CommXml\n"},
+             {{"run", "-dl"}, "1208 CommInterface: using CommDirectLink\n"},
+         }) {
+        std::filesystem::remove_all(m_folder.path("logs"));
+        std::vector<std::string> arguments = one.arguments;
+        arguments.insert(arguments.end(), {"-ll", "debug"});
+        Outcome const outcome = module(arguments);
+        EXPECT_EQ(outcome.status, 28) << one.line;
         EXPECT_TRUE(holds(outcome.err, "not available"));
+        EXPECT_TRUE(holds(log(), " debug krel5.ModuleCommon " + one.line));
     }
 }
 
@@ -322,7 +359,10 @@ TEST_F(ModuleTest, SettingsSteerTheRun)
     Outcome const outOfRange = runTest("parameter");
     EXPECT_EQ(outOfRange.status, 22);
     EXPECT_TRUE(holds(outOfRange.err, "misbehaving.w4i:2"));
-    EXPECT_TRUE(holds(outOfRange.err, "Parameter \""));
+    EXPECT_TRUE(holds(outOfRange.err, "Parameter \"count\" not valid for Test \"parameter\""));
+
+    settings("Test.pass.Enable.value=off\n");
+    EXPECT_TRUE(holds(runTest("pass").err, "misbehaving.w4i:1: Test.pass.Enable.value: \"off\" is no BOOLEAN"));
 
     settings("Test.pass.ForceResult.value=DEVICE BUSY\nTest.pass.ForceAllEvents.value=true\n");
     Outcome const forced = runTest("pass");

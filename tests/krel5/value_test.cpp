@@ -327,18 +327,31 @@ TEST(Parameter, followsTheTestRun)
 TEST(Parameter, readsTheSettingsFile)
 {
     test::TemporaryFolder folder;
-    folder.write("mod.w4i", "Parameter.n.value=3\nTest.a.n.value=4\nTest.b.n.value=99\n");
+    folder.write("mod.w4i",
+                 "Parameter.n.value=3\nTest.a.n.value=4\nTest.b.n.value=99\nIndicator.d.n.value=5\n");
     zel::SettingsResource::setSearchFolders({folder.path()});
     Parameter parameter("n", "", DataType::UINT32(), "1..9", false, true);
     parameter.imp().setModuleGuid("mod");
     Value out("untouched");
     EXPECT_FALSE(parameter.getFileSettingForParent("c", out));
-    EXPECT_THROW(parameter.getFileSettingForParent("b", out), ParameterNotValidException);
+    EXPECT_EQ(messageOf<ParameterNotValidException>([&] { parameter.getFileSettingForParent("b", out); }),
+              "Parameter \"n\" not valid for Test \"b\"");
     EXPECT_TRUE(out == Value("untouched"));
     EXPECT_TRUE(parameter.getFileSettingForParent("a", out));
     EXPECT_TRUE(out == Value(4u));
     EXPECT_TRUE(parameter.getFileGlobalSetting(out));
     EXPECT_TRUE(out == Value(3u));
+    EXPECT_TRUE(parameter.getFileSettingForParent("d", out)) << "an indicator's";
+    EXPECT_TRUE(out == Value(5u));
     EXPECT_FALSE(parameter.isset()) << "reading a setting sets nothing";
+
+    // What a run binds belongs to the module, also when the test took it before the module had its guid.
+    Parameter early("n", "", DataType::UINT32(), "1..9", false, true);
+    zel::TestImp test("t", zel::CapabilityImp());
+    test.addParameter(early.imp());
+    test.setModuleGuid("mod");
+    early.resetForTestRun(zel::TestRunImp(&test, nullptr));
+    EXPECT_TRUE(early.getFileGlobalSetting(out));
+    EXPECT_TRUE(out == Value(3u));
     zel::SettingsResource::setSearchFolders({});
 }

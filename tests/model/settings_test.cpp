@@ -1,5 +1,6 @@
 #include "../foundation/TemporaryFolder.h"
 
+#include <zel/model/IndicatorImp.h>
 #include <zel/model/ParameterImp.h>
 
 #include <gtest/gtest.h>
@@ -203,4 +204,27 @@ TEST(Parameter, takesAClientsValueWhenNothingIsLost)
     EXPECT_FALSE(parameter.setValue(ValueImp(std::uint64_t{7}), client));
     EXPECT_TRUE(parameter.value() == ValueImp(7u));
     EXPECT_TRUE(parameter.valueSource() == client);
+}
+
+TEST(IndicatorParameters, comeFromTheIndicatorsLines)
+{
+    IndicatorImp indicator("fan", CapabilityImp(), false);
+    ParameterImp const declared("n", "5", DataTypeImp::UINT32(), "1..9", true, false);
+    EXPECT_TRUE(indicator.addParameter(declared));
+    EXPECT_FALSE(indicator.addParameter(declared));
+
+    EXPECT_TRUE(indicator.resolveParameterData(settingsOf("Test.fan.n.value=7\nTest.fan.Enable.value=false"))
+                    .empty());
+    EXPECT_TRUE(indicator.parameters()[0].value() == ValueImp(5u)) << "a test's line";
+    EXPECT_FALSE(indicator.isSwitchedOff());
+
+    auto const settings = settingsOf("Indicator.fan.n.value=8\nIndicator.fan.Enable.value=false");
+    EXPECT_TRUE(indicator.resolveParameterData(settings).empty());
+    EXPECT_TRUE(indicator.parameters()[0].value() == ValueImp(8u));
+    EXPECT_TRUE(indicator.isSwitchedOff());
+
+    auto const errors = indicator.resolveParameterData(settingsOf("Indicator.fan.n.value=10"));
+    ASSERT_EQ(errors.size(), 1u);
+    EXPECT_EQ(utf8(errors[0].m_parameter), "n");
+    EXPECT_EQ(utf8(errors[0].m_key), "Indicator.fan.n.value");
 }

@@ -1,6 +1,7 @@
 #include <krel5/Indicator.h>
 
 #include <internal/DataHolderDefinition.h>
+#include <internal/Factories.h>
 #include <internal/ModuleCommon.h>
 
 #include <krel5/AlreadyAddedException.h>
@@ -57,6 +58,14 @@ KrelString text(zel::IndicatorImp const& indicator, char const* what)
     zel::LocalizedStringImp const localized(zel::String("Indicator.") + indicator.keyInModule() + what,
                                             indicator.keyInModule(), ModuleCommon::module().guid());
     return KrelString(localized.resolve());
+}
+
+// What the author's parameter objects answer from here on is what the settings give this indicator.
+void bindParameters(zel::IndicatorImp const& indicator)
+{
+    for (zel::ParameterImp const& resolved : indicator.parameters())
+        if (Parameter* const parameter = Factories::parameters().find(resolved.key()))
+            parameter->bindTo(resolved);
 }
 
 } // namespace
@@ -117,6 +126,7 @@ IndicatorReturnData Indicator::runIndicator(DiagDevice const& device) const
         << "runIndicator(...) on device " << device.imp().guid() << " -- Enter";
     if (!data().deviceCallback)
         throw InternalException(zel::String("Indicator \"") + key().zelString() + "\" takes no device");
+    bindParameters(imp());
     return data().deviceCallback(device);
 }
 
@@ -125,6 +135,7 @@ void Indicator::runIndicator() const
     ZEL_LOG(logger(), zel::LogLevel::Debug) << "runIndicator(...) -- Enter";
     if (!data().freeCallback)
         throw InternalException(zel::String("Indicator \"") + key().zelString() + "\" needs a device");
+    bindParameters(imp());
     data().freeCallback();
 }
 

@@ -1,5 +1,5 @@
 // A module whose tests each behave, or misbehave, in one known way. The name by which the program is called
-// chooses a wrong set-up instead: "noversion", "nocommandline", "badinit".
+// chooses a wrong set-up instead: "noversion", "nocommandline", "badinit", "doubleinit", "uncaught", "twice".
 #include <krel5/krel5.h>
 
 #include <cstdio>
@@ -132,6 +132,7 @@ static TestResult parameter(DiagDevice const&)
 static TestResult quit(DiagDevice const&) { return TestResult::SKIPPED(); }
 
 static void init() { throw std::runtime_error("no hardware key"); }
+static void createTwice() { DiagModule::createEvent("broken"); }
 
 static void goodbye() { std::fputs("exit callback\n", stderr); }
 
@@ -161,17 +162,23 @@ static void createTests()
 int main(int argc, char** argv)
 {
     std::string_view const name = argc > 0 ? argv[0] : "";
+    DiagModule::setModuleExitCallback(goodbye);
     if (name != "nocommandline")
         DiagModule::setCmdLineArgs(argc, argv);
     if (name != "noversion")
         DiagModule::setVersion(1, 2, "3");
     if (name == "badinit")
         DiagModule::setModuleInitCallback(init);
-    DiagModule::setModuleExitCallback(goodbye);
+    if (name == "doubleinit")
+        DiagModule::setModuleInitCallback(createTwice);
     s_broken = DiagModule::createEvent("broken");
     s_note = DiagModule::createEvent("note");
     s_text = DiagModule::createLocalizedString("Text.looking", "looking around");
     s_count = DiagModule::createParameter("count", DataType::UINT32(), "10", false, false, "1..100");
     createTests();
+    if (name == "uncaught")
+        createTests();
+    if (name == "twice")
+        DiagModule::start();
     return DiagModule::start();
 }
