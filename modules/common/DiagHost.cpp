@@ -1,6 +1,7 @@
 #include <common/DiagHost.h>
 #include <krel5/DiagModule.h>
 #include <krel5/Event.h>
+#include <krel5/LocalizedString.h>
 #include <krel5/TestResult.h>
 #include <krel5/Value.h>
 
@@ -40,6 +41,22 @@ void DiagHost::createEvents(std::initializer_list<char const*> keys)
 {
     for (auto const* key : keys)
         m_events[key] = DiagModule::createEvent(key);
+}
+
+void DiagHost::createTexts(std::span<LocalText const> texts)
+{
+    for (LocalText const& text : texts)
+        m_texts[text.m_key] = DiagModule::createLocalizedString(text.m_key, text.m_english);
+}
+
+std::string DiagHost::text(LocalText const& text, TextValues const& values)
+{
+    auto const found = m_texts.find(text.m_key);
+    if (found == m_texts.end())
+        return TestHost::text(text, values);
+    for (auto const& [name, value] : values)
+        found->second->setVariable(name.c_str(), Value(value.c_str()));
+    return found->second->localizedString().getUTF8Buffer();
 }
 
 TestResult DiagHost::run(std::function<Outcome(TestHost&)> const& check) { return resultOf(check(*this)); }

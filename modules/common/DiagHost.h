@@ -14,10 +14,12 @@
 #include <functional>
 #include <initializer_list>
 #include <map>
+#include <span>
 #include <string>
 
 namespace krel5 {
 class Event;
+class LocalizedString;
 class TestResult;
 } // namespace krel5
 
@@ -29,6 +31,8 @@ public:
     /// The events that the checking code sends; a report whose event was not created here is an internal
     /// error.
     void createEvents(std::initializer_list<char const*> keys);
+    /// The pieces of text that reports are made of; one that was not created here stays English.
+    void createTexts(std::span<LocalText const> texts);
 
     /// Runs a check and says how it went in the library's terms.
     TestResult run(std::function<Outcome(TestHost&)> const& check);
@@ -39,11 +43,13 @@ public:
     void warning(Report const& report) override;
     void problem(Report const& report) override;
     void note(Report const& report) override;
+    std::string text(LocalText const& text, TextValues const& values = {}) override;
 
 private:
     Event* filled(Report const& report);
 
-    std::map<std::string, Event*> m_events; // the library's
+    std::map<std::string, Event*> m_events;          // the library's
+    std::map<std::string, LocalizedString*> m_texts; // the library's
 };
 
 } // namespace krel5::modules

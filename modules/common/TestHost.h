@@ -15,6 +15,8 @@
 // Thread rule: only the thread that called the checking code calls the host. Worker threads hand their
 // findings to that thread and poll an atomic for the stop request (see Workers.h).
 
+#include <common/LocalText.h>
+
 #include <string>
 #include <utility>
 #include <vector>
@@ -74,6 +76,11 @@ struct TestHost
     virtual void problem(Report const& report) = 0;
     /// A fact for the reader of the run (a seed, a count, a speed), sent as an informative event.
     virtual void note(Report const& report) = 0;
+    /// The text in the person's language, for a value of a report; English unless the host knows better.
+    virtual std::string text(LocalText const& text, TextValues const& values = {})
+    {
+        return filledIn(text.m_english, values);
+    }
 };
 
 } // namespace krel5::modules

@@ -1,5 +1,6 @@
 #include <common/Workers.h>
 #include <cpu/Coherence.h>
+#include <cpu/Texts.h>
 
 #include <common/ErrorText.h>
 #include <common/Stopwatch.h>
@@ -43,7 +44,7 @@ struct Arena
 
 struct Incoherence
 {
-    char const* m_check;
+    LocalText m_check;
     std::uint64_t m_round, m_expected, m_actual;
 };
 
@@ -81,7 +82,7 @@ private:
         return m_options.m_tap ? m_options.m_tap(m_core, value) : value;
     }
 
-    void wrong(char const* check, std::uint64_t round, std::uint64_t expected, std::uint64_t actual)
+    void wrong(LocalText const& check, std::uint64_t round, std::uint64_t expected, std::uint64_t actual)
     {
         m_wrong = Incoherence{check, round, expected, actual};
         m_control.stop();
@@ -89,7 +90,7 @@ private:
 
     /// Waits until the word holds at least `value`. False when the test is over or patience ends. The word is
     /// read past the tap: a wrong load must be seen by a check and not hang the wait.
-    bool awaitAtLeast(std::atomic<std::uint64_t> const& word, std::uint64_t value, char const* check)
+    bool awaitAtLeast(std::atomic<std::uint64_t> const& word, std::uint64_t value, LocalText const& check)
     {
         Stopwatch watch;
         for (std::uint64_t spins = 1; word.load(std::memory_order_acquire) < value; ++spins) {
@@ -117,12 +118,12 @@ private:
     bool receive(std::uint64_t sequence)
     {
         Line const& line = m_arena.m_ball[1 - m_self];
-        if (!awaitAtLeast(line.m_sequence, sequence, "pingpong"))
+        if (!awaitAtLeast(line.m_sequence, sequence, kTextPingPong))
             return false;
         for (std::size_t i = 0; i < kPayloadWords; ++i) {
             std::uint64_t const got = load(line.m_payload[i], std::memory_order_relaxed);
             if (got != payloadOf(sequence, i)) {
-                wrong("pingpong", sequence, payloadOf(sequence, i), got);
+                wrong(kTextPingPong, sequence, payloadOf(sequence, i), got);
                 return false;
             }
         }
@@ -153,8 +154,9 @@ private:
         }
         if (!meet(1))
             return;
-        expect("increments", rounds, 2 * rounds, load(m_arena.m_counter.m_value, std::memory_order_relaxed));
-        expect("increments", rounds, rounds, load(m_arena.m_own[1 - m_self], std::memory_order_relaxed));
+        expect(kTextIncrements, rounds, 2 * rounds,
+               load(m_arena.m_counter.m_value, std::memory_order_relaxed));
+        expect(kTextIncrements, rounds, rounds, load(m_arena.m_own[1 - m_self], std::memory_order_relaxed));
     }
 
     void storeBuffer()
@@ -169,7 +171,7 @@ private:
             // Each saw the partner's word before its store of this round: no order of the four accesses
             // allows it.
             if (seen < round && other < round)
-                wrong("storebuffer", round, round, std::max(seen, other));
+                wrong(kTextStoreBuffer, round, round, std::max(seen, other));
             if (!meet(2 * round + 1)) // neither goes on before the other has looked
                 return;
             progressed(round);
@@ -179,10 +181,10 @@ private:
     bool meet(std::uint64_t round)
     {
         m_arena.m_round[m_self].m_value.store(round, std::memory_order_release);
-        return awaitAtLeast(m_arena.m_round[1 - m_self].m_value, round, "meeting");
+        return awaitAtLeast(m_arena.m_round[1 - m_self].m_value, round, kTextMeeting);
     }
 
-    void expect(char const* check, std::uint64_t round, std::uint64_t expected, std::uint64_t actual)
+    void expect(LocalText const& check, std::uint64_t round, std::uint64_t expected, std::uint64_t actual)
     {
         if (actual != expected && !m_wrong)
             wrong(check, round, expected, actual);
@@ -244,7 +246,7 @@ void reportWrong(TestHost& host, std::pair<unsigned, unsigned> cores, Incoherenc
     host.fault({"CpuIncoherent",
                 {{"CoreA", std::to_string(cores.first)},
                  {"CoreB", std::to_string(cores.second)},
-                 {"Check", wrong.m_check},
+                 {"Check", host.text(wrong.m_check)},
                  {"Round", std::to_string(wrong.m_round)},
                  {"Expected", hexadecimal(wrong.m_expected)},
                  {"Actual", hexadecimal(wrong.m_actual)}}});
@@ -259,13 +261,24 @@ std::vector<std::pair<unsigned, unsigned>> corePairs(std::vector<unsigned> const
     for (std::size_t distance = 1; distance <= count / 2; ++distance) {
         // At half the ring each pair would come twice.
         std::size_t const starts = 2 * distance == count ? count / 2 : count;
-        for (std::size_t i = 0; i < starts; ++i) {
-            if (pairs.size() >= most)
-                return pairs;
-            pairs.emplace_back(cores[i], cores[(i + distance) % count]);
-        }
+        // Every other one first: with neighbours, that puts each core into a pair with half as many pairs.
+        for (std::size_t first : {0, 1})
+            for (std::size_t i = first; i < starts; i += 2) {
+                if (pairs.size() >= most)
+                    return pairs;
+                pairs.emplace_back(cores[i], cores[(i + distance) % count]);
+            }
     }
     return pairs;
+}
+
+// As many as it takes for every core, and a good sample beyond that on a small machine.
+static unsigned mostPairs(CoherenceOptions const& options, std::size_t cores)
+{
+    constexpr std::size_t kSample = 64;
+    if (options.m_maxPairs != 0)
+        return options.m_maxPairs;
+    return static_cast<unsigned>(std::max(kSample, (cores + 1) / 2));
 }
 
 Outcome runCoherenceTest(TestHost& host, CpuAffinity& affinity, CoherenceOptions const& options)
@@ -279,7 +292,7 @@ Outcome runCoherenceTest(TestHost& host, CpuAffinity& affinity, CoherenceOptions
         host.problem({"CpuSingleCore", {{"Core", std::to_string(cores[0])}}});
         return Outcome::NotApplicable;
     }
-    auto const pairs = corePairs(cores, std::max(1u, options.m_maxPairs));
+    auto const pairs = corePairs(cores, mostPairs(options, cores.size()));
     bool failed = false;
     for (std::size_t i = 0; i < pairs.size(); ++i) {
         ProgressSpan const span{static_cast<int>(100 * i / pairs.size()),

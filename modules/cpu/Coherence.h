@@ -8,7 +8,7 @@
 // A partner that no longer answers is reported as the check it was awaited in, or "meeting".
 //
 //     CoherenceOptions options;
-//     options.m_maxPairs = 64;
+//     options.m_maxPairs = 128;
 //     Outcome outcome = runCoherenceTest(host, systemAffinity(), options);
 //
 // Thread rule: as for runCoreTest.
@@ -26,8 +26,9 @@ using LoadTap = std::uint64_t (*)(unsigned core, std::uint64_t loaded) noexcept;
 
 struct CoherenceOptions
 {
-    /// Pairs at most; the nearest neighbours come first, so that every core is in one.
-    unsigned m_maxPairs = 64;
+    /// Pairs at most; half as many as there are cores, rounded up, put every core into one. 0: at least that
+    /// many, and at least 64 where there are so many.
+    unsigned m_maxPairs = 0;
     /// Rounds of each check for each pair.
     unsigned m_rounds = 100000;
     /// A partner that does not answer for so long is a fault.
@@ -39,7 +40,8 @@ struct CoherenceOptions
 /// wrong. NotApplicable, with the problem "CpuSingleCore", where the process may use one core only.
 Outcome runCoherenceTest(TestHost& host, CpuAffinity& affinity, CoherenceOptions const& options);
 
-/// At most `most` pairs of the cores in order of their distance in a ring, each pair once.
+/// At most `most` pairs of the cores in order of their distance in a ring, each pair once; the first ones
+/// share no core.
 std::vector<std::pair<unsigned, unsigned>> corePairs(std::vector<unsigned> const& cores, unsigned most);
 
 } // namespace krel5::modules

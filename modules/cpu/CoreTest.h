@@ -23,7 +23,7 @@ struct CoreTestOptions
 };
 
 /// Runs the kernels whose processor feature is there; the names of those left out are noted. A wrong answer
-/// is one fault "CpuWrongAnswer" (Core, Kernel, Expected, Actual, Count, Runs, Source) for each core and
+/// is one fault "CpuWrongAnswer" (Core, Kernel, Expected, Actual, Count, Source) for each core and
 /// kernel; a core that the process may use but that cannot be pinned is the problem "CpuCoreNotUsable" and
 /// CannotRun. Heeds a stop request within one run of one kernel, some ten milliseconds.
 Outcome runCoreTest(TestHost& host, KernelTable kernels, CpuAffinity& affinity,

@@ -3,6 +3,7 @@
 #include <common/TimedHost.h>
 #include <cpu/Coherence.h>
 #include <cpu/CoreTest.h>
+#include <cpu/Texts.h>
 
 #include <krel5/DataType.h>
 #include <krel5/DeviceCapability.h>
@@ -76,10 +77,11 @@ int main(int argc, char** argv)
     DiagModule::setVersion(1, 0, "1");
     s_seconds =
         DiagModule::createParameter("SecondsPerCore", DataType::DOUBLE(), "2", false, false, "0..86400");
-    s_pairs = DiagModule::createParameter("MaxPairs", DataType::UINT32(), "64", false, false, "1..");
+    s_pairs = DiagModule::createParameter("MaxPairs", DataType::UINT32(), "0", false, false, "0..");
     s_rounds = DiagModule::createParameter("Rounds", DataType::UINT32(), "100000", false, false, "1..");
     s_host.createEvents({"CpuWrongAnswer", "CpuIncoherent", "CpuCoreNotUsable", "CpuNothingToRun",
                          "CpuSingleCore", "CpuKernelsLeftOut", "CpuTested", "CpuCoherenceTested"});
+    s_host.createTexts(kTexts);
     createCpuTest("integer", eachCore<integerKernels>)->addParameter(s_seconds);
     createCpuTest("floatingpoint", eachCore<floatingPointKernels>)->addParameter(s_seconds);
     createCpuTest("vector", eachCore<vectorKernels>)->addParameter(s_seconds);

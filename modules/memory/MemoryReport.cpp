@@ -1,4 +1,5 @@
 #include <memory/MemoryReport.h>
+#include <memory/Texts.h>
 #include <memory/linux/LockedMemory.h>
 
 #include <bit>
@@ -15,6 +16,16 @@ std::string hex(std::uint64_t number)
     return {text, end};
 }
 
+// The name of a pass or step as it is called in the person's language. Those of the literature and the
+// notation of march elements are the same in all.
+std::string shownName(TestHost& host, std::string_view name)
+{
+    for (LocalText const& text : kTexts)
+        if (name == text.m_english)
+            return host.text(text);
+    return std::string(name);
+}
+
 } // namespace
 
 void MemoryReport::report(PassName const& pass, WordFault const& fault)
@@ -23,16 +34,17 @@ void MemoryReport::report(PassName const& pass, WordFault const& fault)
     auto const physical = physicalAddress(address);
     auto const differing = fault.m_expected ^ fault.m_actual;
     ++m_reported;
-    m_host.fault(Fault(kEventFault, {{"Test", std::string(pass.m_test)},
-                                     {"Step", std::string(pass.m_step)},
-                                     {"Background", hex(pass.m_background)},
-                                     {"Offset", hex(fault.m_index * sizeof *address)},
-                                     {"VirtualAddress", hex(reinterpret_cast<std::uintptr_t>(address))},
-                                     {"PhysicalAddress", physical ? hex(*physical) : "unknown"},
-                                     {"Expected", hex(fault.m_expected)},
-                                     {"Actual", hex(fault.m_actual)},
-                                     {"DifferingBits", hex(differing)},
-                                     {"DifferingBitCount", std::to_string(std::popcount(differing))}}));
+    m_host.fault(
+        Fault(kEventFault, {{"Test", shownName(m_host, pass.m_test)},
+                            {"Step", shownName(m_host, pass.m_step)},
+                            {"Background", hex(pass.m_background)},
+                            {"Offset", hex(fault.m_index * sizeof *address)},
+                            {"VirtualAddress", hex(reinterpret_cast<std::uintptr_t>(address))},
+                            {"PhysicalAddress", physical ? hex(*physical) : m_host.text(kTextNoAddress)},
+                            {"Expected", hex(fault.m_expected)},
+                            {"Actual", hex(fault.m_actual)},
+                            {"DifferingBits", hex(differing)},
+                            {"DifferingBitCount", std::to_string(std::popcount(differing))}}));
 }
 
 void MemoryReport::summarize(std::uint64_t total)

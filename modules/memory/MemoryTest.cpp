@@ -1,6 +1,7 @@
 #include <memory/MemoryTest.h>
 
 #include <memory/CheckRegion.h>
+#include <memory/Texts.h>
 #include <memory/linux/LockedMemory.h>
 #include <memory/linux/MachineMemory.h>
 
@@ -47,7 +48,8 @@ Outcome lockFailed(TestHost& host, LockedMemory::Made const& made)
     if (made.m_error == LockError::Stopped)
         return Outcome::Stopped;
     bool const refused = made.m_error == LockError::NotPermitted;
-    host.problem(Report(refused ? kEventNotPermitted : kEventNoMemory, {{"Reason", made.m_reason}}));
+    host.problem(Report(refused ? kEventNotPermitted : kEventNoMemory,
+                        {{"Reason", host.text(made.m_reason, made.m_values)}}));
     return refused ? Outcome::InsufficientPrivilege : Outcome::CannotRun;
 }
 
@@ -63,9 +65,7 @@ bool readFlushMode(TestHost& host, std::string const& text, FlushMode& mode)
         mode = FlushMode::Operation;
     else {
         bool const known = text == "operation";
-        badParameter(host, "CacheFlush", text,
-                     known ? "this processor lets no program flush its caches"
-                           : "the values are none, pass and operation");
+        badParameter(host, "CacheFlush", text, host.text(known ? kTextFlushNotOffered : kTextFlushValues));
         return false;
     }
     return true;
@@ -78,12 +78,13 @@ Outcome runMemoryTest(TestHost& host, Algorithm algorithm, MemorySettings const&
         settings.m_mebibytes ? settings.m_mebibytes : std::min(available / 4, kLargestDefault);
     if (settings.m_mebibytes > available)
         return badParameter(host, "SizeMiB", std::to_string(mebibytes),
-                            "only " + std::to_string(available) + " MiB of memory are available");
+                            host.text(kTextMostMemory, {{"MiB", std::to_string(available)}}));
     if (settings.m_threads > MemorySettings::kMaxThreads)
-        return badParameter(host, "Threads", std::to_string(settings.m_threads),
-                            "at most " + std::to_string(MemorySettings::kMaxThreads) + " are supported");
+        return badParameter(
+            host, "Threads", std::to_string(settings.m_threads),
+            host.text(kTextMostThreads, {{"Most", std::to_string(MemorySettings::kMaxThreads)}}));
     if (mebibytes == 0) {
-        host.problem(Report(kEventNoMemory, {{"Reason", "less than 4 MiB of memory are available"}}));
+        host.problem(Report(kEventNoMemory, {{"Reason", host.text(kTextLittleMemory)}}));
         return Outcome::CannotRun;
     }
     unsigned const threads =
@@ -100,7 +101,7 @@ Outcome runMemoryTest(TestHost& host, Algorithm algorithm, MemorySettings const&
         return checkFlushing(host, algorithm, *made.m_memory, settings.m_flush, threads, seed);
     } catch (std::system_error const& error) {
         host.problem(
-            Report(kEventNoMemory, {{"Reason", std::string("a thread cannot be made: ") + error.what()}}));
+            Report(kEventNoMemory, {{"Reason", host.text(kTextNoThread, {{"Error", error.what()}})}}));
         return Outcome::CannotRun;
     }
 }

@@ -3,6 +3,7 @@
 #include <common/DiagHost.h>
 #include <memory/MemoryReport.h>
 #include <memory/MemoryTest.h>
+#include <memory/Texts.h>
 
 #include <krel5/DataType.h>
 #include <krel5/DeviceCapability.h>
@@ -73,6 +74,7 @@ int main(int argc, char** argv)
     s_seed = DiagModule::createParameter("Seed", DataType::UINT64(), "", false);
     s_host.createEvents({kEventFault, kEventMoreFaults, kEventParameters, kEventNoMemory, kEventNotPermitted,
                          kEventRegion, kEventSeed});
+    s_host.createTexts(kTexts);
     createMemoryTest("quick", runTest<Algorithm::Quick>);
     createMemoryTest("thorough", runTest<Algorithm::Thorough>);
     createMemoryTest("patterns", runTest<Algorithm::Patterns>);

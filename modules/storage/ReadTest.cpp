@@ -1,6 +1,7 @@
 #include <storage/BlockReader.h>
 #include <storage/ReadTest.h>
 #include <storage/SplitMix.h>
+#include <storage/Texts.h>
 
 #include <common/ErrorText.h>
 #include <common/Stopwatch.h>
@@ -34,7 +35,10 @@ std::string decimal(double value)
     return digits;
 }
 
-std::string reasonOf(int error) { return error == 0 ? "short read" : errorText(error); }
+std::string reasonOf(TestHost& host, int error)
+{
+    return error == 0 ? host.text(kTextShortRead) : errorText(error);
+}
 
 /// The blocks of a plan, in the order in which it reads them.
 class BlockOrder
@@ -104,7 +108,7 @@ public:
                        {"Offset", std::to_string(place.m_begin)},
                        {"Length", std::to_string(place.m_end - place.m_begin)},
                        {"Error", std::to_string(place.m_error)},
-                       {"Reason", reasonOf(place.m_error)}}});
+                       {"Reason", reasonOf(m_host, place.m_error)}}});
     }
 
 private:
@@ -188,7 +192,7 @@ private:
                          {"Offset", std::to_string(offset)},
                          {"Repeats", std::to_string(verdict.m_repeats)},
                          {"Error", std::to_string(verdict.m_error)},
-                         {"Reason", reasonOf(verdict.m_error)}}});
+                         {"Reason", reasonOf(m_host, verdict.m_error)}}});
     }
 
     void checkContent(std::uint64_t offset, std::span<std::byte const> block)
@@ -216,7 +220,7 @@ private:
         m_host.problem({eventKey,
                         {{"Offset", std::to_string(offset)},
                          {"Error", std::to_string(error)},
-                         {"Reason", reasonOf(error)}}});
+                         {"Reason", reasonOf(m_host, error)}}});
         m_summary.m_outcome = outcome;
     }
 
@@ -266,7 +270,8 @@ ReadSummary runReadTest(TestHost& host, BlockSource& source, ReadPlan const& pla
 {
     ReadSummary summary;
     if (source.size() == 0) {
-        host.problem({"StorageNoMedia", {{"Offset", "0"}, {"Error", "0"}, {"Reason", "size 0"}}});
+        host.problem(
+            {"StorageNoMedia", {{"Offset", "0"}, {"Error", "0"}, {"Reason", host.text(kTextSizeZero)}}});
         summary.m_outcome = Outcome::NoMedia;
         return summary;
     }

@@ -1,5 +1,6 @@
 #include <storage/ChildProcess.h>
 #include <storage/SmartReport.h>
+#include <storage/Texts.h>
 
 #include <common/ErrorText.h>
 
@@ -17,9 +18,8 @@ constexpr int kErrorLog = 1 << 6;
 constexpr int kSelfTestLog = 1 << 7;
 
 // NVM Express Base Specification, SMART / Health Information log, Critical Warning.
-constexpr char const* kCriticalBits[] = {
-    "spare space below threshold",   "temperature outside thresholds",    "reliability degraded", "read-only",
-    "volatile memory backup failed", "persistent memory region read-only"};
+constexpr LocalText kCriticalBits[] = {kTextSpareLow, kTextTemperature,  kTextReliability,
+                                       kTextReadOnly, kTextBackupFailed, kTextRegionReadOnly};
 
 std::string joined(std::vector<std::string> const& texts)
 {
@@ -43,22 +43,22 @@ Outcome notRead(TestHost& host, std::string const& reason)
 }
 
 /// Why the report says nothing about the drive's health; empty when it does.
-std::string whyMute(SmartReport const& report, int exitStatus)
+std::string whyMute(TestHost& host, SmartReport const& report, int exitStatus)
 {
     if (!report.m_readable)
-        return "smartctl printed no JSON object, exit status " + std::to_string(exitStatus);
+        return host.text(kTextNoJson, {{"Status", std::to_string(exitStatus)}});
     if (exitStatus & (kNotParsed | kNotOpened)) {
         std::string const errors = joined(report.m_errors);
-        return errors.empty() ? "smartctl could not open the device" : errors;
+        return errors.empty() ? host.text(kTextNotOpened) : errors;
     }
     if (report.m_available == false)
-        return "the device has no SMART";
+        return host.text(kTextNoSmart);
     if (report.m_enabled == false)
-        return "SMART is switched off on the device";
+        return host.text(kTextSmartOff);
     bool const failing = (exitStatus & (kDiskFailing | kBelowThreshold)) != 0;
     if (!report.m_passed && !report.m_nvme && report.m_attributes.empty() && !failing) {
         std::string const errors = joined(report.m_errors);
-        return errors.empty() ? "the device reports no health" : errors;
+        return errors.empty() ? host.text(kTextNoHealth) : errors;
     }
     return "";
 }
@@ -88,10 +88,9 @@ bool judgeAttributes(TestHost& host, SmartReport const& report, int exitStatus)
         before = before || failedBefore;
     }
     if (!now && (exitStatus & kBelowThreshold))
-        host.fault({"SmartFailing", {{"Reason", "pre-fail attributes are at or below their threshold"}}});
+        host.fault({"SmartFailing", {{"Reason", host.text(kTextBelowThreshold)}}});
     if (!before && (exitStatus & kWasBelowThreshold))
-        host.warning({"SmartAttributeFailedBefore",
-                      {{"Id", "0"}, {"Name", "not named"}, {"Value", "0"}, {"Threshold", "0"}}});
+        host.warning({"SmartUnnamedFailedBefore", {}});
     return now || (exitStatus & kBelowThreshold) != 0;
 }
 
@@ -107,7 +106,7 @@ bool judgeNvme(TestHost& host, NvmeHealth const& health)
     std::vector<std::string> meanings;
     for (unsigned bit = 0; bit < std::size(kCriticalBits); ++bit)
         if (health.m_criticalWarning >> bit & 1u)
-            meanings.emplace_back(kCriticalBits[bit]);
+            meanings.push_back(host.text(kCriticalBits[bit]));
     host.fault({"SmartCriticalWarning",
                 {{"Bits", std::to_string(health.m_criticalWarning)}, {"Meaning", joined(meanings)}}});
     return true;
@@ -117,11 +116,11 @@ bool judgeNvme(TestHost& host, NvmeHealth const& health)
 
 Outcome judgeSmart(TestHost& host, SmartReport const& report, int exitStatus)
 {
-    if (std::string const reason = whyMute(report, exitStatus); !reason.empty())
+    if (std::string const reason = whyMute(host, report, exitStatus); !reason.empty())
         return notRead(host, reason);
     bool failing = report.m_passed == false || (exitStatus & kDiskFailing) != 0;
     if (failing)
-        host.fault({"SmartFailing", {{"Reason", "the drive's own assessment of its health is: failing"}}});
+        host.fault({"SmartFailing", {{"Reason", host.text(kTextSaysFailing)}}});
     failing = judgeAttributes(host, report, exitStatus) || failing;
     failing = (report.m_nvme && judgeNvme(host, *report.m_nvme)) || failing;
     if (exitStatus & kCommandFailed)
@@ -130,9 +129,9 @@ Outcome judgeSmart(TestHost& host, SmartReport const& report, int exitStatus)
         host.warning({"SmartErrorLog", {}});
     if (exitStatus & kSelfTestLog)
         host.warning({"SmartSelfTestLog", {}});
-    host.note(
-        {"SmartHealth",
-         {{"Passed", failing ? "no" : "yes"}, {"Attributes", std::to_string(report.m_attributes.size())}}});
+    host.note({"SmartHealth",
+               {{"Passed", host.text(failing ? kTextNo : kTextYes)},
+                {"Attributes", std::to_string(report.m_attributes.size())}}});
     return failing ? Outcome::Fail : Outcome::Pass;
 }
 
@@ -140,9 +139,9 @@ Outcome runSmartTest(TestHost& host, std::string const& device)
 {
     std::string const program = findProgram("smartctl");
     if (program.empty())
-        return notRead(host, "smartctl is not installed");
+        return notRead(host, host.text(kTextNoSmartctl));
     if (device.empty() || device[0] != '/') // it could be taken for an option
-        return notRead(host, "not the path of a device: " + device);
+        return notRead(host, host.text(kTextNoDevicePath, {{"Device", device}}));
     ChildResult const child =
         runChild({program, "--json", "-a", device}, ChildLimits(), [&host] { return host.stopRequested(); });
     switch (child.m_end) {
@@ -151,11 +150,11 @@ Outcome runSmartTest(TestHost& host, std::string const& device)
     case ChildResult::End::Stopped:
         return Outcome::Stopped;
     case ChildResult::End::TimedOut:
-        return notRead(host, "smartctl did not end in time");
+        return notRead(host, host.text(kTextTimedOut));
     case ChildResult::End::TooMuchOutput:
-        return notRead(host, "smartctl printed too much");
+        return notRead(host, host.text(kTextTooMuch));
     case ChildResult::End::Signalled:
-        return notRead(host, "smartctl was ended by signal " + std::to_string(child.m_status));
+        return notRead(host, host.text(kTextSignal, {{"Signal", std::to_string(child.m_status)}}));
     case ChildResult::End::NotStarted:
         return notRead(host, program + ": " + errorText(child.m_status));
     }

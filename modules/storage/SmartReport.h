@@ -49,7 +49,8 @@ SmartReport parseSmartReport(std::string_view json);
 
 /// `exitStatus` is smartctl's bit mask (smartctl(8), "EXIT STATUS"). Faults: "SmartFailing" (Reason),
 /// "SmartAttributeFailing" (Id, Name, Value, Threshold), "SmartCriticalWarning" (Bits, Meaning). Warnings:
-/// "SmartAttributeFailedBefore", "SmartMediaErrors" (Count), "SmartWorn" (PercentageUsed), "SmartErrorLog",
+/// "SmartAttributeFailedBefore" (as above), "SmartUnnamedFailedBefore" where the list names none,
+/// "SmartMediaErrors" (Count), "SmartWorn" (PercentageUsed), "SmartErrorLog",
 /// "SmartSelfTestLog", "SmartCommandFailed". Problems: "SmartNotSupported" (Reason), "SmartRefused" (Reason).
 /// Note: "SmartHealth" (Passed, Attributes).
 Outcome judgeSmart(TestHost& host, SmartReport const& report, int exitStatus);

@@ -42,6 +42,10 @@ public:
     void warning(Report const& report) override { m_host.warning(report); }
     void problem(Report const& report) override { m_host.problem(report); }
     void note(Report const& report) override { m_host.note(report); }
+    std::string text(LocalText const& text, TextValues const& values) override
+    {
+        return m_host.text(text, values);
+    }
 
 private:
     TestHost& m_host;
@@ -95,7 +99,10 @@ Outcome readFile(TestHost& host, std::string const& device, StorageSettings cons
     });
     if (scratch.m_error != 0)
         return fileFailed(host, scratch);
-    host.note({"StorageFile", {{"Directory", scratch.m_place}, {"MiB", std::to_string(size / kMebibyte)}}});
+    host.note({"StorageFile",
+               {{"Directory", scratch.m_place},
+                {"MiB", std::to_string(size / kMebibyte)},
+                {"BlockBytes", std::to_string(scratch.m_source->sectorSize())}}});
     if (!scratch.m_direct)
         host.note({"StorageCached", {{"Device", device}}});
     ReadPlan plan = settings.m_plan;

@@ -3,6 +3,7 @@
 #include <common/TimedHost.h>
 #include <storage/SmartReport.h>
 #include <storage/StorageTest.h>
+#include <storage/Texts.h>
 
 #include <krel5/DataType.h>
 #include <krel5/DeviceCapability.h>
@@ -162,6 +163,7 @@ int main(int argc, char** argv)
                          "SmartAttributeFailing",
                          "SmartCriticalWarning",
                          "SmartAttributeFailedBefore",
+                         "SmartUnnamedFailedBefore",
                          "SmartMediaErrors",
                          "SmartWorn",
                          "SmartErrorLog",
@@ -170,6 +172,7 @@ int main(int argc, char** argv)
                          "SmartNotSupported",
                          "SmartRefused",
                          "SmartHealth"});
+    s_host.createTexts(kTexts);
     createReadTest("readsequential", readSequential)->addParameter(s_blockSize)->addParameter(s_size);
     createReadTest("readrandom", readRandom)->addParameter(s_randomBlockSize)->addParameter(s_reads);
     createReadTest("readsurface", readSurface)->addParameter(s_blockSize);

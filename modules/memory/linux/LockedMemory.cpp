@@ -1,3 +1,4 @@
+#include <memory/Texts.h>
 #include <memory/linux/LockedMemory.h>
 
 #include <algorithm>
@@ -28,11 +29,14 @@ LockedMemory::Made lockFailed(std::size_t bytes, int error)
     rlimit limit{};
     bool const limited = getrlimit(RLIMIT_MEMLOCK, &limit) == 0 && limit.rlim_cur < bytes && geteuid() != 0;
     if (error == EPERM || limited)
-        return {nullptr, LockError::NotPermitted,
-                "locking " + std::to_string(bytes >> 20) + " MiB of memory is not permitted: the limit is " +
-                    std::to_string(limit.rlim_cur >> 10) + " KiB (RLIMIT_MEMLOCK)"};
-    return {nullptr, LockError::NoMemory,
-            "locking " + std::to_string(bytes >> 20) + " MiB of memory failed: " + errorText(error)};
+        return {nullptr,
+                LockError::NotPermitted,
+                kTextLockLimit,
+                {{"MiB", std::to_string(bytes >> 20)}, {"KiB", std::to_string(limit.rlim_cur >> 10)}}};
+    return {nullptr,
+            LockError::NoMemory,
+            kTextLockFailed,
+            {{"MiB", std::to_string(bytes >> 20)}, {"Error", errorText(error)}}};
 }
 
 } // namespace
@@ -41,12 +45,13 @@ LockedMemory::Made LockedMemory::make(std::size_t bytes, std::function<bool()> c
 {
     std::size_t const whole = (bytes + pageSize() - 1) / pageSize() * pageSize();
     if (whole == 0 || whole < bytes)
-        return {nullptr, LockError::NoMemory,
-                "no region of " + std::to_string(bytes) + " bytes can be mapped"};
+        return {nullptr, LockError::NoMemory, kTextMapTooLarge, {{"Bytes", std::to_string(bytes)}}};
     void* const mapped = mmap(nullptr, whole, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (mapped == MAP_FAILED)
-        return {nullptr, LockError::NoMemory,
-                "mapping " + std::to_string(whole >> 20) + " MiB of memory failed: " + errorText(errno)};
+        return {nullptr,
+                LockError::NoMemory,
+                kTextMapFailed,
+                {{"MiB", std::to_string(whole >> 20)}, {"Error", errorText(errno)}}};
     std::unique_ptr<LockedMemory> memory(new LockedMemory(static_cast<std::uint64_t*>(mapped), whole));
     // Only a matter of speed: fewer pages to fault in and to translate.
     (void)madvise(mapped, whole, MADV_HUGEPAGE);
@@ -54,11 +59,11 @@ LockedMemory::Made LockedMemory::make(std::size_t bytes, std::function<bool()> c
     (void)madvise(mapped, whole, MADV_DONTFORK);
     for (std::size_t at = 0; at < whole; at += kLockStep) {
         if (stop())
-            return {nullptr, LockError::Stopped, "stopped while locking memory"};
+            return {nullptr, LockError::Stopped};
         if (mlock(static_cast<char*>(mapped) + at, std::min(kLockStep, whole - at)) != 0)
             return lockFailed(whole, errno);
     }
-    return {std::move(memory), LockError::None, {}};
+    return {std::move(memory), LockError::None};
 }
 
 LockedMemory::~LockedMemory() { (void)munmap(m_words, m_bytes); }

@@ -2,6 +2,8 @@
 // A region of memory that stays where it is: mapped, filled in and locked, so that what is tested is memory
 // and not the swap device.
 
+#include <common/LocalText.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -26,7 +28,8 @@ public:
     {
         std::unique_ptr<LockedMemory> m_memory; ///< null exactly when m_error is not None
         LockError m_error = LockError::None;
-        std::string m_reason; ///< for people
+        LocalText m_reason{"", ""}; ///< for people, with its values
+        TextValues m_values{};
     };
 
     /// `bytes` is rounded up to whole pages. `stop` is asked every few milliseconds, as locking makes every

@@ -55,7 +55,7 @@ Case const kCases[] = {
      kHealthyAta,
      32 | 64 | 128,
      Outcome::Pass,
-     {"SmartAttributeFailedBefore", "SmartErrorLog", "SmartSelfTestLog"}},
+     {"SmartUnnamedFailedBefore", "SmartErrorLog", "SmartSelfTestLog"}},
     {"commandFailed", kHealthyAta, 4, Outcome::Pass, {"SmartCommandFailed"}},
     {"virtio", kVirtio, 1, Outcome::NotSupported, {"SmartNotSupported Reason=/dev/vda: Unable to detect"}},
     {"refused", kRefused, 2, Outcome::InsufficientPrivilege, {"SmartRefused"}},
