@@ -58,7 +58,6 @@ public:
     static unsigned int const FROM_SETTINGS_FILE; ///< the settings file's "TimeOut.value"
 
     // ---- set-up, before start()
-    // -------------------------------------------------------------------------------
 
     /// Hands over main's arguments. `argv[0]` gives the module its guid: the lower-cased base name of the
     /// file. A command line that cannot be understood ends the process with INTERNALERROR and a message that
@@ -79,7 +78,8 @@ public:
     static void registerLocalizedLibrary(KrelString const& name);
 
     // ---- factories, before start() or in the module-init callback
-    // ------------------------------------------------ Each returns an object of the library that lives as
+    //
+    // Each returns an object of the library that lives as
     // long as the process. A key is the object's name in files and texts: not empty, no blanks, unique among
     // objects of its kind. Errors: InvalidKeyException, AlreadyCreatedException, InvalidInitException (too
     // late); nothing was made then.
@@ -102,7 +102,6 @@ public:
     static LocalizedString* createLocalizedString(KrelString const& key, KrelString const& text);
 
     // ---- run
-    // -------------------------------------------------------------------------------------------------------
 
     /// Does what the command line asks. Returns the exit status.
     static int start();
@@ -118,7 +117,6 @@ public:
     static void requestAbort();
 
     // ---- progress of the running test
-    // ----------------------------------------------------------------------------
 
     /// 0 to 100. Only growing values go out, at most two a second; 0 and 100 always.
     static void percentDone(int percent);
@@ -133,7 +131,8 @@ public:
     static void progressTimed(double milliseconds, LocalizedString const* text);
 
     // ---- events of the running test
-    // -------------------------------------------------------------------------------- `file` and `line` say
+    //
+    // `file` and `line` say
     // where: __FILE__, __LINE__. Without a running test an error is logged and nothing sent.
 
     static void sendEvent(Event const* event, EventType const& type, KrelString const& file, int line);
@@ -142,7 +141,6 @@ public:
     static void error(Event const* event, KrelString const& file, int line);
 
     // ---- questions to the person
-    // ---------------------------------------------------------------------------------
 
     /// Asks and waits for the answer. Where nobody can be asked (prompting switched off, no terminal) the
     /// default answer is taken and logged. `shown` is called with the device under test just before the box
@@ -156,7 +154,6 @@ public:
     static bool GUIPromptSupported();
 
     // ---- queries
-    // -----------------------------------------------------------------------------------------------------
 
     /// Null when no test is running.
     static Test* getCurrentTest();
@@ -182,7 +179,6 @@ public:
     static zel::StateManager* getCurrentStateManagerFromEngine(bool merge);
 
     // ---- observers
-    // -----------------------------------------------------------------------------------------------------
 
     /// Null is a programming error; one observer registered twice is called once.
     static void registerObserver(TestObserver* observer);

@@ -72,7 +72,6 @@ struct DiagModuleFacade
 void DiagModule::internalErrorPost(KrelException const& error) { ErrorReporting::internalErrorPost(error); }
 
 // ---- set-up
-// ---------------------------------------------------------------------------------------------------------
 
 void DiagModule::setCmdLineArgs(int argc, char const* const argv[])
 {
@@ -120,7 +119,6 @@ void DiagModule::registerLocalizedLibrary(KrelString const& name)
 }
 
 // ---- factories
-// -----------------------------------------------------------------------------------------------------
 
 Test* DiagModule::createTest(KrelString const& key, DeviceCapability const& capability,
                              Test::Callback callback)
@@ -154,7 +152,6 @@ LocalizedString* DiagModule::createLocalizedString(KrelString const& key, KrelSt
 }
 
 // ---- actions
-// -------------------------------------------------------------------------------------------------------
 
 int DiagModule::start()
 {

@@ -74,7 +74,6 @@ CommInterface* commOfRunningTest(zel::TestRunImp const* run, char const* operati
 } // namespace
 
 // ---- stopping
-// --------------------------------------------------------------------------------------------------------
 
 bool DiagModule::checkForStop()
 {
@@ -90,32 +89,38 @@ bool DiagModule::checkForStop()
 void DiagModule::requestAbort() { s_abortRequested = true; }
 
 // ---- progress
-// --------------------------------------------------------------------------------------------------------
 
 void DiagModule::percentDone(int percent)
 {
-    zel::AutoMutex const guard(libraryMutex());
-    // While a test is repeated for a minimum time, its own percentages would start over with each pass.
-    doPercentDone(s_minTimePerTestMode ? DiagModuleRun::minimumTimePercent() : percent);
+    {
+        zel::AutoMutex const guard(libraryMutex());
+        // While a test is repeated for a minimum time, its own percentages would start over with each pass.
+        if (s_minTimePerTestMode)
+            percent = DiagModuleRun::minimumTimePercent();
+    }
+    doPercentDone(percent);
 }
 
 void DiagModule::doPercentDone(int percent)
 {
-    zel::AutoMutex const guard(libraryMutex());
-    CommInterface* const comm = commOfRunningTest(s_testRunImp, "percentDone");
-    if (!comm)
-        return;
-    ProgressFilter::Decision const decision = s_progressFilter.decide(percent, s_percentComplete);
-    if (!decision.send)
-        return;
-    if (decision.sendZeroFirst) {
-        s_testRunImp->setPercentComplete(0);
+    ProgressFilter::Decision decision;
+    {
+        zel::AutoMutex const guard(libraryMutex());
+        CommInterface* const comm = commOfRunningTest(s_testRunImp, "percentDone");
+        if (comm)
+            decision = s_progressFilter.decide(percent, s_percentComplete);
+        if (!decision.send)
+            return;
+        if (decision.sendZeroFirst) {
+            s_testRunImp->setPercentComplete(0);
+            comm->sendPercentDoneMessage();
+        }
+        s_testRunImp->setPercentComplete(percent);
         comm->sendPercentDoneMessage();
-        notify([](TestObserver& observer) { observer.onPercentDone(0); });
+        s_percentComplete = percent;
     }
-    s_testRunImp->setPercentComplete(percent);
-    comm->sendPercentDoneMessage();
-    s_percentComplete = percent;
+    if (decision.sendZeroFirst)
+        notify([](TestObserver& observer) { observer.onPercentDone(0); });
     notify([percent](TestObserver& observer) { observer.onPercentDone(percent); });
 }
 
@@ -145,30 +150,33 @@ void DiagModule::progress(Event const* event)
 void DiagModule::progress(LocalizedString const* text)
 {
     ZEL_ASSERT_NAMED(text != nullptr, "text");
-    zel::AutoMutex const guard(libraryMutex());
-    CommInterface* const comm = commOfRunningTest(s_testRunImp, "progress");
-    if (!comm)
-        return;
     zel::String const resolved = text->imp().resolve();
-    s_testRunImp->setProgressInformation(resolved);
-    comm->sendProgressInformativeMessage();
+    {
+        zel::AutoMutex const guard(libraryMutex());
+        CommInterface* const comm = commOfRunningTest(s_testRunImp, "progress");
+        if (!comm)
+            return;
+        s_testRunImp->setProgressInformation(resolved);
+        comm->sendProgressInformativeMessage();
+    }
     notify([&](TestObserver& observer) { observer.onProgress(KrelString(resolved)); });
 }
 
 // Nothing ever sets s_progressTimedStarted, so every text goes out at once; modules rely on it.
 void DiagModule::progressTimed(double milliseconds, LocalizedString const* text)
 {
-    zel::AutoMutex const guard(libraryMutex());
-    if (!s_sinceProgressText)
-        s_sinceProgressText.emplace();
-    if (s_progressTimedStarted && s_sinceProgressText->getElapsed() <= milliseconds / 1000)
-        return;
+    {
+        zel::AutoMutex const guard(libraryMutex());
+        if (!s_sinceProgressText)
+            s_sinceProgressText.emplace();
+        if (s_progressTimedStarted && s_sinceProgressText->getElapsed() <= milliseconds / 1000)
+            return;
+        s_sinceProgressText->reset();
+    }
     progress(text);
-    s_sinceProgressText->reset();
 }
 
 // ---- events
-// ----------------------------------------------------------------------------------------------------------
 
 void DiagModule::sendEvent(Event const* event, EventType const& type, KrelString const& file, int line)
 {
@@ -199,25 +207,26 @@ void DiagModule::sendEventImp(Event const& event, zel::EventTypeImp const& type,
 
 void DiagModule::sendPreparedEvent(zel::TestRunEventImp event)
 {
-    zel::AutoMutex const guard(libraryMutex());
+    zel::String const message = event.message().resolve();
     ZEL_LOG(logger(), LogLevel::Information)
-        << event.type().toString() << " event " << event.key() << ": " << event.message().resolve();
-    CommInterface* const comm = commOfRunningTest(s_testRunImp, "sendEvent");
-    if (!comm)
-        return;
-    if (zel::DeviceImp const* const device = s_testRunImp->device())
-        event.setDevice({device->guid(), device->name(), device->description()});
-    zel::TestRunEventImp const sent = event;
-    s_testRunImp->addEvent(std::move(event));
-    comm->sendEvent();
-    notify([&sent](TestObserver& observer) {
-        observer.onEvent(KrelString(sent.type().toString()), KrelString(sent.key()),
-                         KrelString(sent.message().resolve()));
+        << event.type().toString() << " event " << event.key() << ": " << message;
+    zel::String const type = event.type().toString(), key = event.key();
+    {
+        zel::AutoMutex const guard(libraryMutex());
+        CommInterface* const comm = commOfRunningTest(s_testRunImp, "sendEvent");
+        if (!comm)
+            return;
+        if (zel::DeviceImp const* const device = s_testRunImp->device())
+            event.setDevice({device->guid(), device->name(), device->description()});
+        s_testRunImp->addEvent(std::move(event));
+        comm->sendEvent();
+    }
+    notify([&](TestObserver& observer) {
+        observer.onEvent(KrelString(type), KrelString(key), KrelString(message));
     });
 }
 
 // ---- questions
-// -------------------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -308,7 +317,6 @@ bool DiagModule::promptEnabled() { return s_bPromptEnable; }
 bool DiagModule::GUIPromptSupported() { return s_bGUIPromptSupported; }
 
 // ---- queries
-// ---------------------------------------------------------------------------------------------------------
 
 Test* DiagModule::getCurrentTest()
 {
@@ -409,7 +417,6 @@ zel::StateManager* DiagModule::getCurrentStateManagerFromEngine(bool merge)
 }
 
 // ---- observers
-// -------------------------------------------------------------------------------------------------------
 
 void DiagModule::registerObserver(TestObserver* observer)
 {

@@ -52,7 +52,6 @@ zel::DeviceImp& SysInfoDevice::imp() { return *data().device; }
 zel::DeviceImp const& SysInfoDevice::imp() const { return *data().device; }
 
 // ---- reading
-// -------------------------------------------------------------------------------------------------------
 
 KrelString const& SysInfoDevice::name() const
 {
@@ -129,7 +128,6 @@ DeviceProperty* SysInfoDevice::nextProperty()
 }
 
 // ---- changing
-// ------------------------------------------------------------------------------------------------------
 
 SysInfoDevice* SysInfoDevice::setName(KrelString const& name)
 {
