@@ -161,6 +161,7 @@ TEST_F(ModuleTest, WrongSetUpIsRefused)
         Outcome const outcome = module(start);
         EXPECT_EQ(outcome.status, 22) << one.name;
         EXPECT_TRUE(holds(outcome.err, one.message));
+        EXPECT_EQ(outcome.err.find("exit callback"), outcome.err.rfind("exit callback")) << outcome.err;
     }
     Start empty;
     empty.withoutArgv = true;
@@ -362,7 +363,8 @@ TEST_F(ModuleTest, SettingsSteerTheRun)
     EXPECT_TRUE(holds(outOfRange.err, "Parameter \"count\" not valid for Test \"parameter\""));
 
     settings("Test.pass.Enable.value=off\n");
-    EXPECT_TRUE(holds(runTest("pass").err, "misbehaving.w4i:1: Test.pass.Enable.value: \"off\" is no BOOLEAN"));
+    EXPECT_TRUE(
+        holds(runTest("pass").err, "misbehaving.w4i:1: Test.pass.Enable.value: \"off\" is no BOOLEAN"));
 
     settings("Test.pass.ForceResult.value=DEVICE BUSY\nTest.pass.ForceAllEvents.value=true\n");
     Outcome const forced = runTest("pass");

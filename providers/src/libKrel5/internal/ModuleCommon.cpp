@@ -256,7 +256,7 @@ int ModuleCommon::start(Facade const& facade, TestResult (*action)())
 {
     TestResult result = TestResult::PASS();
     ErrorReporting::install(facade, true);
-    state().exitStepDue = true;
+    state().exitStepDue = !state().initialized; // not again for a second start
     zel::String const call = zel::String(facade.className) + "::start()";
     auto const body = [&] {
         initialize(facade.type());
