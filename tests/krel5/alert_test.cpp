@@ -94,7 +94,9 @@ TEST(ModuleResource, saysInTheLogWhatIsMissing)
     std::string const log = folder.read("log");
     std::size_t from = 0;
     for (std::string const& line :
-         {"Missing resource file: " + file, "Missing Strings file : " + file + " for string Key",
+         {"Checking resource file: " + file + " if resource exists: Key", "Missing resource file: " + file,
+          "Checking resource file: " + file + " for resource: Key",
+          "Missing Strings file : " + file + " for string Key",
           "Checking resource file: " + file + " if resource exists: Key",
           "Checking resource file: " + file + " for resource: Key",
           "Resource string Other does not exist in file: " + file,

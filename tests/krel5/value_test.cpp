@@ -77,6 +77,7 @@ TEST(Value, isMadeFromEveryIntegerType)
     EXPECT_EQ(typeOf(Value(0)), "INT32");
     EXPECT_EQ(typeOf(Value("text")), "STRING");
     EXPECT_FALSE((std::is_constructible_v<Value, double>)) << "a real number needs its type";
+    EXPECT_FALSE((std::is_constructible_v<Value, Event*>)) << "a pointer is no BOOLEAN";
     EXPECT_EQ(
         messageOf<InvalidDataTypeException>([] { Value const refused(std::numeric_limits<long>::min()); }),
         "invalid data type : in \"Value::Value(long)\" encountered invalid data type \"INVALID\".");
@@ -208,44 +209,32 @@ TEST(Texts, variablesRefuseLocalizedStrings)
     {
         char const* where;
         std::function<void(Value const&)> set;
-        std::function<zel::LocalizedStringImp const&()> text;
+        std::function<zel::LocalizedStringImp const*()> text;
     };
     std::vector<Row> const rows{
-        {"LocalizedString::setVariable",
-         [&](Value const& v) { text.setVariable("v", v); }, [&]() -> auto const& {return text.imp();
-}
-}
-, {"Event::setVariable",
-   [&](Value const& v) { event.setVariable("v", v); }, [&]() -> auto const& {return event.imp().message();
-}
-}
-, {"Tip::setTitleVariable",
-   [&](Value const& v) { tip->setTitleVariable("v", v); }, [&]() -> auto const& {return tip->imp().title();
-}
-}
-, {"Tip::setMessageVariable", [&](Value const& v) { tip->setContentVariable("v", v); },
-   [&]() -> auto const& {return tip->imp().content();
-}
-}
-, {"Tip::setMessageVariable", [&](Value const& v) { tip->setContentExVariable("v", v); },
-   [&]() -> auto const& {return tip->imp().contentEx();
-}
-}
-,
-}
-;
-for (Row const& row : rows) {
-    std::string const expected = std::string("invalid data type : in \"") + row.where +
-                                 "\" encountered invalid data type \"LOCALIZEDSTRING";
-    EXPECT_EQ(messageOf<InvalidDataTypeException>([&] { row.set(nested); }), expected + "\".");
-    EXPECT_EQ(messageOf<InvalidDataTypeException>([&] { row.set(nestedArray); }), expected + "ARRAY\".");
-    EXPECT_FALSE(row.text().variableIsSet("v")) << row.where;
-    row.set(Value(7u));
-    EXPECT_TRUE(row.text().valueForVariable("v") == zel::ValueImp(7u)) << row.where;
-}
-EXPECT_EQ(utf8(KrelString(text)), "7");
-EXPECT_TRUE(text.valueForVariable("v") == Value(7u));
-EXPECT_FALSE(text.variableIsSet("w"));
+        {"LocalizedString::setVariable", [&](Value const& v) { text.setVariable("v", v); },
+         [&] { return &text.imp(); }},
+        {"Event::setVariable", [&](Value const& v) { event.setVariable("v", v); },
+         [&] { return &event.imp().message(); }},
+        {"Tip::setTitleVariable", [&](Value const& v) { tip->setTitleVariable("v", v); },
+         [&] { return &tip->imp().title(); }},
+        {"Tip::setMessageVariable", [&](Value const& v) { tip->setContentVariable("v", v); },
+         [&] { return &tip->imp().content(); }},
+        {"Tip::setMessageVariable", [&](Value const& v) { tip->setContentExVariable("v", v); },
+         [&] { return &tip->imp().contentEx(); }},
+    };
+    for (Row const& row : rows) {
+        std::string const expected = std::string("invalid data type : in \"") + row.where +
+                                     "\" encountered invalid data type \"LOCALIZEDSTRING";
+        EXPECT_EQ(messageOf<InvalidDataTypeException>([&] { row.set(nested); }), expected + "\".");
+        EXPECT_EQ(messageOf<InvalidDataTypeException>([&] { row.set(nestedArray); }), expected + "ARRAY\".");
+        EXPECT_FALSE(row.text()->variableIsSet("v")) << row.where;
+        row.set(Value(7u));
+        EXPECT_TRUE(row.text()->valueForVariable("v") == zel::ValueImp(7u)) << row.where;
+    }
+    EXPECT_EQ(utf8(KrelString(text)), "7");
+    EXPECT_TRUE(text.valueForVariable("v") == Value(7u));
+    EXPECT_FALSE(text.variableIsSet("w"));
 }
 
 TEST(Texts, keysHoldNoBlanks)

@@ -20,7 +20,8 @@ bool isMalformed(std::string_view bytes)
 
 String KeyTextFile::Issue::toString() const
 {
-    return String(path) + String(":") + String::number(line) + String(": ") + reason;
+    String const where = line > 0 ? String(path) + String(":") + String::number(line) : String(path);
+    return where + String(": ") + reason;
 }
 
 KeyTextFile KeyTextFile::load(std::string const& path)

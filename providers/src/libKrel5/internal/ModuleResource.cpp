@@ -27,43 +27,42 @@ std::vector<std::string> ModuleResource::files() const
          zel::LocalizedResource::candidates(m_moduleGuid, zel::GlobalParameters::instance().language()))
         if (zel::LocalizedResource::load(path)->state() == zel::KeyTextFile::State::Read)
             existing.push_back(std::move(path));
+    if (existing.empty())
+        existing.push_back(zel::LocalizedResource::getLocalizedResource(m_moduleGuid));
     return existing;
 }
 
 bool ModuleResource::exists(KrelString const& key) const
 {
-    auto const paths = files();
-    if (paths.empty()) {
-        ZEL_LOG(logger(), zel::LogLevel::Warning)
-            << "Missing resource file: " << zel::LocalizedResource::getLocalizedResource(m_moduleGuid);
-    }
-    for (std::string const& path : paths) {
+    for (std::string const& path : files()) {
         ZEL_LOG(logger(), zel::LogLevel::Trace)
             << "Checking resource file: " << path << " if resource exists: " << key;
-        if (hasText(zel::LocalizedResource::load(path)->find(key.zelString())))
+        auto const file = zel::LocalizedResource::load(path);
+        if (file->state() != zel::KeyTextFile::State::Read)
+            ZEL_LOG(logger(), zel::LogLevel::Warning) << "Missing resource file: " << path;
+        else if (hasText(file->find(key.zelString())))
             return true;
-        ZEL_LOG(logger(), zel::LogLevel::Debug)
-            << "Resource string " << key << " does not exist in file: " << path;
+        else
+            ZEL_LOG(logger(), zel::LogLevel::Debug)
+                << "Resource string " << key << " does not exist in file: " << path;
     }
     return false;
 }
 
 KrelString ModuleResource::get(KrelString const& key) const
 {
-    auto const paths = files();
-    if (paths.empty()) {
-        ZEL_LOG(logger(), zel::LogLevel::Warning)
-            << "Missing Strings file : " << zel::LocalizedResource::getLocalizedResource(m_moduleGuid)
-            << " for string " << key;
-    }
-    for (std::string const& path : paths) {
+    for (std::string const& path : files()) {
         ZEL_LOG(logger(), zel::LogLevel::Trace)
             << "\nChecking resource file: " << path << " for resource: " << key;
         auto const file = zel::LocalizedResource::load(path);
-        if (auto const* const entry = file->find(key.zelString()); hasText(entry))
+        if (file->state() != zel::KeyTextFile::State::Read)
+            ZEL_LOG(logger(), zel::LogLevel::Warning)
+                << "Missing Strings file : " << path << " for string " << key;
+        else if (auto const* const entry = file->find(key.zelString()); hasText(entry))
             return KrelString(zel::LocalizedResource::unescaped(entry->m_text));
-        ZEL_LOG(logger(), zel::LogLevel::Debug)
-            << "Missing resource string: " << key << " from file: " << path;
+        else
+            ZEL_LOG(logger(), zel::LogLevel::Debug)
+                << "Missing resource string: " << key << " from file: " << path;
     }
     return KrelString();
 }

@@ -23,6 +23,7 @@ public:
     KrelString get(KrelString const& key) const;
 
 private:
+    /// Never empty: the one that would be looked for where none exists.
     std::vector<std::string> files() const;
 
     zel::String m_moduleGuid;

@@ -1,0 +1,75 @@
+#include <krel5/DeviceCapability.h>
+#include <krel5/DiagDevice.h>
+#include <krel5/DiagModule.h>
+#include <krel5/Parameter.h>
+#include <krel5/ParameterNotSetException.h>
+#include <krel5/Test.h>
+#include <krel5/TestResult.h>
+
+#include <internal/ModuleCommon.h>
+#include <internal/ParameterSetup.h>
+
+#include "../foundation/TemporaryFolder.h"
+
+#include <zel/model/SettingsResource.h>
+#include <zel/model/TestImp.h>
+
+#include <gtest/gtest.h>
+
+using namespace krel5;
+
+namespace {
+
+TestResult notRun(DiagDevice const&) { return TestResult::FAIL(); }
+
+/// "key=value (source)" of each parameter, in order.
+std::string parametersOf(krel5::Test& test)
+{
+    std::string text;
+    for (zel::ParameterImp const& one : test.imp().parameters())
+        text += one.key().toUtf8() + "=" + one.value().toString().toUtf8() + " (" +
+                one.valueSource().toString().toUtf8() + ") ";
+    return text;
+}
+
+} // namespace
+
+// From the module's declarations and the settings file to what each test's parameters are.
+TEST(ParameterSetup, handsDownResolvesAndInsists)
+{
+    test::TemporaryFolder folder;
+    zel::SettingsResource::setSearchFolders({folder.path()});
+    ModuleCommon::module().setGuid("setup");
+    DiagModule::createParameter("speed", DataType::UINT32(), "5", false, true);
+    Parameter* const level = DiagModule::createParameter("level", DataType::UINT32(), "7", true, true);
+    DeviceCapability const& memory = DeviceCapability::Memory();
+    krel5::Test* const own = DiagModule::createTest("own", memory, notRun)->addParameter(level);
+    krel5::Test* const taking = DiagModule::createTest("taking", memory, notRun);
+    krel5::Test* const none = DiagModule::createTest("none", memory, notRun)->setUsesNoGlobalParameters();
+
+    folder.write("setup.w4i", "Test.own.level.value=2\nTest.taking.level=3\n");
+    testing::internal::CaptureStderr();
+    try {
+        setUpParameters();
+        ADD_FAILURE() << "a default is no value";
+    } catch (ParameterNotSetException const& e) {
+        EXPECT_EQ(std::string(e.toString().getUTF8Buffer())
+                      .find("Parameter \"level\" not set in the settings file for Test \"taking\""),
+                  0u);
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Parameter not set: maybe you are using the old method of setting parameters; try changing it "
+              "to:\nTest.taking.level.value=YOUR VALUE HERE\n");
+
+    folder.write("setup.w4i", "Test.own.level.value=2\nParameter.level.value=3\nTest.own.Enable.value=off\n");
+    zel::SettingsResource::clearCache();
+    testing::internal::CaptureStderr();
+    setUpParameters();
+    EXPECT_NE(testing::internal::GetCapturedStderr().find(
+                  "setup.w4i:3: Test.own.Enable.value: \"off\" is no BOOLEAN"),
+              std::string::npos);
+    EXPECT_EQ(parametersOf(*own), "level=2 (SETTINGSFILE) speed=5 (NOTSET) ") << "keeps its own";
+    EXPECT_EQ(parametersOf(*taking), "speed=5 (NOTSET) level=3 (SETTINGSFILE) ") << "in order of creation";
+    EXPECT_EQ(parametersOf(*none), "");
+    zel::SettingsResource::setSearchFolders({});
+}
