@@ -42,8 +42,10 @@ void report(zel::SettingsError const& error)
 void checkSwitches(zel::SettingsResource const& settings)
 {
     auto const check = [&settings](zel::String const& key, zel::DataTypeImp const& type) {
-        if (auto const error = settings.misfit(key, type))
+        if (auto error = settings.misfit(key, type)) {
+            error->m_reason += "; it counts as not set";
             report(*error);
+        }
     };
     for (char const* key : {"TimeOut.value", "MinTimePerTest.value"})
         check(key, zel::DataTypeImp::UINT32());
