@@ -3,7 +3,8 @@
 add_library(krel5_build_flags INTERFACE)
 target_compile_options(krel5_build_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual
-  -Werror -fno-omit-frame-pointer)
+  -Werror -fno-omit-frame-pointer
+  -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=) # __FILE__ is the path in the project, wherever that was built
 target_link_options(krel5_build_flags INTERFACE -Wl,--as-needed)
 if(KREL5_SANITIZE)
   target_compile_options(krel5_build_flags INTERFACE -fsanitize=${KREL5_SANITIZE} -fno-sanitize-recover=all)

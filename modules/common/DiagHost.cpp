@@ -2,6 +2,7 @@
 #include <krel5/DiagModule.h>
 #include <krel5/Event.h>
 #include <krel5/LocalizedString.h>
+#include <krel5/Test.h>
 #include <krel5/TestResult.h>
 #include <krel5/Value.h>
 
@@ -45,6 +46,7 @@ void DiagHost::createEvents(std::initializer_list<char const*> keys)
 
 void DiagHost::createTexts(std::span<LocalText const> texts)
 {
+    m_running = DiagModule::createLocalizedString("Text.Running", "Running: {Test}\n");
     for (LocalText const& text : texts)
         m_texts[text.m_key] = DiagModule::createLocalizedString(text.m_key, text.m_english);
 }
@@ -59,7 +61,14 @@ std::string DiagHost::text(LocalText const& text, TextValues const& values)
     return found->second->localizedString().getUTF8Buffer();
 }
 
-TestResult DiagHost::run(std::function<Outcome(TestHost&)> const& check) { return resultOf(check(*this)); }
+TestResult DiagHost::run(std::function<Outcome(TestHost&)> const& check)
+{
+    if (Test const* const test = DiagModule::getCurrentTest(); test && m_running) {
+        m_running->setVariable("Test", Value(test->localizedName()));
+        DiagModule::progress(m_running);
+    }
+    return resultOf(check(*this));
+}
 
 void DiagHost::progress(int percent) { DiagModule::percentDone(percent); }
 

@@ -34,7 +34,8 @@ public:
     /// The pieces of text that reports are made of; one that was not created here stays English.
     void createTexts(std::span<LocalText const> texts);
 
-    /// Runs a check and says how it went in the library's terms.
+    /// Says which test runs, by its name in the person's language; then runs the check and says how it went
+    /// in the library's terms.
     TestResult run(std::function<Outcome(TestHost&)> const& check);
 
     void progress(int percent) override;
@@ -50,6 +51,7 @@ private:
 
     std::map<std::string, Event*> m_events;          // the library's
     std::map<std::string, LocalizedString*> m_texts; // the library's
+    LocalizedString* m_running = nullptr;            // the library's
 };
 
 } // namespace krel5::modules

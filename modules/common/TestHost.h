@@ -74,7 +74,8 @@ struct TestHost
     /// Why the check cannot run as asked, sent as an error event; the check then ends with an outcome that
     /// says so.
     virtual void problem(Report const& report) = 0;
-    /// A fact for the reader of the run (a seed, a count, a speed), sent as an informative event.
+    /// A fact for the reader of the run (a seed, a count, a speed), sent as an informative event. The console
+    /// shows its text as it is, so that the text brings its line end.
     virtual void note(Report const& report) = 0;
     /// The text in the person's language, for a value of a report; English unless the host knows better.
     virtual std::string text(LocalText const& text, TextValues const& values = {})

@@ -58,8 +58,13 @@ std::vector<TestObserver*> s_observers;
 template <typename Call>
 void notify(Call call)
 {
-    zel::AutoMutex const guard(libraryMutex());
-    for (TestObserver* const observer : std::vector<TestObserver*>(s_observers)) // one may unregister itself
+    std::vector<TestObserver*>
+        observers; // a copy: one may unregister itself, and none is called under a lock
+    {
+        zel::AutoMutex const guard(libraryMutex());
+        observers = s_observers;
+    }
+    for (TestObserver* const observer : observers)
         call(*observer);
 }
 

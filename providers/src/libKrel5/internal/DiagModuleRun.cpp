@@ -121,14 +121,17 @@ TestResult DiagModuleRun::runOne(CommInterface& comm, zel::TestRunImp& run)
 void DiagModuleRun::finish(CommInterface& comm, zel::TestRunImp& run, Test const& test,
                            TestResult const& result, double seconds)
 {
-    zel::AutoMutex const guard(libraryMutex());
-    DiagModule::s_minTimePerTestMode = false;
     DiagModule::doPercentDone(100);
-    run.setFinalResult(result.imp());
-    ZEL_LOG(logger(), LogLevel::Information) << "test done elapsed time: " << seconds;
-    run.setState(zel::TestStateImp::EXITED());
-    comm.sendFinalResult();
+    {
+        zel::AutoMutex const guard(libraryMutex());
+        DiagModule::s_minTimePerTestMode = false;
+        run.setFinalResult(result.imp());
+        ZEL_LOG(logger(), LogLevel::Information) << "test done elapsed time: " << seconds;
+        run.setState(zel::TestStateImp::EXITED());
+        comm.sendFinalResult();
+    }
     DiagModule::notifyResult(test, result);
+    zel::AutoMutex const guard(libraryMutex());
     DiagModule::s_testRunImp = nullptr;
     zel::TestRunManager::instance().setCurrent(nullptr);
 }
@@ -216,12 +219,14 @@ TestResult DiagModuleRun::runForMinimumTime(zel::TestRunImp& run, Test& test)
                 << "test didn't pass - returned result: " << result.toString().zelString();
             return result;
         }
-        zel::AutoMutex const guard(libraryMutex());
-        run.clearEvents();
-        if (s_sinceFirstPass.getElapsed() >= run.minTime())
-            return result;
+        {
+            zel::AutoMutex const guard(libraryMutex());
+            run.clearEvents();
+            if (s_sinceFirstPass.getElapsed() >= run.minTime())
+                return result;
+            run.setCurrentPass(run.currentPass() + 1);
+        }
         DiagModule::doPercentDone(minimumTimePercent());
-        run.setCurrentPass(run.currentPass() + 1);
     }
 }
 
