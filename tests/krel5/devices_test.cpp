@@ -386,4 +386,5 @@ TEST(DiagDevice, takesATestAndAnIndicatorOnce)
         EXPECT_TRUE(has(again, part)) << again;
     EXPECT_EQ(state.indicatorCountByDevice(device->imp()), 1u);
     EXPECT_THROW(device->addIndicator(nullptr), zel::AssertionException);
+    state.clear();
 }
