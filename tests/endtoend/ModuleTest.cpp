@@ -224,8 +224,8 @@ TEST_F(ModuleTest, ListsAndPicksByNumber)
              {{"run", "-d", "2"}, 31, "Error: Device Number 2 is too large\n"},
              {{"run", "-d", "-1"}, 31, "Error: Device Number -1 is too small\n"},
              {{"run", "-t", "0"}, 32, "Error: Test Number 0 is too small\n"},
-             {{"run", "-t", "19"}, 32, "Error: Test Number 19 is too large\n"},
-             {{"run", "-t", "18", "-d", "1"}, 32, "is not associated with the test \"noSuchDevice\"\n"},
+             {{"run", "-t", "20"}, 32, "Error: Test Number 20 is too large\n"},
+             {{"run", "-t", "19", "-d", "1"}, 32, "is not associated with the test \"noSuchDevice\"\n"},
          }) {
         Outcome const outcome = module(one.arguments);
         EXPECT_EQ(outcome.status, one.status) << one.line;
@@ -399,6 +399,11 @@ TEST_F(ModuleTest, TooLateAndTooMuch)
     EXPECT_TRUE(holds(late.out, "Cannot call DiagModule::setVersion after calling start\n"));
     EXPECT_TRUE(holds(late.out, "Cannot call createTest after calling start (object key = late)\n"));
     EXPECT_EQ(runTest("flood").status, 0);
+    Outcome const behind = runTest("late");
+    EXPECT_EQ(behind.status, 0);
+    std::string const end = "\nFinal Result: PASS\n\n\n";
+    ASSERT_GE(behind.out.size(), end.size());
+    EXPECT_EQ(behind.out.substr(behind.out.size() - end.size()), end) << "a thread left behind is not heard";
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 // chooses a wrong set-up instead: "noversion", "nocommandline", "badinit", "doubleinit", "uncaught", "twice".
 #include <krel5/krel5.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -106,13 +107,34 @@ static TestResult flood(DiagDevice const&)
     std::thread reporters[4];
     for (std::thread& one : reporters)
         one = std::thread([] {
-            for (int i = 0; i <= 1000; ++i)
+            for (int i = 0; i <= 1000 && !DiagModule::checkForStop(); ++i) {
                 DiagModule::percentDone(i % 101);
+                DiagModule::estimatedTimeLeft(1);
+                DiagModule::informative(s_note, "flood.cpp", i);
+                DiagModule::progress(s_text);
+            }
         });
     for (std::thread& one : reporters)
         one.join();
     for (int i = 0; i < 10000; ++i)
         DiagModule::informative(s_note, "flood.cpp", i);
+    return TestResult::PASS();
+}
+
+// Leaves a thread behind that goes on reporting until the process is gone.
+static TestResult late(DiagDevice const&)
+{
+    static std::atomic<bool> s_hasReported{false};
+    std::thread([] {
+        for (;;) {
+            DiagModule::percentDone(50);
+            DiagModule::informative(s_note, "late.cpp", 1);
+            s_hasReported = true;
+            std::this_thread::yield();
+        }
+    }).detach();
+    while (!s_hasReported)
+        std::this_thread::yield();
     return TestResult::PASS();
 }
 
@@ -153,6 +175,7 @@ static void createTests()
     DiagModule::createTest("requestAbort", memory, requestAbort);
     DiagModule::createTest("lateSetUp", memory, lateSetUp);
     DiagModule::createTest("flood", memory, flood);
+    DiagModule::createTest("late", memory, late);
     DiagModule::createTest("ask", memory, ask)->setInteractive(true);
     DiagModule::createTest("parameter", memory, parameter)->addParameter(s_count);
     DiagModule::createTest("quit", memory, quit);

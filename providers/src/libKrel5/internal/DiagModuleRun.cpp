@@ -117,7 +117,7 @@ TestResult DiagModuleRun::runOne(CommInterface& comm, zel::TestRunImp& run)
     return result;
 }
 
-// A thread that the test left behind may still report: it sees the run whole, or none.
+// A thread that the test left behind may still report: it is heard before the result, or not at all.
 void DiagModuleRun::finish(CommInterface& comm, zel::TestRunImp& run, Test const& test,
                            TestResult const& result, double seconds)
 {
@@ -129,11 +129,10 @@ void DiagModuleRun::finish(CommInterface& comm, zel::TestRunImp& run, Test const
         ZEL_LOG(logger(), LogLevel::Information) << "test done elapsed time: " << seconds;
         run.setState(zel::TestStateImp::EXITED());
         comm.sendFinalResult();
+        DiagModule::s_testRunImp = nullptr;
+        zel::TestRunManager::instance().setCurrent(nullptr);
     }
     DiagModule::notifyResult(test, result);
-    zel::AutoMutex const guard(libraryMutex());
-    DiagModule::s_testRunImp = nullptr;
-    zel::TestRunManager::instance().setCurrent(nullptr);
 }
 
 TestResult DiagModuleRun::callTest(zel::TestRunImp& run, Test& test)
