@@ -26,6 +26,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <latch>
 #include <thread>
 
 using namespace krel5;
@@ -240,6 +241,7 @@ TEST(DeviceProperty, groupsComeWithTheirMembers)
     SysInfoDevice* const other = drive("groups of another");
     other->addProperty(device->property("second"));
     EXPECT_EQ(keys(*other), "second inner top");
+    EXPECT_EQ(other->imp().property("inner")->children(), std::vector<zel::String>{"second"});
     std::string const otherText = other->imp().toString(2).toUtf8();
     EXPECT_TRUE(has(otherText, "    top: \n      inner: \n        second: y\n")) << otherText;
 }
@@ -332,21 +334,23 @@ TEST(DeviceProperty, linksAreCheckedAndHoldThreeTexts)
 
 TEST(SyncDeviceProperty, fillsDevicesFromSeveralThreads)
 {
-    constexpr int kThreads = 4, kDevices = 100;
+    constexpr int kThreads = 4, kDevices = 1000;
     static SyncDeviceProperty s_group("sync.group", PropertyCategory::Group(), DataType::STRING(),
                                       DeviceCapability::HardDrive());
     static SyncDeviceProperty s_number("sync.number", PropertyCategory::SysInfo(), DataType::INT32(),
                                        DeviceCapability::HardDrive(), s_group);
     std::vector<std::vector<SysInfoDevice*>> made(kThreads);
+    std::latch allMade(kThreads);
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t)
-        threads.emplace_back([&made, t] {
-            for (int i = 0; i < kDevices; ++i) {
-                int const number = t * kDevices + i;
-                SysInfoDevice* const device = drive("sync " + std::to_string(number));
-                device->addPropertyValue(s_number, Value(number));
-                made[static_cast<std::size_t>(t)].push_back(device);
-            }
+        threads.emplace_back([&made, &allMade, t] {
+            auto& mine = made[static_cast<std::size_t>(t)];
+            for (int i = 0; i < kDevices; ++i)
+                mine.push_back(drive("sync " + std::to_string(t * kDevices + i)));
+            allMade.arrive_and_wait();
+            int number = t * kDevices;
+            for (SysInfoDevice* const device : mine)
+                device->addPropertyValue(s_number, Value(number++));
         });
     for (std::thread& one : threads)
         one.join();

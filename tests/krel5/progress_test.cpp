@@ -39,6 +39,8 @@ TEST(ProgressFilter, sendsGrowingValuesTwiceASecond)
               {{0, -1, kNothing}, {0, -7, kNothing}, {0, 101, kNothing}, {0, 1, kZeroAndValue}}},
              {"half a second has to pass",
               {{0, 1, kZeroAndValue}, {0.25, 2, kNothing}, {0.4375, 3, kNothing}, {0.5, 4, kValue}}},
+             {"each half second counts from the last report that went out",
+              {{0, 1, kZeroAndValue}, {0.5, 2, kValue}, {0.75, 3, kNothing}, {1, 3, kValue}}},
              {"a dropped report does not put the next one off",
               {{0, 1, kZeroAndValue}, {0.25, 2, kNothing}, {0.375, 1, kNothing}, {0.5, 2, kValue}}},
              {"100 goes out at once, and once",
