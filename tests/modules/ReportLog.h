@@ -16,13 +16,13 @@ struct ReportLog : TestHost
 
     void progress(int percent) override { m_percent = percent; }
     bool stopRequested() override { return m_stopAfterQuestions == 0 || --m_stopAfterQuestions < 0; }
-    void fault(Fault const& report) override { m_faults.push_back(text(report)); }
-    void warning(Report const& report) override { m_warnings.push_back(text(report)); }
-    void problem(Report const& report) override { m_problems.push_back(text(report)); }
-    void note(Report const& report) override { m_notes.push_back(text(report)); }
+    void fault(Fault const& report) override { m_faults.push_back(lineOf(report)); }
+    void warning(Report const& report) override { m_warnings.push_back(lineOf(report)); }
+    void problem(Report const& report) override { m_problems.push_back(lineOf(report)); }
+    void note(Report const& report) override { m_notes.push_back(lineOf(report)); }
 
 private:
-    static std::string text(Report const& report)
+    static std::string lineOf(Report const& report)
     {
         std::string out = report.m_eventKey;
         for (auto const& [name, value] : report.m_values)
