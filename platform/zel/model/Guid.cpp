@@ -23,8 +23,8 @@ String nameBasedGuid(std::initializer_list<String> names)
 {
     Fnv128 hash;
     for (String const& name : names) {
-        for (unsigned char const byte : name.toUtf8())
-            hash.add(byte);
+        for (char const byte : name.toUtf8())
+            hash.add(static_cast<unsigned char>(byte));
         hash.add(0xFF); // a byte that no UTF-8 text holds separates the names
     }
     Uint128 bits = hash.value();
