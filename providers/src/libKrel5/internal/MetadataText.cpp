@@ -13,7 +13,6 @@
 #include <zel/model/SettingsResource.h>
 #include <zel/model/TestImp.h>
 
-#include <span>
 
 namespace krel5 {
 namespace {
