@@ -13,7 +13,6 @@
 #include <zel/model/SettingsResource.h>
 #include <zel/model/TestImp.h>
 
-
 namespace krel5 {
 namespace {
 
