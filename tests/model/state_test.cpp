@@ -283,6 +283,29 @@ TEST(DeviceImp, groupsSurviveMergingAndRemoval)
     EXPECT_EQ(shown(), "    loose: \n    one: \n") << "a ring of groups ends";
 }
 
+// Few keys are walked, many are indexed: both find, refuse and remove the same.
+TEST(DeviceImp, findsPropertiesHoweverManyThereAre)
+{
+    for (int const count : {3, 32, 33, 200}) {
+        auto const mine = device("drive");
+        auto const key = [](int i) { return String("key ") + String::number(i); };
+        for (int i = 0; i < count; ++i)
+            add(*mine, key(i).toUtf8().c_str(), std::to_string(i).c_str());
+        EXPECT_THROW(add(*mine, "key 0"), StateException) << count;
+        String const& own = mine->getProperty(1).key();
+        EXPECT_TRUE(mine->removeProperty(own)) << count;
+        EXPECT_FALSE(mine->removeProperty("key 1")) << count;
+        DeviceImp copy(*mine);
+        add(copy, "key 1", "1");
+        for (int i = 0; i < count; ++i) {
+            ASSERT_TRUE(copy.property(key(i))) << count << " " << i;
+            EXPECT_EQ(copy.property(key(i))->value().toString(), String::number(i)) << count;
+        }
+        EXPECT_EQ(copy.getProperty(static_cast<std::size_t>(count) - 1).key(), String("key 1")) << count;
+        EXPECT_EQ(mine->property("key 1"), nullptr) << count;
+    }
+}
+
 TEST(StateManager, makesAListOfDevicesWithSomeProperties)
 {
     StateManager source, list;

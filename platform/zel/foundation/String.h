@@ -13,6 +13,7 @@
 
 #include <compare>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -74,7 +75,10 @@ public:
     void appendUtf8To(std::string& out) const { utf::encodeUtf8(m_units.data(), m_units.size(), out); }
 
     String& operator+=(String const& other);
-    bool operator==(String const& other) const noexcept { return m_units == other.m_units; }
+    bool operator==(String const& other) const noexcept
+    {
+        return size() == other.size() && std::memcmp(ucs2(), other.ucs2(), size() * sizeof(Unit)) == 0;
+    }
     /// Order by code unit; stable, not a language's order.
     std::strong_ordering operator<=>(String const& other) const noexcept
     {
@@ -133,5 +137,7 @@ inline String operator+(String left, String const& right)
 template <>
 struct std::hash<zel::String>
 {
-    std::size_t operator()(zel::String const& text) const noexcept { return text.hash(); }
+    // Not noexcept: the standard library then keeps the hash beside each key, so that a growing table does
+    // not read every key again.
+    std::size_t operator()(zel::String const& text) const { return text.hash(); }
 };

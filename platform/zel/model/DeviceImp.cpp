@@ -9,7 +9,11 @@ namespace zel {
 
 namespace {
 constexpr int kDeepestGroup = 16; // a chain of groups longer than this is printed flat
-}
+
+// Up to here a walk over the keys costs less than keeping an index of them; beyond, a walk for each added
+// property would cost the square of their number.
+constexpr std::size_t kFewProperties = 32;
+} // namespace
 
 std::unique_ptr<DeviceImp> DeviceImp::createGeneric(CapabilityImp const& type,
                                                     CapabilityImp const& capabilities, String const& name,
@@ -48,27 +52,42 @@ void DeviceImp::addChildBusId(String const& id)
 
 PropertyImp& DeviceImp::addProperty(PropertyImp const* property)
 {
-    auto const [at, isNew] = m_propertyIndex.try_emplace(property->key(), m_properties.size());
-    if (!isNew)
+    if (indexOf(property->key()) != kNone)
         throw StateException(String("Device \"") + m_guid + "\" already has a property with the key \"" +
                              property->key() + "\"");
     m_properties.push_back(std::make_unique<PropertyImp>(*property));
+    if (!m_propertyIndex.empty())
+        m_propertyIndex.emplace(property->key(), m_properties.size() - 1);
+    else if (m_properties.size() > kFewProperties)
+        for (auto const& one : m_properties)
+            m_propertyIndex.emplace(one->key(), m_propertyIndex.size());
     return *m_properties.back();
+}
+
+std::size_t DeviceImp::indexOf(String const& key) const
+{
+    if (!m_propertyIndex.empty()) {
+        auto const found = m_propertyIndex.find(key);
+        return found == m_propertyIndex.end() ? kNone : found->second;
+    }
+    for (std::size_t i = 0; i < m_properties.size(); ++i)
+        if (m_properties[i]->key() == key)
+            return i;
+    return kNone;
 }
 
 bool DeviceImp::removeProperty(String const& key)
 {
-    auto const found = m_propertyIndex.find(key);
-    if (found == m_propertyIndex.end())
+    std::size_t const index = indexOf(key);
+    if (index == kNone)
         return false;
-    std::size_t const index = found->second;
     for (String const& childKey : m_properties[index]->children())
         if (PropertyImp* const child = property(childKey))
             child->setPartOfGroup(false);
     for (auto const& other : m_properties)
         other->removeChild(key);
+    m_propertyIndex.erase(key); // first: the key may be the property's own
     m_properties.erase(m_properties.begin() + static_cast<std::ptrdiff_t>(index));
-    m_propertyIndex.erase(found);
     for (auto& entry : m_propertyIndex)
         if (entry.second > index)
             --entry.second;
@@ -90,8 +109,8 @@ PropertyImp const& DeviceImp::getProperty(std::size_t index) const
 
 PropertyImp* DeviceImp::property(String const& key)
 {
-    auto const found = m_propertyIndex.find(key);
-    return found == m_propertyIndex.end() ? nullptr : m_properties[found->second].get();
+    std::size_t const index = indexOf(key);
+    return index == kNone ? nullptr : m_properties[index].get();
 }
 
 PropertyImp const* DeviceImp::property(String const& key) const

@@ -4,7 +4,6 @@
 #include <zel/model/DeviceStateImp.h>
 #include <zel/model/PropertyImp.h>
 
-#include <deque>
 #include <memory>
 #include <unordered_map>
 #include <vector>
@@ -74,7 +73,10 @@ public:
     HandleSlot& handleSlot() const noexcept { return m_handle; }
 
 private:
+    static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+
     DeviceImp() = default;
+    std::size_t indexOf(String const& key) const;
     bool mergeChildren(PropertyImp const& theirs);
     void printProperty(PropertyImp const& property, String const& indent, String& out, int depth) const;
 
@@ -85,7 +87,7 @@ private:
     bool m_complete = true;
     std::vector<String> m_childBusIds;
     std::vector<std::unique_ptr<PropertyImp>> m_properties;
-    std::unordered_map<String, std::size_t> m_propertyIndex; // key -> index in m_properties
+    std::unordered_map<String, std::size_t> m_propertyIndex; // key -> index; empty as long as few
     std::size_t m_cursor = 0;
     mutable HandleSlot m_handle;
 };

@@ -19,7 +19,7 @@ public:
 };
 
 /// One property of one device: a value under a specification. Copies share the specification and copy the
-/// value.
+/// value. A machine has thousands of them, so that what few need stands outside the record.
 class ZEL_EXPORT PropertyImp
 {
 public:
@@ -35,24 +35,24 @@ public:
     PropertyImp(PropertyImp const& other);
     PropertyImp& operator=(PropertyImp const&) = delete;
 
-    ValueImp const& value() const { return m_live ? m_live->read() : m_value; }
+    ValueImp const& value() const { return isLive() ? m_rare->live->read() : m_value; }
     void setValue(ValueImp value);
     /// From now on the value is the one that `live` holds. A copy of the record takes the value, not the
     /// link.
-    void setLiveValue(std::shared_ptr<LiveValue> live) { m_live = std::move(live); }
+    void setLiveValue(std::shared_ptr<LiveValue> live) { rare().live = std::move(live); }
 
     /// Guid of the specification as it was at the last update; the specification's own guid changes when its
     /// module's guid is stamped on it.
-    String const& specGuid() const noexcept { return m_specGuid; }
-    void updateSpecGuid() { m_specGuid = m_spec->guid(); }
+    String const& specGuid() const noexcept { return *m_specGuid; }
+    void updateSpecGuid() { m_specGuid = m_spec->sharedGuid(); }
 
     bool isPartOfGroup() const noexcept { return m_partOfGroup; }
     void setPartOfGroup(bool partOfGroup) noexcept { m_partOfGroup = partOfGroup; }
     /// Keys of the properties shown under this one, in order of addition.
-    std::vector<String> const& children() const noexcept { return m_children; }
+    std::vector<String> const& children() const noexcept;
     /// A key that is there already is not added again.
     void addChild(PropertyImp const* child);
-    void removeChild(String const& key) { std::erase(m_children, key); }
+    void removeChild(String const& key);
     /// Forgets what a copy brought along from the device of its original.
     void leaveGroups();
 
@@ -63,11 +63,18 @@ public:
     HandleSlot& handleSlot() const noexcept { return m_handle; }
 
 private:
+    struct Rare
+    {
+        std::shared_ptr<LiveValue> live; // null: the value is m_value
+        std::vector<String> children;
+    };
+    bool isLive() const noexcept { return m_rare && m_rare->live; }
+    Rare& rare();
+
     std::shared_ptr<PropertySpecImp> m_spec;
     ValueImp m_value;
-    std::shared_ptr<LiveValue> m_live; // null: the value is m_value
-    String m_specGuid;
-    std::vector<String> m_children;
+    std::shared_ptr<String const> m_specGuid;
+    std::unique_ptr<Rare> m_rare; // made when first needed
     bool m_partOfGroup = false;
     bool m_discoveredLater = false;
     mutable HandleSlot m_handle;

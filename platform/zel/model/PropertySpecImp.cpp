@@ -7,13 +7,15 @@ namespace zel {
 PropertySpecImp::PropertySpecImp(String keyInModule, PropertyCategoryImp category, DataTypeImp type,
                                  CapabilityImp capability)
     : m_keyInModule(std::move(keyInModule)), m_category(std::move(category)), m_type(std::move(type)),
-      m_capability(std::move(capability)), m_guid(nameBasedGuid({"PropertySpec", "", m_keyInModule}))
-{}
+      m_capability(std::move(capability))
+{
+    setModuleGuid(String());
+}
 
 void PropertySpecImp::setModuleGuid(String const& guid)
 {
     m_moduleGuid = guid;
-    m_guid = nameBasedGuid({"PropertySpec", m_moduleGuid, m_keyInModule});
+    m_guid = std::make_shared<String const>(nameBasedGuid({"PropertySpec", m_moduleGuid, m_keyInModule}));
 }
 
 } // namespace zel

@@ -25,7 +25,9 @@ public:
     String const& moduleGuid() const noexcept { return m_moduleGuid; }
     /// The guid follows from the module's guid and the key.
     void setModuleGuid(String const& guid);
-    String const& guid() const noexcept { return m_guid; }
+    String const& guid() const noexcept { return *m_guid; }
+    /// The same for whoever keeps it: the text stays as it is when the specification's guid changes.
+    std::shared_ptr<String const> const& sharedGuid() const noexcept { return m_guid; }
 
     /// Name and description in the author's own words, shown where no localized text exists; may be empty.
     String const& defaultName() const noexcept { return m_defaultName; }
@@ -44,7 +46,8 @@ private:
     PropertyCategoryImp m_category;
     DataTypeImp m_type;
     CapabilityImp m_capability;
-    String m_moduleGuid, m_guid, m_defaultName, m_alias;
+    String m_moduleGuid, m_defaultName, m_alias;
+    std::shared_ptr<String const> m_guid; // never null
     std::shared_ptr<PropertySpecImp> m_group;
 };
 

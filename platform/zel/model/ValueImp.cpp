@@ -39,7 +39,7 @@ ValueImp::ValueImp(bool value) : m_type(DataTypeImp::BOOLEAN()), m_data(value) {
 ValueImp::ValueImp(double value, DataTypeImp const& type) : m_type(checkedRealType(type)), m_data(value) {}
 ValueImp::ValueImp(String value) : m_type(DataTypeImp::STRING()), m_data(std::move(value)) {}
 ValueImp::ValueImp(LocalizedStringImp value)
-    : m_type(DataTypeImp::LOCALIZEDSTRING()), m_data(std::move(value))
+    : m_type(DataTypeImp::LOCALIZEDSTRING()), m_data(Boxed(std::move(value)))
 {}
 ValueImp::ValueImp(DiscreteMeasurement value) : m_type(DataTypeImp::DISCRETEMEASUREMENT()), m_data(value) {}
 ValueImp::ValueImp(NonDiscreteMeasurement value)
@@ -204,7 +204,7 @@ String const& ValueImp::string() const { return read<String>(DataTypeImp::STRING
 
 LocalizedStringImp const& ValueImp::localizedString() const
 {
-    return read<LocalizedStringImp>(DataTypeImp::LOCALIZEDSTRING());
+    return read<Boxed<LocalizedStringImp>>(DataTypeImp::LOCALIZEDSTRING()).get();
 }
 
 DiscreteMeasurement const& ValueImp::discreteMeasurement() const

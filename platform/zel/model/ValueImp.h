@@ -9,6 +9,7 @@
 // Thread rule: a value, as std::string.
 
 #include <zel/foundation/String.h>
+#include <zel/model/Boxed.h>
 #include <zel/model/DataTypeImp.h>
 #include <zel/model/DiscreteMeasurement.h>
 #include <zel/model/LocalizedStringImp.h>
@@ -114,7 +115,7 @@ private:
     using Data = std::variant<std::uint32_t, std::int32_t, std::uint64_t, double, String, bool,
                               std::vector<String>, std::vector<std::uint32_t>, std::vector<std::int32_t>,
                               DiscreteMeasurement, std::vector<DiscreteMeasurement>, NonDiscreteMeasurement,
-                              LocalizedStringImp, std::vector<LocalizedStringImp>>;
+                              Boxed<LocalizedStringImp>, std::vector<LocalizedStringImp>>;
 
     template <typename T>
     T const& read(DataTypeImp const& requested) const;

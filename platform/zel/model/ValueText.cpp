@@ -235,6 +235,7 @@ String shown(String const& datum) { return datum; }
 String shown(DiscreteMeasurement const& datum) { return datum.toString(); }
 String shown(NonDiscreteMeasurement const& datum) { return datum.toString(); }
 String shown(LocalizedStringImp const& datum) { return datum.resolve(); }
+String shown(Boxed<LocalizedStringImp> const& datum) { return shown(datum.get()); }
 
 template <typename T>
 String shown(std::vector<T> const& elements)

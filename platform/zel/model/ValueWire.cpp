@@ -240,6 +240,8 @@ void write(Texts& texts, LocalizedStringImp const& datum)
     }
 }
 
+void write(Texts& texts, Boxed<LocalizedStringImp> const& datum) { write(texts, datum.get()); }
+
 template <typename T>
 void write(Texts& texts, std::vector<T> const& elements)
 {
