@@ -262,7 +262,7 @@ std::vector<std::pair<unsigned, unsigned>> corePairs(std::vector<unsigned> const
         // At half the ring each pair would come twice.
         std::size_t const starts = 2 * distance == count ? count / 2 : count;
         // Every other one first: with neighbours, that puts each core into a pair with half as many pairs.
-        for (std::size_t first : {0, 1})
+        for (std::size_t const first : {std::size_t{0}, std::size_t{1}})
             for (std::size_t i = first; i < starts; i += 2) {
                 if (pairs.size() >= most)
                     return pairs;

@@ -51,7 +51,7 @@ static TestResult throwLibrary(DiagDevice const& device)
 static TestResult throwStandard(DiagDevice const&) { throw std::runtime_error("what went wrong"); }
 static TestResult throwNumber(DiagDevice const&) { throw 42; }
 
-[[gnu::noinline, gnu::no_sanitize("undefined")]] static void writeThroughNothing(int volatile* where)
+__attribute__((noinline, no_sanitize("undefined"))) static void writeThroughNothing(int volatile* where)
 {
     *where = 1;
 }
