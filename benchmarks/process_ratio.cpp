@@ -39,8 +39,10 @@ Sample runOnce(std::vector<char*> const& command)
     wait4(child, &status, 0, &used);
     auto const end = std::chrono::steady_clock::now();
     posix_spawn_file_actions_destroy(&actions);
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
         std::fprintf(stderr, "%s did not end well (status %d)\n", command[0], status);
+        std::exit(1);
+    }
     return {std::chrono::duration<double, std::milli>(end - start).count(), used.ru_maxrss};
 }
 
