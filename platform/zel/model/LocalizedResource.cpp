@@ -69,10 +69,15 @@ std::optional<String> LocalizedResource::find(String const& moduleGuid, String c
         return std::nullopt;
     for (String const& resource : resourcesOf(moduleGuid))
         for (std::string const& path : candidates(resource, language))
-            if (auto const file = load(path); auto const* const entry = file->find(key))
-                if (!entry->m_text.empty())
-                    return unescaped(entry->m_text);
+            if (auto text = textIn(*load(path), key))
+                return text;
     return std::nullopt;
+}
+
+std::optional<String> LocalizedResource::textIn(KeyTextFile const& file, String const& key)
+{
+    auto const* const entry = file.find(key);
+    return entry && !entry->m_text.empty() ? std::optional(unescaped(entry->m_text)) : std::nullopt;
 }
 
 std::vector<std::string> LocalizedResource::candidates(String const& moduleGuid, LanguageImp const& language)

@@ -18,8 +18,7 @@ class ZEL_EXPORT LocalizedResource
 {
 public:
     /// The text of the key: from the most particular file that has it, then the plain ones, then the
-    /// libraries that the module registered. Nothing when no file has it, or `moduleGuid` is no file name. An
-    /// empty text counts as none, so that a text file yet to be filled shows the default texts.
+    /// libraries that the module registered. Nothing when no file has it, or `moduleGuid` is no file name.
     static std::optional<String> find(String const& moduleGuid, String const& key,
                                       LanguageImp const& language);
 
@@ -30,6 +29,9 @@ public:
     static std::string getLocalizedResource(String const& moduleGuid);
     /// The file's content, absent or not. Never null.
     static std::shared_ptr<KeyTextFile const> load(std::string const& path);
+    /// The text of the key in this file, as it is meant. An empty text counts as none, so that a text file
+    /// yet to be filled shows the default texts.
+    static std::optional<String> textIn(KeyTextFile const& file, String const& key);
     /// A text as it is meant and as it stands in a line; see KeyTextFile.
     static String unescaped(String const& text);
     static String escaped(String const& text);

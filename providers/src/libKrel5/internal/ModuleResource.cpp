@@ -15,9 +15,6 @@ zel::Logger& logger()
     return instance;
 }
 
-// A line with nothing behind its '=' is a text yet to be written, as in a fresh skeleton.
-bool hasText(zel::KeyTextFile::Entry const* entry) { return entry && !entry->m_text.empty(); }
-
 } // namespace
 
 std::vector<std::string> ModuleResource::files() const
@@ -40,7 +37,7 @@ bool ModuleResource::exists(KrelString const& key) const
         auto const file = zel::LocalizedResource::load(path);
         if (file->state() != zel::KeyTextFile::State::Read)
             ZEL_LOG(logger(), zel::LogLevel::Warning) << "Missing resource file: " << path;
-        else if (hasText(file->find(key.zelString())))
+        else if (zel::LocalizedResource::textIn(*file, key.zelString()))
             return true;
         else
             ZEL_LOG(logger(), zel::LogLevel::Debug)
@@ -58,8 +55,8 @@ KrelString ModuleResource::get(KrelString const& key) const
         if (file->state() != zel::KeyTextFile::State::Read)
             ZEL_LOG(logger(), zel::LogLevel::Warning)
                 << "Missing Strings file : " << path << " for string " << key;
-        else if (auto const* const entry = file->find(key.zelString()); hasText(entry))
-            return KrelString(zel::LocalizedResource::unescaped(entry->m_text));
+        else if (auto const text = zel::LocalizedResource::textIn(*file, key.zelString()))
+            return KrelString(*text);
         else
             ZEL_LOG(logger(), zel::LogLevel::Debug)
                 << "Missing resource string: " << key << " from file: " << path;
