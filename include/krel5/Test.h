@@ -71,8 +71,9 @@ public:
     /// No device with this capability may exist.
     Test* addDeviceAbsenceRequirement(DeviceCapability const& capability);
     /// The device must have the property, with a value in the valid range: single values and `low..high`
-    /// spans separated by commas, either end open; an empty range takes any value. Throws
-    /// InvalidCreationException for a range that cannot be read.
+    /// spans separated by commas, either end open; an empty range takes any value. A measurement counts in
+    /// its plain unit: "1000000000.." is 1 GB and more. Throws InvalidCreationException for a range that
+    /// cannot be read.
     Test* addDevicePropertyRequirement(KrelString const& propertyKey, KrelString const& validRange);
     /// The device must not have the property with a value in the range. Errors as above.
     Test* addDevicePropertyExclusion(KrelString const& propertyKey, KrelString const& validRange);

@@ -375,6 +375,9 @@ TEST_F(ModuleTest, SettingsSteerTheRun)
     settings("Test.fail.Enable.value=false\nMinTimePerTest.value=1\n");
     EXPECT_FALSE(has(module({"enum"}).out, "fail (2)"));
     EXPECT_EQ(runTest("pass").status, 0);
+    Outcome const off = runTest("fail");
+    EXPECT_EQ(off.status, 32);
+    EXPECT_TRUE(holds(off.err, "Test \"fail\" is switched off in the settings file\n"));
     Outcome const interactive = runTest("ask");
     EXPECT_EQ(interactive.status, 29);
     EXPECT_TRUE(holds(interactive.out, "Warning ("));

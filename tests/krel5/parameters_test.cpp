@@ -68,6 +68,20 @@ TEST(ParameterSetup, handsDownResolvesAndInsists)
     EXPECT_NE(testing::internal::GetCapturedStderr().find(
                   "setup.w4i:3: Test.own.Enable.value: \"off\" is no BOOLEAN"),
               std::string::npos);
+    folder.write("setup.w4i", "Test.own.levle.value=2\nTest.own.level.value=2\nParameter.level.value=3\n"
+                              "test.own.LEVEL.value=4\nTest.own.speed=1\nTest.none.speed.value=1\n"
+                              "Test.none.Enable.value=false\nentirely.different=1\n");
+    zel::SettingsResource::clearCache();
+    testing::internal::CaptureStderr();
+    setUpParameters();
+    std::string const nothing = ": nothing here reads this setting", file = "WARNING: " + folder.path();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              file + "/setup.w4i:1: Test.own.levle.value" + nothing +
+                  "; did you mean Test.own.level.value?\n" + file + "/setup.w4i:4: test.own.LEVEL.value" +
+                  nothing + "; did you mean Test.own.level.value?\n" + file + "/setup.w4i:5: Test.own.speed" +
+                  nothing + "; did you mean Test.own.speed.value?\n" + file +
+                  "/setup.w4i:6: Test.none.speed.value" + nothing + "; did you mean Test.own.speed.value?\n" +
+                  file + "/setup.w4i:8: entirely.different" + nothing + "\n");
     EXPECT_EQ(parametersOf(*own), "level=2 (SETTINGSFILE) speed=5 (NOTSET) ") << "keeps its own";
     EXPECT_EQ(parametersOf(*taking), "speed=5 (NOTSET) level=3 (SETTINGSFILE) ") << "in order of creation";
     EXPECT_EQ(parametersOf(*none), "");

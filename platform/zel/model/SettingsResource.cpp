@@ -4,6 +4,7 @@
 #include <zel/foundation/Logger.h>
 #include <zel/foundation/System.h>
 #include <zel/model/FileNamePart.h>
+#include <zel/model/SettingsKeys.h>
 #include <zel/model/ValueImp.h>
 
 #include <mutex>
@@ -142,11 +143,10 @@ std::optional<SettingsError> SettingsResource::misfit(String const& key, DataTyp
 
 SettingsResource::Enable SettingsResource::enable(String const& kind, String const& key) const
 {
-    String const oldForm = kind + String(".") + key + String(".Enable");
-    String const currentForm = oldForm + String(".value");
-    if (find(currentForm))
-        return flag(currentForm, true) ? Enable::Enabled : Enable::Disabled;
-    return find(oldForm) ? Enable::OldForm : Enable::NotSet;
+    String const prefix = kind + String(".") + key + String(".");
+    if (find(prefix + SettingsKeys::kEnable))
+        return flag(prefix + SettingsKeys::kEnable, true) ? Enable::Enabled : Enable::Disabled;
+    return find(prefix + SettingsKeys::kEnableOldForm) ? Enable::OldForm : Enable::NotSet;
 }
 
 bool SettingsResource::isEnabled(String const& kind, String const& key) const
@@ -158,7 +158,7 @@ bool SettingsResource::isEnabled(String const& kind, String const& key) const
     case Enable::Disabled:
         return false;
     case Enable::OldForm:
-        return flag(kind + String(".") + key + String(".Enable"), true);
+        return flag(kind + String(".") + key + String(".") + SettingsKeys::kEnableOldForm, true);
     }
     return true;
 }

@@ -41,6 +41,8 @@ public:
     std::string const& path() const noexcept { return m_file.path(); }
     bool exists() const noexcept { return m_file.state() == KeyTextFile::State::Read; }
     std::vector<KeyTextFile::Issue> const& issues() const noexcept { return m_file.issues(); }
+    /// In the order of their first lines.
+    std::vector<String> const& keys() const noexcept { return m_file.keys(); }
     /// Null when the key is not set.
     KeyTextFile::Entry const* find(String const& key) const { return m_file.find(key); }
     std::optional<String> text(String const& key) const;

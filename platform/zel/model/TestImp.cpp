@@ -1,6 +1,7 @@
 #include <zel/model/TestImp.h>
 
 #include <zel/foundation/Exception.h>
+#include <zel/model/SettingsKeys.h>
 #include <zel/model/SettingsResource.h>
 #include <zel/model/ValidRange.h>
 
@@ -69,7 +70,7 @@ std::vector<SettingsError> TestImp::resolveParameterData(SettingsResource const&
     m_switchedOff = !settings.isEnabled("Test", m_key);
 
     String const prefix = String("Test.") + m_key + ".";
-    String const resultKey = prefix + "ForceResult.value";
+    String const resultKey = prefix + SettingsKeys::kForceResult;
     if (auto const* entry = settings.find(resultKey)) {
         auto const result = TestResultImp::getConstantByString(entry->m_text);
         if (result.toString() == entry->m_text)
@@ -79,9 +80,9 @@ std::vector<SettingsError> TestImp::resolveParameterData(SettingsResource const&
             errors.back().m_parameter = "ForceResult";
         }
     }
-    if (auto const eventKey = settings.text(prefix + "ForceEvent.value"))
+    if (auto const eventKey = settings.text(prefix + SettingsKeys::kForceEvent))
         m_forcedEvent = *eventKey;
-    m_forceAllEvents = settings.flag(prefix + "ForceAllEvents.value", false);
+    m_forceAllEvents = settings.flag(prefix + SettingsKeys::kForceAllEvents, false);
     return errors;
 }
 

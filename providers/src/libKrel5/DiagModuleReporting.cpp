@@ -23,6 +23,7 @@
 #include <zel/foundation/System.h>
 #include <zel/model/GlobalParameters.h>
 #include <zel/model/MessageBoxImp.h>
+#include <zel/model/SettingsKeys.h>
 #include <zel/model/SettingsResource.h>
 #include <zel/model/StateManager.h>
 #include <zel/model/TestRunManager.h>
@@ -398,7 +399,7 @@ void DiagModule::setTimeOut(unsigned int seconds)
     if (seconds == FROM_SETTINGS_FILE) {
         auto const settings = zel::SettingsResource::ofModule(ModuleCommon::module().guid());
         zel::String reason;
-        auto const text = settings->text("TimeOut.value");
+        auto const text = settings->text(zel::SettingsKeys::kTimeOut);
         auto const value =
             text ? zel::ValueImp::parse(*text, zel::DataTypeImp::UINT32(), reason) : std::nullopt;
         seconds = value ? value->uint32() : INFINITE_TIMEOUT;

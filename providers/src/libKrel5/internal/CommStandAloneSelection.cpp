@@ -6,6 +6,7 @@
 #include <zel/enumerator/Enumerator.h>
 #include <zel/foundation/Logger.h>
 #include <zel/foundation/OStream.h>
+#include <zel/model/SettingsKeys.h>
 #include <zel/model/SettingsResource.h>
 #include <zel/model/StateManager.h>
 #include <zel/model/TestRunManager.h>
@@ -27,7 +28,7 @@ zel::StateManager& manager() { return zel::StateManager::instance(); }
 unsigned minimumTime()
 {
     auto const settings = zel::SettingsResource::ofModule(ModuleCommon::module().guid());
-    auto const text = settings->text("MinTimePerTest.value");
+    auto const text = settings->text(zel::SettingsKeys::kMinTimePerTest);
     zel::String reason;
     auto const value = text ? zel::ValueImp::parse(*text, zel::DataTypeImp::UINT32(), reason) : std::nullopt;
     return value ? value->uint32() : 0;

@@ -3,6 +3,7 @@
 #include <internal/ErrorReporting.h>
 #include <internal/Factories.h>
 #include <internal/ModuleCommon.h>
+#include <internal/UnreadSettings.h>
 
 #include <krel5/ParameterNotSetException.h>
 #include <krel5/ParameterNotValidException.h>
@@ -10,11 +11,14 @@
 #include <zel/foundation/Logger.h>
 #include <zel/foundation/OStream.h>
 #include <zel/model/IndicatorImp.h>
+#include <zel/model/SettingsKeys.h>
 #include <zel/model/SettingsResource.h>
 #include <zel/model/TestImp.h>
 
 namespace krel5 {
 namespace {
+
+namespace Keys = zel::SettingsKeys;
 
 zel::Logger& logger()
 {
@@ -47,16 +51,16 @@ void checkSwitches(zel::SettingsResource const& settings)
             report(*error);
         }
     };
-    for (char const* key : {"TimeOut.value", "MinTimePerTest.value"})
+    for (char const* key : {Keys::kTimeOut, Keys::kMinTimePerTest})
         check(key, zel::DataTypeImp::UINT32());
-    for (char const* key : {"PromptEnable.value", "GUIPromptSupported.value", "AlwaysUseGUIPrompt.value"})
+    for (char const* key : {Keys::kPromptEnable, Keys::kGuiPromptSupported, Keys::kAlwaysUseGuiPrompt})
         check(key, zel::DataTypeImp::BOOLEAN());
     for (auto const& test : Factories::tests())
-        for (char const* name : {".Enable.value", ".Enable", ".ForceAllEvents.value"})
-            check("Test." + test->imp().keyInModule() + name, zel::DataTypeImp::BOOLEAN());
+        for (char const* name : {Keys::kEnable, Keys::kEnableOldForm, Keys::kForceAllEvents})
+            check("Test." + test->imp().keyInModule() + "." + name, zel::DataTypeImp::BOOLEAN());
     for (auto const& indicator : Factories::indicators())
-        for (char const* name : {".Enable.value", ".Enable"})
-            check("Indicator." + indicator->imp().keyInModule() + name, zel::DataTypeImp::BOOLEAN());
+        for (char const* name : {Keys::kEnable, Keys::kEnableOldForm})
+            check("Indicator." + indicator->imp().keyInModule() + "." + name, zel::DataTypeImp::BOOLEAN());
 }
 
 /// Of a test or an indicator.
@@ -101,6 +105,10 @@ void setUpParameters()
     }
     for (auto const& indicator : Factories::indicators())
         resolve(indicator->imp(), *settings);
+    for (zel::SettingsError const& unread : unreadSettings(*settings)) {
+        ZEL_LOG(logger(), zel::LogLevel::Warning) << unread.toString();
+        ErrorReporting::tell("WARNING: " + unread.toString());
+    }
 }
 
 } // namespace krel5

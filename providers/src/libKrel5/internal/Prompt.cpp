@@ -6,6 +6,7 @@
 #include <zel/foundation/Logger.h>
 #include <zel/foundation/OStream.h>
 #include <zel/model/MessageBoxImp.h>
+#include <zel/model/SettingsKeys.h>
 #include <zel/model/SettingsResource.h>
 
 namespace krel5 {
@@ -21,10 +22,11 @@ zel::Logger& logger()
 
 PromptSwitches PromptSwitches::read(zel::SettingsResource const& settings)
 {
+    namespace Keys = zel::SettingsKeys;
     PromptSwitches switches;
-    switches.promptEnable = settings.flag("PromptEnable.value", switches.promptEnable);
-    switches.guiPromptSupported = settings.flag("GUIPromptSupported.value", switches.guiPromptSupported);
-    switches.alwaysUseGuiPrompt = settings.flag("AlwaysUseGUIPrompt.value", switches.alwaysUseGuiPrompt);
+    switches.promptEnable = settings.flag(Keys::kPromptEnable, switches.promptEnable);
+    switches.guiPromptSupported = settings.flag(Keys::kGuiPromptSupported, switches.guiPromptSupported);
+    switches.alwaysUseGuiPrompt = settings.flag(Keys::kAlwaysUseGuiPrompt, switches.alwaysUseGuiPrompt);
     return switches;
 }
 

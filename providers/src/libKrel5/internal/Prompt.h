@@ -8,7 +8,7 @@ class SettingsResource;
 
 namespace krel5 {
 
-/// The switches of the settings file ("PromptEnable.value" and so on), read when a run begins.
+/// The switches of the settings file (zel::SettingsKeys), read when a run begins.
 struct PromptSwitches
 {
     bool promptEnable = true;        ///< false: nobody is asked, the default answer is taken

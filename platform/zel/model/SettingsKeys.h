@@ -1,0 +1,20 @@
+#pragma once
+// The fixed parts of the keys of a settings file. docs/settings-file.md says what each means.
+
+namespace zel::SettingsKeys {
+
+// Of the module as a whole.
+inline constexpr char kTimeOut[] = "TimeOut.value";
+inline constexpr char kMinTimePerTest[] = "MinTimePerTest.value";
+inline constexpr char kPromptEnable[] = "PromptEnable.value";
+inline constexpr char kGuiPromptSupported[] = "GUIPromptSupported.value";
+inline constexpr char kAlwaysUseGuiPrompt[] = "AlwaysUseGUIPrompt.value";
+
+// Of a test, after "Test.{test}."; the first two also of an indicator, after "Indicator.{indicator}.".
+inline constexpr char kEnable[] = "Enable.value";
+inline constexpr char kEnableOldForm[] = "Enable";
+inline constexpr char kForceResult[] = "ForceResult.value";
+inline constexpr char kForceEvent[] = "ForceEvent.value";
+inline constexpr char kForceAllEvents[] = "ForceAllEvents.value";
+
+} // namespace zel::SettingsKeys

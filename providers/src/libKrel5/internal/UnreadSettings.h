@@ -1,0 +1,14 @@
+#pragma once
+// A mistyped key must not leave a test running with its default while the person believes otherwise.
+
+#include <zel/model/SettingsResource.h>
+
+#include <vector>
+
+namespace krel5 {
+
+/// The settings whose keys belong to nothing that the module has declared, in the order of their lines: each
+/// with its line, and the key that was probably meant where one is close. At most a hundred.
+std::vector<zel::SettingsError> unreadSettings(zel::SettingsResource const& settings);
+
+} // namespace krel5
