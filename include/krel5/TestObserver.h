@@ -10,8 +10,9 @@ class Test;
 class TestResult;
 
 /// Registered with DiagModule::registerObserver; does not belong to the library and must outlive its
-/// registration. Called on the thread that reports, after the report has gone out. An exception that leaves
-/// an observer is treated as one of the test.
+/// registration, and the threads of the test that report: a call that has begun is not waited for. Called on
+/// the thread that reports, after the report has gone out. An exception that leaves an observer is treated as
+/// one of the test.
 class KREL5_EXPORT TestObserver
 {
 public:

@@ -82,6 +82,9 @@ TEST_F(ModuleTest, UsageAndVersion)
     EXPECT_EQ(usage.status, 23);
     EXPECT_TRUE(holds(usage.out, "Usage: misbehaving.w4x  enum [run -t "));
     EXPECT_TRUE(holds(usage.out, "\n -h : Help. Help: This message.\n"));
+    Outcome const help = module({"-h", "run"});
+    EXPECT_EQ(help.status, 23);
+    EXPECT_EQ(help.out, usage.out) << "who asks for help runs nothing";
     EXPECT_TRUE(holds(usage.out, "\nenum : Enumerate. Lists all the tests, devices, and indicators"));
     EXPECT_FALSE(has(usage.out, "pipeIn")) << "hidden options stay out of the usage text";
     EXPECT_EQ(module({"-h"}).out, usage.out);
@@ -153,6 +156,7 @@ TEST_F(ModuleTest, WrongSetUpIsRefused)
               "the key \"broken\" already exists in this module.\n"},
              {"uncaught", "Exception in module code:\nA Test with the key \"pass\" already exists in this "
                           "module.\n"},
+             {"early", "Exception in module code:\n"},
              {"twice", "Internal Exception in DiagModule::start():\nAssertion failed: !s_initialized "},
          }) {
         Start start;
@@ -224,7 +228,7 @@ TEST_F(ModuleTest, ListsAndPicksByNumber)
              {{"run", "-d", "2"}, 31, "Error: Device Number 2 is too large\n"},
              {{"run", "-d", "-1"}, 31, "Error: Device Number -1 is too small\n"},
              {{"run", "-t", "0"}, 32, "Error: Test Number 0 is too small\n"},
-             {{"run", "-t", "20"}, 32, "Error: Test Number 20 is too large\n"},
+             {{"run", "-t", "22"}, 32, "Error: Test Number 22 is too large\n"},
              {{"run", "-t", "19", "-d", "1"}, 32, "is not associated with the test \"noSuchDevice\"\n"},
          }) {
         Outcome const outcome = module(one.arguments);
@@ -282,6 +286,7 @@ TEST_F(ModuleTest, FaultsInAModuleLeaveATrace)
     Outcome const crash = runTest("crash");
     EXPECT_EQ(crash.status, 22);
     EXPECT_TRUE(holds(crash.err, "SIGSEGV"));
+    EXPECT_TRUE(holds(log(), " error krel5.ModuleCommon 1243 "));
     EXPECT_TRUE(holds(log(), "writeThroughNothing")) << "names of file-local functions stand in the trace";
     Outcome const aborted = runTest("abort");
     EXPECT_EQ(aborted.status, 22);
@@ -308,6 +313,22 @@ TEST_F(ModuleTest, StoppedRunsNeverPass)
     EXPECT_FALSE(has(killed.out, "Final Result"));
 
     EXPECT_EQ(runTest("requestAbort").status, 24);
+
+    Start early;
+    early.name = "stopped";
+    early.arguments = {"run"};
+    Outcome const never = module(early);
+    EXPECT_EQ(never.status, 24);
+    EXPECT_TRUE(holds(never.out, "Final Result: USER ABORTED"));
+    EXPECT_FALSE(has(never.out, "50%")) << "asked to stop before the first test, none starts";
+}
+
+TEST_F(ModuleTest, WhatATestDoesToItsOwnProcess)
+{
+    EXPECT_EQ(runTest("child").status, 0);
+    Outcome const nested = runTest("nested");
+    EXPECT_EQ(nested.status, 23);
+    EXPECT_TRUE(holds(nested.out, "Cannot call DiagModule::runTest while a test runs\n"));
 }
 
 TEST_F(ModuleTest, LostOutputIsNeverAPass)
@@ -377,7 +398,15 @@ TEST_F(ModuleTest, SettingsSteerTheRun)
     EXPECT_EQ(runTest("pass").status, 0);
     Outcome const off = runTest("fail");
     EXPECT_EQ(off.status, 32);
-    EXPECT_TRUE(holds(off.err, "Test \"fail\" is switched off in the settings file\n"));
+    EXPECT_FALSE(has(off.err, "switched off")) << "one line on standard error, the rest in the log";
+    EXPECT_TRUE(holds(log(), "Test \"fail\" is switched off in the settings file\n"));
+    m_folder.write("chooses.w4i", "Test.fail.Enable.value=false\n");
+    Start chooses;
+    chooses.name = "chooses";
+    chooses.arguments = {"enum"};
+    Outcome const chosen = module(chooses);
+    EXPECT_TRUE(holds(chosen.out, "  pass (1)"));
+    EXPECT_FALSE(has(chosen.out, "fail (2)")) << "off is off, whoever picks the tests";
     Outcome const interactive = runTest("ask");
     EXPECT_EQ(interactive.status, 29);
     EXPECT_TRUE(holds(interactive.out, "Warning ("));

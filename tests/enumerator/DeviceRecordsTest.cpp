@@ -2,6 +2,7 @@
 
 #include <zel/enumerator/DeviceRecords.h>
 #include <zel/enumerator/Discoverers.h>
+#include <zel/enumerator/Enumerator.h>
 #include <zel/enumerator/Properties.h>
 #include <zel/foundation/Exception.h>
 #include <zel/model/StateManager.h>
@@ -34,6 +35,29 @@ DeviceDescription below(DeviceDescription description, C const& type, char const
 }
 
 } // namespace
+
+TEST(Enumerator, CompletesAStateWithoutTakingBackWhatItKnows)
+{
+    auto const size = std::make_shared<PropertySpecImp>("Size", PropertyCategoryImp::SysInfo(),
+                                                        DataTypeImp::UINT32(), C::ALL());
+    auto const make = [&](char const* location, unsigned value) {
+        auto made =
+            DeviceImp::createGeneric(C::HardDrive(), C::HardDrive(), location, "", "", location, C("SATA"));
+        PropertyImp const property(size, ValueImp(value));
+        made->addProperty(&property);
+        return made;
+    };
+    StateManager& found = ModuleManager::getInstance().getStateManager();
+    found.clear();
+    found.addDevice(make("a", 1), nullptr);
+    DeviceImp const& other = found.addDevice(make("b", 1), nullptr);
+    StateManager state;
+    DeviceImp const& mine = state.addDevice(make("a", 2), nullptr);
+    Enumerator::instance().buildStateManager(state);
+    EXPECT_EQ(mine.property("Size")->value().uint32(), 2u);
+    EXPECT_TRUE(state.matchingDevice(other));
+    found.clear();
+}
 
 TEST(Properties, RowsAreSound)
 {

@@ -8,6 +8,7 @@
 #include <krel5/DiagDevice.h>
 #include <krel5/IndexOutOfBoundsException.h>
 #include <krel5/IndicatorReturnData.h>
+#include <krel5/InternalException.h>
 #include <krel5/PropertyCategory.h>
 #include <krel5/SyncDeviceProperty.h>
 #include <krel5/SysInfoDevice.h>
@@ -142,7 +143,7 @@ TEST(SysInfoDevice, everyFactoryPrintsItsLocation)
         EXPECT_EQ(one.device->imp().deviceID(), 0u);
         EXPECT_FALSE(zel::StateManager::instance().device(one.device->imp().guid())) << "nobody added it";
     }
-    EXPECT_THROW(Device::createNet(t, c, n, d, o, nullptr), zel::AssertionException);
+    EXPECT_THROW(Device::createNet(t, c, n, d, o, nullptr), InternalException);
     EXPECT_EQ(SysInfoDevice::NullIndex, kNone);
 
     SysInfoDevice* const controller = SysInfoDevice::createSMBusController("SMBus", "PCI:0:31:3", false);
@@ -209,7 +210,7 @@ TEST(DeviceProperty, aDeviceTakesACopyAndOneHandleARecord)
     });
     EXPECT_TRUE(has(log, "There is no property none for device Drive")) << log;
     EXPECT_TRUE(has(log, "There is no property nothing for device Drive")) << log;
-    EXPECT_THROW(device->addProperty(nullptr), zel::AssertionException);
+    EXPECT_THROW(device->addProperty(nullptr), InternalException);
 }
 
 TEST(DeviceProperty, groupsComeWithTheirMembers)
@@ -376,7 +377,7 @@ TEST(DiagDevice, takesATestAndAnIndicatorOnce)
     for (char const* part : {"Test", "read", "DiagDevice", "Drive"})
         EXPECT_TRUE(has(twice, part)) << twice;
     EXPECT_EQ(state.testCountByDevice(device->imp()), 1u);
-    EXPECT_THROW(reader.addTest(nullptr), zel::AssertionException);
+    EXPECT_THROW(reader.addTest(nullptr), InternalException);
 
     Indicator* const indicator = Factories::createIndicator(
         "heat", DeviceCapability::HardDrive(), [](DiagDevice const&) { return IndicatorReturnData(); });
@@ -389,6 +390,6 @@ TEST(DiagDevice, takesATestAndAnIndicatorOnce)
     for (char const* part : {"Indicator", "heat", "Device", "Drive"})
         EXPECT_TRUE(has(again, part)) << again;
     EXPECT_EQ(state.indicatorCountByDevice(device->imp()), 1u);
-    EXPECT_THROW(device->addIndicator(nullptr), zel::AssertionException);
+    EXPECT_THROW(device->addIndicator(nullptr), InternalException);
     state.clear();
 }

@@ -43,13 +43,15 @@ TEST(ModuleFiles, indicatorsAndPropertiesOfOtherModules)
     Factories::properties().at(0).spec->setModuleGuid("other");
     Factories::properties().at(1).spec->setModuleGuid("mod");
 
-    ::testing::internal::CaptureStderr();
-    std::string const text = metadataText().toUtf8();
-    EXPECT_EQ(::testing::internal::GetCapturedStderr(),
-              "ERROR: Indicator \"fan\" enabled using the old method. Change the line to: "
-              "Indicator.fan.Enable.value=true\n"
-              "WARNING: Indicator \"off\" not enabled in the .w4i file.\n"
-              "WARNING: Indicator \"free\" not enabled in the .w4i file.\n");
+    Metadata const metadata = moduleMetadata();
+    std::string const text = metadata.text.toUtf8();
+    std::string wrong;
+    for (zel::String const& note : metadata.notes)
+        wrong += note.toUtf8() + "\n";
+    EXPECT_EQ(wrong, "ERROR: Indicator \"fan\" enabled using the old method. Change the line to: "
+                     "Indicator.fan.Enable.value=true\n"
+                     "WARNING: Indicator \"off\" not enabled in the .w4i file.\n"
+                     "WARNING: Indicator \"free\" not enabled in the .w4i file.\n");
     EXPECT_EQ(text.substr(text.find("Module.EnumerationRequirements")),
               "Module.EnumerationRequirements=disks, fans\n"
               "Module.EnumerationCompletionRequirements=disks:true, fans:false\n"

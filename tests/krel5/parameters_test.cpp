@@ -82,8 +82,21 @@ TEST(ParameterSetup, handsDownResolvesAndInsists)
                   nothing + "; did you mean Test.own.speed.value?\n" + file +
                   "/setup.w4i:6: Test.none.speed.value" + nothing + "; did you mean Test.own.speed.value?\n" +
                   file + "/setup.w4i:8: entirely.different" + nothing + "\n");
+    folder.write("setup.w4i",
+                 "Test.own.level.value=2\nParameter.level.value=3\nTest.own.ForceEvent.value=none\n");
+    zel::SettingsResource::clearCache();
+    testing::internal::CaptureStderr();
+    setUpParameters();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              folder.path() +
+                  "/setup.w4i:3: Test.own.ForceEvent.value: this module has no such event; none is "
+                  "sent\n");
     EXPECT_EQ(parametersOf(*own), "level=2 (SETTINGSFILE) speed=5 (NOTSET) ") << "keeps its own";
     EXPECT_EQ(parametersOf(*taking), "speed=5 (NOTSET) level=3 (SETTINGSFILE) ") << "in order of creation";
     EXPECT_EQ(parametersOf(*none), "");
+
+    char const* const name = own->localizedName().getUTF8Buffer();
+    EXPECT_EQ(own->localizedName().getUTF8Buffer(), name)
+        << "reading a name again leaves the first one alone";
     zel::SettingsResource::setSearchFolders({});
 }

@@ -129,7 +129,7 @@ TEST(SettingsFile, enableSwitches)
         {"", Enable::NotSet, true},
         {"Test.t.Enable.value=true", Enable::Enabled, true},
         {"Test.t.Enable.value=FALSE", Enable::Disabled, false},
-        {"Test.t.Enable.value=perhaps", Enable::Enabled, true},
+        {"Test.t.Enable.value=perhaps", Enable::NotSet, true},
         {"Test.t.Enable=true", Enable::OldForm, true},
         {"Test.t.Enable=false", Enable::OldForm, false},
         {"Test.t.Enable=true\nTest.t.Enable.value=false", Enable::Disabled, false},

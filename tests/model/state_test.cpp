@@ -280,7 +280,7 @@ TEST(DeviceImp, groupsSurviveMergingAndRemoval)
     add(*mine, "ring");
     group(*mine, "ring", "two");
     group(*mine, "two", "ring");
-    EXPECT_EQ(shown(), "    loose: \n    one: \n") << "a ring of groups ends";
+    EXPECT_EQ(shown(), "    loose: \n    one: \n    two: \n      ring: \n") << "a ring of groups ends";
 }
 
 // Few keys are walked, many are indexed: both find, refuse and remove the same.

@@ -49,8 +49,11 @@ std::size_t Enumerator::deviceCount() const { return moduleState().deviceCount()
 
 void Enumerator::buildStateManager(StateManager& state) const
 {
-    state.mergePropertySpecs(moduleState());
+    // In a merge the newcomer's values win; what `state` holds is the later reading.
+    StateManager later;
+    later.mergeWithTracking(state);
     state.mergeWithTracking(moduleState());
+    state.mergeWithTracking(later);
 }
 
 } // namespace zel

@@ -37,7 +37,7 @@ public:
     void getDevicesFromModule(String const& module, int, int);
     /// Devices that the last call found.
     std::size_t deviceCount() const;
-    /// Adds the devices that the last call found to `state`.
+    /// Completes `state` by what the last call found and it has not; what it has stays.
     void buildStateManager(StateManager& state) const;
 
 private:

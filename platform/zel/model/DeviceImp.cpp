@@ -192,14 +192,17 @@ bool DeviceImp::mergeChildren(PropertyImp const& theirs)
     return changed;
 }
 
-void DeviceImp::printProperty(PropertyImp const& property, String const& indent, String& out, int depth) const
+void DeviceImp::printProperty(PropertyImp const& property, String const& indent, String& out, int depth,
+                              std::unordered_set<PropertyImp const*>& printed) const
 {
+    if (!printed.insert(&property).second)
+        return;
     out += indent + property.key() + ": " + property.value().toString() + "\n";
     if (depth >= kDeepestGroup)
         return;
     for (String const& childKey : property.children())
         if (PropertyImp const* child = this->property(childKey))
-            printProperty(*child, indent + "  ", out, depth + 1);
+            printProperty(*child, indent + "  ", out, depth + 1, printed);
 }
 
 String DeviceImp::toString(int level) const
@@ -220,9 +223,12 @@ String DeviceImp::toString(int level) const
     line("State", m_state.toString());
     if (level < 2)
         return out;
+    std::unordered_set<PropertyImp const*> printed;
     for (auto const& property : m_properties)
         if (!property->isPartOfGroup())
-            printProperty(*property, "    ", out, 0);
+            printProperty(*property, "    ", out, 0, printed);
+    for (auto const& property : m_properties) // of a ring of groups, or too deep
+        printProperty(*property, "    ", out, 0, printed);
     return out;
 }
 

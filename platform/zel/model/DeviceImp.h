@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 namespace zel {
@@ -78,7 +79,8 @@ private:
     DeviceImp() = default;
     std::size_t indexOf(String const& key) const;
     bool mergeChildren(PropertyImp const& theirs);
-    void printProperty(PropertyImp const& property, String const& indent, String& out, int depth) const;
+    void printProperty(PropertyImp const& property, String const& indent, String& out, int depth,
+                       std::unordered_set<PropertyImp const*>& printed) const;
 
     String m_guid, m_name, m_description, m_osLocator, m_hwLocator;
     CapabilityImp m_type, m_capabilities, m_busClass;

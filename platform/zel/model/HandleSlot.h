@@ -12,6 +12,7 @@ class HandleSlot
 public:
     HandleSlot() = default;
     HandleSlot(HandleSlot const&) {}
+    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): a record that is assigned to keeps its own handle
     HandleSlot& operator=(HandleSlot const&) { return *this; }
 
     /// The handle, made by `make()` (returning a new Handle*) on first request.

@@ -6,7 +6,7 @@ namespace zel {
 
 PropertySpecImp::PropertySpecImp(String keyInModule, PropertyCategoryImp category, DataTypeImp type,
                                  CapabilityImp capability)
-    : m_keyInModule(std::move(keyInModule)), m_category(std::move(category)), m_type(std::move(type)),
+    : m_keyInModule(std::move(keyInModule)), m_category(category), m_type(type),
       m_capability(std::move(capability))
 {
     setModuleGuid(String());

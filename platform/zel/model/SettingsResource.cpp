@@ -144,8 +144,9 @@ std::optional<SettingsError> SettingsResource::misfit(String const& key, DataTyp
 SettingsResource::Enable SettingsResource::enable(String const& kind, String const& key) const
 {
     String const prefix = kind + String(".") + key + String(".");
-    if (find(prefix + SettingsKeys::kEnable))
-        return flag(prefix + SettingsKeys::kEnable, true) ? Enable::Enabled : Enable::Disabled;
+    if (auto const* const entry = find(prefix + SettingsKeys::kEnable))
+        if (auto const value = readFlag(entry->m_text))
+            return *value ? Enable::Enabled : Enable::Disabled;
     return find(prefix + SettingsKeys::kEnableOldForm) ? Enable::OldForm : Enable::NotSet;
 }
 

@@ -55,8 +55,8 @@ public:
 
     /// Enable switch of a test or an indicator: kind "Test" or "Indicator".
     enum class Enable {
-        NotSet,   ///< no switch: enabled
-        Enabled,  ///< "{kind}.{key}.Enable.value" does not say `false`
+        NotSet,   ///< no switch that can be read: enabled
+        Enabled,  ///< "{kind}.{key}.Enable.value" says `true`
         Disabled, ///< it says `false`
         OldForm   ///< only "{kind}.{key}.Enable" is there
     };

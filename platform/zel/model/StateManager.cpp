@@ -147,7 +147,7 @@ void StateManager::addIndicator(IndicatorImp& indicator)
 
 IndicatorRunImp& StateManager::addIndicatorRun(IndicatorRunImp run)
 {
-    m_indicatorRuns.push_back(std::make_unique<IndicatorRunImp>(std::move(run)));
+    m_indicatorRuns.push_back(std::make_unique<IndicatorRunImp>(run));
     return *m_indicatorRuns.back();
 }
 

@@ -1,8 +1,11 @@
 #include <krel5/DeviceProperty.h>
 
+#include <internal/Arguments.h>
 #include <internal/DataHolderDefinition.h>
 #include <internal/EnumerationPhase.h>
+#include <internal/LibraryMutex.h>
 #include <internal/ModuleCommon.h>
+#include <internal/Texts.h>
 
 #include <krel5/CannotAddPropertyLinkToNonGroupProperty.h>
 #include <krel5/DataType.h>
@@ -47,7 +50,7 @@ private:
 
 DevicePropertyData record(zel::PropertyImp* property, std::shared_ptr<zel::PropertyImp> own)
 {
-    ZEL_ASSERT(property != nullptr);
+    requireArgument(property != nullptr, "property != nullptr", "DeviceProperty::DeviceProperty(...)");
     DevicePropertyData data;
     data.record = property;
     data.own = std::move(own);
@@ -58,19 +61,20 @@ DevicePropertyData record(zel::PropertyImp* property, std::shared_ptr<zel::Prope
 
 DevicePropertyData recordOfSpecification(zel::PropertySpecImp* specification)
 {
-    ZEL_ASSERT(specification != nullptr);
+    requireArgument(specification != nullptr, "specification != nullptr",
+                    "DeviceProperty::DeviceProperty(...)");
     auto own = std::make_shared<zel::PropertyImp>(specification->shared_from_this());
     return record(own.get(), own);
 }
 
-KrelString text(zel::PropertyImp const& property, char const* what)
+zel::String text(zel::PropertyImp const& property, char const* what)
 {
     zel::PropertySpecImp const& spec = *property.spec();
     zel::String const& fallback = spec.defaultName().empty() ? property.key() : spec.defaultName();
     zel::String const& module = spec.moduleGuid().empty() ? ModuleCommon::module().guid() : spec.moduleGuid();
     zel::LocalizedStringImp const localized(zel::String("Property.") + property.key() + what, fallback,
                                             module);
-    return KrelString(localized.resolve());
+    return localized.resolve();
 }
 
 } // namespace
@@ -94,25 +98,37 @@ KrelString const& DeviceProperty::key() const { return data().key; }
 
 KrelString const& DeviceProperty::localizedName() const
 {
-    return const_cast<DevicePropertyData&>(data()).localizedName = text(imp(), ".Name");
+    zel::AutoMutex const guard(libraryMutex());
+    return cached(const_cast<DevicePropertyData&>(data()).localizedName, text(imp(), ".Name"));
 }
 
 KrelString const& DeviceProperty::localizedDescription() const
 {
-    return const_cast<DevicePropertyData&>(data()).localizedDescription = text(imp(), ".Description");
+    zel::AutoMutex const guard(libraryMutex());
+    return cached(const_cast<DevicePropertyData&>(data()).localizedDescription, text(imp(), ".Description"));
 }
 
-DataType DeviceProperty::type() const { return DataType(imp().type()); }
+DataType DeviceProperty::type() const
+{
+    zel::AutoMutex const guard(libraryMutex());
+    return DataType(imp().value().type());
+}
+
 PropertyCategory const& DeviceProperty::category() const { return data().category; }
 DeviceCapability DeviceProperty::deviceCapability() const
 {
     return DeviceCapability(imp().deviceCapability());
 }
 
-Value DeviceProperty::value() const { return Value(imp().value()); }
+Value DeviceProperty::value() const
+{
+    zel::AutoMutex const guard(libraryMutex());
+    return Value(imp().value());
+}
 
 Value& DeviceProperty::valueRef()
 {
+    zel::AutoMutex const guard(libraryMutex());
     if (!data().live) {
         data().live = std::make_shared<Value>(imp().value());
         imp().setLiveValue(std::make_shared<LiveHandleValue>(data().live));
@@ -122,20 +138,27 @@ Value& DeviceProperty::valueRef()
 
 DeviceProperty* DeviceProperty::setValue(Value const& value)
 {
+    zel::AutoMutex const guard(libraryMutex());
     imp().setValue(value.imp());
     return this;
 }
 
 DeviceProperty* DeviceProperty::setGroup(DeviceProperty const* group)
 {
+    zel::AutoMutex const guard(libraryMutex());
     data().group = group;
     return this;
 }
 
-DeviceProperty const* DeviceProperty::group() const { return data().group; }
+DeviceProperty const* DeviceProperty::group() const
+{
+    zel::AutoMutex const guard(libraryMutex());
+    return data().group;
+}
 
 DeviceProperty* DeviceProperty::setWillBeDiscoveredLater()
 {
+    zel::AutoMutex const guard(libraryMutex());
     imp().setDiscoveredLater(true);
     return this;
 }

@@ -1,5 +1,6 @@
 #include <krel5/DiagDevice.h>
 
+#include <internal/Arguments.h>
 #include <internal/DataHolderDefinition.h>
 #include <internal/DeviceInternalData.h>
 #include <internal/LibraryMutex.h>
@@ -10,6 +11,7 @@
 #include <krel5/IndexOutOfBoundsException.h>
 #include <krel5/Test.h>
 
+#include <zel/foundation/Logger.h>
 #include <zel/model/StateManager.h>
 
 namespace krel5 {
@@ -28,7 +30,7 @@ zel::Logger& logger()
 
 DiagDevice::DiagDevice(zel::DeviceImp* device)
 {
-    ZEL_ASSERT(device != nullptr);
+    requireArgument(device != nullptr, "device != nullptr", "DiagDevice::DiagDevice(...)");
     data().device = device;
 }
 
@@ -118,8 +120,13 @@ DeviceProperty const& DiagDevice::getProperty(unsigned int index) const
 
 void DiagDevice::addTest(Test* test)
 {
-    ZEL_ASSERT(test != nullptr);
+    requireArgument(test != nullptr, "test != nullptr", "DiagDevice::addTest(...)");
     zel::AutoMutex const guard(libraryMutex());
+    if (test->imp().isSwitchedOff()) {
+        ZEL_LOG(logger(), zel::LogLevel::Warning)
+            << "addTest: the settings switch the test " << test->imp().keyInModule() << " off";
+        return;
+    }
     if (!zel::StateManager::instance().associate(imp(), test->imp(), true))
         throw AlreadyAddedException("Test", test->key(), "DiagDevice", KrelString(imp().name()));
 }

@@ -13,11 +13,13 @@
 
 #include <krel5/CommandLineOption.h>
 #include <krel5/DiagDevice.h>
+#include <krel5/InvalidInitException.h>
 
 #include <zel/foundation/Logger.h>
 #include <zel/foundation/StopSignal.h>
 #include <zel/model/SettingsResource.h>
 #include <zel/model/StateManager.h>
+#include <zel/model/TestRunManager.h>
 
 namespace krel5 {
 
@@ -44,6 +46,17 @@ zel::Logger& logger()
 
 zel::StateManager& manager() { return zel::StateManager::instance(); }
 
+// An action needs what start() sets up, and one at a time.
+CommInterface& backendFor(char const* action, zel::TestRunImp const* running)
+{
+    CommInterface* const comm = ModuleCommon::comm();
+    if (!comm)
+        throw InvalidInitException(KrelString("Cannot call ") + action + " before calling start");
+    if (running)
+        throw InvalidInitException(KrelString("Cannot call ") + action + " while a test runs");
+    return *comm;
+}
+
 } // namespace
 
 bool hasEnumTestsCallback() { return s_enumTestsCallback != nullptr; }
@@ -57,9 +70,13 @@ struct DiagModuleFacade
         return s_facade;
     }
 
-    /// The action step of start().
+    /// The action step of start(). Who asks for help beside an action wants to read, not to run.
     static TestResult act()
     {
+        if (CommandLine::isSet(CommandLineOption::HELP())) {
+            ModuleCommon::printUsage();
+            return TestResult::FAIL();
+        }
         if (CommandLine::isSet(CommandLineOption::RUN()))
             return DiagModule::runTest();
         if (CommandLine::isSet(CommandLineOption::ENUM()))
@@ -161,7 +178,7 @@ int DiagModule::start()
 
 TestResult DiagModule::enumTests()
 {
-    CommInterface& comm = *ModuleCommon::comm();
+    CommInterface& comm = backendFor("DiagModule::enumTests", s_testRunImp);
     if (!comm.openConnection()) {
         ZEL_LOG(logger(), LogLevel::Error) << "Cannot connect to engine";
         ErrorReporting::tell("Cannot connect to engine");
@@ -176,13 +193,14 @@ TestResult DiagModule::enumTests()
 
 TestResult DiagModule::runTest()
 {
+    CommInterface& comm = backendFor("DiagModule::runTest", s_testRunImp);
+    zel::TestRunManager::instance().clear();
     auto const settings = zel::SettingsResource::ofModule(ModuleCommon::module().guid());
     PromptSwitches const switches = PromptSwitches::read(*settings);
     s_bPromptEnable = switches.promptEnable;
     s_bGUIPromptSupported = switches.guiPromptSupported;
     zel::StopSignal::install(TestResult::USERABORTED().value());
 
-    CommInterface& comm = *ModuleCommon::comm();
     if (!comm.openConnection()) {
         ZEL_LOG(logger(), LogLevel::Error) << "Cannot connect to engine";
         ErrorReporting::tell("Cannot connect to engine");

@@ -1,6 +1,7 @@
 // What a running test reports and asks: progress, events, questions, queries.
 #include <krel5/DiagModule.h>
 
+#include <internal/Arguments.h>
 #include <internal/CommInterface.h>
 #include <internal/CommandLine.h>
 #include <internal/DiagModuleRun.h>
@@ -30,6 +31,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <limits>
 #include <optional>
 #include <vector>
 
@@ -149,13 +151,13 @@ void DiagModule::estimatedTimeLeft(unsigned int seconds)
 
 void DiagModule::progress(Event const* event)
 {
-    ZEL_ASSERT_NAMED(event != nullptr, "event");
+    requireArgument(event != nullptr, "event", "DiagModule::progress(...)");
     sendEventImp(*event, zel::EventTypeImp::PROGRESS(), "", 0);
 }
 
 void DiagModule::progress(LocalizedString const* text)
 {
-    ZEL_ASSERT_NAMED(text != nullptr, "text");
+    requireArgument(text != nullptr, "text", "DiagModule::progress(...)");
     zel::String const resolved = text->imp().resolve();
     {
         zel::AutoMutex const guard(libraryMutex());
@@ -186,7 +188,7 @@ void DiagModule::progressTimed(double milliseconds, LocalizedString const* text)
 
 void DiagModule::sendEvent(Event const* event, EventType const& type, KrelString const& file, int line)
 {
-    ZEL_ASSERT_NAMED(event != nullptr, "event");
+    requireArgument(event != nullptr, "event", "DiagModule::sendEvent(...)");
     sendEventImp(*event, type.imp(), file.zelString(), line);
 }
 
@@ -256,7 +258,7 @@ BoxRow const& boxRow(MsgBoxType type)
     };
     auto const found =
         std::find_if(s_rows->begin(), s_rows->end(), [type](BoxRow const& row) { return row.type == type; });
-    ZEL_ASSERT_NAMED(found != s_rows->end(), "MsgBoxType");
+    requireArgument(found != s_rows->end(), "MsgBoxType", "DiagModule::createMessageBox(...)");
     return *found;
 }
 
@@ -376,6 +378,8 @@ KrelString DiagModule::getBaseDirectory() { return KrelString(ModuleCommon::base
 unsigned int DiagModule::getEngineProcessId()
 {
     auto const given = CommandLine::integer(CommandLineOption::ENGINEPID());
+    if (given && (*given < 1 || *given > std::numeric_limits<std::int32_t>::max()))
+        return 0; // no process has such an id
     return static_cast<unsigned>(given ? *given : zel::System::parentProcessId());
 }
 
@@ -426,7 +430,7 @@ zel::StateManager* DiagModule::getCurrentStateManagerFromEngine(bool merge)
 
 void DiagModule::registerObserver(TestObserver* observer)
 {
-    ZEL_ASSERT_NAMED(observer != nullptr, "observer");
+    requireArgument(observer != nullptr, "observer", "DiagModule::registerObserver(...)");
     zel::AutoMutex const guard(libraryMutex());
     if (std::find(s_observers.begin(), s_observers.end(), observer) == s_observers.end())
         s_observers.push_back(observer);

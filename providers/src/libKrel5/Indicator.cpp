@@ -1,8 +1,10 @@
 #include <krel5/Indicator.h>
 
+#include <internal/Arguments.h>
 #include <internal/DataHolderDefinition.h>
 #include <internal/Factories.h>
 #include <internal/ModuleCommon.h>
+#include <internal/Texts.h>
 
 #include <krel5/AlreadyAddedException.h>
 #include <krel5/DeviceCapability.h>
@@ -53,11 +55,11 @@ IndicatorInternalData record(KrelString const& key, DeviceCapability const& capa
     return data;
 }
 
-KrelString text(zel::IndicatorImp const& indicator, char const* what)
+zel::String text(zel::IndicatorImp const& indicator, char const* what)
 {
     zel::LocalizedStringImp const localized(zel::String("Indicator.") + indicator.keyInModule() + what,
                                             indicator.keyInModule(), ModuleCommon::module().guid());
-    return KrelString(localized.resolve());
+    return localized.resolve();
 }
 
 // What the author's parameter objects answer from here on is what the settings give this indicator.
@@ -94,12 +96,13 @@ KrelString const& Indicator::key() const { return data().key; }
 
 KrelString const& Indicator::localizedName() const
 {
-    return const_cast<IndicatorInternalData&>(data()).localizedName = text(imp(), ".Name");
+    return cached(const_cast<IndicatorInternalData&>(data()).localizedName, text(imp(), ".Name"));
 }
 
 KrelString const& Indicator::localizedDescription() const
 {
-    return const_cast<IndicatorInternalData&>(data()).localizedDescription = text(imp(), ".Description");
+    return cached(const_cast<IndicatorInternalData&>(data()).localizedDescription,
+                  text(imp(), ".Description"));
 }
 
 DeviceCapability Indicator::deviceCapabilities() const
@@ -114,7 +117,7 @@ bool Indicator::hasCapability(DeviceCapability const& capability) const
 
 Indicator* Indicator::addParameter(Parameter const* parameter)
 {
-    ZEL_ASSERT_NAMED(parameter != nullptr, "parameter");
+    requireArgument(parameter != nullptr, "parameter", "Indicator::addParameter(...)");
     if (!imp().addParameter(parameter->imp()))
         throw AlreadyAddedException("Indicator", key(), "Parameter", parameter->key());
     return this;

@@ -21,6 +21,11 @@ namespace {
 
 zel::DiscreteMeasurement fromReal(KrelUnitType const& unit, double value, KrelUnitMagnitude const& magnitude)
 {
+    if (unit.imp().isHexadecimalType())
+        throw InvalidUnitTypeException(
+            "KrelDiscreteMeasurement::KrelDiscreteMeasurement(const KrelUnitType&, double "
+            "value, const KrelUnitMagnitude&)",
+            unit);
     try {
         return zel::DiscreteMeasurement(unit.imp(), value, magnitude.imp());
     } catch (zel::Exception const& e) {
@@ -37,13 +42,7 @@ KrelDiscreteMeasurement::KrelDiscreteMeasurement(KrelUnitType const& unit, unsig
 KrelDiscreteMeasurement::KrelDiscreteMeasurement(KrelUnitType const& unit, double value,
                                                  KrelUnitMagnitude const& magnitude)
     : m_holder(KrelDiscreteMeasurementData{fromReal(unit, value, magnitude)})
-{
-    if (unit.imp().isHexadecimalType())
-        throw InvalidUnitTypeException(
-            "KrelDiscreteMeasurement::KrelDiscreteMeasurement(const KrelUnitType&, double "
-            "value, const KrelUnitMagnitude&)",
-            unit);
-}
+{}
 
 KrelDiscreteMeasurement::KrelDiscreteMeasurement(zel::DiscreteMeasurement const& measurement)
     : m_holder(KrelDiscreteMeasurementData{measurement})

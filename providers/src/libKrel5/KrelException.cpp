@@ -1,6 +1,7 @@
 #include <krel5/KrelException.h>
 
 #include <internal/DataHolderDefinition.h>
+#include <internal/ErrorReporting.h>
 #include <internal/ExceptionLogger.h>
 #include <internal/StackTraceText.h>
 
@@ -33,6 +34,7 @@ zel::Logger& exceptionLogger()
 
 [[gnu::noinline]] void KrelException::setMessageWithStackTrace(zel::String const& message)
 {
+    ErrorReporting::showUncaught();
     constexpr unsigned kOwnFrames = 3; // stackTraceText, this operation, the exception's constructor
     data().text =
         message + "\nStack Trace:\n" + stackTraceText(&zel::StackTrace::getCurrentStackTrace, kOwnFrames);
@@ -40,6 +42,7 @@ zel::Logger& exceptionLogger()
 
 void KrelException::setMessageWithCause(zel::String const& message, zel::Exception const& cause)
 {
+    ErrorReporting::showUncaught();
     data().text = message + ":\n" + cause.getMessage() + "\n" + cause.getStackTrace() + "\n";
 }
 

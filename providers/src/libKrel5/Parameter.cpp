@@ -125,6 +125,8 @@ void Parameter::resetForTestRun(zel::TestRunImp const& run)
             record.fromRun->setParent("Test", test->keyInModule());
     } else {
         record.fromRun.reset();
+        if (test) // whoever asks for the value is told which test has none
+            record.declaration.setParent("Test", test->keyInModule());
     }
     ZEL_LOG(logger(), zel::LogLevel::Trace)
         << "resetForTestRun: param: " << imp().key() << " TR: " << run.guid()

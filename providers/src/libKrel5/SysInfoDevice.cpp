@@ -1,5 +1,6 @@
 #include <krel5/SysInfoDevice.h>
 
+#include <internal/Arguments.h>
 #include <internal/DataHolderDefinition.h>
 #include <internal/DeviceInternalData.h>
 #include <internal/LibraryMutex.h>
@@ -38,7 +39,7 @@ zel::Logger& logger()
 
 SysInfoDevice::SysInfoDevice(zel::DeviceImp* device)
 {
-    ZEL_ASSERT(device != nullptr);
+    requireArgument(device != nullptr, "device != nullptr", "SysInfoDevice::SysInfoDevice(...)");
     data().device = device;
 }
 
@@ -153,7 +154,7 @@ SysInfoDevice* SysInfoDevice::addDeviceCapability(DeviceCapability const& capabi
 
 SysInfoDevice* SysInfoDevice::addProperty(DeviceProperty const* property)
 {
-    ZEL_ASSERT(property != nullptr);
+    requireArgument(property != nullptr, "property != nullptr", "SysInfoDevice::addProperty(...)");
     zel::AutoMutex const guard(libraryMutex());
     PropertyCategory const& category = property->category();
     zel::CapabilityImp const& mine = imp().deviceCapabilities();
@@ -197,7 +198,7 @@ void SysInfoDevice::addPropertyInternal(zel::DeviceImp& device, DeviceProperty c
     }
     device.addProperty(&property.imp());
     zel::PropertyImp* const addedProp = device.property(key);
-    ZEL_ASSERT(addedProp);
+    requireArgument(addedProp, "addedProp", "SysInfoDevice::addPropertyInternal(...)");
     addedProp->leaveGroups();
     if (!group)
         return;
@@ -210,7 +211,7 @@ void SysInfoDevice::addPropertyInternal(zel::DeviceImp& device, DeviceProperty c
         addPropertyInternal(device, *group, group->group());
         groupImp = device.property(groupKey);
     }
-    ZEL_ASSERT(groupImp);
+    requireArgument(groupImp, "groupImp", "SysInfoDevice::addPropertyInternal(...)");
     groupImp->addChild(addedProp);
 }
 
@@ -265,8 +266,13 @@ void SysInfoDevice::addChildBusId(KrelString const& prefix, unsigned int first, 
 
 void SysInfoDevice::addIndicator(Indicator* indicator) const
 {
-    ZEL_ASSERT(indicator != nullptr);
+    requireArgument(indicator != nullptr, "indicator != nullptr", "SysInfoDevice::addIndicator(...)");
     zel::AutoMutex const guard(libraryMutex());
+    if (indicator->imp().isSwitchedOff()) {
+        ZEL_LOG(logger(), LogLevel::Warning)
+            << "addIndicator: the settings switch the indicator " << indicator->imp().keyInModule() << " off";
+        return;
+    }
     zel::StateManager& manager = zel::StateManager::instance();
     if (!manager.device(imp().guid()))
         manager.addDevice(*data().device, nullptr);

@@ -1,6 +1,7 @@
 // The factories: each prints its location string, all else is the same.
 #include <krel5/SysInfoDevice.h>
 
+#include <internal/Arguments.h>
 #include <internal/LibraryMutex.h>
 
 #include <krel5/DeviceCapability.h>
@@ -61,7 +62,11 @@ SysInfoDevice* make(Common const& common, zel::Location const& where, bool isCom
         common.description.zelString(), where.text, zel::CapabilityImp(where.busClass));
     made.device->setDeviceID(0);
     made.device->setComplete(isComplete);
-    made.handle = std::make_unique<SysInfoDevice>(made.device.get());
+    try {
+        made.handle = std::make_unique<SysInfoDevice>(made.device.get());
+    } catch (std::bad_alloc const&) {
+        return nullptr;
+    }
     madeDevices().push_back(std::move(made));
     return madeDevices().back().handle.get();
 }
@@ -70,7 +75,7 @@ zel::Location whole(KrelString const& text) { return {text.zelString(), zel::Str
 
 std::array<unsigned, 6> six(unsigned int const* octets)
 {
-    ZEL_ASSERT(octets != nullptr);
+    requireArgument(octets != nullptr, "octets != nullptr", "SysInfoDevice::createNet(...)");
     return {octets[0], octets[1], octets[2], octets[3], octets[4], octets[5]};
 }
 

@@ -1,8 +1,10 @@
 #include <krel5/Test.h>
 
+#include <internal/Arguments.h>
 #include <internal/DataHolderDefinition.h>
 #include <internal/Factories.h>
 #include <internal/ModuleCommon.h>
+#include <internal/Texts.h>
 
 #include <krel5/AlreadyAddedException.h>
 #include <krel5/DeviceCapability.h>
@@ -47,11 +49,11 @@ TestInternalData record(KrelString const& key, KrelString const& defaultName,
     return data;
 }
 
-KrelString text(zel::TestImp const& test, char const* what, KrelString const& defaultText)
+zel::String text(zel::TestImp const& test, char const* what, KrelString const& defaultText)
 {
     zel::LocalizedStringImp const localized(zel::String("Test.") + test.keyInModule() + what,
                                             defaultText.zelString(), ModuleCommon::module().guid());
-    return KrelString(localized.resolve());
+    return localized.resolve();
 }
 
 } // namespace
@@ -88,13 +90,13 @@ KrelString const& Test::key() const { return data().key; }
 KrelString const& Test::localizedName() const
 {
     auto& cache = const_cast<TestInternalData&>(data()).localizedName;
-    return cache = text(imp(), ".Name", data().defaultName);
+    return cached(cache, text(imp(), ".Name", data().defaultName));
 }
 
 KrelString const& Test::localizedDescription() const
 {
     auto& cache = const_cast<TestInternalData&>(data()).localizedDescription;
-    return cache = text(imp(), ".Description", data().defaultName);
+    return cached(cache, text(imp(), ".Description", data().defaultName));
 }
 
 DeviceCapability Test::deviceCapabilities() const { return DeviceCapability(imp().deviceCapabilities()); }
@@ -214,7 +216,7 @@ Test* Test::addOptionalDeviceCapabilities(DeviceCapability const& capability)
 
 Test* Test::addParameter(Parameter const* parameter)
 {
-    ZEL_ASSERT_NAMED(parameter != nullptr, "parameter");
+    requireArgument(parameter != nullptr, "parameter", "Test::addParameter(...)");
     if (!imp().addParameter(parameter->imp()))
         throw AlreadyAddedException("Test", key(), "Parameter", parameter->key());
     return this;

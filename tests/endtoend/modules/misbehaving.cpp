@@ -1,15 +1,19 @@
 // A module whose tests each behave, or misbehave, in one known way. The name by which the program is called
-// chooses a wrong set-up instead: "noversion", "nocommandline", "badinit", "doubleinit", "uncaught", "twice".
+// chooses a wrong set-up instead: "noversion", "nocommandline", "badinit", "doubleinit", "uncaught", "early",
+// "twice"; or a callback that picks the tests itself: "chooses", and "stopped", where a stop comes meanwhile.
 #include <krel5/krel5.h>
 
 #include <atomic>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
 #include <string_view>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+#include <vector>
 
 using namespace krel5;
 
@@ -154,6 +158,27 @@ static TestResult parameter(DiagDevice const&)
     return TestResult::PASS();
 }
 
+// As when exec failed in a child: its status is its own.
+static TestResult child(DiagDevice const&)
+{
+    pid_t const id = fork();
+    if (id == 0)
+        std::exit(7);
+    int status = 0;
+    waitpid(id, &status, 0);
+    return WIFEXITED(status) && WEXITSTATUS(status) == 7 ? TestResult::PASS() : TestResult::FAIL();
+}
+
+static TestResult nested(DiagDevice const&)
+{
+    try {
+        return DiagModule::runTest();
+    } catch (KrelException const& e) {
+        std::puts(e.toString().getUTF8Buffer());
+        return TestResult::FAIL();
+    }
+}
+
 static TestResult quit(DiagDevice const&) { return TestResult::SKIPPED(); }
 
 static void init() { throw std::runtime_error("no hardware key"); }
@@ -161,11 +186,22 @@ static void createTwice() { DiagModule::createEvent("broken"); }
 
 static void goodbye() { std::fputs("exit callback\n", stderr); }
 
+static std::vector<Test*> s_chosen;
+static void choose(DiagDevice& device)
+{
+    for (Test* const test : s_chosen)
+        device.addTest(test);
+}
+static void chooseAndStop(DiagDevice& device)
+{
+    choose(device);
+    std::raise(SIGINT);
+}
+
 static void createTests()
 {
     auto const memory = DeviceCapability::Memory();
-    DiagModule::createTest("pass", memory, pass);
-    DiagModule::createTest("fail", memory, fail);
+    s_chosen = {DiagModule::createTest("pass", memory, pass), DiagModule::createTest("fail", memory, fail)};
     DiagModule::createTest("events", memory, events);
     DiagModule::createTest("throwLibrary", memory, throwLibrary);
     DiagModule::createTest("throwStandard", memory, throwStandard);
@@ -183,11 +219,15 @@ static void createTests()
     DiagModule::createTest("parameter", memory, parameter)->addParameter(s_count);
     DiagModule::createTest("quit", memory, quit);
     DiagModule::createTest("noSuchDevice", DeviceCapability::TapeDrive(), pass);
+    DiagModule::createTest("child", memory, child);
+    DiagModule::createTest("nested", memory, nested);
 }
 
 int main(int argc, char** argv)
 {
     std::string_view const name = argc > 0 ? argv[0] : "";
+    if (name == "early")
+        DiagModule::createEvent("two words");
     DiagModule::setModuleExitCallback(goodbye);
     if (name != "nocommandline")
         DiagModule::setCmdLineArgs(argc, argv);
@@ -197,6 +237,10 @@ int main(int argc, char** argv)
         DiagModule::setModuleInitCallback(init);
     if (name == "doubleinit")
         DiagModule::setModuleInitCallback(createTwice);
+    if (name == "chooses")
+        DiagModule::setEnumTestsCallback(choose);
+    if (name == "stopped")
+        DiagModule::setEnumTestsCallback(chooseAndStop);
     s_broken = DiagModule::createEvent("broken");
     s_note = DiagModule::createEvent("note");
     s_text = DiagModule::createLocalizedString("Text.looking", "looking around");

@@ -41,13 +41,21 @@ constexpr Kernel kInjected[] = {
 
 CoreTestOptions onePass(bool allAtOnce) { return {0.0, allAtOnce}; }
 
-class Kernels : public testing::TestWithParam<KernelTable (*)() noexcept>
+struct Table
+{
+    char const* m_name;
+    KernelTable (*m_kernels)() noexcept;
+};
+
+void PrintTo(Table const& one, std::ostream* out) { *out << one.m_name; } // the test's name
+
+class Kernels : public testing::TestWithParam<Table>
 {};
 
 TEST_P(Kernels, giveTheirKnownAnswersHere)
 {
     std::set<std::string> names;
-    for (Kernel const& kernel : GetParam()()) {
+    for (Kernel const& kernel : GetParam().m_kernels()) {
         EXPECT_TRUE(names.insert(kernel.m_name).second) << kernel.m_name;
         EXPECT_STRNE(kernel.m_source, "") << kernel.m_name;
         EXPECT_NE(kernel.m_expected, Answer{})
@@ -58,7 +66,9 @@ TEST_P(Kernels, giveTheirKnownAnswersHere)
     }
 }
 INSTANTIATE_TEST_SUITE_P(Tables, Kernels,
-                         testing::Values(&integerKernels, &floatingPointKernels, &vectorKernels));
+                         testing::Values(Table{"integer", &integerKernels},
+                                         Table{"floating point", &floatingPointKernels},
+                                         Table{"vector", &vectorKernels}));
 
 class CoreRuns : public testing::TestWithParam<bool>
 {};
@@ -176,6 +186,8 @@ struct Injection
     LoadTap m_tap;
     char const* m_check;
 };
+
+void PrintTo(Injection const& one, std::ostream* out) { *out << one.m_check; } // the test's name
 
 class Incoherences : public testing::TestWithParam<Injection>
 {};

@@ -55,6 +55,8 @@ struct LinkKind
     bool m_sameAggressor;
 };
 
+void PrintTo(LinkKind const& one, std::ostream* out) { *out << one.m_name; } // the test's name
+
 class LinkedFaults : public testing::TestWithParam<LinkKind>
 {};
 

@@ -28,6 +28,8 @@ struct Damage
     std::vector<std::string> m_faults; ///< Lba, offset, length, errno
 };
 
+void PrintTo(Damage const& one, std::ostream* out) { *out << one.m_name; } // the test's name
+
 std::string badSectors(std::uint64_t lba, std::uint64_t count, int error)
 {
     return "StorageBadSectors Lba=" + std::to_string(lba) + " Offset=" + std::to_string(lba * 512) +
@@ -109,6 +111,8 @@ struct Ending
     Outcome m_outcome;
     char const* m_problem;
 };
+
+void PrintTo(Ending const& one, std::ostream* out) { *out << one.m_problem; } // the test's name
 
 class Endings : public testing::TestWithParam<Ending>
 {};

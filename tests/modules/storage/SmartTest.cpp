@@ -16,6 +16,8 @@ struct Case
     std::vector<std::string> m_said; ///< faults, then warnings, then problems; each begins so
 };
 
+void PrintTo(Case const& one, std::ostream* out) { *out << one.m_name; } // the test's name
+
 constexpr char const* kHealthyAta = R"({"smart_support":{"available":true,"enabled":true},
     "smart_status":{"passed":true}, "ata_smart_attributes":{"table":[
     {"id":5,"name":"Reallocated_Sector_Ct","value":100,"worst":100,"thresh":36,"when_failed":""}]}})";

@@ -80,7 +80,7 @@ std::size_t addFreeIndicatorRuns(std::vector<zel::IndicatorImp*> const& indicato
 {
     std::size_t made = 0;
     for (zel::IndicatorImp* const indicator : indicators) {
-        if (manager().deviceCountByIndicator(*indicator) > 0)
+        if (manager().deviceCountByIndicator(*indicator) > 0 || indicator->isSwitchedOff())
             continue;
         ZEL_LOG(logger(), zel::LogLevel::Information)
             << "Creating Freed IndicatorRunImp Indicator:" << indicator->guid();

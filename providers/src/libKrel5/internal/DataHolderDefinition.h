@@ -21,7 +21,7 @@ template <typename T>
 DataHolder<T>::DataHolder(DataHolder const& other) : m_record(new T(*other.m_record))
 {}
 
-template <typename T>
+template <typename T> // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): the other operator sees to it
 DataHolder<T>& DataHolder<T>::operator=(DataHolder const& other)
 {
     return *this = *other.m_record;

@@ -137,10 +137,13 @@ void DiagModuleRun::finish(CommInterface& comm, zel::TestRunImp& run, Test const
 
 TestResult DiagModuleRun::callTest(zel::TestRunImp& run, Test& test)
 {
-    TestResult result = test.runTest(DiagDevice(run.device()));
-    if (result == TestResult::PASS() && DiagModule::checkForStop())
-        result = TestResult::USERABORTED();
-    return result;
+    // Somebody who asked to stop while devices were still being looked for must not see a test start.
+    if (DiagModule::checkForStop())
+        return TestResult::USERABORTED();
+    TestResult const result = test.runTest(DiagDevice(run.device()));
+    ZEL_LOG_LINE(logger(), LogLevel::Information, 345)
+        << "test returned result: " << result.toString().zelString();
+    return result == TestResult::PASS() && DiagModule::checkForStop() ? TestResult::USERABORTED() : result;
 }
 
 TestResult DiagModuleRun::runOnce(zel::TestRunImp& run, Test& test)
@@ -154,8 +157,6 @@ TestResult DiagModuleRun::runOnce(zel::TestRunImp& run, Test& test)
             << "forced result: " << result.toString().zelString();
     } else {
         result = callTest(run, test);
-        ZEL_LOG_LINE(logger(), LogLevel::Information, 345)
-            << "test returned result: " << result.toString().zelString();
     }
     sendForcedEvents(test);
     return result;

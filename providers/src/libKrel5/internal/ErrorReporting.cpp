@@ -14,6 +14,7 @@ namespace krel5 {
 namespace {
 
 Facade const* s_facade = nullptr; // set before threads exist
+std::terminate_handler const s_terminateAtLoad = std::get_terminate();
 
 zel::Logger& logger()
 {
@@ -30,7 +31,7 @@ void whereToLook()
 
 void reportFault(zel::String const& text)
 {
-    ZEL_LOG(logger(), zel::LogLevel::Critical) << text;
+    ZEL_LOG_LINE(logger(), zel::LogLevel::Error, 1243) << text;
     zel::OStream::out().flush();
     ErrorReporting::tell(text);
     whereToLook();
@@ -64,17 +65,22 @@ void reportEarlyExit()
 
 } // namespace
 
+void ErrorReporting::showUncaught() noexcept
+{
+    if (std::get_terminate() == s_terminateAtLoad)
+        std::set_terminate(onTerminate);
+}
+
 Facade const* ErrorReporting::facade() { return s_facade; }
 
 void ErrorReporting::install(Facade const& facade, bool running)
 {
     s_facade = &facade;
     std::set_terminate(onTerminate);
-    if (!running)
-        return;
     int const status = TestResult::INTERNALERROR().value();
     zel::FaultHandler::install(status, reportFault);
-    zel::ExitGuard::arm(status, reportEarlyExit);
+    if (running)
+        zel::ExitGuard::arm(status, reportEarlyExit);
 }
 
 void ErrorReporting::post(KrelException const& error)

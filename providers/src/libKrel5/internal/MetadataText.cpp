@@ -2,7 +2,6 @@
 #include <internal/ModuleFiles.h>
 
 #include <internal/DiagModuleState.h>
-#include <internal/ErrorReporting.h>
 #include <internal/Factories.h>
 #include <internal/ModuleCommon.h>
 
@@ -28,7 +27,7 @@ String number(std::size_t value) { return String::number(static_cast<std::uint64
 class Writer
 {
 public:
-    void raw(String const& line) { m_text += line + "\n"; }
+    void raw(String const& line) { m_made.text += line + "\n"; }
     void line(String const& key, String const& value)
     {
         raw(key + "=" + zel::LocalizedResource::escaped(value));
@@ -44,10 +43,11 @@ public:
         if (!value.empty())
             line(key, value);
     }
-    String const& text() const { return m_text; }
+    void note(String const& line) { m_made.notes.push_back(line); }
+    Metadata&& made() { return std::move(m_made); }
 
 private:
-    String m_text;
+    Metadata m_made;
 };
 
 template <typename List, typename AsText>
@@ -131,7 +131,7 @@ void writeOwnParameters(Writer& out, String const& prefix, Parameters const& par
 }
 
 // What an author should mend in the settings file; the metadata is written in any case.
-void checkEnabled(char const* kind, String const& key)
+void checkEnabled(Writer& out, char const* kind, String const& key)
 {
     using Enable = zel::SettingsResource::Enable;
     auto const settings = zel::SettingsResource::ofModule(ModuleCommon::module().guid());
@@ -140,14 +140,14 @@ void checkEnabled(char const* kind, String const& key)
         return;
     case Enable::OldForm: {
         String const old = settings->text(String(kind) + "." + key + ".Enable").value_or("true");
-        ErrorReporting::tell(String("ERROR: ") + kind + " \"" + key +
-                             "\" enabled using the old method. Change the line to: " + kind + "." + key +
-                             ".Enable.value=" + old);
+        out.note(String("ERROR: ") + kind + " \"" + key +
+                 "\" enabled using the old method. Change the line to: " + kind + "." + key +
+                 ".Enable.value=" + (old.empty() ? String("true") : old));
         return;
     }
     case Enable::Disabled:
     case Enable::NotSet:
-        ErrorReporting::tell(String("WARNING: ") + kind + " \"" + key + "\" not enabled in the .w4i file.");
+        out.note(String("WARNING: ") + kind + " \"" + key + "\" not enabled in the .w4i file.");
         return;
     }
     throw zel::InvalidArgumentException("Obsolete usage encountered.");
@@ -160,7 +160,7 @@ String capabilityList(std::vector<zel::CapabilityImp> const& list)
 
 void writeTest(Writer& out, std::size_t n, zel::TestImp const& test)
 {
-    checkEnabled("Test", test.keyInModule());
+    checkEnabled(out, "Test", test.keyInModule());
     String const prefix = String("Test.") + number(n) + ".";
     zel::TestImp::Flags const& flags = test.flags();
     out.line(prefix + "TestKey", test.keyInModule());
@@ -185,7 +185,7 @@ void writeTest(Writer& out, std::size_t n, zel::TestImp const& test)
 
 void writeIndicator(Writer& out, std::size_t n, zel::IndicatorImp const& indicator)
 {
-    checkEnabled("Indicator", indicator.keyInModule());
+    checkEnabled(out, "Indicator", indicator.keyInModule());
     String const prefix = String("Indicator.") + number(n) + ".";
     zel::IndicatorImp::Flags const& flags = indicator.flags();
     out.line(prefix + "Key", indicator.keyInModule());
@@ -200,7 +200,7 @@ void writeIndicator(Writer& out, std::size_t n, zel::IndicatorImp const& indicat
 
 } // namespace
 
-zel::String metadataText()
+Metadata moduleMetadata()
 {
     zel::ModuleImp const& module = ModuleCommon::module();
     Writer out;
@@ -214,7 +214,7 @@ zel::String metadataText()
     n = 0;
     for (auto const& indicator : Factories::indicators())
         writeIndicator(out, ++n, indicator->imp());
-    return out.text();
+    return out.made();
 }
 
 } // namespace krel5

@@ -114,6 +114,9 @@ void ModuleCommon::deriveGuid(int argc, char const* const argv[])
     ZEL_ASSERT_NAMED(argv && argv[0], "argv[0]");
     zel::String const guid = zel::FileSystem::extractBaseFileName(argv[0]).lowered();
     ZEL_ASSERT(guid.size() > 0);
+    for (std::size_t i = 0; i < guid.size(); ++i) // it becomes a line of files and logs
+        if (guid[i] < ' ' || guid[i] == 0x7F)
+            throw zel::InvalidArgumentException("The name of the program holds a control character");
     module().setGuid(guid);
 }
 
@@ -256,7 +259,8 @@ int ModuleCommon::start(Facade const& facade, TestResult (*action)())
 {
     TestResult result = TestResult::PASS();
     ErrorReporting::install(facade, true);
-    state().exitStepDue = !state().initialized; // not again for a second start
+    if (!state().initialized) // a second start neither brings the exit step back nor takes it away
+        state().exitStepDue = true;
     zel::String const call = zel::String(facade.className) + "::start()";
     auto const body = [&] {
         initialize(facade.type());

@@ -42,8 +42,12 @@ void ModuleFiles::writeMetadata()
     if (module.buildDate().empty())
         module.setBuildDate(zel::FileSystem::modificationDate(zel::System::executablePath().bytes()));
     zel::String const name = fileName(".w4m");
-    if (write(name, metadataText()))
-        zel::OStream::out() << "Created " << name << zel::endl;
+    Metadata const metadata = moduleMetadata();
+    if (!write(name, metadata.text))
+        return;
+    for (zel::String const& note : metadata.notes)
+        ErrorReporting::tell(note);
+    zel::OStream::out() << "Created " << name << zel::endl;
 }
 
 void ModuleFiles::writeLocalizedKeys()

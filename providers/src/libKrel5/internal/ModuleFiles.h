@@ -2,6 +2,8 @@
 
 #include <zel/foundation/String.h>
 
+#include <vector>
+
 namespace krel5 {
 
 /// The files by which a module describes itself, written whole or not at all into the working directory. Each
@@ -20,8 +22,11 @@ struct ModuleFiles
     static bool write(zel::String const& name, zel::String const& content);
 };
 
-/// The content of the metadata file. Reports on standard error what the settings file says wrongly about
-/// enabling.
-zel::String metadataText();
+struct Metadata
+{
+    zel::String text;               ///< content of the metadata file
+    std::vector<zel::String> notes; ///< what the settings file says wrongly about enabling
+};
+Metadata moduleMetadata();
 
 } // namespace krel5

@@ -41,6 +41,14 @@ void report(zel::SettingsError const& error)
     ErrorReporting::tell(error.toString());
 }
 
+void checkForcedEvent(Test const& test, zel::SettingsResource const& settings)
+{
+    zel::String const key = "Test." + test.imp().keyInModule() + "." + Keys::kForceEvent;
+    auto const* const entry = settings.find(key);
+    if (entry && !Factories::events().find(entry->m_text))
+        report(settings.error(key, *entry, "this module has no such event; none is sent"));
+}
+
 // A switch that nobody can read keeps what it is without its line; whoever wrote it must hear of that before
 // a test runs that was meant to be off.
 void checkSwitches(zel::SettingsResource const& settings)
@@ -58,6 +66,8 @@ void checkSwitches(zel::SettingsResource const& settings)
     for (auto const& test : Factories::tests())
         for (char const* name : {Keys::kEnable, Keys::kEnableOldForm, Keys::kForceAllEvents})
             check("Test." + test->imp().keyInModule() + "." + name, zel::DataTypeImp::BOOLEAN());
+    for (auto const& test : Factories::tests())
+        checkForcedEvent(*test, settings);
     for (auto const& indicator : Factories::indicators())
         for (char const* name : {Keys::kEnable, Keys::kEnableOldForm})
             check("Indicator." + indicator->imp().keyInModule() + "." + name, zel::DataTypeImp::BOOLEAN());

@@ -38,12 +38,12 @@ std::optional<std::size_t> pick(CommandLineOption const& option, char const* log
 zel::String quoted(zel::String const& text) { return zel::String("\"") + text + "\""; }
 
 // A test that is off has no devices, which by itself looks like a missing device.
-void tellWhatIsSwitchedOff()
+void logWhatIsSwitchedOff()
 {
     for (std::size_t i = 0; i < manager().testCount(); ++i)
         if (zel::TestImp const& test = *manager().testAtIndex(i); test.isSwitchedOff())
-            ErrorReporting::tell("Test " + quoted(test.keyInModule()) +
-                                 " is switched off in the settings file");
+            ZEL_LOG(logger(), zel::LogLevel::Error)
+                << "Test " << quoted(test.keyInModule()) << " is switched off in the settings file";
 }
 
 } // namespace
@@ -52,7 +52,7 @@ void endWithSelectionError(zel::String const& line, TestResult const& result)
 {
     ErrorReporting::tell(line);
     ZEL_LOG(logger(), zel::LogLevel::Error) << line;
-    tellWhatIsSwitchedOff();
+    logWhatIsSwitchedOff();
     ErrorReporting::endProcess(result);
 }
 
