@@ -172,12 +172,12 @@ TEST(Console, listings)
 TEST(ConsoleDeathTest, nothingToRunSaysWhy)
 {
     auto const a = device("a"), b = device("b");
-    std::vector<zel::DeviceImp*> const none, one{a.get()}, two{a.get(), b.get()};
+    zel::Array<zel::DeviceImp*> const none, one{a.get()}, two{a.get(), b.get()};
     std::string const guid = "\"" + a->guid().toUtf8() + "\"";
     struct Case
     {
         char const* what;
-        std::vector<zel::DeviceImp*> devices;
+        zel::Array<zel::DeviceImp*> devices;
         std::size_t selected;
         TestResult result;
         std::string line;

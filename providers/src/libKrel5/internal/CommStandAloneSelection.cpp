@@ -44,7 +44,7 @@ void addRun(zel::TestImp& test, zel::DeviceImp& device)
     zel::TestRunManager::instance().addTestRun(std::move(run));
 }
 
-std::size_t addRunsOfDevice(zel::DeviceImp& device, std::vector<zel::TestImp*> const& tests)
+std::size_t addRunsOfDevice(zel::DeviceImp& device, zel::Array<zel::TestImp*> const& tests)
 {
     std::size_t const count = manager().testCountByDevice(device);
     ZEL_LOG(logger(), zel::LogLevel::Debug) << "current device = " << device.guid();
@@ -61,8 +61,7 @@ std::size_t addRunsOfDevice(zel::DeviceImp& device, std::vector<zel::TestImp*> c
     return made;
 }
 
-std::size_t addIndicatorRunsOfDevice(zel::DeviceImp& device,
-                                     std::vector<zel::IndicatorImp*> const& indicators)
+std::size_t addIndicatorRunsOfDevice(zel::DeviceImp& device, zel::Array<zel::IndicatorImp*> const& indicators)
 {
     std::size_t made = 0;
     for (zel::IndicatorImp* const indicator : indicators) {
@@ -76,7 +75,7 @@ std::size_t addIndicatorRunsOfDevice(zel::DeviceImp& device,
     return made;
 }
 
-std::size_t addFreeIndicatorRuns(std::vector<zel::IndicatorImp*> const& indicators)
+std::size_t addFreeIndicatorRuns(zel::Array<zel::IndicatorImp*> const& indicators)
 {
     std::size_t made = 0;
     for (zel::IndicatorImp* const indicator : indicators) {

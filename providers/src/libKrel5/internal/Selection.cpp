@@ -59,7 +59,7 @@ void endWithSelectionError(zel::String const& line, TestResult const& result)
 void DeviceSelection::add(zel::DeviceImp* device)
 {
     if (m_guids.insert(device->guid()).second)
-        m_devices.push_back(device);
+        m_devices.append(device);
 }
 
 void DeviceSelection::addDevicesOfTests()
@@ -80,7 +80,7 @@ void DeviceSelection::addDevicesOfIndicators()
     }
 }
 
-std::vector<zel::DeviceImp*> DeviceSelection::selected() const
+zel::Array<zel::DeviceImp*> DeviceSelection::selected() const
 {
     auto const index =
         pick(CommandLineOption::DEVICENUM(), "-d", "Device", m_devices.size(), TestResult::NODEVICE());
@@ -90,39 +90,38 @@ std::vector<zel::DeviceImp*> DeviceSelection::selected() const
     return m_devices;
 }
 
-std::vector<zel::TestImp*> selectedTests()
+zel::Array<zel::TestImp*> selectedTests()
 {
     auto const index =
         pick(CommandLineOption::TESTNUM(), "-t", "Test", manager().testCount(), TestResult::NOTEST());
     if (index)
         return {manager().testAtIndex(*index)};
     ZEL_LOG(logger(), zel::LogLevel::Information) << "-t Option Not Found Adding all tests";
-    std::vector<zel::TestImp*> tests;
+    zel::Array<zel::TestImp*> tests;
     for (std::size_t i = 0; i < manager().testCount(); ++i) {
-        tests.push_back(manager().testAtIndex(i));
-        ZEL_LOG(logger(), zel::LogLevel::Information) << "Appending TestImp:" << tests.back()->guid();
+        tests.append(manager().testAtIndex(i));
+        ZEL_LOG(logger(), zel::LogLevel::Information) << "Appending TestImp:" << tests[i]->guid();
     }
     return tests;
 }
 
-std::vector<zel::IndicatorImp*> selectedIndicators()
+zel::Array<zel::IndicatorImp*> selectedIndicators()
 {
     auto const index = pick(CommandLineOption::INDICATORNUM(), "-t", "Indicator", manager().indicatorCount(),
                             TestResult::NOINDICATOR());
     if (index)
         return {manager().indicatorAtIndex(*index)};
     ZEL_LOG(logger(), zel::LogLevel::Information) << "-i Option Not Found Adding all indicators";
-    std::vector<zel::IndicatorImp*> indicators;
+    zel::Array<zel::IndicatorImp*> indicators;
     for (std::size_t i = 0; i < manager().indicatorCount(); ++i) {
-        indicators.push_back(manager().indicatorAtIndex(i));
-        ZEL_LOG(logger(), zel::LogLevel::Information)
-            << "Appending IndicatorImp:" << indicators.back()->guid();
+        indicators.append(manager().indicatorAtIndex(i));
+        ZEL_LOG(logger(), zel::LogLevel::Information) << "Appending IndicatorImp:" << indicators[i]->guid();
     }
     return indicators;
 }
 
 // No device at all counts as several, since nobody picked a single one.
-void endWithoutRuns(zel::String const& what, std::vector<zel::DeviceImp*> const& devices,
+void endWithoutRuns(zel::String const& what, zel::Array<zel::DeviceImp*> const& devices,
                     std::size_t selectedCount, zel::String const& key)
 {
     bool const isTest = what == zel::String("test");

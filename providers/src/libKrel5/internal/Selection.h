@@ -3,10 +3,10 @@
 
 #include <krel5/TestResult.h>
 
+#include <zel/foundation/Array.h>
 #include <zel/model/StateManager.h>
 
 #include <unordered_set>
-#include <vector>
 
 namespace krel5 {
 
@@ -17,27 +17,27 @@ class DeviceSelection
 public:
     void addDevicesOfTests();
     void addDevicesOfIndicators();
-    std::vector<zel::DeviceImp*> const& all() const noexcept { return m_devices; }
+    zel::Array<zel::DeviceImp*> const& all() const noexcept { return m_devices; }
     /// The device that -d names, or all. Ends the process when the number is out of range.
-    std::vector<zel::DeviceImp*> selected() const;
+    zel::Array<zel::DeviceImp*> selected() const;
 
 private:
     void add(zel::DeviceImp* device);
 
-    std::vector<zel::DeviceImp*> m_devices;
+    zel::Array<zel::DeviceImp*> m_devices;
     std::unordered_set<zel::String> m_guids;
 };
 
 /// The tests that -t names, or all; the indicators that -i names, or all. End the process as above.
-std::vector<zel::TestImp*> selectedTests();
-std::vector<zel::IndicatorImp*> selectedIndicators();
+zel::Array<zel::TestImp*> selectedTests();
+zel::Array<zel::IndicatorImp*> selectedIndicators();
 
 /// Writes the line to standard error and the log, then ends the process with the result's value.
 [[noreturn]] void endWithSelectionError(zel::String const& line, TestResult const& result);
 
 /// Ends the process with the message that fits an empty selection: `what` is "test" or "indicator"; `key`
 /// that of the one selected, where it is one.
-[[noreturn]] void endWithoutRuns(zel::String const& what, std::vector<zel::DeviceImp*> const& devices,
+[[noreturn]] void endWithoutRuns(zel::String const& what, zel::Array<zel::DeviceImp*> const& devices,
                                  std::size_t selectedCount, zel::String const& key);
 
 /// Position of the test of that key in the module's order of registration, from 1; 0 when there is none.
