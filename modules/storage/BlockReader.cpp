@@ -1,5 +1,6 @@
 #include <storage/BlockReader.h>
 
+#include <algorithm>
 #include <cerrno>
 
 namespace krel5::modules {
@@ -32,80 +33,158 @@ Kind kindOf(int error) noexcept
     }
 }
 
-bool decided(Kind kind) noexcept
+/// Units of a block, counted from its start.
+struct Part
 {
-    return kind != Kind::Good && kind != Kind::Recovered && kind != Kind::Bad;
-}
+    std::uint64_t m_first, m_count;
+    int m_error;
+};
+
+/// Looks for the bad units of one block by halving what fails, level by level: a search that has to end early
+/// has then enclosed all bad places equally well.
+class Search
+{
+public:
+    Search(BlockSource& source, std::function<bool()> const& stopping, std::uint64_t offset,
+           std::span<std::byte> block, unsigned& failuresLeft)
+        : m_source(source), m_stopping(stopping), m_offset(offset), m_block(block),
+          m_failuresLeft(failuresLeft)
+    {
+        bool const fits = source.unitSize() % source.sectorSize() == 0 && offset % source.unitSize() == 0;
+        m_unit = fits ? source.unitSize() : source.sectorSize();
+    }
+
+    /// Leaves the parts that fail, and why the search ended early, in `found`.
+    void run(BlockVerdict& found)
+    {
+        std::vector<Part> parts{{0, (m_block.size() + m_unit - 1) / m_unit, found.m_error}};
+        for (bool halving = true; halving;) {
+            halving = false;
+            std::vector<Part> smaller;
+            for (Part const& part : parts) {
+                if (part.m_count == 1 || over()) {
+                    smaller.push_back(part);
+                    continue;
+                }
+                halve(part, smaller);
+                halving = true;
+            }
+            parts = std::move(smaller);
+        }
+        for (Part const& part : parts)
+            add(part, found.m_bad);
+        if (parts.empty())
+            found.m_bad = {{m_offset, m_block.size(), found.m_error, BadRange::Extent::Whole}};
+        found.m_ending = m_ending;
+        found.m_endingError = m_endingError;
+    }
+
+private:
+    enum class Answer { Reads, Fails, Over };
+
+    bool over() const noexcept { return m_failuresLeft == 0 || m_ending != Kind::Good; }
+
+    void halve(Part const& part, std::vector<Part>& into)
+    {
+        std::uint64_t const half = part.m_count / 2;
+        Part left{part.m_first, half, part.m_error};
+        Part right{part.m_first + half, part.m_count - half, part.m_error};
+        Answer const leftAnswer = ask(left);
+        // When the left half is good, it is the right one that fails. That costs no read, which may take half
+        // a minute, unless it is a single unit, which is called bad only once it was read by itself.
+        Answer const rightAnswer =
+            leftAnswer == Answer::Reads && right.m_count > 1 ? Answer::Fails : ask(right);
+        if (leftAnswer == Answer::Over || rightAnswer == Answer::Over) {
+            into.push_back(part);
+            return;
+        }
+        if (leftAnswer == Answer::Fails)
+            into.push_back(left);
+        if (rightAnswer == Answer::Fails)
+            into.push_back(right);
+    }
+
+    Answer ask(Part& part)
+    {
+        if (over())
+            return Answer::Over;
+        if (m_stopping()) {
+            m_ending = Kind::Stopped;
+            return Answer::Over;
+        }
+        auto const length = static_cast<std::size_t>(bytesOf(part));
+        ReadOutcome const outcome = m_source.readAt(m_offset + part.m_first * m_unit, m_block.first(length));
+        if (outcome.complete(length))
+            return Answer::Reads;
+        Kind const kind = kindOf(outcome.m_error);
+        if (kind != Kind::Bad) {
+            m_ending = kind;
+            m_endingError = outcome.m_error;
+            return Answer::Over;
+        }
+        part.m_error = outcome.m_error;
+        --m_failuresLeft;
+        return Answer::Fails;
+    }
+
+    /// The last unit of a drive may be cut short.
+    std::uint64_t bytesOf(Part const& part) const noexcept
+    {
+        return std::min(part.m_count * m_unit, m_block.size() - part.m_first * m_unit);
+    }
+
+    void add(Part const& part, std::vector<BadRange>& bad) const
+    {
+        BadRange const range{m_offset + part.m_first * m_unit, bytesOf(part), part.m_error,
+                             part.m_count == 1 ? BadRange::Extent::Exact : BadRange::Extent::Within};
+        if (!bad.empty() && bad.back().m_offset + bad.back().m_length == range.m_offset &&
+            bad.back().m_error == range.m_error && bad.back().m_extent == range.m_extent)
+            bad.back().m_length += range.m_length;
+        else
+            bad.push_back(range);
+    }
+
+    BlockSource& m_source;
+    std::function<bool()> const& m_stopping;
+    std::uint64_t m_offset;
+    std::span<std::byte> m_block;
+    unsigned& m_failuresLeft;
+    std::uint64_t m_unit = 0;
+    Kind m_ending = Kind::Good;
+    int m_endingError = 0;
+};
 
 } // namespace
 
-BlockVerdict BlockReader::attempt(std::uint64_t offset, std::span<std::byte> part)
+BlockVerdict BlockReader::read(std::uint64_t offset, std::span<std::byte> block)
 {
     BlockVerdict verdict;
     for (unsigned tries = 0; tries <= m_repeats; ++tries) {
         if (tries > 0 && m_stopping()) {
             verdict.m_kind = Kind::Stopped;
+            verdict.m_failedBeforeStop = true;
             return verdict;
         }
-        ReadOutcome const outcome = m_source.readAt(offset, part);
+        ReadOutcome const outcome = m_source.readAt(offset, block);
         verdict.m_repeats = tries;
-        if (outcome.complete(part.size())) {
+        if (outcome.complete(block.size())) {
             verdict.m_kind = tries == 0 ? Kind::Good : Kind::Recovered;
             return verdict;
         }
-        if (tries == 0)
-            verdict.m_error = outcome.m_error;
         verdict.m_kind = kindOf(outcome.m_error);
-        if (verdict.m_kind != Kind::Bad) {
+        if (tries == 0 || verdict.m_kind != Kind::Bad)
             verdict.m_error = outcome.m_error;
+        if (verdict.m_kind != Kind::Bad)
             return verdict;
-        }
     }
+    narrow(offset, block, verdict);
     return verdict;
 }
 
-BlockVerdict BlockReader::read(std::uint64_t offset, std::span<std::byte> block)
+void BlockReader::narrow(std::uint64_t offset, std::span<std::byte> block, BlockVerdict& found)
 {
-    BlockVerdict const verdict = attempt(offset, block);
-    return verdict.m_kind == Kind::Bad ? narrow(offset, block, verdict) : verdict;
-}
-
-/// Halves from the front for the first bad sector, then from the back for the last one. Counted in sectors.
-BlockVerdict BlockReader::narrow(std::uint64_t offset, std::span<std::byte> block, BlockVerdict found)
-{
-    std::uint64_t const sector = m_source.sectorSize();
-    std::uint64_t first = 0, last = block.size() / sector;
-    // Invariant: the sectors before `first` are good, and one in [first, end) is bad.
-    for (std::uint64_t end = last; end - first > 1;) {
-        std::uint64_t const middle = first + (end - first) / 2;
-        BlockVerdict const half = attempt(offset + first * sector, block.first((middle - first) * sector));
-        if (decided(half.m_kind))
-            return half;
-        if (half.m_kind == Kind::Bad)
-            end = middle;
-        else
-            first = middle;
-    }
-    // Invariant: the sectors from `last` on are good; `first` is taken as bad.
-    for (std::uint64_t begin = first; last - begin > 1;) {
-        std::uint64_t const middle = begin + (last - begin) / 2;
-        BlockVerdict const half = attempt(offset + middle * sector, block.first((last - middle) * sector));
-        if (decided(half.m_kind))
-            return half;
-        if (half.m_kind == Kind::Bad)
-            begin = middle;
-        else
-            last = middle;
-    }
-    // A failure that no part shows belongs to the block as a whole, such as a request that is too long for
-    // the drive.
-    BlockVerdict const rest = attempt(offset + first * sector, block.subspan(0, (last - first) * sector));
-    if (decided(rest.m_kind))
-        return rest;
-    bool const confirmed = rest.m_kind == Kind::Bad;
-    found.m_badOffset = confirmed ? offset + first * sector : offset;
-    found.m_badLength = confirmed ? (last - first) * sector : block.size();
-    return found;
+    Search(m_source, m_stopping, offset, block, m_failuresLeft).run(found);
+    m_failuresLeft = std::min(m_failuresLeft + kFurtherFailures, kMostFailures);
 }
 
 } // namespace krel5::modules

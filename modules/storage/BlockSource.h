@@ -26,6 +26,8 @@ struct BlockSource
     virtual std::uint64_t size() const = 0;
     /// The smallest unit that can be read, in bytes; a power of two.
     virtual std::uint32_t sectorSize() const = 0;
+    /// What the drive itself reads, and loses, at once: its physical sector. A multiple of the sector size.
+    virtual std::uint32_t unitSize() const { return sectorSize(); }
     /// Reads past the caches. Offset and length are multiples of the sector size; the memory is aligned to
     /// kReadAlignment.
     virtual ReadOutcome readAt(std::uint64_t offset, std::span<std::byte> into) = 0;

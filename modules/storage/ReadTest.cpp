@@ -75,26 +75,40 @@ private:
     std::uint64_t m_count = 0;
 };
 
-/// Bad places as they come in, joined where they touch, each reported once.
+char const* eventOf(BadRange::Extent extent)
+{
+    switch (extent) {
+    case BadRange::Extent::Exact:
+        return "StorageBadSectors";
+    case BadRange::Extent::Within:
+        return "StorageBadWithin";
+    case BadRange::Extent::Whole:
+        return "StorageBadBlock";
+    }
+    return "";
+}
+
+/// Bad places as they come in, each reported once. Sectors at the end of a block wait for the next one, which
+/// may go on with them; nothing else waits, since the blocks of a dying drive take minutes each.
 class BadPlaces
 {
 public:
     BadPlaces(TestHost& host, std::uint32_t sectorSize) : m_host(host), m_sectorSize(sectorSize) {}
 
-    void add(BlockVerdict const& verdict)
+    void add(BadRange const& range)
     {
-        Place const place{verdict.m_badOffset, verdict.m_badOffset + verdict.m_badLength, verdict.m_error};
-        for (Place const& known : m_places)
-            if (place.m_begin < known.m_end && known.m_begin < place.m_end)
+        for (BadRange const& known : m_places)
+            if (known.m_offset <= range.m_offset && endOf(range) <= endOf(known))
                 return; // a random test came by again
-        if (!m_places.empty() && !m_lastReported && m_places.back().m_end == place.m_begin &&
-            m_places.back().m_error == place.m_error) {
-            m_places.back().m_end = place.m_end;
+        if (!m_lastReported && joins(m_places.back(), range)) {
+            m_places.back().m_length += range.m_length;
             return;
         }
         flush();
-        m_places.push_back(place);
+        m_places.push_back(range);
         m_lastReported = false;
+        if (range.m_extent != BadRange::Extent::Exact)
+            flush();
     }
 
     void flush()
@@ -102,24 +116,27 @@ public:
         if (m_lastReported)
             return;
         m_lastReported = true;
-        Place const& place = m_places.back();
-        m_host.fault({"StorageBadSectors",
-                      {{"Lba", std::to_string(place.m_begin / m_sectorSize)},
-                       {"Offset", std::to_string(place.m_begin)},
-                       {"Length", std::to_string(place.m_end - place.m_begin)},
+        BadRange const& place = m_places.back();
+        m_host.fault({eventOf(place.m_extent),
+                      {{"Lba", std::to_string(place.m_offset / m_sectorSize)},
+                       {"LastLba", std::to_string((endOf(place) - 1) / m_sectorSize)},
+                       {"Offset", std::to_string(place.m_offset)},
+                       {"Length", std::to_string(place.m_length)},
                        {"Error", std::to_string(place.m_error)},
                        {"Reason", reasonOf(m_host, place.m_error)}}});
     }
 
 private:
-    struct Place
+    static std::uint64_t endOf(BadRange const& range) { return range.m_offset + range.m_length; }
+    static bool joins(BadRange const& last, BadRange const& next)
     {
-        std::uint64_t m_begin, m_end;
-        int m_error;
-    };
+        return endOf(last) == next.m_offset && last.m_error == next.m_error &&
+               next.m_extent == BadRange::Extent::Exact;
+    }
+
     TestHost& m_host;
     std::uint32_t m_sectorSize;
-    std::vector<Place> m_places;
+    std::vector<BadRange> m_places;
     bool m_lastReported = true;
 };
 
@@ -154,45 +171,67 @@ private:
         std::span<std::byte> const block(m_memory.get(), m_order.length(offset));
         Stopwatch watch;
         BlockVerdict const verdict = m_reader.read(offset, block);
-        m_summary.m_seconds += watch.getElapsed();
+        double const seconds = watch.getElapsed();
+        m_summary.m_seconds += seconds;
         ++m_blocksRead;
-        switch (verdict.m_kind) {
-        case BlockVerdict::Kind::Recovered:
+        bool const filled =
+            verdict.m_kind == BlockVerdict::Kind::Good || verdict.m_kind == BlockVerdict::Kind::Recovered;
+        if (verdict.m_kind == BlockVerdict::Kind::Recovered)
             repeated(offset, verdict);
-            [[fallthrough]];
-        case BlockVerdict::Kind::Good:
+        if (filled) {
             m_summary.m_bytes += block.size();
+            if (seconds > m_slowestSeconds) {
+                m_slowestSeconds = seconds;
+                m_slowestOffset = offset;
+            }
+            m_bad.flush();
             checkContent(offset, block);
-            break;
-        case BlockVerdict::Kind::Bad:
-            m_bad.add(verdict);
+        } else if (verdict.m_kind == BlockVerdict::Kind::Bad) {
+            for (BadRange const& range : verdict.m_bad)
+                m_bad.add(range);
             countBad();
-            break;
+            endAs(verdict.m_ending, offset, verdict.m_endingError);
+        } else {
+            if (verdict.m_failedBeforeStop)
+                m_host.warning({"StorageReadNotRepeated", valuesOf(offset, verdict)});
+            endAs(verdict.m_kind, offset, verdict.m_error);
+        }
+    }
+
+    /// Ends the test where a read says more than that its sectors are good or bad.
+    void endAs(BlockVerdict::Kind kind, std::uint64_t offset, int error)
+    {
+        switch (kind) {
+        case BlockVerdict::Kind::Good:
+        case BlockVerdict::Kind::Recovered:
+        case BlockVerdict::Kind::Bad:
+            return;
         case BlockVerdict::Kind::Gone:
-            end(Outcome::NoDevice, "StorageDeviceGone", offset, verdict.m_error);
-            break;
+            return end(Outcome::NoDevice, "StorageDeviceGone", offset, error);
         case BlockVerdict::Kind::NoMedia:
-            end(Outcome::NoMedia, "StorageNoMedia", offset, verdict.m_error);
-            break;
+            return end(Outcome::NoMedia, "StorageNoMedia", offset, error);
         case BlockVerdict::Kind::Refused:
-            end(Outcome::CannotRun, "StorageReadRefused", offset, verdict.m_error);
-            break;
+            return end(Outcome::CannotRun, "StorageReadRefused", offset, error);
         case BlockVerdict::Kind::Stopped:
             m_summary.m_outcome = Outcome::Stopped;
-            break;
+            return;
         }
+    }
+
+    TextValues valuesOf(std::uint64_t offset, BlockVerdict const& verdict)
+    {
+        return {{"Lba", std::to_string(offset / m_source.sectorSize())},
+                {"Offset", std::to_string(offset)},
+                {"Repeats", std::to_string(verdict.m_repeats)},
+                {"Error", std::to_string(verdict.m_error)},
+                {"Reason", reasonOf(m_host, verdict.m_error)}};
     }
 
     void repeated(std::uint64_t offset, BlockVerdict const& verdict)
     {
         if (++m_repeatedBlocks > m_plan.m_mostFaults)
             return;
-        m_host.warning({"StorageReadRepeated",
-                        {{"Lba", std::to_string(offset / m_source.sectorSize())},
-                         {"Offset", std::to_string(offset)},
-                         {"Repeats", std::to_string(verdict.m_repeats)},
-                         {"Error", std::to_string(verdict.m_error)},
-                         {"Reason", reasonOf(m_host, verdict.m_error)}}});
+        m_host.warning({"StorageReadRepeated", valuesOf(offset, verdict)});
     }
 
     void checkContent(std::uint64_t offset, std::span<std::byte const> block)
@@ -208,15 +247,17 @@ private:
 
     void countBad()
     {
-        m_failed = true;
+        m_failed = true; // stays so, whatever ends the test
         if (++m_badBlocks < std::max(1u, m_plan.m_mostFaults))
             return;
+        m_bad.flush();
         m_host.warning({"StorageEndedEarly", {{"BadBlocks", std::to_string(m_badBlocks)}}});
         m_summary.m_outcome = Outcome::Fail;
     }
 
     void end(Outcome outcome, char const* eventKey, std::uint64_t offset, int error)
     {
+        m_bad.flush();
         m_host.problem({eventKey,
                         {{"Offset", std::to_string(offset)},
                          {"Error", std::to_string(error)},
@@ -236,10 +277,14 @@ private:
         double const speed = m_summary.megabytesPerSecond();
         m_host.note({"StorageRead",
                      {{"Blocks", std::to_string(m_blocksRead)},
+                      {"Planned", std::to_string(m_order.count())},
+                      {"Bad", std::to_string(m_badBlocks)},
                       {"Bytes", std::to_string(m_summary.m_bytes)},
                       {"Repeated", std::to_string(m_repeatedBlocks)},
                       {"Seconds", decimal(m_summary.m_seconds)},
-                      {"Speed", decimal(speed)}}});
+                      {"Speed", decimal(speed)},
+                      {"SlowestLba", std::to_string(m_slowestOffset / m_source.sectorSize())},
+                      {"SlowestSeconds", decimal(m_slowestSeconds)}}});
         if (m_summary.m_outcome == Outcome::Pass && !m_failed && m_plan.m_floor > 0 &&
             speed < m_plan.m_floor) {
             m_host.fault({"StorageTooSlow", {{"Speed", decimal(speed)}, {"Floor", decimal(m_plan.m_floor)}}});
@@ -259,12 +304,25 @@ private:
     ReadSummary m_summary;
     std::uint64_t m_blocksRead = 0;
     std::uint64_t m_repeatedBlocks = 0;
+    std::uint64_t m_slowestOffset = 0;
+    double m_slowestSeconds = 0;
     unsigned m_badBlocks = 0;
     bool m_failed = false;
     int m_percent = -1;
 };
 
 } // namespace
+
+std::optional<Outcome> refusedPlan(TestHost& host, ReadPlan const& plan, std::uint32_t sectorSize)
+{
+    if (plan.m_blockSize > 0 && plan.m_blockSize <= kMostBlockSize && plan.m_blockSize % sectorSize == 0)
+        return std::nullopt;
+    host.problem({"StorageBadBlockSize",
+                  {{"BlockSize", std::to_string(plan.m_blockSize)},
+                   {"SectorSize", std::to_string(sectorSize)},
+                   {"Most", std::to_string(kMostBlockSize)}}});
+    return Outcome::BadParameters;
+}
 
 ReadSummary runReadTest(TestHost& host, BlockSource& source, ReadPlan const& plan)
 {
@@ -275,13 +333,8 @@ ReadSummary runReadTest(TestHost& host, BlockSource& source, ReadPlan const& pla
         summary.m_outcome = Outcome::NoMedia;
         return summary;
     }
-    if (plan.m_blockSize == 0 || plan.m_blockSize > kMostBlockSize ||
-        plan.m_blockSize % source.sectorSize() != 0) {
-        host.problem({"StorageBadBlockSize",
-                      {{"BlockSize", std::to_string(plan.m_blockSize)},
-                       {"SectorSize", std::to_string(source.sectorSize())},
-                       {"Most", std::to_string(kMostBlockSize)}}});
-        summary.m_outcome = Outcome::BadParameters;
+    if (auto const refused = refusedPlan(host, plan, source.sectorSize())) {
+        summary.m_outcome = *refused;
         return summary;
     }
     return ReadRun(host, source, plan).run();

@@ -5,14 +5,16 @@
 //     plan.m_order = ReadPlan::Order::Random;
 //     ReadSummary summary = runReadTest(host, source, plan);
 //
-// A read that is under way is not interrupted: a stop request is heeded after it, and before every repeat. A
-// healthy drive answers within milliseconds; a failing one may hold a single read for its own time-out, often
-// 30 seconds.
+// A read that is under way is not interrupted: a stop request is heeded before the next one, be it a repeat
+// or one of those that look for the bad sectors of a block. A healthy drive answers within milliseconds; a
+// failing one may hold a single read for its own time-out, often 30 seconds.
 //
 // Thread rule: called from one thread, on which everything happens.
 
 #include <common/TestHost.h>
 #include <storage/BlockSource.h>
+
+#include <optional>
 
 namespace krel5::modules {
 
@@ -47,11 +49,19 @@ struct ReadSummary
 /// Largest block that a plan may ask for.
 constexpr std::size_t kMostBlockSize = std::size_t(64) << 20;
 
-/// Faults: "StorageBadSectors" (Lba, Offset, Length, Error, Reason), "StorageContentWrong" (Lba, Offset),
-/// "StorageTooSlow" (Speed, Floor). Warnings: "StorageReadRepeated" (Lba, Offset, Repeats, Error, Reason),
-/// "StorageEndedEarly" (BadBlocks). Problems: "StorageDeviceGone", "StorageNoMedia", "StorageReadRefused",
-/// "StorageBadBlockSize". Notes: "StorageRead" (Blocks, Bytes, Seconds, Speed), for Random also "StorageSeed"
-/// (Seed). Bad places that touch are one fault.
+/// Says why a plan cannot be carried out on sectors of that size, with the problem "StorageBadBlockSize"
+/// (BlockSize, SectorSize, Most); nothing when it can.
+std::optional<Outcome> refusedPlan(TestHost& host, ReadPlan const& plan, std::uint32_t sectorSize);
+
+/// Faults: "StorageBadSectors" (Lba, LastLba, Offset, Length, Error, Reason) where every sector of the range
+/// is unreadable, "StorageBadWithin" where some of them are, "StorageBadBlock" where they cannot be read in
+/// one piece, each with the same values; "StorageContentWrong" (Lba, Offset), "StorageTooSlow" (Speed,
+/// Floor). Warnings: "StorageReadRepeated" and, for a read that failed and was not repeated because of a
+/// stop, "StorageReadNotRepeated" (Lba, Offset, Repeats, Error, Reason); "StorageEndedEarly" (BadBlocks).
+/// Problems: "StorageDeviceGone", "StorageNoMedia", "StorageReadRefused" (Offset, Error, Reason), and
+/// refusedPlan's. Notes: "StorageRead" (Blocks, Planned, Bad, Repeated, Bytes, Seconds, Speed, SlowestLba,
+/// SlowestSeconds), for Random also "StorageSeed" (Seed). After a fault the outcome is Fail, whatever ended
+/// the test.
 ReadSummary runReadTest(TestHost& host, BlockSource& source, ReadPlan const& plan);
 
 } // namespace krel5::modules

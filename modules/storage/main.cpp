@@ -143,9 +143,12 @@ int main(int argc, char** argv)
     DiagModule::setVersion(1, 0, "1");
     createParameters();
     s_host.createEvents({"StorageBadSectors",
+                         "StorageBadWithin",
+                         "StorageBadBlock",
                          "StorageContentWrong",
                          "StorageTooSlow",
                          "StorageReadRepeated",
+                         "StorageReadNotRepeated",
                          "StorageEndedEarly",
                          "StorageDeviceGone",
                          "StorageNoMedia",

@@ -45,11 +45,12 @@ private:
 class DescriptorSource : public BlockSource
 {
 public:
-    DescriptorSource(Descriptor file, std::uint64_t size, std::uint32_t sectorSize)
-        : m_file(std::move(file)), m_size(size), m_sectorSize(sectorSize)
+    DescriptorSource(Descriptor file, std::uint64_t size, std::uint32_t sectorSize, std::uint32_t unitSize)
+        : m_file(std::move(file)), m_size(size), m_sectorSize(sectorSize), m_unitSize(unitSize)
     {}
     std::uint64_t size() const override { return m_size; }
     std::uint32_t sectorSize() const override { return m_sectorSize; }
+    std::uint32_t unitSize() const override { return m_unitSize; }
 
     ReadOutcome readAt(std::uint64_t offset, std::span<std::byte> into) override
     {
@@ -77,6 +78,7 @@ private:
     Descriptor m_file;
     std::uint64_t m_size;
     std::uint32_t m_sectorSize;
+    std::uint32_t m_unitSize;
 };
 
 Descriptor openRetrying(char const* path, int flags, mode_t mode = 0)
@@ -180,7 +182,8 @@ OpenedSource makeIn(std::string const& directory, std::uint64_t size, SeededCont
     if (!reading)
         return failed(errno, directory);
     // What a file system demands for direct reads is at most the page size.
-    opened.m_source = std::make_unique<DescriptorSource>(std::move(reading), size, SeededContent::kUnit);
+    opened.m_source = std::make_unique<DescriptorSource>(std::move(reading), size, SeededContent::kUnit,
+                                                         SeededContent::kUnit);
     return opened;
 }
 
@@ -233,8 +236,14 @@ OpenedSource openDrive(std::string const& path)
     int const flags = ::fcntl(file.get(), F_GETFL);
     if (flags < 0 || ::fcntl(file.get(), F_SETFL, flags & ~O_NONBLOCK) != 0)
         return failed(errno, path);
+    // A drive made of 4 KiB sectors loses all of one. What claims more means the unit that it likes to be
+    // written in.
+    unsigned physical = 0;
+    bool const known = ::ioctl(file.get(), BLKPBSZGET, &physical) == 0 && physical <= kReadAlignment &&
+                       physical > 0 && physical % static_cast<unsigned>(sectorSize) == 0;
     opened.m_source =
-        std::make_unique<DescriptorSource>(std::move(file), size, static_cast<std::uint32_t>(sectorSize));
+        std::make_unique<DescriptorSource>(std::move(file), size, static_cast<std::uint32_t>(sectorSize),
+                                           known ? physical : static_cast<std::uint32_t>(sectorSize));
     return opened;
 }
 

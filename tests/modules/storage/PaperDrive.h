@@ -14,19 +14,30 @@ struct PaperDrive : BlockSource
 {
     std::uint64_t m_size;
     std::uint32_t m_sectorSize = 512;
+    std::uint32_t m_unitSize = 512;
     std::map<std::uint64_t, int> m_bad;           ///< sector to the errno value that reading it gives
     std::map<std::uint64_t, unsigned> m_failures; ///< sector to how often it fails with EIO before it is read
     std::set<std::uint64_t> m_short;              ///< sectors at which every read ends short
     std::size_t m_longest = ~std::size_t(0);      ///< longer reads fail
     std::uint64_t m_reads = 0;
+    std::uint64_t m_failed = 0;                    ///< reads that failed
     std::uint64_t m_goneAfter = ~std::uint64_t(0); ///< reads, then ENXIO
     std::vector<std::uint64_t> m_offsets;
 
     explicit PaperDrive(std::uint64_t size) : m_size(size) {}
     std::uint64_t size() const override { return m_size; }
     std::uint32_t sectorSize() const override { return m_sectorSize; }
+    std::uint32_t unitSize() const override { return m_unitSize; }
 
     ReadOutcome readAt(std::uint64_t offset, std::span<std::byte> into) override
+    {
+        ReadOutcome const outcome = read(offset, into);
+        m_failed += outcome.complete(into.size()) ? 0 : 1;
+        return outcome;
+    }
+
+private:
+    ReadOutcome read(std::uint64_t offset, std::span<std::byte> into)
     {
         m_offsets.push_back(offset);
         if (m_reads++ >= m_goneAfter)

@@ -1,6 +1,7 @@
 #include <modules/ReportLog.h>
 #include <modules/storage/PaperDrive.h>
 
+#include <storage/BlockReader.h>
 #include <storage/ReadTest.h>
 
 #include <gtest/gtest.h>
@@ -30,10 +31,16 @@ struct Damage
 
 void PrintTo(Damage const& one, std::ostream* out) { *out << one.m_name; } // the test's name
 
+std::string bad(char const* event, std::uint64_t lba, std::uint64_t count, int error)
+{
+    return std::string(event) + " Lba=" + std::to_string(lba) +
+           " LastLba=" + std::to_string(lba + count - 1) + " Offset=" + std::to_string(lba * 512) +
+           " Length=" + std::to_string(count * 512) + " Error=" + std::to_string(error) + " Reason=";
+}
+
 std::string badSectors(std::uint64_t lba, std::uint64_t count, int error)
 {
-    return "StorageBadSectors Lba=" + std::to_string(lba) + " Offset=" + std::to_string(lba * 512) +
-           " Length=" + std::to_string(count * 512) + " Error=" + std::to_string(error) + " Reason=";
+    return bad("StorageBadSectors", lba, count, error);
 }
 
 class Damages : public testing::TestWithParam<Damage>
@@ -58,7 +65,11 @@ INSTANTIATE_TEST_SUITE_P(
         Damage{"one", {777}, EIO, {badSectors(777, 1, EIO)}},
         Damage{"first", {0}, EIO, {badSectors(0, 1, EIO)}},
         Damage{"last", {16 * 128 + 2}, ENODATA, {badSectors(16 * 128 + 2, 1, ENODATA)}},
-        Damage{"apart in one block", {130, 200}, EIO, {badSectors(130, 71, EIO)}},
+        Damage{"apart in one block", {130, 200}, EIO, {badSectors(130, 1, EIO), badSectors(200, 1, EIO)}},
+        Damage{"three runs in one block",
+               {128, 129, 130, 160, 255},
+               EIO,
+               {badSectors(128, 3, EIO), badSectors(160, 1, EIO), badSectors(255, 1, EIO)}},
         Damage{"across two blocks", {255, 256}, EIO, {badSectors(255, 2, EIO)}},
         Damage{"two blocks", {5, 1000}, EILSEQ, {badSectors(5, 1, EILSEQ), badSectors(1000, 1, EILSEQ)}}),
     [](auto const& row) {
@@ -102,7 +113,7 @@ TEST(Reading, thatComesShortOrFailsOnlyAsAWholeIsAFault)
     ReportLog other;
     EXPECT_EQ(runReadTest(other, impatient, surface()).m_outcome, Outcome::Fail);
     ASSERT_EQ(other.m_faults.size(), 1u);
-    EXPECT_EQ(other.m_faults[0].rfind(badSectors(0, 128, EIO), 0), 0u) << other.m_faults[0];
+    EXPECT_EQ(other.m_faults[0].rfind(bad("StorageBadBlock", 0, 128, EIO), 0), 0u) << other.m_faults[0];
 }
 
 struct Ending
@@ -138,12 +149,41 @@ TEST(Reading, keepsTheFaultOfADriveThatVanishesWhileItIsNarrowed)
 {
     PaperDrive drive(8 * kBlock);
     drive.m_bad[10] = EIO;
-    drive.m_bad[300] = EIO;
-    drive.m_goneAfter = 30;
+    drive.m_goneAfter = 8; // four reads of the block, and two halvings
     ReportLog host;
-    EXPECT_EQ(runReadTest(host, drive, surface()).m_outcome, Outcome::NoDevice);
+    EXPECT_EQ(runReadTest(host, drive, surface()).m_outcome, Outcome::Fail);
+    ASSERT_EQ(host.m_faults.size(), 1u);
+    EXPECT_EQ(host.m_faults[0].rfind(bad("StorageBadWithin", 0, 32, EIO), 0), 0u) << host.m_faults[0];
     ASSERT_EQ(host.m_problems.size(), 1u);
     EXPECT_EQ(host.m_problems[0].rfind("StorageDeviceGone", 0), 0u);
+}
+
+TEST(Reading, tellsTheRunsOfALargeBlockApart)
+{
+    PaperDrive drive(1 << 20);
+    drive.m_bad = {{10, EIO}, {2000, ENODATA}};
+    ReadPlan plan = surface();
+    plan.m_blockSize = 1 << 20;
+    plan.m_repeats = 0;
+    ReportLog host;
+    EXPECT_EQ(runReadTest(host, drive, plan).m_outcome, Outcome::Fail);
+    ASSERT_EQ(host.m_faults.size(), 2u);
+    EXPECT_EQ(host.m_faults[0].rfind(badSectors(10, 1, EIO), 0), 0u) << host.m_faults[0];
+    EXPECT_EQ(host.m_faults[1].rfind(badSectors(2000, 1, ENODATA), 0), 0u) << host.m_faults[1];
+    EXPECT_LE(drive.m_failed, 1u + 2 * 11) << "half a minute each";
+}
+
+TEST(Reading, losesWholeUnitsOfTheDrive)
+{
+    PaperDrive drive(16 * kBlock + 3 * 512); // the last unit is cut short
+    drive.m_unitSize = 4096;
+    for (std::uint64_t sector : {8, 9, 10, 11, 12, 13, 14, 15, 2048, 2049, 2050})
+        drive.m_bad[sector] = EIO;
+    ReportLog host;
+    EXPECT_EQ(runReadTest(host, drive, surface()).m_outcome, Outcome::Fail);
+    ASSERT_EQ(host.m_faults.size(), 2u);
+    EXPECT_EQ(host.m_faults[0].rfind(badSectors(8, 8, EIO), 0), 0u) << host.m_faults[0];
+    EXPECT_EQ(host.m_faults[1].rfind(badSectors(2048, 3, EIO), 0), 0u) << host.m_faults[1];
 }
 
 TEST(Reading, givesUpOnADyingDrive)
@@ -156,10 +196,80 @@ TEST(Reading, givesUpOnADyingDrive)
     plan.m_repeats = 0;
     ReportLog host;
     EXPECT_EQ(runReadTest(host, drive, plan).m_outcome, Outcome::Fail);
-    ASSERT_EQ(host.m_faults.size(), 1u); // four bad blocks that touch
-    EXPECT_EQ(host.m_faults[0].rfind(badSectors(0, 4 * 128, EIO), 0), 0u);
+    ASSERT_EQ(host.m_faults.size(), 4u);
+    for (std::uint64_t i = 0; i < 4; ++i)
+        EXPECT_EQ(host.m_faults[i].rfind(bad("StorageBadWithin", i * 128, 128, EIO), 0), 0u)
+            << host.m_faults[i];
     EXPECT_EQ(host.m_warnings, std::vector<std::string>{"StorageEndedEarly BadBlocks=4"});
-    EXPECT_LE(drive.m_reads, 4u * (2 * 7 + 4));
+    EXPECT_LE(drive.m_reads, 4u + BlockReader::kMostFailures + 3 * BlockReader::kFurtherFailures);
+}
+
+TEST(Reading, enclosesARunThatIsTooLongToBeReadSectorBySector)
+{
+    PaperDrive drive(1 << 20);
+    for (std::uint64_t sector = 1000; sector < 1100; ++sector)
+        drive.m_bad[sector] = EIO;
+    ReadPlan plan = surface();
+    plan.m_blockSize = 1 << 20;
+    ReportLog host;
+    EXPECT_EQ(runReadTest(host, drive, plan).m_outcome, Outcome::Fail);
+    EXPECT_LE(drive.m_failed, 4u + BlockReader::kMostFailures);
+    ASSERT_EQ(host.m_faults.size(), 1u);
+    // In parts of 8 sectors, which is how far the stock of failing reads brings it.
+    EXPECT_EQ(host.m_faults[0].rfind(bad("StorageBadWithin", 1000, 104, EIO), 0), 0u) << host.m_faults[0];
+}
+
+/// Asks for the stop when the drive has been read so often.
+struct StoppingAfter : ReportLog
+{
+    PaperDrive const& m_drive;
+    std::uint64_t m_reads;
+    StoppingAfter(PaperDrive const& drive, std::uint64_t reads) : m_drive(drive), m_reads(reads) {}
+    bool stopRequested() override { return m_drive.m_reads >= m_reads; }
+};
+
+TEST(Reading, heedsAStopBeforeEveryRead)
+{
+    ReadPlan impatient = surface();
+    impatient.m_repeats = 0;
+    for (std::uint64_t reads = 1; reads < 14; ++reads) {
+        PaperDrive drive(100 * kBlock);
+        drive.m_bad[130] = EIO;
+        StoppingAfter host(drive, reads);
+        Outcome const outcome = runReadTest(host, drive, impatient).m_outcome;
+        EXPECT_EQ(drive.m_reads, reads);
+        EXPECT_EQ(outcome, reads == 1 ? Outcome::Stopped : Outcome::Fail) << reads;
+        EXPECT_EQ(host.m_faults.size(), reads == 1 ? 0u : 1u) << reads;
+    }
+}
+
+TEST(Reading, thatFailedOnceBeforeAStopIsMentioned)
+{
+    PaperDrive drive(100 * kBlock);
+    drive.m_bad[0] = EIO;
+    StoppingAfter host(drive, 1);
+    EXPECT_EQ(runReadTest(host, drive, surface()).m_outcome, Outcome::Stopped);
+    ASSERT_EQ(host.m_warnings.size(), 1u);
+    EXPECT_EQ(host.m_warnings[0].rfind("StorageReadNotRepeated Lba=0 Offset=0 Repeats=0 Error=5 ", 0), 0u);
+}
+
+TEST(Reading, reportsAFaultBeforeItReadsOn)
+{
+    PaperDrive drive(100 * kBlock);
+    drive.m_bad[130] = EIO;
+    struct : ReportLog
+    {
+        PaperDrive const* m_drive = nullptr;
+        std::uint64_t m_offsetAtFault = 0;
+        void fault(Fault const& report) override
+        {
+            m_offsetAtFault = m_drive->m_offsets.back();
+            ReportLog::fault(report);
+        }
+    } host;
+    host.m_drive = &drive;
+    runReadTest(host, drive, surface());
+    EXPECT_EQ(host.m_offsetAtFault, 2 * kBlock) << "the next block could go on with the bad sectors";
 }
 
 TEST(Reading, stopsBetweenBlocksAndBetweenRepeats)
