@@ -10,6 +10,8 @@
 
 #include <cstdio>
 #include <iostream>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -22,6 +24,29 @@ struct Request
     bool xml = false;
 };
 
+/// True when everything went out.
+bool printed(std::string const& text)
+{
+    if (std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0)
+        return true;
+    std::perror("zel-devices: standard output");
+    return false;
+}
+
+/// Says which directories could not be read; false when the root itself is one of them.
+bool reportRefusals(std::string const& root, std::vector<std::string> const& directories)
+{
+    std::string const top = root.ends_with('/') ? root : root + "/";
+    bool rootIsRead = true;
+    for (std::string const& directory : directories) {
+        std::cerr << "zel-devices: cannot read the directory \""
+                  << listing::harmless(directory.empty() ? root : top + directory)
+                  << "\": permission denied\n";
+        rootIsRead = rootIsRead && !directory.empty();
+    }
+    return rootIsRead;
+}
+
 int list(Request const& request)
 {
     zel::Enumerator& enumerator = zel::Enumerator::instance();
@@ -32,15 +57,13 @@ int list(Request const& request)
         return kBadUsage;
     }
     enumerator.getDevicesOfType(zel::CapabilityImp::ALL(), 1, 0);
+    if (!reportRefusals(request.root, enumerator.refusedDirectories()))
+        return kFailed;
     zel::StateManager const& state = zel::ModuleManager::getInstance().getStateManager();
     std::string const text = request.json  ? listing::json(state)
                              : request.xml ? listing::xml(state)
                                            : listing::text(state);
-    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
-        std::perror("zel-devices: standard output");
-        return kFailed;
-    }
-    return kDone;
+    return printed(text) ? kDone : kFailed;
 }
 
 } // namespace
@@ -55,8 +78,8 @@ int main(int argc, char** argv)
     app.add_flag("--xml", request.xml, "Print XML")->excludes(json);
     try {
         app.parse(argc, argv);
-    } catch (CLI::CallForHelp const& help) {
-        return app.exit(help);
+    } catch (CLI::CallForHelp const&) {
+        return printed(app.help()) ? kDone : kFailed;
     } catch (CLI::ParseError const& error) {
         std::cerr << "zel-devices: " << error.what() << "\nTry zel-devices --help.\n";
         return kBadUsage;

@@ -1,5 +1,6 @@
 #include <zel/enumerator/Discoverers.h>
 
+#include <zel/enumerator/ReadOnceRoot.h>
 #include <zel/foundation/Logger.h>
 
 namespace zel {
@@ -53,11 +54,12 @@ std::span<Discoverer const> discoverers() noexcept { return kDiscoverers; }
 
 void discover(Root const& root, CapabilityImp const& capabilities, DeviceSink& sink)
 {
+    ReadOnceRoot const once(root);
     for (Discoverer const& discoverer : kDiscoverers) {
         if (!(discoverer.yields() | C::Hardware()).intersects(capabilities))
             continue;
         TraceScope const trace(logger(), discoverer.name, __LINE__);
-        discoverer.discover(root, sink);
+        discoverer.discover(once, sink);
     }
 }
 

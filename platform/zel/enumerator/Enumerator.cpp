@@ -42,7 +42,15 @@ void Enumerator::getDevicesOfType(CapabilityImp const& capabilities, int, int)
     DeviceRecords records(capabilities);
     discover(*m_root, capabilities, records);
     records.fill(moduleState());
+    for (std::string const& directory : m_root->refused())
+        ZEL_LOG(logger(), LogLevel::Warning)
+            << "permission denied: directory \"" << String(directory) << "\" below the root";
     ZEL_LOG(logger(), LogLevel::Debug) << "devices found = " << static_cast<std::uint64_t>(records.count());
+}
+
+std::vector<std::string> Enumerator::refusedDirectories() const
+{
+    return m_root ? m_root->refused() : std::vector<std::string>();
 }
 
 std::size_t Enumerator::deviceCount() const { return moduleState().deviceCount(); }

@@ -13,6 +13,8 @@
 
 #include <cstddef>
 #include <memory>
+#include <string>
+#include <vector>
 
 namespace zel {
 
@@ -35,6 +37,9 @@ public:
     /// and puts its devices into the module manager's state manager. A module that is missing, fails or
     /// answers nonsense costs an error line in the log. The two numbers are reserved.
     void getDevicesFromModule(String const& module, int, int);
+    /// Directories below the root ("" for the root itself) that the scans since setRoot could not read for
+    /// lack of permission, sorted: devices there were not found.
+    std::vector<std::string> refusedDirectories() const;
     /// Devices that the last call found.
     std::size_t deviceCount() const;
     /// Completes `state` by what the last call found and it has not; what it has stays.

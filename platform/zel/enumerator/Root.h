@@ -26,7 +26,8 @@ public:
     /// True for the running machine ("/"). Nothing with side effects, no hardware access beyond these files,
     /// and no look-up in system calls (statvfs, ioctl) runs on a root that is not live.
     virtual bool isLive() const = 0;
-    /// Content of a regular file, at most `limit` bytes (the rest is left out).
+    /// Content of a regular file, at most `limit` bytes (the rest is left out). Nothing else is ever opened:
+    /// to open a device or a FIFO can have effects.
     virtual std::optional<std::string> read(std::string const& path, std::size_t limit = 1u << 20) const = 0;
     /// Names in a directory, sorted so that numbers count as numbers (cpu2 before cpu10); empty when absent.
     virtual std::vector<std::string> list(std::string const& path) const = 0;
@@ -36,6 +37,10 @@ public:
     /// Last component of where a link says that it leads ("driver" -> "e1000e"), also when nothing stands
     /// there: a captured tree often holds the link and not the driver's directory. Absent when it is no link.
     virtual std::optional<std::string> linkName(std::string const& path) const = 0;
+    /// Directories, relative to the root ("" for itself), that the operations so far could not read or enter
+    /// for lack of permission, sorted: where what was found may not be all there is. A file that may not be
+    /// read is not among them; there are many that only the administrator may read.
+    virtual std::vector<std::string> refused() const { return {}; }
 
     /// First line without white space at both ends; absent when the file is absent or the line empty.
     std::optional<std::string> text(std::string const& path) const;

@@ -5,6 +5,8 @@
 #include <zel/foundation/linux/FileDescriptor.h>
 
 #include <atomic>
+#include <mutex>
+#include <set>
 
 namespace zel {
 
@@ -24,9 +26,14 @@ public:
     std::vector<std::string> list(std::string const& path) const override;
     std::optional<std::string> resolve(std::string const& path) const override;
     std::optional<std::string> linkName(std::string const& path) const override;
+    std::vector<std::string> refused() const override;
 
 private:
+    /// Leaves errno as the system set it when what it returns is not open.
     FileDescriptor open(std::string const& path, int flags) const;
+    FileDescriptor openRegular(std::string const& path) const;
+    /// After an operation was refused: finds which directory on the way it was, and keeps it.
+    void noteRefusal(std::string const& path, bool isDirectory) const;
     FileDescriptor openConfined(std::string const& path, int flags) const;
     /// Path of an open descriptor below the root; nothing when the kernel cannot tell.
     std::optional<std::string> pathOf(int descriptor) const;
@@ -36,6 +43,8 @@ private:
     bool m_live = false;
     bool m_prefixKnown = false;
     mutable std::atomic<bool> m_kernelConfines;
+    mutable std::mutex m_refusedLock;
+    mutable std::set<std::string> m_refused;
 };
 
 } // namespace zel

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <climits>
 
 namespace zel {
@@ -39,6 +40,7 @@ bool LinkWalk::enter(std::string name)
     // O_NOFOLLOW: should the component have become a link since it was looked at, what is opened is the link
     // itself, and nothing stands below it.
     FileDescriptor next(::openat(top(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    m_error = next.isOpen() ? 0 : errno;
     if (!next.isOpen() || m_steps.size() >= kMaxDepth)
         return false;
     m_steps.push_back({std::move(next), std::move(name)});

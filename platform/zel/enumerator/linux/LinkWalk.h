@@ -19,6 +19,8 @@ public:
     bool follow(std::string const& path, bool followLast);
     /// Where the walk ended, relative to the root; "" for the root itself.
     std::string path() const;
+    /// Why the last walk ended early (an errno); 0 when it did not, or for a reason of its own.
+    int error() const noexcept { return m_error; }
     /// Opens where the walk ended.
     FileDescriptor open(int flags) const;
 
@@ -32,6 +34,7 @@ private:
     bool enter(std::string name);
 
     int m_root;
+    int m_error = 0;
     std::vector<Step> m_steps;
 };
 

@@ -21,6 +21,7 @@ namespace zel {
 namespace {
 
 constexpr std::size_t kMaxNames = 1u << 16; // in one directory; the rest is left out
+constexpr std::size_t kMaxRefused = 1000;
 constexpr int kOpenAttempts = 8; // openat2 answers EAGAIN while something in the path is being renamed
 
 std::string withoutSlashes(std::string const& path)
@@ -39,9 +40,18 @@ std::string lastComponent(std::string_view path)
     return std::string(slash == std::string_view::npos ? path : path.substr(slash + 1));
 }
 
-bool isRegular(int descriptor, struct stat& status)
+bool isRegular(int descriptor)
 {
+    struct stat status
+    {};
     return ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+bool hasSize(int descriptor)
+{
+    struct stat status
+    {};
+    return ::fstat(descriptor, &status) == 0 && status.st_size > 0;
 }
 
 /// Reads until the end or `limit`. One read is enough where the size is known and the answer is short: a
@@ -117,21 +127,44 @@ FileDescriptor DirectoryRoot::open(std::string const& path, int flags) const
     return walk.follow(relative, (flags & O_NOFOLLOW) == 0) ? walk.open(flags) : FileDescriptor();
 }
 
+FileDescriptor DirectoryRoot::openRegular(std::string const& path) const
+{
+    constexpr int kFlags = O_RDONLY | O_NONBLOCK | O_NOCTTY;
+    if (m_live) { // the kernel's own files, among which nobody plants devices: one look after the open will
+                  // do
+        FileDescriptor file = open(path, kFlags);
+        return file.isOpen() && isRegular(file.number()) ? std::move(file) : FileDescriptor();
+    }
+    // A descriptor that stands for the file without opening it tells what it is.
+    FileDescriptor const there = open(path, O_PATH);
+    if (!there.isOpen() || !isRegular(there.number()))
+        return FileDescriptor();
+    std::string const self = "/proc/self/fd/" + std::to_string(there.number());
+    FileDescriptor file(::open(self.c_str(), kFlags | O_CLOEXEC));
+    if (!file.isOpen() && !m_prefixKnown) // a process without /proc
+        file = open(path, kFlags);
+    return file.isOpen() && isRegular(file.number()) ? std::move(file) : FileDescriptor();
+}
+
 std::optional<std::string> DirectoryRoot::read(std::string const& path, std::size_t limit) const
 {
-    // O_NONBLOCK: a FIFO planted in a captured tree must not stop the program.
-    FileDescriptor const file = open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
-    struct stat status
-    {};
-    if (!file.isOpen() || !isRegular(file.number(), status))
+    errno = 0;
+    FileDescriptor const file = openRegular(path);
+    if (!file.isOpen()) {
+        if (errno == EACCES)
+            noteRefusal(path, false);
         return std::nullopt;
-    return readAll(file.number(), status.st_size > 0, limit);
+    }
+    return readAll(file.number(), hasSize(file.number()), limit);
 }
 
 std::vector<std::string> DirectoryRoot::list(std::string const& path) const
 {
     std::vector<std::string> names;
+    errno = 0;
     FileDescriptor directory = open(path, O_RDONLY | O_DIRECTORY);
+    if (!directory.isOpen() && errno == EACCES)
+        noteRefusal(path, true);
     DIR* const stream = directory.isOpen() ? ::fdopendir(directory.number()) : nullptr;
     if (!stream)
         return names;
@@ -146,6 +179,24 @@ std::vector<std::string> DirectoryRoot::list(std::string const& path) const
     ::closedir(stream);
     std::sort(names.begin(), names.end(), text::naturalLess);
     return names;
+}
+
+void DirectoryRoot::noteRefusal(std::string const& path, bool isDirectory) const
+{
+    // A walk without rights to read: it gets as far as the directory that may not be entered.
+    LinkWalk walk(m_directory.number());
+    bool const reached = walk.follow(withoutSlashes(path), true);
+    if (!(reached ? isDirectory : walk.error() == EACCES))
+        return; // a file that only others may read
+    std::lock_guard const lock(m_refusedLock);
+    if (m_refused.size() < kMaxRefused)
+        m_refused.insert(walk.path());
+}
+
+std::vector<std::string> DirectoryRoot::refused() const
+{
+    std::lock_guard const lock(m_refusedLock);
+    return {m_refused.begin(), m_refused.end()};
 }
 
 std::optional<std::string> DirectoryRoot::pathOf(int descriptor) const
@@ -164,8 +215,11 @@ std::optional<std::string> DirectoryRoot::resolve(std::string const& path) const
         return std::nullopt;
     if (m_prefixKnown && (m_live || m_kernelConfines)) {
         FileDescriptor const there = open(path, O_PATH);
-        if (!there.isOpen() && (m_live || m_kernelConfines))
+        if (!there.isOpen() && (m_live || m_kernelConfines)) {
+            if (errno == EACCES)
+                noteRefusal(path, false);
             return std::nullopt;
+        }
         auto const absolute = there.isOpen() ? pathOf(there.number()) : std::nullopt;
         if (absolute && *absolute == (m_prefix.empty() ? "/" : m_prefix))
             return "";
@@ -174,7 +228,11 @@ std::optional<std::string> DirectoryRoot::resolve(std::string const& path) const
             return absolute->substr(m_prefix.size() + 1);
     }
     LinkWalk walk(m_directory.number());
-    return walk.follow(withoutSlashes(path), true) ? std::optional(walk.path()) : std::nullopt;
+    if (walk.follow(withoutSlashes(path), true))
+        return walk.path();
+    if (walk.error() == EACCES)
+        noteRefusal(path, false);
+    return std::nullopt;
 }
 
 std::optional<std::string> DirectoryRoot::linkName(std::string const& path) const
@@ -190,6 +248,8 @@ std::optional<std::string> DirectoryRoot::linkName(std::string const& path) cons
         FileDescriptor const link = open(path, O_PATH | O_NOFOLLOW);
         length = link.isOpen() ? ::readlinkat(link.number(), "", buffer.data(), buffer.size()) : -1;
     }
+    if (length < 0 && errno == EACCES)
+        noteRefusal(path, false);
     if (length <= 0)
         return std::nullopt;
     std::string name = lastComponent({buffer.data(), static_cast<std::size_t>(length)});
