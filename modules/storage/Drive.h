@@ -23,8 +23,12 @@ struct OpenedSource
 {
     std::unique_ptr<BlockSource> m_source; ///< null exactly when m_error is not zero
     int m_error = 0;                       ///< errno value; ECANCELED when the making was stopped
+    bool m_driveFailed = false;            ///< the error is the drive's, not a refusal
     bool m_direct = true;                  ///< false when the system offers no reading past its cache
-    std::string m_place;                   ///< what was opened or tried last
+    std::string m_place;                   ///< what was opened, or failed
+    /// Bytes; not zero when too little was free for a scratch file.
+    std::uint64_t m_wanted = 0;
+    std::uint64_t m_free = 0;
 };
 
 /// Opens a block device. ENOTBLK for anything else.
@@ -37,10 +41,15 @@ std::vector<std::string> scratchDirectories(std::string const& drivePath);
 /// Told the bytes written so far; false stops the making.
 using ScratchProgress = std::function<bool(std::uint64_t written)>;
 
-/// Makes a file of `size` bytes (a multiple of SeededContent::kUnit) with that content in the first directory
-/// that takes it, writes it to the drive, and opens it for reading. The file has no name from its beginning
-/// (or loses it at once, where the file system cannot make such files), so that it is gone when the source is
-/// destroyed or the process dies in whatever way. ENOSPC also when less than twice the size is free.
+/// Makes a file of `size` bytes (a multiple of SeededContent::kUnit) with that content in the directory,
+/// writes it to the drive, and opens it for reading. The file has no name from its beginning (or loses it at
+/// once, where the file system cannot make such files), so that it is gone when the source is destroyed or
+/// the process dies in whatever way. ENOSPC also when less than twice the size is free: the running system is
+/// to have as much again.
+OpenedSource makeScratchFileIn(std::string const& directory, std::uint64_t size, SeededContent const& content,
+                               ScratchProgress const& progress);
+
+/// The same in the first of these directories that takes it; see firstThatTakes.
 OpenedSource makeScratchFile(std::vector<std::string> const& directories, std::uint64_t size,
                              SeededContent const& content, ScratchProgress const& progress);
 

@@ -1,12 +1,16 @@
-#include <storage/Drive.h>
+#include <storage/ScratchChoice.h>
 #include <storage/StorageTest.h>
 
 #include <common/ErrorText.h>
 
+#include <algorithm>
 #include <cerrno>
 
 namespace krel5::modules {
 namespace {
+
+constexpr std::uint64_t kMebibyte = 1 << 20;
+constexpr int kWritingShare = 50; // percent
 
 std::string reasonOf(int error) { return errorText(error); }
 
@@ -52,53 +56,79 @@ private:
     int m_from;
 };
 
-Outcome readDrive(TestHost& host, std::string const& device, ReadPlan const& plan)
+Outcome readDrive(TestHost& host, std::string const& device, ReadPlan const& plan, DriveAccess const& access)
 {
-    OpenedSource const drive = openDrive(device);
+    OpenedSource const drive = access.m_open(device);
     if (drive.m_error != 0) {
-        host.problem({"StorageOpenFailed", {{"Device", device}, {"Reason", reasonOf(drive.m_error)}}});
-        return outcomeOfOpening(drive.m_error);
+        Outcome const outcome = outcomeOfOpening(drive.m_error);
+        host.problem({outcome == Outcome::InsufficientPrivilege ? "StorageOpenRefused" : "StorageOpenFailed",
+                      {{"Device", device}, {"Reason", reasonOf(drive.m_error)}}});
+        return outcome;
     }
     if (!drive.m_direct)
         host.note({"StorageCached", {{"Device", device}}});
     return runReadTest(host, *drive.m_source, plan).m_outcome;
 }
 
-Outcome fileFailed(TestHost& host, OpenedSource const& scratch)
+/// A drive that was read and written a moment ago and has no more to say than that it is not there.
+bool isGone(int error) { return error == ENXIO || error == ENODEV || error == ESHUTDOWN; }
+
+Outcome fileFailed(TestHost& host, OpenedSource const& scratch, std::uint64_t size)
 {
-    std::vector<std::pair<std::string, std::string>> const values = {{"Directory", scratch.m_place},
-                                                                     {"Reason", reasonOf(scratch.m_error)}};
+    TextValues const values = {{"Directory", scratch.m_place}, {"Reason", reasonOf(scratch.m_error)}};
     if (scratch.m_error == ECANCELED)
         return Outcome::Stopped;
-    if (scratch.m_error == EIO) {
+    if (scratch.m_driveFailed && isGone(scratch.m_error)) {
+        host.problem({"StorageWriteFailed", values});
+        return Outcome::NoDevice;
+    }
+    if (scratch.m_driveFailed) {
         host.fault({"StorageWriteFailed", values});
         return Outcome::Fail;
+    }
+    if (scratch.m_wanted > 0) {
+        host.problem({"StorageNoSpace",
+                      {{"Directory", scratch.m_place},
+                       {"FreeMiB", std::to_string(scratch.m_free / kMebibyte)},
+                       {"WantedMiB", std::to_string(scratch.m_wanted / kMebibyte)},
+                       {"FileMiB", std::to_string(size / kMebibyte)}}});
+        return Outcome::CannotRun;
     }
     host.problem({"StorageFileFailed", values});
     bool const refused = scratch.m_error == EPERM || scratch.m_error == EACCES;
     return refused ? Outcome::InsufficientPrivilege : Outcome::CannotRun;
 }
 
-Outcome readFile(TestHost& host, std::string const& device, StorageSettings const& settings)
+OpenedSource makeFile(TestHost& host, std::vector<std::string> const& directories, std::uint64_t size,
+                      SeededContent const& content, DriveAccess const& access)
 {
-    constexpr int kWritingShare = 50; // percent
-    auto const directories = scratchDirectories(device);
-    if (directories.empty()) {
-        host.problem({"StorageNoFileSystem", {{"Device", device}}});
-        return Outcome::CannotRun;
-    }
-    constexpr std::uint64_t kMebibyte = 1 << 20;
-    std::uint64_t const size = std::max<std::uint64_t>(settings.m_fileBytes / kMebibyte, 1) * kMebibyte;
-    SeededContent const content(settings.m_plan.m_seed);
     int told = -1;
-    OpenedSource const scratch = makeScratchFile(directories, size, content, [&](std::uint64_t written) {
+    ScratchProgress const progress = [&](std::uint64_t written) {
         int const percent = static_cast<int>(kWritingShare * written / size);
         if (percent > told)
             host.progress(told = percent);
         return !host.stopRequested();
+    };
+    return firstThatTakes(directories, [&](std::string const& directory) {
+        return access.m_make(directory, size, content, progress);
     });
+}
+
+Outcome readFile(TestHost& host, std::string const& device, StorageSettings const& settings,
+                 DriveAccess const& access)
+{
+    if (auto const refused = refusedPlan(host, settings.m_plan, SeededContent::kUnit))
+        return *refused;
+    auto const directories = access.m_directories(device);
+    if (directories.empty()) {
+        host.problem({"StorageNoFileSystem", {{"Device", device}}});
+        return Outcome::CannotRun;
+    }
+    std::uint64_t const size = std::max<std::uint64_t>(settings.m_fileBytes / kMebibyte, 1) * kMebibyte;
+    SeededContent const content(settings.m_plan.m_seed);
+    OpenedSource const scratch = makeFile(host, directories, size, content, access);
     if (scratch.m_error != 0)
-        return fileFailed(host, scratch);
+        return fileFailed(host, scratch, size);
     host.note({"StorageFile",
                {{"Directory", scratch.m_place},
                 {"MiB", std::to_string(size / kMebibyte)},
@@ -113,9 +143,11 @@ Outcome readFile(TestHost& host, std::string const& device, StorageSettings cons
 
 } // namespace
 
-Outcome runStorageTest(TestHost& host, std::string const& device, StorageSettings const& settings)
+Outcome runStorageTest(TestHost& host, std::string const& device, StorageSettings const& settings,
+                       DriveAccess const& access)
 {
-    return settings.m_useFile ? readFile(host, device, settings) : readDrive(host, device, settings.m_plan);
+    return settings.m_useFile ? readFile(host, device, settings, access)
+                              : readDrive(host, device, settings.m_plan, access);
 }
 
 } // namespace krel5::modules

@@ -8,6 +8,7 @@
 //
 // Thread rule: as for runReadTest.
 
+#include <storage/Drive.h>
 #include <storage/ReadTest.h>
 
 #include <optional>
@@ -24,10 +25,22 @@ struct StorageSettings
     std::uint64_t m_fileBytes = std::uint64_t(256) << 20;
 };
 
-/// What runReadTest reports, and: problems "StorageOpenFailed" (Device, Reason), "StorageNoFileSystem"
-/// (Device), "StorageFileFailed" (Directory, Reason); fault "StorageWriteFailed" (Directory, Reason); notes
-/// "StorageFile" (Directory, MiB), "StorageCached" (Device). A drive that may not be opened is
-/// InsufficientPrivilege.
-Outcome runStorageTest(TestHost& host, std::string const& device, StorageSettings const& settings);
+/// What the test asks of the operating system.
+struct DriveAccess
+{
+    std::function<OpenedSource(std::string const& device)> m_open = openDrive;
+    std::function<std::vector<std::string>(std::string const& device)> m_directories = scratchDirectories;
+    std::function<OpenedSource(std::string const& directory, std::uint64_t size, SeededContent const& content,
+                               ScratchProgress const& progress)>
+        m_make = makeScratchFileIn;
+};
+
+/// What runReadTest reports, and: problems "StorageOpenFailed" and "StorageOpenRefused" (Device, Reason),
+/// "StorageNoFileSystem" (Device), "StorageFileFailed" (Directory, Reason), "StorageNoSpace" (Directory,
+/// FreeMiB, WantedMiB, FileMiB); fault "StorageWriteFailed" (Directory, Reason), which is a problem when the
+/// drive has gone; notes "StorageFile" (Directory, MiB, BlockBytes), "StorageCached" (Device). A drive that
+/// may not be opened is InsufficientPrivilege. Nothing is written for a plan that cannot be carried out.
+Outcome runStorageTest(TestHost& host, std::string const& device, StorageSettings const& settings,
+                       DriveAccess const& access = {});
 
 } // namespace krel5::modules

@@ -1,5 +1,6 @@
 #include <storage/Drive.h>
 #include <storage/MountTable.h>
+#include <storage/ScratchChoice.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -125,6 +126,18 @@ Descriptor makeNameless(std::string const& directory)
     return file;
 }
 
+/// Bit by bit, so that a stop request does not wait for the whole file to reach the drive at the end. An
+/// error of writing is told only once: the fsync at the end would not bring it again.
+int writeOut(int file, std::uint64_t offset, std::uint64_t length)
+{
+    if (::sync_file_range(file, static_cast<off64_t>(offset), static_cast<off64_t>(length),
+                          SYNC_FILE_RANGE_WRITE | SYNC_FILE_RANGE_WAIT_AFTER) == 0)
+        return 0;
+    // File systems without it leave all to the fsync.
+    bool const notOffered = errno == ENOSYS || errno == EINVAL || errno == ESPIPE || errno == EOPNOTSUPP;
+    return notOffered || errno == EINTR ? 0 : errno;
+}
+
 int writeContent(int file, std::uint64_t size, SeededContent const& content, ScratchProgress const& progress)
 {
     constexpr std::size_t kChunk = std::size_t(1) << 20;
@@ -137,16 +150,15 @@ int writeContent(int file, std::uint64_t size, SeededContent const& content, Scr
         for (std::size_t done = 0; done < part;) {
             ssize_t const put =
                 ::pwrite(file, chunk.data() + done, part - done, static_cast<off_t>(written + done));
-            if (put < 0 && errno != EINTR)
-                return errno;
-            done += put > 0 ? static_cast<std::size_t>(put) : 0;
+            if (put < 0 && errno == EINTR)
+                continue;
+            if (put <= 0)
+                return put < 0 ? errno : EIO;
+            done += static_cast<std::size_t>(put);
         }
         written += part;
-        // Bit by bit, so that a stop request does not wait for the whole file to reach the drive at the end.
-        if (::sync_file_range(file, static_cast<off64_t>(written - part), static_cast<off64_t>(part),
-                              SYNC_FILE_RANGE_WRITE | SYNC_FILE_RANGE_WAIT_AFTER) != 0 &&
-            errno == EIO)
-            return EIO;
+        if (int const error = writeOut(file, written - part, part); error != 0)
+            return error;
     }
     if (::fsync(file) != 0)
         return errno;
@@ -162,28 +174,10 @@ OpenedSource failed(int error, std::string place)
     return opened;
 }
 
-OpenedSource makeIn(std::string const& directory, std::uint64_t size, SeededContent const& content,
-                    ScratchProgress const& progress)
+OpenedSource failedAt(ScratchStep step, int error, std::string const& directory)
 {
-    struct statvfs space = {};
-    if (::statvfs(directory.c_str(), &space) != 0)
-        return failed(errno, directory);
-    if (std::uint64_t(space.f_bavail) * space.f_frsize / 2 < size)
-        return failed(ENOSPC, directory);
-    Descriptor writing = makeNameless(directory);
-    if (!writing)
-        return failed(errno, directory);
-    if (int const error = writeContent(writing.get(), size, content, progress); error != 0)
-        return failed(error, directory);
-    OpenedSource opened;
-    opened.m_place = directory;
-    std::string const itself = "/proc/self/fd/" + std::to_string(writing.get());
-    Descriptor reading = openForReading(itself.c_str(), 0, opened.m_direct);
-    if (!reading)
-        return failed(errno, directory);
-    // What a file system demands for direct reads is at most the page size.
-    opened.m_source = std::make_unique<DescriptorSource>(std::move(reading), size, SeededContent::kUnit,
-                                                         SeededContent::kUnit);
+    OpenedSource opened = failed(error, directory);
+    opened.m_driveFailed = isDriveFailure(error, step);
     return opened;
 }
 
@@ -270,16 +264,41 @@ std::vector<std::string> scratchDirectories(std::string const& drivePath)
     return directories;
 }
 
+OpenedSource makeScratchFileIn(std::string const& directory, std::uint64_t size, SeededContent const& content,
+                               ScratchProgress const& progress)
+{
+    struct statvfs space = {};
+    if (::statvfs(directory.c_str(), &space) != 0)
+        return failedAt(ScratchStep::Making, errno, directory);
+    if (std::uint64_t const free = std::uint64_t(space.f_bavail) * space.f_frsize; free / 2 < size) {
+        OpenedSource opened = failed(ENOSPC, directory);
+        opened.m_free = free;
+        opened.m_wanted = size * 2;
+        return opened;
+    }
+    Descriptor writing = makeNameless(directory);
+    if (!writing)
+        return failedAt(ScratchStep::Making, errno, directory);
+    if (int const error = writeContent(writing.get(), size, content, progress); error != 0)
+        return failedAt(ScratchStep::Writing, error, directory);
+    OpenedSource opened;
+    opened.m_place = directory;
+    std::string const itself = "/proc/self/fd/" + std::to_string(writing.get());
+    Descriptor reading = openForReading(itself.c_str(), 0, opened.m_direct);
+    if (!reading)
+        return failedAt(ScratchStep::Making, errno, directory);
+    // What a file system demands for direct reads is at most the page size.
+    opened.m_source = std::make_unique<DescriptorSource>(std::move(reading), size, SeededContent::kUnit,
+                                                         SeededContent::kUnit);
+    return opened;
+}
+
 OpenedSource makeScratchFile(std::vector<std::string> const& directories, std::uint64_t size,
                              SeededContent const& content, ScratchProgress const& progress)
 {
-    OpenedSource opened = failed(ENOENT, "");
-    for (std::string const& directory : directories) {
-        opened = makeIn(directory, size, content, progress);
-        if (opened.m_error == 0 || opened.m_error == ECANCELED)
-            return opened;
-    }
-    return opened;
+    return firstThatTakes(directories, [&](std::string const& directory) {
+        return makeScratchFileIn(directory, size, content, progress);
+    });
 }
 
 } // namespace krel5::modules

@@ -91,8 +91,12 @@ TEST(ScratchFile, isRefusedWithTheReason)
     EXPECT_EQ(makeScratchFile({folder.m_path.string()}, kSize, content, [](std::uint64_t) { return false; })
                   .m_error,
               ECANCELED);
-    EXPECT_EQ(makeScratchFile({folder.m_path.string()}, std::uint64_t(1) << 60, content, goOn()).m_error,
-              ENOSPC);
+    OpenedSource const full =
+        makeScratchFile({folder.m_path.string()}, std::uint64_t(1) << 60, content, goOn());
+    EXPECT_EQ(full.m_error, ENOSPC);
+    EXPECT_EQ(full.m_wanted, std::uint64_t(1) << 61);
+    EXPECT_GT(full.m_free, 0u);
+    EXPECT_FALSE(full.m_driveFailed);
     EXPECT_EQ(makeScratchFile({"/nowhere/at/all"}, kSize, content, goOn()).m_error, ENOENT);
     EXPECT_TRUE(folder.empty());
 }

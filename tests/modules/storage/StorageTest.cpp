@@ -1,0 +1,187 @@
+#include <modules/ReportLog.h>
+#include <modules/storage/PaperDrive.h>
+
+#include <storage/ScratchChoice.h>
+#include <storage/StorageTest.h>
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+namespace krel5::modules {
+namespace {
+
+using Step = ScratchStep;
+
+/// A directory that answers with this error while a file is made or written; 0 takes the file.
+struct Directory
+{
+    int m_error;
+    Step m_step = Step::Making;
+};
+
+struct Choice
+{
+    char const* m_name;
+    std::vector<Directory> m_directories; ///< called 0, 1, 2
+    Outcome m_outcome;
+    char const* m_said;
+    std::size_t m_tried;
+};
+
+void PrintTo(Choice const& one, std::ostream* out) { *out << one.m_name; } // the test's name
+
+/// A file that reads back right.
+struct PaperFile : BlockSource
+{
+    SeededContent const& m_content;
+    std::uint64_t m_size;
+    PaperFile(SeededContent const& content, std::uint64_t size) : m_content(content), m_size(size) {}
+    std::uint64_t size() const override { return m_size; }
+    std::uint32_t sectorSize() const override { return SeededContent::kUnit; }
+    ReadOutcome readAt(std::uint64_t offset, std::span<std::byte> into) override
+    {
+        m_content.fill(offset, into);
+        return {into.size(), 0};
+    }
+};
+
+StorageSettings fileSettings()
+{
+    StorageSettings settings;
+    settings.m_useFile = true;
+    settings.m_fileBytes = 4 << 20;
+    return settings;
+}
+
+class Choices : public testing::TestWithParam<Choice>
+{};
+
+TEST_P(Choices, loseNoFailureOfTheDrive)
+{
+    std::size_t tried = 0;
+    DriveAccess access;
+    access.m_directories = [](std::string const&) {
+        std::vector<std::string> names;
+        for (std::size_t i = 0; i < GetParam().m_directories.size(); ++i)
+            names.push_back(std::to_string(i));
+        return names;
+    };
+    access.m_make = [&tried](std::string const& name, std::uint64_t size, SeededContent const& content,
+                             ScratchProgress const&) {
+        ++tried;
+        Directory const& directory = GetParam().m_directories[std::stoul(name)];
+        OpenedSource opened;
+        opened.m_place = name;
+        opened.m_error = directory.m_error;
+        opened.m_driveFailed = isDriveFailure(directory.m_error, directory.m_step);
+        if (directory.m_error == 0)
+            opened.m_source = std::make_unique<PaperFile>(content, size);
+        return opened;
+    };
+    ReportLog host;
+    EXPECT_EQ(runStorageTest(host, "/dev/drive", fileSettings(), access), GetParam().m_outcome);
+    EXPECT_EQ(tried, GetParam().m_tried);
+    std::vector<std::string> said = host.m_faults;
+    said.insert(said.end(), host.m_problems.begin(), host.m_problems.end());
+    EXPECT_EQ(said.size(), *GetParam().m_said ? 1u : 0u);
+    for (std::string const& line : said)
+        EXPECT_EQ(line.rfind(GetParam().m_said, 0), 0u) << line;
+    EXPECT_EQ(host.m_faults.size(), GetParam().m_outcome == Outcome::Fail ? 1u : 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Each, Choices,
+    testing::Values(
+        Choice{"taken", {{EPERM}, {0}}, Outcome::Pass, "", 2},
+        Choice{"failsThenWouldTake",
+               {{EIO, Step::Writing}, {0}},
+               Outcome::Fail,
+               "StorageWriteFailed Directory=0 Reason=",
+               1},
+        Choice{"failsWhenMade", {{EACCES}, {EIO}, {0}}, Outcome::Fail, "StorageWriteFailed Directory=1", 2},
+        Choice{"damaged", {{EUCLEAN}, {0}}, Outcome::Fail, "StorageWriteFailed", 1},
+        Choice{"turnsReadOnly", {{EROFS, Step::Writing}, {0}}, Outcome::Fail, "StorageWriteFailed", 1},
+        Choice{"goes", {{ENODEV, Step::Writing}, {0}}, Outcome::NoDevice, "StorageWriteFailed", 1},
+        Choice{"isReadOnly", {{EROFS}, {0}}, Outcome::Pass, "", 2},
+        Choice{"stopped", {{ECANCELED, Step::Writing}, {0}}, Outcome::Stopped, "", 1},
+        Choice{"fullBeforeForbidden",
+               {{ENOSPC}, {EPERM}, {ENOENT}},
+               Outcome::CannotRun,
+               "StorageFileFailed Directory=0 Reason=No space",
+               3},
+        Choice{"fullAfterForbidden",
+               {{EACCES}, {ENOSPC}},
+               Outcome::CannotRun,
+               "StorageFileFailed Directory=1 Reason=No space",
+               2},
+        Choice{"forbidden",
+               {{ENOENT}, {EPERM}, {EACCES}},
+               Outcome::InsufficientPrivilege,
+               "StorageFileFailed Directory=1",
+               3},
+        Choice{"readOnlyBeforeFull",
+               {{ENOSPC}, {EROFS}},
+               Outcome::CannotRun,
+               "StorageFileFailed Directory=1 Reason=Read-only",
+               2},
+        Choice{"none", {}, Outcome::CannotRun, "StorageNoFileSystem", 0}),
+    [](auto const& row) { return row.param.m_name; });
+
+TEST(StorageTest, writesNothingForAPlanThatCannotBeCarriedOut)
+{
+    DriveAccess access;
+    access.m_directories = [](std::string const&) { return std::vector<std::string>{"here"}; };
+    bool made = false;
+    access.m_make = [&made](auto&&...) {
+        made = true;
+        return OpenedSource();
+    };
+    StorageSettings settings = fileSettings();
+    settings.m_plan.m_blockSize = 5 << 10;
+    ReportLog host;
+    EXPECT_EQ(runStorageTest(host, "/dev/drive", settings, access), Outcome::BadParameters);
+    EXPECT_FALSE(made);
+    ASSERT_EQ(host.m_problems.size(), 1u);
+    EXPECT_EQ(host.m_problems[0].rfind("StorageBadBlockSize BlockSize=5120 SectorSize=4096 ", 0), 0u);
+}
+
+TEST(StorageTest, saysHowMuchSpaceIsWantedAndFree)
+{
+    DriveAccess access;
+    access.m_directories = [](std::string const&) { return std::vector<std::string>{"/full", "/secret"}; };
+    access.m_make = [](std::string const& directory, auto&&...) {
+        OpenedSource opened;
+        opened.m_place = directory;
+        opened.m_error = directory == "/full" ? ENOSPC : EPERM;
+        opened.m_free = 5 << 20;
+        opened.m_wanted = directory == "/full" ? 8 << 20 : 0;
+        return opened;
+    };
+    ReportLog host;
+    EXPECT_EQ(runStorageTest(host, "/dev/drive", fileSettings(), access), Outcome::CannotRun);
+    EXPECT_EQ(host.m_problems,
+              std::vector<std::string>{"StorageNoSpace Directory=/full FreeMiB=5 WantedMiB=8 FileMiB=4"});
+}
+
+TEST(StorageTest, namesTheWayOutOnlyWhereThereIsOne)
+{
+    for (auto const& [error, outcome, said] :
+         {std::tuple{EPERM, Outcome::InsufficientPrivilege, "StorageOpenRefused Device=/dev/drive "},
+          std::tuple{ENOENT, Outcome::NoDevice, "StorageOpenFailed Device=/dev/drive "},
+          std::tuple{ENOMEDIUM, Outcome::NoMedia, "StorageOpenFailed Device=/dev/drive "}}) {
+        DriveAccess access;
+        access.m_open = [error = error](std::string const&) {
+            OpenedSource opened;
+            opened.m_error = error;
+            return opened;
+        };
+        ReportLog host;
+        EXPECT_EQ(runStorageTest(host, "/dev/drive", StorageSettings(), access), outcome);
+        ASSERT_EQ(host.m_problems.size(), 1u);
+        EXPECT_EQ(host.m_problems[0].rfind(said, 0), 0u) << host.m_problems[0];
+    }
+}
+
+} // namespace
+} // namespace krel5::modules
