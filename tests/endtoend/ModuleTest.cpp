@@ -228,7 +228,7 @@ TEST_F(ModuleTest, ListsAndPicksByNumber)
              {{"run", "-d", "2"}, 31, "Error: Device Number 2 is too large\n"},
              {{"run", "-d", "-1"}, 31, "Error: Device Number -1 is too small\n"},
              {{"run", "-t", "0"}, 32, "Error: Test Number 0 is too small\n"},
-             {{"run", "-t", "22"}, 32, "Error: Test Number 22 is too large\n"},
+             {{"run", "-t", "24"}, 32, "Error: Test Number 24 is too large\n"},
              {{"run", "-t", "19", "-d", "1"}, 32, "is not associated with the test \"noSuchDevice\"\n"},
          }) {
         Outcome const outcome = module(one.arguments);
@@ -244,7 +244,8 @@ TEST_F(ModuleTest, PassAndFailAndTheirReports)
     EXPECT_EQ(pass.status, 0);
     EXPECT_EQ(pass.out,
               "Percent Done: 0%\nPercent Done: 50%\nPercent Done: 100%\n\nFinal Result: PASS\n\n\n");
-    EXPECT_EQ(pass.err, "exit callback\n");
+    EXPECT_TRUE(
+        holds(pass.err, "misbehaving.w4p is missing; what has none is shown by its key\nexit callback\n"));
 
     m_folder.write("misbehaving.w4p", "Event.broken.Message=The {part} is broken\nEvent.note.Message=a note\n"
                                       "Event.broken.Tip.1=Replace it\n");
@@ -253,6 +254,9 @@ TEST_F(ModuleTest, PassAndFailAndTheirReports)
     EXPECT_TRUE(holds(fail.out, "Error (1) : The fan is broken\n     fail.cpp(17)\n     Device: "));
     EXPECT_TRUE(holds(fail.out, "Tip(0): Replace it"));
     EXPECT_TRUE(holds(fail.out, "\nFinal Result: FAIL\n\n\n"));
+    EXPECT_EQ(fail.err, "exit callback\n");
+    EXPECT_TRUE(holds(log(), "ERR event broken: The fan is broken\n")) << "without asking for a finer log";
+    EXPECT_TRUE(holds(log(), ", pass 1: FAIL\n"));
 
     Outcome const events = runTest("events");
     EXPECT_TRUE(holds(events.out, "Warning (1) : The "));
@@ -291,6 +295,9 @@ TEST_F(ModuleTest, FaultsInAModuleLeaveATrace)
     Outcome const aborted = runTest("abort");
     EXPECT_EQ(aborted.status, 22);
     EXPECT_TRUE(holds(aborted.err, "SIGABRT"));
+    Outcome const deep = runTest("deepThread");
+    EXPECT_EQ(deep.status, 22);
+    EXPECT_TRUE(holds(deep.err, "SIGSEGV"));
     Outcome const left = runTest("exitZero");
     EXPECT_EQ(left.status, 22);
     EXPECT_TRUE(holds(left.err, "ended the process before"));
@@ -420,6 +427,9 @@ TEST_F(ModuleTest, QuestionsHaveAnswers)
     Outcome const asked = module(start);
     EXPECT_EQ(asked.status, 0);
     EXPECT_TRUE(holds(asked.out, "Cable\nIs the cable in?\n  1) Yes\n  2) No (default)\n> "));
+    Start stopped = startOf("askStopped");
+    stopped.input = "y\n";
+    EXPECT_EQ(module(stopped).status, 24) << "what the test makes of no answer is nobody's finding";
     settings("PromptEnable.value=false\n");
     EXPECT_EQ(module(start).status, 40);
 }

@@ -150,7 +150,7 @@ TEST(LocalizedString, variablesAreFilledInOnce)
         {"{a", "{a"},
         {"a}{a}", "a}1"},
         {"{x {a}", "{x 1"},
-        {"", "Key"},
+        {"", "Key (a=1, b={a})"}, // no text: nothing of what it was to say is lost
         {"plain", "plain"},
     };
     for (Row const& row : rows) {

@@ -1,6 +1,6 @@
 #pragma once
-// Faults in module code: SIGSEGV, SIGBUS, SIGFPE, SIGILL and SIGABRT become one report and a defined exit
-// status.
+// Faults in module code: SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP and SIGSYS become one report and a
+// defined exit status.
 
 #include <zel/foundation/Export.h>
 #include <zel/foundation/String.h>

@@ -9,7 +9,16 @@
 namespace zel {
 namespace {
 
-String quoted(String const& word) { return String("\"") + word + "\""; }
+String quoted(String const& word) { return String("\"") + word.withoutControls(false) + "\""; }
+
+bool isWhole(String const& text)
+{
+    std::size_t const first = text.startsWith("-") ? 1 : 0;
+    for (std::size_t i = first; i < text.size(); ++i)
+        if (text[i] < '0' || text[i] > '9')
+            return false;
+    return text.size() > first;
+}
 
 // The whole text as a decimal number; absent when it is anything else or does not fit.
 std::optional<std::int64_t> toInteger(String const& text)
@@ -43,7 +52,7 @@ void checkValue(Option const& option, String const& value)
 {
     String const what = String("The value ") + quoted(value) + " of the option " + quoted(option.word());
     if (option.type() == Option::Type::Integer && !toInteger(value))
-        throw OptionException(what + " is not an integer");
+        throw OptionException(what + (isWhole(value) ? " is out of range" : " is not an integer"));
     auto const& choices = option.choices();
     if (!choices.empty() && std::find(choices.begin(), choices.end(), value) == choices.end())
         throw OptionException(what + " is none of " + choicesText(option));

@@ -179,6 +179,26 @@ std::vector<String> String::split(Unit separator) const
 }
 
 // FNV-1a, 64 bit (Fowler, Noll, Vo; IETF draft "The FNV Non-Cryptographic Hash Algorithm").
+String String::withoutControls(bool keepLineFeeds) const
+{
+    auto const isHarmful = [keepLineFeeds](Unit unit) {
+        if (unit == '\t' || (unit == '\n' && keepLineFeeds))
+            return false;
+        return unit < 0x20 || (unit >= 0x7F && unit < 0xA0);
+    };
+    String shown;
+    for (Unit const unit : m_units) {
+        if (isHarmful(unit)) {
+            constexpr char kHex[] = "0123456789abcdef";
+            shown.m_units +=
+                {'\\', 'x', static_cast<Unit>(kHex[unit >> 4]), static_cast<Unit>(kHex[unit & 0xF])};
+        } else {
+            shown.m_units += unit;
+        }
+    }
+    return shown;
+}
+
 std::size_t String::hash() const noexcept
 {
     std::uint64_t value = 14695981039346656037ull;

@@ -97,6 +97,10 @@ public:
     String lowered() const;
     std::vector<String> split(Unit separator) const; ///< "" gives one empty element
 
+    /// For a terminal: control characters, which could steer it, are written as `\x1b`; tabs stay, and line
+    /// feeds where `keepLineFeeds`.
+    String withoutControls(bool keepLineFeeds) const;
+
     std::size_t hash() const noexcept;
 
 private:

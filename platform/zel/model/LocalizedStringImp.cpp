@@ -90,7 +90,13 @@ String LocalizedStringImp::resolve(LanguageImp const& language) const
         return substitute(*m_override);
     if (auto const text = LocalizedResource::find(m_moduleGuid, m_key, language))
         return substitute(*text);
-    return substitute(m_defaultText.empty() ? m_key : m_defaultText);
+    if (!m_defaultText.empty())
+        return substitute(m_defaultText);
+    String values; // a fault must not lose its address because a text file is missing
+    for (auto const& variable : m_variables)
+        values += (values.empty() ? String(" (") : String(", ")) + variable.first + "=" +
+                  valueForVariable(variable.first).toString();
+    return substitute(m_key) + (values.empty() ? values : values + ")");
 }
 
 } // namespace zel

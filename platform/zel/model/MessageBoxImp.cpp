@@ -15,6 +15,12 @@ MessageBoxImp::MessageBoxImp(String title, String text, std::vector<Answer> answ
       m_cancel(cancelAnswer < m_answers.size() ? cancelAnswer : 0), m_answer(m_answers.at(m_default).code)
 {}
 
+void MessageBoxImp::cutShort() noexcept
+{
+    m_answer = cancelCode();
+    m_wasCutShort = true;
+}
+
 MessageBoxImp::Answer const* MessageBoxImp::find(String const& typed) const
 {
     Answer const* fitting = nullptr;
@@ -42,7 +48,7 @@ void MessageBoxImp::present(OStream& out, ReadLine const& readLine)
         out.flush();
         String line;
         if (!readLine(line)) {
-            m_answer = cancelCode();
+            cutShort();
             return;
         }
         line = line.trimmed();

@@ -31,6 +31,9 @@ public:
     /// The answer once it is known; the default before.
     int answer() const noexcept { return m_answer; }
     void setAnswer(int code) noexcept { m_answer = code; }
+    /// The wait for an answer ended without one; the answer is that of someone who wants out.
+    bool wasCutShort() const noexcept { return m_wasCutShort; }
+    void cutShort() noexcept;
 
     /// Reads one line without its end; false at the end of input or when the wait was interrupted by a stop.
     using ReadLine = std::function<bool(String&)>;
@@ -46,6 +49,7 @@ private:
     std::vector<Answer> m_answers;
     std::size_t m_default, m_cancel;
     int m_answer;
+    bool m_wasCutShort = false;
 };
 
 } // namespace zel

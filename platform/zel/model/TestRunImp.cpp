@@ -18,6 +18,12 @@ TestRunImp::TestRunImp(TestImp* test, DeviceImp* device) : m_test(test), m_devic
         m_parameters = test->parameters();
 }
 
+void TestRunImp::addEvent(TestRunEventImp event)
+{
+    m_hasErrors |= event.type() == EventTypeImp::ERR();
+    m_events.push_back(std::move(event));
+}
+
 std::optional<TestRunEventImp> TestRunImp::nextEvent()
 {
     if (m_events.empty())

@@ -42,10 +42,15 @@ public:
     std::uint64_t beginningTime() const noexcept { return m_beginningTime; }
     void setBeginningTime(std::uint64_t milliseconds) noexcept { m_beginningTime = milliseconds; }
 
-    void addEvent(TestRunEventImp event) { m_events.push_back(std::move(event)); }
+    void addEvent(TestRunEventImp event);
     /// Takes the oldest event that nobody has taken yet.
     std::optional<TestRunEventImp> nextEvent();
     void clearEvents() { m_events.clear(); }
+
+    /// A question of the test was ended by a stop: what the test makes of the answer that it got is nobody's
+    /// finding, unless it had reported an error before.
+    void interrupt() noexcept { m_isInterrupted = !m_hasErrors; }
+    bool isInterrupted() const noexcept { return m_isInterrupted; }
 
     TestResultImp const& result() const noexcept { return m_result; }
     void setFinalResult(TestResultImp const& result) { m_result = result; }
@@ -69,6 +74,8 @@ private:
     unsigned m_minTime = 0;
     std::uint64_t m_beginningTime = 0;
     std::deque<TestRunEventImp> m_events;
+    bool m_hasErrors = false; // an event of type ERR was added
+    bool m_isInterrupted = false;
     TestResultImp m_result;
     std::deque<ParameterImp> m_parameters;
 };

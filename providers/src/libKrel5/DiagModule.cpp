@@ -17,6 +17,7 @@
 
 #include <zel/foundation/Logger.h>
 #include <zel/foundation/StopSignal.h>
+#include <zel/model/LocalizedResource.h>
 #include <zel/model/SettingsResource.h>
 #include <zel/model/StateManager.h>
 #include <zel/model/TestRunManager.h>
@@ -55,6 +56,17 @@ CommInterface& backendFor(char const* action, zel::TestRunImp const* running)
     if (running)
         throw InvalidInitException(KrelString("Cannot call ") + action + " while a test runs");
     return *comm;
+}
+
+// A program that was copied without its texts still says what it finds, but by keys.
+void tellMissingTexts()
+{
+    zel::String const& guid = ModuleCommon::module().guid();
+    std::string const path = zel::LocalizedResource::getLocalizedResource(guid);
+    bool const hasTexts = Factories::events().size() > 0 || Factories::localizedStrings().size() > 0;
+    if (hasTexts && zel::LocalizedResource::load(path)->state() == zel::KeyTextFile::State::Absent)
+        ErrorReporting::tell(zel::String("No texts: ") + path +
+                             " is missing; what has none is shown by its key");
 }
 
 } // namespace
@@ -211,6 +223,8 @@ TestResult DiagModule::runTest()
         doTestEnumeration();
     }
     comm.receiveTestRun();
+    if (comm.isStandAlone())
+        tellMissingTexts();
     TestResult const result = DiagModuleRun::runAll(comm);
     comm.closeConnection();
     return result;

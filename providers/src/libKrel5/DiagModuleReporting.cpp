@@ -18,6 +18,7 @@
 #include <krel5/Language.h>
 #include <krel5/TestObserver.h>
 
+#include <zel/foundation/FaultHandler.h>
 #include <zel/foundation/Logger.h>
 #include <zel/foundation/StopSignal.h>
 #include <zel/foundation/Stopwatch.h>
@@ -73,6 +74,7 @@ void notify(Call call)
 
 CommInterface* commOfRunningTest(zel::TestRunImp const* run, char const* operation)
 {
+    zel::FaultHandler::prepareThread();
     CommInterface* const comm = run ? ModuleCommon::comm() : nullptr;
     if (!comm)
         ZEL_LOG(logger(), LogLevel::Error) << operation << ": no test is running, the report is dropped";
@@ -85,6 +87,7 @@ CommInterface* commOfRunningTest(zel::TestRunImp const* run, char const* operati
 
 bool DiagModule::checkForStop()
 {
+    zel::FaultHandler::prepareThread(); // workers of a test ask here
     if (s_abortRequested || s_stopSeen || zel::StopSignal::requested())
         return true;
     zel::AutoMutex const guard(libraryMutex()); // a backend is asked by one thread at a time
@@ -216,7 +219,8 @@ void DiagModule::sendEventImp(Event const& event, zel::EventTypeImp const& type,
 void DiagModule::sendPreparedEvent(zel::TestRunEventImp event)
 {
     zel::String const message = event.message().resolve();
-    ZEL_LOG(logger(), LogLevel::Information)
+    // At the default threshold the log of a failed run says what failed.
+    ZEL_LOG(logger(), event.type() == zel::EventTypeImp::ERR() ? LogLevel::Error : LogLevel::Information)
         << event.type().toString() << " event " << event.key() << ": " << message;
     zel::String const type = event.type().toString(), key = event.key();
     {
@@ -318,6 +322,8 @@ MsgBoxReturn DiagModule::createMessageBox(MsgBoxType type, KrelString const& tit
     if (s_msgBoxCallback && s_testRunImp->device())
         s_msgBoxCallback(DiagDevice(s_testRunImp->device()));
     comm->sendMessageBox(box);
+    if (box.wasCutShort() && checkForStop())
+        s_testRunImp->interrupt();
     return static_cast<MsgBoxReturn>(box.answer());
 }
 

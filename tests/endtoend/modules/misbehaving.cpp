@@ -152,6 +152,30 @@ static TestResult ask(DiagDevice const&)
     return answer == MsgBoxReturn::YES ? TestResult::PASS() : TestResult::NOCABLE();
 }
 
+// A stop comes while the question stands.
+static TestResult askStopped(DiagDevice const& device)
+{
+    std::raise(SIGINT);
+    return ask(device);
+}
+
+static TestResult deepThread(DiagDevice const&)
+{
+    struct Deep
+    {
+        static int fall(int depth)
+        {
+            char volatile room[512] = {};
+            return depth == -1 ? 0 : fall(depth + 1) + room[static_cast<unsigned>(depth) % sizeof room];
+        }
+    };
+    std::thread([] {
+        DiagModule::checkForStop();
+        Deep::fall(0);
+    }).join();
+    return TestResult::PASS();
+}
+
 static TestResult parameter(DiagDevice const&)
 {
     std::printf("count = %s\n", s_count->value().toString().getUTF8Buffer());
@@ -221,6 +245,8 @@ static void createTests()
     DiagModule::createTest("noSuchDevice", DeviceCapability::TapeDrive(), pass);
     DiagModule::createTest("child", memory, child);
     DiagModule::createTest("nested", memory, nested);
+    DiagModule::createTest("askStopped", memory, askStopped)->setInteractive(true);
+    DiagModule::createTest("deepThread", memory, deepThread);
 }
 
 int main(int argc, char** argv)

@@ -7,9 +7,13 @@ namespace zel {
 namespace {
 
 constexpr FaultSignal kSignals[] = {
-    {SIGSEGV, "SIGSEGV", "invalid memory reference"}, {SIGBUS, "SIGBUS", "bus error"},
-    {SIGFPE, "SIGFPE", "arithmetic error"},           {SIGILL, "SIGILL", "illegal instruction"},
+    {SIGSEGV, "SIGSEGV", "invalid memory reference"},
+    {SIGBUS, "SIGBUS", "bus error"},
+    {SIGFPE, "SIGFPE", "arithmetic error"},
+    {SIGILL, "SIGILL", "illegal instruction"},
     {SIGABRT, "SIGABRT", "abnormal termination"},
+    {SIGTRAP, "SIGTRAP", "trap"},
+    {SIGSYS, "SIGSYS", "bad system call"},
 };
 
 struct CodeName

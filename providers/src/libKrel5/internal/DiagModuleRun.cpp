@@ -11,6 +11,7 @@
 
 #include <zel/foundation/Logger.h>
 #include <zel/foundation/Stopwatch.h>
+#include <zel/foundation/System.h>
 #include <zel/model/StateManager.h>
 #include <zel/model/TestRunManager.h>
 
@@ -126,6 +127,8 @@ void DiagModuleRun::finish(CommInterface& comm, zel::TestRunImp& run, Test const
         zel::AutoMutex const guard(libraryMutex());
         DiagModule::s_minTimePerTestMode = false;
         run.setFinalResult(result.imp());
+        ZEL_LOG(logger(), result == TestResult::PASS() ? LogLevel::Information : LogLevel::Error)
+            << "Final result of " << run.toString() << ": " << result.toString().zelString();
         ZEL_LOG(logger(), LogLevel::Information) << "test done elapsed time: " << seconds;
         run.setState(zel::TestStateImp::EXITED());
         comm.sendFinalResult();
@@ -140,10 +143,16 @@ TestResult DiagModuleRun::callTest(zel::TestRunImp& run, Test& test)
     // Somebody who asked to stop while devices were still being looked for must not see a test start.
     if (DiagModule::checkForStop())
         return TestResult::USERABORTED();
+    auto const process = zel::System::processId();
     TestResult const result = test.runTest(DiagDevice(run.device()));
+    if (zel::System::processId() != process) {
+        ErrorReporting::tell("A child process of the test came back from it; it ends without a verdict.");
+        zel::System::exitProcess(TestResult::INTERNALERROR().value());
+    }
     ZEL_LOG_LINE(logger(), LogLevel::Information, 345)
         << "test returned result: " << result.toString().zelString();
-    return result == TestResult::PASS() && DiagModule::checkForStop() ? TestResult::USERABORTED() : result;
+    bool const isStopped = result == TestResult::PASS() && DiagModule::checkForStop();
+    return isStopped || run.isInterrupted() ? TestResult::USERABORTED() : result;
 }
 
 TestResult DiagModuleRun::runOnce(zel::TestRunImp& run, Test& test)

@@ -120,7 +120,10 @@ void ErrorReporting::endProcess(TestResult const& result)
     zel::System::exitProcess(withOutputChecked(result).value());
 }
 
-void ErrorReporting::tell(zel::String const& line) { zel::OStream::err() << line << zel::endl; }
+void ErrorReporting::tell(zel::String const& line)
+{
+    zel::OStream::err() << line.withoutControls(true) << zel::endl;
+}
 
 zel::String ErrorReporting::withoutStackTrace(zel::String const& text)
 {

@@ -39,7 +39,8 @@ public:
     /// `result`, or INTERNALERROR with a message when it is PASS and standard output lost something.
     static TestResult withOutputChecked(TestResult const& result);
 
-    /// A line for the person at the console: standard error, whole, flushed.
+    /// A line for the person at the console: standard error, whole, flushed. What could steer the terminal,
+    /// from a file or the command line, is written as an escape.
     static void tell(zel::String const& line);
     /// The text of an exception without its stack traces.
     static zel::String withoutStackTrace(zel::String const& text);
