@@ -16,6 +16,10 @@ struct ChildLimits
 {
     double m_seconds = 60;
     std::size_t m_bytes = std::size_t(4) << 20;
+    /// How long the end of a killed child is waited for. One that waits for a drive inside the kernel does
+    /// not die before the drive answers.
+    double m_secondsToDie = 5;
+    int m_killSignal = 9; ///< SIGKILL; a lesser one stands in for such a child
 };
 
 struct ChildResult
@@ -24,12 +28,15 @@ struct ChildResult
     End m_end = End::NotStarted;
     int m_status = 0; ///< exit status, signal number, or errno value, as m_end says
     std::string m_output;
+    /// Process id of a child that could not be ended and was left behind, otherwise zero. It dies when the
+    /// kernel lets go of it.
+    long m_leftBehind = 0;
 };
 
 /// `words[0]` is an absolute path; no shell and no search path are involved, and the child sees a fixed
-/// environment, an empty standard input and no standard error. `stopping` is asked every 20 ms. A child that
-/// is over its limits or no longer wanted is killed with its descendants of the same process group; it is
-/// gone when this returns.
+/// environment, an empty standard input, no standard error and none of this process's other files. `stopping`
+/// is asked every 20 ms. A child that is over its limits or no longer wanted is killed with its descendants
+/// of the same process group; it is gone when this returns, or m_leftBehind says that it is not.
 ChildResult runChild(std::vector<std::string> const& words, ChildLimits const& limits,
                      std::function<bool()> const& stopping);
 

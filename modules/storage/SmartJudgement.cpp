@@ -1,8 +1,8 @@
-#include <storage/ChildProcess.h>
 #include <storage/SmartReport.h>
 #include <storage/Texts.h>
 
-#include <common/ErrorText.h>
+#include <algorithm>
+#include <initializer_list>
 
 namespace krel5::modules {
 namespace {
@@ -31,36 +31,58 @@ std::string joined(std::vector<std::string> const& texts)
 
 bool contains(std::string const& text, char const* piece) { return text.find(piece) != std::string::npos; }
 
-Outcome notRead(TestHost& host, std::string const& reason)
+bool containsOneOf(std::string const& text, std::initializer_list<char const*> pieces)
 {
-    if (contains(reason, "Permission denied") || contains(reason, "Operation not permitted")) {
-        host.problem({"SmartRefused", {{"Reason", reason}}});
-        return Outcome::InsufficientPrivilege;
-    }
-    host.problem({"SmartNotSupported", {{"Reason", reason}}});
-    bool const gone = contains(reason, "No such device") || contains(reason, "No such file");
-    return gone ? Outcome::NoDevice : Outcome::NotSupported;
+    return std::any_of(pieces.begin(), pieces.end(),
+                       [&text](char const* piece) { return contains(text, piece); });
 }
 
-/// Why the report says nothing about the drive's health; empty when it does.
-std::string whyMute(TestHost& host, SmartReport const& report, int exitStatus)
+/// Why there is nothing to judge.
+struct Mute
+{
+    std::string m_reason;
+    bool m_unanswered = false; ///< the drive was asked and gave no proper answer
+};
+
+Outcome notRead(TestHost& host, Mute const& mute)
+{
+    Report const report{"SmartNotRead", {{"Reason", mute.m_reason}}};
+    if (containsOneOf(mute.m_reason, {"Permission denied", "Operation not permitted"})) {
+        host.problem({"SmartRefused", {{"Reason", mute.m_reason}}});
+        return Outcome::InsufficientPrivilege;
+    }
+    if (containsOneOf(mute.m_reason, {"No such device", "No such file"})) {
+        host.problem(report);
+        return Outcome::NoDevice;
+    }
+    // What a drive or a controller that is dying makes of a question.
+    bool const broken =
+        containsOneOf(mute.m_reason, {"Input/output error", "I/O error", "timed out", "timeout", "aborted",
+                                      "device busy", "resource busy", "mandatory SMART command failed"});
+    if (mute.m_unanswered || broken) {
+        host.problem(report);
+        return Outcome::CannotRun;
+    }
+    host.problem({"SmartNotSupported", {{"Reason", mute.m_reason}}});
+    return Outcome::NotSupported;
+}
+
+/// Why the report says nothing about the drive's health; nothing when it does.
+std::optional<Mute> whyMute(TestHost& host, SmartReport const& report, int exitStatus)
 {
     if (!report.m_readable)
-        return host.text(kTextNoJson, {{"Status", std::to_string(exitStatus)}});
-    if (exitStatus & (kNotParsed | kNotOpened)) {
-        std::string const errors = joined(report.m_errors);
-        return errors.empty() ? host.text(kTextNotOpened) : errors;
-    }
+        return Mute{host.text(kTextNoJson, {{"Status", std::to_string(exitStatus)}}), true};
+    std::string const errors = joined(report.m_errors);
+    if (exitStatus & (kNotParsed | kNotOpened))
+        return Mute{errors.empty() ? host.text(kTextNotOpened) : errors, errors.empty()};
     if (report.m_available == false)
-        return host.text(kTextNoSmart);
+        return Mute{host.text(kTextNoSmart)};
     if (report.m_enabled == false)
-        return host.text(kTextSmartOff);
+        return Mute{host.text(kTextSmartOff)};
     bool const failing = (exitStatus & (kDiskFailing | kBelowThreshold)) != 0;
-    if (!report.m_passed && !report.m_nvme && report.m_attributes.empty() && !failing) {
-        std::string const errors = joined(report.m_errors);
-        return errors.empty() ? host.text(kTextNoHealth) : errors;
-    }
-    return "";
+    if (!report.m_passed && !report.m_nvme && report.m_attributes.empty() && !failing)
+        return Mute{errors.empty() ? host.text(kTextNoHealth) : errors, (exitStatus & kCommandFailed) != 0};
+    return std::nullopt;
 }
 
 std::vector<std::pair<std::string, std::string>> valuesOf(SmartAttribute const& attribute)
@@ -94,13 +116,65 @@ bool judgeAttributes(TestHost& host, SmartReport const& report, int exitStatus)
     return now || (exitStatus & kBelowThreshold) != 0;
 }
 
-/// True when the drive warns.
-bool judgeNvme(TestHost& host, NvmeHealth const& health)
+/// What a technician looks at first: counts that are zero on a sound drive.
+void judgeCounts(TestHost& host, SmartReport const& report)
+{
+    struct Counted
+    {
+        int m_id;
+        LocalText m_meaning;
+    };
+    // Attributes 5, 187, 197 and 198 mean this with nearly all makers of drives.
+    Counted const counted[] = {{5, kTextReallocated},
+                               {187, kTextUncorrectable},
+                               {197, kTextPending},
+                               {198, kTextOfflineUncorrectable}};
+    auto const countOf = [&report](int id) {
+        auto const found = std::find_if(report.m_attributes.begin(), report.m_attributes.end(),
+                                        [id](SmartAttribute const& one) { return one.m_id == id; });
+        return found != report.m_attributes.end() && found->m_count.value_or(0) > 0 ? &*found : nullptr;
+    };
+    for (Counted const& one : counted)
+        if (SmartAttribute const* const attribute = countOf(one.m_id))
+            host.warning({"SmartCount",
+                          {{"Id", std::to_string(one.m_id)},
+                           {"Name", attribute->m_name},
+                           {"Count", std::to_string(*attribute->m_count)},
+                           {"Meaning", host.text(one.m_meaning)}}});
+    constexpr int kLinkErrors = 199;
+    if (SmartAttribute const* const link = countOf(kLinkErrors))
+        host.note({"SmartLinkErrors", {{"Count", std::to_string(*link->m_count)}}});
+    if (report.m_grownDefects.value_or(0) > 0)
+        host.warning({"SmartGrownDefects", {{"Count", std::to_string(*report.m_grownDefects)}}});
+    if (report.m_uncorrected.value_or(0) > 0)
+        host.warning({"SmartUncorrected", {{"Count", std::to_string(*report.m_uncorrected)}}});
+}
+
+std::string orUnknown(TestHost& host, std::optional<std::uint64_t> number)
+{
+    return number ? std::to_string(*number) : host.text(kTextUnknown);
+}
+
+void judgeWear(TestHost& host, NvmeHealth const& health)
 {
     if (health.m_mediaErrors > 0)
         host.warning({"SmartMediaErrors", {{"Count", std::to_string(health.m_mediaErrors)}}});
+    if (health.m_spare && health.m_spareThreshold && *health.m_spare < *health.m_spareThreshold)
+        host.warning({"SmartSpareLow",
+                      {{"Spare", std::to_string(*health.m_spare)},
+                       {"Threshold", std::to_string(*health.m_spareThreshold)}}});
     if (health.m_percentageUsed >= 100)
         host.warning({"SmartWorn", {{"PercentageUsed", std::to_string(health.m_percentageUsed)}}});
+    host.note({"SmartWear",
+               {{"PercentageUsed", std::to_string(health.m_percentageUsed)},
+                {"Spare", orUnknown(host, health.m_spare)},
+                {"Threshold", orUnknown(host, health.m_spareThreshold)}}});
+}
+
+/// True when the drive warns.
+bool judgeNvme(TestHost& host, NvmeHealth const& health)
+{
+    judgeWear(host, health);
     if (health.m_criticalWarning == 0)
         return false;
     std::vector<std::string> meanings;
@@ -112,53 +186,56 @@ bool judgeNvme(TestHost& host, NvmeHealth const& health)
     return true;
 }
 
+/// True when the last word of the drive's self-tests is that it is faulty.
+bool judgeSelfTests(TestHost& host, SmartReport const& report, int exitStatus)
+{
+    auto const newest = std::find_if(report.m_selfTests.begin(), report.m_selfTests.end(),
+                                     [](SelfTest const& test) { return test.m_passed.has_value(); });
+    if (newest != report.m_selfTests.end() && !*newest->m_passed) {
+        host.fault({"SmartSelfTestFailed",
+                    {{"Type", newest->m_type},
+                     {"Status", newest->m_status},
+                     {"Hours", orUnknown(host, newest->m_hours)},
+                     {"Lba", orUnknown(host, newest->m_lba)}}});
+        return true;
+    }
+    if (exitStatus & kSelfTestLog)
+        host.warning({"SmartSelfTestLog", {}});
+    return false;
+}
+
+void tellAge(TestHost& host, SmartReport const& report)
+{
+    if (!report.m_temperature && !report.m_hours)
+        return;
+    host.note({"SmartAge",
+               {{"Temperature",
+                 report.m_temperature ? std::to_string(*report.m_temperature) : host.text(kTextUnknown)},
+                {"Hours", orUnknown(host, report.m_hours)}}});
+}
+
 } // namespace
 
 Outcome judgeSmart(TestHost& host, SmartReport const& report, int exitStatus)
 {
-    if (std::string const reason = whyMute(host, report, exitStatus); !reason.empty())
-        return notRead(host, reason);
+    if (auto const mute = whyMute(host, report, exitStatus))
+        return notRead(host, *mute);
     bool failing = report.m_passed == false || (exitStatus & kDiskFailing) != 0;
     if (failing)
         host.fault({"SmartFailing", {{"Reason", host.text(kTextSaysFailing)}}});
     failing = judgeAttributes(host, report, exitStatus) || failing;
     failing = (report.m_nvme && judgeNvme(host, *report.m_nvme)) || failing;
+    failing = judgeSelfTests(host, report, exitStatus) || failing;
+    judgeCounts(host, report);
     if (exitStatus & kCommandFailed)
         host.warning({"SmartCommandFailed", {{"Reason", joined(report.m_errors)}}});
     if (exitStatus & kErrorLog)
         host.warning({"SmartErrorLog", {}});
-    if (exitStatus & kSelfTestLog)
-        host.warning({"SmartSelfTestLog", {}});
+    tellAge(host, report);
     host.note({"SmartHealth",
                {{"Passed", host.text(failing ? kTextNo : kTextYes)},
                 {"Attributes", std::to_string(report.m_attributes.size())}}});
     return failing ? Outcome::Fail : Outcome::Pass;
-}
-
-Outcome runSmartTest(TestHost& host, std::string const& device)
-{
-    std::string const program = findProgram("smartctl");
-    if (program.empty())
-        return notRead(host, host.text(kTextNoSmartctl));
-    if (device.empty() || device[0] != '/') // it could be taken for an option
-        return notRead(host, host.text(kTextNoDevicePath, {{"Device", device}}));
-    ChildResult const child =
-        runChild({program, "--json", "-a", device}, ChildLimits(), [&host] { return host.stopRequested(); });
-    switch (child.m_end) {
-    case ChildResult::End::Exited:
-        return judgeSmart(host, parseSmartReport(child.m_output), child.m_status);
-    case ChildResult::End::Stopped:
-        return Outcome::Stopped;
-    case ChildResult::End::TimedOut:
-        return notRead(host, host.text(kTextTimedOut));
-    case ChildResult::End::TooMuchOutput:
-        return notRead(host, host.text(kTextTooMuch));
-    case ChildResult::End::Signalled:
-        return notRead(host, host.text(kTextSignal, {{"Signal", std::to_string(child.m_status)}}));
-    case ChildResult::End::NotStarted:
-        return notRead(host, program + ": " + errorText(child.m_status));
-    }
-    return Outcome::CannotRun;
 }
 
 } // namespace krel5::modules

@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 
 namespace krel5::modules {
 namespace {
@@ -28,6 +29,10 @@ struct SpawnSetUp
         posix_spawn_file_actions_addopen(&m_actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
         posix_spawn_file_actions_adddup2(&m_actions, output, STDOUT_FILENO);
         posix_spawn_file_actions_addopen(&m_actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+#if __GLIBC_PREREQ(2, 34)
+        // A child that is left behind must not keep this process's connections open.
+        posix_spawn_file_actions_addclosefrom_np(&m_actions, STDERR_FILENO + 1);
+#endif
         posix_spawnattr_init(&m_attributes);
         sigset_t none, all;
         sigemptyset(&none);
@@ -47,7 +52,7 @@ struct SpawnSetUp
     }
 };
 
-/// A running child, which does not outlive this object.
+/// A running child, which does not outlive this object, unless it cannot be killed.
 class Child
 {
 public:
@@ -58,11 +63,21 @@ public:
     {
         if (m_reading >= 0)
             ::close(m_reading);
+        end(ChildLimits());
+    }
+
+    /// Kills it and takes it off. The id of one that is still there after all; it is then no longer ours.
+    pid_t end(ChildLimits const& limits)
+    {
         if (m_id <= 0)
-            return;
-        ::kill(-m_id, SIGKILL);
-        while (::waitpid(m_id, nullptr, 0) < 0 && errno == EINTR) {
-        }
+            return 0;
+        ::kill(-m_id, limits.m_killSignal);
+        Stopwatch watch;
+        for (int status = 0; ::waitpid(m_id, &status, WNOHANG) == 0; pause())
+            if (watch.getElapsed() > limits.m_secondsToDie)
+                return std::exchange(m_id, 0);
+        m_id = 0;
+        return 0;
     }
 
     /// Zero or the errno value.
@@ -155,8 +170,10 @@ ChildResult runChild(std::vector<std::string> const& words, ChildLimits const& l
             result.m_end = ChildResult::End::Stopped;
         else if (watch.getElapsed() > limits.m_seconds)
             result.m_end = ChildResult::End::TimedOut;
-        if (result.m_end != ChildResult::End::NotStarted)
+        if (result.m_end != ChildResult::End::NotStarted) {
+            result.m_leftBehind = child.end(limits);
             return result;
+        }
     }
 }
 

@@ -12,6 +12,8 @@
 #include <cstdlib>
 #include <filesystem>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace krel5::modules {
 namespace {
@@ -158,6 +160,30 @@ TEST(ChildProcess, isBoundedInTimeAndSize)
     EXPECT_EQ(shell("sleep 600 & exec sleep 600", {0.05, 1000}).m_end, ChildResult::End::TimedOut);
     EXPECT_EQ(runChild({"/bin/sh", "-c", "exec sleep 600"}, {}, [] { return true; }).m_end,
               ChildResult::End::Stopped);
+}
+
+TEST(ChildProcess, thatDoesNotDieIsLeftAndNamed)
+{
+    ChildLimits limits;
+    limits.m_bytes = 0; // over it as soon as the shell has said that it no longer minds
+    limits.m_secondsToDie = 0.05;
+    limits.m_killSignal = SIGTERM;
+    ChildResult const child =
+        runChild({"/bin/sh", "-c", "trap '' TERM; echo $$; exec sleep 600"}, limits, never);
+    EXPECT_EQ(child.m_end, ChildResult::End::TooMuchOutput);
+    EXPECT_EQ(std::to_string(child.m_leftBehind) + "\n", child.m_output);
+    ASSERT_GT(child.m_leftBehind, 0);
+    auto const id = static_cast<pid_t>(child.m_leftBehind);
+    EXPECT_EQ(::kill(id, SIGKILL), 0);
+    EXPECT_EQ(::waitpid(id, nullptr, 0), id);
+}
+
+TEST(ChildProcess, keepsNoFileOfItsParentOpen)
+{
+    int const ours = ::dup(STDERR_FILENO); // unlike most, without O_CLOEXEC
+    std::string const script = "[ -e /proc/self/fd/" + std::to_string(ours) + " ] && echo leaked";
+    EXPECT_EQ(runChild({"/bin/sh", "-c", script}, {}, never).m_output, "");
+    ::close(ours);
 }
 
 TEST(ChildProcess, needsAProgramOfAnAbsolutePath)

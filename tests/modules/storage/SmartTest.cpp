@@ -36,6 +36,24 @@ constexpr char const* kRefused = R"({"smartctl":{"messages":[
 constexpr char const* kGone = R"({"smartctl":{"messages":[
     {"string":"Smartctl open device: /dev/sdq failed: No such device","severity":"error"}]}})";
 
+constexpr char const* kNoIdentity = R"({"smartctl":{"messages":[
+    {"string":"A mandatory SMART command failed: exiting. To continue, add -T permissive","severity":"error"}]}})";
+constexpr char const* kBrokenNvme = R"({"smartctl":{"messages":[
+    {"string":"Read NVMe Identify Controller failed: Input/output error","severity":"error"}]}})";
+// The first number of the text is the count; the six bytes may hold other things. The second 197 is not told.
+constexpr char const* kCountingAta = R"json({"smart_status":{"passed":true},"ata_smart_attributes":{"table":[
+    {"id":197,"name":"Current_Pending_Sector","raw":{"value":3}},
+    {"id":197,"name":"Current_Pending_Sector","raw":{"value":4}},
+    {"id":5,"name":"Reallocated_Sector_Ct","raw":{"value":131079,"string":"7 (2 0)"}},
+    {"id":187,"name":"Reported_Uncorrect","raw":{"value":18446744073709551615,"string":"0xffffffffffff"}},
+    {"id":198,"name":"Offline_Uncorrectable","raw":{"value":2,"string":"2"}},
+    {"id":194,"name":"Temperature_Celsius","raw":{"value":33,"string":"33"}}]}})json";
+constexpr char const* kZeroCounts = R"({"smart_status":{"passed":true},"ata_smart_attributes":{"table":[
+    {"id":5,"raw":{"value":0,"string":"0"}},{"id":187,"raw":"9"},{"id":197,"raw":{"value":-1,"string":[]}},
+    {"id":198,"raw":{"value":"7","string":"-7"}}]}})";
+#define SELF_TESTS(entries)                                                                                  \
+    R"({"smart_status":{"passed":true},"ata_smart_self_test_log":{"standard":{"table":[)" entries "]}}}"
+
 Case const kCases[] = {
     {"healthyAta", kHealthyAta, 0, Outcome::Pass, {}},
     {"healthyNvme", kHealthyNvme, 0, Outcome::Pass, {}},
@@ -57,11 +75,11 @@ Case const kCases[] = {
      kHealthyAta,
      32 | 64 | 128,
      Outcome::Pass,
-     {"SmartUnnamedFailedBefore", "SmartErrorLog", "SmartSelfTestLog"}},
+     {"SmartUnnamedFailedBefore", "SmartSelfTestLog", "SmartErrorLog"}},
     {"commandFailed", kHealthyAta, 4, Outcome::Pass, {"SmartCommandFailed"}},
     {"virtio", kVirtio, 1, Outcome::NotSupported, {"SmartNotSupported Reason=/dev/vda: Unable to detect"}},
     {"refused", kRefused, 2, Outcome::InsufficientPrivilege, {"SmartRefused"}},
-    {"gone", kGone, 2, Outcome::NoDevice, {"SmartNotSupported"}},
+    {"gone", kGone, 2, Outcome::NoDevice, {"SmartNotRead"}},
     {"noSmart", R"({"smart_support":{"available":false}})", 4, Outcome::NotSupported, {"SmartNotSupported"}},
     {"switchedOff",
      R"({"smart_support":{"available":true,"enabled":false}})",
@@ -69,9 +87,81 @@ Case const kCases[] = {
      Outcome::NotSupported,
      {"SmartNotSupported"}},
     {"silent", R"({"device":{"name":"/dev/sda"}})", 0, Outcome::NotSupported, {"SmartNotSupported"}},
-    {"noText", "", 0, Outcome::NotSupported, {"SmartNotSupported"}},
-    {"cutShort", R"({"smart_status":{"passed":tr)", 0, Outcome::NotSupported, {"SmartNotSupported"}},
-    {"notAnObject", "[1,2,3]", 0, Outcome::NotSupported, {"SmartNotSupported"}},
+    {"noAnswer",
+     R"({"smart_support":{"available":true,"enabled":true}})",
+     4,
+     Outcome::CannotRun,
+     {"SmartNotRead"}},
+    {"noIdentity", kNoIdentity, 2, Outcome::CannotRun, {"SmartNotRead Reason=A mandatory"}},
+    {"notOpenedSaysNoMore", "{}", 2, Outcome::CannotRun, {"SmartNotRead"}},
+    {"inputOutputError", kBrokenNvme, 2, Outcome::CannotRun, {"SmartNotRead Reason=Read NVMe"}},
+    {"counts",
+     kCountingAta,
+     0,
+     Outcome::Pass,
+     {"SmartCount Id=5 Name=Reallocated_Sector_Ct Count=7 Meaning=sectors that the drive has replaced",
+      "SmartCount Id=187 Name=Reported_Uncorrect Count=281474976710655 ",
+      "SmartCount Id=197 Name=Current_Pending_Sector Count=3 ",
+      "SmartCount Id=198 Name=Offline_Uncorrectable Count=2 "}},
+    {"zeroCountsAndOtherTypes", kZeroCounts, 0, Outcome::Pass, {}},
+    {"nvmeSpareLow",
+     R"({"nvme_smart_health_information_log":{"available_spare":9,"available_spare_threshold":10,
+        "percentage_used":99}})",
+     0,
+     Outcome::Pass,
+     {"SmartSpareLow Spare=9 Threshold=10"}},
+    {"nvmeSpareAtThreshold",
+     R"({"nvme_smart_health_information_log":{"available_spare":10,"available_spare_threshold":10}})",
+     0,
+     Outcome::Pass,
+     {}},
+    {"nvmeCountOf128Bits",
+     R"({"nvme_smart_health_information_log":{"media_errors":340282366920938463463374607431768211455}})",
+     0,
+     Outcome::Pass,
+     {"SmartMediaErrors Count=18446744073709551615"}},
+    {"scsi",
+     R"({"smart_status":{"passed":true},"scsi_grown_defect_list":12,"scsi_error_counter_log":{
+        "read":{"total_uncorrected_errors":3},"write":{"total_uncorrected_errors":4},"verify":7}})",
+     0,
+     Outcome::Pass,
+     {"SmartGrownDefects Count=12", "SmartUncorrected Count=7"}},
+    {"newestSelfTestFailed",
+     SELF_TESTS(
+         R"({"type":{"string":"Short offline"},"status":{"value":25,"string":"Aborted by host","passed":false}},
+        {"type":{"string":"Extended offline"},"status":{"value":121,"string":"Completed: read failure",
+         "passed":false},"lifetime_hours":20512,"lba":4711},
+        {"type":{"string":"Short offline"},"status":{"value":0,"string":"Completed without error"}})"),
+     128,
+     Outcome::Fail,
+     {"SmartSelfTestFailed Type=Extended offline Status=Completed: read failure Hours=20512 Lba=4711"}},
+    {"olderSelfTestFailed",
+     SELF_TESTS(
+         R"({"type":{"string":"Short offline"},"status":{"value":0,"string":"Completed without error"}},
+        {"type":{"string":"Extended offline"},"status":{"value":121}})"),
+     128,
+     Outcome::Pass,
+     {"SmartSelfTestLog"}},
+    {"selfTestsWithoutAnEnd",
+     SELF_TESTS(R"({"status":{"value":249}},{"status":7},{"status":{"value":2e9}},5)"),
+     0,
+     Outcome::Pass,
+     {}},
+    {"selfTestFailedWithoutPlace",
+     SELF_TESTS(R"({"status":{"passed":false}})"),
+     0,
+     Outcome::Fail,
+     {"SmartSelfTestFailed Type= Status= Hours=unknown Lba=unknown"}},
+    {"nvmeSelfTestFailed",
+     R"({"smart_status":{"passed":true},"nvme_self_test_log":{"table":[{"self_test_result":{"value":1}},
+        {"self_test_code":{"string":"Extended"},"self_test_result":{"value":7,"string":"Completed: failed segments"},
+         "power_on_hours":12},{"self_test_result":{"value":0}}]}})",
+     0,
+     Outcome::Fail,
+     {"SmartSelfTestFailed Type=Extended Status=Completed: failed segments Hours=12 Lba=unknown"}},
+    {"noText", "", 0, Outcome::CannotRun, {"SmartNotRead"}},
+    {"cutShort", R"({"smart_status":{"passed":tr)", 0, Outcome::CannotRun, {"SmartNotRead"}},
+    {"notAnObject", "[1,2,3]", 0, Outcome::CannotRun, {"SmartNotRead"}},
     {"otherTypes",
      R"({"smart_status":7,"smartctl":[],"ata_smart_attributes":{"table":{"id":1}},
         "smart_support":"yes","nvme_smart_health_information_log":[]})",
@@ -115,6 +205,61 @@ TEST(SmartParser, isBounded)
     SmartReport const report = parseSmartReport(many + "]}}");
     EXPECT_EQ(report.m_attributes.size(), 1000u);
     EXPECT_EQ(report.m_attributes[0].m_name.size(), 1000u);
+}
+
+TEST(SmartReport, saysHowOldAndHowWarmADriveIs)
+{
+    struct Row
+    {
+        char const* m_json;
+        std::vector<std::string> m_notes;
+    };
+    std::string const healthy = "SmartHealth Passed=yes Attributes=0";
+    for (Row const& row :
+         {Row{R"("temperature":{"current":41},"power_on_time":{"hours":20512,"minutes":7})",
+              {"SmartAge Temperature=41 Hours=20512", healthy}},
+          Row{R"("temperature":{"current":-5})", {"SmartAge Temperature=-5 Hours=unknown", healthy}},
+          Row{R"("temperature":{"current":70000},"power_on_time":{"hours":-1})", {healthy}},
+          Row{R"("temperature":41,"power_on_time":[])", {healthy}},
+          Row{R"("nvme_smart_health_information_log":{"percentage_used":3,"available_spare":100})",
+              {"SmartWear PercentageUsed=3 Spare=100 Threshold=unknown", healthy}}}) {
+        ReportLog host;
+        std::string const text = std::string(R"({"smart_status":{"passed":true},)") + row.m_json + "}";
+        EXPECT_EQ(judgeSmart(host, parseSmartReport(text), 0), Outcome::Pass);
+        EXPECT_EQ(host.m_notes, row.m_notes);
+    }
+}
+
+TEST(SmartRun, thatHadToBeEndedSaysNothingOfWhatTheDriveOffers)
+{
+    using End = ChildResult::End;
+    struct Row
+    {
+        End m_end;
+        Outcome m_outcome;
+        std::string m_problem;
+    };
+    for (Row const& row :
+         {Row{End::TimedOut, Outcome::CannotRun, "SmartNotRead Reason=smartctl did not end within 60 s, "},
+          Row{End::TooMuchOutput, Outcome::CannotRun, "SmartNotRead Reason=smartctl printed too much"},
+          Row{End::Signalled, Outcome::CannotRun, "SmartNotRead Reason=smartctl was ended by signal 2"},
+          Row{End::NotStarted, Outcome::CannotRun,
+              "SmartNotRead Reason=smartctl could not be started: No such"},
+          Row{End::Stopped, Outcome::Stopped, ""}})
+        for (long const left : {0, 4711}) {
+            ChildResult child;
+            child.m_end = row.m_end;
+            child.m_status = 2;
+            child.m_output = R"({"smart_status":{"passed":true}})";
+            child.m_leftBehind = left;
+            ReportLog host;
+            EXPECT_EQ(judgeSmartRun(host, child, ChildLimits()), row.m_outcome);
+            ASSERT_EQ(host.m_problems.size(), row.m_problem.empty() ? 0u : 1u);
+            for (std::string const& problem : host.m_problems)
+                EXPECT_EQ(problem.rfind(row.m_problem, 0), 0u) << problem;
+            EXPECT_EQ(host.m_warnings, left == 0 ? std::vector<std::string>{}
+                                                 : std::vector<std::string>{"SmartProgramLeft Process=4711"});
+        }
 }
 
 TEST(SmartTest, ofAPathThatCouldBeAnOptionRunsNothing)
