@@ -177,7 +177,7 @@ TEST(Reading, losesWholeUnitsOfTheDrive)
 {
     PaperDrive drive(16 * kBlock + 3 * 512); // the last unit is cut short
     drive.m_unitSize = 4096;
-    for (std::uint64_t sector : {8, 9, 10, 11, 12, 13, 14, 15, 2048, 2049, 2050})
+    for (unsigned const sector : {8u, 9u, 10u, 11u, 12u, 13u, 14u, 15u, 2048u, 2049u, 2050u})
         drive.m_bad[sector] = EIO;
     ReportLog host;
     EXPECT_EQ(runReadTest(host, drive, surface()).m_outcome, Outcome::Fail);
