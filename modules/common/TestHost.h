@@ -26,8 +26,8 @@ namespace krel5::modules {
 /// How a check ended. Every outcome but Pass, Fail and Stopped is preceded by one `problem` that says why.
 enum class Outcome {
     Pass,
-    Fail,                  ///< at least one fault was found
-    Stopped,               ///< a stop was requested; faults found before it were reported
+    Fail,                  ///< at least one fault was found, whether or not a stop ended the check early
+    Stopped,               ///< a stop was requested before any fault was found
     BadParameters,         ///< a parameter's value cannot be used on this machine
     InsufficientPrivilege, ///< the system refused what an administrator would get
     CannotRun,             ///< the machine lacks what the check needs

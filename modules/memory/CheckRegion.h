@@ -7,7 +7,8 @@
 namespace krel5::modules::memory {
 
 /// `words` is where the region begins, for the addresses in reports alone: the reads and writes go through
-/// `memory`. Fail when any word read wrong, Stopped when the run did not come to its end.
+/// `memory`. Fail when any word read wrong, also when a stop ended the run early; Stopped when
+/// it ended early and none had.
 template <typename Memory>
 Outcome checkRegion(TestHost& host, Algorithm algorithm, Memory memory, std::uint64_t const* words,
                     std::size_t wordCount, unsigned threads, std::uint64_t seed)
@@ -16,9 +17,9 @@ Outcome checkRegion(TestHost& host, Algorithm algorithm, Memory memory, std::uin
     Checker<Memory> checker(host, report, memory, wordCount, threads);
     bool const finished = runAlgorithm(algorithm, checker, seed);
     report.summarize(checker.faults());
-    if (!finished)
-        return Outcome::Stopped;
-    return checker.faults() == 0 ? Outcome::Pass : Outcome::Fail;
+    if (checker.faults() != 0)
+        return Outcome::Fail;
+    return finished ? Outcome::Pass : Outcome::Stopped;
 }
 
 } // namespace krel5::modules::memory

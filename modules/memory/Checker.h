@@ -45,9 +45,10 @@ struct ThreadRunner
     }
 };
 
-/// `Memory` as in Kernels.h, cheap to copy, and `void settle(first, last)`: called after each pass over
-/// [first, last) to get written words out of caches where that matters. Different words may be used from
-/// different threads at once. `Runner` is called as ThreadRunner is.
+/// `Memory` as in Kernels.h, cheap to copy, with `kPollWords`, the words between two questions for a stop,
+/// and `void settle(first, last)`: called after each pass over [first, last), at most so many words, to get
+/// written words out of caches where that matters. Different words may be used from different threads at
+/// once. `Runner` is called as ThreadRunner is.
 template <typename Memory, typename Runner = ThreadRunner>
 class Checker
 {
@@ -87,8 +88,8 @@ public:
     }
 
 private:
-    /// Small enough to answer a stop request in milliseconds even when every operation goes to memory.
-    static constexpr std::size_t kChunkWords = 4096;
+    /// How often a slice counts its progress, which all threads do in one place.
+    static constexpr std::size_t kProgressWords = 4096;
 
     template <MarchTest const& kTest, std::size_t... kElements>
     bool marchElements(Word zero, std::index_sequence<kElements...>)
@@ -130,13 +131,17 @@ private:
         };
         std::size_t const begin = sliceStart(worker);
         std::size_t const end = sliceStart(worker + 1);
+        std::size_t counted = 0;
         for (std::size_t done = 0; done < end - begin && !control.stopping();) {
-            std::size_t const count = std::min(kChunkWords, end - begin - done);
+            std::size_t const count = std::min(Memory::kPollWords, end - begin - done);
             std::size_t const first = down ? end - done - count : begin + done;
             kernel(memory, first, first + count, sink);
             memory.settle(first, first + count);
             done += count;
-            control.advance(count);
+            if (done - counted >= kProgressWords || done == end - begin) {
+                control.advance(done - counted);
+                counted = done;
+            }
         }
     }
 

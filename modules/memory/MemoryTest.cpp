@@ -1,6 +1,7 @@
 #include <memory/MemoryTest.h>
 
 #include <memory/CheckRegion.h>
+#include <memory/RegionSize.h>
 #include <memory/Texts.h>
 #include <memory/linux/LockedMemory.h>
 #include <memory/linux/MachineMemory.h>
@@ -14,7 +15,6 @@ namespace krel5::modules::memory {
 namespace {
 
 constexpr std::uint64_t kMebibyte = std::uint64_t{1} << 20;
-constexpr std::uint64_t kLargestDefault = 1024;
 
 Outcome badParameter(TestHost& host, std::string name, std::string value, std::string reason)
 {
@@ -41,6 +41,31 @@ std::uint64_t newSeed()
 {
     std::random_device device;
     return (static_cast<std::uint64_t>(device()) << 32) | device();
+}
+
+// Threads that wait for a processor would keep this one from its processor too, and with that a stop request
+// from being heard: hundreds of them for longer than a stop may take.
+unsigned threadCount(unsigned asked)
+{
+    unsigned const processors = usableProcessors();
+    return std::min({asked == 0 ? processors : asked, processors, MemorySettings::kMaxThreads});
+}
+
+/// The MiB to test; 0 when that many are refused, or when there are none, after a `problem` that says so.
+std::uint64_t sizeToTest(TestHost& host, std::uint64_t asked, unsigned threads)
+{
+    std::uint64_t const available = availableMemory() / kMebibyte;
+    std::uint64_t const most = mostMebibytes(available);
+    TextValues const figures = {{"MiB", std::to_string(available)},
+                                {"Margin", std::to_string(marginMebibytes(available))},
+                                {"Most", std::to_string(most)}};
+    if (asked > most)
+        badParameter(host, "SizeMiB", std::to_string(asked), host.text(kTextMostMemory, figures));
+    else if (most == 0)
+        host.problem(Report(kEventNoMemory, {{"Reason", host.text(kTextLittleMemory, figures)}}));
+    else
+        return asked ? asked : defaultMebibytes(available, threads);
+    return 0;
 }
 
 Outcome lockFailed(TestHost& host, LockedMemory::Made const& made)
@@ -73,28 +98,21 @@ bool readFlushMode(TestHost& host, std::string const& text, FlushMode& mode)
 
 Outcome runMemoryTest(TestHost& host, Algorithm algorithm, MemorySettings const& settings)
 {
-    std::uint64_t const available = availableMemory() / kMebibyte;
-    std::uint64_t const mebibytes =
-        settings.m_mebibytes ? settings.m_mebibytes : std::min(available / 4, kLargestDefault);
-    if (settings.m_mebibytes > available)
-        return badParameter(host, "SizeMiB", std::to_string(mebibytes),
-                            host.text(kTextMostMemory, {{"MiB", std::to_string(available)}}));
     if (settings.m_threads > MemorySettings::kMaxThreads)
         return badParameter(
             host, "Threads", std::to_string(settings.m_threads),
             host.text(kTextMostThreads, {{"Most", std::to_string(MemorySettings::kMaxThreads)}}));
-    if (mebibytes == 0) {
-        host.problem(Report(kEventNoMemory, {{"Reason", host.text(kTextLittleMemory)}}));
-        return Outcome::CannotRun;
-    }
-    unsigned const threads =
-        settings.m_threads ? settings.m_threads : std::min(usableProcessors(), MemorySettings::kMaxThreads);
+    unsigned const threads = threadCount(settings.m_threads);
+    std::uint64_t const mebibytes = sizeToTest(host, settings.m_mebibytes, threads);
+    if (mebibytes == 0)
+        return settings.m_mebibytes ? Outcome::BadParameters : Outcome::CannotRun;
     auto const made = LockedMemory::make(mebibytes * kMebibyte, [&host] { return host.stopRequested(); });
     if (!made.m_memory)
         return lockFailed(host, made);
     std::uint64_t const seed = settings.m_seed ? *settings.m_seed : newSeed();
-    host.note(
-        Report(kEventRegion, {{"SizeMiB", std::to_string(mebibytes)}, {"Threads", std::to_string(threads)}}));
+    host.note(Report(kEventRegion, {{"SizeMiB", std::to_string(mebibytes)},
+                                    {"TotalMiB", std::to_string(totalMemory() / kMebibyte)},
+                                    {"Threads", std::to_string(threads)}}));
     if (algorithm == Algorithm::Random)
         host.note(Report(kEventSeed, {{"Seed", std::to_string(seed)}}));
     try {

@@ -22,8 +22,8 @@ struct MemorySettings
 {
     static constexpr unsigned kMaxThreads = 1024;
 
-    std::uint64_t m_mebibytes = 0;       ///< 0: a quarter of the available memory, at most 1 GiB
-    unsigned m_threads = 0;              ///< 0: one for each processor that the process may use
+    std::uint64_t m_mebibytes = 0;       ///< 0: see defaultMebibytes
+    unsigned m_threads = 0;              ///< 0: one for each processor that the process may use; never more
     std::optional<std::uint64_t> m_seed; ///< absent: a new one for each run
     FlushMode m_flush = FlushMode::Pass;
 };

@@ -48,6 +48,8 @@ class RealMemory
 {
 public:
     using Word = std::uint64_t;
+    /// Ten operations on each and the flush take a tenth of a millisecond.
+    static constexpr std::size_t kPollWords = 4096;
 
     RealMemory(Word* base, bool flushAfterPass) : m_base(base), m_flush(flushAfterPass) {}
 
@@ -73,6 +75,8 @@ class UncachedMemory
 {
 public:
     using Word = std::uint64_t;
+    /// As RealMemory's, for operations that take some hundred nanoseconds each.
+    static constexpr std::size_t kPollWords = 64;
 
     explicit UncachedMemory(Word* base) : m_base(base) {}
 

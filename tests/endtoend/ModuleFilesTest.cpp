@@ -465,7 +465,7 @@ TEST(ShippedModules, MemorySpeaksGerman)
         run("Test.random.SizeMiB.value=1\nTest.random.Threads.value=1\nTest.random.Seed.value=7\n");
     EXPECT_EQ(passed.status, 0) << passed.err;
     for (char const* text : {"Es läuft: Speichertest mit Zufallsdaten\n", "Startwert der Zufallsdaten: 7.\n",
-                             "Geprüft werden 1 MiB Speicher, Anzahl der Threads: 1.\n"})
+                             "Geprüft werden 1 von ", " MiB Speicher, Anzahl der Threads: 1.\n"})
         EXPECT_TRUE(has(passed.out, text)) << text << "in\n" << passed.out;
 
     Outcome const refused = run("Test.random.CacheFlush.value=ja\n");

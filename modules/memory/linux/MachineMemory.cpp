@@ -40,6 +40,13 @@ std::optional<std::uint64_t> numberIn(std::string const& path, std::string_view 
     return text ? leadingNumber(*text) : std::nullopt;
 }
 
+/// Bytes; 0 when it cannot be told.
+std::uint64_t meminfo(std::string const& root, std::string_view name)
+{
+    auto const kibibytes = numberIn(root + "proc/meminfo", name);
+    return kibibytes && *kibibytes <= UINT64_MAX / 1024 ? *kibibytes * 1024 : 0;
+}
+
 /// The tightest of the process's control group and the groups above it.
 std::optional<std::uint64_t> leftByControlGroups(std::string const& root)
 {
@@ -64,11 +71,10 @@ std::optional<std::uint64_t> leftByControlGroups(std::string const& root)
 
 std::uint64_t availableMemory(std::string const& root)
 {
-    auto const kibibytes = numberIn(root + "proc/meminfo", "MemAvailable:");
-    if (!kibibytes || *kibibytes > UINT64_MAX / 1024)
-        return 0;
-    return std::min(*kibibytes * 1024, leftByControlGroups(root).value_or(UINT64_MAX));
+    return std::min(meminfo(root, "MemAvailable:"), leftByControlGroups(root).value_or(UINT64_MAX));
 }
+
+std::uint64_t totalMemory(std::string const& root) { return meminfo(root, "MemTotal:"); }
 
 std::uint64_t largestCache()
 {

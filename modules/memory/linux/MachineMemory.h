@@ -12,6 +12,9 @@ namespace krel5::modules::memory {
 /// for tests.
 std::uint64_t availableMemory(std::string const& root = "/");
 
+/// Bytes of main memory that the system has at all: MemTotal of /proc/meminfo. 0 when it cannot be told.
+std::uint64_t totalMemory(std::string const& root = "/");
+
 /// Bytes of the largest cache; 0 when unknown.
 std::uint64_t largestCache();
 

@@ -265,6 +265,7 @@ template <typename WordType>
 struct SimulatedMemory
 {
     using Word = WordType;
+    static constexpr std::size_t kPollWords = 4096;
 
     FaultyMemory<Word>* m_memory;
 

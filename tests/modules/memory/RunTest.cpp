@@ -2,6 +2,7 @@
 
 #include <memory/CheckRegion.h>
 #include <memory/MemoryTest.h>
+#include <memory/RegionSize.h>
 #include <memory/linux/LockedMemory.h>
 #include <memory/linux/MachineMemory.h>
 #include <modules/RecordingHost.h>
@@ -27,6 +28,7 @@ using modules::test::valueOf;
 struct DeadMemory
 {
     using Word = std::uint64_t;
+    static constexpr std::size_t kPollWords = 4096;
     Word read(std::size_t) const { return 0; }
     void write(std::size_t, Word) {}
     void settle(std::size_t, std::size_t) {}
@@ -99,10 +101,28 @@ TEST(MemoryRun, FaultNamesAddressesAndBits)
     EXPECT_EQ(valueOf(fault, "DifferingBitCount"), "5");
 }
 
+struct StopAtFirstFault : RecordingHost
+{
+    bool stopRequested() override { return !m_faults.empty(); }
+};
+
+TEST(MemoryRun, FaultThatWasFoundBeforeAStopStaysAFailure)
+{
+    std::vector<std::uint64_t> words(64);
+    FaultyMemory<std::uint64_t> memory(words.size());
+    memory.inject({parsePrimitive("<1/0/->"), {7, 0}, {}});
+    StopAtFirstFault host;
+    EXPECT_EQ(checkRegion(host, Algorithm::Thorough, SimulatedMemory<std::uint64_t>{&memory}, words.data(),
+                          words.size(), 1, 3),
+              Outcome::Fail);
+    EXPECT_LT(host.m_progress.back(), 100) << "it was stopped";
+}
+
 /// Counts how many words are read or written after the stop flag could have been seen.
 struct CountingMemory
 {
     using Word = std::uint64_t;
+    static constexpr std::size_t kPollWords = 4096;
     std::atomic<std::uint64_t>* m_operations;
     Word read(std::size_t) { return ++*m_operations, 0; }
     void write(std::size_t, Word) { ++*m_operations; }
@@ -128,6 +148,95 @@ TEST(MemoryRun, StopIsSeenWithinAPass)
     EXPECT_FALSE(runAlgorithm(Algorithm::Thorough, checker, 1));
 }
 
+/// Raises the stop flag in its first operation.
+struct AlarmedMemory : CountingMemory
+{
+    static constexpr std::size_t kPollWords = UncachedMemory::kPollWords;
+    WorkerControl* m_control;
+    Word read(std::size_t index) { return m_control->stop(), CountingMemory::read(index); }
+    void write(std::size_t index, Word word) { m_control->stop(), CountingMemory::write(index, word); }
+};
+
+struct RunnerWithControl
+{
+    static inline WorkerControl* s_control = nullptr;
+    bool operator()(TestHost&, unsigned, std::uint64_t, Work const& work, ProgressSpan) const
+    {
+        work(0, *s_control);
+        return !s_control->stopping();
+    }
+};
+
+TEST(MemoryRun, SlowMemoryIsLeftAfterAFewWords)
+{
+    constexpr std::uint64_t kMostOperations = 1000; // of half a microsecond: a small part of a stop's 100 ms
+    for (auto const algorithm :
+         {Algorithm::Quick, Algorithm::Thorough, Algorithm::Patterns, Algorithm::Random}) {
+        std::atomic<std::uint64_t> operations{0};
+        WorkerControl control;
+        RunnerWithControl::s_control = &control;
+        RecordingHost host;
+        MemoryReport report(host, nullptr);
+        Checker<AlarmedMemory, RunnerWithControl> checker(host, report, {{&operations}, &control}, 1 << 20,
+                                                          1);
+        EXPECT_FALSE(runAlgorithm(algorithm, checker, 1));
+        EXPECT_GT(operations, 0u);
+        EXPECT_LE(operations, kMostOperations) << nameOf(algorithm);
+    }
+}
+
+TEST(MemoryRun, ProgressCountsEveryWordOfAPassOnce)
+{
+    WorkerControl control;
+    RunnerWithControl::s_control = &control;
+    RecordingHost host;
+    MemoryReport report(host, nullptr);
+    std::atomic<std::uint64_t> operations{0};
+    constexpr std::size_t kWords = 3 * 4096 + 5;
+    Checker<CountingMemory, RunnerWithControl> checker(host, report, {&operations}, kWords, 1);
+    ASSERT_TRUE(checker.fillAndVerify("", Solid<std::uint64_t>{0}, 0));
+    EXPECT_EQ(control.done(), 2 * kWords) << "filled and verified";
+}
+
+TEST(MemoryRun, MoreThreadsThanProcessorsAreNotMade)
+{
+    RecordingHost host;
+    MemorySettings settings;
+    settings.m_mebibytes = 1;
+    settings.m_threads = MemorySettings::kMaxThreads;
+    ASSERT_EQ(runMemoryTest(host, Algorithm::Quick, settings), Outcome::Pass);
+    EXPECT_EQ(valueOf(host.m_notes.at(0), "Threads"),
+              std::to_string(std::min(usableProcessors(), MemorySettings::kMaxThreads)));
+}
+
+TEST(RegionSize, LeavesTheSystemAMarginAndGrowsWithTheMachine)
+{
+    struct Case
+    {
+        std::uint64_t m_available;
+        unsigned m_threads;
+        std::uint64_t m_most;
+        std::uint64_t m_default;
+    };
+    Case const cases[] = {
+        {0, 4, 0, 0},
+        {100, 4, 0, 0},
+        {128, 4, 0, 0},
+        {130, 4, 2, 2},
+        {200, 4, 72, 72},
+        {2048, 4, 1920, 1024},
+        {8000, 4, 7500, 4000},
+        {64000, 1, 60000, 1024},
+        {64000, 16, 60000, 16384},
+        {64000, 64, 60000, 32000},
+        {UINT64_MAX >> 20, 1024, (UINT64_MAX >> 20) - (UINT64_MAX >> 24), 1 << 20},
+    };
+    for (auto const& one : cases) {
+        EXPECT_EQ(mostMebibytes(one.m_available), one.m_most) << one.m_available;
+        EXPECT_EQ(defaultMebibytes(one.m_available, one.m_threads), one.m_default) << one.m_available;
+    }
+}
+
 TEST(MemoryRun, RealMemoryRunsThroughEveryTest)
 {
     for (auto const algorithm :
@@ -144,6 +253,7 @@ TEST(MemoryRun, RealMemoryRunsThroughEveryTest)
             EXPECT_TRUE(std::ranges::is_sorted(host.m_progress));
             EXPECT_EQ(host.m_progress.back(), 100);
             EXPECT_EQ(valueOf(host.m_notes.at(0), "SizeMiB"), "1");
+            EXPECT_EQ(valueOf(host.m_notes.at(0), "TotalMiB"), std::to_string(totalMemory() >> 20));
             if (algorithm == Algorithm::Random) {
                 EXPECT_EQ(valueOf(host.m_notes.at(1), "Seed"), "77");
             }
@@ -175,7 +285,8 @@ TEST(MemoryRun, BadParametersNameThemselvesAndTheLimit)
     ASSERT_EQ(host.m_problems.size(), 2u);
     EXPECT_EQ(valueOf(host.m_problems[0], "Parameter"), "SizeMiB");
     EXPECT_EQ(valueOf(host.m_problems[0], "Value"), std::to_string(std::uint64_t{1} << 60));
-    EXPECT_NE(valueOf(host.m_problems[0], "Reason").find(" MiB of memory are available"), std::string::npos);
+    EXPECT_NE(valueOf(host.m_problems[0], "Reason").find(" MiB are left to the system: at most "),
+              std::string::npos);
     EXPECT_EQ(valueOf(host.m_problems[1], "Parameter"), "Threads");
     EXPECT_EQ(valueOf(host.m_problems[1], "Value"), std::to_string(MemorySettings::kMaxThreads + 1));
 }
@@ -291,6 +402,10 @@ TEST(AvailableMemory, IsTheTightestOfSystemAndControlGroups)
         EXPECT_EQ(availableMemory(tree.m_root), one.m_expected) << one.m_meminfo << one.m_limit;
     }
     EXPECT_EQ(availableMemory("/nowhere/at/all/"), 0u);
+    EXPECT_EQ(totalMemory("/nowhere/at/all/"), 0u);
+    Tree const tree;
+    tree.write("proc/meminfo", "MemTotal:       65536000 kB\nMemFree: 1 kB\nMemAvailable: 1000 kB\n");
+    EXPECT_EQ(totalMemory(tree.m_root), std::uint64_t{65536000} * 1024);
 }
 
 } // namespace

@@ -1,0 +1,32 @@
+#pragma once
+// How much memory a run takes, in MiB. Locked memory cannot be swapped out, and the system has no way to get
+// it back but to kill: some of what is available is never taken.
+
+#include <algorithm>
+#include <cstdint>
+
+namespace krel5::modules::memory {
+
+/// What a run must leave of `available`: for page tables, for what other programs want while it runs.
+constexpr std::uint64_t marginMebibytes(std::uint64_t available) noexcept
+{
+    constexpr std::uint64_t kLeast = 128;
+    return std::max(kLeast, available / 16);
+}
+
+/// The largest size that can be asked for; 0 when there is none.
+constexpr std::uint64_t mostMebibytes(std::uint64_t available) noexcept
+{
+    return available - std::min(available, marginMebibytes(available));
+}
+
+/// The size where none was asked for: half of what is available. It is bounded by the run time, which depends
+/// on the size for each thread: with a GiB for each the quick test takes less than a minute and the thorough
+/// one some minutes, on machines of any size.
+constexpr std::uint64_t defaultMebibytes(std::uint64_t available, unsigned threads) noexcept
+{
+    constexpr std::uint64_t kMostForEachThread = 1024;
+    return std::min({available / 2, mostMebibytes(available), kMostForEachThread * threads});
+}
+
+} // namespace krel5::modules::memory
