@@ -1,9 +1,11 @@
 #include "MemoryRoot.h"
+#include "SmbiosTable.h"
 
 #include <zel/enumerator/DeviceRecords.h>
 #include <zel/enumerator/Discoverers.h>
 #include <zel/enumerator/Enumerator.h>
 #include <zel/enumerator/Properties.h>
+#include <zel/enumerator/ReadOnceRoot.h>
 #include <zel/foundation/Exception.h>
 #include <zel/model/StateManager.h>
 
@@ -88,6 +90,40 @@ TEST(Discoverers, OnlyThoseThatAreAskedForRun)
     RecordingSink none;
     discover(root, C(), none);
     EXPECT_TRUE(none.devices.empty());
+}
+
+TEST(Discoverers, AFileThatSeveralAskForIsReadOnce)
+{
+    MemoryRoot root;
+    root.file("sys/firmware/dmi/tables/DMI", SmbiosTable()
+                                                 .add(1, {1}, {"ACME"})
+                                                 .add(4, processorSocket(0x41))
+                                                 .add(17, memoryDevice(8192))
+                                                 .bytes());
+    RecordingSink sink;
+    discover(root, C::ALL(), sink);
+    EXPECT_EQ(sink.devices.size(), 4u);
+    EXPECT_EQ(root.reads().at("sys/firmware/dmi/tables/DMI"), 1);
+}
+
+TEST(ReadOnceRoot, AnswersAsTheRootDoes)
+{
+    MemoryRoot root;
+    root.file("a", "0123456789").file("empty", "").unreadable("broken");
+    ReadOnceRoot const once(root);
+    EXPECT_EQ(once.read("a", 4), "0123");
+    EXPECT_EQ(once.read("a", 2), "01");
+    EXPECT_EQ(root.reads().at("a"), 1);
+    EXPECT_EQ(once.read("a", 10), "0123456789") << "more than was remembered";
+    EXPECT_EQ(once.read("a", 10), "0123456789");
+    EXPECT_EQ(once.read("a", 4), "0123");
+    EXPECT_EQ(root.reads().at("a"), 2);
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_EQ(once.read("empty", 4), "");
+        EXPECT_EQ(once.read("broken", 4), std::nullopt);
+        EXPECT_EQ(once.read("missing", 4), std::nullopt);
+    }
+    EXPECT_EQ(root.reads().at("broken"), 1);
 }
 
 TEST(DeviceRecords, ParentsComeBeforeChildren)

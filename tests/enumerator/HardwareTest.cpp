@@ -342,3 +342,106 @@ TEST(Hardware, DrivesOfEveryBus)
     EXPECT_TRUE(known(sink, "/dev/sda")->capabilities.isCapable(C::SAS() | C::SCSI()));
     expectWhole(sink);
 }
+
+TEST(Hardware, SerialPortsOfEveryKind)
+{
+    MemoryRoot root = machine();
+    std::string const usb = std::string(kXhci) + "/usb1/1-2/", soc = "sys/devices/platform/soc/";
+    auto const adapter = [&](std::string const& path, char const* product) {
+        node(root, "sys/bus/usb/devices", path,
+             {{"uevent", "PRODUCT=403/6011/800\nTYPE=0/0/0\n"}, {"product", product + "\n"s}});
+    };
+    auto const tty = [&](std::string const& path, char const* driver) {
+        node(root, "sys/class/tty", path, {{"uevent", "MAJOR=188\n"}});
+        std::string const device = path.substr(0, path.find("/tty/"));
+        root.link(path + "/device", "/" + device).link(device + "/driver", "../drivers/"s + driver);
+    };
+    adapter(usb + "1-2.6", "Quad RS232");
+    adapter(usb + "1-2.7", "Uno");
+    tty(usb + "1-2.6/1-2.6:1.0/ttyUSB0/tty/ttyUSB0", "ftdi_sio");
+    tty(usb + "1-2.6/1-2.6:1.1/ttyUSB1/tty/ttyUSB1", "ftdi_sio");
+    tty(usb + "1-2.7/1-2.7:1.0/tty/ttyACM0", "cdc_acm");
+    tty(soc + "fe201000.serial/fe201000.serial:0/fe201000.serial:0.0/tty/ttyAMA0", "port");
+    root.link(soc + "fe201000.serial/driver", "../drivers/uart-pl011");
+    tty("sys/devices/pci0000:00/0000:00:16.3/tty/ttyS4", "serial"); // old kernels hide its registers
+    tty("sys/devices/virtual/tty/ttyUSB7", "none");
+    RecordingSink const sink = scan(root);
+    expectWhole(sink);
+    struct Case
+    {
+        char const *name, *place, *driver;
+    } const cases[] = {
+        {"/dev/ttyUSB0", "SerialPort USB:1:2:6 below USB:1:2:6", "ftdi_sio"},
+        {"/dev/ttyUSB1", "SerialPort USB:1:2:6:1 below USB:1:2:6", "ftdi_sio"},
+        {"/dev/ttyACM0", "SerialPort USB:1:2:7 below USB:1:2:7", "cdc_acm"},
+        {"/dev/ttyAMA0", "SerialPort fe201000.serial below System", "uart-pl011"},
+        {"/dev/ttyS4", "SerialPort COM:5 below System", "serial"},
+        {"/dev/ttyUSB7", "none", "-"},
+    };
+    for (Case const& c : cases) {
+        EXPECT_EQ(placeOf(sink, c.name), c.place);
+        EXPECT_EQ(RecordingSink::property(known(sink, c.name), "Driver"), c.driver) << c.name;
+        EXPECT_EQ(RecordingSink::property(known(sink, c.name), "IoAddress"), "-") << c.name;
+    }
+    EXPECT_EQ(known(sink, "/dev/ttyUSB0")->name, String("Quad RS232"));
+    EXPECT_EQ(known(sink, "/dev/ttyS4")->name, String("Serial port 5"));
+}
+
+TEST(Hardware, DriversAndLinksOfDrives)
+{
+    MemoryRoot root = machine();
+    std::string const ata3 = std::string(kAhci) + "/ata3/link3/ata_link/link3";
+    std::string const ata4 = std::string(kAhci) + "/ata4/link4/ata_link/link4";
+    root.files(ata3, {{"sata_spd", "3.0 Gbps\n"}, {"hw_sata_spd_limit", "6.0 Gbps\n"}});
+    root.files(ata4, {{"sata_spd", "<unknown>\n"}, {"hw_sata_spd_limit", "Gbps\n"}});
+    std::string const stick = std::string(kXhci) + "/usb1/1-2/1-2.4/1-2.4:1.0";
+    root.link(stick + "/driver", "../../../../../bus/usb/drivers/uas");
+    std::string const slot = "sys/devices/pci0000:00/0000:03:00.0";
+    pci(root, slot, "10802", "144D:A808");
+    root.files(slot, {{"max_link_width", "4\n"},
+                      {"max_link_speed", "8.0 GT/s PCIe\n"},
+                      {"current_link_width", "2\n"},
+                      {"current_link_speed", "Unknown speed\n"}});
+    disk(root, slot + "/nvme/nvme0/nvme0n1", "16\n");
+    std::string const sas = "sys/devices/pci0000:00/0000:00:05.0";
+    pci(root, sas, "10700", "1000:0097");
+    disk(root, sas + "/host0/port-0:0/end_device-0:0/target0:0:7/0:0:7:0/block/sdx", "16\n");
+    root.files(sas + "/host0/port-0:0/phy-0:3/sas_phy/phy-0:3",
+               {{"negotiated_linkrate", "6.0 Gbit\n"}, {"maximum_linkrate", "12.0 Gbit\n"}});
+    std::string const virtio = "sys/devices/pci0000:00/0000:00:07.0/virtio2";
+    disk(root, virtio + "/block/vda", "16\n");
+    root.link(virtio + "/driver", "../../../../bus/virtio/drivers/virtio_blk");
+    RecordingSink const sink = scan(root);
+    struct Case
+    {
+        char const *name, *driver, *speed, *most, *width;
+    } const cases[] = {
+        {"/dev/sda", "drv", "3.0 Gbit/s", "6.0 Gbit/s", "-"},
+        {"/dev/sdb", "drv", "-", "-", "-"},
+        {"/dev/nvme0n1", "drv", "-", "8.0 GT/s PCIe", "2"},
+        {"/dev/sdx", "drv", "6.0 Gbit/s", "12.0 Gbit/s", "-"},
+        {"/dev/sdc", "uas", "-", "-", "-"},
+        {"/dev/vda", "virtio_blk", "-", "-", "-"},
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.name);
+        DeviceDescription const* const drive = known(sink, c.name);
+        EXPECT_EQ(RecordingSink::property(drive, "Driver"), c.driver);
+        EXPECT_EQ(RecordingSink::property(drive, "LinkSpeed"), c.speed);
+        EXPECT_EQ(RecordingSink::property(drive, "MaximumLinkSpeed"), c.most);
+        EXPECT_EQ(RecordingSink::property(drive, "LinkWidth"), c.width);
+    }
+    EXPECT_EQ(RecordingSink::property(known(sink, "/dev/sdc"), "DataRate"), "5 Gbit/s");
+}
+
+TEST(Hardware, VideoMemory)
+{
+    std::string const card = "sys/devices/pci0000:00/0000:09:00.0";
+    for (auto const& [content, wanted] :
+         {std::pair{"4294967296\n", "4 GiB"}, {"-1\n", "-"}, {"99999999999999999999\n", "-"}}) {
+        MemoryRoot root;
+        pci(root, card, "30000", "1002:67DF");
+        root.file(card + "/mem_info_vram_total", content);
+        EXPECT_EQ(RecordingSink::property(known(scan(root), "0000:09:00.0"), "VideoMemory"), wanted);
+    }
+}

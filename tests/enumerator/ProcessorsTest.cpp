@@ -1,4 +1,5 @@
 #include "MemoryRoot.h"
+#include "SmbiosTable.h"
 
 #include <zel/enumerator/CpuInfo.h>
 #include <zel/enumerator/Discoverers.h>
@@ -160,6 +161,60 @@ TEST(Processors, FromCpuinfoAlone)
     EXPECT_EQ(sink.ofType(C::CPUCore()).size(), 2u);
     EXPECT_TRUE(sink.at("CPU:1")->capabilities.isCapable(C::HT()));
     EXPECT_TRUE(discovered(MemoryRoot()).devices.empty());
+}
+
+TEST(Processors, ClocksOfCoresThatDiffer)
+{
+    MemoryRoot root = laptop();
+    for (unsigned cpu = 0; cpu < 4; ++cpu)
+        root.file(kFolder + ("cpu" + std::to_string(cpu)) + "/cpufreq/cpuinfo_min_freq",
+                  cpu % 2 == 0 ? "800000\n" : "400000\n");
+    root.file(kFolder + std::string("cpu0/cpufreq/cpuinfo_max_freq"), "3100000\n");
+    RecordingSink const sink = discovered(root);
+    EXPECT_EQ(hertz(sink, "CPU:0", "MinimumClock"), 400'000'000u);
+    EXPECT_EQ(hertz(sink, "CPU:0", "MaximumClock"), 3'100'000'000u);
+    EXPECT_EQ(hertz(sink, "CPU:0:CORE:0", "MinimumClock"), 800'000'000u);
+    EXPECT_EQ(hertz(sink, "CPU:0:CORE:1", "MaximumClock"), 2'667'000'000u);
+}
+
+TEST(Processors, SocketsOfTheFirmware)
+{
+    constexpr std::uint8_t kEmpty = 0, kEnabled = 0x41, kFailed = 0x43;
+    struct Case
+    {
+        char const* what;
+        unsigned packages; ///< of the kernel
+        std::vector<std::uint8_t> sockets;
+        std::vector<char const*> wanted; ///< "location socket" of every processor, as found
+    };
+    Case const cases[] = {
+        {"in order, over an empty one", 2, {kEnabled, kEmpty, kEnabled}, {"CPU:0 S0", "CPU:1 S2"}},
+        {"one failed", 1, {kFailed, kEnabled}, {"CPU:0 S1", "SMBIOS:4 S0"}},
+        {"numbers differ: no order", 2, {kEnabled}, {"CPU:0 -", "CPU:1 -"}},
+        {"the kernel tells none", 0, {kEnabled, kEmpty, kFailed}, {"SMBIOS:4 S0", "SMBIOS:4:2 S2"}},
+        {"no table", 1, {}, {"CPU:0 -"}},
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.what);
+        MemoryRoot root;
+        // The second package has the lower processors, as some boards count.
+        for (unsigned cpu = 0; cpu < c.packages; ++cpu)
+            addProcessor(root, cpu, static_cast<int>(c.packages - 1 - cpu), 0, std::to_string(cpu),
+                         std::to_string(cpu));
+        SmbiosTable table;
+        for (std::size_t i = 0; i < c.sockets.size(); ++i)
+            table.add(4, processorSocket(c.sockets[i]), {"S" + std::to_string(i), "Intel", "Xeon"});
+        root.file("sys/firmware/dmi/tables/DMI", table.bytes());
+        RecordingSink const sink = discovered(root);
+        std::vector<std::string> found;
+        for (DeviceDescription const* device : sink.ofType(C::CPU())) {
+            found.push_back(device->hwLocator.toUtf8() + " " + RecordingSink::property(device, "Socket"));
+            bool const failed =
+                RecordingSink::property(device, "Status") == "Disabled by firmware (self-test failed)";
+            EXPECT_EQ(device->state == DeviceStateImp::DISABLED(), failed);
+        }
+        EXPECT_EQ(found, std::vector<std::string>(c.wanted.begin(), c.wanted.end()));
+    }
 }
 
 TEST(Processors, DamagedAttributesCostFactsOnly)

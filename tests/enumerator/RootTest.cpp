@@ -5,11 +5,15 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <climits>
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 
 using namespace zel;
 namespace fs = std::filesystem;
@@ -127,6 +131,88 @@ TEST_P(RootTest, OnlyRegularFilesAreRead)
     }
     EXPECT_TRUE(root.list("empty").empty());
     EXPECT_EQ(root.read(std::string("empty\0x", 7), 100), std::nullopt);
+}
+
+TEST_P(RootTest, NothingButRegularFilesIsOpened)
+{
+    ASSERT_EQ(::mkfifo((m_top / "root/fifo").c_str(), 0600), 0);
+    link("root/toFifo", "fifo");
+    file("root/regular", "x");
+    std::vector<std::string> special{"fifo", "toFifo"};
+    if (::mknod((m_top / "root/zero").c_str(), S_IFCHR | 0666, makedev(1, 5)) == 0) // as administrator
+        special.push_back("zero");
+    FileDescriptor const notes(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    for (std::string const& name : special)
+        ASSERT_GE(::inotify_add_watch(notes.number(), (m_top / "root" / name).c_str(), IN_OPEN), 0);
+    auto const root = open();
+    for (std::string const& name : special)
+        EXPECT_EQ(root.read(name, 100), std::nullopt) << name;
+    char event[sizeof(inotify_event) + NAME_MAX + 1];
+    EXPECT_EQ(::read(notes.number(), event, sizeof event), -1) << "one was opened";
+    ASSERT_GE(::inotify_add_watch(notes.number(), (m_top / "root/regular").c_str(), IN_OPEN), 0);
+    EXPECT_EQ(root.read("regular", 100), "x");
+    EXPECT_GT(::read(notes.number(), event, sizeof event), 0) << "the watch sees what is opened";
+}
+
+TEST_P(RootTest, EndlessFilesStayBounded)
+{
+    file("root/endless", "");
+    fs::resize_file(m_top / "root/endless", std::uintmax_t{1} << 40); // all of it a hole
+    auto const root = open();
+    EXPECT_EQ(root.read("endless", 1u << 20)->size(), 1u << 20);
+    EXPECT_EQ(root.text("endless")->size(), 4096u);
+}
+
+TEST_P(RootTest, DirectoriesThatMayNotBeReadAreNamed)
+{
+    file("root/sys/block/sda/size", "1\n");
+    file("root/sys/class/net/eth0/address", "x\n");
+    file("root/proc/secret", "x\n");
+    link("root/sys/class/block", "../block");
+    link("root/sys/card", "class/net/eth0");
+    // As somebody whom the modes bind, and who may reach the folder.
+    struct Nobody
+    {
+        bool const was = ::geteuid() == 0;
+        Nobody()
+        {
+            if (was && ::seteuid(65534) != 0)
+                throw std::runtime_error("seteuid");
+        }
+        ~Nobody()
+        {
+            if (was && ::seteuid(0) != 0)
+                std::abort();
+        }
+    };
+    fs::permissions(m_top, fs::perms(0755));
+    fs::permissions(m_top / "root/proc/secret", fs::perms::none);
+    fs::permissions(m_top / "root/sys/block", fs::perms::none);
+    fs::permissions(m_top / "root/sys/class/net", fs::perms(0444)); // listed, not entered
+    auto const root = open();
+    auto const closed = open();
+    std::vector<std::string> refused, ofClosed;
+    {
+        Nobody const nobody;
+        EXPECT_EQ(root.read("proc/secret", 9), std::nullopt);
+        EXPECT_TRUE(root.list("missing").empty());
+        EXPECT_TRUE(root.refused().empty()) << "a file that may not be read is no hole in the machine";
+        EXPECT_TRUE(root.list("sys/class/block").empty());
+        EXPECT_EQ(root.list("sys/class/net"), std::vector<std::string>{"eth0"});
+        EXPECT_EQ(root.resolve("sys/card"), std::nullopt);
+        EXPECT_EQ(root.read("sys/card/address", 9), std::nullopt);
+        refused = root.refused();
+    }
+    EXPECT_EQ(refused, (std::vector<std::string>{"sys/block", "sys/class/net"}));
+    fs::permissions(m_top / "root", fs::perms::none);
+    {
+        Nobody const nobody;
+        EXPECT_TRUE(closed.list("sys/class/net").empty());
+        ofClosed = closed.refused();
+    }
+    EXPECT_EQ(ofClosed, std::vector<std::string>{""});
+    for (char const* path : {"root", "root/sys/block", "root/sys/class/net"})
+        fs::permissions(m_top / path, fs::perms(0755));
 }
 
 TEST_P(RootTest, LinkNamesNeedNoTarget)

@@ -62,8 +62,8 @@ TEST(Sensors, ReadingsLimitsAndSentinels)
     root.link("sys/class/hwmon/hwmon0/device", "../../nvme0");
     RecordingSink const sink = discovered(&discoverSensors, root);
     ASSERT_EQ(sink.devices.size(), 4u);
-    EXPECT_EQ(sink.at("HWMON:nvme:nvme0:temp1")->name.toUtf8(), "nvme Composite");
-    EXPECT_EQ(sink.at("HWMON:nvme:nvme0:temp2")->name.toUtf8(), "nvme temp2");
+    EXPECT_EQ(sink.at("HWMON:nvme:nvme0:temp1")->name.toUtf8(), "nvme0 Composite");
+    EXPECT_EQ(sink.at("HWMON:nvme:nvme0:temp2")->name.toUtf8(), "nvme0 temp2");
     EXPECT_EQ(fact(sink, "HWMON:nvme:nvme0:temp1", "MinimumTemperature"), "-") << "absolute zero is no limit";
     EXPECT_EQ(fact(sink, "HWMON:nvme:nvme0:temp2", "MaximumTemperature"), "-")
         << "65261 degrees are no limit";
@@ -88,6 +88,73 @@ TEST(Sensors, ChipsOfOneKindKeepTheirPlace)
     ASSERT_EQ(sink.devices.size(), 2u);
     EXPECT_EQ(sink.devices[0].hwLocator.toUtf8(), "HWMON:drivetemp:0:0:0:0:temp1");
     EXPECT_EQ(sink.devices[1].hwLocator.toUtf8(), "HWMON:drivetemp:0:0:0:0:hwmon10:temp1");
+}
+
+TEST(Sensors, NamesTellWhatTheChipBelongsTo)
+{
+    std::string const pci = "sys/devices/pci0000:00/";
+    std::string const ata = pci + "0000:00:1f.2/ata1/host0/target0:0:0/0:0:0:0";
+    struct Chip
+    {
+        char const *number, *name;
+        std::string device; ///< path; empty: belongs to nothing
+        char const* wanted;
+    };
+    Chip const chips[] = {
+        {"hwmon0", "nvme", pci + "0000:01:00.0/nvme/nvme0", "nvme0 KINGSTON SKC1000 temp1"},
+        {"hwmon1", "nvme", pci + "0000:02:00.0/nvme/nvme1", "nvme1 temp1"}, // its model is not told
+        {"hwmon2", "drivetemp", ata, "sda ST910021AS temp1"},
+        {"hwmon3", "amdgpu", pci + "0000:09:00.0", "amdgpu 0000:09:00.0 temp1"},
+        {"hwmon4", "jc42", "sys/devices/pci0000:00/i2c-0/0-0018", "jc42 0-0018 temp1"},
+        {"hwmon5", "jc42", "sys/devices/pci0000:00/i2c-0/0-0019", "jc42 0-0019 temp1"},
+        {"hwmon6", "coretemp", "sys/devices/platform/coretemp.0", "coretemp temp1"},
+        {"hwmon7", "acpitz", "", "acpitz hwmon7 temp1"},
+        {"hwmon8", "acpitz", "", "acpitz hwmon8 temp1"},
+        {"hwmon9", "iwlwifi_1", "", "iwlwifi_1 temp1"},
+    };
+    MemoryRoot root;
+    root.file(pci + "0000:01:00.0/nvme/nvme0/model", "KINGSTON SKC1000   \n")
+        .file(ata + "/model", "ST910021AS  \n")
+        .file(ata + "/block/sda/size", "1\n");
+    for (Chip const& chip : chips) {
+        std::string const folder = std::string("sys/class/hwmon/") + chip.number;
+        root.files(folder, {{"name", chip.name + std::string("\n")}, {"temp1_input", "30000\n"}});
+        if (!chip.device.empty())
+            root.link(folder + "/device", "/" + chip.device).file(chip.device + "/uevent", "");
+    }
+    RecordingSink const sink = discovered(&discoverSensors, root);
+    ASSERT_EQ(sink.devices.size(), std::size(chips));
+    for (std::size_t i = 0; i < std::size(chips); ++i)
+        EXPECT_EQ(sink.devices[i].name.toUtf8(), chips[i].wanted);
+}
+
+TEST(Sensors, SilenceHasAReason)
+{
+    MemoryRoot root;
+    root.files("sys/class/hwmon/hwmon0", {{"name", "chip\n"},
+                                          {"temp1_input", "30000\n"},
+                                          {"temp1_fault", "0\n"},
+                                          {"temp2_input", "30000\n"},
+                                          {"temp2_fault", "1\n"},
+                                          {"temp3_input", "-273150\n"},
+                                          {"temp4_input", "cold\n"},
+                                          {"temp5_input", ""},
+                                          {"temp5_enable", "0\n"}})
+        .unreadable("sys/class/hwmon/hwmon0/temp6_input");
+    root.files("sys/class/thermal/thermal_zone0", {{"temp", ""}, {"mode", "disabled\n"}});
+    RecordingSink const sink = discovered(&discoverSensors, root);
+    char const* const wanted[] = {"-",
+                                  "The chip reports that the sensor is faulty or not connected",
+                                  "No reading: the value is out of range",
+                                  "No reading: the value is no number",
+                                  "Switched off",
+                                  "No reading: the sensor does not answer"};
+    ASSERT_EQ(sink.devices.size(), std::size(wanted));
+    for (std::size_t i = 0; i < std::size(wanted); ++i) {
+        EXPECT_EQ(RecordingSink::property(&sink.devices[i], "Status"), wanted[i]);
+        EXPECT_EQ(sink.devices[i].state == DeviceStateImp::FUNCTIONAL(), i == 0);
+    }
+    EXPECT_EQ(fact(discovered(&discoverThermalZones, root), "THERMAL:0", "Status"), "Switched off");
 }
 
 TEST(Sensors, OldLayoutAndUnreadableInputs)
@@ -147,9 +214,10 @@ TEST(Power, EnergyAndChargeBatteries)
     root.files("sys/class/power_supply/BAT1", {{"type", "Battery\n"},
                                                {"capacity", "68\n"},
                                                {"charge_full_design", "9000000\n"},
-                                               {"charge_full", "8548000\n"},
+                                               {"charge_full", "8548123\n"},
                                                {"charge_now", "5879000\n"},
-                                               {"current_now", "4520000\n"},
+                                               {"current_now", "-4520000\n"},
+                                               {"power_now", "34350000\n"},
                                                {"cycle_count", "17\n"},
                                                {"voltage_min_design", "7600000\n"}});
     root.files("sys/class/power_supply/BAT2", {{"type", "Battery\n"}, {"present", "0\n"}});
@@ -162,7 +230,8 @@ TEST(Power, EnergyAndChargeBatteries)
     EXPECT_EQ(fact(sink, "POWER:BAT0", "Current"), "-") << "where energy is counted it holds a power";
     for (Measured const& m :
          {Measured{"POWER:BAT0", "FullCapacity", 42.12}, Measured{"POWER:BAT0", "DesignVoltage", 10.8},
-          Measured{"POWER:BAT1", "FullCapacity", 8.548 * 7.6}, Measured{"POWER:BAT1", "Current", 4.52}})
+          Measured{"POWER:BAT0", "Power", 25.83}, Measured{"POWER:BAT1", "FullCapacity", 8.548123 * 7.6},
+          Measured{"POWER:BAT1", "Current", 4.52}, Measured{"POWER:BAT1", "Power", 34.35}})
         EXPECT_NEAR(measured(sink, m.location, m.key), m.value, 1e-9) << m.location << " " << m.key;
     auto const percent = [&sink](char const* location, std::string_view key) {
         for (auto const& [name, value] : sink.at(location)->properties)
@@ -173,7 +242,8 @@ TEST(Power, EnergyAndChargeBatteries)
     EXPECT_DOUBLE_EQ(percent("POWER:BAT0", "Charge"), 50);
     EXPECT_DOUBLE_EQ(percent("POWER:BAT0", "Health"), 50);
     EXPECT_DOUBLE_EQ(percent("POWER:BAT1", "Charge"), 68);
-    EXPECT_DOUBLE_EQ(percent("POWER:BAT1", "FullCharge"), 8.548);
+    EXPECT_EQ(fact(sink, "POWER:BAT1", "Health"), "95%") << "one decimal is enough";
+    EXPECT_DOUBLE_EQ(percent("POWER:BAT1", "FullCharge"), 8.548123);
     EXPECT_EQ(fact(sink, "POWER:AC", "Online"), "false");
 }
 

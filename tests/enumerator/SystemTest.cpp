@@ -17,6 +17,24 @@ RecordingSink discovered(Root const& root)
     return sink;
 }
 
+RecordingSink memoryOf(Root const& root)
+{
+    RecordingSink sink;
+    discoverMemory(root, sink);
+    return sink;
+}
+
+std::uint64_t bytes(RecordingSink const& sink, std::string_view key)
+{
+    if (DeviceDescription const* const memory = sink.at("Memory"))
+        for (auto const& [name, value] : memory->properties)
+            if (name == key)
+                return value.discreteMeasurement().value();
+    return 0;
+}
+
+constexpr char kTable[] = "sys/firmware/dmi/tables/DMI";
+
 std::string fact(RecordingSink const& sink, char const* location, char const* key)
 {
     return RecordingSink::property(sink.at(location), key);
@@ -80,7 +98,21 @@ TEST(System, TableAndKernelsCopyGiveTheSameDevices)
     EXPECT_EQ(root.reads().count("sys/class/dmi/id/sys_vendor"), 0u) << "one source is enough";
 }
 
-TEST(System, MemoryModules)
+TEST(System, SocketsStandOnTheFirstBoard)
+{
+    MemoryRoot root;
+    root.file(kTable, SmbiosTable()
+                          .add(2, {1, 2}, {"ACME", "Main"})
+                          .add(2, {1, 2}, {"ACME", "Riser"})
+                          .add(4, processorSocket(0x41))
+                          .add(4, processorSocket(0)) // empty
+                          .bytes());
+    RecordingSink const sink = discovered(root);
+    EXPECT_EQ(fact(sink, "SMBIOS:2", "ProcessorSockets"), "2");
+    EXPECT_EQ(fact(sink, "SMBIOS:2:1", "ProcessorSockets"), "-");
+}
+
+TEST(Memory, Modules)
 {
     MemoryRoot root;
     root.file("sys/firmware/dmi/tables/DMI",
@@ -89,10 +121,14 @@ TEST(System, MemoryModules)
                   .add(17, memoryDevice(0), {"ChannelB"})
                   .add(17, memoryDevice(4096), {"ChannelC", "BANK 1", "Undefined", "12AB34CD", "   "})
                   .bytes());
-    RecordingSink const sink = discovered(root);
+    RecordingSink const sink = memoryOf(root);
     ASSERT_EQ(sink.ofType(CapabilityImp::MemoryChip()).size(), 2u);
     EXPECT_EQ(fact(sink, "SMBIOS:17", "Size"), "8 GiB");
     EXPECT_EQ(fact(sink, "SMBIOS:17", "SerialNumber"), "-");
+    EXPECT_EQ(fact(sink, "SMBIOS:17", "Speed"), "3200") << "millions of transfers, all digits";
+    EXPECT_EQ(fact(sink, "SMBIOS:17", "ConfiguredSpeed"), "2933");
+    EXPECT_EQ(sink.at("SMBIOS:17")->parentLocator.toUtf8(), "Memory");
+    EXPECT_EQ(fact(sink, "Memory", "Size"), "12 GiB") << "without anything from the kernel";
     EXPECT_EQ(fact(sink, "SMBIOS:17:2", "SerialNumber"), "12AB34CD");
     EXPECT_EQ(fact(sink, "SMBIOS:17:2", "Manufacturer"), "-");
     EXPECT_EQ(fact(sink, "SMBIOS:17:2", "PartNumber"), "-");
@@ -123,17 +159,57 @@ TEST(Memory, CountsAreKibibytes)
     MemoryRoot root;
     root.file("proc/meminfo", "MemTotal:       32777916 kB\nMemAvailable:   30323716 kB\nSwapTotal: 0 kB\n"
                               "HugePages_Total:       0\nHugepagesize:       2048 kB\n");
-    RecordingSink sink;
-    discoverMemory(root, sink);
+    RecordingSink const sink = memoryOf(root);
     ASSERT_EQ(sink.devices.size(), 1u);
-    ASSERT_EQ(sink.devices[0].properties.front().first, std::string("Size"));
-    EXPECT_EQ(sink.devices[0].properties.front().second.discreteMeasurement().value(), 32777916ull * 1024);
+    EXPECT_EQ(bytes(sink, "UsableMemory"), 32777916ull * 1024);
+    EXPECT_EQ(bytes(sink, "Size"), 32777916ull * 1024) << "where nothing tells what is built in";
     EXPECT_EQ(fact(sink, "Memory", "HugePageSize"), "2 MiB");
 
     for (char const* useless : {"", "MemTotal: many kB\n", "MemTotal: 12 GB\n",
                                 "MemTotal: 18446744073709551615 kB\n", "MemFree: 1 kB\n"}) {
-        RecordingSink none;
-        discoverMemory(MemoryRoot().file("proc/meminfo", useless), none);
-        EXPECT_TRUE(none.devices.empty()) << useless;
+        EXPECT_TRUE(memoryOf(MemoryRoot().file("proc/meminfo", useless)).devices.empty()) << useless;
+    }
+}
+
+TEST(Memory, SizeIsWhatIsBuiltIn)
+{
+    constexpr std::uint64_t kMib = 1ull << 20;
+    struct Case
+    {
+        char const* what;
+        std::uint64_t usable, modules; ///< MiB; 0: not there
+        unsigned blocks;
+        char const* blockSize; ///< hexadecimal; null: not there
+        std::uint64_t size;    ///< MiB; 0: no such property
+    };
+    Case const cases[] = {
+        {"modules before blocks", 3900, 4096, 33, "8000000", 4096},
+        {"blocks where there are no modules", 3900, 0, 32, "8000000", 4096},
+        {"modules that cannot be all", 3900, 2048, 32, "8000000", 4096},
+        {"blocks that cannot be all", 3900, 0, 8, "8000000", 3900},
+        {"blocks of unknown size", 3900, 0, 32, nullptr, 3900},
+        {"nonsense", 3900, 0, 32, "-8000000", 3900},
+        {"product that does not fit", 3900, 0, 32, "ffffffffffffffff", 3900},
+        {"blocks alone", 0, 0, 32, "8000000", 4096},
+        {"blocks of unknown size alone", 0, 0, 32, nullptr, 0},
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.what);
+        MemoryRoot root;
+        if (c.usable)
+            root.file("proc/meminfo", "MemTotal: " + std::to_string(c.usable * 1024) + " kB\n");
+        if (c.modules)
+            root.file(kTable,
+                      SmbiosTable().add(17, memoryDevice(static_cast<std::uint16_t>(c.modules))).bytes());
+        for (unsigned block = 0; block < c.blocks; ++block)
+            root.file("sys/devices/system/memory/memory" + std::to_string(block * 3) + "/state", "online\n");
+        root.file("sys/devices/system/memory/memory_failure/total", "0\n");
+        if (c.blockSize)
+            root.file("sys/devices/system/memory/block_size_bytes", c.blockSize + std::string("\n"));
+        RecordingSink const sink = memoryOf(root);
+        ASSERT_TRUE(sink.at("Memory"));
+        EXPECT_EQ(bytes(sink, "Size"), c.size * kMib);
+        EXPECT_EQ(bytes(sink, "UsableMemory"), c.usable * kMib);
+        EXPECT_EQ(fact(sink, "Memory", "MemoryBlocks"), c.size ? "-" : "32");
     }
 }

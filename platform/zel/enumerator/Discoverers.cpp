@@ -12,16 +12,14 @@ using C = CapabilityImp;
 // One row a device class, in the order in which a person would describe a machine.
 constexpr Discoverer kDiscoverers[] = {
     {"system", &discoverSystem,
-     [] {
-         return C::System() | C::SystemBoard() | C::BIOS() | C::Firmware() | C::Chassis() | C::MemoryChip();
-     }},
+     [] { return C::System() | C::SystemBoard() | C::BIOS() | C::Firmware() | C::Chassis(); }},
     {"processors", &discoverProcessors,
      [] {
          return C::CPU() | C::CPUCore() | C::CPUThread() | C::CPUCache() | C::HT() | C::MultiCore() |
                 C::MMX() | C::SSE() | C::SSE2() | C::SSE3() | C::SSSE3() | C::PSE36() | C::AMD3DNOW() |
                 C::AMD3DNOWEXT() | C::AMDSSEMMX();
      }},
-    {"memory", &discoverMemory, [] { return C::Memory(); }},
+    {"memory", &discoverMemory, [] { return C::Memory() | C::MemoryChip(); }},
     {"buses and what hangs on them", &discoverHardware,
      [] {
          return C::PCI() | C::PCIBridge() | C::PCIHostBridge() | C::PCIISABridge() | C::PCIEISABridge() |

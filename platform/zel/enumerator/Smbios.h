@@ -77,9 +77,10 @@ private:
 struct SmbiosMemoryModule
 {
     unsigned instance = 0;
-    std::uint64_t bytes = 0; ///< 0: size not told
+    std::uint64_t bytes = 0;      ///< 0: size not told
+    std::uint16_t array = 0xFFFF; ///< handle of the array (type 16) that it belongs to
     std::optional<unsigned> totalWidth, dataWidth, ranks;
-    std::optional<std::uint64_t> transfersPerSecond, configuredTransfersPerSecond;
+    std::optional<unsigned> speed, configuredSpeed; ///< millions of transfers a second
     std::optional<double> volts;
     std::optional<std::string> locator, bank, manufacturer, serial, assetTag, part, type, formFactor;
 
@@ -87,6 +88,43 @@ struct SmbiosMemoryModule
     static std::optional<SmbiosMemoryModule> from(SmbiosStructure const& structure);
 };
 
+/// What structure type 4 says about one processor socket.
+struct SmbiosProcessor
+{
+    enum class Status { Empty, Enabled, DisabledByUser, DisabledByFirmware, Idle, Unknown };
+
+    unsigned instance = 0;
+    Status status = Status::Unknown;
+    std::optional<std::string> socket, manufacturer, version, serial, assetTag, part;
+    std::optional<std::uint64_t> startHertz;  ///< at which the system started
+    std::optional<std::uint64_t> socketHertz; ///< highest that the socket takes, whatever sits in it
+    std::optional<unsigned> cores, threads;
+    std::optional<double> volts;
+
+    bool isPresent() const noexcept { return status != Status::Empty; }
+    bool isDisabled() const noexcept
+    {
+        return status == Status::DisabledByUser || status == Status::DisabledByFirmware;
+    }
+    /// "Enabled", "Disabled by firmware (self-test failed)"; nothing for an unknown one.
+    std::optional<std::string> statusText() const;
+
+    /// Nothing for a coprocessor.
+    static std::optional<SmbiosProcessor> from(SmbiosStructure const& structure);
+};
+
+/// What all structures of type 16 that are for system memory, and the modules in them, say together.
+struct SmbiosMemory
+{
+    std::optional<std::uint64_t> installed; ///< bytes; absent when a module does not tell its size
+    std::optional<std::uint64_t> maximum;   ///< bytes that the slots can take
+    std::optional<unsigned> slots;
+    unsigned filledSlots = 0;
+    std::optional<std::string> errorCorrection; ///< "Multi-bit ECC"
+};
+
+ZEL_EXPORT std::vector<SmbiosProcessor> smbiosProcessors(Smbios const& smbios);
+ZEL_EXPORT SmbiosMemory smbiosMemory(Smbios const& smbios);
 /// "Notebook", "Tower" ... by the standard's number; nothing for unknown ones.
 ZEL_EXPORT std::optional<std::string> smbiosChassisType(unsigned number);
 /// "xxxxxxxx-xxxx-..." of a system structure; nothing when not set.

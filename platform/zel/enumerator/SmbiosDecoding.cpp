@@ -90,14 +90,13 @@ std::optional<unsigned> width(std::optional<std::uint16_t> field)
     return field && *field != 0 && *field != 0xFFFF ? std::optional<unsigned>(*field) : std::nullopt;
 }
 
-/// Millions of transfers a second, in transfers; rates beyond 65534 stand in a wider field.
-std::optional<std::uint64_t> rate(SmbiosStructure const& structure, std::size_t offset,
-                                  std::size_t wideOffset)
+/// Millions of transfers a second; rates beyond 65534 stand in a wider field.
+std::optional<unsigned> speedOf(SmbiosStructure const& structure, std::size_t offset, std::size_t wideOffset)
 {
-    std::uint64_t millions = structure.word(offset).value_or(0);
+    unsigned millions = structure.word(offset).value_or(0);
     if (millions == 0xFFFF)
         millions = structure.doubleWord(wideOffset).value_or(0) & 0x7FFFFFFFu;
-    return millions == 0 ? std::nullopt : std::optional(millions * 1'000'000);
+    return millions == 0 ? std::nullopt : std::optional(millions);
 }
 
 } // namespace
@@ -110,20 +109,21 @@ std::optional<SmbiosMemoryModule> SmbiosMemoryModule::from(SmbiosStructure const
     SmbiosMemoryModule module;
     module.instance = structure.instance();
     module.bytes = *size;
+    module.array = structure.word(0x04).value_or(0xFFFF);
     module.totalWidth = width(structure.word(0x08));
     module.dataWidth = width(structure.word(0x0A));
     module.formFactor = nameOf(kFormFactors, structure.byte(0x0E));
     module.locator = text::meaningful(structure.text(0x10));
     module.bank = text::meaningful(structure.text(0x11));
     module.type = nameOf(kMemoryTypes, structure.byte(0x12));
-    module.transfersPerSecond = rate(structure, 0x15, 0x54);
+    module.speed = speedOf(structure, 0x15, 0x54);
     module.manufacturer = text::meaningful(structure.text(0x17));
     module.serial = text::meaningful(structure.text(0x18));
     module.assetTag = text::meaningful(structure.text(0x19));
     module.part = text::meaningful(structure.text(0x1A));
     if (unsigned const ranks = structure.byte(0x1B).value_or(0) & 0x0Fu; ranks != 0)
         module.ranks = ranks;
-    module.configuredTransfersPerSecond = rate(structure, 0x20, 0x58);
+    module.configuredSpeed = speedOf(structure, 0x20, 0x58);
     if (unsigned const millivolts = structure.word(0x26).value_or(0); millivolts != 0)
         module.volts = millivolts / 1000.0;
     return module;

@@ -126,6 +126,9 @@ bool isPlaceholder(std::string_view lower)
         "9876543210",
         "012345678900",
         "00000000",
+        "bsn12345678901234567",
+        "csn12345678901234567",
+        "atn12345678901234567",
     };
     if (std::find(kPlaceholders.begin(), kPlaceholders.end(), lower) != kPlaceholders.end())
         return true;
@@ -136,6 +139,8 @@ bool isPlaceholder(std::string_view lower)
                                              "array_partnumber", "array1_partnumber", "manufacturer",
                                              "modulepartnumber", "moduleserialnumber"};
     if (word.size() != lower.size() && std::find(kNumbered.begin(), kNumbered.end(), word) != kNumbered.end())
+        return true;
+    if (lower.starts_with("dimm") && lower.ends_with("_assettag")) // "Dimm0_AssetTag"
         return true;
     // "...", "00000000", "0x00000000", "FFFFFFFF", "xxxxxxx", "--------": one filler sign over and over.
     std::string_view const signs = lower.starts_with("0x") && lower.size() > 2 ? lower.substr(2) : lower;

@@ -33,9 +33,8 @@ void addModule(SmbiosMemoryModule const& module, DeviceSink& sink)
     device.add("AssetTag", module.assetTag);
     device.add("MemoryType", module.type);
     device.add("FormFactor", module.formFactor);
-    device.add("TransferRate", measure::amount(UnitType::HERTZ(), module.transfersPerSecond));
-    device.add("ConfiguredTransferRate",
-               measure::amount(UnitType::HERTZ(), module.configuredTransfersPerSecond));
+    device.add("Speed", module.speed);
+    device.add("ConfiguredSpeed", module.configuredSpeed);
     device.add("DataWidth", measure::bits(module.dataWidth));
     device.add("TotalWidth", measure::bits(module.totalWidth));
     device.add("RankCount", module.ranks);

@@ -2,6 +2,9 @@
 // Units of kernel sensor files (Documentation/hwmon/sysfs-interface): thousandths of a degree and of a volt.
 
 #include <zel/enumerator/Measures.h>
+#include <zel/enumerator/Text.h>
+
+#include <string>
 
 namespace zel::sensor {
 
@@ -14,6 +17,15 @@ inline measure::Reading celsius(std::optional<std::int64_t> millidegrees)
     if (!millidegrees || *millidegrees < kLowest || *millidegrees > kHighest)
         return std::nullopt;
     return measure::reading(UnitType::CELSIUS(), static_cast<double>(*millidegrees) / 1000, 1);
+}
+
+/// Why a sensor has no reading, from what its file holds: for people.
+inline char const* silence(std::optional<std::string> const& content)
+{
+    if (!content)
+        return "No reading: the sensor does not answer";
+    return text::toNumber(*content) ? "No reading: the value is out of range"
+                                    : "No reading: the value is no number";
 }
 
 inline measure::Reading volts(std::optional<std::int64_t> millivolts)

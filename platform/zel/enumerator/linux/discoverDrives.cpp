@@ -9,6 +9,7 @@
 #include <zel/enumerator/Measures.h>
 #include <zel/enumerator/Text.h>
 #include <zel/enumerator/linux/Drive.h>
+#include <zel/enumerator/linux/DriveConnection.h>
 #include <zel/enumerator/linux/MountedDevices.h>
 
 namespace zel {
@@ -105,6 +106,7 @@ void describe(DeviceDescription& device, HardwareTree& tree, Drive const& drive)
     addText(device, "Model", identity.model);
     addText(device, "SerialNumber", identity.serial);
     addText(device, "FirmwareVersion", identity.firmware);
+    addConnection(device, tree, drive);
 }
 
 void addMount(DeviceDescription& device, Mount const* mount)

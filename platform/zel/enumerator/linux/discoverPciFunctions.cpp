@@ -1,10 +1,13 @@
 // PCI functions: bridges, controllers, graphics cards. Reads, beyond what the tree holds,
-// sys/bus/pci/devices/*/ {revision,max_link_width,max_link_speed,current_link_width,current_link_speed}.
+// sys/bus/pci/devices/*/ {revision,max_link_width,max_link_speed,current_link_width,current_link_speed,
+// mem_info_vram_total}.
 // Needs no privilege. `config` is left alone: reading it wakes a sleeping device.
 #include <zel/enumerator/linux/HardwareTree.h>
 
 #include <zel/enumerator/Describe.h>
+#include <zel/enumerator/Measures.h>
 #include <zel/enumerator/Text.h>
+#include <zel/enumerator/linux/PciLink.h>
 
 #include <array>
 #include <cstdio>
@@ -12,31 +15,6 @@
 namespace zel {
 
 namespace {
-
-constexpr std::int64_t kMaxLinkWidth = 32; // 255: the kernel could not ask the device
-
-/// Only functions on PCI Express have the link's attributes.
-void addLink(DeviceDescription& device, Root const& root, std::string const& folder)
-{
-    auto const width = [&](char const* name) -> std::optional<std::uint32_t> {
-        auto const number = root.number(folder + name);
-        return number && *number > 0 && *number <= kMaxLinkWidth
-                   ? std::optional(static_cast<std::uint32_t>(*number))
-                   : std::nullopt;
-    };
-    auto const speed = [&](char const* name) -> std::optional<String> {
-        auto const line = root.text(folder + name);
-        return line && !line->starts_with("Unknown") ? std::optional(String(*line)) : std::nullopt;
-    };
-    auto const maximum = width("max_link_width");
-    if (!maximum)
-        return;
-    device.capabilities |= CapabilityImp::PCIExpress();
-    device.add("MaximumLinkWidth", maximum);
-    device.add("MaximumLinkSpeed", speed("max_link_speed"));
-    device.add("LinkWidth", width("current_link_width"));
-    device.add("LinkSpeed", speed("current_link_speed"));
-}
 
 void addIds(DeviceDescription& device, PciFunction const& function)
 {
@@ -97,7 +75,11 @@ void discoverPciFunctions(HardwareTree& tree, DeviceSink& sink)
             device.add("Driver", std::optional(String(*function.driver)));
         if (auto const revision = tree.root().text(function.path + "/revision"))
             device.add("Revision", std::optional(String(*revision)));
-        addLink(device, tree.root(), function.path + "/");
+        if (addPciLink(device, tree.root(), function.path))
+            device.capabilities |= CapabilityImp::PCIExpress();
+        if (device.type == CapabilityImp::VideoCard()) // amdgpu tells it, other drivers do not
+            if (auto const bytes = tree.root().text(function.path + "/mem_info_vram_total"))
+                device.add("VideoMemory", measure::bytes(text::toUnsigned(*bytes)));
         sink.add(std::move(device));
     }
 }

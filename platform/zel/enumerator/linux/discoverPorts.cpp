@@ -1,4 +1,4 @@
-// Serial and parallel ports. Reads sys/class/tty/ttyS*/{type,port,iomem_base,irq} and
+// Serial and parallel ports. Reads sys/class/tty/tty*/{type,port,iomem_base,irq} and
 // proc/sys/dev/parport/parport*/{base-addr,irq}. Some of the first need the administrator on old kernels.
 #include <zel/enumerator/linux/HardwareTree.h>
 
@@ -47,6 +47,29 @@ void addInterrupt(DeviceDescription& device, std::optional<std::int64_t> number)
         device.add("Interrupt", narrow(number));
 }
 
+/// The driver of the port; below a chip with several, Linux 6.5 puts a "port" that has no driver worth a
+/// name.
+std::optional<std::string> driverOf(Root const& root, std::string const& folder)
+{
+    auto driver = root.linkName(folder + "device/driver");
+    return driver == "port" ? root.linkName(folder + "device/../../driver") : driver;
+}
+
+DeviceDescription describeSerial(HardwareTree& tree, std::string const& name, DevicePath const& place)
+{
+    DeviceDescription device;
+    device.type = C::SerialPort();
+    device.capabilities = C::SerialPort() | C::Port() | C::Hardware();
+    device.description = "Serial port";
+    device.osLocator = String("/dev/" + name);
+    tree.placeBelowController(device, place);
+    tree.addBus(device, place);
+    if (auto const driver = driverOf(tree.root(), "sys/class/tty/" + name + "/"))
+        device.add("Driver", std::optional(String(*driver)));
+    return device;
+}
+
+/// A port of the PC (ttyS) or of a chip of the platform (ttyAMA).
 void addSerial(HardwareTree& tree, DeviceSink& sink, std::string const& name, unsigned index)
 {
     Root const& root = tree.root();
@@ -57,25 +80,43 @@ void addSerial(HardwareTree& tree, DeviceSink& sink, std::string const& name, un
     DevicePath const place = DevicePath::parse(root.resolve("sys/class/tty/" + name).value_or(""));
     if (!isReal(type, place))
         return;
-    auto ioAddress = address32(root.hexadecimal(folder + "port"));
+    auto const ioAddress = address32(root.hexadecimal(folder + "port"));
     auto const memory = ioAddress ? std::nullopt : address32(root.hexadecimal(folder + "iomem_base"));
-    unsigned const address = ioAddress.value_or(memory.value_or(0));
+    auto const address = ioAddress ? ioAddress : memory;
 
-    DeviceDescription device;
-    device.type = C::SerialPort();
-    device.capabilities = C::SerialPort() | C::Port() | C::Hardware();
-    device.name = String("Serial port ") + String::number(index + 1);
-    device.description = "Serial port";
-    device.osLocator = String("/dev/" + name);
-    Location const location = location::com(static_cast<int>(index + 1), address);
-    tree.placeAt(device, location.text, "COM");
-    tree.placeBelowController(device, place);
-    tree.addBus(device, place);
-    if (char const* const chip = chipName(type.value_or(0)); *chip)
+    DeviceDescription device = describeSerial(tree, name, place);
+    String const number = String::number(index + 1);
+    bool const isPc = name.starts_with("ttyS");
+    device.name = String("Serial port ") + (isPc ? number : String(name.substr(3)));
+    auto const platform = busLocation(place);
+    if (address && isPc)
+        tree.placeAt(device, location::com(static_cast<int>(index + 1), *address).text, "COM");
+    else if (isPc || platform.first.empty())
+        tree.placeAt(device, String("COM:") + number, "COM");
+    else
+        tree.placeAt(device, platform.first, platform.second);
+    if (char const* const chip = chipName(isPc ? type.value_or(0) : 0); *chip)
         device.add("Chip", std::optional(String(chip)));
     device.add("IoAddress", measure::amount(UnitType::HEXADECIMAL32(), ioAddress));
     device.add("MemoryAddress", measure::amount(UnitType::HEXADECIMAL32(), memory));
     addInterrupt(device, root.number(folder + "irq"));
+    sink.add(std::move(device));
+}
+
+/// A port of an adapter, modem or board on USB (ttyUSB, ttyACM); those of an adapter with several are its
+/// interfaces.
+void addUsbSerial(HardwareTree& tree, DeviceSink& sink, std::string const& name, char const* description)
+{
+    DevicePath const place = DevicePath::parse(tree.root().resolve("sys/class/tty/" + name).value_or(""));
+    if (place.components.empty() || place.isVirtual)
+        return;
+    DeviceDescription device = describeSerial(tree, name, place);
+    std::string const carrier = tree.controllerName(place);
+    device.name = carrier.empty() ? String(description) : String(carrier);
+    device.description = description;
+    auto const [location, busClass] = busLocation(place);
+    std::uint32_t const interface = place.usbInterface.value_or(0);
+    tree.placeAt(device, interface == 0 ? location : location + ":" + String::number(interface), busClass);
     sink.add(std::move(device));
 }
 
@@ -102,9 +143,15 @@ void addParallel(HardwareTree& tree, DeviceSink& sink, std::string const& name, 
 
 void discoverPorts(HardwareTree& tree, DeviceSink& sink)
 {
-    for (std::string const& name : tree.root().list("sys/class/tty"))
-        if (auto const index = text::indexAfter(name, "ttyS"); index && *index < kMaxPort)
-            addSerial(tree, sink, name, *index);
+    for (std::string const& name : tree.root().list("sys/class/tty")) {
+        for (char const* prefix : {"ttyS", "ttyAMA"})
+            if (auto const index = text::indexAfter(name, prefix); index && *index < kMaxPort)
+                addSerial(tree, sink, name, *index);
+        if (text::indexAfter(name, "ttyUSB"))
+            addUsbSerial(tree, sink, name, "USB serial port");
+        else if (text::indexAfter(name, "ttyACM"))
+            addUsbSerial(tree, sink, name, "USB modem or serial port");
+    }
     for (std::string const& name : tree.root().list("proc/sys/dev/parport"))
         if (auto const index = text::indexAfter(name, "parport"); index && *index < kMaxPort)
             addParallel(tree, sink, name, *index);

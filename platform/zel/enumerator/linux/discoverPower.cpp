@@ -7,6 +7,7 @@
 #include <zel/enumerator/Text.h>
 
 #include <algorithm>
+#include <cmath>
 
 namespace zel {
 
@@ -39,6 +40,12 @@ public:
         auto const count = number(attribute);
         return count && *count >= 0 ? Number(static_cast<double>(*count) / 1e6) : std::nullopt;
     }
+    /// As millionths, where some drivers tell the direction by the sign; Status tells it already.
+    Number flow(char const* attribute) const
+    {
+        auto const count = number(attribute);
+        return count ? Number(std::abs(static_cast<double>(*count)) / 1e6) : std::nullopt;
+    }
     bool has(char const* attribute) const
     {
         return std::find(m_attributes.begin(), m_attributes.end(), attribute) != m_attributes.end();
@@ -53,9 +60,11 @@ private:
     std::vector<std::string> m_attributes;
 };
 
+/// With one decimal: a battery's gauge is not that exact.
 std::optional<ValueImp> percent(Number value)
 {
-    return value ? std::optional(ValueImp(*value, DataTypeImp::PERCENT())) : std::nullopt;
+    return value ? std::optional(ValueImp(std::round(*value * 10) / 10, DataTypeImp::PERCENT()))
+                 : std::nullopt;
 }
 std::optional<ValueImp> real(Number value)
 {
@@ -101,9 +110,13 @@ void addCapacities(Supply const& supply, DeviceDescription& device)
     device.add("FullCharge", real(charge.full));
     device.add("RemainingCharge", real(charge.now));
     device.add("DesignVoltage", measure::reading(UnitType::VOLTS(), volts, 3));
-    // Old ACPI drivers that count energy put the power, not the current, into current_now.
-    if (&counted == &charge)
-        device.add("Current", measure::reading(UnitType::AMPS(), supply.millionths("current_now"), 3));
+    // Before Linux 2.6.36 drivers that count energy had no power_now and put the power into current_now.
+    Number power = supply.flow("power_now"), current = supply.flow("current_now");
+    if (&counted == &energy && !power)
+        std::swap(power, current);
+    device.add("Voltage", measure::reading(UnitType::VOLTS(), supply.millionths("voltage_now"), 3));
+    device.add("Current", measure::reading(UnitType::AMPS(), current, 3));
+    device.add("Power", measure::reading(UnitType::WATTS(), power, 2));
 }
 
 DeviceDescription describe(Supply const& supply, C const& type, std::optional<std::string> const& kind)
@@ -136,7 +149,6 @@ void addBattery(Supply const& supply, std::optional<std::string> const& kind, De
     device.add("Present", truth(present));
     device.add("Status", supply.text("status"));
     addCapacities(supply, device);
-    device.add("Voltage", measure::reading(UnitType::VOLTS(), supply.millionths("voltage_now"), 3));
     device.add("CycleCount", narrow(supply.number("cycle_count")));
     sink.add(std::move(device));
 }

@@ -1,5 +1,6 @@
 // Processor packages with their cores, threads and caches.
-// Reads /proc/cpuinfo and, in /sys/devices/system/cpu, online, cpu*/topology, cpu*/cache, cpu*/cpufreq.
+// Reads /proc/cpuinfo and, in /sys/devices/system/cpu, online, cpu*/topology, cpu*/cache, cpu*/cpufreq;
+// the firmware's table for what it knows of sockets.
 
 #include <zel/enumerator/CpuInfo.h>
 #include <zel/enumerator/Describe.h>
@@ -7,8 +8,11 @@
 #include <zel/enumerator/Measures.h>
 #include <zel/enumerator/Text.h>
 #include <zel/enumerator/linux/CpuTopology.h>
+#include <zel/enumerator/linux/FirmwareProcessors.h>
+#include <zel/enumerator/linux/SmbiosTables.h>
 
 #include <algorithm>
+#include <numeric>
 
 namespace zel {
 
@@ -72,13 +76,20 @@ public:
         : m_root(root), m_info(info), m_sink(sink)
     {}
 
-    void add(CpuPackage const& package)
+    /// `socket`: where the firmware says that the package sits; null when it does not.
+    void add(CpuPackage const& package, SmbiosProcessor const* socket)
     {
         m_label = "CPU " + std::to_string(package.number);
         m_location = location::cpu(static_cast<int>(package.number)).text.toUtf8();
-        addPackage(package);
+        // Cores of one package may differ; the package has the lowest and the highest.
+        std::vector<Clocks> clocks;
         for (CpuCore const& core : package.cores)
-            addCore(core);
+            clocks.push_back(clocksOf(core.threads.front()));
+        if (clocks.empty())
+            clocks.push_back(clocksOf(package.threads.front()));
+        addPackage(package, socket, together(clocks));
+        for (std::size_t i = 0; i < package.cores.size(); ++i)
+            addCore(package.cores[i], clocks[i]);
         for (unsigned const thread : package.threads)
             addThread(thread, package);
         for (CpuCache const& cache : package.caches)
@@ -86,14 +97,41 @@ public:
     }
 
 private:
+    struct Clocks
+    {
+        measure::Count minimum, maximum; ///< hertz
+    };
+
     /// A clock in cpufreq, which counts in kHz.
-    measure::Amount clock(unsigned processor, char const* attribute) const
+    measure::Count clock(unsigned processor, char const* attribute) const
     {
         auto const kilohertz =
             m_root.number("sys/devices/system/cpu/cpu" + std::to_string(processor) + "/cpufreq/" + attribute);
-        return kilohertz && *kilohertz > 0
-                   ? measure::hertz(measure::scaled(static_cast<std::uint64_t>(*kilohertz), 1000))
-                   : std::nullopt;
+        return kilohertz && *kilohertz > 0 ? measure::scaled(static_cast<std::uint64_t>(*kilohertz), 1000)
+                                           : std::nullopt;
+    }
+
+    Clocks clocksOf(unsigned processor) const
+    {
+        return {clock(processor, "cpuinfo_min_freq"), clock(processor, "cpuinfo_max_freq")};
+    }
+
+    static Clocks together(std::vector<Clocks> const& all)
+    {
+        Clocks result;
+        for (Clocks const& one : all) {
+            if (one.minimum && (!result.minimum || *one.minimum < *result.minimum))
+                result.minimum = one.minimum;
+            if (one.maximum && (!result.maximum || *one.maximum > *result.maximum))
+                result.maximum = one.maximum;
+        }
+        return result;
+    }
+
+    static void addClocks(Clocks const& clocks, DeviceDescription& device)
+    {
+        device.add("MinimumClock", measure::hertz(clocks.minimum));
+        device.add("MaximumClock", measure::hertz(clocks.maximum));
     }
 
     DeviceDescription part(C const& type, std::string const& name, char const* description,
@@ -109,7 +147,7 @@ private:
         return device;
     }
 
-    void addPackage(CpuPackage const& package)
+    void addPackage(CpuPackage const& package, SmbiosProcessor const* socket, Clocks const& clocks)
     {
         CpuFacts const facts = m_info.facts(package.threads.front());
         DeviceDescription device;
@@ -135,23 +173,24 @@ private:
         device.properties.emplace_back("ThreadCount",
                                        ValueImp(static_cast<unsigned>(package.threads.size())));
         device.properties.emplace_back("LogicalProcessors", numbersOf(package.threads));
-        device.add("MinimumClock", clock(package.threads.front(), "cpuinfo_min_freq"));
+        addClocks(clocks, device);
+        if (socket)
+            FirmwareProcessors::addFacts(*socket, device);
         device.add("Flags", flagsOf(facts));
         m_sink.add(std::move(device));
     }
 
-    void addCore(CpuCore const& core)
+    void addCore(CpuCore const& core, Clocks const& clocks)
     {
         unsigned const first = core.threads.front();
         DeviceDescription device = part(C::CPUCore(), "core " + std::to_string(first), "Processor core",
                                         "CORE:" + std::to_string(first));
         device.osLocator = processorNames(core.threads);
-        // Cores of one package may differ, so model and clock are told of each.
-        device.add("Model", m_info.model(first));
+        device.add("Model", m_info.model(first)); // of each: cores of one package may differ
         device.add("CoreId", idOf(core.id));
         device.properties.emplace_back("ThreadCount", ValueImp(static_cast<unsigned>(core.threads.size())));
         device.properties.emplace_back("LogicalProcessors", numbersOf(core.threads));
-        device.add("MaximumClock", clock(first, "cpuinfo_max_freq"));
+        addClocks(clocks, device);
         m_sink.add(std::move(device));
     }
 
@@ -167,7 +206,7 @@ private:
         device.properties.emplace_back("LogicalProcessor", ValueImp(thread));
         // cpuinfo's clocks are there already; cpufreq may measure for milliseconds when it is asked.
         auto const hertz = measure::hertz(m_info.hertz(thread));
-        device.add("CurrentClock", hertz ? hertz : clock(thread, "scaling_cur_freq"));
+        device.add("CurrentClock", hertz ? hertz : measure::hertz(clock(thread, "scaling_cur_freq")));
         m_sink.add(std::move(device));
     }
 
@@ -208,8 +247,16 @@ void discoverProcessors(Root const& root, DeviceSink& sink)
 {
     CpuInfo const info(root.read("proc/cpuinfo", kCpuInfoLimit).value_or(""));
     Describer describer(root, info, sink);
-    for (CpuPackage const& package : readCpuTopology(root, info))
-        describer.add(package);
+    auto const packages = readCpuTopology(root, info);
+    FirmwareProcessors const firmware(readSmbios(root));
+    std::vector<std::size_t> order(packages.size()); // by number, as firmware counts sockets
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    std::sort(order.begin(), order.end(), [&packages](std::size_t left, std::size_t right) {
+        return packages[left].number < packages[right].number;
+    });
+    for (std::size_t place = 0; place < order.size(); ++place)
+        describer.add(packages[order[place]], firmware.ofPackage(place, packages.size()));
+    firmware.addOthers(packages.size(), sink);
 }
 
 } // namespace zel

@@ -1,12 +1,15 @@
 // Temperature and voltage sensors and fans of hardware monitoring chips.
-// Reads /sys/class/hwmon/hwmon*: name, temp*, in*, fan*; before Linux 2.6.31 these stood in hwmon*/device.
+// Reads /sys/class/hwmon/hwmon*: name, temp*, in*, fan*; before Linux 2.6.31 these stood in hwmon*/device. Of
+// the drive that a chip belongs to: model.
 
 #include <zel/enumerator/Describe.h>
+#include <zel/enumerator/DevicePath.h>
 #include <zel/enumerator/Discoverers.h>
 #include <zel/enumerator/Text.h>
 #include <zel/enumerator/linux/SensorReading.h>
 
 #include <algorithm>
+#include <map>
 #include <set>
 
 namespace zel {
@@ -19,9 +22,12 @@ constexpr char kClass[] = "sys/class/hwmon/";
 
 struct Chip
 {
-    std::string folder; ///< where the attributes stand, with a slash at the end
-    std::string name;   ///< "k10temp"
-    std::string key;    ///< unique on the machine: "k10temp:0000:00:18.3"
+    std::string folder;                ///< where the attributes stand, with a slash at the end
+    std::string name;                  ///< "k10temp"
+    std::string key;                   ///< unique on the machine: "k10temp:0000:00:18.3"
+    std::string number;                ///< "hwmon3"
+    std::optional<std::string> device; ///< name of what the chip belongs to: "0000:00:18.3"
+    std::string title; ///< what people call it: "k10temp 0000:00:18.3", "nvme0 KINGSTON SKC1000240G"
     std::set<std::string> attributes;
 };
 
@@ -36,6 +42,10 @@ public:
     std::optional<std::int64_t> number(char const* what) const
     {
         return has(what) ? m_root.number(path(what)) : std::nullopt;
+    }
+    std::optional<std::string> text(char const* what) const
+    {
+        return has(what) ? m_root.text(path(what)) : std::nullopt;
     }
     std::optional<std::string> label() const
     {
@@ -90,12 +100,22 @@ constexpr Kind kKinds[] = {
     {"fan", &C::Fan, "Fan", "FanSpeed", &addFan},
 };
 
+/// What is wrong with the input, if anything.
+std::optional<char const*> statusOf(Input const& input, bool reads)
+{
+    if (input.number("fault") == 1)
+        return "The chip reports that the sensor is faulty or not connected";
+    if (reads)
+        return std::nullopt;
+    return input.number("enable") == 0 ? "Switched off" : sensor::silence(input.text("input"));
+}
+
 void addInput(Input const& input, Kind const& kind, DeviceSink& sink)
 {
     DeviceDescription device;
     device.type = kind.type();
     device.capabilities = kind.type() | C::Hardware();
-    device.name = String(input.chip().name + " " + input.label().value_or(input.name()));
+    device.name = String(input.chip().title + " " + input.label().value_or(input.name()));
     device.description = kind.description;
     device.osLocator = String("/" + input.path("input"));
     placeAt(device, "HWMON:" + input.chip().key + ":" + input.name(), "HWMON");
@@ -104,8 +124,10 @@ void addInput(Input const& input, Kind const& kind, DeviceSink& sink)
     // The first property, where there is one, is the reading itself.
     bool const reads =
         !device.properties.empty() && device.properties.front().first == std::string_view(kind.reading);
-    if (!reads || input.number("fault") == 1)
+    auto const status = statusOf(input, reads);
+    if (status)
         device.state = DeviceStateImp::OTHER();
+    device.add("Status", status);
     device.properties.emplace_back("Chip", ValueImp(String(input.chip().name)));
     sink.add(std::move(device));
 }
@@ -134,26 +156,61 @@ std::set<std::string> namesIn(Root const& root, std::string const& folder)
     return {names.begin(), names.end()};
 }
 
+Chip readChip(Root const& root, std::string const& number)
+{
+    Chip chip;
+    chip.number = number;
+    chip.folder = kClass + number + "/";
+    chip.attributes = namesIn(root, chip.folder);
+    chip.device = root.linkName(chip.folder + "device");
+    if (chip.attributes.count("name") == 0 && chip.attributes.count("device") != 0) {
+        chip.folder += "device/";
+        chip.attributes = namesIn(root, chip.folder);
+    }
+    chip.name = text::meaningful(root.text(chip.folder + "name")).value_or(number);
+    return chip;
+}
+
+/// Names of the drive that a chip belongs to, for the kernel and for people; nothing when it is no drive.
+std::optional<std::string> driveTitle(Root const& root, Chip const& chip)
+{
+    std::string const link = kClass + chip.number + "/device";
+    bool const isNvme = text::indexAfter(*chip.device, "nvme").has_value();
+    if (!isNvme && !ScsiAddress::parse(*chip.device))
+        return std::nullopt;
+    auto const folder = root.resolve(link); // as the drive's own record names it, so that it is read once
+    auto const model = folder ? text::meaningful(root.text(*folder + "/model")) : std::nullopt;
+    auto const blocks = folder && !isNvme ? root.list(*folder + "/block") : std::vector<std::string>();
+    std::string const name = isNvme ? *chip.device : blocks.empty() ? chip.name : blocks.front();
+    return joinedName({name, model}, "").toUtf8();
+}
+
+/// `namesakes`: chips of that name on the machine.
+std::string titleOf(Root const& root, Chip const& chip, std::size_t namesakes)
+{
+    if (!chip.device)
+        return namesakes > 1 ? chip.name + " " + chip.number : chip.name;
+    if (auto const drive = driveTitle(root, chip))
+        return *drive;
+    bool const isNamed = namesakes > 1 || PciAddress::parse(*chip.device);
+    return isNamed ? chip.name + " " + *chip.device : chip.name;
+}
+
 } // namespace
 
 void discoverSensors(Root const& root, DeviceSink& sink)
 {
+    std::vector<Chip> chips;
+    std::map<std::string, std::size_t> names;
+    for (std::string const& number : root.list(kClass))
+        if (text::indexAfter(number, "hwmon"))
+            ++names[chips.emplace_back(readChip(root, number)).name];
     std::set<std::string> keys;
-    for (std::string const& number : root.list(kClass)) {
-        if (!text::indexAfter(number, "hwmon"))
-            continue;
-        Chip chip;
-        chip.folder = kClass + number + "/";
-        chip.attributes = namesIn(root, chip.folder);
-        auto const device = root.linkName(chip.folder + "device");
-        if (chip.attributes.count("name") == 0 && chip.attributes.count("device") != 0) {
-            chip.folder += "device/";
-            chip.attributes = namesIn(root, chip.folder);
-        }
-        chip.name = text::meaningful(root.text(chip.folder + "name")).value_or(number);
-        chip.key = chip.name + ":" + device.value_or(number);
+    for (Chip& chip : chips) {
+        chip.title = titleOf(root, chip, names[chip.name]);
+        chip.key = chip.name + ":" + chip.device.value_or(chip.number);
         if (!keys.insert(chip.key).second) // two chips of one kind on one device
-            chip.key += ":" + number;
+            chip.key += ":" + chip.number;
         addChip(root, chip, sink);
     }
 }

@@ -1,4 +1,4 @@
-// The machine as a whole, its board, firmware, chassis and memory modules.
+// The machine as a whole, its board, firmware and chassis.
 // Reads /sys/firmware/dmi/tables (administrators only), /sys/class/dmi/id for what the tables did not tell,
 // /proc/sys/kernel, /proc/version, /etc/os-release and, where there is no DMI, the device tree's model.
 
@@ -7,7 +7,7 @@
 #include <zel/enumerator/Measures.h>
 #include <zel/enumerator/Smbios.h>
 #include <zel/enumerator/Text.h>
-#include <zel/enumerator/linux/MemoryModules.h>
+#include <zel/enumerator/linux/SmbiosTables.h>
 
 namespace zel {
 
@@ -128,7 +128,8 @@ void addSystem(Root const& root, Smbios const& smbios, DeviceSink& sink)
         sink.add(std::move(system));
 }
 
-void addBoard(Facts facts, DeviceSink& sink)
+/// Processor sockets stand on the first board: no structure tells on which of several.
+void addBoard(Facts facts, std::size_t sockets, DeviceSink& sink)
 {
     DeviceDescription board;
     board.type = C::SystemBoard();
@@ -144,6 +145,8 @@ void addBoard(Facts facts, DeviceSink& sink)
     board.add("Version", facts.text(0x06, "board_version"));
     board.add("SerialNumber", facts.text(0x07, "board_serial"));
     board.add("AssetTag", facts.text(0x08, "board_asset_tag"));
+    if (sockets > 0)
+        board.properties.emplace_back("ProcessorSockets", ValueImp(static_cast<unsigned>(sockets)));
     if (facts.any())
         sink.add(std::move(board));
 }
@@ -210,14 +213,13 @@ void forEach(Root const& root, Smbios const& smbios, std::uint8_t type, Add add)
 
 void discoverSystem(Root const& root, DeviceSink& sink)
 {
-    auto table = root.read("sys/firmware/dmi/tables/DMI");
-    auto const entryPoint = root.read("sys/firmware/dmi/tables/smbios_entry_point", 256);
-    Smbios const smbios(table ? std::move(*table) : std::string(), entryPoint.value_or(""));
+    Smbios const smbios = readSmbios(root);
+    std::size_t const sockets = smbiosProcessors(smbios).size();
     addSystem(root, smbios, sink);
-    forEach(root, smbios, kBoard, [&sink](Facts const& facts) { addBoard(facts, sink); });
+    forEach(root, smbios, kBoard,
+            [&](Facts const& facts) { addBoard(facts, facts.instance() == 0 ? sockets : 0, sink); });
     forEach(root, smbios, kBios, [&sink](Facts const& facts) { addBios(facts, sink); });
     forEach(root, smbios, kChassis, [&sink](Facts const& facts) { addChassis(facts, sink); });
-    addMemoryModules(smbios, sink);
 }
 
 } // namespace zel

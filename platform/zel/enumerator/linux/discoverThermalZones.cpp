@@ -1,4 +1,5 @@
-// Thermal zones. Reads /sys/class/thermal/thermal_zone*: type, temp, trip_point_*_type and _temp.
+// Thermal zones. Reads /sys/class/thermal/thermal_zone*: type, temp, mode,
+// trip_point_*_type and _temp.
 
 #include <zel/enumerator/Describe.h>
 #include <zel/enumerator/Discoverers.h>
@@ -47,10 +48,14 @@ void discoverThermalZones(Root const& root, DeviceSink& sink)
         device.osLocator = String("/" + zone.substr(0, zone.size() - 1));
         placeAt(device, "THERMAL:" + std::to_string(*number), "THERMAL");
         placeBelowSystem(device);
-        auto const temperature = sensor::celsius(root.number(zone + "temp"));
-        if (!temperature)
-            device.state = DeviceStateImp::OTHER(); // there, but tells nothing
+        auto const content = root.text(zone + "temp");
+        auto const temperature = sensor::celsius(content ? text::toNumber(*content) : std::nullopt);
         device.add("Temperature", temperature);
+        if (!temperature) { // there, but tells nothing
+            device.state = DeviceStateImp::OTHER();
+            bool const isOff = root.text(zone + "mode") == "disabled";
+            device.add("Status", std::optional(isOff ? "Switched off" : sensor::silence(content)));
+        }
         device.add("CriticalTemperature", sensor::celsius(criticalTrip(root, zone)));
         sink.add(std::move(device));
     }
