@@ -26,9 +26,8 @@ struct OpenedSource
     bool m_driveFailed = false;            ///< the error is the drive's, not a refusal
     bool m_direct = true;                  ///< false when the system offers no reading past its cache
     std::string m_place;                   ///< what was opened, or failed
-    /// Bytes; not zero when too little was free for a scratch file.
-    std::uint64_t m_wanted = 0;
-    std::uint64_t m_free = 0;
+    std::uint64_t m_wanted = 0;            ///< bytes; not zero when less was free for a scratch file
+    std::uint64_t m_free = 0; ///< bytes on its file system before it was written; zero when not known
 };
 
 /// Opens a block device. ENOTBLK for anything else.

@@ -94,7 +94,13 @@ Outcome fileFailed(TestHost& host, OpenedSource const& scratch, std::uint64_t si
                        {"FileMiB", std::to_string(size / kMebibyte)}}});
         return Outcome::CannotRun;
     }
-    host.problem({"StorageFileFailed", values});
+    if (scratch.m_error == ENOSPC && scratch.m_free > 0) {
+        host.problem(
+            {"StorageFilledUp",
+             {{"Directory", scratch.m_place}, {"FreeMiB", std::to_string(scratch.m_free / kMebibyte)}}});
+        return Outcome::CannotRun;
+    }
+    host.problem({scratch.m_error == EROFS ? "StorageReadOnly" : "StorageFileFailed", values});
     bool const refused = scratch.m_error == EPERM || scratch.m_error == EACCES;
     return refused ? Outcome::InsufficientPrivilege : Outcome::CannotRun;
 }

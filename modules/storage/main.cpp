@@ -161,6 +161,8 @@ int main(int argc, char** argv)
                          "StorageNoFileSystem",
                          "StorageFileFailed",
                          "StorageNoSpace",
+                         "StorageFilledUp",
+                         "StorageReadOnly",
                          "StorageWriteFailed",
                          "StorageFile",
                          "StorageCached",

@@ -270,7 +270,8 @@ OpenedSource makeScratchFileIn(std::string const& directory, std::uint64_t size,
     struct statvfs space = {};
     if (::statvfs(directory.c_str(), &space) != 0)
         return failedAt(ScratchStep::Making, errno, directory);
-    if (std::uint64_t const free = std::uint64_t(space.f_bavail) * space.f_frsize; free / 2 < size) {
+    std::uint64_t const free = std::uint64_t(space.f_bavail) * space.f_frsize;
+    if (free / 2 < size) {
         OpenedSource opened = failed(ENOSPC, directory);
         opened.m_free = free;
         opened.m_wanted = size * 2;
@@ -279,8 +280,11 @@ OpenedSource makeScratchFileIn(std::string const& directory, std::uint64_t size,
     Descriptor writing = makeNameless(directory);
     if (!writing)
         return failedAt(ScratchStep::Making, errno, directory);
-    if (int const error = writeContent(writing.get(), size, content, progress); error != 0)
-        return failedAt(ScratchStep::Writing, error, directory);
+    if (int const error = writeContent(writing.get(), size, content, progress); error != 0) {
+        OpenedSource opened = failedAt(ScratchStep::Writing, error, directory);
+        opened.m_free = free;
+        return opened;
+    }
     OpenedSource opened;
     opened.m_place = directory;
     std::string const itself = "/proc/self/fd/" + std::to_string(writing.get());

@@ -123,7 +123,7 @@ INSTANTIATE_TEST_SUITE_P(
         Choice{"readOnlyBeforeFull",
                {{ENOSPC}, {EROFS}},
                Outcome::CannotRun,
-               "StorageFileFailed Directory=1 Reason=Read-only",
+               "StorageReadOnly Directory=1 Reason=Read-only",
                2},
         Choice{"none", {}, Outcome::CannotRun, "StorageNoFileSystem", 0}),
     [](auto const& row) { return row.param.m_name; });
@@ -162,6 +162,22 @@ TEST(StorageTest, saysHowMuchSpaceIsWantedAndFree)
     EXPECT_EQ(runStorageTest(host, "/dev/drive", fileSettings(), access), Outcome::CannotRun);
     EXPECT_EQ(host.m_problems,
               std::vector<std::string>{"StorageNoSpace Directory=/full FreeMiB=5 WantedMiB=8 FileMiB=4"});
+}
+
+TEST(StorageTest, doesNotCallSpaceMissingThatWasThere)
+{
+    DriveAccess access;
+    access.m_directories = [](std::string const&) { return std::vector<std::string>{"/thin"}; };
+    access.m_make = [](std::string const& directory, auto&&...) {
+        OpenedSource opened;
+        opened.m_place = directory;
+        opened.m_error = ENOSPC;
+        opened.m_free = 100 << 20;
+        return opened;
+    };
+    ReportLog host;
+    EXPECT_EQ(runStorageTest(host, "/dev/drive", fileSettings(), access), Outcome::CannotRun);
+    EXPECT_EQ(host.m_problems, std::vector<std::string>{"StorageFilledUp Directory=/thin FreeMiB=100"});
 }
 
 TEST(StorageTest, namesTheWayOutOnlyWhereThereIsOne)
