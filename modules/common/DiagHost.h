@@ -35,7 +35,8 @@ public:
     void createTexts(std::span<LocalText const> texts);
 
     /// Says which test runs, by its name in the person's language; then runs the check and says how it went
-    /// in the library's terms.
+    /// in the library's terms. While a test is repeated for a minimum time, its name and its notes are said
+    /// in the first pass only; faults, problems and warnings in each.
     TestResult run(std::function<Outcome(TestHost&)> const& check);
 
     void progress(int percent) override;
