@@ -176,6 +176,8 @@ BlockVerdict BlockReader::read(std::uint64_t offset, std::span<std::byte> block)
             verdict.m_error = outcome.m_error;
         if (verdict.m_kind != Kind::Bad)
             return verdict;
+        if (tries == 0 && m_failing)
+            m_failing(offset, outcome.m_error);
     }
     narrow(offset, block, verdict);
     return verdict;

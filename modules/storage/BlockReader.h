@@ -65,9 +65,11 @@ public:
     static constexpr unsigned kFurtherFailures = 8;
 
     /// `repeats`: how often a failing read of a block is tried again. `stopping` is asked before every read
-    /// but the first of a block.
-    BlockReader(BlockSource& source, unsigned repeats, std::function<bool()> stopping)
-        : m_source(source), m_repeats(repeats), m_stopping(std::move(stopping))
+    /// but the first of a block. `failing` is told of the first failing read of a block before anything else
+    /// is read.
+    using Failing = std::function<void(std::uint64_t offset, int error)>;
+    BlockReader(BlockSource& source, unsigned repeats, std::function<bool()> stopping, Failing failing = {})
+        : m_source(source), m_repeats(repeats), m_stopping(std::move(stopping)), m_failing(std::move(failing))
     {}
 
     /// Reads the whole block. A Recovered block is filled; after all other kinds but Good its content is
@@ -80,6 +82,7 @@ private:
     BlockSource& m_source;
     unsigned m_repeats;
     std::function<bool()> m_stopping;
+    Failing m_failing;
     unsigned m_failuresLeft = kMostFailures;
 };
 

@@ -28,10 +28,10 @@ AlignedBytes alignedBytes(std::size_t size)
     return AlignedBytes(static_cast<std::byte*>(::operator new(size, std::align_val_t(kReadAlignment))));
 }
 
-std::string decimal(double value)
+std::string decimal(double value, int places = 2)
 {
-    char digits[40];
-    std::snprintf(digits, sizeof digits, "%.2f", value);
+    char digits[400]; // the largest double has 309 before its point
+    std::snprintf(digits, sizeof digits, "%.*f", places, value);
     return digits;
 }
 
@@ -145,7 +145,9 @@ class ReadRun
 public:
     ReadRun(TestHost& host, BlockSource& source, ReadPlan const& plan)
         : m_host(host), m_source(source), m_plan(plan), m_order(plan, source.size()),
-          m_reader(source, plan.m_repeats, [&host] { return host.stopRequested(); }),
+          m_reader(
+              source, plan.m_repeats, [&host] { return host.stopRequested(); },
+              [this](std::uint64_t offset, int error) { failing(offset, error); }),
           m_bad(host, source.sectorSize()), m_memory(alignedBytes(plan.m_blockSize))
     {}
 
@@ -227,6 +229,17 @@ private:
                 {"Reason", reasonOf(m_host, verdict.m_error)}};
     }
 
+    /// A sign of life: what follows may take half a minute a read.
+    void failing(std::uint64_t offset, int error)
+    {
+        if (++m_failingBlocks <= m_plan.m_mostFaults)
+            m_host.note({"StorageReadFailing",
+                         {{"Lba", std::to_string(offset / m_source.sectorSize())},
+                          {"Offset", std::to_string(offset)},
+                          {"Error", std::to_string(error)},
+                          {"Reason", reasonOf(m_host, error)}}});
+    }
+
     void repeated(std::uint64_t offset, BlockVerdict const& verdict)
     {
         if (++m_repeatedBlocks > m_plan.m_mostFaults)
@@ -284,7 +297,7 @@ private:
                       {"Seconds", decimal(m_summary.m_seconds)},
                       {"Speed", decimal(speed)},
                       {"SlowestLba", std::to_string(m_slowestOffset / m_source.sectorSize())},
-                      {"SlowestSeconds", decimal(m_slowestSeconds)}}});
+                      {"SlowestMilliseconds", decimal(m_slowestSeconds * 1000, 1)}}});
         if (m_summary.m_outcome == Outcome::Pass && !m_failed && m_plan.m_floor > 0 &&
             speed < m_plan.m_floor) {
             m_host.fault({"StorageTooSlow", {{"Speed", decimal(speed)}, {"Floor", decimal(m_plan.m_floor)}}});
@@ -304,6 +317,7 @@ private:
     ReadSummary m_summary;
     std::uint64_t m_blocksRead = 0;
     std::uint64_t m_repeatedBlocks = 0;
+    std::uint64_t m_failingBlocks = 0;
     std::uint64_t m_slowestOffset = 0;
     double m_slowestSeconds = 0;
     unsigned m_badBlocks = 0;

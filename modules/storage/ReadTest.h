@@ -60,8 +60,8 @@ std::optional<Outcome> refusedPlan(TestHost& host, ReadPlan const& plan, std::ui
 /// stop, "StorageReadNotRepeated" (Lba, Offset, Repeats, Error, Reason); "StorageEndedEarly" (BadBlocks).
 /// Problems: "StorageDeviceGone", "StorageNoMedia", "StorageReadRefused" (Offset, Error, Reason), and
 /// refusedPlan's. Notes: "StorageRead" (Blocks, Planned, Bad, Repeated, Bytes, Seconds, Speed, SlowestLba,
-/// SlowestSeconds), for Random also "StorageSeed" (Seed). After a fault the outcome is Fail, whatever ended
-/// the test.
+/// SlowestMilliseconds), "StorageReadFailing" (Lba, Offset, Error, Reason) at a block's first failing read,
+/// and for Random "StorageSeed" (Seed). After a fault the outcome is Fail, whatever ended the test.
 ReadSummary runReadTest(TestHost& host, BlockSource& source, ReadPlan const& plan);
 
 } // namespace krel5::modules

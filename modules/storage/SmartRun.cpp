@@ -45,7 +45,9 @@ Outcome runSmartTest(TestHost& host, std::string const& device)
         host.problem({"SmartNotSupported", {{"Reason", host.text(kTextNoDevicePath, {{"Device", device}})}}});
         return Outcome::NotSupported;
     }
-    ChildLimits const limits;
+    // A drive that answers only some questions lets each of the others run into its time-out.
+    ChildLimits limits;
+    limits.m_seconds = 180;
     ChildResult const child =
         runChild({program, "--json", "-a", device}, limits, [&host] { return host.stopRequested(); });
     return judgeSmartRun(host, child, limits);

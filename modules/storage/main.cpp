@@ -147,6 +147,7 @@ int main(int argc, char** argv)
                          "StorageBadBlock",
                          "StorageContentWrong",
                          "StorageTooSlow",
+                         "StorageReadFailing",
                          "StorageReadRepeated",
                          "StorageReadNotRepeated",
                          "StorageEndedEarly",

@@ -249,6 +249,9 @@ TEST(Reading, thatFailedOnceBeforeAStopIsMentioned)
     drive.m_bad[0] = EIO;
     StoppingAfter host(drive, 1);
     EXPECT_EQ(runReadTest(host, drive, surface()).m_outcome, Outcome::Stopped);
+    ASSERT_FALSE(host.m_notes.empty());
+    EXPECT_EQ(host.m_notes[0].rfind("StorageReadFailing Lba=0 Offset=0 Error=5 ", 0), 0u)
+        << "before the repeats";
     ASSERT_EQ(host.m_warnings.size(), 1u);
     EXPECT_EQ(host.m_warnings[0].rfind("StorageReadNotRepeated Lba=0 Offset=0 Repeats=0 Error=5 ", 0), 0u);
 }
