@@ -15,7 +15,8 @@ struct Wrong
 {
     unsigned m_core;
     Kernel const* m_kernel;
-    Answer m_actual; // the first wrong one
+    Answer m_actual;      // the first wrong one
+    std::uint64_t m_seed; // that it was computed with
     std::uint64_t m_count;
 };
 
@@ -38,8 +39,10 @@ struct Findings
 class CoreRun
 {
 public:
-    CoreRun(std::vector<Kernel const*> kernels, CpuAffinity& affinity, double seconds, Findings& findings)
-        : m_kernels(std::move(kernels)), m_affinity(affinity), m_seconds(seconds), m_findings(findings)
+    CoreRun(std::vector<Kernel const*> kernels, CpuAffinity& affinity, CoreTestOptions const& options,
+            Findings& findings)
+        : m_kernels(std::move(kernels)), m_affinity(affinity), m_seconds(options.m_seconds),
+          m_seed(options.m_seed), m_findings(findings)
     {}
 
     std::uint64_t unitsPerCore() const
@@ -58,16 +61,17 @@ public:
         }
         std::vector<Wrong> wrong;
         Stopwatch watch;
-        std::uint64_t runs = 0, advanced = 0;
+        std::uint64_t runs = 0, advanced = 0, seed = m_seed;
         do {
             for (Kernel const* kernel : m_kernels) {
                 if (control.stopping())
                     break;
-                if (Answer const actual = kernel->m_run(); actual != kernel->m_expected)
-                    note(wrong, core, *kernel, actual);
+                if (Answer const actual = kernel->m_run(seed); actual != kernel->m_expected)
+                    note(wrong, {core, kernel, actual, seed, 1});
                 ++runs;
                 advance(control, watch.getElapsed(), advanced);
             }
+            ++seed;
         } while (!control.stopping() && watch.getElapsed() < m_seconds);
         m_findings.add(wrong, runs);
     }
@@ -82,19 +86,20 @@ private:
         }
     }
 
-    static void note(std::vector<Wrong>& wrong, unsigned core, Kernel const& kernel, Answer const& actual)
+    static void note(std::vector<Wrong>& wrong, Wrong const& found)
     {
         for (Wrong& known : wrong)
-            if (known.m_kernel == &kernel) {
+            if (known.m_kernel == found.m_kernel) {
                 ++known.m_count;
                 return;
             }
-        wrong.push_back({core, &kernel, actual, 1});
+        wrong.push_back(found);
     }
 
     std::vector<Kernel const*> m_kernels;
     CpuAffinity& m_affinity;
     double m_seconds;
+    std::uint64_t m_seed;
     Findings& m_findings;
 };
 
@@ -123,6 +128,7 @@ void reportFindings(TestHost& host, Findings& findings, std::size_t cores, std::
                      {"Kernel", wrong.m_kernel->m_name},
                      {"Expected", wrong.m_kernel->m_expected.text()},
                      {"Actual", wrong.m_actual.text()},
+                     {"Seed", std::to_string(wrong.m_seed)},
                      {"Count", std::to_string(wrong.m_count)},
                      {"Source", wrong.m_kernel->m_source}}});
     host.note({"CpuTested",
@@ -144,7 +150,8 @@ Outcome runCoreTest(TestHost& host, KernelTable kernels, CpuAffinity& affinity,
         return Outcome::CannotRun;
     }
     Findings findings;
-    CoreRun run(chosen, affinity, options.m_seconds, findings);
+    host.note({"CpuSeed", {{"Seed", std::to_string(options.m_seed)}}});
+    CoreRun run(chosen, affinity, options, findings);
     bool finished = true;
     if (options.m_allAtOnce) {
         auto const count = static_cast<unsigned>(cores.size());

@@ -18,14 +18,18 @@ struct CoreTestOptions
 {
     /// For each core; every core runs the whole table at least once, also with 0.
     double m_seconds = 2.0;
+    /// Of the operands. Every repetition of the table adds one to it, on each core alike, so that a run with
+    /// the seed that a fault names begins with the operands that showed it.
+    std::uint64_t m_seed = 0;
     /// All cores at the same time instead of one after another.
     bool m_allAtOnce = false;
 };
 
 /// Runs the kernels whose processor feature is there; the names of those left out are noted. A wrong answer
-/// is one fault "CpuWrongAnswer" (Core, Kernel, Expected, Actual, Count, Source) for each core and
-/// kernel; a core that the process may use but that cannot be pinned is the problem "CpuCoreNotUsable" and
-/// CannotRun. Heeds a stop request within one run of one kernel, some ten milliseconds.
+/// is one fault "CpuWrongAnswer" (Core, Kernel, Expected, Actual, Seed, Count, Source) for each core and
+/// kernel, the seed that of the first wrong answer; the note "CpuSeed" names the seed of the run; a core that
+/// the process may use but that cannot be pinned is the problem "CpuCoreNotUsable" and CannotRun. Heeds a
+/// stop request within one run of one kernel, some ten milliseconds.
 Outcome runCoreTest(TestHost& host, KernelTable kernels, CpuAffinity& affinity,
                     CoreTestOptions const& options);
 

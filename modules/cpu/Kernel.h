@@ -2,9 +2,14 @@
 // A kernel is a small piece of arithmetic whose right answer is known from elsewhere than this machine: from
 // a published vector, or from a theorem. Every kernel names where its answer comes from.
 //
+// Some theorems hold for all operands: a number times another and divided by it again, a message followed by
+// its checksum, a rounding done once by the unit under test and once by other instructions. Those kernels
+// take their operands from a seed, and their answer is how often the theorem held: the same, whatever the
+// seed. A kernel with a published answer has one set of operands and ignores the seed.
+//
 //     for (Kernel const& kernel : integerKernels())
-//         if (hasFeature(kernel.m_feature) && kernel.m_run() != kernel.m_expected)
-//             report(core, kernel.m_name);
+//         if (hasFeature(kernel.m_feature) && kernel.m_run(seed) != kernel.m_expected)
+//             report(core, kernel.m_name, seed);
 //
 // Thread rule: a kernel keeps no state; any number of threads run the same one at once.
 
@@ -37,7 +42,7 @@ struct Kernel
     char const* m_source; ///< where the known answer comes from
     CpuFeature m_feature;
     /// Runs at most some ten milliseconds, so that a stop request is heeded between two runs.
-    Answer (*m_run)() noexcept;
+    Answer (*m_run)(std::uint64_t seed) noexcept;
     Answer m_expected;
 };
 
@@ -55,8 +60,15 @@ T opaque(T value) noexcept
     return hidden;
 }
 
-/// The operands of the kernels: the same sequence on every machine (splitmix64: Steele, Lea, Flood, "Fast
-/// splittable pseudorandom number generators", 2014).
+/// For a kernel that has one set of operands.
+template <Answer (*kFixed)() noexcept>
+Answer fixedOperands(std::uint64_t) noexcept
+{
+    return kFixed();
+}
+
+/// The operands of a kernel: for one seed the same sequence on every machine (splitmix64: Steele, Lea, Flood,
+/// "Fast splittable pseudorandom number generators", 2014).
 class OperandSequence
 {
 public:

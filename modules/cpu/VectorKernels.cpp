@@ -11,8 +11,7 @@
 namespace krel5::modules {
 namespace {
 
-constexpr std::uint64_t kMixSeed = 0x243F6A8885A308D3; // the fraction of pi
-constexpr std::uint64_t kMixConstant = 0x13198A2E03707344;
+constexpr std::uint64_t kMixConstant = 0x13198A2E03707344; // of the fraction of pi
 constexpr std::uint64_t kMixLimit = std::uint64_t(1) << 63;
 constexpr unsigned kMixRounds = 2000;
 constexpr unsigned kTerms = 20000;
@@ -148,39 +147,39 @@ constexpr char const* kDoublesSource = "n(n+1)(2n+1)/6 and n(n+1)/2 for n = 2000
 
 constexpr Kernel kKernels[] = {
     {"vector128mix", kMixSource, CpuFeature::None, baseset::mix, {{2}}},
-    {"vector128lehmer", kLehmerSource, CpuFeature::None, baseset::lucasLehmer, {{2}}},
-    {"vector128turn", kTurnSource, CpuFeature::None, baseset::turn, {{4, 4, 4}}},
-    {"vector128double", kDoublesSource, CpuFeature::None, baseset::doubles, {{2, 2, 2}}},
+    {"vector128lehmer", kLehmerSource, CpuFeature::None, fixedOperands<baseset::lucasLehmer>, {{2}}},
+    {"vector128turn", kTurnSource, CpuFeature::None, fixedOperands<baseset::turn>, {{4, 4, 4}}},
+    {"vector128double", kDoublesSource, CpuFeature::None, fixedOperands<baseset::doubles>, {{2, 2, 2}}},
 #if defined(__x86_64__)
     {"crc32c",
      "check value of CRC-32C (RFC 3720) for \"123456789\"",
      CpuFeature::Sse42,
-     crc32c,
+     fixedOperands<crc32c>,
      {{0xE3069283}}},
     // 69c4e0d8 6a7b0430 d8cdb780 70b4c55a, then the plain text 00112233 44556677 8899aabb ccddeeff; bytes in
     // memory order, as little-endian words.
     {"aes128",
      "FIPS 197, C.1",
      CpuFeature::Aes,
-     aes128,
+     fixedOperands<aes128>,
      {{0x30047b6ad8e0c469, 0x5ac5b47080b7cdd8, 0x7766554433221100, 0xffeeddccbbaa9988}}},
     {"avx2mix", kMixSource, CpuFeature::Avx2Fma, avx2set::mix, {{4}}},
-    {"avx2lehmer", kLehmerSource, CpuFeature::Avx2Fma, avx2set::lucasLehmer, {{4}}},
-    {"avx2turn", kTurnSource, CpuFeature::Avx2Fma, avx2set::turn, {{8, 8, 8}}},
-    {"avx2double", kDoublesSource, CpuFeature::Avx2Fma, avx2set::doubles, {{4, 4, 4}}},
+    {"avx2lehmer", kLehmerSource, CpuFeature::Avx2Fma, fixedOperands<avx2set::lucasLehmer>, {{4}}},
+    {"avx2turn", kTurnSource, CpuFeature::Avx2Fma, fixedOperands<avx2set::turn>, {{8, 8, 8}}},
+    {"avx2double", kDoublesSource, CpuFeature::Avx2Fma, fixedOperands<avx2set::doubles>, {{4, 4, 4}}},
     {"avx2fused",
      "IEEE 754-2008, 5.4.1, fusedMultiplyAdd; lanes right",
      CpuFeature::Avx2Fma,
-     avx2set::fused,
+     fixedOperands<avx2set::fused>,
      {{4}}},
     {"avx512mix", kMixSource, CpuFeature::Avx512, avx512set::mix, {{8}}},
-    {"avx512lehmer", kLehmerSource, CpuFeature::Avx512, avx512set::lucasLehmer, {{8}}},
-    {"avx512turn", kTurnSource, CpuFeature::Avx512, avx512set::turn, {{16, 16, 16}}},
-    {"avx512double", kDoublesSource, CpuFeature::Avx512, avx512set::doubles, {{8, 8, 8}}},
+    {"avx512lehmer", kLehmerSource, CpuFeature::Avx512, fixedOperands<avx512set::lucasLehmer>, {{8}}},
+    {"avx512turn", kTurnSource, CpuFeature::Avx512, fixedOperands<avx512set::turn>, {{16, 16, 16}}},
+    {"avx512double", kDoublesSource, CpuFeature::Avx512, fixedOperands<avx512set::doubles>, {{8, 8, 8}}},
     {"avx512fused",
      "IEEE 754-2008, 5.4.1, fusedMultiplyAdd; lanes right",
      CpuFeature::Avx512,
-     avx512set::fused,
+     fixedOperands<avx512set::fused>,
      {{8}}},
 #endif
 };

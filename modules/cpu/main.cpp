@@ -1,5 +1,6 @@
 // The module "cpu": tests of the processors that this process may use.
 
+#include <common/RandomSeed.h>
 #include <common/TimedHost.h>
 #include <cpu/Coherence.h>
 #include <cpu/CoreTest.h>
@@ -23,11 +24,19 @@ TimedHost s_host;
 Parameter* s_seconds = nullptr;
 Parameter* s_pairs = nullptr;
 Parameter* s_rounds = nullptr;
+Parameter* s_seed = nullptr;
+
+std::uint64_t seedOfRun()
+{
+    Value seed{DataType::UINT64()};
+    return s_seed->value(seed) ? seed.valueUint64() : randomSeed();
+}
 
 CoreTestOptions coreOptions(bool allAtOnce)
 {
     CoreTestOptions options;
     options.m_seconds = s_seconds->value().valueDouble();
+    options.m_seed = seedOfRun();
     options.m_allAtOnce = allAtOnce;
     return options;
 }
@@ -79,13 +88,16 @@ int main(int argc, char** argv)
         DiagModule::createParameter("SecondsPerCore", DataType::DOUBLE(), "2", false, false, "0..86400");
     s_pairs = DiagModule::createParameter("MaxPairs", DataType::UINT32(), "0", false, false, "0..");
     s_rounds = DiagModule::createParameter("Rounds", DataType::UINT32(), "100000", false, false, "1..");
+    s_seed = DiagModule::createParameter("Seed", DataType::UINT64(), "", false);
     s_host.createEvents({"CpuWrongAnswer", "CpuIncoherent", "CpuCoreNotUsable", "CpuNothingToRun",
-                         "CpuSingleCore", "CpuKernelsLeftOut", "CpuTested", "CpuCoherenceTested"});
+                         "CpuSingleCore", "CpuKernelsLeftOut", "CpuSeed", "CpuTested", "CpuCoherenceTested"});
     s_host.createTexts(kTexts);
-    createCpuTest("integer", eachCore<integerKernels>)->addParameter(s_seconds);
-    createCpuTest("floatingpoint", eachCore<floatingPointKernels>)->addParameter(s_seconds);
-    createCpuTest("vector", eachCore<vectorKernels>)->addParameter(s_seconds);
+    createCpuTest("integer", eachCore<integerKernels>)->addParameter(s_seconds)->addParameter(s_seed);
+    createCpuTest("floatingpoint", eachCore<floatingPointKernels>)
+        ->addParameter(s_seconds)
+        ->addParameter(s_seed);
+    createCpuTest("vector", eachCore<vectorKernels>)->addParameter(s_seconds)->addParameter(s_seed);
     createCpuTest("coherence", coherence)->addParameter(s_pairs)->addParameter(s_rounds);
-    createCpuTest("allcores", allCores)->addParameter(s_seconds);
+    createCpuTest("allcores", allCores)->addParameter(s_seconds)->addParameter(s_seed);
     return DiagModule::start();
 }

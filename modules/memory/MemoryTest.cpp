@@ -1,5 +1,6 @@
 #include <memory/MemoryTest.h>
 
+#include <common/RandomSeed.h>
 #include <memory/CheckRegion.h>
 #include <memory/RegionSize.h>
 #include <memory/Texts.h>
@@ -7,7 +8,6 @@
 #include <memory/linux/MachineMemory.h>
 
 #include <algorithm>
-#include <random>
 #include <string>
 #include <system_error>
 
@@ -35,12 +35,6 @@ Outcome checkFlushing(TestHost& host, Algorithm algorithm, LockedMemory const& r
     bool const flushAfterPass = flush == FlushMode::Pass && canFlush() && small;
     return checkRegion(host, algorithm, RealMemory(region.words(), flushAfterPass), region.words(),
                        region.wordCount(), threads, seed);
-}
-
-std::uint64_t newSeed()
-{
-    std::random_device device;
-    return (static_cast<std::uint64_t>(device()) << 32) | device();
 }
 
 // Threads that wait for a processor would keep this one from its processor too, and with that a stop request
@@ -109,7 +103,7 @@ Outcome runMemoryTest(TestHost& host, Algorithm algorithm, MemorySettings const&
     auto const made = LockedMemory::make(mebibytes * kMebibyte, [&host] { return host.stopRequested(); });
     if (!made.m_memory)
         return lockFailed(host, made);
-    std::uint64_t const seed = settings.m_seed ? *settings.m_seed : newSeed();
+    std::uint64_t const seed = settings.m_seed ? *settings.m_seed : randomSeed();
     host.note(Report(kEventRegion, {{"SizeMiB", std::to_string(mebibytes)},
                                     {"TotalMiB", std::to_string(totalMemory() / kMebibyte)},
                                     {"Threads", std::to_string(threads)}}));

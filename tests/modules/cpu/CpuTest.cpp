@@ -31,15 +31,15 @@ struct PaperCores : CpuAffinity
     }
 };
 
-Answer rightEverywhere() noexcept { return {{7}}; }
-Answer wrongOnCoreFive() noexcept { return {{t_core == 5 ? 6u : 7u}}; }
+Answer rightEverywhere(std::uint64_t) noexcept { return {{7}}; }
+Answer wrongOnCoreFive(std::uint64_t) noexcept { return {{t_core == 5 ? 6u : 7u}}; }
 
 constexpr Kernel kInjected[] = {
     {"sound", "by construction", CpuFeature::None, rightEverywhere, {{7}}},
     {"broken", "by construction", CpuFeature::None, wrongOnCoreFive, {{7}}},
 };
 
-CoreTestOptions onePass(bool allAtOnce) { return {0.0, allAtOnce}; }
+CoreTestOptions onePass(bool allAtOnce) { return {0.0, 41, allAtOnce}; }
 
 struct Table
 {
@@ -48,6 +48,9 @@ struct Table
 };
 
 void PrintTo(Table const& one, std::ostream* out) { *out << one.m_name; } // the test's name
+
+// The answer is the same whatever the seed: the least, the greatest, and what a run may draw.
+constexpr std::uint64_t kSeeds[] = {0, 1, 2, 0x8000000000000000, ~std::uint64_t(0), 0x123456789ABCDEF, 4711};
 
 class Kernels : public testing::TestWithParam<Table>
 {};
@@ -61,7 +64,9 @@ TEST_P(Kernels, giveTheirKnownAnswersHere)
         EXPECT_NE(kernel.m_expected, Answer{})
             << kernel.m_name << ": a kernel that computes nothing would pass";
         if (hasFeature(kernel.m_feature)) {
-            EXPECT_EQ(kernel.m_run().text(), kernel.m_expected.text()) << kernel.m_name;
+            for (std::uint64_t const seed : kSeeds)
+                EXPECT_EQ(kernel.m_run(seed).text(), kernel.m_expected.text())
+                    << kernel.m_name << ", seed " << seed;
         }
     }
 }
@@ -80,8 +85,38 @@ TEST_P(CoreRuns, nameTheCoreThatCalculatesWrongly)
     EXPECT_EQ(runCoreTest(host, kInjected, cores, onePass(GetParam())), Outcome::Fail);
     ASSERT_EQ(host.m_faults.size(), 1u);
     EXPECT_EQ(host.m_faults[0], "CpuWrongAnswer Core=5 Kernel=broken Expected=0000000000000007 "
-                                "Actual=0000000000000006 Count=1 Source=by construction");
+                                "Actual=0000000000000006 Seed=41 Count=1 Source=by construction");
     EXPECT_EQ(host.m_notes.back(), "CpuTested Cores=3 Kernels=2 Runs=6");
+}
+
+std::atomic<std::uint64_t> s_seenSeeds{0}; // bit n: seed 100 + n, the first 64
+std::atomic<bool> s_wrongGiven{false};
+Answer wrongForSeed103(std::uint64_t seed) noexcept
+{
+    if (seed < 164)
+        s_seenSeeds |= std::uint64_t(1) << (seed - 100);
+    s_wrongGiven = s_wrongGiven || seed == 103;
+    return {{seed == 103 ? 6u : 7u}};
+}
+constexpr Kernel kSeedDependent[] = {{"picky", "by construction", CpuFeature::None, wrongForSeed103, {{7}}}};
+
+struct StopAfterWrong : ReportLog
+{
+    bool stopRequested() override { return s_wrongGiven; }
+};
+
+// The run ends by the stop only, and what was found before it stays a failure.
+TEST_P(CoreRuns, takeNewOperandsEachTimeAndNameThoseOfTheFault)
+{
+    s_seenSeeds = 0;
+    s_wrongGiven = false;
+    StopAfterWrong host;
+    PaperCores cores({0, 1});
+    EXPECT_EQ(runCoreTest(host, kSeedDependent, cores, {1e6, 100, GetParam()}), Outcome::Fail);
+    EXPECT_EQ(s_seenSeeds & 15u, 15u) << "100 to 103, in steps of one";
+    ASSERT_FALSE(host.m_faults.empty());
+    EXPECT_NE(host.m_faults[0].find(" Seed=103 "), std::string::npos) << host.m_faults[0];
+    EXPECT_EQ(host.m_notes.at(0), "CpuSeed Seed=100");
 }
 
 TEST_P(CoreRuns, runEveryKernelOnEveryCoreAndReachTheEnd)
@@ -207,6 +242,29 @@ INSTANTIATE_TEST_SUITE_P(Each, Incoherences,
                          testing::Values(Injection{bitFlipsOnCoreTwo, "pingpong"},
                                          Injection{lostIncrementOnCoreTwo, "increments"},
                                          Injection{staleLitmusLoads, "storebuffer"}));
+
+std::atomic<bool> s_wrongLoaded{false};
+std::uint64_t bitFlipThatIsTold(unsigned core, std::uint64_t loaded) noexcept
+{
+    std::uint64_t const given = bitFlipsOnCoreTwo(core, loaded);
+    s_wrongLoaded = s_wrongLoaded || given != loaded;
+    return given;
+}
+
+struct StopAfterWrongLoad : ReportLog
+{
+    bool stopRequested() override { return s_wrongLoaded; }
+};
+
+TEST(Coherence, faultThatWasFoundBeforeAStopStaysAFailure)
+{
+    s_wrongLoaded = false;
+    StopAfterWrongLoad host;
+    PaperCores cores({1, 2, 3, 4});
+    EXPECT_EQ(runCoherenceTest(host, cores, shortRun(bitFlipThatIsTold)), Outcome::Fail);
+    EXPECT_EQ(host.m_faults.size(), 1u);
+    EXPECT_TRUE(host.m_notes.empty()) << "it was stopped before the other pairs";
+}
 
 TEST(Coherence, holdsForEveryPairOfSoundCores)
 {
