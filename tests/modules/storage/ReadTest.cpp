@@ -156,6 +156,7 @@ TEST(Reading, keepsTheFaultOfADriveThatVanishesWhileItIsNarrowed)
     EXPECT_EQ(host.m_faults[0].rfind(bad("StorageBadWithin", 0, 32, EIO), 0), 0u) << host.m_faults[0];
     ASSERT_EQ(host.m_problems.size(), 1u);
     EXPECT_EQ(host.m_problems[0].rfind("StorageDeviceGone", 0), 0u);
+    EXPECT_EQ(drive.m_reads, 9u);
 }
 
 TEST(Reading, tellsTheRunsOfALargeBlockApart)
@@ -184,6 +185,7 @@ TEST(Reading, losesWholeUnitsOfTheDrive)
     ASSERT_EQ(host.m_faults.size(), 2u);
     EXPECT_EQ(host.m_faults[0].rfind(badSectors(8, 8, EIO), 0), 0u) << host.m_faults[0];
     EXPECT_EQ(host.m_faults[1].rfind(badSectors(2048, 3, EIO), 0), 0u) << host.m_faults[1];
+    EXPECT_LE(drive.m_failed, 2u * 4 + 4) << "both blocks, and the halves of the first";
 }
 
 TEST(Reading, givesUpOnADyingDrive)
