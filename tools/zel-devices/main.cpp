@@ -76,6 +76,9 @@ int main(int argc, char** argv)
     app.add_option("--root", request.root, "Folder that stands for the machine's \"/\"")->type_name("DIR");
     CLI::Option* const json = app.add_flag("--json", request.json, "Print JSON, with typed values");
     app.add_flag("--xml", request.xml, "Print XML")->excludes(json);
+    app.footer(
+        "Directories that may not be read are named on standard error; the rest is listed.\n"
+        "Exit status: 0 listed, 1 the root could not be read or the list not be printed, 2 bad usage.");
     try {
         app.parse(argc, argv);
     } catch (CLI::CallForHelp const&) {

@@ -4,6 +4,8 @@
 #include <zel/enumerator/Root.h>
 #include <zel/foundation/linux/FileDescriptor.h>
 
+#include <sys/stat.h>
+
 #include <atomic>
 #include <mutex>
 #include <set>
@@ -31,7 +33,7 @@ public:
 private:
     /// Leaves errno as the system set it when what it returns is not open.
     FileDescriptor open(std::string const& path, int flags) const;
-    FileDescriptor openRegular(std::string const& path) const;
+    FileDescriptor openRegular(std::string const& path, struct stat& status) const;
     /// After an operation was refused: finds which directory on the way it was, and keeps it.
     void noteRefusal(std::string const& path, bool isDirectory) const;
     FileDescriptor openConfined(std::string const& path, int flags) const;

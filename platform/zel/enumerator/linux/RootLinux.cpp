@@ -40,18 +40,9 @@ std::string lastComponent(std::string_view path)
     return std::string(slash == std::string_view::npos ? path : path.substr(slash + 1));
 }
 
-bool isRegular(int descriptor)
+bool isRegular(int descriptor, struct stat& status)
 {
-    struct stat status
-    {};
     return ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
-}
-
-bool hasSize(int descriptor)
-{
-    struct stat status
-    {};
-    return ::fstat(descriptor, &status) == 0 && status.st_size > 0;
 }
 
 /// Reads until the end or `limit`. One read is enough where the size is known and the answer is short: a
@@ -127,35 +118,38 @@ FileDescriptor DirectoryRoot::open(std::string const& path, int flags) const
     return walk.follow(relative, (flags & O_NOFOLLOW) == 0) ? walk.open(flags) : FileDescriptor();
 }
 
-FileDescriptor DirectoryRoot::openRegular(std::string const& path) const
+FileDescriptor DirectoryRoot::openRegular(std::string const& path, struct stat& status) const
 {
     constexpr int kFlags = O_RDONLY | O_NONBLOCK | O_NOCTTY;
+    FileDescriptor file;
     if (m_live) { // the kernel's own files, among which nobody plants devices: one look after the open will
                   // do
-        FileDescriptor file = open(path, kFlags);
-        return file.isOpen() && isRegular(file.number()) ? std::move(file) : FileDescriptor();
-    }
-    // A descriptor that stands for the file without opening it tells what it is.
-    FileDescriptor const there = open(path, O_PATH);
-    if (!there.isOpen() || !isRegular(there.number()))
-        return FileDescriptor();
-    std::string const self = "/proc/self/fd/" + std::to_string(there.number());
-    FileDescriptor file(::open(self.c_str(), kFlags | O_CLOEXEC));
-    if (!file.isOpen() && !m_prefixKnown) // a process without /proc
         file = open(path, kFlags);
-    return file.isOpen() && isRegular(file.number()) ? std::move(file) : FileDescriptor();
+    } else {
+        // A descriptor that stands for the file without opening it tells what it is.
+        FileDescriptor const there = open(path, O_PATH);
+        if (!there.isOpen() || !isRegular(there.number(), status))
+            return FileDescriptor();
+        std::string const self = "/proc/self/fd/" + std::to_string(there.number());
+        file = FileDescriptor(::open(self.c_str(), kFlags | O_CLOEXEC));
+        if (!file.isOpen() && !m_prefixKnown) // a process without /proc
+            file = open(path, kFlags);
+    }
+    return file.isOpen() && isRegular(file.number(), status) ? std::move(file) : FileDescriptor();
 }
 
 std::optional<std::string> DirectoryRoot::read(std::string const& path, std::size_t limit) const
 {
+    struct stat status
+    {};
     errno = 0;
-    FileDescriptor const file = openRegular(path);
+    FileDescriptor const file = openRegular(path, status);
     if (!file.isOpen()) {
         if (errno == EACCES)
             noteRefusal(path, false);
         return std::nullopt;
     }
-    return readAll(file.number(), hasSize(file.number()), limit);
+    return readAll(file.number(), status.st_size > 0, limit);
 }
 
 std::vector<std::string> DirectoryRoot::list(std::string const& path) const

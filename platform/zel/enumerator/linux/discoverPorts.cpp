@@ -41,6 +41,14 @@ std::optional<unsigned> address32(std::optional<std::uint64_t> number)
                : std::nullopt;
 }
 
+/// Of 16 bits on a PC.
+void addIoAddress(DeviceDescription& device, std::optional<unsigned> address)
+{
+    bool const isNarrow = address && *address <= 0xFFFF;
+    device.add("IoAddress",
+               measure::amount(isNarrow ? UnitType::HEXADECIMAL16() : UnitType::HEXADECIMAL32(), address));
+}
+
 void addInterrupt(DeviceDescription& device, std::optional<std::int64_t> number)
 {
     if (number && *number > 0)
@@ -97,7 +105,7 @@ void addSerial(HardwareTree& tree, DeviceSink& sink, std::string const& name, un
         tree.placeAt(device, platform.first, platform.second);
     if (char const* const chip = chipName(isPc ? type.value_or(0) : 0); *chip)
         device.add("Chip", std::optional(String(chip)));
-    device.add("IoAddress", measure::amount(UnitType::HEXADECIMAL32(), ioAddress));
+    addIoAddress(device, ioAddress);
     device.add("MemoryAddress", measure::amount(UnitType::HEXADECIMAL32(), memory));
     addInterrupt(device, root.number(folder + "irq"));
     sink.add(std::move(device));
@@ -134,7 +142,7 @@ void addParallel(HardwareTree& tree, DeviceSink& sink, std::string const& name, 
     device.osLocator = String("/dev/" + name);
     tree.placeAt(device, location::lpt(static_cast<int>(index + 1), ioAddress.value_or(0)).text, "LPT");
     placeBelowSystem(device);
-    device.add("IoAddress", measure::amount(UnitType::HEXADECIMAL32(), ioAddress));
+    addIoAddress(device, ioAddress);
     addInterrupt(device, tree.root().number(folder + "irq"));
     sink.add(std::move(device));
 }

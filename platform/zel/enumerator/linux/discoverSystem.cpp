@@ -9,6 +9,8 @@
 #include <zel/enumerator/Text.h>
 #include <zel/enumerator/linux/SmbiosTables.h>
 
+#include <set>
+
 namespace zel {
 
 namespace {
@@ -21,12 +23,32 @@ constexpr std::uint8_t kSystem = 1;
 constexpr std::uint8_t kBoard = 2;
 constexpr std::uint8_t kChassis = 3;
 
+/// The kernel's copy of some texts of the table, one file each; a machine without DMI has none of them.
+class KernelCopy
+{
+public:
+    explicit KernelCopy(Root const& root) : m_root(root)
+    {
+        for (std::string& name : root.list(kFolder))
+            m_names.insert(std::move(name));
+    }
+    Text text(char const* attribute) const
+    {
+        return m_names.count(attribute) ? m_root.text(std::string(kFolder) + attribute) : std::nullopt;
+    }
+
+private:
+    static constexpr char kFolder[] = "sys/class/dmi/id/";
+    Root const& m_root;
+    std::set<std::string, std::less<>> m_names;
+};
+
 /// Facts about one SMBIOS structure, from the table or, where the table cannot be read, from the kernel's
 /// copy.
 class Facts
 {
 public:
-    Facts(Root const& root, SmbiosStructure const* structure) : m_root(root), m_structure(structure) {}
+    Facts(KernelCopy const& copy, SmbiosStructure const* structure) : m_copy(copy), m_structure(structure) {}
 
     Text text(std::size_t offset, char const* attribute)
     {
@@ -34,16 +56,13 @@ public:
         m_any = m_any || found;
         return found;
     }
-    Text fromKernel(char const* attribute) const
-    {
-        return m_root.text(std::string("sys/class/dmi/id/") + attribute);
-    }
+    Text fromKernel(char const* attribute) const { return m_copy.text(attribute); }
     SmbiosStructure const* structure() const { return m_structure; }
     unsigned instance() const { return m_structure ? m_structure->instance() : 0; }
     bool any() const { return m_any; }
 
 private:
-    Root const& m_root;
+    KernelCopy const& m_copy;
     SmbiosStructure const* m_structure;
     bool m_any = false;
 };
@@ -98,9 +117,9 @@ Text deviceTreeModel(Root const& root)
     return text::meaningful(model ? model : root.read("sys/firmware/devicetree/base/model", 4096));
 }
 
-void addSystem(Root const& root, Smbios const& smbios, DeviceSink& sink)
+void addSystem(Root const& root, KernelCopy const& copy, Smbios const& smbios, DeviceSink& sink)
 {
-    Facts facts(root, smbios.first(kSystem));
+    Facts facts(copy, smbios.first(kSystem));
     DeviceDescription system;
     system.type = C::System();
     system.capabilities = C::System() | C::Hardware();
@@ -200,13 +219,13 @@ void addChassis(Facts facts, DeviceSink& sink)
 
 /// One call a structure of the type; one with the kernel's copy when the table has none.
 template <typename Add>
-void forEach(Root const& root, Smbios const& smbios, std::uint8_t type, Add add)
+void forEach(KernelCopy const& copy, Smbios const& smbios, std::uint8_t type, Add add)
 {
     auto const structures = smbios.ofType(type);
     for (SmbiosStructure const* structure : structures)
-        add(Facts(root, structure));
+        add(Facts(copy, structure));
     if (structures.empty())
-        add(Facts(root, nullptr));
+        add(Facts(copy, nullptr));
 }
 
 } // namespace
@@ -215,11 +234,12 @@ void discoverSystem(Root const& root, DeviceSink& sink)
 {
     Smbios const smbios = readSmbios(root);
     std::size_t const sockets = smbiosProcessors(smbios).size();
-    addSystem(root, smbios, sink);
-    forEach(root, smbios, kBoard,
+    KernelCopy const copy(root);
+    addSystem(root, copy, smbios, sink);
+    forEach(copy, smbios, kBoard,
             [&](Facts const& facts) { addBoard(facts, facts.instance() == 0 ? sockets : 0, sink); });
-    forEach(root, smbios, kBios, [&sink](Facts const& facts) { addBios(facts, sink); });
-    forEach(root, smbios, kChassis, [&sink](Facts const& facts) { addChassis(facts, sink); });
+    forEach(copy, smbios, kBios, [&sink](Facts const& facts) { addBios(facts, sink); });
+    forEach(copy, smbios, kChassis, [&sink](Facts const& facts) { addChassis(facts, sink); });
 }
 
 } // namespace zel
