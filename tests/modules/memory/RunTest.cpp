@@ -226,10 +226,10 @@ TEST(RegionSize, LeavesTheSystemAMarginAndGrowsWithTheMachine)
         {200, 4, 72, 72},
         {2048, 4, 1920, 1024},
         {8000, 4, 7500, 4000},
-        {64000, 1, 60000, 1024},
-        {64000, 16, 60000, 16384},
+        {64000, 1, 60000, 2048},
+        {64000, 8, 60000, 16384},
         {64000, 64, 60000, 32000},
-        {UINT64_MAX >> 20, 1024, (UINT64_MAX >> 20) - (UINT64_MAX >> 24), 1 << 20},
+        {UINT64_MAX >> 20, 1024, (UINT64_MAX >> 20) - (UINT64_MAX >> 24), 1 << 21},
     };
     for (auto const& one : cases) {
         EXPECT_EQ(mostMebibytes(one.m_available), one.m_most) << one.m_available;
