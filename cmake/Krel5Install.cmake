@@ -4,6 +4,7 @@ include(CMakePackageConfigHelpers)
 
 install(TARGETS Krel5 zel EXPORT Krel5Targets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 set_target_properties(Krel5 zel PROPERTIES INSTALL_RPATH "$ORIGIN")
+target_compile_features(Krel5 INTERFACE cxx_std_20) # what the headers need, of whoever includes them
 
 install(DIRECTORY include/krel5 DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(FILES

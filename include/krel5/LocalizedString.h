@@ -1,7 +1,7 @@
 #pragma once
 // A text that is named by a key and resolved when it is read, with variables filled in.
 //
-//     LocalizedString* text = DiagModule::createLocalizedString("ReadingBlock", "Reading block {block}");
+//     LocalizedString* text = DiagModule::createLocalizedString("ReadingBlock", "Reading block {block}\n");
 //     text->setVariable("block", 17u);
 //     DiagModule::progress(text);                       // "Reading block 17", or its translation
 //

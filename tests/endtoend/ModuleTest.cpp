@@ -279,6 +279,7 @@ TEST_F(ModuleTest, ExceptionsOfATestAreInternalErrors)
         Outcome const outcome = runTest(one.key);
         EXPECT_EQ(outcome.status, 22) << one.key;
         EXPECT_TRUE(holds(outcome.err, one.message));
+        EXPECT_TRUE(holds(outcome.err, "An exception ended the test \"" + one.key + "\" on "));
         EXPECT_TRUE(holds(outcome.err, "exit callback")) << "the module may still put its hardware in order";
         EXPECT_FALSE(has(outcome.out, "Final Result: PASS"));
         EXPECT_TRUE(holds(log(), "1243 "));
@@ -327,6 +328,8 @@ TEST_F(ModuleTest, StoppedRunsNeverPass)
     Outcome const never = module(early);
     EXPECT_EQ(never.status, 24);
     EXPECT_TRUE(holds(never.out, "Final Result: USER ABORTED"));
+    EXPECT_TRUE(holds(never.err, "Run 1 of 2: \"pass\" on "));
+    EXPECT_TRUE(holds(never.err, "Runs: 2, 1 USER ABORTED, 1 not made\n"));
     EXPECT_FALSE(has(never.out, "50%")) << "asked to stop before the first test, none starts";
 }
 
@@ -398,6 +401,8 @@ TEST_F(ModuleTest, SettingsSteerTheRun)
     Outcome const forced = runTest("pass");
     EXPECT_EQ(forced.status, 25);
     EXPECT_TRUE(holds(forced.out, "Final Result: DEVICE BUSY"));
+    EXPECT_TRUE(
+        holds(forced.err, "WARNING: the settings force the result DEVICE BUSY; the test \"pass\" does not"));
     EXPECT_FALSE(has(forced.out, "50%")) << "a forced result takes the place of the test";
 
     settings("Test.fail.Enable.value=false\nMinTimePerTest.value=1\n");
@@ -422,7 +427,12 @@ TEST_F(ModuleTest, SettingsSteerTheRun)
 TEST_F(ModuleTest, QuestionsHaveAnswers)
 {
     Start start = startOf("ask");
-    EXPECT_EQ(module(start).status, 40) << "nobody there: the default answer";
+    Outcome const nobody = module(start);
+    EXPECT_EQ(nobody.status, 40) << "nobody there: the default answer";
+    EXPECT_TRUE(
+        holds(nobody.err, "Question \"Cable\": nobody can be asked; the default answer \"No\" is taken\n"));
+    start.input = "maybe\n";
+    EXPECT_EQ(module(start).status, 24) << "no answer is no finding";
     start.input = "maybe\ny\n";
     Outcome const asked = module(start);
     EXPECT_EQ(asked.status, 0);

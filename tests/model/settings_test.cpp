@@ -101,6 +101,7 @@ TEST(SettingsFile, isThatOfTheFirstFolderThatHasOne)
     EXPECT_EQ(utf8(*SettingsResource::ofModule("mymod")->text("k")), "second") << "read once";
     SettingsResource::clearCache();
     EXPECT_EQ(utf8(*SettingsResource::ofModule("mymod")->text("k")), "first");
+    EXPECT_EQ(SettingsResource::ofModule("mymod")->passedOver(), second.path("mymod.w4i"));
 
     EXPECT_FALSE(SettingsResource::ofModule("other")->exists());
     EXPECT_TRUE(SettingsResource::ofModule("other")->issues().empty()) << "no file is normal";

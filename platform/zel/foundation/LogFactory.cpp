@@ -144,7 +144,8 @@ void LogFactory::setOverride(String const& level, String const& rootCategory)
 {
     std::optional<LogLevel> const value = logLevelFromText(level);
     if (!value)
-        throw InvalidArgumentException(String("Not a log level: \"") + level + "\"");
+        throw InvalidArgumentException(String("Not a log level: \"") + level +
+                                       "\". Levels are trace, debug, information, warning, error, critical");
     LogRegistry& registry = LogRegistry::instance();
     std::lock_guard<std::mutex> guard(registry.mutex);
     registry.overridden[rootCategory.trimmed().toUtf8()] = static_cast<int>(*value);

@@ -1,12 +1,19 @@
 // When a test applies to a device; docs/enumeration-rules.md says the same in words.
+#include <zel/foundation/Logger.h>
 #include <zel/model/StateManager.h>
 #include <zel/model/TestImp.h>
 #include <zel/model/ValidRange.h>
 
-#include <algorithm>
+#include <optional>
 
 namespace zel {
 namespace {
+
+Logger& logger()
+{
+    static Logger& s_logger = LogFactory::getLogger("zel.EnumerationRules");
+    return s_logger;
+}
 
 bool anyDeviceHas(StateManager const& state, CapabilityImp const& capability)
 {
@@ -22,13 +29,36 @@ bool propertyFits(DeviceImp const& device, DeviceRequirement const& requirement)
     return requirement.exclusion ? !inRange : inRange;
 }
 
-bool requirementsHold(TestImp const& test, DeviceImp const& device, StateManager const& state)
+String misfit(DeviceImp const& device, DeviceRequirement const& requirement)
 {
-    auto exists = [&](CapabilityImp const& capability) { return anyDeviceHas(state, capability); };
-    auto fits = [&](DeviceRequirement const& requirement) { return propertyFits(device, requirement); };
-    return std::all_of(test.existenceRequirements().begin(), test.existenceRequirements().end(), exists) &&
-           std::none_of(test.absenceRequirements().begin(), test.absenceRequirements().end(), exists) &&
-           std::all_of(test.propertyRequirements().begin(), test.propertyRequirements().end(), fits);
+    PropertyImp const* const property = device.property(requirement.propertyKey);
+    if (!property)
+        return "it has no property " + requirement.propertyKey;
+    return "its " + requirement.propertyKey + " is " + property->value().toString() +
+           (requirement.exclusion ? ", inside the range \"" : ", outside the range \"") +
+           requirement.validRange + "\"";
+}
+
+// Why the test does not apply to the device; nothing when it does. What stands in the way of nearly every
+// pair, the capability, comes without words: devices are many.
+std::optional<String> objection(TestImp const& test, DeviceImp const& device, StateManager const& state)
+{
+    if (!device.deviceCapabilities().intersects(test.deviceCapabilities()))
+        return String();
+    if (test.isSwitchedOff())
+        return String("the settings switch it off");
+    if (device.state() == DeviceStateImp::DISABLED())
+        return String("the device is disabled");
+    for (CapabilityImp const& capability : test.existenceRequirements())
+        if (!anyDeviceHas(state, capability))
+            return "no device is a " + capability.toString();
+    for (CapabilityImp const& capability : test.absenceRequirements())
+        if (anyDeviceHas(state, capability))
+            return "there is a " + capability.toString();
+    for (DeviceRequirement const& requirement : test.propertyRequirements())
+        if (!propertyFits(device, requirement))
+            return misfit(device, requirement);
+    return std::nullopt;
 }
 
 } // namespace
@@ -38,10 +68,12 @@ bool TestImp::canEnumerateOnDevice(TestImp const& test, DeviceImp const& device,
 {
     if (previousDevice)
         *previousDevice = nullptr;
-    if (test.isSwitchedOff() || device.state() == DeviceStateImp::DISABLED() ||
-        !device.deviceCapabilities().intersects(test.deviceCapabilities()) ||
-        !requirementsHold(test, device, state))
+    if (auto const reason = objection(test, device, state)) {
+        if (!reason->empty())
+            ZEL_LOG(logger(), LogLevel::Debug)
+                << "test " << test.keyInModule() << " does not apply to " << device.name() << ": " << *reason;
         return false;
+    }
     if (!test.flags().enumeratesOnlyOnce)
         return true;
     DeviceImp* const holder = state.deviceByTestAtIndex(test, 0);

@@ -15,6 +15,13 @@ MessageBoxImp::MessageBoxImp(String title, String text, std::vector<Answer> answ
       m_cancel(cancelAnswer < m_answers.size() ? cancelAnswer : 0), m_answer(m_answers.at(m_default).code)
 {}
 
+String MessageBoxImp::textOf(int code) const
+{
+    auto const found = std::find_if(m_answers.begin(), m_answers.end(),
+                                    [code](Answer const& one) { return one.code == code; });
+    return found == m_answers.end() ? String() : found->text;
+}
+
 void MessageBoxImp::cutShort() noexcept
 {
     m_answer = cancelCode();

@@ -25,6 +25,7 @@ public:
     String const& title() const noexcept { return m_title; }
     String const& text() const noexcept { return m_text; }
     std::vector<Answer> const& answers() const noexcept { return m_answers; }
+    String textOf(int code) const; ///< of the answer; empty when there is none of that code
     int defaultCode() const noexcept { return m_answers[m_default].code; }
     int cancelCode() const noexcept { return m_answers[m_cancel].code; }
 

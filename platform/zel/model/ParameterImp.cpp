@@ -32,7 +32,8 @@ ParameterImp::ParameterImp(String key, String defaultText, DataTypeImp const& ty
     String reason;
     m_range = ValidRange::parse(m_rangeText, reason);
     if (m_range && isNumberType(m_type) && !m_range->isNumeric())
-        reason = String("the valid range \"") + m_rangeText + String("\" has an item that is no number");
+        reason = String("the valid range \"") + m_rangeText +
+                 String("\" has an item that is no number; a span is written low..high");
     m_declarationError = reason;
     if (m_defaultText.empty() || !reason.empty())
         return;

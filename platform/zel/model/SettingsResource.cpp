@@ -7,6 +7,7 @@
 #include <zel/model/SettingsKeys.h>
 #include <zel/model/ValueImp.h>
 
+#include <filesystem>
 #include <mutex>
 
 namespace zel {
@@ -45,20 +46,26 @@ void logIssues(KeyTextFile const& file)
 
 // A file that is there but cannot be read is taken for what it is: going on to the next folder would run the
 // module with settings that nobody meant.
-KeyTextFile loadFirst(std::vector<std::string> const& folders, String const& guid)
+Shared loadFirst(std::vector<std::string> const& folders, String const& guid)
 {
     if (!isFileNamePart(guid)) {
         ZEL_LOG(logger(), LogLevel::Debug) << "no settings file is looked for: the module has no proper guid";
-        return KeyTextFile();
+        return std::make_shared<SettingsResource const>(KeyTextFile());
     }
     KeyTextFile file;
     for (std::string const& folder : folders) {
-        file = KeyTextFile::load(folder + "/" + guid.toUtf8() + ".w4i");
-        if (file.state() != KeyTextFile::State::Absent)
-            break;
-        ZEL_LOG(logger(), LogLevel::Debug) << "no settings file " << file.path();
+        std::string const path = folder + "/" + guid.toUtf8() + ".w4i";
+        if (file.state() != KeyTextFile::State::Absent) {
+            std::error_code error;
+            if (FileSystem::exists(path) && !std::filesystem::equivalent(path, file.path(), error))
+                return std::make_shared<SettingsResource const>(std::move(file), path);
+            continue;
+        }
+        file = KeyTextFile::load(path);
+        if (file.state() == KeyTextFile::State::Absent)
+            ZEL_LOG(logger(), LogLevel::Debug) << "no settings file " << file.path();
     }
-    return file;
+    return std::make_shared<SettingsResource const>(std::move(file));
 }
 
 std::optional<bool> readFlag(String const& text)
@@ -85,7 +92,7 @@ Shared SettingsResource::ofModule(String const& guid)
     if (auto const found = known.m_byGuid.find(guid); found != known.m_byGuid.end())
         return found->second;
     auto const folders = known.m_folders.empty() ? defaultFolders() : known.m_folders;
-    auto const settings = std::make_shared<SettingsResource const>(loadFirst(folders, guid));
+    auto const settings = loadFirst(folders, guid);
     logIssues(settings->m_file);
     constexpr std::size_t kMaxModules = 256; // guids come from outside, too
     if (known.m_byGuid.size() < kMaxModules)

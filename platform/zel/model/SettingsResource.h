@@ -28,7 +28,9 @@ struct ZEL_EXPORT SettingsError
 class ZEL_EXPORT SettingsResource
 {
 public:
-    explicit SettingsResource(KeyTextFile file) : m_file(std::move(file)) {}
+    explicit SettingsResource(KeyTextFile file, std::string passedOver = std::string())
+        : m_file(std::move(file)), m_passedOver(std::move(passedOver))
+    {}
 
     /// The settings of the module `guid`, read on first request and kept until clearCache(). The file is that
     /// of the search folders that comes first; that there is none is normal. What is wrong with its lines is
@@ -39,6 +41,8 @@ public:
     static void setSearchFolders(std::vector<std::string> folders);
 
     std::string const& path() const noexcept { return m_file.path(); }
+    /// A settings file of the module in a later search folder, which is not read; empty: there is none.
+    std::string const& passedOver() const noexcept { return m_passedOver; }
     bool exists() const noexcept { return m_file.state() == KeyTextFile::State::Read; }
     std::vector<KeyTextFile::Issue> const& issues() const noexcept { return m_file.issues(); }
     /// In the order of their first lines.
@@ -66,6 +70,7 @@ public:
 
 private:
     KeyTextFile m_file;
+    std::string m_passedOver;
 };
 
 } // namespace zel

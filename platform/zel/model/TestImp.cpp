@@ -26,7 +26,9 @@ std::vector<SettingsError> TestImp::resolveParameterData(SettingsResource const&
         if (result.toString() == entry->m_text)
             m_forcedResult = result;
         else {
-            errors.push_back(settings.error(resultKey, *entry, "no test result has this text"));
+            errors.push_back(settings.error(resultKey, *entry,
+                                            "no test result has the text \"" + entry->m_text +
+                                                "\", as \"PASS\" or \"FAIL\""));
             errors.back().m_parameter = "ForceResult";
         }
     }

@@ -47,8 +47,8 @@ public:
     std::optional<TestRunEventImp> nextEvent();
     void clearEvents() { m_events.clear(); }
 
-    /// A question of the test was ended by a stop: what the test makes of the answer that it got is nobody's
-    /// finding, unless it had reported an error before.
+    /// A question of the test ended without an answer, by a stop or the end of input: what the test makes of
+    /// the answer that it got is nobody's finding, unless it had reported an error before.
     void interrupt() noexcept { m_isInterrupted = !m_hasErrors; }
     bool isInterrupted() const noexcept { return m_isInterrupted; }
 

@@ -84,7 +84,7 @@ std::optional<ValidRange::Item> ValidRange::span(String const& low, String const
         return std::nullopt;
     }
     if ((!low.empty() && !item.m_low) || (!high.empty() && !item.m_high)) {
-        reason = shown + String("has an end that is no number");
+        reason = shown + String("has an end that is no number (plain units, as in 64..4096)");
         return std::nullopt;
     }
     if (item.m_low && item.m_high && *item.m_low > *item.m_high) {

@@ -322,7 +322,7 @@ MsgBoxReturn DiagModule::createMessageBox(MsgBoxType type, KrelString const& tit
     if (s_msgBoxCallback && s_testRunImp->device())
         s_msgBoxCallback(DiagDevice(s_testRunImp->device()));
     comm->sendMessageBox(box);
-    if (box.wasCutShort() && checkForStop())
+    if (box.wasCutShort())
         s_testRunImp->interrupt();
     return static_cast<MsgBoxReturn>(box.answer());
 }

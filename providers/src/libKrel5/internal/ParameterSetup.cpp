@@ -41,6 +41,15 @@ void report(zel::SettingsError const& error)
     ErrorReporting::tell(error.toString());
 }
 
+void checkOldForm(char const* kind, zel::String const& key, zel::SettingsResource const& settings)
+{
+    if (settings.enable(kind, key) != zel::SettingsResource::Enable::OldForm)
+        return;
+    zel::String const old = zel::String(kind) + "." + key + "." + Keys::kEnableOldForm;
+    zel::String const reason = "is the old form of " + zel::String(kind) + "." + key + "." + Keys::kEnable;
+    ZEL_LOG(logger(), zel::LogLevel::Warning) << settings.error(old, *settings.find(old), reason).toString();
+}
+
 void checkForcedEvent(Test const& test, zel::SettingsResource const& settings)
 {
     zel::String const key = "Test." + test.imp().keyInModule() + "." + Keys::kForceEvent;
@@ -66,8 +75,12 @@ void checkSwitches(zel::SettingsResource const& settings)
     for (auto const& test : Factories::tests())
         for (char const* name : {Keys::kEnable, Keys::kEnableOldForm, Keys::kForceAllEvents})
             check("Test." + test->imp().keyInModule() + "." + name, zel::DataTypeImp::BOOLEAN());
-    for (auto const& test : Factories::tests())
+    for (auto const& test : Factories::tests()) {
         checkForcedEvent(*test, settings);
+        checkOldForm("Test", test->imp().keyInModule(), settings);
+    }
+    for (auto const& indicator : Factories::indicators())
+        checkOldForm("Indicator", indicator->imp().keyInModule(), settings);
     for (auto const& indicator : Factories::indicators())
         for (char const* name : {Keys::kEnable, Keys::kEnableOldForm})
             check("Indicator." + indicator->imp().keyInModule() + "." + name, zel::DataTypeImp::BOOLEAN());
@@ -107,6 +120,9 @@ void setUpParameters()
     auto const settings = zel::SettingsResource::ofModule(ModuleCommon::module().guid());
     for (auto const& issue : settings->issues())
         ErrorReporting::tell(issue.toString());
+    if (!settings->passedOver().empty())
+        ErrorReporting::tell(zel::String("WARNING: ") + settings->passedOver() + " is not read; " +
+                             settings->path() + " comes first");
     checkSwitches(*settings);
     for (auto const& test : Factories::tests()) {
         handDownGlobalParameters(*test);

@@ -1,5 +1,7 @@
 #include <internal/Prompt.h>
 
+#include <internal/ErrorReporting.h>
+
 #include <krel5/DiagModule.h>
 
 #include <zel/foundation/Console.h>
@@ -39,9 +41,10 @@ void presentOnConsole(zel::MessageBoxImp& box)
         return;
     }
     box.setAnswer(box.defaultCode());
-    ZEL_LOG(logger(), zel::LogLevel::Warning)
-        << "message box \"" << box.title() << "\": nobody can be asked, taking the default answer "
-        << box.defaultCode();
+    zel::String const text = "Question \"" + box.title() + "\": nobody can be asked; the default answer \"" +
+                             box.textOf(box.defaultCode()) + "\" is taken";
+    ZEL_LOG(logger(), zel::LogLevel::Warning) << text;
+    ErrorReporting::tell(text);
 }
 
 } // namespace krel5

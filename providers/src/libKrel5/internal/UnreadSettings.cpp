@@ -74,6 +74,10 @@ zel::String probablyMeant(zel::String const& key, KnownKeys const& known)
         return {};
     if (known.contains(key + ".value"))
         return key + ".value";
+    if (key.startsWith("Parameter.")) // only global parameters have such keys
+        for (zel::String const& one : known)
+            if (one.endsWith(key.substr(zel::String("Parameter").size())))
+                return one;
     zel::String best;
     std::size_t least = kMaxSlips + 1;
     for (zel::String const& one : known) {
