@@ -96,24 +96,23 @@ std::vector<std::pair<std::string, std::string>> valuesOf(SmartAttribute const& 
 /// True when an attribute fails now.
 bool judgeAttributes(TestHost& host, SmartReport const& report, int exitStatus)
 {
-    bool now = false, before = false;
+    constexpr unsigned kMostNamed = 30; // a drive has room for so many attributes
+    unsigned now = 0, before = 0;
     for (SmartAttribute const& attribute : report.m_attributes) {
         // Words that smartctl has used: "now" and "FAILING_NOW", "past" and "In_the_past".
         bool const failsNow = attribute.m_whenFailed == "now" || attribute.m_whenFailed == "FAILING_NOW";
         bool const failedBefore =
             !failsNow && !attribute.m_whenFailed.empty() && attribute.m_whenFailed != "-";
-        if (failsNow)
+        if (failsNow && ++now <= kMostNamed)
             host.fault({"SmartAttributeFailing", valuesOf(attribute)});
-        if (failedBefore)
+        if (failedBefore && ++before <= kMostNamed)
             host.warning({"SmartAttributeFailedBefore", valuesOf(attribute)});
-        now = now || failsNow;
-        before = before || failedBefore;
     }
-    if (!now && (exitStatus & kBelowThreshold))
+    if (now == 0 && (exitStatus & kBelowThreshold))
         host.fault({"SmartFailing", {{"Reason", host.text(kTextBelowThreshold)}}});
-    if (!before && (exitStatus & kWasBelowThreshold))
+    if (before == 0 && (exitStatus & kWasBelowThreshold))
         host.warning({"SmartUnnamedFailedBefore", {}});
-    return now || (exitStatus & kBelowThreshold) != 0;
+    return now > 0 || (exitStatus & kBelowThreshold) != 0;
 }
 
 /// What a technician looks at first: counts that are zero on a sound drive.

@@ -201,10 +201,13 @@ TEST(SmartParser, isBounded)
     std::string many =
         R"({"ata_smart_attributes":{"table":[{"id":1,"name":")" + std::string(5000, 'x') + "\"}";
     for (int i = 0; i < 5000; ++i)
-        many += R"(,{"id":1})";
+        many += R"(,{"id":1,"when_failed":"now"})";
     SmartReport const report = parseSmartReport(many + "]}}");
     EXPECT_EQ(report.m_attributes.size(), 1000u);
     EXPECT_EQ(report.m_attributes[0].m_name.size(), 1000u);
+    ReportLog host;
+    EXPECT_EQ(judgeSmart(host, report, 0), Outcome::Fail);
+    EXPECT_EQ(host.m_faults.size(), 30u);
 }
 
 TEST(SmartReport, saysHowOldAndHowWarmADriveIs)
