@@ -86,7 +86,9 @@ Outcome judgeSmart(TestHost& host, SmartReport const& report, int exitStatus);
 /// offers: CannotRun, with the warning "SmartProgramLeft" (Process) when it could not be ended.
 Outcome judgeSmartRun(TestHost& host, ChildResult const& child, ChildLimits const& limits);
 
-/// Runs smartctl on the device and judges what it prints. CannotRun where the program is not installed.
-Outcome runSmartTest(TestHost& host, std::string const& device);
+/// Runs smartctl on the device and judges what it prints. NotSupported where the program is not installed
+/// (`program` is empty).
+Outcome runSmartTest(TestHost& host, std::string const& device,
+                     std::string const& program = findProgram("smartctl"));
 
 } // namespace krel5::modules

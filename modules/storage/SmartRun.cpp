@@ -36,11 +36,12 @@ Outcome judgeSmartRun(TestHost& host, ChildResult const& child, ChildLimits cons
     return Outcome::CannotRun;
 }
 
-Outcome runSmartTest(TestHost& host, std::string const& device)
+Outcome runSmartTest(TestHost& host, std::string const& device, std::string const& program)
 {
-    std::string const program = findProgram("smartctl");
-    if (program.empty())
-        return cannotRun(host, host.text(kTextNoSmartctl));
+    if (program.empty()) {
+        cannotRun(host, host.text(kTextNoSmartctl));
+        return Outcome::NotSupported; // by this machine, not by the drive
+    }
     if (device.empty() || device[0] != '/') { // it could be taken for an option
         host.problem({"SmartNotSupported", {{"Reason", host.text(kTextNoDevicePath, {{"Device", device}})}}});
         return Outcome::NotSupported;

@@ -272,5 +272,13 @@ TEST(SmartTest, ofAPathThatCouldBeAnOptionRunsNothing)
     EXPECT_EQ(host.m_problems.size(), 1u);
 }
 
+TEST(SmartTest, withoutItsProgramIsNotSupported)
+{
+    ReportLog host;
+    EXPECT_EQ(runSmartTest(host, "/dev/sda", ""), Outcome::NotSupported);
+    ASSERT_EQ(host.m_problems.size(), 1u);
+    EXPECT_EQ(host.m_problems[0], "SmartNotRead Reason=smartctl is not installed");
+}
+
 } // namespace
 } // namespace krel5::modules
