@@ -20,8 +20,8 @@ constexpr std::uint64_t mostMebibytes(std::uint64_t available) noexcept
     return available - std::min(available, marginMebibytes(available));
 }
 
-/// The size where none was asked for: half of what is available, but no more for each thread than the thorough
-/// test passes in a minute or two, as it is what one thread has to do that the run time depends on.
+/// The size where none was asked for: half of what is available, but no more for each thread than the
+/// thorough test passes in a minute or two, as it is what one thread has to do that the run time depends on.
 constexpr std::uint64_t defaultMebibytes(std::uint64_t available, unsigned threads) noexcept
 {
     constexpr std::uint64_t kMostForEachThread = 2048;
