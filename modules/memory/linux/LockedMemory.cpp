@@ -5,8 +5,10 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <linux/capability.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -23,11 +25,20 @@ std::size_t pageSize()
 
 std::string errorText(int error) { return std::generic_category().message(error); }
 
+/// Root in a container may be without it, and its limit then counts.
+bool mayLockBeyondTheLimit()
+{
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct held[_LINUX_CAPABILITY_U32S_3]{};
+    return syscall(SYS_capget, &header, held) == 0 && (held[0].effective & (1u << CAP_IPC_LOCK)) != 0;
+}
+
 /// mlock(2) answers ENOMEM both for the limit and for lack of memory; which one it was the limit tells.
 LockedMemory::Made lockFailed(std::size_t bytes, int error)
 {
     rlimit limit{};
-    bool const limited = getrlimit(RLIMIT_MEMLOCK, &limit) == 0 && limit.rlim_cur < bytes && geteuid() != 0;
+    bool const limited =
+        getrlimit(RLIMIT_MEMLOCK, &limit) == 0 && limit.rlim_cur < bytes && !mayLockBeyondTheLimit();
     if (error == EPERM || limited)
         return {nullptr,
                 LockError::NotPermitted,
