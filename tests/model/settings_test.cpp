@@ -183,6 +183,9 @@ TEST(Parameter, saysWhatIsWrongAndKeepsItsValue)
     auto const uint32 = DataTypeImp::UINT32();
     std::string const notOfType = error({"n", "5", uint32, "", false, false}, "#\nTest.t.n.value=many");
     EXPECT_EQ(notOfType.find("mymod.w4i:2: Test.t.n.value: \"many\" is no UINT32"), 0u) << notOfType;
+    EXPECT_EQ(error({"n", "16 MiB", DataTypeImp::DISCRETEMEASUREMENT(), "1..", false, false},
+                    "Test.t.n.value=32 MHz"),
+              "mymod.w4i:1: Test.t.n.value: \"32 MHz\" is in HERTZ, not in BYTES as the default \"16 MiB\"");
     EXPECT_EQ(error({"n", "5", uint32, "1..9", false, false}, "Test.t.n.value=10"),
               "mymod.w4i:1: Test.t.n.value: \"10\" lies outside the valid range \"1..9\"");
     // The author's own texts are checked by the same call.

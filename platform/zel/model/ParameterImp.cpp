@@ -22,6 +22,15 @@ bool isNumberType(DataTypeImp const& type)
     return false;
 }
 
+std::optional<UnitType> unitOf(ValueImp const& value)
+{
+    if (value.type() == DataTypeImp::DISCRETEMEASUREMENT())
+        return value.discreteMeasurement().unitType();
+    if (value.type() == DataTypeImp::NONDISCRETEMEASUREMENT())
+        return value.nonDiscreteMeasurement().unitType();
+    return std::nullopt;
+}
+
 } // namespace
 
 ParameterImp::ParameterImp(String key, String defaultText, DataTypeImp const& type, String validRange,
@@ -64,8 +73,15 @@ LocalizedStringImp ParameterImp::description() const
     return LocalizedStringImp(String("Parameter.") + m_key + String(".Description"), String(), m_moduleGuid);
 }
 
+// A range counts plain units and cannot tell megahertz from mebibytes; the default says what is meant.
 std::optional<String> ParameterImp::reasonAgainst(ValueImp const& value) const
 {
+    String ignored;
+    auto const standard = ValueImp::parse(m_defaultText, m_type, ignored);
+    auto const meant = standard ? unitOf(*standard) : std::nullopt;
+    if (auto const unit = unitOf(value); unit && meant && *meant != UnitType::NOUNIT() && *unit != *meant)
+        return String("\"") + value.toString() + "\" is in " + unit->toString() + ", not in " +
+               meant->toString() + " as the default \"" + m_defaultText + "\"";
     if (!m_range || m_range->contains(value))
         return std::nullopt;
     return String("\"") + value.toString() + String("\" lies outside the valid range \"") + m_rangeText +
