@@ -40,7 +40,7 @@ static TestResult readStart(DiagDevice const& device)
     return TestResult::PASS();
 }
 
-// Where nobody can be asked, the default answer counts: here the first one, yes.
+// Where nobody can be asked, the default answer counts: it should be one that is no finding.
 static TestResult activityLight(DiagDevice const&)
 {
     auto const answer = DiagModule::createMessageBox(

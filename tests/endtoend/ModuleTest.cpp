@@ -228,7 +228,7 @@ TEST_F(ModuleTest, ListsAndPicksByNumber)
              {{"run", "-d", "2"}, 31, "Error: Device Number 2 is too large\n"},
              {{"run", "-d", "-1"}, 31, "Error: Device Number -1 is too small\n"},
              {{"run", "-t", "0"}, 32, "Error: Test Number 0 is too small\n"},
-             {{"run", "-t", "24"}, 32, "Error: Test Number 24 is too large\n"},
+             {{"run", "-t", "25"}, 32, "Error: Test Number 25 is too large\n"},
              {{"run", "-t", "19", "-d", "1"}, 32, "is not associated with the test \"noSuchDevice\"\n"},
          }) {
         Outcome const outcome = module(one.arguments);
@@ -336,6 +336,9 @@ TEST_F(ModuleTest, StoppedRunsNeverPass)
 TEST_F(ModuleTest, WhatATestDoesToItsOwnProcess)
 {
     EXPECT_EQ(runTest("child").status, 0);
+    Outcome const thrown = runTest("childThrows");
+    EXPECT_EQ(thrown.status, 0) << thrown.err;
+    EXPECT_EQ(thrown.err.find("exit callback"), thrown.err.rfind("exit callback")) << "the parent's alone";
     Outcome const nested = runTest("nested");
     EXPECT_EQ(nested.status, 23);
     EXPECT_TRUE(holds(nested.out, "Cannot call DiagModule::runTest while a test runs\n"));

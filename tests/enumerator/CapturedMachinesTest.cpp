@@ -205,13 +205,18 @@ TEST(CapturedMachines, MemoryBuiltIn)
         {"derived-laptop-latitude-5580", "Size", "-"}, // the size of its blocks was not captured
         {"derived-laptop-latitude-5580", "MemoryBlocks", "64"},
     };
-    for (Case const& c : cases)
-        for (CapturedMachine const& machine : capturedMachines())
-            if (machine.name() == c.machine) {
-                ASSERT_EQ(machine.ofType(C::Memory()).size(), 1u);
-                EXPECT_EQ(propertyText(machine.ofType(C::Memory())[0], c.key), c.text)
-                    << c.machine << " " << c.key;
-            }
+    for (Case const& c : cases) {
+        bool found = false;
+        for (CapturedMachine const& machine : capturedMachines()) {
+            if (machine.name() != c.machine)
+                continue;
+            found = true;
+            ASSERT_EQ(machine.ofType(C::Memory()).size(), 1u);
+            EXPECT_EQ(propertyText(machine.ofType(C::Memory())[0], c.key), c.text)
+                << c.machine << " " << c.key;
+        }
+        EXPECT_TRUE(found) << c.machine;
+    }
 }
 
 TEST(CapturedMachines, FirmwareTables)

@@ -55,7 +55,9 @@ TEST(Enumerator, CompletesAStateWithoutTakingBackWhatItKnows)
     DeviceImp const& other = found.addDevice(make("b", 1), nullptr);
     StateManager state;
     DeviceImp const& mine = state.addDevice(make("a", 2), nullptr);
+    state.takeChanges();
     Enumerator::instance().buildStateManager(state);
+    EXPECT_EQ(state.takeChanges().size(), 1u) << "one device is new, nothing else changed";
     EXPECT_EQ(mine.property("Size")->value().uint32(), 2u);
     EXPECT_TRUE(state.matchingDevice(other));
     found.clear();

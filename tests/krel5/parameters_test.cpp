@@ -57,9 +57,13 @@ TEST(ParameterSetup, handsDownResolvesAndInsists)
                       .find("Parameter \"level\" not set in the settings file for Test \"taking\""),
                   0u);
     }
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "Parameter not set: maybe you are using the old method of setting parameters; try changing it "
-              "to:\nTest.taking.level.value=YOUR VALUE HERE\n");
+    EXPECT_EQ(
+        testing::internal::GetCapturedStderr(),
+        "WARNING: " + folder.path() +
+            "/setup.w4i:2: Test.taking.level: nothing here reads this setting; did you mean "
+            "Test.taking.level.value?\n"
+            "Parameter not set: maybe you are using the old method of setting parameters; try changing it "
+            "to:\nTest.taking.level.value=YOUR VALUE HERE\n");
 
     folder.write("setup.w4i", "Test.own.level.value=2\nParameter.level.value=3\nTest.own.Enable.value=off\n");
     zel::SettingsResource::clearCache();

@@ -55,13 +55,6 @@ std::vector<std::string> Enumerator::refusedDirectories() const
 
 std::size_t Enumerator::deviceCount() const { return moduleState().deviceCount(); }
 
-void Enumerator::buildStateManager(StateManager& state) const
-{
-    // In a merge the newcomer's values win; what `state` holds is the later reading.
-    StateManager later;
-    later.mergeWithTracking(state);
-    state.mergeWithTracking(moduleState());
-    state.mergeWithTracking(later);
-}
+void Enumerator::buildStateManager(StateManager& state) const { state.completeWithTracking(moduleState()); }
 
 } // namespace zel

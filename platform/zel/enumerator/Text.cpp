@@ -52,8 +52,14 @@ std::string lowered(std::string_view text)
 std::string cleaned(std::string_view text)
 {
     std::string clean;
-    for (char const c : text) {
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        char const c = text[i];
         auto const byte = static_cast<unsigned char>(c);
+        auto const next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : 0);
+        if (byte == 0xC2 && next >= 0x80 && next < 0xA0) { // U+0080 to U+009F in UTF-8: controls, too
+            ++i;
+            continue;
+        }
         bool const blank = byte <= 0x20;
         if (byte == 0x7F || (blank && (clean.empty() || clean.back() == ' ')))
             continue;

@@ -178,7 +178,6 @@ std::vector<String> String::split(Unit separator) const
     return parts;
 }
 
-// FNV-1a, 64 bit (Fowler, Noll, Vo; IETF draft "The FNV Non-Cryptographic Hash Algorithm").
 String String::withoutControls(bool keepLineFeeds) const
 {
     auto const isHarmful = [keepLineFeeds](Unit unit) {
@@ -199,6 +198,7 @@ String String::withoutControls(bool keepLineFeeds) const
     return shown;
 }
 
+// FNV-1a, 64 bit (Fowler, Noll, Vo; IETF draft "The FNV Non-Cryptographic Hash Algorithm").
 std::size_t String::hash() const noexcept
 {
     std::uint64_t value = 14695981039346656037ull;

@@ -140,22 +140,22 @@ PropertyImp* DeviceImp::nextProperty()
     return m_cursor < m_properties.size() ? m_properties[m_cursor++].get() : nullptr;
 }
 
-bool DeviceImp::mergeFrom(DeviceImp const& other)
+bool DeviceImp::take(DeviceImp const& other, bool newerWins)
 {
     bool changed = false;
-    auto take = [&changed](auto& mine, auto const& theirs, bool when) {
+    auto const adopt = [&changed](auto& mine, auto const& theirs, bool when) {
         if (when && !(mine == theirs)) {
             mine = theirs;
             changed = true;
         }
     };
-    take(m_name, other.m_name, m_name.empty());
-    take(m_description, other.m_description, m_description.empty());
-    take(m_osLocator, other.m_osLocator, m_osLocator.empty());
-    take(m_hwLocator, other.m_hwLocator, m_hwLocator.empty());
-    take(m_capabilities, m_capabilities | other.m_capabilities, true);
-    take(m_state, other.m_state, true);
-    take(m_complete, true, other.m_complete);
+    adopt(m_name, other.m_name, m_name.empty());
+    adopt(m_description, other.m_description, m_description.empty());
+    adopt(m_osLocator, other.m_osLocator, m_osLocator.empty());
+    adopt(m_hwLocator, other.m_hwLocator, m_hwLocator.empty());
+    adopt(m_capabilities, m_capabilities | other.m_capabilities, true);
+    adopt(m_state, other.m_state, newerWins);
+    adopt(m_complete, true, other.m_complete);
     for (String const& id : other.m_childBusIds) {
         std::size_t const before = m_childBusIds.size();
         addChildBusId(id);
@@ -165,7 +165,7 @@ bool DeviceImp::mergeFrom(DeviceImp const& other)
         PropertyImp* const mine = property(theirs->key());
         if (!mine)
             addProperty(theirs.get());
-        else if (mine->value() == theirs->value())
+        else if (!newerWins || mine->value() == theirs->value())
             continue;
         else
             mine->setValue(theirs->value());

@@ -65,7 +65,9 @@ public:
 
     /// Takes over what `other` knows about the same device: texts that are empty here, capabilities, child
     /// buses, state, every property, whose newer value wins, and its group. Returns whether anything changed.
-    bool mergeFrom(DeviceImp const& other);
+    bool mergeFrom(DeviceImp const& other) { return take(other, true); }
+    /// The same, but what is known here stays.
+    bool completeFrom(DeviceImp const& other) { return take(other, false); }
 
     /// Text of a device: level 0 is one line with the name; level 1 adds guid, locators, type, capabilities
     /// and state; level 2 adds the properties, group members indented below their group.
@@ -78,6 +80,7 @@ private:
 
     DeviceImp() = default;
     std::size_t indexOf(String const& key) const;
+    bool take(DeviceImp const& other, bool newerWins);
     bool mergeChildren(PropertyImp const& theirs);
     void printProperty(PropertyImp const& property, String const& indent, String& out, int depth,
                        std::unordered_set<PropertyImp const*>& printed) const;

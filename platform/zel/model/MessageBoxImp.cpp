@@ -55,6 +55,7 @@ void MessageBoxImp::present(OStream& out, ReadLine const& readLine)
         out.flush();
         String line;
         if (!readLine(line)) {
+            out << endl;
             cutShort();
             return;
         }

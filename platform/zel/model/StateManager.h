@@ -126,7 +126,9 @@ public:
     /// parent), known devices take over what is new (DeviceImp::mergeFrom, a parent where there is none),
     /// alerts and property specifications likewise. Each difference is recorded as a change. `other` stays as
     /// it is.
-    void mergeWithTracking(StateManager const& other);
+    void mergeWithTracking(StateManager const& other) { merge(other, true); }
+    /// The same, but what is known here stays: only what is missing is taken in.
+    void completeWithTracking(StateManager const& other) { merge(other, false); }
     std::vector<Change> takeChanges();
 
     /// Fills this (fresh) manager with copies of the devices of `source` that have the capability, holding
@@ -137,6 +139,7 @@ public:
 
 private:
     void note(bool track, Change::Kind kind, String const& guid, String const& otherGuid = String());
+    void merge(StateManager const& other, bool newerWins);
     DeviceImp& copyDevice(DeviceImp const& theirs, StateManager const& other);
     void attach(DeviceImp& device, DeviceImp const* parent);
     bool adoptParent(DeviceImp& mine, DeviceImp const* theirParent);

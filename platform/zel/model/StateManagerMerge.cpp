@@ -38,7 +38,7 @@ bool StateManager::adoptParent(DeviceImp& mine, DeviceImp const* theirParent)
     return true;
 }
 
-void StateManager::mergeWithTracking(StateManager const& other)
+void StateManager::merge(StateManager const& other, bool newerWins)
 {
     mergePropertySpecs(other);
     for (ModuleImp* module = other.nextModule(nullptr); module; module = other.nextModule(module))
@@ -48,7 +48,8 @@ void StateManager::mergeWithTracking(StateManager const& other)
         DeviceImp const& theirs = *other.deviceAtIndex(i);
         if (DeviceImp* const mine = m_devices.find(theirs.guid())) {
             bool const placed = adoptParent(*mine, other.parentOf(theirs));
-            note(mine->mergeFrom(theirs) || placed, Kind::DeviceUpdated, theirs.guid());
+            bool const changed = newerWins ? mine->mergeFrom(theirs) : mine->completeFrom(theirs);
+            note(changed || placed, Kind::DeviceUpdated, theirs.guid());
         } else {
             copyDevice(theirs, other);
         }
@@ -56,7 +57,7 @@ void StateManager::mergeWithTracking(StateManager const& other)
     for (std::size_t i = 0; i < other.alertCount(); ++i) {
         AlertImp const& theirs = *other.alertAtIndex(i);
         AlertImp const* const mine = m_alerts.find(theirs.guid());
-        if (!mine || !(*mine == theirs))
+        if (!mine || (newerWins && !(*mine == theirs)))
             addAlert(theirs);
     }
 }

@@ -49,7 +49,7 @@ public:
 
     /// A question of the test ended without an answer, by a stop or the end of input: what the test makes of
     /// the answer that it got is nobody's finding, unless it had reported an error before.
-    void interrupt() noexcept { m_isInterrupted = !m_hasErrors; }
+    void interrupt() noexcept { m_isInterrupted |= !m_hasErrors; }
     bool isInterrupted() const noexcept { return m_isInterrupted; }
 
     TestResultImp const& result() const noexcept { return m_result; }

@@ -63,8 +63,10 @@ void tellMissingTexts()
 {
     zel::String const& guid = ModuleCommon::module().guid();
     std::string const path = zel::LocalizedResource::getLocalizedResource(guid);
-    bool const hasTexts = Factories::events().size() > 0 || Factories::localizedStrings().size() > 0;
-    if (hasTexts && zel::LocalizedResource::load(path)->state() == zel::KeyTextFile::State::Absent)
+    bool needsTexts = Factories::events().size() > 0;
+    for (auto const& text : Factories::localizedStrings())
+        needsTexts |= text->imp().defaultText().empty();
+    if (needsTexts && zel::LocalizedResource::load(path)->state() == zel::KeyTextFile::State::Absent)
         ErrorReporting::tell(zel::String("No texts: ") + path +
                              " is missing; what has none is shown by its key");
 }

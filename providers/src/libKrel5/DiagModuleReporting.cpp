@@ -309,8 +309,13 @@ MsgBoxReturn DiagModule::createMessageBox(MsgBoxType type, KrelString const& tit
 {
     ZEL_LOG(logger(), LogLevel::Debug)
         << "createMessageBox: DiagModule::s_bGUIPromptSupported is " << (s_bGUIPromptSupported ? 1 : 0);
+    zel::TestRunImp* run = nullptr; // the one that asks; a thread of the test may outlive it
     CommInterface* const comm = ModuleCommon::comm();
-    if (!s_testRunImp || !comm)
+    {
+        zel::AutoMutex const guard(libraryMutex());
+        run = s_testRunImp;
+    }
+    if (!run || !comm)
         throw KrelException("Invalid KREL state for message box");
     BoxRow const& row = boxRow(type);
     std::vector<zel::MessageBoxImp::Answer> answers;
@@ -319,11 +324,15 @@ MsgBoxReturn DiagModule::createMessageBox(MsgBoxType type, KrelString const& tit
     zel::MessageBoxImp box(zel::String(prefix(lookAndFeel)) + title.zelString(), text.zelString(),
                            std::move(answers), static_cast<std::size_t>(option), row.cancel);
     s_msgBoxCallback = shown;
-    if (s_msgBoxCallback && s_testRunImp->device())
-        s_msgBoxCallback(DiagDevice(s_testRunImp->device()));
+    if (s_msgBoxCallback && run->device())
+        s_msgBoxCallback(DiagDevice(run->device()));
     comm->sendMessageBox(box);
-    if (box.wasCutShort())
-        s_testRunImp->interrupt();
+    // Who may only press OK has no answer that could be misread.
+    if (box.wasCutShort() && box.answers().size() > 1) {
+        zel::AutoMutex const guard(libraryMutex());
+        if (s_testRunImp == run)
+            run->interrupt();
+    }
     return static_cast<MsgBoxReturn>(box.answer());
 }
 

@@ -156,6 +156,8 @@ static TestResult ask(DiagDevice const&)
 static TestResult askStopped(DiagDevice const& device)
 {
     std::raise(SIGINT);
+    ask(device);
+    DiagModule::error(s_broken, "askStopped.cpp", 1); // made of an answer that nobody gave
     return ask(device);
 }
 
@@ -191,6 +193,16 @@ static TestResult child(DiagDevice const&)
     int status = 0;
     waitpid(id, &status, 0);
     return WIFEXITED(status) && WEXITSTATUS(status) == 7 ? TestResult::PASS() : TestResult::FAIL();
+}
+
+static TestResult childThrows(DiagDevice const&)
+{
+    pid_t const id = fork();
+    if (id == 0)
+        throw 42;
+    int status = 0;
+    waitpid(id, &status, 0);
+    return WIFEXITED(status) && WEXITSTATUS(status) == 22 ? TestResult::PASS() : TestResult::FAIL();
 }
 
 static TestResult nested(DiagDevice const&)
@@ -247,6 +259,7 @@ static void createTests()
     DiagModule::createTest("nested", memory, nested);
     DiagModule::createTest("askStopped", memory, askStopped)->setInteractive(true);
     DiagModule::createTest("deepThread", memory, deepThread);
+    DiagModule::createTest("childThrows", memory, childThrows);
 }
 
 int main(int argc, char** argv)

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <poll.h>
 #include <string>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace zel {
@@ -11,6 +12,7 @@ namespace {
 
 constexpr std::size_t kLongestLine = 64u << 10;
 constexpr int kPollMilliseconds = 100;
+constexpr int kWriterMilliseconds = 1000;
 
 std::string& pending()
 {
@@ -55,10 +57,15 @@ bool takeLine(String& line, bool atEnd)
 
 bool Console::canAsk()
 {
-    if (::isatty(STDIN_FILENO) || !pending().empty())
+    if (echoes() || !pending().empty())
         return true;
-    return readable(0) && fill() == Fill::Data;
+    struct stat status = {};
+    bool const hasWriter =
+        ::fstat(STDIN_FILENO, &status) == 0 && (S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode));
+    return readable(hasWriter ? kWriterMilliseconds : 0) && fill() == Fill::Data;
 }
+
+bool Console::echoes() { return ::isatty(STDIN_FILENO) == 1; }
 
 bool Console::readLine(String& line, std::function<bool()> const& stopped)
 {

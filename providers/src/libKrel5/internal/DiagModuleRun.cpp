@@ -204,12 +204,20 @@ TestResult DiagModuleRun::callTest(zel::TestRunImp& run, Test& test)
     // Somebody who asked to stop while devices were still being looked for must not see a test start.
     if (DiagModule::checkForStop())
         return TestResult::USERABORTED();
-    auto const process = zel::System::processId();
-    TestResult const result = test.runTest(DiagDevice(run.device()));
-    if (zel::System::processId() != process) {
+    auto const endIfChild = [process = zel::System::processId()] {
+        if (zel::System::processId() == process)
+            return;
         ErrorReporting::tell("A child process of the test came back from it; it ends without a verdict.");
         zel::System::exitProcess(TestResult::INTERNALERROR().value());
+    };
+    TestResult result;
+    try {
+        result = test.runTest(DiagDevice(run.device()));
+    } catch (...) {
+        endIfChild();
+        throw;
     }
+    endIfChild();
     ZEL_LOG_LINE(logger(), LogLevel::Information, 345)
         << "test returned result: " << result.toString().zelString();
     bool const isStopped = result == TestResult::PASS() && DiagModule::checkForStop();

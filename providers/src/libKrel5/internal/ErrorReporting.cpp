@@ -14,7 +14,13 @@ namespace krel5 {
 namespace {
 
 Facade const* s_facade = nullptr; // set before threads exist
-std::terminate_handler const s_terminateAtLoad = std::get_terminate();
+
+// What std::get_terminate gives where the program has set no handler.
+#ifdef __GLIBCXX__
+std::terminate_handler const s_defaultTerminate = __gnu_cxx::__verbose_terminate_handler;
+#else
+std::terminate_handler const s_defaultTerminate = std::get_terminate(); // as this library is loaded
+#endif
 
 zel::Logger& logger()
 {
@@ -67,7 +73,7 @@ void reportEarlyExit()
 
 void ErrorReporting::showUncaught() noexcept
 {
-    if (std::get_terminate() == s_terminateAtLoad)
+    if (std::get_terminate() == s_defaultTerminate)
         std::set_terminate(onTerminate);
 }
 

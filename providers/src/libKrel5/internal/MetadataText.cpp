@@ -9,6 +9,7 @@
 #include <zel/model/IndicatorImp.h>
 #include <zel/model/LocalizedResource.h>
 #include <zel/model/ParameterImp.h>
+#include <zel/model/SettingsKeys.h>
 #include <zel/model/SettingsResource.h>
 #include <zel/model/TestImp.h>
 
@@ -133,16 +134,18 @@ void writeOwnParameters(Writer& out, String const& prefix, Parameters const& par
 // What an author should mend in the settings file; the metadata is written in any case.
 void checkEnabled(Writer& out, char const* kind, String const& key)
 {
+    namespace Keys = zel::SettingsKeys;
     using Enable = zel::SettingsResource::Enable;
     auto const settings = zel::SettingsResource::ofModule(ModuleCommon::module().guid());
     switch (settings->enable(kind, key)) {
     case Enable::Enabled:
         return;
     case Enable::OldForm: {
-        String const old = settings->text(String(kind) + "." + key + ".Enable").value_or("true");
+        String const old =
+            settings->text(String(kind) + "." + key + "." + Keys::kEnableOldForm).value_or("true");
         out.note(String("ERROR: ") + kind + " \"" + key +
-                 "\" enabled using the old method. Change the line to: " + kind + "." + key +
-                 ".Enable.value=" + (old.empty() ? String("true") : old));
+                 "\" enabled using the old method. Change the line to: " + kind + "." + key + "." +
+                 Keys::kEnable + "=" + (old.empty() ? String("true") : old));
         return;
     }
     case Enable::Disabled:

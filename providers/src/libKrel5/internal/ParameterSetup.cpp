@@ -124,17 +124,18 @@ void setUpParameters()
         ErrorReporting::tell(zel::String("WARNING: ") + settings->passedOver() + " is not read; " +
                              settings->path() + " comes first");
     checkSwitches(*settings);
-    for (auto const& test : Factories::tests()) {
+    for (auto const& test : Factories::tests())
         handDownGlobalParameters(*test);
+    for (zel::SettingsError const& unread : unreadSettings(*settings)) {
+        ZEL_LOG(logger(), zel::LogLevel::Warning) << unread.toString();
+        ErrorReporting::tell("WARNING: " + unread.toString());
+    }
+    for (auto const& test : Factories::tests()) {
         resolve(test->imp(), *settings);
         requireSet(test->imp());
     }
     for (auto const& indicator : Factories::indicators())
         resolve(indicator->imp(), *settings);
-    for (zel::SettingsError const& unread : unreadSettings(*settings)) {
-        ZEL_LOG(logger(), zel::LogLevel::Warning) << unread.toString();
-        ErrorReporting::tell("WARNING: " + unread.toString());
-    }
 }
 
 } // namespace krel5

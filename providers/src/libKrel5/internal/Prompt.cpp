@@ -36,7 +36,11 @@ void presentOnConsole(zel::MessageBoxImp& box)
 {
     if (DiagModule::promptEnabled() && zel::Console::canAsk()) {
         box.present(zel::OStream::out(), [](zel::String& line) {
-            return zel::Console::readLine(line, [] { return DiagModule::checkForStop(); });
+            if (!zel::Console::readLine(line, [] { return DiagModule::checkForStop(); }))
+                return false;
+            if (!zel::Console::echoes()) // a terminal shows what is typed
+                zel::OStream::out() << line.withoutControls(false) << zel::endl;
+            return true;
         });
         return;
     }

@@ -74,11 +74,14 @@ zel::String probablyMeant(zel::String const& key, KnownKeys const& known)
         return {};
     if (known.contains(key + ".value"))
         return key + ".value";
-    if (key.startsWith("Parameter.")) // only global parameters have such keys
-        for (zel::String const& one : known)
-            if (one.endsWith(key.substr(zel::String("Parameter").size())))
-                return one;
     zel::String best;
+    zel::String const global("Parameter"), value(".value"); // only global parameters have such keys
+    if (key.startsWith(global + ".") && key.size() > global.size() + 1 + value.size())
+        for (zel::String const& one : known)
+            if (one.endsWith(key.substr(global.size())) && (best.empty() || one < best))
+                best = one;
+    if (!best.empty())
+        return best;
     std::size_t least = kMaxSlips + 1;
     for (zel::String const& one : known) {
         if (one.size() > key.size() + kMaxSlips || key.size() > one.size() + kMaxSlips)
