@@ -67,11 +67,42 @@ Outcome notRead(TestHost& host, Mute const& mute)
     return Outcome::NotSupported;
 }
 
-/// Why the report says nothing about the drive's health; nothing when it does.
+// Words that smartctl has used: "now" and "FAILING_NOW".
+bool failsNow(SmartAttribute const& attribute)
+{
+    return attribute.m_whenFailed == "now" || attribute.m_whenFailed == "FAILING_NOW";
+}
+
+/// The newest self-test that came to an end; null when there is none.
+SelfTest const* lastSelfTest(SmartReport const& report)
+{
+    auto const newest = std::find_if(report.m_selfTests.begin(), report.m_selfTests.end(),
+                                     [](SelfTest const& test) { return test.m_passed.has_value(); });
+    return newest == report.m_selfTests.end() ? nullptr : &*newest;
+}
+
+bool saysFailing(SmartReport const& report, int exitStatus)
+{
+    SelfTest const* const selfTest = lastSelfTest(report);
+    return report.m_passed == false || (exitStatus & (kDiskFailing | kBelowThreshold)) != 0 ||
+           std::any_of(report.m_attributes.begin(), report.m_attributes.end(), failsNow) ||
+           (report.m_nvme && report.m_nvme->m_criticalWarning != 0) || (selfTest && !*selfTest->m_passed);
+}
+
+bool saysHealth(SmartReport const& report)
+{
+    return report.m_passed || report.m_nvme || !report.m_attributes.empty() || lastSelfTest(report) ||
+           report.m_grownDefects || report.m_uncorrected;
+}
+
+/// Why the report says nothing about the drive's health; nothing when it does. Bad news counts whatever else
+/// the report says, also that there is no SMART or that it is switched off.
 std::optional<Mute> whyMute(TestHost& host, SmartReport const& report, int exitStatus)
 {
     if (!report.m_readable)
         return Mute{host.text(kTextNoJson, {{"Status", std::to_string(exitStatus)}}), true};
+    if (saysFailing(report, exitStatus))
+        return std::nullopt;
     std::string const errors = joined(report.m_errors);
     if (exitStatus & (kNotParsed | kNotOpened))
         return Mute{errors.empty() ? host.text(kTextNotOpened) : errors, errors.empty()};
@@ -79,8 +110,7 @@ std::optional<Mute> whyMute(TestHost& host, SmartReport const& report, int exitS
         return Mute{host.text(kTextNoSmart)};
     if (report.m_enabled == false)
         return Mute{host.text(kTextSmartOff)};
-    bool const failing = (exitStatus & (kDiskFailing | kBelowThreshold)) != 0;
-    if (!report.m_passed && !report.m_nvme && report.m_attributes.empty() && !failing)
+    if (!saysHealth(report))
         return Mute{errors.empty() ? host.text(kTextNoHealth) : errors, (exitStatus & kCommandFailed) != 0};
     return std::nullopt;
 }
@@ -99,11 +129,10 @@ bool judgeAttributes(TestHost& host, SmartReport const& report, int exitStatus)
     constexpr unsigned kMostNamed = 30; // a drive has room for so many attributes
     unsigned now = 0, before = 0;
     for (SmartAttribute const& attribute : report.m_attributes) {
-        // Words that smartctl has used: "now" and "FAILING_NOW", "past" and "In_the_past".
-        bool const failsNow = attribute.m_whenFailed == "now" || attribute.m_whenFailed == "FAILING_NOW";
+        // Words that smartctl has used: "past" and "In_the_past".
         bool const failedBefore =
-            !failsNow && !attribute.m_whenFailed.empty() && attribute.m_whenFailed != "-";
-        if (failsNow && ++now <= kMostNamed)
+            !failsNow(attribute) && !attribute.m_whenFailed.empty() && attribute.m_whenFailed != "-";
+        if (failsNow(attribute) && ++now <= kMostNamed)
             host.fault({"SmartAttributeFailing", valuesOf(attribute)});
         if (failedBefore && ++before <= kMostNamed)
             host.warning({"SmartAttributeFailedBefore", valuesOf(attribute)});
@@ -188,9 +217,8 @@ bool judgeNvme(TestHost& host, NvmeHealth const& health)
 /// True when the last word of the drive's self-tests is that it is faulty.
 bool judgeSelfTests(TestHost& host, SmartReport const& report, int exitStatus)
 {
-    auto const newest = std::find_if(report.m_selfTests.begin(), report.m_selfTests.end(),
-                                     [](SelfTest const& test) { return test.m_passed.has_value(); });
-    if (newest != report.m_selfTests.end() && !*newest->m_passed) {
+    SelfTest const* const newest = lastSelfTest(report);
+    if (newest && !*newest->m_passed) {
         host.fault({"SmartSelfTestFailed",
                     {{"Type", newest->m_type},
                      {"Status", newest->m_status},

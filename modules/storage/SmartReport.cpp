@@ -23,15 +23,27 @@ Json const* member(Json const* object, char const* name)
     return found == object->end() ? nullptr : &*found;
 }
 
+/// A blank for each control character: below U+0020, and U+007F to U+009F, which terminals obey, too. `text`
+/// is UTF-8, where the latter but the first are the byte C2 and one of 80 to 9F.
+std::string withoutControls(std::string_view text)
+{
+    auto const byteAt = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+    std::string out;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        bool const twoBytes =
+            byteAt(i) == 0xC2 && i + 1 < text.size() && byteAt(i + 1) >= 0x80 && byteAt(i + 1) <= 0x9F;
+        out += twoBytes || byteAt(i) < 0x20 || byteAt(i) == 0x7F ? ' ' : text[i];
+        i += twoBytes ? 1 : 0;
+    }
+    return out;
+}
+
 std::string textOf(Json const* value)
 {
     if (!value || !value->is_string())
         return "";
-    std::string text = value->get<std::string>().substr(0, kMostBytes);
-    for (char& c : text)
-        if (static_cast<unsigned char>(c) < 0x20)
-            c = ' ';
-    return text;
+    std::string const& text = value->get_ref<std::string const&>();
+    return withoutControls(std::string_view(text).substr(0, kMostBytes));
 }
 
 std::optional<bool> truthOf(Json const* value)
@@ -144,6 +156,21 @@ SelfTest nvmeSelfTestOf(Json const& entry)
     return test;
 }
 
+/// SCSI: 0 for passed, 3 to 7 for failed; 1 and 2 were aborted, 15 is still running.
+SelfTest scsiSelfTestOf(Json const& entry)
+{
+    Json const* const result = member(&entry, "result");
+    Json const* const lba = member(&entry, "lba_first_failure");
+    SelfTest test;
+    test.m_type = textOf(member(member(&entry, "code"), "string"));
+    test.m_status = textOf(member(result, "string"));
+    test.m_hours = maybeCountOf(member(member(&entry, "power_on_time"), "hours"));
+    test.m_lba = maybeCountOf(lba && lba->is_object() ? member(lba, "value") : lba);
+    if (auto const value = maybeCountOf(member(result, "value")); value && (*value == 0 || *value - 3 <= 4))
+        test.m_passed = *value == 0;
+    return test;
+}
+
 std::vector<SelfTest> selfTestsOf(Json const& document)
 {
     std::vector<SelfTest> tests;
@@ -154,6 +181,10 @@ std::vector<SelfTest> selfTestsOf(Json const& document)
                    [&tests](Json const& entry) { tests.push_back(ataSelfTestOf(entry)); });
     eachOf(member(member(&document, "nvme_self_test_log"), "table"),
            [&tests](Json const& entry) { tests.push_back(nvmeSelfTestOf(entry)); });
+    constexpr int kScsiEntries = 20; // of the log page; the first is the newest
+    for (int i = 0; i < kScsiEntries; ++i)
+        if (Json const* const entry = member(&document, ("scsi_self_test_" + std::to_string(i)).c_str()))
+            tests.push_back(scsiSelfTestOf(*entry));
     return tests;
 }
 

@@ -86,6 +86,53 @@ Case const kCases[] = {
      4,
      Outcome::NotSupported,
      {"SmartNotSupported"}},
+    {"noSmartButFailing",
+     R"({"smart_support":{"available":false},"smart_status":{"passed":false}})",
+     8,
+     Outcome::Fail,
+     {"SmartFailing"}},
+    {"noSmartButFailingWithoutStatus",
+     R"({"smart_support":{"available":false},"smart_status":{"passed":false}})",
+     0,
+     Outcome::Fail,
+     {"SmartFailing"}},
+    {"switchedOffButAnAttributeFails",
+     R"({"smart_support":{"available":true,"enabled":false},"ata_smart_attributes":{"table":[
+        {"id":5,"when_failed":"FAILING_NOW"}]}})",
+     4,
+     Outcome::Fail,
+     {"SmartAttributeFailing Id=5 ", "SmartCommandFailed"}},
+    {"noSmartButCriticalWarning",
+     R"({"smart_support":{"available":false},"nvme_smart_health_information_log":{"critical_warning":4}})",
+     0,
+     Outcome::Fail,
+     {"SmartCriticalWarning Bits=4 "}},
+    {"nothingButAFailedSelfTest",
+     R"({"ata_smart_self_test_log":{"extended":{"table":[{"status":{"value":121}}]}}})",
+     128,
+     Outcome::Fail,
+     {"SmartSelfTestFailed "}},
+    {"noSmartButAFailedSelfTest",
+     R"({"smart_support":{"available":false},"scsi_self_test_0":{"result":{"value":7}}})",
+     0,
+     Outcome::Fail,
+     {"SmartSelfTestFailed "}},
+    {"nothingButAPassedSelfTest", R"({"scsi_self_test_0":{"result":{"value":0}}})", 0, Outcome::Pass, {}},
+    {"nothingButASelfTestWithoutAnEnd",
+     R"({"scsi_self_test_0":{"result":{"value":15}}})",
+     0,
+     Outcome::NotSupported,
+     {"SmartNotSupported"}},
+    {"nothingButGrownDefects",
+     R"({"scsi_grown_defect_list":2})",
+     0,
+     Outcome::Pass,
+     {"SmartGrownDefects Count=2"}},
+    {"nothingButUncorrectedErrors",
+     R"({"scsi_error_counter_log":{"verify":{"total_uncorrected_errors":1}}})",
+     0,
+     Outcome::Pass,
+     {"SmartUncorrected Count=1"}},
     {"silent", R"({"device":{"name":"/dev/sda"}})", 0, Outcome::NotSupported, {"SmartNotSupported"}},
     {"noAnswer",
      R"({"smart_support":{"available":true,"enabled":true}})",
@@ -159,6 +206,33 @@ Case const kCases[] = {
      0,
      Outcome::Fail,
      {"SmartSelfTestFailed Type=Extended Status=Completed: failed segments Hours=12 Lba=unknown"}},
+    {"scsiNewestSelfTestFailed",
+     R"({"smart_status":{"passed":true},"scsi_self_test_0":{"result":{"value":15}},
+        "scsi_self_test_1":{"result":{"value":2}},"scsi_self_test_2":7,
+        "scsi_self_test_10":{"result":{"value":0}},
+        "scsi_self_test_3":{"code":{"string":"Background long"},"lba_first_failure":{"value":4711},
+         "result":{"value":3,"string":"Unknown error"},"power_on_time":{"hours":12}}})",
+     0,
+     Outcome::Fail,
+     {"SmartSelfTestFailed Type=Background long Status=Unknown error Hours=12 Lba=4711"}},
+    {"scsiOlderSelfTestFailed",
+     R"({"smart_status":{"passed":true},"scsi_self_test_2":{"result":{"value":0}},
+        "scsi_self_test_10":{"result":{"value":7}}})",
+     0,
+     Outcome::Pass,
+     {}},
+    {"scsiLastOfTheSelfTests",
+     R"({"smart_status":{"passed":true},"scsi_self_test_19":{"result":{"value":7},"lba_first_failure":8}})",
+     0,
+     Outcome::Fail,
+     {"SmartSelfTestFailed Type= Status= Hours=unknown Lba=8"}},
+    {"scsiSelfTestsWithoutAnEnd",
+     R"({"smart_status":{"passed":true},"scsi_self_test_0":{"result":{"value":1}},
+        "scsi_self_test_1":{"result":{"value":8}},"scsi_self_test_2":{"result":{"value":-1}},
+        "scsi_self_test_3":{"result":{"value":"7"}},"scsi_self_test_20":{"result":{"value":7}}})",
+     0,
+     Outcome::Pass,
+     {}},
     {"noText", "", 0, Outcome::CannotRun, {"SmartNotRead"}},
     {"cutShort", R"({"smart_status":{"passed":tr)", 0, Outcome::CannotRun, {"SmartNotRead"}},
     {"notAnObject", "[1,2,3]", 0, Outcome::CannotRun, {"SmartNotRead"}},
@@ -208,6 +282,22 @@ TEST(SmartParser, isBounded)
     ReportLog host;
     EXPECT_EQ(judgeSmart(host, report, 0), Outcome::Fail);
     EXPECT_EQ(host.m_faults.size(), 30u);
+}
+
+TEST(SmartParser, leavesNothingThatATerminalObeys)
+{
+    struct Row
+    {
+        std::string m_given, m_kept;
+    };
+    for (Row const& row :
+         {Row{"a\\u001b[2Jb\\n", "a [2Jb "}, Row{"\x7F~", " ~"}, Row{"\xC2\x80|\xC2\x9B|\xC2\x9F", " | | "},
+          Row{"\xC2\xA0\xC3\x80\xE2\x82\x80", "\xC2\xA0\xC3\x80\xE2\x82\x80"}}) {
+        std::string const json = R"({"ata_smart_attributes":{"table":[{"name":")" + row.m_given + "\"}]}}";
+        SmartReport const report = parseSmartReport(json);
+        ASSERT_EQ(report.m_attributes.size(), 1u) << json;
+        EXPECT_EQ(report.m_attributes[0].m_name, row.m_kept);
+    }
 }
 
 TEST(SmartReport, saysHowOldAndHowWarmADriveIs)
