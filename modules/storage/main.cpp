@@ -1,5 +1,6 @@
 // The module "storage": read tests of drives, and what drives say of their own health.
 
+#include <common/RandomSeed.h>
 #include <common/TimedHost.h>
 #include <storage/SmartReport.h>
 #include <storage/StorageTest.h>
@@ -15,7 +16,6 @@
 #include <krel5/Value.h>
 
 #include <limits>
-#include <random>
 
 namespace {
 
@@ -47,7 +47,7 @@ std::uint64_t seed()
     Value given{DataType::UINT64()};
     if (s_seed->value(given))
         return given.valueUint64();
-    return std::random_device{}();
+    return randomSeed();
 }
 
 StorageSettings settingsFor(ReadPlan::Order order)
