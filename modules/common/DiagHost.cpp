@@ -36,7 +36,6 @@ TestResult resultOf(Outcome outcome)
     return TestResult::INTERNALERROR();
 }
 
-// A test that is repeated for a minimum time may pass hundreds of times a minute.
 bool inFirstPass() { return DiagModule::getCurrentPass() <= 1; }
 
 } // namespace
@@ -67,6 +66,7 @@ std::string DiagHost::text(LocalText const& text, TextValues const& values)
 TestResult DiagHost::run(std::function<Outcome(TestHost&)> const& check)
 {
     Test const* const test = DiagModule::getCurrentTest();
+    m_notes.begin(inFirstPass());
     if (test && m_running && inFirstPass()) {
         m_running->setVariable("Test", Value(test->localizedName()));
         DiagModule::progress(m_running);
@@ -78,7 +78,11 @@ void DiagHost::progress(int percent) { DiagModule::percentDone(percent); }
 
 bool DiagHost::stopRequested() { return DiagModule::checkForStop(); }
 
-void DiagHost::fault(Fault const& fault) { DiagModule::error(filled(fault), fault.m_file, fault.m_line); }
+void DiagHost::fault(Fault const& fault)
+{
+    sendKeptNotes();
+    DiagModule::error(filled(fault), fault.m_file, fault.m_line);
+}
 
 void DiagHost::warning(Report const& report)
 {
@@ -87,13 +91,25 @@ void DiagHost::warning(Report const& report)
 
 void DiagHost::problem(Report const& report)
 {
+    sendKeptNotes();
     DiagModule::error(filled(report), report.m_file, report.m_line);
 }
 
 void DiagHost::note(Report const& report)
 {
-    if (inFirstPass())
-        DiagModule::informative(filled(report), report.m_file, report.m_line);
+    if (m_notes.goesOut(report))
+        signOfLife(report);
+}
+
+void DiagHost::signOfLife(Report const& report)
+{
+    DiagModule::informative(filled(report), report.m_file, report.m_line);
+}
+
+void DiagHost::sendKeptNotes()
+{
+    for (Report const& kept : m_notes.release())
+        signOfLife(kept);
 }
 
 Event* DiagHost::filled(Report const& report)

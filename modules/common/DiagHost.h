@@ -9,6 +9,7 @@
 //
 // Thread rule: the module's main thread only.
 
+#include <common/PassNotes.h>
 #include <common/TestHost.h>
 
 #include <functional>
@@ -35,9 +36,9 @@ public:
     void createTexts(std::span<LocalText const> texts);
 
     /// Says which test runs, by its name in the person's language; then runs the check and says how it went
-    /// in the library's terms. While a test is repeated for a minimum time, its name and its notes are said
-    /// in the first pass only; faults, problems and warnings in each.
-    TestResult run(std::function<Outcome(TestHost&)> const& check);
+    /// in the library's terms. While a test is repeated for a minimum time, its name is said in the first
+    /// pass only, its notes in that one and in each that finds a fault or a problem; everything else in each.
+    virtual TestResult run(std::function<Outcome(TestHost&)> const& check);
 
     void progress(int percent) override;
     bool stopRequested() override;
@@ -45,14 +46,17 @@ public:
     void warning(Report const& report) override;
     void problem(Report const& report) override;
     void note(Report const& report) override;
+    void signOfLife(Report const& report) override;
     std::string text(LocalText const& text, TextValues const& values = {}) override;
 
 private:
     Event* filled(Report const& report);
+    void sendKeptNotes();
 
     std::map<std::string, Event*> m_events;          // the library's
     std::map<std::string, LocalizedString*> m_texts; // the library's
     LocalizedString* m_running = nullptr;            // the library's
+    PassNotes m_notes;
 };
 
 } // namespace krel5::modules

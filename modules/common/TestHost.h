@@ -77,6 +77,8 @@ struct TestHost
     /// A fact for the reader of the run (a seed, a count, a speed), sent as an informative event. The console
     /// shows its text as it is, so that the text brings its line end.
     virtual void note(Report const& report) = 0;
+    /// A note for whoever waits now, about something that takes long: never held back.
+    virtual void signOfLife(Report const& report) { note(report); }
     /// The text in the person's language, for a value of a report; English unless the host knows better.
     virtual std::string text(LocalText const& text, TextValues const& values = {})
     {

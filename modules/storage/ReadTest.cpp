@@ -233,11 +233,11 @@ private:
     void failing(std::uint64_t offset, int error)
     {
         if (++m_failingBlocks <= m_plan.m_mostFaults)
-            m_host.note({"StorageReadFailing",
-                         {{"Lba", std::to_string(offset / m_source.sectorSize())},
-                          {"Offset", std::to_string(offset)},
-                          {"Error", std::to_string(error)},
-                          {"Reason", reasonOf(m_host, error)}}});
+            m_host.signOfLife({"StorageReadFailing",
+                               {{"Lba", std::to_string(offset / m_source.sectorSize())},
+                                {"Offset", std::to_string(offset)},
+                                {"Error", std::to_string(error)},
+                                {"Reason", reasonOf(m_host, error)}}});
     }
 
     void repeated(std::uint64_t offset, BlockVerdict const& verdict)

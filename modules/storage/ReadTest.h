@@ -60,8 +60,9 @@ std::optional<Outcome> refusedPlan(TestHost& host, ReadPlan const& plan, std::ui
 /// stop, "StorageReadNotRepeated" (Lba, Offset, Repeats, Error, Reason); "StorageEndedEarly" (BadBlocks).
 /// Problems: "StorageDeviceGone", "StorageNoMedia", "StorageReadRefused" (Offset, Error, Reason), and
 /// refusedPlan's. Notes: "StorageRead" (Blocks, Planned, Bad, Repeated, Bytes, Seconds, Speed, SlowestLba,
-/// SlowestMilliseconds), "StorageReadFailing" (Lba, Offset, Error, Reason) at a block's first failing read,
-/// and for Random "StorageSeed" (Seed). After a fault the outcome is Fail, whatever ended the test.
+/// SlowestMilliseconds), and for Random "StorageSeed" (Seed). A sign of life at a block's first failing read:
+/// "StorageReadFailing" (Lba, Offset, Error, Reason). After a fault the outcome is Fail, whatever ended the
+/// test.
 ReadSummary runReadTest(TestHost& host, BlockSource& source, ReadPlan const& plan);
 
 } // namespace krel5::modules

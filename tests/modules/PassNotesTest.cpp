@@ -1,0 +1,54 @@
+// The notes of a repeated test: none is lost of a pass that finds something.
+
+#include <common/PassNotes.h>
+
+#include <gtest/gtest.h>
+
+namespace krel5::modules::test {
+namespace {
+
+std::vector<std::string> keysOf(std::vector<Report> const& reports)
+{
+    std::vector<std::string> keys;
+    for (Report const& report : reports)
+        keys.push_back(report.m_eventKey);
+    return keys;
+}
+
+using Keys = std::vector<std::string>;
+
+TEST(PassNotes, OfTheFirstPassGoOutAtOnceAndOnlyOnce)
+{
+    PassNotes notes;
+    notes.begin(true);
+    EXPECT_TRUE(notes.goesOut({"Seed", {}}));
+    EXPECT_EQ(keysOf(notes.release()), Keys{});
+    EXPECT_TRUE(notes.goesOut({"Done", {}}));
+}
+
+TEST(PassNotes, OfALaterPassComeInOrderBeforeItsFaultAndAtOnceAfterIt)
+{
+    PassNotes notes;
+    notes.begin(true);
+    notes.begin(false);
+    EXPECT_FALSE(notes.goesOut({"Seed", {}}));
+    EXPECT_FALSE(notes.goesOut({"Region", {}}));
+    EXPECT_EQ(keysOf(notes.release()), (Keys{"Seed", "Region"}));
+    EXPECT_EQ(keysOf(notes.release()), Keys{});
+    EXPECT_TRUE(notes.goesOut({"Done", {}}));
+}
+
+TEST(PassNotes, OfAPassThatWentWellAreNotTakenForThoseOfTheNext)
+{
+    PassNotes notes;
+    notes.begin(false);
+    EXPECT_FALSE(notes.goesOut({"SeedOfTheSecond", {}}));
+    notes.begin(false);
+    EXPECT_FALSE(notes.goesOut({"SeedOfTheThird", {}}));
+    EXPECT_EQ(keysOf(notes.release()), Keys{"SeedOfTheThird"});
+    notes.begin(false);
+    EXPECT_FALSE(notes.goesOut({"SeedOfTheFourth", {}}));
+}
+
+} // namespace
+} // namespace krel5::modules::test
