@@ -2,6 +2,7 @@
 // How long a run will still take, from how long it took so far.
 //
 //     TimeLeft left;
+//     left.beginRun();
 //     if (auto const seconds = left.tell(percent, clock.getElapsed()))
 //         show(*seconds);
 //
@@ -14,6 +15,9 @@ namespace krel5::modules {
 class TimeLeft
 {
 public:
+    /// What came before belongs to another run, even when the first percentage of this one is not lower.
+    void beginRun() { *this = TimeLeft(); }
+
     /// `percent` done at `now`, in seconds on a clock that never goes back; a percentage below the last one
     /// begins a new run. The seconds left, when it is time to say so: not before the run has shown its pace,
     /// as the first percent says little about the rest, and not with every call.

@@ -8,12 +8,19 @@
 #include <common/Stopwatch.h>
 #include <common/TimeLeft.h>
 #include <krel5/DiagModule.h>
+#include <krel5/TestResult.h>
 
 namespace krel5::modules {
 
 class TimedHost : public DiagHost
 {
 public:
+    TestResult run(std::function<Outcome(TestHost&)> const& check) override
+    {
+        m_left.beginRun();
+        return DiagHost::run(check);
+    }
+
     void progress(int percent) override
     {
         DiagHost::progress(percent);

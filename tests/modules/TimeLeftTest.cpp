@@ -42,5 +42,16 @@ TEST(TimeLeft, StartsAnewWithEveryRun)
     expectSteps({{0, 0, {}}, {99, 99, 1}, {100, 100, {}}, {0, 100, {}}, {10, 104, {}}, {10, 105, 45}});
 }
 
+TEST(TimeLeft, ForgetsARunThatEndedEarly)
+{
+    TimeLeft left;
+    EXPECT_EQ(left.tell(10, 100), std::nullopt);
+    EXPECT_EQ(left.tell(10, 110), 90u);
+    left.beginRun(); // where the former one stood, so that no percentage tells them apart
+    EXPECT_EQ(left.tell(10, 111), std::nullopt);
+    EXPECT_EQ(left.tell(20, 115.9), std::nullopt);
+    EXPECT_EQ(left.tell(50, 121), 10u);
+}
+
 } // namespace
 } // namespace krel5::modules::test
