@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <fstream>
 #include <linux/capability.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
@@ -25,12 +26,22 @@ std::size_t pageSize()
 
 std::string errorText(int error) { return std::generic_category().message(error); }
 
-/// Root in a container may be without it, and its limit then counts.
+/// The users of the system's first namespace are all its own: "0 0 4294967295".
+bool inFirstUserNamespace()
+{
+    std::uint64_t inside = 1, outside = 1, count = 0;
+    std::ifstream map("/proc/self/uid_map");
+    return (map >> inside >> outside >> count) && inside == 0 && outside == 0 && count == 0xFFFFFFFF;
+}
+
+/// Root in a container may be without the capability, and its limit then counts. So it does for root of a
+/// user namespace, whose capabilities are good in there only: mlock(2) asks for that of the first namespace.
 bool mayLockBeyondTheLimit()
 {
     __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
     __user_cap_data_struct held[_LINUX_CAPABILITY_U32S_3]{};
-    return syscall(SYS_capget, &header, held) == 0 && (held[0].effective & (1u << CAP_IPC_LOCK)) != 0;
+    return syscall(SYS_capget, &header, held) == 0 && (held[0].effective & (1u << CAP_IPC_LOCK)) != 0 &&
+           inFirstUserNamespace();
 }
 
 /// mlock(2) answers ENOMEM both for the limit and for lack of memory; which one it was the limit tells.
