@@ -34,6 +34,8 @@ PromptSwitches PromptSwitches::read(zel::SettingsResource const& settings)
 
 void presentOnConsole(zel::MessageBoxImp& box)
 {
+    if (DiagModule::checkForStop()) // who wants out is not asked first
+        return box.cutShort();
     if (DiagModule::promptEnabled() && zel::Console::canAsk()) {
         box.present(zel::OStream::out(), [](zel::String& line) {
             if (!zel::Console::readLine(line, [] { return DiagModule::checkForStop(); }))
