@@ -70,8 +70,12 @@ static TestResult abortProcess(DiagDevice const&) { std::abort(); }
 
 static TestResult exitZero(DiagDevice const&) { std::exit(0); }
 
+// The thread sanitizer loses a signal that comes while its thread waits for the very first time.
+static void firstWait() { usleep(1); }
+
 static TestResult waitForStop(DiagDevice const&)
 {
+    firstWait();
     DiagModule::percentDone(1);
     while (!DiagModule::checkForStop())
         usleep(1000);
@@ -80,6 +84,7 @@ static TestResult waitForStop(DiagDevice const&)
 
 static TestResult ignoreStop(DiagDevice const&)
 {
+    firstWait();
     DiagModule::percentDone(1);
     for (;;)
         usleep(1000); // not pause: the thread sanitizer hands signals over only as a call begins or ends
