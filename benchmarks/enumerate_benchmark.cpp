@@ -75,7 +75,7 @@ void plainRead(benchmark::State& state)
             if (file >= 0)
                 ::close(file);
         }
-    state.counters["files"] = static_cast<double>(noting.files().size());
+    state.SetLabel("files: " + std::to_string(noting.files().size()));
 }
 
 } // namespace
