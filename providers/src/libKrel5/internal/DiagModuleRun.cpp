@@ -3,6 +3,7 @@
 #include <internal/ErrorReporting.h>
 #include <internal/Factories.h>
 #include <internal/LibraryMutex.h>
+#include <internal/RunAccount.h>
 
 #include <krel5/DiagDevice.h>
 #include <krel5/DiagModule.h>
@@ -49,63 +50,6 @@ Event const& interactiveMinTimeErrorEvent()
     }();
     return *s_event;
 }
-
-// Tells the person at the console which run is which, and at the end, however that comes, what became of all.
-class RunAccount
-{
-public:
-    RunAccount(std::size_t count, bool isTold) : m_count(count), m_isTold(isTold && count > 1) {}
-    RunAccount(RunAccount const&) = delete;
-    RunAccount& operator=(RunAccount const&) = delete;
-
-    void begin(zel::TestRunImp const& run)
-    {
-        ++m_begun;
-        m_current = run.test() ? quoted(run.test()->keyInModule()) : zel::String();
-        if (run.device())
-            m_current += " on " + run.device()->name() + " (" + run.device()->osLocator() + ")";
-        if (m_isTold)
-            ErrorReporting::tell("Run " + number(m_begun) + " of " + number(m_count) + ": " + m_current);
-    }
-
-    void end(TestResult const& result)
-    {
-        zel::String const text = result.toString().zelString();
-        auto const known = std::find_if(m_results.begin(), m_results.end(),
-                                        [&](auto const& one) { return one.first == text; });
-        if (known != m_results.end())
-            ++known->second;
-        else
-            m_results.emplace_back(text, 1);
-        m_current = zel::String();
-    }
-
-    ~RunAccount()
-    {
-        if (!m_current.empty())
-            ErrorReporting::tell("An exception ended the test " + m_current);
-        if (!m_isTold)
-            return;
-        zel::String text = "Runs: " + number(m_count);
-        for (auto const& [result, count] : m_results)
-            text += ", " + number(count) + " " + result;
-        std::size_t const broken = m_current.empty() ? 0 : 1;
-        if (broken > 0)
-            text += ", 1 without a result";
-        if (m_begun < m_count)
-            text += ", " + number(m_count - m_begun) + " not made";
-        ErrorReporting::tell(text);
-    }
-
-private:
-    static zel::String number(std::size_t value) { return zel::String::number(std::uint64_t{value}); }
-    static zel::String quoted(zel::String const& text) { return "\"" + text + "\""; }
-
-    std::size_t m_count, m_begun = 0;
-    bool m_isTold;
-    zel::String m_current; // the run that has begun and not ended; empty: none
-    std::vector<std::pair<zel::String, std::size_t>> m_results; // in order of their first coming
-};
 
 } // namespace
 
