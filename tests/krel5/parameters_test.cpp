@@ -16,6 +16,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 using namespace krel5;
 
 namespace {
@@ -98,6 +100,17 @@ TEST(ParameterSetup, handsDownResolvesAndInsists)
     EXPECT_EQ(parametersOf(*own), "level=2 (SETTINGSFILE) speed=5 (NOTSET) ") << "keeps its own";
     EXPECT_EQ(parametersOf(*taking), "speed=5 (NOTSET) level=3 (SETTINGSFILE) ") << "in order of creation";
     EXPECT_EQ(parametersOf(*none), "");
+
+    std::string many = "Test.own.level.value=2\nParameter.level.value=3\n";
+    for (int i = 0; i < 150; ++i)
+        many += "k" + std::to_string(i) + "=1\n";
+    folder.write("setup.w4i", many);
+    zel::SettingsResource::clearCache();
+    testing::internal::CaptureStderr();
+    setUpParameters();
+    std::string const told = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), 101);
+    EXPECT_NE(told.find("setup.w4i:103: k100: so is this, and what follows may be\n"), told.npos) << told;
 
     char const* const name = own->localizedName().getUTF8Buffer();
     EXPECT_EQ(own->localizedName().getUTF8Buffer(), name)

@@ -104,8 +104,10 @@ std::vector<zel::SettingsError> unreadSettings(zel::SettingsResource const& sett
     for (zel::String const& key : settings.keys()) {
         if (known.contains(key))
             continue;
-        if (unread.size() == kMaxReports)
+        if (unread.size() == kMaxReports) {
+            unread.push_back(settings.error(key, *settings.find(key), "so is this, and what follows may be"));
             break;
+        }
         zel::String const meant = probablyMeant(key, known);
         zel::String reason("nothing here reads this setting");
         if (!meant.empty())

@@ -8,7 +8,8 @@
 namespace krel5 {
 
 /// The settings whose keys belong to nothing that the module has declared, in the order of their lines: each
-/// with its line, and the key that was probably meant where one is close. At most a hundred.
+/// with its line, and the key that was probably meant where one is close. After a hundred one more says that
+/// the rest was not looked at.
 std::vector<zel::SettingsError> unreadSettings(zel::SettingsResource const& settings);
 
 } // namespace krel5
