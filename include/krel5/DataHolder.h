@@ -17,7 +17,8 @@ public:
     explicit DataHolder(T const& record);
     DataHolder(DataHolder const& other);
     /// Destroys the old record, then installs a copy of the other one. Self-assignment does nothing.
-    DataHolder& operator=(DataHolder const& other); // NOLINT(bugprone-unhandled-self-assignment): it is
+    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): handled by the operator below, which it calls
+    DataHolder& operator=(DataHolder const& other);
     /// Replaces the record by a copy; assigning the holder's own record does nothing.
     DataHolder& operator=(T const& record);
     ~DataHolder();

@@ -66,7 +66,7 @@ public:
     /// Version that -version prints: "{major}.{minor}.{build}". Required.
     static void setVersion(unsigned int major, unsigned int minor, KrelString const& build);
     /// Decides per device which tests apply, through DiagDevice::addTest, instead of the tests' own
-    /// capabilities and requirements.
+    /// capabilities and requirements. A test that the settings switch off stays off.
     static void setEnumTestsCallback(EnumTestsCallback callback);
     /// Runs inside start() before anything else; may make objects. An exception in it ends the start.
     static void setModuleInitCallback(Callback callback);
@@ -79,10 +79,9 @@ public:
 
     // ---- factories, before start() or in the module-init callback
     //
-    // Each returns an object of the library that lives as
-    // long as the process. A key is the object's name in files and texts: not empty, no blanks, unique among
-    // objects of its kind. Errors: InvalidKeyException, AlreadyCreatedException, InvalidInitException (too
-    // late); nothing was made then.
+    // Each returns an object of the library that lives as long as the process. A key is the object's name in
+    // files and texts: not empty, no blanks, unique among objects of its kind. Errors: InvalidKeyException,
+    // AlreadyCreatedException, InvalidInitException (too late); nothing was made then.
 
     static Test* createTest(KrelString const& key, DeviceCapability const& capability,
                             Test::Callback callback);
@@ -106,7 +105,8 @@ public:
     /// Does what the command line asks. Returns the exit status.
     static int start();
     /// The two actions of start(), and the matching of tests to devices that the first begins with. Called by
-    /// start(); rarely of use to a module.
+    /// start(); rarely of use to a module. The actions throw InvalidInitException before start(), and while a
+    /// test runs.
     static TestResult enumTests();
     static TestResult runTest();
     static void doTestEnumeration();
@@ -132,8 +132,8 @@ public:
 
     // ---- events of the running test
     //
-    // `file` and `line` say
-    // where: __FILE__, __LINE__. Without a running test an error is logged and nothing sent.
+    // `file` and `line` say where: __FILE__, __LINE__. Without a running test an error is logged and nothing
+    // sent.
 
     static void sendEvent(Event const* event, EventType const& type, KrelString const& file, int line);
     static void informative(Event const* event, KrelString const& file, int line);
@@ -142,10 +142,13 @@ public:
 
     // ---- questions to the person
 
-    /// Asks and waits for the answer. Where nobody can be asked (prompting switched off, no terminal) the
-    /// default answer is taken and logged. `shown` is called with the device under test just before the box
-    /// appears; `parent` is the window it belongs to, where there are windows. Throws KrelException when no
-    /// test is running.
+    /// Asks and waits for the answer. Where nobody can be asked (prompting switched off, no terminal and no
+    /// text on standard input) the default answer is taken, and that is said on standard error and in the
+    /// log: choose a default that is no finding. A stop request and the end of input give the answer that
+    /// means "let me out"; where there was another one, the run is then USERABORTED whatever the test
+    /// returns, unless an error event came before. `shown` is called with the device under test just before
+    /// the box appears; `parent` is the window it belongs to, where there are windows. Throws KrelException
+    /// when no test is running.
     static MsgBoxReturn createMessageBox(MsgBoxType type, KrelString const& title, KrelString const& text,
                                          MsgBoxOption option = MsgBoxOption::DEFAULTFIRST,
                                          LookAndFeel lookAndFeel = LookAndFeel::QUESTION,
