@@ -1,8 +1,8 @@
 // Enumerating this machine against reading the same files plainly, each once, in one process.
-#include <zel/enumerator/DeviceRecords.h>
 #include <zel/enumerator/Discoverers.h>
-#include <zel/enumerator/Root.h>
-#include <zel/model/StateManager.h>
+#include <zel/enumerator/records/DeviceRecords.h>
+#include <zel/enumerator/root/Root.h>
+#include <zel/model/state/StateManager.h>
 
 #include <benchmark/benchmark.h>
 

@@ -1,7 +1,7 @@
 // The state manager with many devices: cost for each property must not grow with the number of devices.
 // `build` and `merge` time the adding only: what the memory allocator does when everything is given back is
 // `destroy`.
-#include <zel/model/StateManager.h>
+#include <zel/model/state/StateManager.h>
 
 #include <benchmark/benchmark.h>
 

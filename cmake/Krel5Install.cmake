@@ -12,7 +12,7 @@ install(FILES
   platform/zel/foundation/String.h
   platform/zel/foundation/Utf.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zel/foundation)
-install(DIRECTORY platform/zel/model/vocabulary DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zel/model)
+install(DIRECTORY platform/zel/model/vocabulary/tables DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zel/model/vocabulary)
 
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Krel5)
 install(EXPORT Krel5Targets NAMESPACE Krel5:: DESTINATION ${package_folder})

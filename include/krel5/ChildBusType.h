@@ -24,7 +24,7 @@ public:
     /// text, and declared numbers where there are any. Made on the first call and never destroyed; each call
     /// returns the same object.
 #define ZEL_CONSTANT(accessor, ...) static ChildBusType const& accessor();
-#include <zel/model/vocabulary/ChildBusType.def>
+#include <zel/model/vocabulary/tables/ChildBusType.def>
 
     /// A type outside the table, with the text "INVALID".
     ChildBusType();

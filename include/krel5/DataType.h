@@ -24,7 +24,7 @@ public:
     /// text, and declared numbers where there are any. Made on the first call and never destroyed; each call
     /// returns the same object.
 #define ZEL_CONSTANT(accessor, ...) static DataType const& accessor();
-#include <zel/model/vocabulary/DataType.def>
+#include <zel/model/vocabulary/tables/DataType.def>
 
     /// A type outside the table, with the text "INVALID".
     DataType();

@@ -26,7 +26,7 @@ public:
     /// returns the same object. The rank behind a text orders what a device may be called: a DVD writer is
     /// also a CDROM, and the greatest rank names it best.
 #define ZEL_CONSTANT(accessor, ...) static DeviceCapability const& accessor();
-#include <zel/model/vocabulary/Capability.def>
+#include <zel/model/vocabulary/tables/Capability.def>
 
     /// The empty set, with the text "NIL".
     DeviceCapability();

@@ -24,7 +24,7 @@ public:
     /// text, and declared numbers where there are any. Made on the first call and never destroyed; each call
     /// returns the same object.
 #define ZEL_CONSTANT(accessor, ...) static EventType const& accessor();
-#include <zel/model/vocabulary/EventType.def>
+#include <zel/model/vocabulary/tables/EventType.def>
 
     /// UNINITIALIZED.
     EventType();

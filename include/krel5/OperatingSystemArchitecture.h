@@ -25,7 +25,7 @@ public:
     /// text, and declared numbers where there are any. Made on the first call and never destroyed; each call
     /// returns the same object.
 #define ZEL_CONSTANT(accessor, ...) static OperatingSystemArchitecture const& accessor();
-#include <zel/model/vocabulary/OperatingSystemArchitecture.def>
+#include <zel/model/vocabulary/tables/OperatingSystemArchitecture.def>
 
     /// ALL_ARCHITECTURES.
     OperatingSystemArchitecture();

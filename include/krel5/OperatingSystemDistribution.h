@@ -26,7 +26,7 @@ public:
     /// text, and declared numbers where there are any. Made on the first call and never destroyed; each call
     /// returns the same object.
 #define ZEL_CONSTANT(accessor, ...) static OperatingSystemDistribution const& accessor();
-#include <zel/model/vocabulary/OperatingSystemDistribution.def>
+#include <zel/model/vocabulary/tables/OperatingSystemDistribution.def>
 
     /// ALL_DISTRIBUTIONS.
     OperatingSystemDistribution();

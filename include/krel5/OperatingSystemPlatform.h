@@ -24,7 +24,7 @@ public:
     /// text, and declared numbers where there are any. Made on the first call and never destroyed; each call
     /// returns the same object.
 #define ZEL_CONSTANT(accessor, ...) static OperatingSystemPlatform const& accessor();
-#include <zel/model/vocabulary/OperatingSystemPlatform.def>
+#include <zel/model/vocabulary/tables/OperatingSystemPlatform.def>
 
     /// ALL_PLATFORMS.
     OperatingSystemPlatform();

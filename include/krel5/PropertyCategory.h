@@ -24,7 +24,7 @@ public:
     /// text, and declared numbers where there are any. Made on the first call and never destroyed; each call
     /// returns the same object.
 #define ZEL_CONSTANT(accessor, ...) static PropertyCategory const& accessor();
-#include <zel/model/vocabulary/PropertyCategory.def>
+#include <zel/model/vocabulary/tables/PropertyCategory.def>
 
     /// The empty set, with the text "".
     PropertyCategory();

@@ -25,7 +25,7 @@ public:
     /// text, and declared numbers where there are any. Made on the first call and never destroyed; each call
     /// returns the same object.
 #define ZEL_CONSTANT(accessor, ...) static TestResult const& accessor();
-#include <zel/model/vocabulary/TestResult.def>
+#include <zel/model/vocabulary/tables/TestResult.def>
 
     /// TESTNOTSTARTED.
     TestResult();

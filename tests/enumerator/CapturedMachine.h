@@ -1,8 +1,8 @@
 #pragma once
 // Machine trees captured elsewhere, with facts about them that were not read by this code.
 
-#include <zel/enumerator/DeviceRecords.h>
-#include <zel/enumerator/Root.h>
+#include <zel/enumerator/records/DeviceRecords.h>
+#include <zel/enumerator/root/Root.h>
 
 #include <map>
 #include <memory>

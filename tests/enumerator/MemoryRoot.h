@@ -6,9 +6,9 @@
 //         .link("sys/class/net/eth0/device", "../../../devices/pci0000:00/0000:00:19.0")
 //         .unreadable("sys/class/net/eth0/speed");
 
-#include <zel/enumerator/DeviceSink.h>
-#include <zel/enumerator/Root.h>
-#include <zel/enumerator/Text.h>
+#include <zel/enumerator/records/DeviceSink.h>
+#include <zel/enumerator/root/Root.h>
+#include <zel/enumerator/root/Text.h>
 
 #include <algorithm>
 #include <map>

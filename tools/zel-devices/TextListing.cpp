@@ -1,4 +1,4 @@
-#include <zel/model/StateManager.h>
+#include <zel/model/state/StateManager.h>
 
 #include "Listing.h"
 

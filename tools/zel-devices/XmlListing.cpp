@@ -1,5 +1,5 @@
 #include <zel/foundation/XmlDocument.h>
-#include <zel/model/StateManager.h>
+#include <zel/model/state/StateManager.h>
 
 #include "Listing.h"
 

@@ -2,7 +2,7 @@
 
 #include <zel/enumerator/Enumerator.h>
 #include <zel/foundation/Exception.h>
-#include <zel/model/StateManager.h>
+#include <zel/model/state/StateManager.h>
 
 #include "Listing.h"
 

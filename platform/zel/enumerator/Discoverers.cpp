@@ -1,6 +1,6 @@
 #include <zel/enumerator/Discoverers.h>
 
-#include <zel/enumerator/ReadOnceRoot.h>
+#include <zel/enumerator/root/ReadOnceRoot.h>
 #include <zel/foundation/Logger.h>
 
 namespace zel {

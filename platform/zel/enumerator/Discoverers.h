@@ -1,8 +1,8 @@
 #pragma once
 // The device classes that the enumerator finds, and the one list of them.
 
-#include <zel/enumerator/DeviceSink.h>
-#include <zel/enumerator/Root.h>
+#include <zel/enumerator/records/DeviceSink.h>
+#include <zel/enumerator/root/Root.h>
 
 #include <span>
 

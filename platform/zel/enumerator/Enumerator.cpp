@@ -1,10 +1,10 @@
 #include <zel/enumerator/Enumerator.h>
 
-#include <zel/enumerator/DeviceRecords.h>
 #include <zel/enumerator/Discoverers.h>
+#include <zel/enumerator/records/DeviceRecords.h>
 #include <zel/foundation/Exception.h>
 #include <zel/foundation/Logger.h>
-#include <zel/model/StateManager.h>
+#include <zel/model/state/StateManager.h>
 
 namespace zel {
 

@@ -7,9 +7,9 @@
 //
 // Thread rule: one call at a time.
 
-#include <zel/enumerator/Root.h>
+#include <zel/enumerator/root/Root.h>
 #include <zel/foundation/String.h>
-#include <zel/model/CapabilityImp.h>
+#include <zel/model/vocabulary/CapabilityImp.h>
 
 #include <cstddef>
 #include <memory>

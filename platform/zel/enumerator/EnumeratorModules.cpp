@@ -1,11 +1,11 @@
 // Devices that a system-information module finds.
 
 #include <zel/enumerator/Enumerator.h>
-#include <zel/enumerator/ModuleProcess.h>
+#include <zel/enumerator/modules/ModuleProcess.h>
 #include <zel/foundation/FileSystem.h>
 #include <zel/foundation/Logger.h>
 #include <zel/foundation/System.h>
-#include <zel/model/StateManager.h>
+#include <zel/model/state/StateManager.h>
 
 namespace zel {
 

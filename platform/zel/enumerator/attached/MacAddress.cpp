@@ -1,0 +1,34 @@
+#include <zel/enumerator/attached/MacAddress.h>
+
+#include <charconv>
+#include <cstdio>
+
+namespace zel {
+
+std::optional<MacAddress> parseMac(std::string_view text) noexcept
+{
+    constexpr std::size_t kLength = 17;
+    if (text.size() != kLength)
+        return std::nullopt;
+    MacAddress address{};
+    unsigned all = 0;
+    for (std::size_t i = 0; i < address.size(); ++i) {
+        char const* const begin = text.data() + 3 * i;
+        auto const [end, error] = std::from_chars(begin, begin + 2, address[i], 16);
+        if (error != std::errc() || end != begin + 2 || (i + 1 < address.size() && *end != ':'))
+            return std::nullopt;
+        all |= address[i];
+    }
+    bool const isGroup = (address[0] & 1u) != 0; // broadcast among them
+    return all != 0 && !isGroup ? std::optional(address) : std::nullopt;
+}
+
+std::string macText(MacAddress const& address)
+{
+    std::array<char, 24> buffer{};
+    int const size = std::snprintf(buffer.data(), buffer.size(), "%02x:%02x:%02x:%02x:%02x:%02x", address[0],
+                                   address[1], address[2], address[3], address[4], address[5]);
+    return std::string(buffer.data(), static_cast<std::size_t>(size));
+}
+
+} // namespace zel

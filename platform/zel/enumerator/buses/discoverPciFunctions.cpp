@@ -1,0 +1,87 @@
+// PCI functions: bridges, controllers, graphics cards. Reads, beyond what the tree holds,
+// sys/bus/pci/devices/*/ {revision,max_link_width,max_link_speed,current_link_width,current_link_speed,
+// mem_info_vram_total}.
+// Needs no privilege. `config` is left alone: reading it wakes a sleeping device.
+#include <zel/enumerator/buses/HardwareTree.h>
+
+#include <zel/enumerator/buses/PciLink.h>
+#include <zel/enumerator/records/Describe.h>
+#include <zel/enumerator/records/Measures.h>
+#include <zel/enumerator/root/Text.h>
+
+#include <array>
+#include <cstdio>
+
+namespace zel {
+
+namespace {
+
+void addIds(DeviceDescription& device, PciFunction const& function)
+{
+    if (function.id) {
+        device.add("VendorId", std::optional(String(hexadecimal4(function.id->vendor))));
+        device.add("DeviceId", std::optional(String(hexadecimal4(function.id->device))));
+        if (function.id->subsystemVendor != 0) {
+            device.add("SubsystemVendorId",
+                       std::optional(String(hexadecimal4(function.id->subsystemVendor))));
+            device.add("SubsystemDeviceId",
+                       std::optional(String(hexadecimal4(function.id->subsystemDevice))));
+        }
+    }
+    if (function.known.vendor)
+        device.add("Manufacturer", std::optional(String(*function.known.vendor)));
+    if (function.known.product)
+        device.add("Model", std::optional(String(*function.known.product)));
+    if (function.classCode) {
+        std::array<char, 16> code{};
+        std::snprintf(code.data(), code.size(), "%06x", *function.classCode);
+        device.add("ClassCode", std::optional(String(code.data())));
+    }
+}
+
+/// Buses below each function, seen from what stands on them: a bus with nothing on it needs no identifier.
+std::map<PciAddress, std::set<String>> busesBelow(HardwareTree const& tree)
+{
+    std::map<PciAddress, std::set<String>> buses;
+    for (auto const& [address, function] : tree.pciFunctions())
+        if (function.bridge)
+            buses[*function.bridge].insert(String("PCI:") + String::number(address.busNumber()));
+    for (auto const& [address, device] : tree.usbDevices())
+        if (device.controller && address.isRootHub())
+            buses[*device.controller].insert(usbLocation(address));
+    return buses;
+}
+
+} // namespace
+
+void discoverPciFunctions(HardwareTree& tree, DeviceSink& sink)
+{
+    std::map<PciAddress, std::set<String>> buses = busesBelow(tree);
+    for (auto const& [address, function] : tree.pciFunctions()) {
+        DeviceDescription device;
+        device.type = function.kind.type;
+        device.capabilities = function.kind.capabilities | CapabilityImp::Hardware();
+        device.name = function.name;
+        device.description = function.kind.description;
+        device.osLocator = address.toString();
+        tree.placeAt(device, pciLocation(address), "PCI");
+        DevicePath above;
+        above.pci = function.bridge;
+        tree.placeBelowController(device, above);
+        device.childBusIds.assign(buses[address].begin(), buses[address].end());
+        device.add("PciAddress", std::optional(String(address.toString())));
+        addIds(device, function);
+        if (function.driver)
+            device.add("Driver", std::optional(String(*function.driver)));
+        if (auto const revision = tree.root().text(function.path + "/revision"))
+            device.add("Revision", std::optional(String(*revision)));
+        if (addPciLink(device, tree.root(), function.path))
+            device.capabilities |= CapabilityImp::PCIExpress();
+        if (device.type == CapabilityImp::VideoCard()) // amdgpu tells it, other drivers do not
+            if (auto const bytes = tree.root().text(function.path + "/mem_info_vram_total"))
+                device.add("VideoMemory", measure::bytes(text::toUnsigned(*bytes)));
+        sink.add(std::move(device));
+    }
+}
+
+} // namespace zel

@@ -1,0 +1,47 @@
+#include <zel/enumerator/drives/ScsiVpd.h>
+
+#include <zel/enumerator/root/Text.h>
+
+namespace zel {
+
+namespace {
+
+constexpr std::size_t kHeader = 4, kModelLength = 40, kSerialLength = 20;
+constexpr std::string_view kAtaVendor = "ATA     ";
+constexpr unsigned kTypeT10 = 1;
+
+unsigned byteAt(std::string_view page, std::size_t at) { return static_cast<unsigned char>(page[at]); }
+
+/// What follows the header of a page with that code, as far as header and content agree.
+std::string_view payload(std::string_view page, unsigned code)
+{
+    if (page.size() < kHeader || byteAt(page, 1) != code)
+        return {};
+    return page.substr(kHeader, byteAt(page, 2) << 8 | byteAt(page, 3));
+}
+
+} // namespace
+
+std::optional<std::string> vpdSerialNumber(std::string_view page)
+{
+    return text::meaningful(payload(page, 0x80));
+}
+
+std::optional<AtaIdentity> vpdAtaIdentity(std::string_view page)
+{
+    std::string_view rest = payload(page, 0x83);
+    while (rest.size() >= kHeader) {
+        std::string_view const designator = rest.substr(kHeader, byteAt(rest, 3));
+        bool const isT10 = (byteAt(rest, 1) & 0x0F) == kTypeT10;
+        if (isT10 && designator.starts_with(kAtaVendor) &&
+            designator.size() >= kAtaVendor.size() + kModelLength + kSerialLength)
+            return AtaIdentity{
+                text::meaningful(designator.substr(kAtaVendor.size(), kModelLength)).value_or(""),
+                text::meaningful(designator.substr(kAtaVendor.size() + kModelLength, kSerialLength))
+                    .value_or("")};
+        rest.remove_prefix(kHeader + designator.size());
+    }
+    return std::nullopt;
+}
+
+} // namespace zel

@@ -1,0 +1,13 @@
+// Reads /sys/firmware/dmi/tables, which needs the administrator.
+#include <zel/enumerator/firmware/SmbiosTables.h>
+
+namespace zel {
+
+Smbios readSmbios(Root const& root)
+{
+    auto table = root.read("sys/firmware/dmi/tables/DMI");
+    auto const entryPoint = root.read("sys/firmware/dmi/tables/smbios_entry_point", 256);
+    return Smbios(table ? std::move(*table) : std::string(), entryPoint.value_or(""));
+}
+
+} // namespace zel

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <zel/enumerator/firmware/Smbios.h>
+#include <zel/enumerator/records/DeviceSink.h>
+
+namespace zel {
+
+/// One MemoryChip device a filled memory slot (SMBIOS structure type 17).
+void addMemoryModules(Smbios const& smbios, DeviceSink& sink);
+
+} // namespace zel

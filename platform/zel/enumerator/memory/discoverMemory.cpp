@@ -1,0 +1,99 @@
+// Memory as a whole, and the modules of which it is made. Reads /proc/meminfo, whose counts are in KiB though
+// it says kB, the firmware's table, and /sys/devices/system/memory: a folder for each block of memory, all of
+// one size.
+
+#include <zel/enumerator/Discoverers.h>
+#include <zel/enumerator/firmware/SmbiosTables.h>
+#include <zel/enumerator/memory/MemoryModules.h>
+#include <zel/enumerator/records/Describe.h>
+#include <zel/enumerator/records/Measures.h>
+#include <zel/enumerator/root/Text.h>
+
+namespace zel {
+
+namespace {
+
+constexpr char kBlocks[] = "sys/devices/system/memory";
+
+using Lines = std::map<std::string, std::string, std::less<>>;
+
+measure::Count amountOf(Lines const& lines, char const* key)
+{
+    auto const found = lines.find(key);
+    if (found == lines.end())
+        return std::nullopt;
+    std::string_view line = found->second;
+    if (line.size() < 3 || line.substr(line.size() - 3) != " kB")
+        return std::nullopt;
+    return measure::scaled(text::toUnsigned(line.substr(0, line.size() - 3)), 1024);
+}
+
+struct Blocks
+{
+    unsigned count = 0;
+    measure::Count bytes; ///< of all; absent when the size of a block is not told
+};
+
+Blocks readBlocks(Root const& root)
+{
+    Blocks blocks;
+    for (std::string const& name : root.list(kBlocks))
+        blocks.count += text::indexAfter(name, "memory") ? 1 : 0;
+    if (blocks.count > 0) // hexadecimal, without 0x
+        if (auto const size = root.hexadecimal(std::string(kBlocks) + "/block_size_bytes"); size && *size > 0)
+            blocks.bytes = measure::scaled(size, blocks.count);
+    return blocks;
+}
+
+/// What is built in. What the kernel can use is less, so a source that tells less than that is wrong; it is
+/// also the answer where no source tells.
+measure::Count installed(SmbiosMemory const& firmware, Blocks const& blocks, measure::Count usable)
+{
+    for (measure::Count const& bytes : {measure::Count(firmware.installed), blocks.bytes})
+        if (bytes && *bytes >= usable.value_or(0))
+            return bytes;
+    return usable;
+}
+
+DeviceDescription describe(Lines const& lines, SmbiosMemory const& firmware, Blocks const& blocks)
+{
+    DeviceDescription memory;
+    memory.type = CapabilityImp::Memory();
+    memory.capabilities = CapabilityImp::Memory() | CapabilityImp::Hardware();
+    memory.name = "Memory";
+    memory.description = "System memory";
+    placeAt(memory, location::memory());
+    placeBelowSystem(memory);
+    auto const usable = amountOf(lines, "MemTotal");
+    auto const size = installed(firmware, blocks, usable);
+    memory.osLocator = usable ? "/proc/meminfo" : blocks.count > 0 ? "/sys/devices/system/memory" : "";
+    memory.add("Size", measure::bytes(size));
+    memory.add("UsableMemory", measure::bytes(usable));
+    memory.add("AvailableMemory", measure::bytes(amountOf(lines, "MemAvailable")));
+    memory.add("SwapSize", measure::bytes(amountOf(lines, "SwapTotal")));
+    memory.add("HugePageSize", measure::bytes(amountOf(lines, "Hugepagesize")));
+    if (!size && blocks.count > 0) // all that can be told
+        memory.add("MemoryBlocks", std::optional(blocks.count));
+    memory.add("MemorySlots", firmware.slots);
+    if (firmware.slots)
+        memory.add("FilledMemorySlots", std::optional(firmware.filledSlots));
+    memory.add("MaximumMemory", measure::bytes(firmware.maximum));
+    memory.add("ErrorCorrection", firmware.errorCorrection);
+    return memory;
+}
+
+} // namespace
+
+void discoverMemory(Root const& root, DeviceSink& sink)
+{
+    auto const content = root.read("proc/meminfo", 1u << 16);
+    Lines const lines = text::keyValueLines(content ? *content : std::string_view(), ':');
+    Smbios const smbios = readSmbios(root);
+    SmbiosMemory const firmware = smbiosMemory(smbios);
+    Blocks const blocks = readBlocks(root);
+    if (amountOf(lines, "MemTotal") || blocks.count > 0 || firmware.filledSlots > 0)
+        sink.add(describe(lines, firmware, blocks));
+    addMemoryModules(smbios, sink);
+}
+
+} // namespace zel

@@ -1,0 +1,131 @@
+#include <zel/enumerator/records/DeviceRecords.h>
+
+#include <zel/enumerator/records/Properties.h>
+#include <zel/foundation/Exception.h>
+#include <zel/foundation/Logger.h>
+#include <zel/model/devices/DeviceImp.h>
+#include <zel/model/state/StateManager.h>
+
+#include <unordered_map>
+
+namespace zel {
+
+namespace {
+
+Logger& logger() { return LogFactory::getLogger("zel.Enumerator"); }
+
+/// The value as the row's type. Throws InvalidArgumentException.
+ValueImp checkedValue(DeviceDescription const& device, char const* key, ValueImp const& value)
+{
+    PropertyRow const* const row = findProperty(key);
+    if (!row)
+        throw InvalidArgumentException(String("Device \"") + device.name + "\": there is no property " + key);
+    auto converted = value.as(row->type());
+    if (!converted)
+        throw InvalidArgumentException(String("Device \"") + device.name + "\": property " + key + " is " +
+                                       row->dataType + ", its value is " + value.type().toString());
+    return *converted;
+}
+
+/// One specification a row, shared by all devices of the process.
+std::shared_ptr<PropertySpecImp> const& specOf(char const* key)
+{
+    using Specs = std::unordered_map<std::string_view, std::shared_ptr<PropertySpecImp>>;
+    static Specs const s_specs = [] {
+        Specs specs;
+        for (PropertyRow const& row : propertyRows()) {
+            auto spec =
+                std::make_shared<PropertySpecImp>(row.key, row.category(), row.type(), CapabilityImp::ALL());
+            spec->setDefaultName(row.name);
+            specs.emplace(row.key, std::move(spec));
+        }
+        return specs;
+    }();
+    return s_specs.at(key);
+}
+
+} // namespace
+
+std::unique_ptr<DeviceImp> makeRecord(DeviceDescription const& device)
+{
+    auto record =
+        DeviceImp::createGeneric(device.type, device.capabilities | device.type, device.name,
+                                 device.osLocator, device.description, device.hwLocator, device.busClass);
+    record->setState(device.state);
+    for (String const& bus : device.childBusIds)
+        record->addChildBusId(bus);
+    for (auto const& [key, value] : device.properties) {
+        PropertyImp const property(specOf(key), value);
+        record->addProperty(&property);
+    }
+    return record;
+}
+
+DeviceRecords::DeviceRecords(CapabilityImp wanted) : m_wanted(std::move(wanted)) {}
+
+DeviceRecords::Key DeviceRecords::keyOf(CapabilityImp const& type, String const& locator)
+{
+    return {type.toString(), locator};
+}
+
+void DeviceRecords::add(DeviceDescription device)
+{
+    std::map<std::string_view, bool> seen;
+    for (auto& [key, value] : device.properties) {
+        value = checkedValue(device, key, value);
+        if (!seen.emplace(key, true).second)
+            throw InvalidArgumentException(String("Device \"") + device.name + "\": property " + key +
+                                           " given twice");
+    }
+    device.capabilities |= device.type;
+    if (!device.capabilities.intersects(m_wanted))
+        return;
+    bool const isNew = m_index.emplace(keyOf(device.type, device.hwLocator), m_devices.size()).second;
+    if (isNew)
+        m_devices.push_back(std::move(device));
+    else // two devices at one place cannot be told apart later
+        ZEL_LOG(logger(), LogLevel::Warning) << "second " << device.type.toString() << " at "
+                                             << device.hwLocator << " left out: " << device.name;
+}
+
+void DeviceRecords::fill(StateManager& state) const
+{
+    enum class Step { Untouched, Entered, Added };
+    std::vector<Step> steps(m_devices.size(), Step::Untouched);
+    std::vector<DeviceImp*> records(m_devices.size(), nullptr);
+    // A parent goes in before its children; the explicit stack holds a device above the parent that it waits
+    // for.
+    for (std::size_t first = 0; first < m_devices.size(); ++first) {
+        std::vector<std::size_t> waiting{first};
+        while (!waiting.empty()) {
+            std::size_t const at = waiting.back();
+            DeviceDescription const& device = m_devices[at];
+            auto const parent = m_index.find(keyOf(device.parentType, device.parentLocator));
+            bool const hasParent = parent != m_index.end() && parent->second != at;
+            if (steps[at] == Step::Untouched) {
+                steps[at] = Step::Entered;
+                if (hasParent && steps[parent->second] == Step::Untouched) {
+                    waiting.push_back(parent->second);
+                    continue;
+                }
+            }
+            waiting.pop_back();
+            if (steps[at] == Step::Added)
+                continue;
+            steps[at] = Step::Added;
+            auto record = makeRecord(device);
+            if (DeviceImp* const known = state.matchingDevice(*record)) {
+                known->mergeFrom(*record);
+                records[at] = known;
+                continue;
+            }
+            // A parent that is not in yet waits for this device itself: two that name each other.
+            records[at] = &state.addDevice(std::move(record), hasParent ? records[parent->second] : nullptr);
+        }
+    }
+    for (DeviceDescription const& device : m_devices)
+        for (auto const& property : device.properties)
+            state.addPropertySpec(specOf(property.first), false);
+}
+
+} // namespace zel

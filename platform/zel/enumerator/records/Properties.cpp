@@ -1,0 +1,58 @@
+#include <zel/enumerator/records/Properties.h>
+
+#include <unordered_map>
+
+namespace zel {
+
+namespace {
+
+using enum PropertyRow::Flag;
+
+constexpr PropertyRow kRows[] = {
+#define ZEL_PROPERTY(key, dataType, flags, name) {#key, #dataType, static_cast<unsigned>(flags), name},
+#include <zel/enumerator/records/Properties.def>
+#undef ZEL_PROPERTY
+};
+
+} // namespace
+
+std::span<PropertyRow const> propertyRows() noexcept { return kRows; }
+
+PropertyRow const* findProperty(std::string_view key)
+{
+    static std::unordered_map<std::string_view, PropertyRow const*> const s_rows = [] {
+        std::unordered_map<std::string_view, PropertyRow const*> rows;
+        for (PropertyRow const& row : kRows)
+            rows.emplace(row.key, &row);
+        return rows;
+    }();
+    auto const found = s_rows.find(key);
+    return found == s_rows.end() ? nullptr : found->second;
+}
+
+DataTypeImp PropertyRow::type() const { return DataTypeImp::getConstantByString(dataType); }
+
+PropertyCategoryImp PropertyRow::category() const
+{
+    struct Mapping
+    {
+        unsigned flag;
+        PropertyCategoryImp const& (*category)();
+    };
+    static constexpr Mapping kMappings[] = {
+        {SysInfo, &PropertyCategoryImp::SysInfo},
+        {Fru, &PropertyCategoryImp::FRU},
+        {Tests, &PropertyCategoryImp::RequiredForTests},
+        {Enumeration, &PropertyCategoryImp::RequiredForEnumeration},
+        {Volatile, &PropertyCategoryImp::Volatile},
+        {Inventory, &PropertyCategoryImp::Inventory},
+        {Summary, &PropertyCategoryImp::Summary},
+    };
+    PropertyCategoryImp all;
+    for (Mapping const& mapping : kMappings)
+        if (flags & mapping.flag)
+            all = all | mapping.category();
+    return all;
+}
+
+} // namespace zel

@@ -1,0 +1,38 @@
+#pragma once
+// The properties that the enumerator knows, from Properties.def.
+
+#include <zel/model/vocabulary/DataTypeImp.h>
+#include <zel/model/vocabulary/PropertyCategoryImp.h>
+
+#include <span>
+#include <string_view>
+
+namespace zel {
+
+/// One row of Properties.def.
+struct PropertyRow
+{
+    char const* key;
+    char const* dataType; ///< text of the DataTypeImp constant
+    unsigned flags;       ///< of the flags below
+    char const* name;     ///< in English
+
+    enum Flag : unsigned {
+        SysInfo = 1u << 0,
+        Fru = 1u << 1,
+        Tests = 1u << 2,
+        Enumeration = 1u << 3,
+        Volatile = 1u << 4,
+        Inventory = 1u << 5,
+        Summary = 1u << 6,
+    };
+
+    DataTypeImp type() const;
+    PropertyCategoryImp category() const;
+};
+
+ZEL_EXPORT std::span<PropertyRow const> propertyRows() noexcept;
+/// Null when no row has the key.
+ZEL_EXPORT PropertyRow const* findProperty(std::string_view key);
+
+} // namespace zel

@@ -1,0 +1,218 @@
+// Temperature and voltage sensors and fans of hardware monitoring chips.
+// Reads /sys/class/hwmon/hwmon*: name, temp*, in*, fan*; before Linux 2.6.31 these stood in hwmon*/device. Of
+// the drive that a chip belongs to: model.
+
+#include <zel/enumerator/Discoverers.h>
+#include <zel/enumerator/buses/DevicePath.h>
+#include <zel/enumerator/records/Describe.h>
+#include <zel/enumerator/root/Text.h>
+#include <zel/enumerator/sensors/SensorReading.h>
+
+#include <algorithm>
+#include <map>
+#include <set>
+
+namespace zel {
+
+namespace {
+
+using C = CapabilityImp;
+
+constexpr char kClass[] = "sys/class/hwmon/";
+
+struct Chip
+{
+    std::string folder;                ///< where the attributes stand, with a slash at the end
+    std::string name;                  ///< "k10temp"
+    std::string key;                   ///< unique on the machine: "k10temp:0000:00:18.3"
+    std::string number;                ///< "hwmon3"
+    std::optional<std::string> device; ///< name of what the chip belongs to: "0000:00:18.3"
+    std::string title; ///< what people call it: "k10temp 0000:00:18.3", "nvme0 KINGSTON SKC1000240G"
+    std::set<std::string> attributes;
+};
+
+/// One input of a chip: the files "{prefix}{number}_*".
+class Input
+{
+public:
+    Input(Root const& root, Chip const& chip, std::string name)
+        : m_root(root), m_chip(chip), m_name(std::move(name))
+    {}
+
+    std::optional<std::int64_t> number(char const* what) const
+    {
+        return has(what) ? m_root.number(path(what)) : std::nullopt;
+    }
+    std::optional<std::string> text(char const* what) const
+    {
+        return has(what) ? m_root.text(path(what)) : std::nullopt;
+    }
+    std::optional<std::string> label() const
+    {
+        return has("label") ? text::meaningful(m_root.text(path("label"))) : std::nullopt;
+    }
+    std::string path(char const* what) const { return m_chip.folder + m_name + "_" + what; }
+    std::string const& name() const { return m_name; }
+    Chip const& chip() const { return m_chip; }
+
+private:
+    bool has(char const* what) const { return m_chip.attributes.count(m_name + "_" + what) != 0; }
+
+    Root const& m_root;
+    Chip const& m_chip;
+    std::string m_name; ///< "temp1"
+};
+
+void addTemperature(Input const& input, DeviceDescription& device)
+{
+    device.add("Temperature", sensor::celsius(input.number("input")));
+    device.add("MinimumTemperature", sensor::celsius(input.number("min")));
+    device.add("MaximumTemperature", sensor::celsius(input.number("max")));
+    device.add("CriticalTemperature", sensor::celsius(input.number("crit")));
+}
+
+void addVoltage(Input const& input, DeviceDescription& device)
+{
+    device.add("Voltage", sensor::volts(input.number("input")));
+    device.add("MinimumVoltage", sensor::volts(input.number("min")));
+    device.add("MaximumVoltage", sensor::volts(input.number("max")));
+}
+
+void addFan(Input const& input, DeviceDescription& device)
+{
+    device.add("FanSpeed", sensor::revolutions(input.number("input")));
+    device.add("MinimumFanSpeed", sensor::revolutions(input.number("min")));
+    device.add("MaximumFanSpeed", sensor::revolutions(input.number("max")));
+}
+
+struct Kind
+{
+    char const* prefix;
+    C const& (*type)();
+    char const* description;
+    char const* reading; ///< property of the sensor's present value
+    void (*addReadings)(Input const&, DeviceDescription&);
+};
+
+constexpr Kind kKinds[] = {
+    {"temp", &C::TempSensor, "Temperature sensor", "Temperature", &addTemperature},
+    {"in", &C::VoltSensor, "Voltage sensor", "Voltage", &addVoltage},
+    {"fan", &C::Fan, "Fan", "FanSpeed", &addFan},
+};
+
+/// What is wrong with the input, if anything.
+std::optional<char const*> statusOf(Input const& input, bool reads)
+{
+    if (input.number("fault") == 1)
+        return "The chip reports that the sensor is faulty or not connected";
+    if (reads)
+        return std::nullopt;
+    return input.number("enable") == 0 ? "Switched off" : sensor::silence(input.text("input"));
+}
+
+void addInput(Input const& input, Kind const& kind, DeviceSink& sink)
+{
+    DeviceDescription device;
+    device.type = kind.type();
+    device.capabilities = kind.type() | C::Hardware();
+    device.name = String(input.chip().title + " " + input.label().value_or(input.name()));
+    device.description = kind.description;
+    device.osLocator = String("/" + input.path("input"));
+    placeAt(device, "HWMON:" + input.chip().key + ":" + input.name(), "HWMON");
+    placeBelowSystem(device);
+    kind.addReadings(input, device);
+    // The first property, where there is one, is the reading itself.
+    bool const reads =
+        !device.properties.empty() && device.properties.front().first == std::string_view(kind.reading);
+    auto const status = statusOf(input, reads);
+    if (status)
+        device.state = DeviceStateImp::OTHER();
+    device.add("Status", status);
+    device.properties.emplace_back("Chip", ValueImp(String(input.chip().name)));
+    sink.add(std::move(device));
+}
+
+void addChip(Root const& root, Chip const& chip, DeviceSink& sink)
+{
+    std::vector<std::string> const names = [&chip] {
+        std::vector<std::string> sorted(chip.attributes.begin(), chip.attributes.end());
+        std::sort(sorted.begin(), sorted.end(), text::naturalLess);
+        return sorted;
+    }();
+    constexpr std::string_view kSuffix = "_input";
+    for (Kind const& kind : kKinds)
+        for (std::string const& name : names) {
+            if (!name.ends_with(kSuffix))
+                continue;
+            std::string const input = name.substr(0, name.size() - kSuffix.size());
+            if (text::indexAfter(input, kind.prefix))
+                addInput(Input(root, chip, input), kind, sink);
+        }
+}
+
+std::set<std::string> namesIn(Root const& root, std::string const& folder)
+{
+    auto const names = root.list(folder);
+    return {names.begin(), names.end()};
+}
+
+Chip readChip(Root const& root, std::string const& number)
+{
+    Chip chip;
+    chip.number = number;
+    chip.folder = kClass + number + "/";
+    chip.attributes = namesIn(root, chip.folder);
+    chip.device = root.linkName(chip.folder + "device");
+    if (chip.attributes.count("name") == 0 && chip.attributes.count("device") != 0) {
+        chip.folder += "device/";
+        chip.attributes = namesIn(root, chip.folder);
+    }
+    chip.name = text::meaningful(root.text(chip.folder + "name")).value_or(number);
+    return chip;
+}
+
+/// Names of the drive that a chip belongs to, for the kernel and for people; nothing when it is no drive.
+std::optional<std::string> driveTitle(Root const& root, Chip const& chip)
+{
+    std::string const link = kClass + chip.number + "/device";
+    bool const isNvme = text::indexAfter(*chip.device, "nvme").has_value();
+    if (!isNvme && !ScsiAddress::parse(*chip.device))
+        return std::nullopt;
+    auto const folder = root.resolve(link); // as the drive's own record names it, so that it is read once
+    auto const model = folder ? text::meaningful(root.text(*folder + "/model")) : std::nullopt;
+    auto const blocks = folder && !isNvme ? root.list(*folder + "/block") : std::vector<std::string>();
+    std::string const name = isNvme ? *chip.device : blocks.empty() ? chip.name : blocks.front();
+    return joinedName({name, model}, "").toUtf8();
+}
+
+/// `namesakes`: chips of that name on the machine.
+std::string titleOf(Root const& root, Chip const& chip, std::size_t namesakes)
+{
+    if (!chip.device)
+        return namesakes > 1 ? chip.name + " " + chip.number : chip.name;
+    if (auto const drive = driveTitle(root, chip))
+        return *drive;
+    bool const isNamed = namesakes > 1 || PciAddress::parse(*chip.device);
+    return isNamed ? chip.name + " " + *chip.device : chip.name;
+}
+
+} // namespace
+
+void discoverSensors(Root const& root, DeviceSink& sink)
+{
+    std::vector<Chip> chips;
+    std::map<std::string, std::size_t> names;
+    for (std::string const& number : root.list(kClass))
+        if (text::indexAfter(number, "hwmon"))
+            ++names[chips.emplace_back(readChip(root, number)).name];
+    std::set<std::string> keys;
+    for (Chip& chip : chips) {
+        chip.title = titleOf(root, chip, names[chip.name]);
+        chip.key = chip.name + ":" + chip.device.value_or(chip.number);
+        if (!keys.insert(chip.key).second) // two chips of one kind on one device
+            chip.key += ":" + chip.number;
+        addChip(root, chip, sink);
+    }
+}
+
+} // namespace zel

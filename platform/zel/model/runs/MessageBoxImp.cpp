@@ -1,0 +1,73 @@
+#include <zel/model/runs/MessageBoxImp.h>
+
+#include <algorithm>
+
+namespace zel {
+
+namespace {
+constexpr int kMostTries = 10;
+}
+
+MessageBoxImp::MessageBoxImp(String title, String text, std::vector<Answer> answers,
+                             std::size_t defaultAnswer, std::size_t cancelAnswer)
+    : m_title(std::move(title)), m_text(std::move(text)), m_answers(std::move(answers)),
+      m_default(defaultAnswer < m_answers.size() ? defaultAnswer : 0),
+      m_cancel(cancelAnswer < m_answers.size() ? cancelAnswer : 0), m_answer(m_answers.at(m_default).code)
+{}
+
+String MessageBoxImp::textOf(int code) const
+{
+    auto const found = std::find_if(m_answers.begin(), m_answers.end(),
+                                    [code](Answer const& one) { return one.code == code; });
+    return found == m_answers.end() ? String() : found->text;
+}
+
+void MessageBoxImp::cutShort() noexcept
+{
+    m_answer = cancelCode();
+    m_wasCutShort = true;
+}
+
+MessageBoxImp::Answer const* MessageBoxImp::find(String const& typed) const
+{
+    Answer const* fitting = nullptr;
+    for (std::size_t i = 0; i < m_answers.size(); ++i) {
+        if (typed == String::number(static_cast<std::uint64_t>(i + 1)) ||
+            typed.lowered() == m_answers[i].text.lowered())
+            return &m_answers[i];
+        if (m_answers[i].text.lowered().startsWith(typed.lowered())) {
+            if (fitting)
+                return nullptr;
+            fitting = &m_answers[i];
+        }
+    }
+    return fitting;
+}
+
+void MessageBoxImp::present(OStream& out, ReadLine const& readLine)
+{
+    out << m_title << endl << m_text << endl;
+    for (std::size_t i = 0; i < m_answers.size(); ++i)
+        out << "  " << static_cast<std::uint64_t>(i + 1) << ") " << m_answers[i].text
+            << (i == m_default ? " (default)" : "") << endl;
+    for (int tries = 0; tries < kMostTries; ++tries) {
+        out << "> ";
+        out.flush();
+        String line;
+        if (!readLine(line)) {
+            out << endl;
+            cutShort();
+            return;
+        }
+        line = line.trimmed();
+        Answer const* const chosen = line.empty() ? &m_answers[m_default] : find(line);
+        if (chosen) {
+            m_answer = chosen->code;
+            return;
+        }
+        out << "Please type one of the numbers or answers above." << endl;
+    }
+    m_answer = defaultCode();
+}
+
+} // namespace zel

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <zel/model/devices/DeviceImp.h>
+#include <zel/model/module/TestImp.h>
+#include <zel/model/runs/TestRunEventImp.h>
+#include <zel/model/vocabulary/TestStateImp.h>
+
+#include <deque>
+#include <optional>
+
+namespace zel {
+
+/// One run of one test on one device: its parameters, its progress, its events, its result.
+class ZEL_EXPORT TestRunImp
+{
+public:
+    /// Takes a copy of the test's parameters as they are now. Either pointer may be null in a run that came
+    /// from outside; running such a run is refused.
+    TestRunImp(TestImp* test, DeviceImp* device);
+
+    String const& guid() const noexcept { return m_guid; }
+    TestImp* test() const noexcept { return m_test; }
+    DeviceImp* device() const noexcept { return m_device; }
+
+    unsigned currentPass() const noexcept { return m_currentPass; }
+    void setCurrentPass(unsigned pass) noexcept { m_currentPass = pass; }
+    TestStateImp const& state() const noexcept { return m_state; }
+    void setState(TestStateImp const& state) { m_state = state; }
+
+    /// Percent, 0 to 100; -1 before the first report.
+    int percentComplete() const noexcept { return m_percentComplete; }
+    void setPercentComplete(int percent) noexcept { m_percentComplete = percent; }
+    unsigned estimatedTimeLeft() const noexcept { return m_estimatedTimeLeft; } ///< seconds
+    void setEstimatedTimeLeft(unsigned seconds) noexcept { m_estimatedTimeLeft = seconds; }
+    String const& progressInformation() const noexcept { return m_progressInformation; }
+    void setProgressInformation(String const& text) { m_progressInformation = text; }
+
+    /// Seconds for which the test is to be repeated; 0: run once.
+    unsigned minTime() const noexcept { return m_minTime; }
+    void setMinTime(unsigned seconds) noexcept { m_minTime = seconds; }
+    /// Milliseconds since the process's steady clock began.
+    std::uint64_t beginningTime() const noexcept { return m_beginningTime; }
+    void setBeginningTime(std::uint64_t milliseconds) noexcept { m_beginningTime = milliseconds; }
+
+    void addEvent(TestRunEventImp event);
+    /// Takes the oldest event that nobody has taken yet.
+    std::optional<TestRunEventImp> nextEvent();
+    void clearEvents() { m_events.clear(); }
+
+    /// A question of the test ended without an answer, by a stop or the end of input: what the test makes of
+    /// the answer that it got is nobody's finding, unless it had reported an error before.
+    void interrupt() noexcept { m_isInterrupted |= !m_hasErrors; }
+    bool isInterrupted() const noexcept { return m_isInterrupted; }
+
+    TestResultImp const& result() const noexcept { return m_result; }
+    void setFinalResult(TestResultImp const& result) { m_result = result; }
+
+    /// The run's own copy of the test's parameter; null when it has none of that key.
+    ParameterImp* parameter(String const& key);
+    ParameterImp const* parameter(String const& key) const;
+
+    /// "{test key} on {device name} ({device location}), pass {n}".
+    String toString() const;
+
+private:
+    String m_guid;
+    TestImp* m_test;
+    DeviceImp* m_device;
+    unsigned m_currentPass = 1;
+    TestStateImp m_state = TestStateImp::NOTSTARTED();
+    int m_percentComplete = -1;
+    unsigned m_estimatedTimeLeft = 0;
+    String m_progressInformation;
+    unsigned m_minTime = 0;
+    std::uint64_t m_beginningTime = 0;
+    std::deque<TestRunEventImp> m_events;
+    bool m_hasErrors = false; // an event of type ERR was added
+    bool m_isInterrupted = false;
+    TestResultImp m_result;
+    std::deque<ParameterImp> m_parameters;
+};
+
+} // namespace zel

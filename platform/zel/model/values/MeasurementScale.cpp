@@ -1,0 +1,203 @@
+#include <zel/model/values/MeasurementScale.h>
+
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <iterator>
+#include <string_view>
+
+namespace zel::scale {
+namespace {
+
+// What the field does with each unit. Amounts of data are counted in powers of two, with the prefixes of IEC
+// 80000-13; everything else, data rates included, in powers of ten, with those of the SI. Degrees,
+// revolutions and plain numbers carry no prefix, and seconds none above the second: nobody reads "7.2 krpm"
+// or "3.6 ks".
+struct UnitRow
+{
+    UnitType::Code m_unit;
+    char const* m_symbol;
+    bool m_binary;
+    UnitMagnitude::Code m_smallest, m_largest; // that AUTOSCALEUNIT chooses
+};
+
+using Unit = UnitType::Code;
+using Magnitude = UnitMagnitude::Code;
+constexpr UnitRow kUnits[] = {
+    {Unit::NOUNIT, "", false, Magnitude::BASEUNIT, Magnitude::BASEUNIT},
+    {Unit::HERTZ, "Hz", false, Magnitude::PICO, Magnitude::PETA},
+    {Unit::BITS, "bit", true, Magnitude::BASEUNIT, Magnitude::PETA},
+    {Unit::BYTES, "B", true, Magnitude::BASEUNIT, Magnitude::PETA},
+    {Unit::AMPS, "A", false, Magnitude::PICO, Magnitude::PETA},
+    {Unit::VOLTS, "V", false, Magnitude::PICO, Magnitude::PETA},
+    {Unit::WATTS, "W", false, Magnitude::PICO, Magnitude::PETA},
+    {Unit::WATTHOURS, "Wh", false, Magnitude::PICO, Magnitude::PETA},
+    {Unit::BITSPERSECOND, "bit/s", false, Magnitude::BASEUNIT, Magnitude::PETA},
+    {Unit::CELSIUS, "\u00B0C", false, Magnitude::BASEUNIT, Magnitude::BASEUNIT},
+    {Unit::METERS, "m", false, Magnitude::PICO, Magnitude::KILO},
+    {Unit::HEXADECIMAL8, "", false, Magnitude::BASEUNIT, Magnitude::BASEUNIT},
+    {Unit::HEXADECIMAL16, "", false, Magnitude::BASEUNIT, Magnitude::BASEUNIT},
+    {Unit::HEXADECIMAL32, "", false, Magnitude::BASEUNIT, Magnitude::BASEUNIT},
+    {Unit::HEXADECIMAL64, "", false, Magnitude::BASEUNIT, Magnitude::BASEUNIT},
+    {Unit::SECONDS, "s", false, Magnitude::PICO, Magnitude::BASEUNIT},
+    {Unit::RPM, "rpm", false, Magnitude::BASEUNIT, Magnitude::BASEUNIT},
+};
+
+struct PrefixRow
+{
+    Magnitude m_magnitude;
+    char const* m_decimal;
+    char const* m_binary; // IEC names none below one: the SI's stand for powers of two there
+};
+constexpr PrefixRow kPrefixes[] = {
+    {Magnitude::PICO, "p", "p"},  {Magnitude::NANO, "n", "n"},   {Magnitude::MICRO, "\u00B5", "\u00B5"},
+    {Magnitude::MILLI, "m", "m"}, {Magnitude::BASEUNIT, "", ""}, {Magnitude::KILO, "k", "Ki"},
+    {Magnitude::MEGA, "M", "Mi"}, {Magnitude::GIGA, "G", "Gi"},  {Magnitude::TERA, "T", "Ti"},
+    {Magnitude::PETA, "P", "Pi"},
+};
+
+// A unit from outside the table is printed as a plain number.
+UnitRow const& rowOf(UnitType const& unit)
+{
+    for (UnitRow const& row : kUnits)
+        if (row.m_unit == unit.code())
+            return row;
+    return kUnits[0];
+}
+
+bool takesFactor(UnitType const& unit) { return !unit.isHexadecimalType(); }
+
+std::size_t endOfNumber(std::string_view text)
+{
+    auto const end = text.find_first_not_of("+-.0123456789");
+    // An exponent belongs to the number, an "E" of a unit does not: none of the units begins with it.
+    if (end == std::string_view::npos || (text[end] != 'e' && text[end] != 'E'))
+        return end;
+    return text.find_first_not_of("+-0123456789", end + 1);
+}
+
+std::optional<Parsed> parseHexadecimal(std::string_view text)
+{
+    constexpr UnitType::Code kByDigits[] = {Unit::HEXADECIMAL8, Unit::HEXADECIMAL16, Unit::HEXADECIMAL32,
+                                            Unit::HEXADECIMAL64};
+    for (UnitType::Code code : kByDigits)
+        if (text.size() - 2 <= static_cast<std::size_t>(UnitType(code).hexadecimalBits()) / 4)
+            return Parsed{UnitType(code), UnitMagnitude::BASEUNIT(), String(text)};
+    return std::nullopt;
+}
+
+} // namespace
+
+double convert(UnitType const& unit, double value, UnitMagnitude const& from, UnitMagnitude const& to)
+{
+    if (!takesFactor(unit))
+        return value;
+    if (rowOf(unit).m_binary)
+        return std::ldexp(value, from.powerOfTwo() - to.powerOfTwo());
+    // 10^n is exact in a double up to n = 22, and a division rounds once where a factor 10^-n would round
+    // twice. Both powers are at most 15, so their difference needs two steps at most.
+    int power = from.powerOfTen() - to.powerOfTen();
+    for (; power > 22; power -= 22)
+        value *= 1e22;
+    for (; power < -22; power += 22)
+        value /= 1e22;
+    double const factor = std::pow(10.0, std::abs(power));
+    return power < 0 ? value / factor : value * factor;
+}
+
+UnitMagnitude choose(UnitType const& unit, double plainValue, UnitMagnitude const& wanted)
+{
+    if (!takesFactor(unit))
+        return UnitMagnitude::BASEUNIT();
+    if (wanted != UnitMagnitude::AUTOSCALEUNIT())
+        return wanted;
+    if (plainValue == 0 || !std::isfinite(plainValue))
+        return UnitMagnitude::BASEUNIT();
+    UnitRow const& row = rowOf(unit);
+    // The constants stand in the order of their size.
+    for (int code = static_cast<int>(row.m_largest); code > static_cast<int>(row.m_smallest); --code) {
+        UnitMagnitude const candidate(static_cast<Magnitude>(code));
+        if (std::fabs(convert(unit, plainValue, UnitMagnitude::BASEUNIT(), candidate)) >= 1)
+            return candidate;
+    }
+    return UnitMagnitude(row.m_smallest);
+}
+
+char const* symbol(UnitType const& unit) { return rowOf(unit).m_symbol; }
+
+char const* prefix(UnitType const& unit, UnitMagnitude const& magnitude)
+{
+    for (PrefixRow const& row : kPrefixes)
+        if (row.m_magnitude == magnitude.code())
+            return rowOf(unit).m_binary ? row.m_binary : row.m_decimal;
+    return "";
+}
+
+String fixed(double value, int decimals)
+{
+    if (!std::isfinite(value))
+        return String::number(value);
+    char text[400]; // 309 digits before the point, sign, point and at most 30 decimals
+    auto const result = std::to_chars(text, std::end(text), value, std::chars_format::fixed, decimals);
+    return String(std::string_view(text, static_cast<std::size_t>(result.ptr - text)));
+}
+
+String brief(double value)
+{
+    if (!std::isfinite(value))
+        return String::number(value);
+    int decimals = 2;
+    if (value != 0 && std::fabs(value) < 1)
+        decimals = std::min(2 - static_cast<int>(std::floor(std::log10(std::fabs(value)))), 30);
+    std::string text = fixed(value, decimals).toUtf8();
+    text.erase(text.find_last_not_of('0') + 1);
+    if (text.ends_with('.'))
+        text.pop_back();
+    return String(text == "-0" ? "0" : text);
+}
+
+String withUnit(String const& number, UnitType const& unit, UnitMagnitude const& magnitude)
+{
+    String const name = String(prefix(unit, magnitude)) + String(symbol(unit));
+    return name.empty() ? number : number + String(" ") + name;
+}
+
+String localized(String const& number, LanguageImp const& language)
+{
+    using Code = LanguageImp::Code;
+    constexpr LanguageImp::Code kWithComma[] = {Code::cs, Code::da, Code::de, Code::el, Code::es, Code::fr,
+                                                Code::hu, Code::it, Code::nl, Code::pl, Code::pt, Code::ru,
+                                                Code::sl, Code::sv, Code::tr, Code::nb, Code::fi};
+    for (LanguageImp::Code code : kWithComma)
+        if (language.code() == code)
+            return number.replaced(String("."), String(","));
+    return number;
+}
+
+std::optional<Parsed> parse(String const& text)
+{
+    std::string const bytes = text.trimmed().toUtf8();
+    std::string_view const all(bytes);
+    if (all.starts_with("0x") || all.starts_with("0X"))
+        return parseHexadecimal(all);
+    auto const end = endOfNumber(all);
+    if (end == 0)
+        return std::nullopt;
+    String const number(all.substr(0, end));
+    String const unitText = end == std::string_view::npos ? String() : String(all.substr(end)).trimmed();
+    if (UnitType const named = UnitType::getConstantByString(unitText); named.isValid())
+        return Parsed{named, UnitMagnitude::BASEUNIT(), number};
+    for (UnitRow const& unit : kUnits) {
+        UnitType const type(unit.m_unit);
+        for (PrefixRow const& row : kPrefixes) {
+            UnitMagnitude const magnitude(row.m_magnitude);
+            bool const bare = unit.m_symbol[0] == '\0';
+            if (!(bare && row.m_magnitude != Magnitude::BASEUNIT) && !type.isHexadecimalType() &&
+                unitText == String(prefix(type, magnitude)) + String(unit.m_symbol))
+                return Parsed{type, magnitude, number};
+        }
+    }
+    return std::nullopt;
+}
+
+} // namespace zel::scale

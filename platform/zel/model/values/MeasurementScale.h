@@ -1,0 +1,43 @@
+#pragma once
+// How measurements are scaled and printed: prefixes, symbols, decimals. docs/values.md has the rules for
+// readers.
+
+#include <zel/foundation/String.h>
+#include <zel/model/vocabulary/LanguageImp.h>
+#include <zel/model/vocabulary/UnitMagnitude.h>
+#include <zel/model/vocabulary/UnitType.h>
+
+#include <optional>
+
+namespace zel::scale {
+
+/// `value` of one magnitude in another; one rounding at most, none between powers of two.
+double convert(UnitType const& unit, double value, UnitMagnitude const& from, UnitMagnitude const& to);
+
+/// `wanted`, or for AUTOSCALEUNIT the largest magnitude, of those that the field uses with the unit, in which
+/// the value, given in the plain unit, is at least 1.
+UnitMagnitude choose(UnitType const& unit, double plainValue, UnitMagnitude const& wanted);
+
+/// "GiB", "kHz", "" for a plain number.
+char const* prefix(UnitType const& unit, UnitMagnitude const& magnitude);
+char const* symbol(UnitType const& unit);
+
+/// `value` with exactly that many decimals, independent of any locale.
+String fixed(double value, int decimals);
+/// `value` with at most two decimals and, below 1, at most three significant digits; no zeros at the end.
+String brief(double value);
+/// Number, blank, prefix and symbol; no blank where these are empty.
+String withUnit(String const& number, UnitType const& unit, UnitMagnitude const& magnitude);
+/// With the decimal separator of the language.
+String localized(String const& number, LanguageImp const& language);
+
+/// What a person writes as a measurement, "16 GiB", "2400 MHz", "12 BYTES", "0x001F", taken apart.
+struct Parsed
+{
+    UnitType m_unit;
+    UnitMagnitude m_magnitude;
+    String m_number;
+};
+std::optional<Parsed> parse(String const& text);
+
+} // namespace zel::scale

@@ -1,0 +1,67 @@
+#include <zel/model/values/NonDiscreteMeasurement.h>
+
+#include <zel/model/texts/GlobalParameters.h>
+#include <zel/model/values/MeasurementScale.h>
+
+#include <algorithm>
+
+namespace zel {
+namespace {
+
+int clamped(int precision) { return std::clamp(precision, 0, NonDiscreteMeasurement::kMaxPrecision); }
+
+UnitMagnitude withoutAutoscale(UnitMagnitude const& magnitude)
+{
+    return magnitude == UnitMagnitude::AUTOSCALEUNIT() ? UnitMagnitude::BASEUNIT() : magnitude;
+}
+
+} // namespace
+
+NonDiscreteMeasurement::NonDiscreteMeasurement(UnitType const& unit, double value,
+                                               UnitMagnitude const& magnitude, int precision)
+    : m_unit(unit), m_value(value), m_magnitude(withoutAutoscale(magnitude)), m_precision(clamped(precision))
+{}
+
+double NonDiscreteMeasurement::value(UnitMagnitude const& magnitude) const
+{
+    return scale::convert(m_unit, m_value, m_magnitude, chosenMagnitude(magnitude));
+}
+
+// A step between magnitudes moves the decimal point by three places; with powers of two, 1024 is near enough.
+int NonDiscreteMeasurement::precision(UnitMagnitude const& magnitude) const
+{
+    UnitMagnitude const chosen = chosenMagnitude(magnitude);
+    return clamped(m_precision + chosen.powerOfTen() - m_magnitude.powerOfTen());
+}
+
+UnitMagnitude NonDiscreteMeasurement::chosenMagnitude(UnitMagnitude const& magnitude) const
+{
+    double const plain = scale::convert(m_unit, m_value, m_magnitude, UnitMagnitude::BASEUNIT());
+    return scale::choose(m_unit, plain, magnitude);
+}
+
+String NonDiscreteMeasurement::toString(int precision, UnitMagnitude const& magnitude) const
+{
+    UnitMagnitude const chosen = chosenMagnitude(magnitude);
+    int const decimals = precision < 0 ? this->precision(chosen) : clamped(precision);
+    return scale::withUnit(scale::fixed(value(chosen), decimals), m_unit, chosen);
+}
+
+String NonDiscreteMeasurement::localizedString(int precision, UnitMagnitude const& magnitude) const
+{
+    UnitMagnitude const chosen = chosenMagnitude(magnitude);
+    int const decimals = precision < 0 ? this->precision(chosen) : clamped(precision);
+    String const number =
+        scale::localized(scale::fixed(value(chosen), decimals), GlobalParameters::instance().language());
+    return scale::withUnit(number, m_unit, chosen);
+}
+
+bool NonDiscreteMeasurement::operator==(NonDiscreteMeasurement const& other) const
+{
+    double const mine = value(UnitMagnitude::BASEUNIT()), theirs = other.value(UnitMagnitude::BASEUNIT());
+    bool const sameValue = mine == theirs || (mine != mine && theirs != theirs); // a NaN equals a NaN
+    return m_unit == other.m_unit && sameValue &&
+           m_precision - m_magnitude.powerOfTen() == other.m_precision - other.m_magnitude.powerOfTen();
+}
+
+} // namespace zel

@@ -1,0 +1,134 @@
+#include <krel5/DiagDevice.h>
+
+#include <libKrel5/basics/Arguments.h>
+#include <libKrel5/basics/DataHolderDefinition.h>
+#include <libKrel5/basics/LibraryMutex.h>
+#include <libKrel5/devices/DeviceInternalData.h>
+
+#include <krel5/AlreadyAddedException.h>
+#include <krel5/DeviceCapability.h>
+#include <krel5/DeviceState.h>
+#include <krel5/IndexOutOfBoundsException.h>
+#include <krel5/Test.h>
+
+#include <zel/foundation/Logger.h>
+#include <zel/model/state/StateManager.h>
+
+namespace krel5 {
+
+template class DataHolder<DeviceInternalData>;
+
+namespace {
+
+zel::Logger& logger()
+{
+    static zel::Logger& s_logger = zel::LogFactory::getLogger("krel5.DiagDevice");
+    return s_logger;
+}
+
+} // namespace
+
+DiagDevice::DiagDevice(zel::DeviceImp* device)
+{
+    requireArgument(device != nullptr, "device != nullptr", "DiagDevice::DiagDevice(...)");
+    data().device = device;
+}
+
+DiagDevice::DiagDevice(DiagDevice const& other) = default;
+DiagDevice& DiagDevice::operator=(DiagDevice const& other) = default;
+DiagDevice::~DiagDevice() = default;
+
+DeviceInternalData& DiagDevice::data() { return m_holder.data(); }
+DeviceInternalData const& DiagDevice::data() const { return m_holder.data(); }
+zel::DeviceImp& DiagDevice::imp() { return *data().device; }
+zel::DeviceImp const& DiagDevice::imp() const { return *data().device; }
+
+KrelString const& DiagDevice::name() const
+{
+    zel::AutoMutex const guard(libraryMutex());
+    return cached(data().name, imp().name());
+}
+
+KrelString const& DiagDevice::description() const
+{
+    zel::AutoMutex const guard(libraryMutex());
+    return cached(data().description, imp().description());
+}
+
+KrelString const& DiagDevice::osLocator() const
+{
+    zel::AutoMutex const guard(libraryMutex());
+    return cached(data().osLocator, imp().osLocator());
+}
+
+KrelString const& DiagDevice::hwLocator() const
+{
+    zel::AutoMutex const guard(libraryMutex());
+    return cached(data().hwLocator, imp().hwLocator());
+}
+
+DeviceCapability DiagDevice::deviceType() const
+{
+    zel::AutoMutex const guard(libraryMutex());
+    return DeviceCapability(imp().deviceType());
+}
+
+DeviceCapability DiagDevice::deviceCapabilities() const
+{
+    zel::AutoMutex const guard(libraryMutex());
+    return DeviceCapability(imp().deviceCapabilities());
+}
+
+DeviceState DiagDevice::deviceState() const
+{
+    zel::AutoMutex const guard(libraryMutex());
+    return DeviceState(imp().state());
+}
+
+bool DiagDevice::hasCapability(DeviceCapability const& capability) const
+{
+    zel::AutoMutex const guard(libraryMutex());
+    return imp().deviceCapabilities().isCapable(capability.imp());
+}
+
+bool DiagDevice::intersectCapability(DeviceCapability const& capability) const
+{
+    zel::AutoMutex const guard(libraryMutex());
+    return imp().deviceCapabilities().intersects(capability.imp());
+}
+
+DeviceProperty const* DiagDevice::property(KrelString const& key) const
+{
+    zel::AutoMutex const guard(libraryMutex());
+    return propertyOf(*data().device, key, logger());
+}
+
+unsigned int DiagDevice::propertyCount() const
+{
+    zel::AutoMutex const guard(libraryMutex());
+    return static_cast<unsigned>(imp().propertyCount());
+}
+
+DeviceProperty const& DiagDevice::getProperty(unsigned int index) const
+{
+    zel::AutoMutex const guard(libraryMutex());
+    if (index >= imp().propertyCount())
+        throw IndexOutOfBoundsException(0, static_cast<int>(imp().propertyCount()) - 1,
+                                        static_cast<int>(index));
+    return handleOf(*data().device, data().device->getProperty(index));
+}
+
+void DiagDevice::addTest(Test* test)
+{
+    requireArgument(test != nullptr, "test != nullptr", "DiagDevice::addTest(...)");
+    zel::AutoMutex const guard(libraryMutex());
+    if (test->imp().isSwitchedOff()) {
+        ZEL_LOG(logger(), zel::LogLevel::Warning)
+            << "addTest: the settings switch the test " << test->imp().keyInModule() << " off";
+        return;
+    }
+    if (!zel::StateManager::instance().associate(imp(), test->imp(), true))
+        throw AlreadyAddedException("Test", test->key(), "DiagDevice", KrelString(imp().name()));
+}
+
+} // namespace krel5

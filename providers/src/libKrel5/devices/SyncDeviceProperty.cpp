@@ -1,0 +1,30 @@
+#include <krel5/SyncDeviceProperty.h>
+
+#include <libKrel5/devices/SyncDevicePropertyMutex.h>
+#include <libKrel5/internal/module/Factories.h>
+
+#include <krel5/KrelString.h>
+
+#include <memory>
+
+namespace krel5 {
+
+SyncDeviceProperty::SyncDeviceProperty(char const* key, PropertyCategory const& category,
+                                       DataType const& type, DeviceCapability const& capability)
+    : m_property(Factories::createDeviceProperty(key, category, type, capability)),
+      m_mutex(new SyncDevicePropertyMutex())
+{}
+
+SyncDeviceProperty::SyncDeviceProperty(char const* key, PropertyCategory const& category,
+                                       DataType const& type, DeviceCapability const& capability,
+                                       SyncDeviceProperty const& group)
+    : SyncDeviceProperty(key, category, type, capability)
+{
+    m_property->setGroup(group.m_property);
+}
+
+SyncDeviceProperty::~SyncDeviceProperty() { delete m_mutex; }
+
+DeviceProperty& SyncDeviceProperty::property() const { return *m_property; }
+
+} // namespace krel5

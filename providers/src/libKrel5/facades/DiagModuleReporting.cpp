@@ -1,0 +1,362 @@
+// What a running test reports and looks up: progress, events, queries.
+#include <krel5/DiagModule.h>
+
+#include <libKrel5/basics/Arguments.h>
+#include <libKrel5/basics/LibraryMutex.h>
+#include <libKrel5/internal/backends/CommInterface.h>
+#include <libKrel5/internal/module/CommandLine.h>
+#include <libKrel5/internal/module/Factories.h>
+#include <libKrel5/internal/module/ModuleCommon.h>
+#include <libKrel5/internal/runs/DiagModuleRun.h>
+#include <libKrel5/internal/runs/ProgressFilter.h>
+
+#include <krel5/CommandLineOption.h>
+#include <krel5/DiagDevice.h>
+#include <krel5/EventType.h>
+#include <krel5/IndexOutOfBoundsException.h>
+#include <krel5/Language.h>
+#include <krel5/TestObserver.h>
+
+#include <zel/foundation/FaultHandler.h>
+#include <zel/foundation/Logger.h>
+#include <zel/foundation/StopSignal.h>
+#include <zel/foundation/Stopwatch.h>
+#include <zel/foundation/System.h>
+#include <zel/model/runs/TestRunManager.h>
+#include <zel/model/settings/SettingsKeys.h>
+#include <zel/model/settings/SettingsResource.h>
+#include <zel/model/state/StateManager.h>
+#include <zel/model/texts/GlobalParameters.h>
+
+#include <algorithm>
+#include <atomic>
+#include <limits>
+#include <optional>
+#include <vector>
+
+namespace krel5 {
+
+unsigned int const DiagModule::INFINITE_TIMEOUT = 0xFFFFFFFFu;
+unsigned int const DiagModule::FROM_SETTINGS_FILE = 0xFFFFFFFEu;
+
+namespace {
+
+using zel::LogLevel;
+
+zel::Logger& logger()
+{
+    static zel::Logger& s_logger = zel::LogFactory::getLogger("krel5.DiagModule");
+    return s_logger;
+}
+
+std::atomic<bool> s_abortRequested{false};
+std::atomic<bool> s_stopSeen{false}; // once somebody outside asked to stop, the answer stays yes
+
+// Guarded by the library mutex.
+ProgressFilter s_progressFilter;
+std::optional<zel::Stopwatch> s_sinceProgressText;
+std::vector<TestObserver*> s_observers;
+
+template <typename Call>
+void notify(Call call)
+{
+    std::vector<TestObserver*>
+        observers; // a copy: one may unregister itself, and none is called under a lock
+    {
+        zel::AutoMutex const guard(libraryMutex());
+        observers = s_observers;
+    }
+    for (TestObserver* const observer : observers)
+        call(*observer);
+}
+
+CommInterface* commOfRunningTest(zel::TestRunImp const* run, char const* operation)
+{
+    zel::FaultHandler::prepareThread();
+    CommInterface* const comm = run ? ModuleCommon::comm() : nullptr;
+    if (!comm)
+        ZEL_LOG(logger(), LogLevel::Error) << operation << ": no test is running, the report is dropped";
+    return comm;
+}
+
+} // namespace
+
+// ---- stopping
+
+bool DiagModule::checkForStop()
+{
+    zel::FaultHandler::prepareThread(); // workers of a test ask here
+    if (s_abortRequested || s_stopSeen || zel::StopSignal::requested())
+        return true;
+    zel::AutoMutex const guard(libraryMutex()); // a backend is asked by one thread at a time
+    CommInterface* const comm = ModuleCommon::comm();
+    if (comm && comm->receiveStopMessage())
+        s_stopSeen = true;
+    return s_stopSeen;
+}
+
+void DiagModule::requestAbort() { s_abortRequested = true; }
+
+// ---- progress
+
+void DiagModule::percentDone(int percent)
+{
+    {
+        zel::AutoMutex const guard(libraryMutex());
+        // While a test is repeated for a minimum time, its own percentages would start over with each pass.
+        if (s_minTimePerTestMode)
+            percent = DiagModuleRun::minimumTimePercent();
+    }
+    doPercentDone(percent);
+}
+
+void DiagModule::doPercentDone(int percent)
+{
+    ProgressFilter::Decision decision;
+    {
+        zel::AutoMutex const guard(libraryMutex());
+        CommInterface* const comm = commOfRunningTest(s_testRunImp, "percentDone");
+        if (comm)
+            decision = s_progressFilter.decide(percent, s_percentComplete);
+        if (!decision.send)
+            return;
+        if (decision.sendZeroFirst) {
+            s_testRunImp->setPercentComplete(0);
+            comm->sendPercentDoneMessage();
+        }
+        s_testRunImp->setPercentComplete(percent);
+        comm->sendPercentDoneMessage();
+        s_percentComplete = percent;
+    }
+    if (decision.sendZeroFirst)
+        notify([](TestObserver& observer) { observer.onPercentDone(0); });
+    notify([percent](TestObserver& observer) { observer.onPercentDone(percent); });
+}
+
+void DiagModule::resetPercentDone()
+{
+    zel::AutoMutex const guard(libraryMutex());
+    s_percentComplete = -1;
+    s_progressTimedStarted = false;
+}
+
+void DiagModule::estimatedTimeLeft(unsigned int seconds)
+{
+    zel::AutoMutex const guard(libraryMutex());
+    CommInterface* const comm = commOfRunningTest(s_testRunImp, "estimatedTimeLeft");
+    if (!comm)
+        return;
+    s_testRunImp->setEstimatedTimeLeft(seconds);
+    comm->sendEstimatedTimeLeftMessage();
+}
+
+void DiagModule::progress(Event const* event)
+{
+    requireArgument(event != nullptr, "event", "DiagModule::progress(...)");
+    sendEventImp(*event, zel::EventTypeImp::PROGRESS(), "", 0);
+}
+
+void DiagModule::progress(LocalizedString const* text)
+{
+    requireArgument(text != nullptr, "text", "DiagModule::progress(...)");
+    zel::String const resolved = text->imp().resolve();
+    {
+        zel::AutoMutex const guard(libraryMutex());
+        CommInterface* const comm = commOfRunningTest(s_testRunImp, "progress");
+        if (!comm)
+            return;
+        s_testRunImp->setProgressInformation(resolved);
+        comm->sendProgressInformativeMessage();
+    }
+    notify([&](TestObserver& observer) { observer.onProgress(KrelString(resolved)); });
+}
+
+// Nothing ever sets s_progressTimedStarted, so every text goes out at once; modules rely on it.
+void DiagModule::progressTimed(double milliseconds, LocalizedString const* text)
+{
+    {
+        zel::AutoMutex const guard(libraryMutex());
+        if (!s_sinceProgressText)
+            s_sinceProgressText.emplace();
+        if (s_progressTimedStarted && s_sinceProgressText->getElapsed() <= milliseconds / 1000)
+            return;
+        s_sinceProgressText->reset();
+    }
+    progress(text);
+}
+
+// ---- events
+
+void DiagModule::sendEvent(Event const* event, EventType const& type, KrelString const& file, int line)
+{
+    requireArgument(event != nullptr, "event", "DiagModule::sendEvent(...)");
+    sendEventImp(*event, type.imp(), file.zelString(), line);
+}
+
+void DiagModule::informative(Event const* event, KrelString const& file, int line)
+{
+    sendEvent(event, EventType::INFORMATIVE(), file, line);
+}
+
+void DiagModule::warning(Event const* event, KrelString const& file, int line)
+{
+    sendEvent(event, EventType::WARNING(), file, line);
+}
+
+void DiagModule::error(Event const* event, KrelString const& file, int line)
+{
+    sendEvent(event, EventType::ERR(), file, line);
+}
+
+void DiagModule::sendEventImp(Event const& event, zel::EventTypeImp const& type, zel::String const& file,
+                              int line)
+{
+    sendPreparedEvent(event.createEventToSend(type, ModuleCommon::module().guid(), file, line));
+}
+
+void DiagModule::sendPreparedEvent(zel::TestRunEventImp event)
+{
+    zel::String const message = event.message().resolve();
+    // At the default threshold the log of a failed run says what failed.
+    ZEL_LOG(logger(), event.type() == zel::EventTypeImp::ERR() ? LogLevel::Error : LogLevel::Information)
+        << event.type().toString() << " event " << event.key() << ": " << message;
+    zel::String const type = event.type().toString(), key = event.key();
+    {
+        zel::AutoMutex const guard(libraryMutex());
+        CommInterface* const comm = commOfRunningTest(s_testRunImp, "sendEvent");
+        if (!comm)
+            return;
+        if (zel::DeviceImp const* const device = s_testRunImp->device())
+            event.setDevice({device->guid(), device->name(), device->description()});
+        s_testRunImp->addEvent(std::move(event));
+        comm->sendEvent();
+    }
+    notify([&](TestObserver& observer) {
+        observer.onEvent(KrelString(type), KrelString(key), KrelString(message));
+    });
+}
+
+// ---- queries
+
+Test* DiagModule::getCurrentTest()
+{
+    zel::AutoMutex const guard(libraryMutex());
+    return s_testRunImp ? Factories::tests().find(s_testRunImp->test()->keyInModule()) : nullptr;
+}
+
+unsigned int DiagModule::getCurrentPass()
+{
+    zel::AutoMutex const guard(libraryMutex());
+    return s_testRunImp ? s_testRunImp->currentPass() : 0;
+}
+
+namespace {
+
+std::vector<zel::DeviceImp*> optionalDevices(zel::TestRunImp const* run)
+{
+    std::vector<zel::DeviceImp*> devices;
+    if (!run)
+        return devices;
+    zel::StateManager& manager = zel::StateManager::instance();
+    zel::CapabilityImp const& wanted = run->test()->optionalDeviceCapabilities();
+    for (zel::DeviceImp* one = manager.nextDevice(nullptr, zel::CapabilityImp::ALL()); one;
+         one = manager.nextDevice(one, zel::CapabilityImp::ALL()))
+        if (one != run->device() && one->deviceCapabilities().intersects(wanted))
+            devices.push_back(one);
+    return devices;
+}
+
+} // namespace
+
+unsigned int DiagModule::optionalDeviceCount()
+{
+    zel::AutoMutex const guard(libraryMutex());
+    return static_cast<unsigned>(optionalDevices(s_testRunImp).size());
+}
+
+DiagDevice DiagModule::optionalDevice(unsigned int index)
+{
+    zel::AutoMutex const guard(libraryMutex());
+    auto const devices = optionalDevices(s_testRunImp);
+    if (index >= devices.size())
+        throw IndexOutOfBoundsException(0, static_cast<int>(devices.size()) - 1, static_cast<int>(index));
+    return DiagDevice(devices[index]);
+}
+
+Language DiagModule::getLanguage() { return Language(zel::GlobalParameters::instance().language()); }
+Language DiagModule::getDefaultLanguage() { return Language(zel::GlobalParameters::defaultLanguage()); }
+KrelString DiagModule::getBaseDirectory() { return KrelString(ModuleCommon::baseDirectory()); }
+
+unsigned int DiagModule::getEngineProcessId()
+{
+    auto const given = CommandLine::integer(CommandLineOption::ENGINEPID());
+    if (given && (*given < 1 || *given > std::numeric_limits<std::int32_t>::max()))
+        return 0; // no process has such an id
+    return static_cast<unsigned>(given ? *given : zel::System::parentProcessId());
+}
+
+bool DiagModule::isStandAlone()
+{
+    CommInterface const* const comm = ModuleCommon::comm();
+    return comm && comm->isStandAlone();
+}
+
+unsigned int DiagModule::getTimeOut()
+{
+    CommInterface* const comm = ModuleCommon::comm();
+    return comm ? comm->receiveGetTimeOutMessage() : 0;
+}
+
+void DiagModule::setTimeOut(unsigned int seconds)
+{
+    CommInterface* const comm = ModuleCommon::comm();
+    if (!comm)
+        return;
+    if (seconds == FROM_SETTINGS_FILE) {
+        auto const settings = zel::SettingsResource::ofModule(ModuleCommon::module().guid());
+        zel::String reason;
+        auto const text = settings->text(zel::SettingsKeys::kTimeOut);
+        auto const value =
+            text ? zel::ValueImp::parse(*text, zel::DataTypeImp::UINT32(), reason) : std::nullopt;
+        seconds = value ? value->uint32() : INFINITE_TIMEOUT;
+    }
+    comm->sendSetTimeOutMessage(seconds);
+}
+
+void DiagModule::clearTimeOut()
+{
+    if (CommInterface* const comm = ModuleCommon::comm())
+        comm->sendClearTimeOutMessage();
+}
+
+zel::StateManager* DiagModule::getCurrentStateManagerFromEngine(bool merge)
+{
+    CommInterface* const comm = ModuleCommon::comm();
+    zel::StateManager* const state = comm ? comm->getCurrentStateManagerFromEngine() : nullptr;
+    if (state && merge)
+        zel::StateManager::instance().mergeWithTracking(*state);
+    return state;
+}
+
+// ---- observers
+
+void DiagModule::registerObserver(TestObserver* observer)
+{
+    requireArgument(observer != nullptr, "observer", "DiagModule::registerObserver(...)");
+    zel::AutoMutex const guard(libraryMutex());
+    if (std::find(s_observers.begin(), s_observers.end(), observer) == s_observers.end())
+        s_observers.push_back(observer);
+}
+
+void DiagModule::unregisterObserver(TestObserver* observer)
+{
+    zel::AutoMutex const guard(libraryMutex());
+    std::erase(s_observers, observer);
+}
+
+void DiagModule::notifyResult(Test const& test, TestResult const& result)
+{
+    notify([&](TestObserver& observer) { observer.onResult(test, result); });
+}
+
+} // namespace krel5

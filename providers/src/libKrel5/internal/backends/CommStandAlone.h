@@ -1,0 +1,49 @@
+#pragma once
+// The console runner: finds devices itself, picks devices, tests and indicators by number, prints what
+// happens.
+
+#include <libKrel5/internal/backends/CommInterface.h>
+
+namespace krel5 {
+
+/// Holds no state of its own: everything is in the process's state manager and test-run manager.
+/// Thread rule: main flow; it starts no thread and holds no lock.
+class CommStandAlone : public CommInterface
+{
+public:
+    bool openConnection() override { return true; }
+    bool closeConnection() override { return true; }
+    bool receiveTestRun() override;
+    bool receiveIndicatorMessages() override;
+    bool receiveIndicatorRun() override;
+    void receiveDevices() override;
+    void sendPercentDoneMessage() override;
+    void sendEstimatedTimeLeftMessage() override;
+    bool receiveStopMessage() override { return false; }
+    void sendSetTimeOutMessage(unsigned) override {}
+    unsigned receiveGetTimeOutMessage() override { return 0; }
+    void sendClearTimeOutMessage() override {}
+    void sendProgressInformativeMessage() override;
+    void sendEvent() override;
+    void sendVersion() override;
+    void sendAddDevice(zel::DeviceImp& device) override;
+    void sendAddDevices() override;
+    void sendEnumTests() override;
+    void sendEnumIndicators() override;
+    void sendFinalResult() override;
+    void sendMessageBox(zel::MessageBoxImp& box) override;
+    void sendDeviceUpdateMessage(IndicatorReturnData const& data, zel::DeviceImp& device) override;
+    zel::StateManager* getCurrentStateManagerFromEngine() override { return nullptr; }
+    bool isStandAlone() const override { return true; }
+    void sendRequestDeviceAddition(zel::DeviceImp& device) override;
+    void sendRequestDeviceRemoval(zel::DeviceImp& device) override;
+    void sendRequestDevicePropertyAddition(zel::DeviceImp& device, zel::PropertyImp& property) override;
+    void sendRequestDevicePropertyRemoval(zel::DeviceImp& device, zel::PropertyImp& property) override;
+    void sendRequestAlertRemoval(zel::String const& alertKey) override;
+    bool httpGetRequest(zel::String const&, zel::String&, zel::String const&) override { return false; }
+
+private:
+    void receiveDiagnosticDevices();
+};
+
+} // namespace krel5

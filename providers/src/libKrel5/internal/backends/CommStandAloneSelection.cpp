@@ -1,0 +1,180 @@
+// Device acquisition and the making of runs.
+#include <libKrel5/internal/backends/CommStandAlone.h>
+#include <libKrel5/internal/backends/Selection.h>
+#include <libKrel5/internal/module/ModuleCommon.h>
+
+#include <zel/enumerator/Enumerator.h>
+#include <zel/foundation/Logger.h>
+#include <zel/foundation/OStream.h>
+#include <zel/model/runs/TestRunManager.h>
+#include <zel/model/settings/SettingsKeys.h>
+#include <zel/model/settings/SettingsResource.h>
+#include <zel/model/state/StateManager.h>
+
+namespace krel5 {
+namespace {
+
+constexpr double kDefaultUpdateIntervalSeconds = 5;
+
+zel::Logger& logger()
+{
+    static zel::Logger& s_logger = zel::LogFactory::getLogger("krel5.Comm.StandAlone");
+    return s_logger;
+}
+
+zel::StateManager& manager() { return zel::StateManager::instance(); }
+
+// How long each test is to be repeated, in seconds; 0 when the settings say nothing that can be taken.
+unsigned minimumTime()
+{
+    auto const settings = zel::SettingsResource::ofModule(ModuleCommon::module().guid());
+    auto const text = settings->text(zel::SettingsKeys::kMinTimePerTest);
+    zel::String reason;
+    auto const value = text ? zel::ValueImp::parse(*text, zel::DataTypeImp::UINT32(), reason) : std::nullopt;
+    return value ? value->uint32() : 0;
+}
+
+void addRun(zel::TestImp& test, zel::DeviceImp& device)
+{
+    ZEL_LOG(logger(), zel::LogLevel::Information)
+        << "Creating TestRunImp Dev:" << device.guid() << " Test:" << test.guid();
+    zel::TestRunImp run(&test, &device);
+    run.setCurrentPass(1);
+    run.setMinTime(minimumTime());
+    zel::TestRunManager::instance().addTestRun(std::move(run));
+}
+
+std::size_t addRunsOfDevice(zel::DeviceImp& device, zel::Array<zel::TestImp*> const& tests)
+{
+    std::size_t const count = manager().testCountByDevice(device);
+    ZEL_LOG(logger(), zel::LogLevel::Debug) << "current device = " << device.guid();
+    ZEL_LOG(logger(), zel::LogLevel::Debug) << "tests found = " << static_cast<std::uint64_t>(count);
+    if (count == 0)
+        ZEL_LOG(logger(), zel::LogLevel::Debug) << "no tests found for this device.";
+    std::size_t made = 0;
+    for (zel::TestImp* const selected : tests)
+        for (std::size_t i = 0; i < count; ++i)
+            if (zel::TestImp* const test = manager().testByDeviceAtIndex(device, i); *test == *selected) {
+                addRun(*test, device);
+                ++made;
+            }
+    return made;
+}
+
+std::size_t addIndicatorRunsOfDevice(zel::DeviceImp& device, zel::Array<zel::IndicatorImp*> const& indicators)
+{
+    std::size_t made = 0;
+    for (zel::IndicatorImp* const indicator : indicators) {
+        if (!manager().isAssociated(device, *indicator))
+            continue;
+        ZEL_LOG(logger(), zel::LogLevel::Information)
+            << "Creating IndicatorRunImp Dev:" << device.guid() << " Indicator:" << indicator->guid();
+        manager().addIndicatorRun(zel::IndicatorRunImp(*indicator, &device, kDefaultUpdateIntervalSeconds));
+        ++made;
+    }
+    return made;
+}
+
+std::size_t addFreeIndicatorRuns(zel::Array<zel::IndicatorImp*> const& indicators)
+{
+    std::size_t made = 0;
+    for (zel::IndicatorImp* const indicator : indicators) {
+        if (manager().deviceCountByIndicator(*indicator) > 0 || indicator->isSwitchedOff())
+            continue;
+        ZEL_LOG(logger(), zel::LogLevel::Information)
+            << "Creating Freed IndicatorRunImp Indicator:" << indicator->guid();
+        manager().addIndicatorRun(zel::IndicatorRunImp(*indicator, nullptr, kDefaultUpdateIntervalSeconds));
+        ++made;
+    }
+    return made;
+}
+
+// Drives are what every inventory needs of another module's devices, with just the properties that name them.
+void mergeSystemInformation()
+{
+    zel::StateManager& found = zel::ModuleManager::getInstance().getStateManager();
+    manager().mergeWithTracking(found);
+    zel::StateManager drives;
+    drives.createDeviceList(found, zel::CapabilityImp::HardDrive(),
+                            zel::PropertyCategoryImp::RequiredForEnumeration());
+    manager().mergeWithTracking(drives);
+    found.clear();
+}
+
+} // namespace
+
+void CommStandAlone::receiveDevices()
+{
+    zel::ModuleImp const& module = ModuleCommon::module();
+    if (module.type() == zel::ModuleTypeImp::DIAG())
+        return receiveDiagnosticDevices();
+    ZEL_LOG(logger(), zel::LogLevel::Information)
+        << "sysinfo or indicator module: calling Enumerator::instance().getDevicesFromModule.";
+    for (auto const& requirement : module.enumerationRequirements()) {
+        zel::Enumerator::instance().getDevicesFromModule(requirement.module, 0, 1);
+        if (module.type() == zel::ModuleTypeImp::SYSINFO())
+            mergeSystemInformation();
+    }
+}
+
+void CommStandAlone::receiveDiagnosticDevices()
+{
+    zel::CapabilityImp const& capabilities = ModuleCommon::module().supportedCapabilities();
+    ZEL_LOG(logger(), zel::LogLevel::Information)
+        << "diagnostic module: calling Enumerator::instance().getDevicesOfType.";
+    zel::Enumerator::instance().getDevicesOfType(capabilities, 1, 0);
+    ZEL_LOG(logger(), zel::LogLevel::Information) << " Supported Devices: " << capabilities.toString();
+    if (zel::Enumerator::instance().deviceCount() != 0) {
+        manager().mergeWithTracking(zel::ModuleManager::getInstance().getStateManager());
+        return;
+    }
+    zel::OStream::out() << "No devices discovered" << zel::endl;
+    ZEL_LOG(logger(), zel::LogLevel::Warning) << "No devices discovered";
+}
+
+bool CommStandAlone::receiveIndicatorRun()
+{
+    receiveDiagnosticDevices();
+    return true;
+}
+
+bool CommStandAlone::receiveTestRun()
+{
+    DeviceSelection list;
+    list.addDevicesOfTests();
+    list.addDevicesOfIndicators();
+    auto const devices = list.selected();
+    auto const tests = selectedTests();
+    ZEL_LOG(logger(), zel::LogLevel::Debug)
+        << "devices found = " << static_cast<std::uint64_t>(devices.size());
+    std::size_t made = 0;
+    for (zel::DeviceImp* const device : devices) {
+        ZEL_ASSERT(device != nullptr);
+        made += addRunsOfDevice(*device, tests);
+    }
+    if (made == 0)
+        endWithoutRuns("test", devices, tests.size(),
+                       tests.empty() ? zel::String() : tests[0]->keyInModule());
+    return true;
+}
+
+bool CommStandAlone::receiveIndicatorMessages()
+{
+    DeviceSelection list;
+    list.addDevicesOfTests();
+    list.addDevicesOfIndicators();
+    auto const devices = list.selected();
+    auto const indicators = selectedIndicators();
+    std::size_t made = 0;
+    for (zel::DeviceImp* const device : devices) {
+        ZEL_ASSERT(device != nullptr);
+        made += addIndicatorRunsOfDevice(*device, indicators);
+    }
+    made += addFreeIndicatorRuns(indicators);
+    if (made == 0)
+        endWithoutRuns("indicator", devices, indicators.size(),
+                       indicators.empty() ? zel::String() : indicators[0]->keyInModule());
+    return true;
+}
+
+} // namespace krel5

@@ -1,0 +1,47 @@
+#include <libKrel5/internal/backends/CommStandAloneText.h>
+
+namespace krel5 {
+namespace {
+
+zel::String number(std::size_t value) { return zel::String::number(static_cast<std::uint64_t>(value)); }
+
+zel::String faultText(char const* word, zel::TestRunEventImp const& event)
+{
+    bool const hasDevice = event.device().has_value();
+    return zel::String(word) + " (" + event.eventCodeString() + ") : " + event.message().resolve() + "\n" +
+           "     " + event.sourceFile() + "(" + zel::String::number(event.sourceLine()) + ")\n" +
+           "     Device: " + (hasDevice ? event.device()->m_name : zel::String("NULL")) + " : " +
+           (hasDevice ? event.device()->m_description : zel::String("NULL")) + "\n";
+}
+
+} // namespace
+
+std::vector<zel::String> eventTexts(zel::TestRunEventImp const& event)
+{
+    std::vector<zel::String> texts;
+    if (event.type() == zel::EventTypeImp::ERR())
+        texts.push_back(faultText("Error", event));
+    else if (event.type() == zel::EventTypeImp::WARNING())
+        texts.push_back(faultText("Warning", event));
+    else if (event.type() == zel::EventTypeImp::INFORMATIVE() ||
+             event.type() == zel::EventTypeImp::PROGRESS())
+        texts.push_back(event.message().resolve());
+    for (std::size_t i = 0; i < event.tipCount(); ++i)
+        texts.push_back(zel::String("Tip(") + number(i) + "): " + event.tip(i).resolve());
+    return texts;
+}
+
+zel::String alertText(zel::AlertImp const& alert)
+{
+    zel::String text = zel::String("Alert\n") + "  Key:     " + alert.key() + "\n" +
+                       "  Type:    " + alert.type().toString() + "\n" +
+                       "  Title:   " + alert.title().resolve() + "\n" +
+                       "  Message: " + alert.message().resolve() + "\n";
+    if (alert.tipCount() > 0)
+        text += "  Tips: \n";
+    for (std::size_t i = 0; i < alert.tipCount(); ++i)
+        text += alert.tip(i).toString() + "\n";
+    return text;
+}
+
+} // namespace krel5

@@ -1,0 +1,163 @@
+#include <libKrel5/internal/backends/Selection.h>
+
+#include <libKrel5/internal/module/CommandLine.h>
+#include <libKrel5/internal/module/ErrorReporting.h>
+
+#include <krel5/CommandLineOption.h>
+
+#include <zel/foundation/Logger.h>
+
+namespace krel5 {
+namespace {
+
+zel::Logger& logger()
+{
+    static zel::Logger& s_logger = zel::LogFactory::getLogger("krel5.Comm.StandAlone");
+    return s_logger;
+}
+
+zel::StateManager& manager() { return zel::StateManager::instance(); }
+
+// The index from 0 that an option names among `count` things; nothing when the option is absent. The log says
+// "-t" for indicators too: readers of logs look for that line.
+std::optional<std::size_t> pick(CommandLineOption const& option, char const* logName, char const* thing,
+                                std::size_t count, TestResult const& error)
+{
+    auto const number = CommandLine::integer(option);
+    if (!number)
+        return std::nullopt;
+    ZEL_LOG(logger(), zel::LogLevel::Information) << logName << " Option set with value: " << *number;
+    zel::String const start = zel::String("Error: ") + thing + " Number " + zel::String::number(*number);
+    if (*number < 1)
+        endWithSelectionError(start + " is too small", error);
+    if (static_cast<std::uint64_t>(*number) > count)
+        endWithSelectionError(start + " is too large", error);
+    return static_cast<std::size_t>(*number) - 1;
+}
+
+zel::String quoted(zel::String const& text) { return zel::String("\"") + text + "\""; }
+
+// A test that is off has no devices, which by itself looks like a missing device.
+void logWhatIsSwitchedOff()
+{
+    for (std::size_t i = 0; i < manager().testCount(); ++i)
+        if (zel::TestImp const& test = *manager().testAtIndex(i); test.isSwitchedOff())
+            ZEL_LOG(logger(), zel::LogLevel::Error)
+                << "Test " << quoted(test.keyInModule()) << " is switched off in the settings file";
+}
+
+} // namespace
+
+void endWithSelectionError(zel::String const& line, TestResult const& result)
+{
+    ErrorReporting::tell(line);
+    ZEL_LOG(logger(), zel::LogLevel::Error) << line;
+    logWhatIsSwitchedOff();
+    ErrorReporting::endProcess(result);
+}
+
+void DeviceSelection::add(zel::DeviceImp* device)
+{
+    if (m_guids.insert(device->guid()).second)
+        m_devices.append(device);
+}
+
+void DeviceSelection::addDevicesOfTests()
+{
+    for (std::size_t t = 0; t < manager().testCount(); ++t) {
+        zel::TestImp const& test = *manager().testAtIndex(t);
+        for (std::size_t d = 0; d < manager().deviceCountByTest(test); ++d)
+            add(manager().deviceByTestAtIndex(test, d));
+    }
+}
+
+void DeviceSelection::addDevicesOfIndicators()
+{
+    for (std::size_t i = 0; i < manager().indicatorCount(); ++i) {
+        zel::IndicatorImp const& indicator = *manager().indicatorAtIndex(i);
+        for (std::size_t d = 0; d < manager().deviceCountByIndicator(indicator); ++d)
+            add(manager().deviceByIndicatorAtIndex(indicator, d));
+    }
+}
+
+zel::Array<zel::DeviceImp*> DeviceSelection::selected() const
+{
+    auto const index =
+        pick(CommandLineOption::DEVICENUM(), "-d", "Device", m_devices.size(), TestResult::NODEVICE());
+    if (index)
+        return {m_devices[*index]};
+    ZEL_LOG(logger(), zel::LogLevel::Information) << "-d Option Not Found Adding all devices";
+    return m_devices;
+}
+
+zel::Array<zel::TestImp*> selectedTests()
+{
+    auto const index =
+        pick(CommandLineOption::TESTNUM(), "-t", "Test", manager().testCount(), TestResult::NOTEST());
+    if (index)
+        return {manager().testAtIndex(*index)};
+    ZEL_LOG(logger(), zel::LogLevel::Information) << "-t Option Not Found Adding all tests";
+    zel::Array<zel::TestImp*> tests;
+    for (std::size_t i = 0; i < manager().testCount(); ++i) {
+        tests.append(manager().testAtIndex(i));
+        ZEL_LOG(logger(), zel::LogLevel::Information) << "Appending TestImp:" << tests[i]->guid();
+    }
+    return tests;
+}
+
+zel::Array<zel::IndicatorImp*> selectedIndicators()
+{
+    auto const index = pick(CommandLineOption::INDICATORNUM(), "-t", "Indicator", manager().indicatorCount(),
+                            TestResult::NOINDICATOR());
+    if (index)
+        return {manager().indicatorAtIndex(*index)};
+    ZEL_LOG(logger(), zel::LogLevel::Information) << "-i Option Not Found Adding all indicators";
+    zel::Array<zel::IndicatorImp*> indicators;
+    for (std::size_t i = 0; i < manager().indicatorCount(); ++i) {
+        indicators.append(manager().indicatorAtIndex(i));
+        ZEL_LOG(logger(), zel::LogLevel::Information) << "Appending IndicatorImp:" << indicators[i]->guid();
+    }
+    return indicators;
+}
+
+// No device at all counts as several, since nobody picked a single one.
+void endWithoutRuns(zel::String const& what, zel::Array<zel::DeviceImp*> const& devices,
+                    std::size_t selectedCount, zel::String const& key)
+{
+    bool const isTest = what == zel::String("test");
+    TestResult const nothing = isTest ? TestResult::NOTEST() : TestResult::NOINDICATOR();
+    bool const oneDevice = devices.size() == 1;
+    bool const oneSelected = selectedCount == 1;
+    if (oneDevice && oneSelected)
+        endWithSelectionError(zel::String("Error: Device ") + quoted(devices[0]->guid()) +
+                                  " is not associated with the " + what + " " + quoted(key),
+                              nothing);
+    if (oneDevice)
+        endWithSelectionError(zel::String("Error: Device ") + quoted(devices[0]->guid()) +
+                                  " is not associated with any " + what + "s in this module.",
+                              nothing);
+    if (oneSelected)
+        endWithSelectionError(zel::String("Error: No devices associated with ") + what + " " + quoted(key),
+                              TestResult::NODEVICE());
+    endWithSelectionError(zel::String("Error: No devices are associated with any of the ") + what +
+                              "s in this module.",
+                          nothing);
+}
+
+std::size_t positionOfTest(zel::String const& key)
+{
+    for (std::size_t i = 0; i < manager().testCount(); ++i)
+        if (manager().testAtIndex(i)->keyInModule() == key)
+            return i + 1;
+    return 0;
+}
+
+std::size_t positionOfIndicator(zel::String const& key)
+{
+    for (std::size_t i = 0; i < manager().indicatorCount(); ++i)
+        if (manager().indicatorAtIndex(i)->keyInModule() == key)
+            return i + 1;
+    return 0;
+}
+
+} // namespace krel5

@@ -1,0 +1,130 @@
+#include <libKrel5/internal/files/LocalizedKeys.h>
+
+#include <libKrel5/internal/module/Factories.h>
+#include <libKrel5/internal/module/ModuleCommon.h>
+
+#include <krel5/KrelString.h>
+
+#include <zel/model/texts/GlobalParameters.h>
+#include <zel/model/texts/LocalizedResource.h>
+#include <zel/model/values/LocalizedStringImp.h>
+
+namespace krel5 {
+namespace {
+
+// "Event.{key}.Tip.1" and its like: a text that an event may have but need not.
+bool isOptionalTextOfEvent(zel::String const& key, zel::String const& eventKey)
+{
+    zel::String const prefix = zel::String("Event.") + eventKey + ".";
+    return key.startsWith(prefix + "Tip.") || key == prefix + "CustomerEventCode";
+}
+
+// Texts whose keys do not stand in the list, and yet something shows them. Alerts and their tips are made
+// while the module runs, so that any of their keys may be in use.
+bool isUsedBesideTheList(zel::String const& key)
+{
+    if (key.startsWith("Alert.") || key.startsWith("Tip."))
+        return true;
+    for (auto const& indicator : Factories::indicators()) {
+        zel::String const prefix = zel::String("Indicator.") + indicator->key().zelString();
+        if (key == prefix + ".Name" || key == prefix + ".Description")
+            return true;
+    }
+    for (auto const& event : Factories::events())
+        if (isOptionalTextOfEvent(key, event->key().zelString()))
+            return true;
+    return false;
+}
+
+// A line that began with '#' would be a comment; the '=' needs no escape where the whole line is the key.
+zel::String listedKey(zel::String const& key)
+{
+    zel::String const line = zel::LocalizedResource::escaped(key);
+    return line.startsWith("#") ? zel::String("\\") + line : line;
+}
+
+} // namespace
+
+void LocalizedKeys::add(zel::String const& key, zel::String const& defaultText)
+{
+    m_rows.push_back({key, defaultText});
+    m_used.insert(key);
+}
+
+void LocalizedKeys::addNamed(char const* kind, zel::String const& key)
+{
+    add(zel::String(kind) + "." + key + ".Name");
+    add(zel::String(kind) + "." + key + ".Description");
+}
+
+LocalizedKeys LocalizedKeys::ofModule()
+{
+    LocalizedKeys keys;
+    for (char const* what : {"Module.Name", "Module.Description", "Module.Company"})
+        keys.add(what);
+    for (auto const& test : Factories::tests())
+        keys.addNamed("Test", test->key().zelString());
+    for (auto const& parameter : Factories::parameters())
+        keys.addNamed("Parameter", parameter->key().zelString());
+    for (auto const& event : Factories::events())
+        keys.add(zel::String("Event.") + event->key().zelString() + ".Message");
+    for (auto const& text : Factories::localizedStrings())
+        keys.add(text->key().zelString(), text->imp().defaultText());
+    for (auto const& declared : Factories::properties()) {
+        zel::PropertyCategoryImp const& category = declared->spec->category();
+        if (declared->spec->moduleGuid() != ModuleCommon::module().guid())
+            continue; // its texts belong to the module that made it
+        if (!category.isCapable(zel::PropertyCategoryImp::Internal()) &&
+            !category.isCapable(zel::PropertyCategoryImp::LinkInFromDevice()))
+            keys.addNamed("Property", declared->spec->keyInModule());
+    }
+    return keys;
+}
+
+zel::String LocalizedKeys::listText() const
+{
+    zel::ModuleImp const& module = ModuleCommon::module();
+    zel::String text = zel::String("# localized keys for the module ") + module.guid() + "\n#!depends " +
+                       module.guid() + ".w4p ";
+    for (zel::String const& library : module.librariesList())
+        text += library + ".w4p ";
+    text += "\n";
+    for (Row const& row : m_rows)
+        text += listedKey(row.key) + "\n";
+    return text;
+}
+
+zel::String LocalizedKeys::skeletonText() const
+{
+    zel::String text = zel::String("# Texts of the module ") + ModuleCommon::module().guid() +
+                       ". A key without a text shows its default.\n";
+    for (Row const& row : m_rows)
+        text += zel::LocalizedResource::escapedKey(row.key) + "=" +
+                zel::LocalizedResource::escaped(row.defaultText) + "\n";
+    return text;
+}
+
+bool LocalizedKeys::isUsed(zel::String const& key) const
+{
+    return m_used.contains(key) || isUsedBesideTheList(key);
+}
+
+std::vector<zel::String> LocalizedKeys::notes() const
+{
+    zel::String const& guid = ModuleCommon::module().guid();
+    zel::LanguageImp const language = zel::GlobalParameters::instance().language();
+    std::vector<zel::String> notes;
+    for (Row const& row : m_rows)
+        if (row.defaultText.empty() && !zel::LocalizedResource::find(guid, row.key, language))
+            notes.push_back(zel::String("Note: \"") + row.key + "\" has no text.");
+    auto const texts = zel::LocalizedResource::load(zel::LocalizedResource::getLocalizedResource(guid));
+    for (zel::KeyTextFile::Issue const& issue : texts->issues())
+        notes.push_back(zel::String("Note: ") + issue.toString());
+    for (zel::String const& key : texts->keys())
+        if (!isUsed(key))
+            notes.push_back(zel::String("Note: the text \"") + key + "\" in " + zel::String(texts->path()) +
+                            " belongs to no object of this module.");
+    return notes;
+}
+
+} // namespace krel5

@@ -1,0 +1,122 @@
+#include <libKrel5/internal/module/CommandLine.h>
+
+#include <krel5/CommandLineOption.h>
+#include <krel5/KrelString.h>
+
+#include <zel/foundation/OStream.h>
+
+namespace krel5 {
+namespace {
+
+constexpr int Absent = -1;
+
+struct Row
+{
+    CommandLineOption const& (*option)();
+    zel::Option::Type type;
+    bool dash;
+    int common, diag, sysinfo, indicator; // a characteristic, or Absent
+};
+
+constexpr auto Flag = zel::Option::Type::Flag;
+constexpr auto Integer = zel::Option::Type::Integer;
+constexpr auto String = zel::Option::Type::String;
+
+Row const s_rows[] = {
+#define KREL5_OPTION(accessor, name, command, description, type, dash, common, diag, sysinfo, indicator)     \
+    {&CommandLineOption::accessor, type, dash, common, diag, sysinfo, indicator},
+#include <krel5/vocabulary/CommandLineOption.def>
+};
+
+template <typename Column>
+void addRows(Column column)
+{
+    for (Row const& row : s_rows)
+        if (int const characteristic = column(row); characteristic != Absent)
+            CommandLine::addCommandLineOption(row.option(), row.type,
+                                              static_cast<tCommandLineOptionCharacteristic>(characteristic),
+                                              row.dash);
+}
+
+} // namespace
+
+std::vector<CommandLine::Entry>& CommandLine::entries()
+{
+    static auto* const s_entries = new std::vector<Entry>();
+    return *s_entries;
+}
+
+void CommandLine::addCommandLineOption(CommandLineOption const& option, zel::Option::Type type,
+                                       tCommandLineOptionCharacteristic characteristic, bool dash)
+{
+    entries().push_back({zel::Option(option.name().zelString(), "", type, {}, option.command().zelString(),
+                                     option.description().zelString(), dash),
+                         characteristic});
+}
+
+void CommandLine::addFacadeOptions(Facade::Kind kind)
+{
+    switch (kind) {
+    case Facade::Kind::Diag:
+        return addRows([](Row const& row) { return row.diag; });
+    case Facade::Kind::SysInfo:
+        return addRows([](Row const& row) { return row.sysinfo; });
+    case Facade::Kind::Indicator:
+        return addRows([](Row const& row) { return row.indicator; });
+    }
+}
+
+void CommandLine::addCommonOptions()
+{
+    addRows([](Row const& row) { return row.common; });
+    entries().push_back({zel::LoggerConfig::loggerLevelOption(), Plain});
+    entries().push_back({zel::LoggerConfig::loggerRootOption(), Plain});
+}
+
+void CommandLine::parse(int argc, char const* const argv[])
+{
+    auto& manager = zel::OptionManager::instance();
+    for (Entry const& entry : entries())
+        manager.registerOption(entry.option);
+    manager.mergeCommandLine(argc, argv);
+}
+
+bool CommandLine::isSet(CommandLineOption const& flag)
+{
+    return zel::OptionManager::instance().lookupFlag(flag.name().zelString());
+}
+
+std::optional<std::int64_t> CommandLine::integer(CommandLineOption const& option)
+{
+    return zel::OptionManager::instance().lookupIntegerValue(option.name().zelString());
+}
+
+std::optional<zel::String> CommandLine::text(CommandLineOption const& option)
+{
+    return zel::OptionManager::instance().lookupStringValue(option.name().zelString());
+}
+
+void CommandLine::printUsage(zel::OStream& out, zel::String const& moduleGuid)
+{
+    out << "Usage: " << moduleGuid << ".w4x  ";
+    for (Entry const& entry : entries()) {
+        if (entry.characteristic == Hidden)
+            continue;
+        out << (entry.characteristic == OpensGroup ? "[" : "")
+            << entry.option.getUsageString(entry.option.hasDash() ? "-" : "")
+            << (entry.characteristic == ClosesGroup ? "]" : "");
+    }
+    out << zel::endl;
+    for (Entry const& entry : entries()) {
+        zel::Option const& option = entry.option;
+        if (entry.characteristic == Hidden)
+            continue;
+        out << (option.hasDash() ? " -" : "") << option.command() << " : " << option.name() << ". "
+            << option.description();
+        if (!option.defaultValue().empty())
+            out << ". Default(" << option.defaultValue() << ")";
+        out << zel::endl;
+    }
+}
+
+} // namespace krel5

@@ -1,0 +1,54 @@
+#pragma once
+// The command line of a module: the list of options, their parsing, and the usage text.
+
+#include <libKrel5/internal/module/Facade.h>
+
+#include <zel/foundation/Options.h>
+
+#include <vector>
+
+namespace zel {
+class OStream;
+} // namespace zel
+
+namespace krel5 {
+
+class CommandLineOption;
+
+/// How an option shows in the usage text.
+enum tCommandLineOptionCharacteristic {
+    Plain = 0,
+    OpensGroup = 1,  ///< "[" before it
+    ClosesGroup = 2, ///< "]" after it
+    Hidden = 3       ///< left out
+};
+
+/// Thread rule: main thread, before others exist; queries from any thread afterwards.
+class CommandLine
+{
+public:
+    /// Appends one option.
+    static void addCommandLineOption(CommandLineOption const& option, zel::Option::Type type,
+                                     tCommandLineOptionCharacteristic characteristic, bool dash);
+    /// Appends the options of a kind of module, then registers the common ones and the logger's behind them.
+    static void addFacadeOptions(Facade::Kind kind);
+    static void addCommonOptions();
+    /// Registers every appended option and parses. Throws zel::OptionException naming the word.
+    static void parse(int argc, char const* const argv[]);
+
+    static bool isSet(CommandLineOption const& flag);
+    static std::optional<std::int64_t> integer(CommandLineOption const& option);
+    static std::optional<zel::String> text(CommandLineOption const& option);
+
+    static void printUsage(zel::OStream& out, zel::String const& moduleGuid);
+
+private:
+    struct Entry
+    {
+        zel::Option option;
+        tCommandLineOptionCharacteristic characteristic;
+    };
+    static std::vector<Entry>& entries();
+};
+
+} // namespace krel5

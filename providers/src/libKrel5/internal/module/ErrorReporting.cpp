@@ -1,0 +1,168 @@
+#include <libKrel5/internal/module/ErrorReporting.h>
+
+#include <libKrel5/internal/module/ModuleCommon.h>
+
+#include <zel/foundation/ExitGuard.h>
+#include <zel/foundation/FaultHandler.h>
+#include <zel/foundation/Logger.h>
+#include <zel/foundation/OStream.h>
+#include <zel/foundation/System.h>
+
+#include <exception>
+
+namespace krel5 {
+namespace {
+
+Facade const* s_facade = nullptr; // set before threads exist
+
+// What std::get_terminate gives where the program has set no handler.
+#ifdef __GLIBCXX__
+std::terminate_handler const s_defaultTerminate = __gnu_cxx::__verbose_terminate_handler;
+#else
+std::terminate_handler const s_defaultTerminate = std::get_terminate(); // as this library is loaded
+#endif
+
+zel::Logger& logger()
+{
+    static zel::Logger& s_logger = zel::LogFactory::getLogger("krel5.ModuleCommon");
+    return s_logger;
+}
+
+void whereToLook()
+{
+    zel::CString const file = zel::LogFactory::currentFile();
+    if (!file.empty())
+        ErrorReporting::tell(zel::String("The log has the details: ") + zel::String(file));
+}
+
+void reportFault(zel::String const& text)
+{
+    ZEL_LOG_LINE(logger(), zel::LogLevel::Error, 1243) << text;
+    zel::OStream::out().flush();
+    ErrorReporting::tell(text);
+    whereToLook();
+}
+
+void reportEarlyExit()
+{
+    char const* const text = "The module's own code ended the process before the library had a verdict; this "
+                             "counts as an internal error.";
+    ZEL_LOG(logger(), zel::LogLevel::Critical) << text;
+    ErrorReporting::tell(text);
+}
+
+// An exception that nobody caught, from main before start() or from a thread of the module.
+[[noreturn]] void onTerminate()
+{
+    guarded(
+        "module code",
+        [] {
+            if (std::exception_ptr const current = std::current_exception())
+                std::rethrow_exception(current);
+            throw KrelException("std::terminate was called");
+        },
+        [](KrelException const& error) {
+            ZEL_LOG(logger(), zel::LogLevel::Critical) << error.toString();
+            ErrorReporting::tell(ErrorReporting::withoutStackTrace(error.toString().zelString()));
+            whereToLook();
+        });
+    ErrorReporting::endProcess(TestResult::INTERNALERROR());
+}
+
+} // namespace
+
+void ErrorReporting::showUncaught() noexcept
+{
+    if (std::get_terminate() == s_defaultTerminate)
+        std::set_terminate(onTerminate);
+}
+
+Facade const* ErrorReporting::facade() { return s_facade; }
+
+void ErrorReporting::install(Facade const& facade, bool running)
+{
+    s_facade = &facade;
+    std::set_terminate(onTerminate);
+    int const status = TestResult::INTERNALERROR().value();
+    zel::FaultHandler::install(status, reportFault);
+    if (running)
+        zel::ExitGuard::arm(status, reportEarlyExit);
+}
+
+void ErrorReporting::post(KrelException const& error)
+{
+    if (s_facade)
+        s_facade->internalErrorPost(error);
+    else
+        internalErrorPost(error);
+}
+
+void ErrorReporting::internalErrorPost(KrelException const& error)
+{
+    if (ModuleCommon::isInsideInitCallback())
+        throw error;
+    ZEL_LOG_LINE(logger(), zel::LogLevel::Error, 1243) << error.toString();
+    zel::OStream::out().flush();
+    tell(withoutStackTrace(error.toString().zelString()));
+    whereToLook();
+    ModuleCommon::runExitStep();
+    endProcess(TestResult::INTERNALERROR());
+}
+
+TestResult ErrorReporting::withOutputChecked(TestResult const& result)
+{
+    zel::OStream::out().flush();
+    if (!zel::OStream::out().failed())
+        return result;
+    char const* const text = "Standard output could not be written; the report is not complete.";
+    ZEL_LOG(logger(), zel::LogLevel::Error) << text;
+    tell(text);
+    return result == TestResult::PASS() ? TestResult::INTERNALERROR() : result;
+}
+
+void ErrorReporting::endProcess(TestResult const& result)
+{
+    zel::ExitGuard::disarm();
+    zel::System::exitProcess(withOutputChecked(result).value());
+}
+
+void ErrorReporting::tell(zel::String const& line)
+{
+    zel::OStream::err() << line.withoutControls(true) << zel::endl;
+}
+
+zel::String ErrorReporting::withoutStackTrace(zel::String const& text)
+{
+    zel::String shown;
+    bool first = true;
+    for (zel::String const& line : text.split('\n')) {
+        if (line == zel::String("Stack Trace:") || line.startsWith("  #"))
+            continue;
+        if (!line.empty())
+            shown += (first ? zel::String() : zel::String("\n")) + line;
+        first = first && line.empty();
+    }
+    return shown;
+}
+
+bool guarded(char const* call, std::function<void()> const& body,
+             std::function<void(KrelException const&)> const& handle)
+{
+    try {
+        body();
+        return true;
+    } catch (zel::Exception const& e) {
+        handle(InternalException(zel::String("Internal Exception in ") + call, e));
+    } catch (KrelException const& e) {
+        handle(KrelException(KrelString(zel::String("Exception in ") + call), e));
+    } catch (std::exception const& e) {
+        ZEL_LOG(logger(), zel::LogLevel::Error) << "std::exception: " << e.what();
+        ErrorReporting::tell(zel::String("std::exception: ") + e.what());
+        handle(KrelException(KrelString(zel::String("Unknown \"...\" Exception in ") + call)));
+    } catch (...) {
+        handle(KrelException(KrelString(zel::String("Unknown \"...\" Exception in ") + call)));
+    }
+    return false;
+}
+
+} // namespace krel5

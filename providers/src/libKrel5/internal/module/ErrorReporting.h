@@ -1,0 +1,56 @@
+#pragma once
+// What happens to an error that nobody below could handle: one place that logs it, shows it, and ends the
+// process.
+
+#include <libKrel5/internal/module/Facade.h>
+
+#include <krel5/InternalException.h>
+#include <krel5/KrelException.h>
+#include <krel5/TestResult.h>
+
+#include <zel/foundation/Exception.h>
+
+#include <functional>
+
+namespace krel5 {
+
+class ErrorReporting
+{
+public:
+    /// From now on an exception that nobody catches ends the process with its text and INTERNALERROR, unless
+    /// the program has a terminate handler of its own. Each exception of the library sees to it, since the
+    /// first may be thrown before any facade is in use: by a static object, say.
+    static void showUncaught() noexcept;
+    /// Makes `facade` the one whose internalErrorPost receives errors. Installs the handlers for uncaught
+    /// exceptions and for faults in module code, and when `running` for an exit behind the library's back.
+    static void install(Facade const& facade, bool running);
+    static Facade const* facade();
+
+    /// Hands an error to the facade in charge.
+    static void post(KrelException const& error);
+    /// The default behind every facade's internalErrorPost: inside the module-init callback the error is
+    /// thrown, otherwise it is logged, shown on standard error, the exit step runs, and the process ends with
+    /// INTERNALERROR.
+    static void internalErrorPost(KrelException const& error);
+
+    /// Ends the process with the result's value, whatever else is going on: standard output is flushed, a
+    /// failure of which turns PASS into INTERNALERROR.
+    [[noreturn]] static void endProcess(TestResult const& result);
+    /// `result`, or INTERNALERROR with a message when it is PASS and standard output lost something.
+    static TestResult withOutputChecked(TestResult const& result);
+
+    /// A line for the person at the console: standard error, whole, flushed. What could steer the terminal,
+    /// from a file or the command line, is written as an escape.
+    static void tell(zel::String const& line);
+    /// The text of an exception without its stack traces.
+    static zel::String withoutStackTrace(zel::String const& text);
+};
+
+/// Runs `body`; an exception that leaves it is turned into a KrelException by class, in this order: of the
+/// platform, of the library, anything else, and given to `handle`. `call` names the guarded call:
+/// "DiagModule::start()". Returns whether body ended normally. (The remaining class, a fault in module code,
+/// is a signal: FaultHandler.)
+bool guarded(char const* call, std::function<void()> const& body,
+             std::function<void(KrelException const&)> const& handle);
+
+} // namespace krel5

@@ -1,0 +1,72 @@
+#pragma once
+// The core shared by the module facades: the module record, its life cycle, and what the command line set up.
+//
+//   setCmdLineArgs and setVersion (any order)  ->  initialize  ->  action  ->  exit step
+//
+// Thread rule: main thread, before any other exists; the queries afterwards from any thread.
+
+#include <libKrel5/internal/module/Facade.h>
+
+#include <krel5/TestResult.h>
+
+#include <zel/model/module/ModuleImp.h>
+
+#include <memory>
+
+namespace krel5 {
+
+class CommInterface;
+class KrelString;
+
+class ModuleCommon
+{
+public:
+    using Callback = void (*)();
+
+    /// The module record, made on first need.
+    static zel::ModuleImp& module();
+
+    /// The part of every facade's setCmdLineArgs behind the registration of its own options: module guid,
+    /// obsolete words, common options, parsing, logging. Errors are posted.
+    static void setCmdLineArgs(Facade const& facade, int argc, char const* const argv[]);
+    static void setVersion(unsigned major, unsigned minor, KrelString const& build);
+    static void setModuleInitCallback(Callback callback);
+    static void setModuleExitCallback(Callback callback);
+
+    /// Throws InvalidInitException "Cannot call {name} after calling start" when the facade's start() has
+    /// begun.
+    static void checkNotStarted(bool started, char const* name);
+
+    /// First step of start(): checks, module-init callback, registration of every object, settings.
+    static void initialize(zel::ModuleTypeImp const& type);
+    /// Whether objects can no longer be made.
+    static bool isClosedForFactories();
+    static bool isInsideInitCallback();
+
+    /// start() of a facade: initialize, informational commands, backend, privileges, `action`, exit step.
+    /// Returns the exit status.
+    static int start(Facade const& facade, TestResult (*action)());
+
+    /// Calls the module-exit callback, once, and only when start() has begun.
+    static void runExitStep();
+
+    /// The backend; null before it was chosen.
+    static CommInterface* comm();
+    static zel::String baseDirectory();
+
+    static void printUsage();
+    static void printVersion();
+
+private:
+    static void deriveGuid(int argc, char const* const argv[]);
+    static void refuseObsoleteWords(int argc, char const* const argv[]);
+    static void setUpLogging(zel::String const& baseDirectory);
+    static void applyLanguage();
+    static void callInitCallback();
+    static void registerObjects();
+    static bool runInformationalCommands(TestResult& result);
+    static TestResult chooseBackend();
+    static TestResult checkPrivileges();
+};
+
+} // namespace krel5

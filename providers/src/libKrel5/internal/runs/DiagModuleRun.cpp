@@ -1,0 +1,257 @@
+#include <libKrel5/internal/runs/DiagModuleRun.h>
+
+#include <libKrel5/basics/LibraryMutex.h>
+#include <libKrel5/internal/module/ErrorReporting.h>
+#include <libKrel5/internal/module/Factories.h>
+#include <libKrel5/internal/runs/RunAccount.h>
+
+#include <krel5/DiagDevice.h>
+#include <krel5/DiagModule.h>
+#include <krel5/InternalException.h>
+#include <krel5/KrelString.h>
+
+#include <zel/foundation/Logger.h>
+#include <zel/foundation/Stopwatch.h>
+#include <zel/foundation/System.h>
+#include <zel/model/runs/TestRunManager.h>
+#include <zel/model/state/StateManager.h>
+
+#include <algorithm>
+#include <chrono>
+
+namespace krel5 {
+namespace {
+
+using zel::LogLevel;
+
+zel::Logger& logger()
+{
+    static zel::Logger& s_logger = zel::LogFactory::getLogger("krel5.DiagModule");
+    return s_logger;
+}
+
+zel::Stopwatch s_sinceFirstPass; // of the run in minimum-time mode; guarded by the library mutex
+
+std::uint64_t steadyMilliseconds()
+{
+    auto const now = std::chrono::steady_clock::now().time_since_epoch();
+    return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(now).count());
+}
+
+// The event that says why an interactive test cannot be repeated; it belongs to the library, not to a module.
+Event const& interactiveMinTimeErrorEvent()
+{
+    static auto* const s_event = [] {
+        auto* event = new Event("InteractiveMinTimeErrorEvent", 0);
+        event->imp().setMessage(
+            zel::LocalizedStringImp("Event.InteractiveMinTimeErrorEvent.Message",
+                                    "An interactive test cannot run for a minimum time."));
+        return event;
+    }();
+    return *s_event;
+}
+
+} // namespace
+
+TestResult DiagModuleRun::runAll(CommInterface& comm)
+{
+    zel::TestRunManager& queue = zel::TestRunManager::instance();
+    ZEL_LOG(logger(), LogLevel::Information)
+        << "StateManager::instance().testRunCount() = " << static_cast<std::uint64_t>(queue.testRunCount());
+    if (queue.testRunCount() == 0) { // an engine that sent none; nothing tested is nothing passed
+        ZEL_LOG(logger(), LogLevel::Error) << "There is no test to run";
+        ErrorReporting::tell("There is no test to run");
+        return TestResult::CANNOTRUN();
+    }
+    TestResult overall = TestResult::PASS();
+    RunAccount account(queue.testRunCount(), comm.isStandAlone());
+    for (std::size_t i = 0; i < queue.testRunCount(); ++i) {
+        zel::TestRunImp& run = queue.testRunAtIndex(i);
+        account.begin(run);
+        TestResult const result = runOne(comm, run);
+        account.end(result);
+        if (overall == TestResult::PASS())
+            overall = result;
+        if (!DiagModule::checkForStop())
+            continue;
+        if (overall == TestResult::PASS())
+            overall = TestResult::USERABORTED();
+        break;
+    }
+    return overall;
+}
+
+Test& DiagModuleRun::testOf(zel::TestRunImp& run)
+{
+    if (!run.test())
+        throw InternalException(zel::String("TestRun returned NULL TestImp"));
+    if (!run.device())
+        throw InternalException(zel::String("TestRun returned NULL DeviceImp"));
+    Test* const test = Factories::tests().find(run.test()->keyInModule());
+    if (!test)
+        throw InternalException(zel::String("TestRun is of the unknown test \"") + run.test()->keyInModule() +
+                                "\"");
+    return *test;
+}
+
+void DiagModuleRun::bind(zel::TestRunImp& run)
+{
+    zel::AutoMutex const guard(libraryMutex());
+    zel::TestRunManager::instance().setCurrent(&run);
+    DiagModule::s_testRunImp = &run;
+    DiagModule::s_minTimePerTestMode = run.minTime() != 0;
+    s_sinceFirstPass.reset();
+    DiagModule::resetPercentDone();
+    for (auto const& parameter : Factories::parameters())
+        parameter->resetForTestRun(run);
+}
+
+TestResult DiagModuleRun::runOne(CommInterface& comm, zel::TestRunImp& run)
+{
+    ZEL_LOG(logger(), LogLevel::Information) << "running TestRun"
+                                             << ", guid = " << run.guid();
+    Test& test = testOf(run);
+    ZEL_LOG(logger(), LogLevel::Information) << "pass: " << run.currentPass();
+    ZEL_LOG(logger(), LogLevel::Information)
+        << "Running " << run.test()->keyInModule() << " on " << run.device()->name();
+    bind(run);
+    run.setState(zel::TestStateImp::RUNNING());
+    zel::Stopwatch const elapsed;
+    TestResult const result =
+        DiagModule::s_minTimePerTestMode ? runForMinimumTime(run, test) : runOnce(run, test);
+    finish(comm, run, test, result, elapsed.getElapsed());
+    return result;
+}
+
+// A thread that the test left behind may still report: it is heard before the result, or not at all.
+void DiagModuleRun::finish(CommInterface& comm, zel::TestRunImp& run, Test const& test,
+                           TestResult const& result, double seconds)
+{
+    DiagModule::doPercentDone(100);
+    {
+        zel::AutoMutex const guard(libraryMutex());
+        DiagModule::s_minTimePerTestMode = false;
+        run.setFinalResult(result.imp());
+        ZEL_LOG(logger(), result == TestResult::PASS() ? LogLevel::Information : LogLevel::Error)
+            << "Final result of " << run.toString() << ": " << result.toString().zelString();
+        ZEL_LOG(logger(), LogLevel::Information) << "test done elapsed time: " << seconds;
+        run.setState(zel::TestStateImp::EXITED());
+        comm.sendFinalResult();
+        DiagModule::s_testRunImp = nullptr;
+        zel::TestRunManager::instance().setCurrent(nullptr);
+    }
+    DiagModule::notifyResult(test, result);
+}
+
+TestResult DiagModuleRun::callTest(zel::TestRunImp& run, Test& test)
+{
+    // Somebody who asked to stop while devices were still being looked for must not see a test start.
+    if (DiagModule::checkForStop())
+        return TestResult::USERABORTED();
+    auto const endIfChild = [process = zel::System::processId()] {
+        if (zel::System::processId() == process)
+            return;
+        ErrorReporting::tell("A child process of the test came back from it; it ends without a verdict.");
+        zel::System::exitProcess(TestResult::INTERNALERROR().value());
+    };
+    TestResult result;
+    try {
+        result = test.runTest(DiagDevice(run.device()));
+    } catch (...) {
+        endIfChild();
+        throw;
+    }
+    endIfChild();
+    ZEL_LOG_LINE(logger(), LogLevel::Information, 345)
+        << "test returned result: " << result.toString().zelString();
+    bool const isStopped = result == TestResult::PASS() && DiagModule::checkForStop();
+    return isStopped || run.isInterrupted() ? TestResult::USERABORTED() : result;
+}
+
+TestResult DiagModuleRun::runOnce(zel::TestRunImp& run, Test& test)
+{
+    ZEL_LOG(logger(), LogLevel::Information) << "NOT min time per test mode.";
+    run.setBeginningTime(steadyMilliseconds());
+    TestResult result;
+    if (test.getForcedResult(result)) {
+        DiagModule::doPercentDone(0);
+        ZEL_LOG_LINE(logger(), LogLevel::Information, 336)
+            << "forced result: " << result.toString().zelString();
+        ErrorReporting::tell("WARNING: the settings force the result " + result.toString().zelString() +
+                             "; the test \"" + test.imp().keyInModule() + "\" does not run");
+    } else {
+        result = callTest(run, test);
+    }
+    sendForcedEvents(test);
+    return result;
+}
+
+void DiagModuleRun::sendForcedEvents(Test& test)
+{
+    if (zel::TestRunEventImp forced; test.getForcedEvent(forced))
+        DiagModule::sendPreparedEvent(std::move(forced));
+    if (!test.imp().getForceAllEvents())
+        return;
+    ZEL_LOG_LINE(logger(), LogLevel::Information, 354) << "ForceAllEvents activated";
+    for (auto const& event : Factories::events())
+        DiagModule::sendEventImp(*event, zel::EventTypeImp::INFORMATIVE(), __FILE_NAME__, __LINE__);
+}
+
+// The missing blank before "and the device" is how this line has always read.
+void DiagModuleRun::associateTests(zel::DeviceImp& device)
+{
+    zel::StateManager& manager = zel::StateManager::instance();
+    for (auto const& one : Factories::tests()) {
+        zel::TestImp& test = one->imp();
+        zel::DeviceImp* previous = nullptr;
+        if (!zel::TestImp::canEnumerateOnDevice(test, device, manager, &previous))
+            continue;
+        if (previous) {
+            ZEL_LOG_LINE(logger(), LogLevel::Debug, 458)
+                << "doTestEnumeration: removing association between test " << test.guid() << "and the device "
+                << previous->guid();
+            manager.removeAssociation(*previous, test);
+        }
+        ZEL_LOG_LINE(logger(), LogLevel::Debug, 462)
+            << "doTestEnumeration: associating " << device.guid() << " with " << test.guid();
+        manager.associate(device, test, true);
+    }
+}
+
+int DiagModuleRun::minimumTimePercent()
+{
+    zel::AutoMutex const guard(libraryMutex());
+    unsigned const seconds = DiagModule::s_testRunImp ? DiagModule::s_testRunImp->minTime() : 0;
+    if (seconds == 0)
+        return 100;
+    return static_cast<int>(std::min(100.0, 100.0 * s_sinceFirstPass.getElapsed() / seconds));
+}
+
+TestResult DiagModuleRun::runForMinimumTime(zel::TestRunImp& run, Test& test)
+{
+    ZEL_LOG(logger(), LogLevel::Information) << "min time per test mode: min time = " << run.minTime();
+    if (test.imp().flags().interactive) {
+        DiagModule::sendEventImp(interactiveMinTimeErrorEvent(), zel::EventTypeImp::WARNING(), __FILE_NAME__,
+                                 __LINE__);
+        return TestResult::BADPARAMS();
+    }
+    for (;;) {
+        run.setBeginningTime(steadyMilliseconds());
+        TestResult const result = callTest(run, test);
+        if (result != TestResult::PASS()) {
+            ZEL_LOG(logger(), LogLevel::Information)
+                << "test didn't pass - returned result: " << result.toString().zelString();
+            return result;
+        }
+        {
+            zel::AutoMutex const guard(libraryMutex());
+            run.clearEvents();
+            if (s_sinceFirstPass.getElapsed() >= run.minTime())
+                return result;
+            run.setCurrentPass(run.currentPass() + 1);
+        }
+        DiagModule::doPercentDone(minimumTimePercent());
+    }
+}
+
+} // namespace krel5

@@ -1,0 +1,62 @@
+#include <libKrel5/internal/start/BackendSelection.h>
+
+#include <libKrel5/internal/backends/CommStandAlone.h>
+#include <libKrel5/internal/module/CommandLine.h>
+#include <libKrel5/internal/module/ErrorReporting.h>
+
+#include <krel5/CommandLineOption.h>
+
+#include <zel/foundation/Logger.h>
+
+namespace krel5 {
+namespace {
+
+zel::Logger& logger()
+{
+    static zel::Logger& s_logger = zel::LogFactory::getLogger("krel5.ModuleCommon");
+    return s_logger;
+}
+
+template <typename Backend>
+std::unique_ptr<CommInterface> make()
+{
+    return std::make_unique<Backend>();
+}
+
+struct Row
+{
+    CommandLineOption const& (*option)(); // null: no option needed
+    char const* name;
+    int logLine;
+    std::unique_ptr<CommInterface> (*make)(); // null: not part of this library
+};
+
+// In order of precedence.
+Row const s_backends[] = {
+    {&CommandLineOption::ENGINE, "CommEngine", 1200, nullptr},
+    {&CommandLineOption::XML, "CommXml", 1204, nullptr},
+    {&CommandLineOption::DIRECTLINK, "CommDirectLink", 1208, nullptr},
+    {nullptr, "CommStandAlone", 1212, &make<CommStandAlone>},
+};
+
+} // namespace
+
+std::unique_ptr<CommInterface> BackendSelection::choose()
+{
+    for (Row const& row : s_backends) {
+        if (row.option && !CommandLine::isSet(row.option()))
+            continue;
+        ZEL_LOG_LINE(logger(), zel::LogLevel::Debug, row.logLine) << "CommInterface: using " << row.name;
+        if (row.make)
+            return row.make();
+        zel::String const text = zel::String("The option -") + row.option().command().zelString() +
+                                 " needs " + row.name +
+                                 ", which is not available in this version of the library.";
+        ZEL_LOG(logger(), zel::LogLevel::Error) << text;
+        ErrorReporting::tell(text);
+        return nullptr;
+    }
+    return nullptr;
+}
+
+} // namespace krel5

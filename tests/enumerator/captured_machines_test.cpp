@@ -1,0 +1,424 @@
+// Facts about captured machines: all classes together, then system, processors, memory, sensors, power.
+
+#include "CapturedMachine.h"
+
+#include <zel/enumerator/Discoverers.h>
+#include <zel/enumerator/root/Text.h>
+#include <zel/model/state/StateManager.h>
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+using namespace zel;
+using namespace zel::test;
+
+namespace {
+
+using C = CapabilityImp;
+
+/// Tells which machine an expectation was about.
+struct Scope
+{
+    testing::ScopedTrace trace;
+    explicit Scope(CapturedMachine const& machine) : trace(__FILE__, __LINE__, machine.name()) {}
+};
+
+std::string described(DeviceDescription const& device)
+{
+    std::string text = device.type.toString().toUtf8() + "|" + device.hwLocator.toUtf8() + "|" +
+                       device.osLocator.toUtf8() + "|" + device.name.toUtf8() + "|" +
+                       device.description.toUtf8() + "|" + device.capabilities.toString().toUtf8();
+    for (auto const& [key, value] : device.properties)
+        text += std::string("|") + key + "=" + value.toString().toUtf8();
+    return text;
+}
+
+std::optional<std::uint64_t> count(DeviceDescription const* device, char const* key)
+{
+    auto const value = propertyOf(device, key);
+    return value ? std::optional(value->discreteMeasurement().value()) : std::nullopt;
+}
+
+std::optional<double> reading(DeviceDescription const* device, char const* key)
+{
+    auto const value = propertyOf(device, key);
+    return value ? std::optional(value->nonDiscreteMeasurement().value(UnitMagnitude::BASEUNIT()))
+                 : std::nullopt;
+}
+
+std::string orDash(std::optional<std::string> const& text) { return text::meaningful(text).value_or("-"); }
+
+} // namespace
+
+TEST(CapturedMachines, EveryDeviceIsWhole)
+{
+    SKIP_WITHOUT_MACHINES();
+    for (CapturedMachine const& machine : capturedMachines()) {
+        Scope const scope(machine);
+        EXPECT_FALSE(machine.devices().empty());
+        for (DeviceDescription const& device : machine.devices()) {
+            EXPECT_FALSE(device.name.empty()) << described(device);
+            EXPECT_FALSE(device.description.empty()) << described(device);
+            EXPECT_FALSE(device.hwLocator.empty()) << described(device);
+            EXPECT_EQ(device.type.primitiveCapabilityCount(), 1u) << described(device);
+            bool const listed =
+                std::any_of(discoverers().begin(), discoverers().end(), [&device](Discoverer const& d) {
+                    return (d.yields() | C::Hardware()).isCapable(device.capabilities);
+                });
+            EXPECT_TRUE(listed) << "no discoverer says that it yields " << described(device);
+        }
+        StateManager state;
+        DeviceRecords records(C::ALL());
+        for (DeviceDescription const& device : machine.devices())
+            records.add(device);
+        records.fill(state);
+        EXPECT_EQ(state.deviceCount(), machine.devices().size());
+    }
+}
+
+TEST(CapturedMachines, LocationsAreUniqueAndScansAgree)
+{
+    SKIP_WITHOUT_MACHINES();
+    struct Recorder : DeviceSink
+    {
+        void add(DeviceDescription device) override
+        {
+            lines.push_back(described(device)),
+                places.insert(device.type.toString().toUtf8() + "|" + device.hwLocator.toUtf8());
+        }
+        std::vector<std::string> lines;
+        std::multiset<std::string> places;
+    };
+    for (CapturedMachine const& machine : capturedMachines()) {
+        Scope const scope(machine);
+        Recorder first;
+        Recorder second;
+        discover(machine.root(), C::ALL(), first);
+        discover(machine.root(), C::ALL(), second);
+        EXPECT_EQ(first.lines, second.lines);
+        for (std::string const& place : first.places)
+            EXPECT_EQ(first.places.count(place), 1u) << place;
+    }
+}
+
+TEST(CapturedMachines, Processors)
+{
+    SKIP_WITHOUT_MACHINES();
+    std::size_t checked = 0;
+    for (CapturedMachine const& machine : capturedMachines()) {
+        Scope const scope(machine);
+        if (auto const online = machine.fact("cpu", "online_count"); online && ++checked) {
+            EXPECT_EQ(std::to_string(machine.ofType(C::CPUThread()).size()), *online);
+        }
+        if (auto const cores = machine.asserted("cpu", "cores_by_source"); cores && ++checked) {
+            EXPECT_EQ(machine.ofType(C::CPUCore()).size(), *cores);
+        }
+        if (auto const packages = machine.asserted("cpu", "packages_by_source"); packages && ++checked) {
+            EXPECT_EQ(machine.ofType(C::CPU()).size(), *packages);
+        }
+        auto const packages = machine.ofType(C::CPU());
+        if (packages.empty())
+            continue;
+        if (auto const model = machine.fact("cpu", "cpuinfo model name"); model && ++checked) {
+            EXPECT_EQ(propertyText(packages[0], "Model"), orDash(model));
+        }
+        for (auto const& [fact, property] :
+             {std::pair{"cpuinfo vendor_id", "Manufacturer"}, std::pair{"cpuinfo cpu family", "CpuFamily"},
+              std::pair{"cpuinfo model", "CpuModel"}, std::pair{"cpuinfo stepping", "Stepping"},
+              std::pair{"cpuinfo microcode", "Microcode"}}) {
+            auto const text = machine.fact("cpu", fact);
+            if (text && machine.fact("cpu", "cpuinfo vendor_id")) {
+                EXPECT_EQ(propertyText(packages[0], property), *text) << fact;
+            }
+        }
+    }
+    EXPECT_GT(checked, 0u);
+}
+
+TEST(CapturedMachines, CachesOfTheFirstProcessor)
+{
+    SKIP_WITHOUT_MACHINES();
+    std::size_t checked = 0;
+    for (CapturedMachine const& machine : capturedMachines()) {
+        Scope const scope(machine);
+        for (int index = 0; auto const line = machine.fact("cpu", "cpu0_index" + std::to_string(index));
+             ++index) {
+            unsigned level = 0;
+            char type[32] = "";
+            char size[32] = "";
+            ASSERT_EQ(std::sscanf(line->c_str(), "level %u type %31s size %31s", &level, type, size), 3)
+                << *line;
+            std::string const kind = type == std::string("Data")          ? "d"
+                                     : type == std::string("Instruction") ? "i"
+                                                                          : "";
+            DeviceDescription const* found = nullptr;
+            for (DeviceDescription const* cache : machine.ofType(C::CPUCache())) {
+                std::string const end = ":L" + std::to_string(level) + kind + ":0";
+                if (cache->hwLocator.endsWith(String(end)))
+                    found = cache;
+            }
+            ASSERT_NE(found, nullptr) << *line;
+            EXPECT_EQ(count(found, "Size"), text::toByteCount(size)) << *line;
+            ++checked;
+        }
+    }
+    EXPECT_GT(checked, 0u);
+}
+
+TEST(CapturedMachines, Memory)
+{
+    SKIP_WITHOUT_MACHINES();
+    std::size_t checked = 0;
+    for (CapturedMachine const& machine : capturedMachines()) {
+        Scope const scope(machine);
+        auto const total = machine.fact("memory", "meminfo MemTotal");
+        bool const hasBlocks = machine.root().exists("sys/devices/system/memory/memory0");
+        auto const found = machine.ofType(C::Memory());
+        EXPECT_EQ(found.size(), total || hasBlocks || machine.fact("smbios", "type17_total") ? 1u : 0u);
+        if (!total)
+            continue;
+        ASSERT_EQ(found.size(), 1u);
+        std::uint64_t const usable = std::strtoull(total->c_str(), nullptr, 10) * 1024;
+        EXPECT_EQ(count(found[0], "UsableMemory"), usable);
+        EXPECT_GE(count(found[0], "Size"), usable);
+        ++checked;
+    }
+    EXPECT_GT(checked, 0u);
+}
+
+TEST(CapturedMachines, MemoryBuiltIn)
+{
+    SKIP_WITHOUT_MACHINES();
+    struct Case
+    {
+        char const *machine, *key, *text;
+    } const cases[] = {
+        {"desktop-ryzen5-1600", "Size", "32 GiB"}, // 256 blocks of 128 MiB
+        {"vm-q35-virtio", "Size", "2 GiB"},
+        {"smbios-server-supermicro-x9dbl", "Size", "48 GiB"}, // of six modules
+        {"smbios-server-supermicro-x9dbl", "MaximumMemory", "96 GiB"},
+        {"smbios-server-supermicro-x9dbl", "MemorySlots", "6"},
+        {"smbios-server-supermicro-x9dbl", "ErrorCorrection", "Multi-bit ECC"},
+        {"smbios-laptop-asus-ux307la", "Size", "8 GiB"},
+        {"smbios-laptop-asus-ux307la", "MaximumMemory", "16 GiB"},
+        {"derived-laptop-latitude-5580", "Size", "-"}, // the size of its blocks was not captured
+        {"derived-laptop-latitude-5580", "MemoryBlocks", "64"},
+    };
+    for (Case const& c : cases) {
+        bool found = false;
+        for (CapturedMachine const& machine : capturedMachines()) {
+            if (machine.name() != c.machine)
+                continue;
+            found = true;
+            ASSERT_EQ(machine.ofType(C::Memory()).size(), 1u);
+            EXPECT_EQ(propertyText(machine.ofType(C::Memory())[0], c.key), c.text)
+                << c.machine << " " << c.key;
+        }
+        EXPECT_TRUE(found) << c.machine;
+    }
+}
+
+TEST(CapturedMachines, FirmwareTables)
+{
+    SKIP_WITHOUT_MACHINES();
+    std::size_t checked = 0;
+    struct Row
+    {
+        char const* begin;
+        char const* key;
+        char const* location;
+        char const* property;
+    };
+    Row const rows[] = {
+        {"type0:", "Vendor", "SMBIOS:0", "Manufacturer"},
+        {"type0:", "Version", "SMBIOS:0", "FirmwareVersion"},
+        {"type0:", "Release Date", "SMBIOS:0", "ReleaseDate"},
+        {"type1:", "Manufacturer", "System", "Manufacturer"},
+        {"type1:", "Product Name", "System", "Model"},
+        {"type1:", "Version", "System", "Version"},
+        {"type1:", "Serial Number", "System", "SerialNumber"},
+        {"type1:", "UUID", "System", "Uuid"},
+        {"type1:", "SKU Number", "System", "SkuNumber"},
+        {"type1:", "Family", "System", "ProductFamily"},
+        {"type2:", "Manufacturer", "SMBIOS:2", "Manufacturer"},
+        {"type2:", "Product Name", "SMBIOS:2", "Model"},
+        {"type2:", "Serial Number", "SMBIOS:2", "SerialNumber"},
+        {"type3:", "Type", "SMBIOS:3", "ChassisType"},
+    };
+    for (CapturedMachine const& machine : capturedMachines()) {
+        Scope const scope(machine);
+        std::size_t modules = 0, processors = 0;
+        for (std::string const& line : machine.section("smbios")) {
+            for (Row const& row : rows) {
+                auto const text = line.rfind(row.begin, 0) == 0 ? word(line, row.key, '\'') : std::nullopt;
+                if (!text)
+                    continue;
+                DeviceDescription const* device = nullptr;
+                for (C const& type : {C::System(), C::BIOS(), C::SystemBoard(), C::Chassis()})
+                    device = device ? device : machine.byLocation(type, row.location);
+                EXPECT_EQ(propertyText(device, row.property), orDash(text)) << line;
+                ++checked;
+            }
+            if (line.rfind("type4:", 0) == 0) {
+                auto const chips = machine.ofType(C::CPU());
+                ASSERT_LT(processors, chips.size()) << line;
+                DeviceDescription const* const chip = chips[processors++];
+                for (auto const& [key, property] :
+                     {std::pair{"Socket Designation", "Socket"}, std::pair{"Manufacturer", "Manufacturer"},
+                      std::pair{"Version", "Model"}, std::pair{"Core Count", "CoreCount"},
+                      std::pair{"Thread Count", "ThreadCount"}})
+                    EXPECT_EQ(propertyText(chip, property), orDash(word(line, key, '\''))) << line;
+                EXPECT_EQ("Populated, " + propertyText(chip, "Status"), *word(line, "Status", '\'')) << line;
+                EXPECT_EQ(count(chip, "StartClock"),
+                          std::strtoull(word(line, "Current Speed", '\'')->c_str(), nullptr, 10) * 1'000'000);
+            }
+            if (line.rfind("type17:", 0) != 0)
+                continue;
+            auto const chips = machine.ofType(C::MemoryChip());
+            ASSERT_LT(modules, chips.size());
+            DeviceDescription const* const chip = chips[modules++];
+            for (auto const& [key, property] :
+                 {std::pair{"Locator", "Locator"}, std::pair{"Bank Locator", "BankLocator"},
+                  std::pair{"Type", "MemoryType"}, std::pair{"Manufacturer", "Manufacturer"},
+                  std::pair{"Serial Number", "SerialNumber"}, std::pair{"Part Number", "PartNumber"},
+                  std::pair{"Form Factor", "FormFactor"}})
+                EXPECT_EQ(propertyText(chip, property), orDash(word(line, key, '\''))) << line;
+            EXPECT_EQ(count(chip, "Size"), std::strtoull(word(line, "Size", '\'')->c_str(), nullptr, 10)
+                                               << 30)
+                << line;
+            EXPECT_EQ(propertyText(chip, "Speed") + " MT/s", *word(line, "Speed", '\'')) << line;
+        }
+        if (auto const total = machine.fact("smbios", "type17_total")) {
+            EXPECT_EQ(std::to_string(modules), *total);
+        }
+    }
+    EXPECT_GT(checked, 0u);
+}
+
+TEST(CapturedMachines, KernelsCopyOfTheFirmwareTables)
+{
+    SKIP_WITHOUT_MACHINES();
+    std::size_t checked = 0;
+    for (CapturedMachine const& machine : capturedMachines()) {
+        Scope const scope(machine);
+        struct Row
+        {
+            char const* attribute;
+            char const* location;
+            C const& type;
+            char const* property;
+        };
+        for (Row const& row : {Row{"bios_vendor", "SMBIOS:0", C::BIOS(), "Manufacturer"},
+                               Row{"bios_version", "SMBIOS:0", C::BIOS(), "FirmwareVersion"},
+                               Row{"bios_date", "SMBIOS:0", C::BIOS(), "ReleaseDate"},
+                               Row{"board_name", "SMBIOS:2", C::SystemBoard(), "Model"},
+                               Row{"board_serial", "SMBIOS:2", C::SystemBoard(), "SerialNumber"},
+                               Row{"product_name", "System", C::System(), "Model"},
+                               Row{"product_serial", "System", C::System(), "SerialNumber"},
+                               Row{"product_uuid", "System", C::System(), "Uuid"},
+                               Row{"product_version", "System", C::System(), "Version"},
+                               Row{"sys_vendor", "System", C::System(), "Manufacturer"}})
+            if (auto const text = machine.fact("dmi", row.attribute); text && ++checked) {
+                EXPECT_EQ(propertyText(machine.byLocation(row.type, row.location), row.property),
+                          orDash(text));
+            }
+    }
+    EXPECT_GT(checked, 0u);
+}
+
+TEST(CapturedMachines, Sensors)
+{
+    SKIP_WITHOUT_MACHINES();
+    std::size_t checked = 0;
+    for (CapturedMachine const& machine : capturedMachines()) {
+        Scope const scope(machine);
+        std::string folder;
+        for (std::string const& line : machine.section("hwmon")) {
+            if (line.rfind("hwmon", 0) == 0 && line.find("attrs_in=") != std::string::npos) {
+                bool const old = line.find("hwmonN/device") != std::string::npos;
+                folder = "/sys/class/hwmon/" + line.substr(0, line.find(' ')) + (old ? "/device/" : "/");
+            }
+            char input[32] = "";
+            char text[32] = "";
+            if (folder.empty() || std::sscanf(line.c_str(), "  %31s = %31s", input, text) != 2)
+                continue;
+            std::string const name = input;
+            std::size_t const number = name.find_first_of("0123456789");
+            std::string const kind = name.substr(0, number);
+            if (kind != "temp" && kind != "in" && kind != "fan")
+                continue; // power and frequency are no devices
+            DeviceDescription const* const device = machine.byOsLocator(folder + name);
+            ASSERT_NE(device, nullptr) << folder << name;
+            ++checked;
+            auto const raw = text::toNumber(text);
+            if (!raw) {
+                EXPECT_FALSE(device->state == DeviceStateImp::FUNCTIONAL()) << line;
+            } else if (kind == "fan") {
+                EXPECT_EQ(count(device, "FanSpeed"), static_cast<std::uint64_t>(*raw)) << line;
+            } else {
+                EXPECT_EQ(reading(device, kind == "in" ? "Voltage" : "Temperature"),
+                          static_cast<double>(*raw) / 1000)
+                    << line;
+            }
+            if (auto const label = word(line, "label")) {
+                EXPECT_TRUE(device->name.endsWith(String(*label))) << line;
+            }
+        }
+        for (std::string const& line : machine.section("thermal")) {
+            unsigned zone = 0;
+            if (std::sscanf(line.c_str(), "thermal_zone%u type=", &zone) != 1)
+                continue;
+            DeviceDescription const* const device =
+                machine.byLocation(C::ThermalZone(), "THERMAL:" + std::to_string(zone));
+            ASSERT_NE(device, nullptr) << line;
+            ++checked;
+            auto const text = word(line, "temp");
+            auto const raw = text ? text::toNumber(*text) : std::nullopt;
+            EXPECT_EQ(reading(device, "Temperature"),
+                      raw ? std::optional(static_cast<double>(*raw) / 1000) : std::nullopt);
+        }
+    }
+    EXPECT_GT(checked, 0u);
+}
+
+TEST(CapturedMachines, PowerSupplies)
+{
+    SKIP_WITHOUT_MACHINES();
+    std::size_t checked = 0;
+    for (CapturedMachine const& machine : capturedMachines()) {
+        Scope const scope(machine);
+        DeviceDescription const* device = nullptr;
+        for (std::string const& line : machine.section("power_supply")) {
+            if (line.front() != ' ') {
+                for (C const& type : {C::Battery(), C::PowerSupply()})
+                    if (auto const* found = machine.byLocation(type, "POWER:" + line))
+                        device = found;
+                EXPECT_NE(device, nullptr) << line;
+                continue;
+            }
+            std::string const attribute = line.substr(2, line.find(' ', 2) - 2);
+            std::string const value = line.substr(line.find('"') + 1, line.rfind('"') - line.find('"') - 1);
+            for (auto const& [name, property] :
+                 {std::pair{"manufacturer", "Manufacturer"}, std::pair{"model_name", "Model"},
+                  std::pair{"serial_number", "SerialNumber"}, std::pair{"status", "Status"},
+                  std::pair{"technology", "Technology"}, std::pair{"cycle_count", "CycleCount"}})
+                if (attribute == name && ++checked) {
+                    EXPECT_EQ(propertyText(device, property), value) << line;
+                }
+            for (auto const& [name, property] :
+                 {std::pair{"energy_full", "FullCapacity"}, std::pair{"energy_full_design", "DesignCapacity"},
+                  std::pair{"voltage_now", "Voltage"}})
+                if (attribute == name && ++checked) {
+                    EXPECT_EQ(reading(device, property), std::strtod(value.c_str(), nullptr) / 1e6) << line;
+                }
+            if (attribute == "online") {
+                EXPECT_EQ(propertyText(device, "Online"), value == "1" ? "true" : "false");
+            }
+            if (attribute == "capacity") {
+                EXPECT_EQ(propertyOf(device, "Charge")->doubleValue(), std::strtod(value.c_str(), nullptr));
+            }
+        }
+    }
+    EXPECT_GT(checked, 0u);
+}

@@ -1,0 +1,51 @@
+// Children that behave, and children that do not.
+
+#include <zel/enumerator/modules/ModuleProcess.h>
+
+#include <gtest/gtest.h>
+
+using namespace zel;
+
+namespace {
+
+/// Runs a shell script; its pipes are descriptors 3 and 4, as the last arguments say.
+ModuleProcess::Outcome run(char const* script, std::string const& input = {},
+                           ModuleProcess::Limits limits = {})
+{
+    return ModuleProcess::run("/bin/sh", {"-c", script, "module"}, input, limits);
+}
+
+} // namespace
+
+TEST(ModuleProcess, TakesAndGives)
+{
+    std::string const large(3u << 20, 'x'); // more than both pipes hold
+    EXPECT_EQ(run("cat <&3 >&4", large).output, large);
+    EXPECT_EQ(run("cat <&3 >&4", large).error.toUtf8(), "");
+    EXPECT_EQ(run("echo $* >&4").output, "-pipeIn 3 -pipeOut 4\n");
+    EXPECT_EQ(run("echo noise; echo answer >&4").output, "answer\n") << "standard output is not the answer";
+}
+
+TEST(ModuleProcess, ChildrenThatMisbehave)
+{
+    struct Case
+    {
+        char const* script;
+        char const* error;
+    };
+    Case const cases[] = {
+        {"exit 7", "it ended with status 7"},
+        {"kill -SEGV $$", "it was ended by signal 11"},
+        {"exec 3<&- ; echo done >&4", ""}, // reads nothing of its input
+    };
+    for (Case const& c : cases)
+        EXPECT_EQ(run(c.script, std::string(1u << 20, 'x')).error.toUtf8(), c.error) << c.script;
+    ModuleProcess::Limits tight;
+    tight.outputBytes = 1000;
+    EXPECT_EQ(run("while :; do echo flood; done >&4", "", tight).error.toUtf8(), "its answer is too large");
+    ModuleProcess::Limits hurried;
+    hurried.milliseconds = 100;
+    EXPECT_EQ(run("exec sleep 600", "", hurried).error.toUtf8(), "it took too long");
+    EXPECT_EQ(run("exec 4>&-; exec sleep 600", "", hurried).error.toUtf8(), "it was ended by signal 9");
+    EXPECT_FALSE(ModuleProcess::run("/nonexistent/module", {}, "", {}).error.empty());
+}

@@ -1,0 +1,210 @@
+#include "../MemoryRoot.h"
+#include "../SmbiosTable.h"
+
+#include <zel/enumerator/Discoverers.h>
+#include <zel/enumerator/Enumerator.h>
+#include <zel/enumerator/records/DeviceRecords.h>
+#include <zel/enumerator/records/Properties.h>
+#include <zel/enumerator/root/ReadOnceRoot.h>
+#include <zel/foundation/Exception.h>
+#include <zel/model/state/StateManager.h>
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+using namespace zel;
+using namespace zel::test;
+
+namespace {
+
+using C = CapabilityImp;
+
+DeviceDescription device(C const& type, char const* location)
+{
+    DeviceDescription description;
+    description.type = type;
+    description.name = location;
+    description.hwLocator = location;
+    return description;
+}
+
+DeviceDescription below(DeviceDescription description, C const& type, char const* location)
+{
+    description.parentType = type;
+    description.parentLocator = location;
+    return description;
+}
+
+} // namespace
+
+TEST(Enumerator, CompletesAStateWithoutTakingBackWhatItKnows)
+{
+    auto const size = std::make_shared<PropertySpecImp>("Size", PropertyCategoryImp::SysInfo(),
+                                                        DataTypeImp::UINT32(), C::ALL());
+    auto const make = [&](char const* location, unsigned value) {
+        auto made =
+            DeviceImp::createGeneric(C::HardDrive(), C::HardDrive(), location, "", "", location, C("SATA"));
+        PropertyImp const property(size, ValueImp(value));
+        made->addProperty(&property);
+        return made;
+    };
+    StateManager& found = ModuleManager::getInstance().getStateManager();
+    found.clear();
+    found.addDevice(make("a", 1), nullptr);
+    DeviceImp const& other = found.addDevice(make("b", 1), nullptr);
+    StateManager state;
+    DeviceImp const& mine = state.addDevice(make("a", 2), nullptr);
+    state.takeChanges();
+    Enumerator::instance().buildStateManager(state);
+    EXPECT_EQ(state.takeChanges().size(), 1u) << "one device is new, nothing else changed";
+    EXPECT_EQ(mine.property("Size")->value().uint32(), 2u);
+    EXPECT_TRUE(state.matchingDevice(other));
+    found.clear();
+}
+
+TEST(Properties, RowsAreSound)
+{
+    std::set<std::string> keys;
+    for (PropertyRow const& row : propertyRows()) {
+        EXPECT_TRUE(keys.insert(row.key).second) << row.key << " stands twice";
+        EXPECT_EQ(std::string(row.key).find_first_of(" \t="), std::string::npos) << row.key;
+        EXPECT_EQ(row.type().toString().toUtf8(), row.dataType) << row.key;
+        EXPECT_FALSE(row.category().isEmpty()) << row.key;
+        EXPECT_NE(std::string(row.name), "") << row.key;
+        EXPECT_EQ(findProperty(row.key), &row);
+    }
+    EXPECT_EQ(findProperty("NoSuchProperty"), nullptr);
+    EXPECT_TRUE(findProperty("Size")->category().isCapable(PropertyCategoryImp::RequiredForEnumeration()));
+}
+
+TEST(Discoverers, OnlyThoseThatAreAskedForRun)
+{
+    MemoryRoot root;
+    root.file("proc/meminfo", "MemTotal: 1024 kB\n").file("sys/class/dmi/id/sys_vendor", "ACME\n");
+    RecordingSink sink;
+    discover(root, C::Memory(), sink);
+    ASSERT_EQ(sink.devices.size(), 1u);
+    EXPECT_EQ(root.reads().size(), 1u);
+    RecordingSink all;
+    discover(root, C::ALL(), all);
+    EXPECT_EQ(all.devices.size(), 2u);
+    RecordingSink none;
+    discover(root, C(), none);
+    EXPECT_TRUE(none.devices.empty());
+}
+
+TEST(Discoverers, AFileThatSeveralAskForIsReadOnce)
+{
+    MemoryRoot root;
+    root.file("sys/firmware/dmi/tables/DMI", SmbiosTable()
+                                                 .add(1, {1}, {"ACME"})
+                                                 .add(4, processorSocket(0x41))
+                                                 .add(17, memoryDevice(8192))
+                                                 .bytes());
+    RecordingSink sink;
+    discover(root, C::ALL(), sink);
+    EXPECT_EQ(sink.devices.size(), 4u);
+    EXPECT_EQ(root.reads().at("sys/firmware/dmi/tables/DMI"), 1);
+}
+
+TEST(ReadOnceRoot, AnswersAsTheRootDoes)
+{
+    MemoryRoot root;
+    root.file("a", "0123456789").file("empty", "").unreadable("broken");
+    ReadOnceRoot const once(root);
+    EXPECT_EQ(once.read("a", 4), "0123");
+    EXPECT_EQ(once.read("a", 2), "01");
+    EXPECT_EQ(root.reads().at("a"), 1);
+    EXPECT_EQ(once.read("a", 10), "0123456789") << "more than was remembered";
+    EXPECT_EQ(once.read("a", 10), "0123456789");
+    EXPECT_EQ(once.read("a", 4), "0123");
+    EXPECT_EQ(root.reads().at("a"), 2);
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_EQ(once.read("empty", 4), "");
+        EXPECT_EQ(once.read("broken", 4), std::nullopt);
+        EXPECT_EQ(once.read("missing", 4), std::nullopt);
+    }
+    EXPECT_EQ(root.reads().at("broken"), 1);
+}
+
+TEST(DeviceRecords, ParentsComeBeforeChildren)
+{
+    DeviceRecords records(C::ALL());
+    records.add(below(device(C::CPUThread(), "CPU:0:THREAD:0"), C::CPUCore(), "CPU:0:CORE:0"));
+    records.add(below(device(C::CPUCore(), "CPU:0:CORE:0"), C::CPU(), "CPU:0"));
+    records.add(device(C::CPU(), "CPU:0"));
+    records.add(below(device(C::Fan(), "orphan"), C::System(), "System"));
+    StateManager state;
+    records.fill(state);
+    ASSERT_EQ(state.deviceCount(), 4u);
+    auto const find = [&state](char const* location) -> DeviceImp& {
+        for (std::size_t i = 0; i < state.deviceCount(); ++i)
+            if (state.deviceAtIndex(i)->hwLocator() == String(location))
+                return *state.deviceAtIndex(i);
+        throw NullPointerException(location);
+    };
+    EXPECT_EQ(state.parentOf(find("CPU:0:THREAD:0")), &find("CPU:0:CORE:0"));
+    EXPECT_EQ(state.parentOf(find("CPU:0:CORE:0")), &find("CPU:0"));
+    EXPECT_EQ(state.parentOf(find("orphan")), nullptr);
+    records.fill(state);
+    EXPECT_EQ(state.deviceCount(), 4u) << "the same devices again are the same devices";
+}
+
+TEST(DeviceRecords, EachOthersParentsEnd)
+{
+    DeviceRecords records(C::ALL());
+    records.add(below(device(C::CPU(), "a"), C::CPU(), "b"));
+    records.add(below(device(C::CPU(), "b"), C::CPU(), "a"));
+    records.add(below(device(C::CPU(), "self"), C::CPU(), "self"));
+    StateManager state;
+    records.fill(state);
+    EXPECT_EQ(state.deviceCount(), 3u);
+}
+
+TEST(DeviceRecords, WantedAreKeptAndDoublesLeftOut)
+{
+    DeviceRecords records(C::HT() | C::Memory());
+    DeviceDescription processor = device(C::CPU(), "CPU:0");
+    processor.capabilities = C::HT();
+    records.add(processor);
+    records.add(device(C::CPU(), "CPU:1"));
+    records.add(device(C::Memory(), "Memory"));
+    records.add(device(C::Memory(), "Memory"));
+    EXPECT_EQ(records.count(), 2u);
+}
+
+TEST(DeviceRecords, PropertiesAreChecked)
+{
+    DeviceRecords records(C::ALL());
+    auto const with = [](char const* key, ValueImp value) {
+        DeviceDescription description = device(C::Memory(), "Memory");
+        description.properties.emplace_back(key, std::move(value));
+        return description;
+    };
+    EXPECT_THROW(records.add(with("NoSuchProperty", ValueImp(1u))), InvalidArgumentException);
+    EXPECT_THROW(records.add(with("SerialNumber", ValueImp(1u))), InvalidArgumentException);
+    DeviceDescription twice = with("SerialNumber", ValueImp("1"));
+    twice.properties.emplace_back("SerialNumber", ValueImp("2"));
+    EXPECT_THROW(records.add(twice), InvalidArgumentException);
+    EXPECT_EQ(records.count(), 0u);
+
+    DeviceDescription good = with("SerialNumber", ValueImp("S1"));
+    good.osLocator = "/proc/meminfo";
+    good.description = "System memory";
+    good.childBusIds = {"PCI:2"};
+    good.busClass = C(String("MEM"));
+    records.add(good);
+    StateManager state;
+    records.fill(state);
+    DeviceImp const& record = *state.deviceAtIndex(0);
+    EXPECT_EQ(record.property("SerialNumber")->value().string().toUtf8(), "S1");
+    EXPECT_TRUE(record.property("SerialNumber")->category().isCapable(PropertyCategoryImp::FRU()));
+    EXPECT_EQ(record.property("SerialNumber")->spec()->defaultName().toUtf8(), "Serial number");
+    EXPECT_EQ(record.osLocator().toUtf8(), "/proc/meminfo");
+    EXPECT_EQ(record.description().toUtf8(), "System memory");
+    EXPECT_EQ(record.busClass().toString().toUtf8(), "MEM");
+    EXPECT_EQ(record.childBusIds().size(), 1u);
+    EXPECT_TRUE(record.deviceCapabilities().isCapable(C::Memory()));
+    EXPECT_EQ(state.propertySpecCount(), 1u);
+}

@@ -1,0 +1,274 @@
+#include "../MemoryRoot.h"
+
+#include <zel/enumerator/Discoverers.h>
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+using namespace zel;
+using namespace zel::test;
+
+namespace {
+
+using C = CapabilityImp;
+
+RecordingSink discovered(void (*discover)(Root const&, DeviceSink&), Root const& root)
+{
+    RecordingSink sink;
+    discover(root, sink);
+    return sink;
+}
+
+std::string fact(RecordingSink const& sink, char const* location, char const* key)
+{
+    return RecordingSink::property(sink.at(location), key);
+}
+
+/// A measurement in the plain unit; NaN when the device does not carry it.
+double measured(RecordingSink const& sink, char const* location, std::string_view key)
+{
+    if (DeviceDescription const* const device = sink.at(location))
+        for (auto const& [name, value] : device->properties)
+            if (name == key)
+                return value.nonDiscreteMeasurement().value(UnitMagnitude::BASEUNIT());
+    return std::numeric_limits<double>::quiet_NaN();
+}
+
+struct Measured
+{
+    char const* location;
+    char const* key;
+    double value;
+};
+
+} // namespace
+
+TEST(Sensors, ReadingsLimitsAndSentinels)
+{
+    MemoryRoot root;
+    root.files("sys/class/hwmon/hwmon0", {{"name", "nvme\n"},
+                                          {"temp1_input", "32850\n"},
+                                          {"temp1_label", "Composite\n"},
+                                          {"temp1_min", "-273150\n"},
+                                          {"temp1_crit", "84850\n"},
+                                          {"temp2_input", "-12500\n"},
+                                          {"temp2_max", "65261850\n"},
+                                          {"in0_input", "975\n"},
+                                          {"fan1_input", "0\n"},
+                                          {"fan1_max", "3200\n"},
+                                          {"fan1_input_extra", "1\n"},
+                                          {"tempx_input", "1\n"}});
+    root.link("sys/class/hwmon/hwmon0/device", "../../nvme0");
+    RecordingSink const sink = discovered(&discoverSensors, root);
+    ASSERT_EQ(sink.devices.size(), 4u);
+    EXPECT_EQ(sink.at("HWMON:nvme:nvme0:temp1")->name.toUtf8(), "nvme0 Composite");
+    EXPECT_EQ(sink.at("HWMON:nvme:nvme0:temp2")->name.toUtf8(), "nvme0 temp2");
+    EXPECT_EQ(fact(sink, "HWMON:nvme:nvme0:temp1", "MinimumTemperature"), "-") << "absolute zero is no limit";
+    EXPECT_EQ(fact(sink, "HWMON:nvme:nvme0:temp2", "MaximumTemperature"), "-")
+        << "65261 degrees are no limit";
+    for (Measured const& m : {Measured{"HWMON:nvme:nvme0:temp1", "Temperature", 32.85},
+                              Measured{"HWMON:nvme:nvme0:temp1", "CriticalTemperature", 84.85},
+                              Measured{"HWMON:nvme:nvme0:temp2", "Temperature", -12.5},
+                              Measured{"HWMON:nvme:nvme0:in0", "Voltage", 0.975}})
+        EXPECT_DOUBLE_EQ(measured(sink, m.location, m.key), m.value) << m.location << " " << m.key;
+    EXPECT_EQ(fact(sink, "HWMON:nvme:nvme0:fan1", "MaximumFanSpeed").substr(0, 4), "3200");
+    EXPECT_TRUE(sink.at("HWMON:nvme:nvme0:fan1")->state == DeviceStateImp::FUNCTIONAL()) << "a fan may stand";
+}
+
+TEST(Sensors, ChipsOfOneKindKeepTheirPlace)
+{
+    MemoryRoot root;
+    for (char const* number : {"hwmon3", "hwmon10"}) {
+        root.files("sys/class/hwmon/" + std::string(number),
+                   {{"name", "drivetemp\n"}, {"temp1_input", "30000\n"}});
+        root.link("sys/class/hwmon/" + std::string(number) + "/device", "../../../0:0:0:0");
+    }
+    RecordingSink const sink = discovered(&discoverSensors, root);
+    ASSERT_EQ(sink.devices.size(), 2u);
+    EXPECT_EQ(sink.devices[0].hwLocator.toUtf8(), "HWMON:drivetemp:0:0:0:0:temp1");
+    EXPECT_EQ(sink.devices[1].hwLocator.toUtf8(), "HWMON:drivetemp:0:0:0:0:hwmon10:temp1");
+}
+
+TEST(Sensors, NamesTellWhatTheChipBelongsTo)
+{
+    std::string const pci = "sys/devices/pci0000:00/";
+    std::string const ata = pci + "0000:00:1f.2/ata1/host0/target0:0:0/0:0:0:0";
+    struct Chip
+    {
+        char const *number, *name;
+        std::string device; ///< path; empty: belongs to nothing
+        char const* wanted;
+    };
+    Chip const chips[] = {
+        {"hwmon0", "nvme", pci + "0000:01:00.0/nvme/nvme0", "nvme0 KINGSTON SKC1000 temp1"},
+        {"hwmon1", "nvme", pci + "0000:02:00.0/nvme/nvme1", "nvme1 temp1"}, // its model is not told
+        {"hwmon2", "drivetemp", ata, "sda ST910021AS temp1"},
+        {"hwmon3", "amdgpu", pci + "0000:09:00.0", "amdgpu 0000:09:00.0 temp1"},
+        {"hwmon4", "jc42", "sys/devices/pci0000:00/i2c-0/0-0018", "jc42 0-0018 temp1"},
+        {"hwmon5", "jc42", "sys/devices/pci0000:00/i2c-0/0-0019", "jc42 0-0019 temp1"},
+        {"hwmon6", "coretemp", "sys/devices/platform/coretemp.0", "coretemp temp1"},
+        {"hwmon7", "acpitz", "", "acpitz hwmon7 temp1"},
+        {"hwmon8", "acpitz", "", "acpitz hwmon8 temp1"},
+        {"hwmon9", "iwlwifi_1", "", "iwlwifi_1 temp1"},
+    };
+    MemoryRoot root;
+    root.file(pci + "0000:01:00.0/nvme/nvme0/model", "KINGSTON SKC1000   \n")
+        .file(ata + "/model", "ST910021AS  \n")
+        .file(ata + "/block/sda/size", "1\n");
+    for (Chip const& chip : chips) {
+        std::string const folder = std::string("sys/class/hwmon/") + chip.number;
+        root.files(folder, {{"name", chip.name + std::string("\n")}, {"temp1_input", "30000\n"}});
+        if (!chip.device.empty())
+            root.link(folder + "/device", "/" + chip.device).file(chip.device + "/uevent", "");
+    }
+    RecordingSink const sink = discovered(&discoverSensors, root);
+    ASSERT_EQ(sink.devices.size(), std::size(chips));
+    for (std::size_t i = 0; i < std::size(chips); ++i)
+        EXPECT_EQ(sink.devices[i].name.toUtf8(), chips[i].wanted);
+}
+
+TEST(Sensors, SilenceHasAReason)
+{
+    MemoryRoot root;
+    root.files("sys/class/hwmon/hwmon0", {{"name", "chip\n"},
+                                          {"temp1_input", "30000\n"},
+                                          {"temp1_fault", "0\n"},
+                                          {"temp2_input", "30000\n"},
+                                          {"temp2_fault", "1\n"},
+                                          {"temp3_input", "-273150\n"},
+                                          {"temp4_input", "cold\n"},
+                                          {"temp5_input", ""},
+                                          {"temp5_enable", "0\n"}})
+        .unreadable("sys/class/hwmon/hwmon0/temp6_input");
+    root.files("sys/class/thermal/thermal_zone0", {{"temp", ""}, {"mode", "disabled\n"}});
+    RecordingSink const sink = discovered(&discoverSensors, root);
+    char const* const wanted[] = {"-",
+                                  "The chip reports that the sensor is faulty or not connected",
+                                  "No reading: the value is out of range",
+                                  "No reading: the value is no number",
+                                  "Switched off",
+                                  "No reading: the sensor does not answer"};
+    ASSERT_EQ(sink.devices.size(), std::size(wanted));
+    for (std::size_t i = 0; i < std::size(wanted); ++i) {
+        EXPECT_EQ(RecordingSink::property(&sink.devices[i], "Status"), wanted[i]);
+        EXPECT_EQ(sink.devices[i].state == DeviceStateImp::FUNCTIONAL(), i == 0);
+    }
+    EXPECT_EQ(fact(discovered(&discoverThermalZones, root), "THERMAL:0", "Status"), "Switched off");
+}
+
+TEST(Sensors, OldLayoutAndUnreadableInputs)
+{
+    MemoryRoot root;
+    root.link("sys/class/hwmon/hwmon0", "../../devices/platform/thinkpad_hwmon/hwmon/hwmon0")
+        .file("sys/devices/platform/thinkpad_hwmon/hwmon/hwmon0/uevent", "")
+        .link("sys/devices/platform/thinkpad_hwmon/hwmon/hwmon0/device", "../../../thinkpad_hwmon")
+        .files("sys/devices/platform/thinkpad_hwmon", {{"name", "thinkpad\n"},
+                                                       {"temp1_input", "46000\n"},
+                                                       {"temp2_input", ""},
+                                                       {"temp3_input", "cold\n"},
+                                                       {"fan1_input", "3446\n"}})
+        .unreadable("sys/devices/platform/thinkpad_hwmon/temp4_input");
+    RecordingSink const sink = discovered(&discoverSensors, root);
+    ASSERT_EQ(sink.devices.size(), 5u);
+    EXPECT_EQ(measured(sink, "HWMON:thinkpad:thinkpad_hwmon:temp1", "Temperature"), 46);
+    for (char const* silent : {"HWMON:thinkpad:thinkpad_hwmon:temp2", "HWMON:thinkpad:thinkpad_hwmon:temp3",
+                               "HWMON:thinkpad:thinkpad_hwmon:temp4"}) {
+        EXPECT_EQ(fact(sink, silent, "Temperature"), "-");
+        EXPECT_TRUE(sink.at(silent)->state == DeviceStateImp::OTHER());
+    }
+}
+
+TEST(ThermalZones, CriticalTripOnly)
+{
+    MemoryRoot root;
+    root.files("sys/class/thermal/thermal_zone1", {{"type", "acpitz\n"},
+                                                   {"temp", "47000\n"},
+                                                   {"trip_point_0_temp", "100000\n"},
+                                                   {"trip_point_0_type", "critical\n"},
+                                                   {"trip_point_1_temp", "95500\n"},
+                                                   {"trip_point_1_type", "passive\n"}});
+    root.file("sys/class/thermal/thermal_zone2/uevent", "")
+        .file("sys/class/thermal/cooling_device0/type", "Fan\n");
+    RecordingSink const sink = discovered(&discoverThermalZones, root);
+    ASSERT_EQ(sink.devices.size(), 2u);
+    EXPECT_EQ(measured(sink, "THERMAL:1", "Temperature"), 47);
+    EXPECT_EQ(measured(sink, "THERMAL:1", "CriticalTemperature"), 100);
+    EXPECT_TRUE(sink.at("THERMAL:2")->state == DeviceStateImp::OTHER());
+}
+
+TEST(Power, EnergyAndChargeBatteries)
+{
+    MemoryRoot root;
+    root.files("sys/class/power_supply/BAT0", {{"type", "Battery\n"},
+                                               {"present", "1\n"},
+                                               {"status", "Discharging\n"},
+                                               {"manufacturer", "SANYO\n"},
+                                               {"model_name", "42T5245\n"},
+                                               {"serial_number", "6463\n"},
+                                               {"energy_full_design", "84240000\n"},
+                                               {"energy_full", "42120000\n"},
+                                               {"energy_now", "21060000\n"},
+                                               {"voltage_min_design", "10800000\n"},
+                                               {"current_now", "25830000\n"}});
+    root.files("sys/class/power_supply/BAT1", {{"type", "Battery\n"},
+                                               {"capacity", "68\n"},
+                                               {"charge_full_design", "9000000\n"},
+                                               {"charge_full", "8548123\n"},
+                                               {"charge_now", "5879000\n"},
+                                               {"current_now", "-4520000\n"},
+                                               {"power_now", "34350000\n"},
+                                               {"cycle_count", "17\n"},
+                                               {"voltage_min_design", "7600000\n"}});
+    root.files("sys/class/power_supply/BAT2", {{"type", "Battery\n"}, {"present", "0\n"}});
+    root.files("sys/class/power_supply/AC", {{"type", "Mains\n"}, {"online", "0\n"}});
+    RecordingSink const sink = discovered(&discoverPower, root);
+    EXPECT_EQ(sink.ofType(C::Battery()).size(), 2u) << "an empty bay is no battery";
+    EXPECT_EQ(sink.ofType(C::PowerSupply()).size(), 1u);
+    EXPECT_EQ(sink.at("POWER:BAT0")->name.toUtf8(), "SANYO 42T5245");
+    EXPECT_EQ(fact(sink, "POWER:BAT0", "SerialNumber"), "6463");
+    EXPECT_EQ(fact(sink, "POWER:BAT0", "Current"), "-") << "where energy is counted it holds a power";
+    for (Measured const& m :
+         {Measured{"POWER:BAT0", "FullCapacity", 42.12}, Measured{"POWER:BAT0", "DesignVoltage", 10.8},
+          Measured{"POWER:BAT0", "Power", 25.83}, Measured{"POWER:BAT1", "FullCapacity", 8.548123 * 7.6},
+          Measured{"POWER:BAT1", "Current", 4.52}, Measured{"POWER:BAT1", "Power", 34.35}})
+        EXPECT_NEAR(measured(sink, m.location, m.key), m.value, 1e-9) << m.location << " " << m.key;
+    auto const percent = [&sink](char const* location, std::string_view key) {
+        for (auto const& [name, value] : sink.at(location)->properties)
+            if (name == key)
+                return value.doubleValue();
+        return -1.0;
+    };
+    EXPECT_DOUBLE_EQ(percent("POWER:BAT0", "Charge"), 50);
+    EXPECT_DOUBLE_EQ(percent("POWER:BAT0", "Health"), 50);
+    EXPECT_DOUBLE_EQ(percent("POWER:BAT1", "Charge"), 68);
+    EXPECT_EQ(fact(sink, "POWER:BAT1", "Health"), "95%") << "one decimal is enough";
+    EXPECT_DOUBLE_EQ(percent("POWER:BAT1", "FullCharge"), 8.548123);
+    EXPECT_EQ(fact(sink, "POWER:AC", "Online"), "false");
+}
+
+TEST(Power, UselessNumbers)
+{
+    MemoryRoot root;
+    root.files("sys/class/power_supply/BAT0", {{"type", "Battery\n"},
+                                               {"capacity", "255\n"},
+                                               {"energy_full_design", "0\n"},
+                                               {"energy_full", "-1\n"},
+                                               {"energy_now", "full\n"},
+                                               {"voltage_now", "99999999999999999999\n"}});
+    RecordingSink const sink = discovered(&discoverPower, root);
+    ASSERT_EQ(sink.devices.size(), 1u);
+    for (char const* key : {"Charge", "Health", "FullCapacity", "RemainingCapacity", "Voltage"})
+        EXPECT_EQ(fact(sink, "POWER:BAT0", key), "-") << key;
+}
+
+TEST(Switches, Lid)
+{
+    MemoryRoot root;
+    root.file("sys/bus/acpi/devices/PNP0C0D:00/uevent", "")
+        .file("sys/bus/acpi/devices/PNP0C0C:00/uevent", "")
+        .file("proc/acpi/button/lid/LID/state", "state:      open\n");
+    RecordingSink const sink = discovered(&discoverSwitches, root);
+    ASSERT_EQ(sink.devices.size(), 1u);
+    EXPECT_EQ(fact(sink, "ACPI:PNP0C0D:00", "SwitchState"), "open");
+}

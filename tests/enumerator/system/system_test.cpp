@@ -1,0 +1,215 @@
+#include "../MemoryRoot.h"
+#include "../SmbiosTable.h"
+
+#include <zel/enumerator/Discoverers.h>
+
+#include <gtest/gtest.h>
+
+using namespace zel;
+using namespace zel::test;
+
+namespace {
+
+RecordingSink discovered(Root const& root)
+{
+    RecordingSink sink;
+    discoverSystem(root, sink);
+    return sink;
+}
+
+RecordingSink memoryOf(Root const& root)
+{
+    RecordingSink sink;
+    discoverMemory(root, sink);
+    return sink;
+}
+
+std::uint64_t bytes(RecordingSink const& sink, std::string_view key)
+{
+    if (DeviceDescription const* const memory = sink.at("Memory"))
+        for (auto const& [name, value] : memory->properties)
+            if (name == key)
+                return value.discreteMeasurement().value();
+    return 0;
+}
+
+constexpr char kTable[] = "sys/firmware/dmi/tables/DMI";
+
+std::string fact(RecordingSink const& sink, char const* location, char const* key)
+{
+    return RecordingSink::property(sink.at(location), key);
+}
+
+MemoryRoot kernelCopy()
+{
+    MemoryRoot root;
+    root.files("sys/class/dmi/id", {{"sys_vendor", "LENOVO\n"},
+                                    {"product_name", "8741C4G\n"},
+                                    {"product_version", "ThinkPad T60p\n"},
+                                    {"product_serial", "L3AK195\n"},
+                                    {"board_vendor", "LENOVO\n"},
+                                    {"board_name", "8741C4G\n"},
+                                    {"board_version", "Not Available\n"},
+                                    {"bios_vendor", "LENOVO\n"},
+                                    {"bios_version", "7IET31WW (1.12 )\n"},
+                                    {"bios_date", "09/19/2007\n"},
+                                    {"chassis_type", "10\n"},
+                                    {"chassis_serial", "Not Available\n"},
+                                    {"chassis_asset_tag", "No Asset Information\n"}});
+    return root;
+}
+
+} // namespace
+
+TEST(System, FromTheKernelsCopy)
+{
+    RecordingSink const sink = discovered(kernelCopy());
+    ASSERT_EQ(sink.devices.size(), 4u);
+    EXPECT_EQ(sink.at("System")->name.toUtf8(), "LENOVO ThinkPad T60p");
+    EXPECT_EQ(fact(sink, "System", "Model"), "8741C4G");
+    EXPECT_EQ(fact(sink, "System", "SerialNumber"), "L3AK195");
+    EXPECT_EQ(fact(sink, "SMBIOS:2", "Model"), "8741C4G");
+    EXPECT_EQ(fact(sink, "SMBIOS:2", "Version"), "-") << "a placeholder is no version";
+    EXPECT_EQ(fact(sink, "SMBIOS:0", "FirmwareVersion"), "7IET31WW (1.12 )");
+    EXPECT_EQ(fact(sink, "SMBIOS:0", "ReleaseDate"), "09/19/2007");
+    EXPECT_EQ(fact(sink, "SMBIOS:3", "ChassisType"), "Notebook");
+    EXPECT_EQ(fact(sink, "SMBIOS:3", "SerialNumber"), "-");
+    EXPECT_EQ(fact(sink, "SMBIOS:3", "AssetTag"), "-");
+    EXPECT_TRUE(sink.at("SMBIOS:3")->parentType == CapabilityImp::System());
+}
+
+TEST(System, TableAndKernelsCopyGiveTheSameDevices)
+{
+    MemoryRoot root = kernelCopy();
+    root.file("sys/firmware/dmi/tables/DMI",
+              SmbiosTable()
+                  .add(1, {1, 2, 3, 4}, {"LENOVO", "8741C4G", "ThinkPad T60p", "L3AK195"})
+                  .add(2, {1, 2, 0, 0, 0}, {"LENOVO", "8741C4G"})
+                  .add(0, {1, 2, 0, 0, 3}, {"LENOVO", "7IET31WW (1.12 )", "09/19/2007"})
+                  .add(3, {0, 10, 0, 0, 0})
+                  .bytes());
+    RecordingSink const fromTable = discovered(root);
+    RecordingSink const fromCopy = discovered(kernelCopy());
+    ASSERT_EQ(fromTable.devices.size(), fromCopy.devices.size());
+    for (std::size_t i = 0; i < fromTable.devices.size(); ++i) {
+        EXPECT_EQ(fromTable.devices[i].hwLocator, fromCopy.devices[i].hwLocator);
+        EXPECT_EQ(fromTable.devices[i].name, fromCopy.devices[i].name);
+    }
+    EXPECT_EQ(root.reads().count("sys/class/dmi/id/sys_vendor"), 0u) << "one source is enough";
+}
+
+TEST(System, SocketsStandOnTheFirstBoard)
+{
+    MemoryRoot root;
+    root.file(kTable, SmbiosTable()
+                          .add(2, {1, 2}, {"ACME", "Main"})
+                          .add(2, {1, 2}, {"ACME", "Riser"})
+                          .add(4, processorSocket(0x41))
+                          .add(4, processorSocket(0)) // empty
+                          .bytes());
+    RecordingSink const sink = discovered(root);
+    EXPECT_EQ(fact(sink, "SMBIOS:2", "ProcessorSockets"), "2");
+    EXPECT_EQ(fact(sink, "SMBIOS:2:1", "ProcessorSockets"), "-");
+}
+
+TEST(Memory, Modules)
+{
+    MemoryRoot root;
+    root.file("sys/firmware/dmi/tables/DMI",
+              SmbiosTable()
+                  .add(17, memoryDevice(8192), {"ChannelA", "BANK 0", "Samsung", "00000000", "M471A1K43CB1"})
+                  .add(17, memoryDevice(0), {"ChannelB"})
+                  .add(17, memoryDevice(4096), {"ChannelC", "BANK 1", "Undefined", "12AB34CD", "   "})
+                  .bytes());
+    RecordingSink const sink = memoryOf(root);
+    ASSERT_EQ(sink.ofType(CapabilityImp::MemoryChip()).size(), 2u);
+    EXPECT_EQ(fact(sink, "SMBIOS:17", "Size"), "8 GiB");
+    EXPECT_EQ(fact(sink, "SMBIOS:17", "SerialNumber"), "-");
+    EXPECT_EQ(fact(sink, "SMBIOS:17", "Speed"), "3200") << "millions of transfers, all digits";
+    EXPECT_EQ(fact(sink, "SMBIOS:17", "ConfiguredSpeed"), "2933");
+    EXPECT_EQ(sink.at("SMBIOS:17")->parentLocator.toUtf8(), "Memory");
+    EXPECT_EQ(fact(sink, "Memory", "Size"), "12 GiB") << "without anything from the kernel";
+    EXPECT_EQ(fact(sink, "SMBIOS:17:2", "SerialNumber"), "12AB34CD");
+    EXPECT_EQ(fact(sink, "SMBIOS:17:2", "Manufacturer"), "-");
+    EXPECT_EQ(fact(sink, "SMBIOS:17:2", "PartNumber"), "-");
+    EXPECT_EQ(sink.at("SMBIOS:17")->name.toUtf8(), "Samsung M471A1K43CB1 8 GiB DDR4 SODIMM");
+    EXPECT_EQ(sink.at("SMBIOS:17:2")->name.toUtf8(), "4 GiB DDR4 SODIMM");
+}
+
+TEST(System, OperatingSystem)
+{
+    MemoryRoot root;
+    root.file("proc/sys/kernel/hostname", "bench7\n")
+        .file("proc/sys/kernel/ostype", "Linux\n")
+        .file("proc/version", "Linux version 6.1.0-13-amd64 (debian-kernel@lists.debian.org) (gcc-12)\n")
+        .link("etc/os-release", "../usr/lib/os-release")
+        .file("usr/lib/os-release",
+              "NAME=x\nPRETTY_NAME=\"Debian GNU/Linux 12 (bookworm)\"\nVERSION_ID=\"12\"\n")
+        .file("proc/device-tree/model", std::string("Raspberry Pi 4 Model B Rev 1.4\0", 31));
+    RecordingSink const sink = discovered(root);
+    EXPECT_EQ(fact(sink, "System", "HostName"), "bench7");
+    EXPECT_EQ(fact(sink, "System", "KernelRelease"), "6.1.0-13-amd64");
+    EXPECT_EQ(fact(sink, "System", "OperatingSystemName"), "Debian GNU/Linux 12 (bookworm)");
+    EXPECT_EQ(sink.at("System")->name.toUtf8(), "Raspberry Pi 4 Model B Rev 1.4");
+    EXPECT_TRUE(discovered(MemoryRoot()).devices.empty()) << "a tree that tells nothing has no system";
+}
+
+TEST(Memory, CountsAreKibibytes)
+{
+    MemoryRoot root;
+    root.file("proc/meminfo", "MemTotal:       32777916 kB\nMemAvailable:   30323716 kB\nSwapTotal: 0 kB\n"
+                              "HugePages_Total:       0\nHugepagesize:       2048 kB\n");
+    RecordingSink const sink = memoryOf(root);
+    ASSERT_EQ(sink.devices.size(), 1u);
+    EXPECT_EQ(bytes(sink, "UsableMemory"), 32777916ull * 1024);
+    EXPECT_EQ(bytes(sink, "Size"), 32777916ull * 1024) << "where nothing tells what is built in";
+    EXPECT_EQ(fact(sink, "Memory", "HugePageSize"), "2 MiB");
+
+    for (char const* useless : {"", "MemTotal: many kB\n", "MemTotal: 12 GB\n",
+                                "MemTotal: 18446744073709551615 kB\n", "MemFree: 1 kB\n"}) {
+        EXPECT_TRUE(memoryOf(MemoryRoot().file("proc/meminfo", useless)).devices.empty()) << useless;
+    }
+}
+
+TEST(Memory, SizeIsWhatIsBuiltIn)
+{
+    constexpr std::uint64_t kMib = 1ull << 20;
+    struct Case
+    {
+        char const* what;
+        std::uint64_t usable, modules; ///< MiB; 0: not there
+        unsigned blocks;
+        char const* blockSize; ///< hexadecimal; null: not there
+        std::uint64_t size;    ///< MiB; 0: no such property
+    };
+    Case const cases[] = {
+        {"modules before blocks", 3900, 4096, 33, "8000000", 4096},
+        {"blocks where there are no modules", 3900, 0, 32, "8000000", 4096},
+        {"modules that cannot be all", 3900, 2048, 32, "8000000", 4096},
+        {"blocks that cannot be all", 3900, 0, 8, "8000000", 3900},
+        {"blocks of unknown size", 3900, 0, 32, nullptr, 3900},
+        {"nonsense", 3900, 0, 32, "-8000000", 3900},
+        {"product that does not fit", 3900, 0, 32, "ffffffffffffffff", 3900},
+        {"blocks alone", 0, 0, 32, "8000000", 4096},
+        {"blocks of unknown size alone", 0, 0, 32, nullptr, 0},
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.what);
+        MemoryRoot root;
+        if (c.usable)
+            root.file("proc/meminfo", "MemTotal: " + std::to_string(c.usable * 1024) + " kB\n");
+        if (c.modules)
+            root.file(kTable,
+                      SmbiosTable().add(17, memoryDevice(static_cast<std::uint16_t>(c.modules))).bytes());
+        for (unsigned block = 0; block < c.blocks; ++block)
+            root.file("sys/devices/system/memory/memory" + std::to_string(block * 3) + "/state", "online\n");
+        root.file("sys/devices/system/memory/memory_failure/total", "0\n");
+        if (c.blockSize)
+            root.file("sys/devices/system/memory/block_size_bytes", c.blockSize + std::string("\n"));
+        RecordingSink const sink = memoryOf(root);
+        ASSERT_TRUE(sink.at("Memory"));
+        EXPECT_EQ(bytes(sink, "Size"), c.size * kMib);
+        EXPECT_EQ(bytes(sink, "UsableMemory"), c.usable * kMib);
+        EXPECT_EQ(fact(sink, "Memory", "MemoryBlocks"), c.size ? "-" : "32");
+    }
+}

@@ -1,0 +1,207 @@
+// What a person at the console reads: byte for byte, and how a wrong choice ends.
+#include <libKrel5/internal/backends/CommStandAlone.h>
+#include <libKrel5/internal/backends/CommStandAloneText.h>
+#include <libKrel5/internal/backends/Selection.h>
+
+#include <krel5/DataType.h>
+#include <krel5/DeviceProperty.h>
+#include <krel5/IndicatorReturnData.h>
+#include <krel5/KrelString.h>
+#include <krel5/Value.h>
+
+#include <zel/model/runs/TestRunManager.h>
+#include <zel/model/state/StateManager.h>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+using namespace krel5;
+
+namespace {
+
+std::unique_ptr<zel::DeviceImp> device(char const* name)
+{
+    return zel::DeviceImp::createGeneric(zel::CapabilityImp::HardDrive(), zel::CapabilityImp(), name,
+                                         "/dev/x", "a disk", zel::String("SATA:") + name,
+                                         zel::CapabilityImp());
+}
+
+std::string printed(std::function<void(CommStandAlone&)> const& what)
+{
+    CommStandAlone comm;
+    ::testing::internal::CaptureStdout();
+    what(comm);
+    return ::testing::internal::GetCapturedStdout();
+}
+
+std::string joined(std::vector<zel::String> const& texts)
+{
+    std::string all;
+    for (zel::String const& one : texts)
+        all += one.toUtf8() + "|";
+    return all;
+}
+
+} // namespace
+
+TEST(Console, eventsAreShownByTheirType)
+{
+    struct Case
+    {
+        zel::EventTypeImp type;
+        bool hasDevice;
+        int tips;
+        std::string shown;
+    };
+    for (Case const& one : std::vector<Case>{
+             {zel::EventTypeImp::ERR(), true, 2,
+              "Error (E7) : broken\n     a.cpp(12)\n     Device: disk : a disk\n|Tip(0): tip 0|Tip(1): tip "
+              "1|"},
+             {zel::EventTypeImp::WARNING(), false, 0,
+              "Warning (E7) : broken\n     a.cpp(12)\n     Device: NULL : NULL\n|"},
+             {zel::EventTypeImp::INFORMATIVE(), true, 1, "broken|Tip(0): tip 0|"},
+             {zel::EventTypeImp::PROGRESS(), false, 0, "broken|"},
+         }) {
+        zel::TestRunEventImp event(one.type, "k", 7, "E7",
+                                   zel::LocalizedStringImp("Event.k.Message", "broken"));
+        event.setSource("a.cpp", 12);
+        if (one.hasDevice)
+            event.setDevice({"guid", "disk", "a disk"});
+        for (int i = 0; i < one.tips; ++i)
+            event.addTip(zel::LocalizedStringImp("Tip", zel::String("tip ") + zel::String::number(i)));
+        EXPECT_EQ(joined(eventTexts(event)), one.shown);
+    }
+}
+
+TEST(Console, reportsOfARunAndNothingWithoutOne)
+{
+    auto const disk = device("disk");
+    zel::TestImp test("t", zel::CapabilityImp::HardDrive());
+    auto& manager = zel::TestRunManager::instance();
+    zel::TestRunImp& run = manager.addTestRun(zel::TestRunImp(&test, disk.get()));
+    run.setPercentComplete(42);
+    run.setEstimatedTimeLeft(7);
+    run.setProgressInformation("looking");
+    run.setFinalResult(zel::TestResultImp::PASS());
+    auto const reports = [&run](CommStandAlone& comm) {
+        for (char const* text : {"one", "two"})
+            run.addEvent(zel::TestRunEventImp(zel::EventTypeImp::INFORMATIVE(), "k", 1, "1",
+                                              zel::LocalizedStringImp("k", text)));
+        comm.sendPercentDoneMessage();
+        comm.sendEstimatedTimeLeftMessage();
+        comm.sendProgressInformativeMessage();
+        comm.sendEvent();
+        comm.sendEvent();
+        comm.sendFinalResult();
+    };
+    EXPECT_EQ(printed(reports), "");
+    run.clearEvents();
+    manager.setCurrent(&run);
+    EXPECT_EQ(printed(reports),
+              "Percent Done: 42%\nEstimated Time Left: 7\nlookingonetwo\nFinal Result: PASS\n\n\n");
+    manager.clear();
+}
+
+TEST(Console, changesOfTheInventory)
+{
+    auto const disk = device("disk");
+    auto const spec = std::make_shared<zel::PropertySpecImp>(
+        "size", zel::PropertyCategoryImp::SysInfo(), zel::DataTypeImp::STRING(), zel::CapabilityImp::ALL());
+    zel::PropertyImp const made(spec, zel::ValueImp(zel::String("1 TB")));
+    zel::PropertyImp& size = disk->addProperty(&made);
+    IndicatorReturnData data;
+    data.setProperty(DeviceProperty(&size));
+    using Action = std::function<void(CommStandAlone&)>;
+    struct Case
+    {
+        Action action;
+        std::string shown;
+    };
+    for (Case const& one : std::vector<Case>{
+             {[&](auto& comm) { comm.sendRequestDeviceAddition(*disk); },
+              "\n\tAdding Device: disk\n\t\tProperty: size Value: 1 TB\n"},
+             {[&](auto& comm) { comm.sendRequestDeviceRemoval(*disk); }, "\n\tRemoving Device: disk\n"},
+             {[&](auto& comm) { comm.sendRequestDevicePropertyAddition(*disk, size); },
+              "\n\tAdding Property: size Value: 1 TB on device: disk\n"},
+             {[&](auto& comm) { comm.sendRequestDevicePropertyRemoval(*disk, size); },
+              "\n\tRemoving Property: size Value: 1 TB on device: disk\n"},
+             {[&](auto& comm) { comm.sendRequestAlertRemoval("hot"); }, "\n\tRemoving Alert: hot\n"},
+             {[&](auto& comm) { comm.sendDeviceUpdateMessage(data, *disk); },
+              "Device: " + disk->guid().toUtf8() + "\n  size: 1 TB\n"},
+         })
+        EXPECT_EQ(printed(one.action), one.shown);
+}
+
+TEST(Console, listings)
+{
+    auto const list = [](CommStandAlone& comm) {
+        comm.sendEnumTests();
+        comm.sendEnumIndicators();
+    };
+    EXPECT_EQ(printed(list), "No Tests Enumerated on any Device\nNo Indicators Enumerated on any Device\n");
+    auto& state = zel::StateManager::instance();
+    auto const bare = device("bare"), a = device("a"), b = device("b");
+    for (auto* one : {bare.get(), a.get(), b.get()})
+        state.addDevice(*one, nullptr);
+    zel::TestImp first("first", zel::CapabilityImp::ALL()), second("second", zel::CapabilityImp::ALL());
+    zel::TestImp stranger("stranger", zel::CapabilityImp::ALL());
+    zel::IndicatorImp heat("heat", zel::CapabilityImp::ALL(), false),
+        free("free", zel::CapabilityImp(), true);
+    for (auto* one : {&first, &second, &stranger})
+        one->setModuleGuid("mod");
+    heat.setModuleGuid("mod");
+    free.setModuleGuid("mod");
+    state.addTest(first);
+    state.addTest(second);
+    state.addIndicator(heat);
+    state.addIndicator(free);
+    state.associate(*b, first, false);
+    state.associate(*a, second, false);
+    state.associate(*b, second, false);
+    state.associate(*b, stranger, false);
+    state.associate(*b, heat, false);
+    EXPECT_EQ(printed(list), "b (1) : a disk : SATA:b : /dev/x\n"
+                             "  first (1) : mod\n  second (2) : mod\n  stranger (0) : mod\n\n"
+                             "a (2) : a disk : SATA:a : /dev/x\n  second (2) : mod\n\n"
+                             "b (3) : a disk : SATA:b : /dev/x\n  heat (1) : mod\n\n"
+                             "  free (2) : mod\n");
+    state.clear();
+}
+
+TEST(ConsoleDeathTest, nothingToRunSaysWhy)
+{
+    auto const a = device("a"), b = device("b");
+    zel::Array<zel::DeviceImp*> const none, one{a.get()}, two{a.get(), b.get()};
+    std::string const guid = "\"" + a->guid().toUtf8() + "\"";
+    struct Case
+    {
+        char const* what;
+        zel::Array<zel::DeviceImp*> devices;
+        std::size_t selected;
+        TestResult result;
+        std::string line;
+    };
+    for (Case const& it : std::vector<Case>{
+             {"test", two, 2, TestResult::NOTEST(),
+              "Error: No devices are associated with any of the tests in this module."},
+             {"test", none, 0, TestResult::NOTEST(),
+              "Error: No devices are associated with any of the tests in this module."},
+             {"test", one, 2, TestResult::NOTEST(),
+              "Error: Device " + guid + " is not associated with any tests in this module."},
+             {"test", two, 1, TestResult::NODEVICE(), "Error: No devices associated with test \"key\""},
+             {"test", none, 1, TestResult::NODEVICE(), "Error: No devices associated with test \"key\""},
+             {"test", one, 1, TestResult::NOTEST(),
+              "Error: Device " + guid + " is not associated with the test \"key\""},
+             {"indicator", two, 2, TestResult::NOINDICATOR(),
+              "Error: No devices are associated with any of the indicators in this module."},
+             {"indicator", one, 2, TestResult::NOINDICATOR(),
+              "Error: Device " + guid + " is not associated with any indicators in this module."},
+             {"indicator", none, 1, TestResult::NODEVICE(),
+              "Error: No devices associated with indicator \"key\""},
+             {"indicator", one, 1, TestResult::NOINDICATOR(),
+              "Error: Device " + guid + " is not associated with the indicator \"key\""},
+         })
+        EXPECT_EXIT(endWithoutRuns(it.what, it.devices, it.selected, "key"),
+                    ::testing::ExitedWithCode(it.result.value()), "^" + it.line + "\n$");
+}

@@ -1,0 +1,119 @@
+#include <krel5/DeviceCapability.h>
+#include <krel5/DiagDevice.h>
+#include <krel5/DiagModule.h>
+#include <krel5/Parameter.h>
+#include <krel5/ParameterNotSetException.h>
+#include <krel5/Test.h>
+#include <krel5/TestResult.h>
+
+#include <libKrel5/internal/module/ModuleCommon.h>
+#include <libKrel5/internal/settings/ParameterSetup.h>
+
+#include "../../foundation/TemporaryFolder.h"
+
+#include <zel/model/module/TestImp.h>
+#include <zel/model/settings/SettingsResource.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+using namespace krel5;
+
+namespace {
+
+TestResult notRun(DiagDevice const&) { return TestResult::FAIL(); }
+
+/// "key=value (source)" of each parameter, in order.
+std::string parametersOf(krel5::Test& test)
+{
+    std::string text;
+    for (zel::ParameterImp const& one : test.imp().parameters())
+        text += one.key().toUtf8() + "=" + one.value().toString().toUtf8() + " (" +
+                one.valueSource().toString().toUtf8() + ") ";
+    return text;
+}
+
+} // namespace
+
+// From the module's declarations and the settings file to what each test's parameters are.
+TEST(ParameterSetup, handsDownResolvesAndInsists)
+{
+    test::TemporaryFolder folder;
+    zel::SettingsResource::setSearchFolders({folder.path()});
+    ModuleCommon::module().setGuid("setup");
+    DiagModule::createParameter("speed", DataType::UINT32(), "5", false, true);
+    Parameter* const level = DiagModule::createParameter("level", DataType::UINT32(), "7", true, true);
+    DeviceCapability const& memory = DeviceCapability::Memory();
+    krel5::Test* const own = DiagModule::createTest("own", memory, notRun)->addParameter(level);
+    krel5::Test* const taking = DiagModule::createTest("taking", memory, notRun);
+    krel5::Test* const none = DiagModule::createTest("none", memory, notRun)->setUsesNoGlobalParameters();
+
+    folder.write("setup.w4i", "Test.own.level.value=2\nTest.taking.level=3\n");
+    testing::internal::CaptureStderr();
+    try {
+        setUpParameters();
+        ADD_FAILURE() << "a default is no value";
+    } catch (ParameterNotSetException const& e) {
+        EXPECT_EQ(std::string(e.toString().getUTF8Buffer())
+                      .find("Parameter \"level\" not set in the settings file for Test \"taking\""),
+                  0u);
+    }
+    EXPECT_EQ(
+        testing::internal::GetCapturedStderr(),
+        "WARNING: " + folder.path() +
+            "/setup.w4i:2: Test.taking.level: nothing here reads this setting; did you mean "
+            "Test.taking.level.value?\n"
+            "Parameter not set: maybe you are using the old method of setting parameters; try changing it "
+            "to:\nTest.taking.level.value=YOUR VALUE HERE\n");
+
+    folder.write("setup.w4i", "Test.own.level.value=2\nParameter.level.value=3\nTest.own.Enable.value=off\n");
+    zel::SettingsResource::clearCache();
+    testing::internal::CaptureStderr();
+    setUpParameters();
+    EXPECT_NE(testing::internal::GetCapturedStderr().find(
+                  "setup.w4i:3: Test.own.Enable.value: \"off\" is no BOOLEAN"),
+              std::string::npos);
+    folder.write("setup.w4i", "Test.own.levle.value=2\nTest.own.level.value=2\nParameter.level.value=3\n"
+                              "test.own.LEVEL.value=4\nTest.own.speed=1\nTest.none.speed.value=1\n"
+                              "Test.none.Enable.value=false\nentirely.different=1\n");
+    zel::SettingsResource::clearCache();
+    testing::internal::CaptureStderr();
+    setUpParameters();
+    std::string const nothing = ": nothing here reads this setting", file = "WARNING: " + folder.path();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              file + "/setup.w4i:1: Test.own.levle.value" + nothing +
+                  "; did you mean Test.own.level.value?\n" + file + "/setup.w4i:4: test.own.LEVEL.value" +
+                  nothing + "; did you mean Test.own.level.value?\n" + file + "/setup.w4i:5: Test.own.speed" +
+                  nothing + "; did you mean Test.own.speed.value?\n" + file +
+                  "/setup.w4i:6: Test.none.speed.value" + nothing + "; did you mean Test.own.speed.value?\n" +
+                  file + "/setup.w4i:8: entirely.different" + nothing + "\n");
+    folder.write("setup.w4i",
+                 "Test.own.level.value=2\nParameter.level.value=3\nTest.own.ForceEvent.value=none\n");
+    zel::SettingsResource::clearCache();
+    testing::internal::CaptureStderr();
+    setUpParameters();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              folder.path() +
+                  "/setup.w4i:3: Test.own.ForceEvent.value: this module has no such event; none is "
+                  "sent\n");
+    EXPECT_EQ(parametersOf(*own), "level=2 (SETTINGSFILE) speed=5 (NOTSET) ") << "keeps its own";
+    EXPECT_EQ(parametersOf(*taking), "speed=5 (NOTSET) level=3 (SETTINGSFILE) ") << "in order of creation";
+    EXPECT_EQ(parametersOf(*none), "");
+
+    std::string many = "Test.own.level.value=2\nParameter.level.value=3\n";
+    for (int i = 0; i < 150; ++i)
+        many += "k" + std::to_string(i) + "=1\n";
+    folder.write("setup.w4i", many);
+    zel::SettingsResource::clearCache();
+    testing::internal::CaptureStderr();
+    setUpParameters();
+    std::string const told = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), 101);
+    EXPECT_NE(told.find("setup.w4i:103: k100: so is this, and what follows may be\n"), told.npos) << told;
+
+    char const* const name = own->localizedName().getUTF8Buffer();
+    EXPECT_EQ(own->localizedName().getUTF8Buffer(), name)
+        << "reading a name again leaves the first one alone";
+    zel::SettingsResource::setSearchFolders({});
+}
