@@ -13,14 +13,6 @@ struct DeviceCapabilityInternalData : VocabularyRecord<zel::CapabilityImp>
 
 KREL5_VOCABULARY_HANDLE(DeviceCapability, DeviceCapabilityInternalData, zel::CapabilityImp)
 
-#define ZEL_CONSTANT(accessor, text, ...)                                                                    \
-    DeviceCapability const& DeviceCapability::accessor()                                                     \
-    {                                                                                                        \
-        static DeviceCapability const& constant = sharedConstant(new DeviceCapability(KrelString(text)));    \
-        return constant;                                                                                     \
-    }
-#include <zel/model/vocabulary/tables/Capability.def>
-
 DeviceCapability::DeviceCapability(KrelString const& text)
     : m_holder(DeviceCapabilityInternalData(zel::CapabilityImp::getConstantByString(text.zelString())))
 {}

@@ -21,13 +21,4 @@ KrelUnitMagnitude::KrelUnitMagnitude(KrelString const& name, int /*powerOfTen*/,
     : KrelUnitMagnitude(name)
 {}
 
-#define ZEL_CONSTANT(accessor, text, ten, two)                                                               \
-    KrelUnitMagnitude const& KrelUnitMagnitude::accessor()                                                   \
-    {                                                                                                        \
-        static KrelUnitMagnitude const& constant =                                                           \
-            sharedConstant(new KrelUnitMagnitude(KrelString(text), ten, two));                               \
-        return constant;                                                                                     \
-    }
-#include <zel/model/vocabulary/tables/UnitMagnitude.def>
-
 } // namespace krel5

@@ -27,15 +27,6 @@ OperatingSystemArchitecture::OperatingSystemArchitecture(int code, KrelString co
           zel::OperatingSystemArchitectureImp::getConstantByNumber(code)))
 {}
 
-#define ZEL_CONSTANT(accessor, text, code, longText)                                                         \
-    OperatingSystemArchitecture const& OperatingSystemArchitecture::accessor()                               \
-    {                                                                                                        \
-        static OperatingSystemArchitecture const& constant =                                                 \
-            sharedConstant(new OperatingSystemArchitecture(code, KrelString(text), KrelString(longText)));   \
-        return constant;                                                                                     \
-    }
-#include <zel/model/vocabulary/tables/OperatingSystemArchitecture.def>
-
 int OperatingSystemArchitecture::value() const { return data().imp.value(); }
 
 KrelString const& OperatingSystemArchitecture::longText() const { return data().longText; }

@@ -21,15 +21,6 @@ OperatingSystemDistribution::OperatingSystemDistribution(OperatingSystemPlatform
           zel::OperatingSystemDistributionImp::getConstantByNumber(code)))
 {}
 
-#define ZEL_CONSTANT(accessor, text, code, platform)                                                         \
-    OperatingSystemDistribution const& OperatingSystemDistribution::accessor()                               \
-    {                                                                                                        \
-        static OperatingSystemDistribution const& constant = sharedConstant(                                 \
-            new OperatingSystemDistribution(OperatingSystemPlatform::platform(), code, KrelString(text)));   \
-        return constant;                                                                                     \
-    }
-#include <zel/model/vocabulary/tables/OperatingSystemDistribution.def>
-
 int OperatingSystemDistribution::value() const { return data().imp.value(); }
 
 OperatingSystemPlatform OperatingSystemDistribution::platform() const

@@ -21,15 +21,6 @@ OperatingSystemMajorVersion::OperatingSystemMajorVersion(OperatingSystemPlatform
           zel::OperatingSystemMajorVersionImp::getConstantByNumber(code)))
 {}
 
-#define ZEL_CONSTANT(accessor, text, code, platform)                                                         \
-    OperatingSystemMajorVersion const& OperatingSystemMajorVersion::accessor()                               \
-    {                                                                                                        \
-        static OperatingSystemMajorVersion const& constant = sharedConstant(                                 \
-            new OperatingSystemMajorVersion(OperatingSystemPlatform::platform(), code, KrelString(text)));   \
-        return constant;                                                                                     \
-    }
-#include <zel/model/vocabulary/tables/OperatingSystemMajorVersion.def>
-
 int OperatingSystemMajorVersion::value() const { return data().imp.value(); }
 
 OperatingSystemPlatform OperatingSystemMajorVersion::platform() const

@@ -19,15 +19,6 @@ OperatingSystemPlatform::OperatingSystemPlatform(int code, KrelString const& /*t
           OperatingSystemPlatformInternalData(zel::OperatingSystemPlatformImp::getConstantByNumber(code)))
 {}
 
-#define ZEL_CONSTANT(accessor, text, code)                                                                   \
-    OperatingSystemPlatform const& OperatingSystemPlatform::accessor()                                       \
-    {                                                                                                        \
-        static OperatingSystemPlatform const& constant =                                                     \
-            sharedConstant(new OperatingSystemPlatform(code, KrelString(text)));                             \
-        return constant;                                                                                     \
-    }
-#include <zel/model/vocabulary/tables/OperatingSystemPlatform.def>
-
 int OperatingSystemPlatform::value() const { return data().imp.value(); }
 
 } // namespace krel5

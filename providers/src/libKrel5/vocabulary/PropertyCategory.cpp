@@ -17,14 +17,6 @@ PropertyCategory::PropertyCategory(KrelString const& text)
     : m_holder(PropertyCategoryInternalData(zel::PropertyCategoryImp::getConstantByString(text.zelString())))
 {}
 
-#define ZEL_CONSTANT(accessor, text, ...)                                                                    \
-    PropertyCategory const& PropertyCategory::accessor()                                                     \
-    {                                                                                                        \
-        static PropertyCategory const& constant = sharedConstant(new PropertyCategory(KrelString(text)));    \
-        return constant;                                                                                     \
-    }
-#include <zel/model/vocabulary/tables/PropertyCategory.def>
-
 PropertyCategory PropertyCategory::operator|(PropertyCategory const& other) const
 {
     return PropertyCategory(data().imp | other.data().imp);

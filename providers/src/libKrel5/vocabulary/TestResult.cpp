@@ -23,15 +23,6 @@ TestResult::TestResult(KrelString const& text, int /*value*/, int /*priority*/)
     : m_holder(TestResultInternalData(zel::TestResultImp::getConstantByString(text.zelString())))
 {}
 
-#define ZEL_CONSTANT(accessor, text, value, priority)                                                        \
-    TestResult const& TestResult::accessor()                                                                 \
-    {                                                                                                        \
-        static TestResult const& constant =                                                                  \
-            sharedConstant(new TestResult(KrelString(text), value, priority));                               \
-        return constant;                                                                                     \
-    }
-#include <zel/model/vocabulary/tables/TestResult.def>
-
 int TestResult::value() const { return data().imp.value(); }
 
 int TestResult::priority() const { return data().imp.priority(); }
