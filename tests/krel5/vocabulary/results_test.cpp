@@ -9,23 +9,14 @@ using krel5::TestResult;
 
 TEST(TestResult, constantsCarryTheNumbersOfTheTable)
 {
-    struct
-    {
-        TestResult const& (*accessor)();
-        char const* text;
-        int value, priority;
-    } const rows[] = {
-#define ZEL_CONSTANT(accessor, text, value, priority) {&TestResult::accessor, text, value, priority},
-#include <zel/model/vocabulary/tables/TestResult.def>
-    };
-    EXPECT_EQ(std::size(rows), 40u);
-    for (auto const& row : rows) {
-        TestResult const& result = row.accessor();
-        EXPECT_EQ(&result, &row.accessor());
+    zel::VocabularyTable const& table = zel::TestResultImp::table();
+    for (int index = 0; index < zel::TestResultImp::count(); ++index) {
+        zel::VocabularyRow const& row = table.row(index);
+        TestResult const result{zel::TestResultImp(static_cast<zel::TestResultImp::Code>(index))};
         EXPECT_EQ(result.toString(), row.text);
-        EXPECT_EQ(result.value(), row.value) << row.text;
-        EXPECT_EQ(result.priority(), row.priority) << row.text;
-        EXPECT_EQ(result == TestResult::PASS(), row.value == 0) << row.text;
+        EXPECT_EQ(result.value(), row.number) << row.text;
+        EXPECT_EQ(result.priority(), row.secondNumber) << row.text;
+        EXPECT_EQ(result == TestResult::PASS(), row.number == 0) << row.text;
     }
     EXPECT_EQ(TestResult::WARN().toString(), "WARNING");
     EXPECT_EQ(TestResult::NODIALTONE().toString(), "NODIALTONE");

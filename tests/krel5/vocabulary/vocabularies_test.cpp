@@ -1,25 +1,9 @@
-#include <krel5/AlertType.h>
-#include <krel5/ChildBusType.h>
-#include <krel5/DataType.h>
-#include <krel5/DeviceCapability.h>
-#include <krel5/DeviceState.h>
-#include <krel5/EventType.h>
-#include <krel5/KrelUnitMagnitude.h>
-#include <krel5/KrelUnitType.h>
-#include <krel5/Language.h>
+#include <krel5/KrelString.h>
 #include <krel5/OperatingSystem.h>
-#include <krel5/ParameterSource.h>
-#include <krel5/PropertyCategory.h>
-#include <krel5/TestResult.h>
-#include <krel5/TipType.h>
 
-#include <zel/model/vocabulary/CapabilityImp.h>
-#include <zel/model/vocabulary/OperatingSystemImp.h>
-#include <zel/model/vocabulary/UnitMagnitude.h>
+#include <libKrel5/vocabulary/Handles.h>
 
 #include <gtest/gtest.h>
-
-#include <string>
 
 using namespace krel5;
 
@@ -32,133 +16,102 @@ OperatingSystem linuxOf(int minor)
             OperatingSystemMinorVersion(OperatingSystemPlatform::LINUX(), minor)};
 }
 
-// Two different values of each handle.
+// `first` and `second` differ.
 template <typename Handle>
-struct Samples;
-
-#define DECLARE_SAMPLES(Handle, firstValue, secondValue)                                                     \
-    template <>                                                                                              \
-    struct Samples<Handle>                                                                                   \
-    {                                                                                                        \
-        static Handle first() { return firstValue; }                                                         \
-        static Handle second() { return secondValue; }                                                       \
-    }
-
-DECLARE_SAMPLES(KrelString, "one", "two");
-DECLARE_SAMPLES(TestResult, TestResult::PASS(), TestResult::WARN());
-DECLARE_SAMPLES(DeviceCapability, DeviceCapability::PCI(), DeviceCapability::USB());
-DECLARE_SAMPLES(ChildBusType, ChildBusType::DISPLAY(), ChildBusType::OPERATINGSYSTEM());
-DECLARE_SAMPLES(DeviceState, DeviceState::FUNCTIONAL(), DeviceState::OTHER());
-DECLARE_SAMPLES(EventType, EventType::ERR(), EventType::WARNING());
-DECLARE_SAMPLES(AlertType, AlertType::ALL(), AlertType::CRITICAL());
-DECLARE_SAMPLES(TipType, TipType::TEXT_TIP(), TipType::URL_TIP());
-DECLARE_SAMPLES(PropertyCategory, PropertyCategory::Key(), PropertyCategory::FRU());
-DECLARE_SAMPLES(ParameterSource, ParameterSource::NOTSET(), ParameterSource::CLIENT());
-DECLARE_SAMPLES(Language, Language::en(), Language::zh_cn());
-DECLARE_SAMPLES(DataType, DataType::UINT32(), DataType::LOCALIZEDSTRINGARRAY());
-DECLARE_SAMPLES(KrelUnitType, KrelUnitType::NOUNIT(), KrelUnitType::RPM());
-DECLARE_SAMPLES(KrelUnitMagnitude, KrelUnitMagnitude::AUTOSCALEUNIT(), KrelUnitMagnitude::BASEUNIT());
-DECLARE_SAMPLES(OperatingSystem, linuxOf(1), linuxOf(2));
-DECLARE_SAMPLES(OperatingSystemPlatform, OperatingSystemPlatform::LINUX(),
-                OperatingSystemPlatform::WINDOWS());
-DECLARE_SAMPLES(OperatingSystemArchitecture, OperatingSystemArchitecture::X86_32(),
-                OperatingSystemArchitecture::X86_64());
-DECLARE_SAMPLES(OperatingSystemMajorVersion, OperatingSystemMajorVersion::LIN_2_4(),
-                OperatingSystemMajorVersion::LIN_2_6());
-DECLARE_SAMPLES(OperatingSystemMinorVersion, OperatingSystemMinorVersion(OperatingSystemPlatform::LINUX(), 1),
-                OperatingSystemMinorVersion(OperatingSystemPlatform::WINDOWS(), 1));
-DECLARE_SAMPLES(OperatingSystemDistribution, OperatingSystemDistribution::WIN_DATACENTER_SERVER(),
-                OperatingSystemDistribution::WIN_SERVER_DATACENTER());
-
-template <typename Handle>
-struct HandleTest : testing::Test
-{};
-using Handles =
-    testing::Types<KrelString, TestResult, DeviceCapability, ChildBusType, DeviceState, EventType, AlertType,
-                   TipType, PropertyCategory, ParameterSource, Language, DataType, KrelUnitType,
-                   KrelUnitMagnitude, OperatingSystem, OperatingSystemPlatform, OperatingSystemArchitecture,
-                   OperatingSystemMajorVersion, OperatingSystemMinorVersion, OperatingSystemDistribution>;
-TYPED_TEST_SUITE(HandleTest, Handles);
-
-template <typename Handle>
-void expectRow(Handle const& (*accessor)(), char const* text)
+void expectOnePointerThatCopiesDeeply(Handle const& first, Handle const& second)
 {
-    Handle const& constant = accessor();
-    EXPECT_EQ(constant.toString(), text);
-    EXPECT_EQ(&accessor(), &constant) << text;
-    EXPECT_EQ(Handle(constant.imp()), constant) << text;
-}
-
-} // namespace
-
-TYPED_TEST(HandleTest, isOnePointerAndCopiesDeeply)
-{
-    EXPECT_EQ(sizeof(TypeParam), sizeof(void*));
-    TypeParam const first = Samples<TypeParam>::first(), second = Samples<TypeParam>::second();
+    EXPECT_EQ(sizeof(Handle), sizeof(void*));
     EXPECT_TRUE(first == first);
     EXPECT_FALSE(first == second);
     EXPECT_TRUE(first != second);
 
-    TypeParam copy(first);
+    Handle copy(first);
     EXPECT_TRUE(copy == first);
+    Handle const copyOfCopy(copy);
     copy = second;
     EXPECT_TRUE(copy == second);
-    EXPECT_TRUE(first == Samples<TypeParam>::first());
-    TypeParam const& itself = copy;
+    EXPECT_TRUE(copyOfCopy == first);
+    EXPECT_FALSE(first == second);
+    Handle const& itself = copy;
     copy = itself;
     EXPECT_TRUE(copy == second);
-    copy = TypeParam();
-    EXPECT_TRUE(copy == TypeParam());
+    copy = Handle();
+    EXPECT_TRUE(copy == Handle());
 }
 
-TEST(PublicVocabulary, everyAccessorGivesTheConstantOfItsText)
+template <typename Handle, typename Model>
+void expectHandle()
 {
-#define ZEL_CONSTANT(accessor, text, ...) expectRow(&DeviceCapability::accessor, text);
-#include <zel/model/vocabulary/tables/Capability.def>
-#define ZEL_CONSTANT(accessor, text, ...) expectRow(&ChildBusType::accessor, text);
-#include <zel/model/vocabulary/tables/ChildBusType.def>
-#define ZEL_CONSTANT(accessor, text) expectRow(&DeviceState::accessor, text);
-#include <zel/model/vocabulary/tables/DeviceState.def>
-#define ZEL_CONSTANT(accessor, text) expectRow(&EventType::accessor, text);
-#include <zel/model/vocabulary/tables/EventType.def>
-#define ZEL_CONSTANT(accessor, text) expectRow(&AlertType::accessor, text);
-#include <zel/model/vocabulary/tables/AlertType.def>
-#define ZEL_CONSTANT(accessor, text) expectRow(&TipType::accessor, text);
-#include <zel/model/vocabulary/tables/TipType.def>
-#define ZEL_CONSTANT(accessor, text) expectRow(&PropertyCategory::accessor, text);
-#include <zel/model/vocabulary/tables/PropertyCategory.def>
-#define ZEL_CONSTANT(accessor, text) expectRow(&ParameterSource::accessor, text);
-#include <zel/model/vocabulary/tables/ParameterSource.def>
-#define ZEL_CONSTANT(accessor, text, ...) expectRow(&Language::accessor, text);
-#include <zel/model/vocabulary/tables/Language.def>
-#define ZEL_CONSTANT(accessor, text) expectRow(&DataType::accessor, text);
-#include <zel/model/vocabulary/tables/DataType.def>
-#define ZEL_CONSTANT(accessor, text, ...) expectRow(&KrelUnitType::accessor, text);
-#include <zel/model/vocabulary/tables/UnitType.def>
-#define ZEL_CONSTANT(accessor, text, ten, two)                                                               \
-    expectRow(&KrelUnitMagnitude::accessor, text);                                                           \
-    EXPECT_EQ(KrelUnitMagnitude::accessor().imp().powerOfTen(), ten);                                        \
-    EXPECT_EQ(KrelUnitMagnitude::accessor().imp().powerOfTwo(), two);
-#include <zel/model/vocabulary/tables/UnitMagnitude.def>
-#define ZEL_CONSTANT(accessor, text, code)                                                                   \
-    expectRow(&OperatingSystemPlatform::accessor, text);                                                     \
-    EXPECT_EQ(OperatingSystemPlatform::accessor().value(), code);
-#include <zel/model/vocabulary/tables/OperatingSystemPlatform.def>
-#define ZEL_CONSTANT(accessor, text, code, longer)                                                           \
-    expectRow(&OperatingSystemArchitecture::accessor, text);                                                 \
-    EXPECT_EQ(OperatingSystemArchitecture::accessor().value(), code);                                        \
-    EXPECT_EQ(OperatingSystemArchitecture::accessor().longText(), longer);
-#include <zel/model/vocabulary/tables/OperatingSystemArchitecture.def>
-#define ZEL_CONSTANT(accessor, text, code, owner)                                                            \
-    expectRow(&OperatingSystemMajorVersion::accessor, text);                                                 \
-    EXPECT_EQ(OperatingSystemMajorVersion::accessor().value(), code);                                        \
-    EXPECT_EQ(OperatingSystemMajorVersion::accessor().platform(), OperatingSystemPlatform::owner());
-#include <zel/model/vocabulary/tables/OperatingSystemMajorVersion.def>
-#define ZEL_CONSTANT(accessor, text, code, owner)                                                            \
-    expectRow(&OperatingSystemDistribution::accessor, text);                                                 \
-    EXPECT_EQ(OperatingSystemDistribution::accessor().value(), code);                                        \
-    EXPECT_EQ(OperatingSystemDistribution::accessor().platform(), OperatingSystemPlatform::owner());
-#include <zel/model/vocabulary/tables/OperatingSystemDistribution.def>
+    using Code = typename Model::Code;
+    expectOnePointerThatCopiesDeeply(Handle(Model(Code(0))), Handle(Model(Code(1))));
+    EXPECT_TRUE(Handle().imp() == Model());
+    EXPECT_EQ(Handle().toString().zelString(), Model().toString());
+}
+
+// A public constant is made from what its row says, the model's from the row's place: both mean one constant.
+template <typename Handle, typename Model>
+void expectConstant(Handle const& (*accessor)(), Model const& (*modelAccessor)(), char const* text)
+{
+    SCOPED_TRACE(text);
+    Handle const& constant = accessor();
+    EXPECT_EQ(constant.toString(), text);
+    EXPECT_EQ(&accessor(), &constant);
+    EXPECT_TRUE(constant.imp() == modelAccessor());
+    EXPECT_EQ(&modelAccessor(), &modelAccessor());
+    EXPECT_TRUE(Handle(constant.imp()) == constant);
+}
+
+// What handles with numbers of their own say of every row of the model.
+template <typename Handle, typename Model, typename Check>
+void forEachRow(Check check)
+{
+    for (int row = 0; row < Model::count(); ++row) {
+        Model const model(static_cast<typename Model::Code>(row));
+        SCOPED_TRACE(model.toString().toUtf8());
+        check(Handle(model), model);
+    }
+}
+
+} // namespace
+
+TEST(PublicVocabulary, everyConstantIsTheModelsOfThatName){
+#define KREL5_EACH_HANDLE <krel5/vocabulary/EachHandle.inc>
+#include <libKrel5/vocabulary/Handles.def>
+}
+
+TEST(PublicVocabulary, constantsWithEqualTextsOrNumbersStayTwo)
+{
+    expectOnePointerThatCopiesDeeply(ChildBusType::DISPLAY(), ChildBusType::OPERATINGSYSTEM());
+    expectOnePointerThatCopiesDeeply(KrelUnitMagnitude::AUTOSCALEUNIT(), KrelUnitMagnitude::BASEUNIT());
+    expectOnePointerThatCopiesDeeply(OperatingSystemDistribution::WIN_DATACENTER_SERVER(),
+                                     OperatingSystemDistribution::WIN_SERVER_DATACENTER());
+}
+
+TEST(PublicVocabulary, handlesWithoutATableCopyDeeplyToo)
+{
+    expectOnePointerThatCopiesDeeply(KrelString("one"), KrelString("two"));
+    expectOnePointerThatCopiesDeeply(linuxOf(1), linuxOf(2));
+    expectOnePointerThatCopiesDeeply(OperatingSystemMinorVersion(OperatingSystemPlatform::LINUX(), 1),
+                                     OperatingSystemMinorVersion(OperatingSystemPlatform::WINDOWS(), 1));
+}
+
+TEST(PublicVocabulary, numbersAreTheModels)
+{
+    auto const sameValue = [](auto const& handle, auto const& model) {
+        EXPECT_EQ(handle.value(), model.value());
+    };
+    auto const sameValueAndPlatform = [](auto const& handle, auto const& model) {
+        EXPECT_EQ(handle.value(), model.value());
+        EXPECT_EQ(handle.platform(), OperatingSystemPlatform(model.platform()));
+    };
+    forEachRow<OperatingSystemPlatform, zel::OperatingSystemPlatformImp>(sameValue);
+    forEachRow<OperatingSystemArchitecture, zel::OperatingSystemArchitectureImp>(sameValue);
+    forEachRow<OperatingSystemMajorVersion, zel::OperatingSystemMajorVersionImp>(sameValueAndPlatform);
+    forEachRow<OperatingSystemDistribution, zel::OperatingSystemDistributionImp>(sameValueAndPlatform);
+    EXPECT_EQ(OperatingSystemDistribution::LIN_SUSE().value(), 35);
+    EXPECT_EQ(OperatingSystemMajorVersion::ALL_MAJORS().value(), -1);
+    EXPECT_EQ(OperatingSystemArchitecture::X86_64().longText(), "x86 64-bit");
+    EXPECT_EQ(OperatingSystemArchitecture::ALL_ARCHITECTURES().longText(), "All architectures");
 }
 
 TEST(PublicVocabulary, defaultsAndUnknownNames)

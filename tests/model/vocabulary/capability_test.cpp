@@ -54,6 +54,7 @@ TEST(Capability, unionIntersectionAndInclusion)
 
 TEST(Capability, textsThatAreHardToRead)
 {
+    std::size_t const rowsButNilAllAndInvalid = CapabilityImp::table().size() - 3;
     struct
     {
         char const* text;
@@ -67,7 +68,7 @@ TEST(Capability, textsThatAreHardToRead)
         {"FD,FD", "FD", 1},
         {"  PS/2 ", "PS/2", 1},
         {"usb", "usb", 1}, // case counts: not the constant
-        {"USB, All, FD", "All", 247},
+        {"USB, All, FD", "All", rowsButNilAllAndInvalid},
         {"3DNOW", "3DNOW", 1},
         {"Zażółć", "Zażółć", 1},
     };
@@ -88,7 +89,8 @@ TEST(Capability, everythingReadOneByOneIsNotAll)
         if (row != static_cast<int>(CapabilityImp::Code::ALL))
             every |= CapabilityImp(static_cast<CapabilityImp::Code>(row));
     }
-    EXPECT_EQ(every.primitiveCapabilityCount(), 248u); // all rows but NIL and ALL
+    EXPECT_EQ(every.primitiveCapabilityCount(),
+              CapabilityImp::table().size() - 2); // all rows but NIL and ALL
     EXPECT_FALSE(every.isAll());
     EXPECT_FALSE(every.isCapable(CapabilityImp::ALL()));
     EXPECT_TRUE(CapabilityImp::ALL().isCapable(every));

@@ -4,7 +4,7 @@
 
 namespace zel {
 
-/// Kind of an alert.
+/// Kind of an alert. By default a constant outside the table: an alert of no stated kind is not "ALL".
 class ZEL_EXPORT AlertTypeImp : public VocabularyConstant<AlertTypeImp>
 {
 public:

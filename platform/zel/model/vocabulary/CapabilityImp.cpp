@@ -18,6 +18,7 @@ VocabularyTable const& CapabilityImp::table()
     return table;
 }
 
+// A set has words that live on the heap, so its constants cannot be made before the process runs.
 CapabilityImp const& CapabilityImp::constant(Code code)
 {
     static std::vector<CapabilityImp> const& constants = *[] {
@@ -107,7 +108,7 @@ int CapabilityImp::rank() const
 {
     if (m_rows.empty())
         return 0;
-    int greatest = m_words.empty() ? -1 : 0;
+    int greatest = m_words.empty() ? -1 : 0; // no row ranks below -1; a word ranks 0
     for (int row = 0; row < kRowCount; ++row) {
         if (m_rows.has(static_cast<std::size_t>(row)))
             greatest = std::max(greatest, kRows[row].number);
@@ -115,6 +116,7 @@ int CapabilityImp::rank() const
     return greatest;
 }
 
+// Keeps the words sorted and each once, so that equal sets compare equal member by member.
 void CapabilityImp::addWords(std::vector<String> words)
 {
     if (isAll()) {

@@ -4,7 +4,7 @@
 
 namespace zel {
 
-/// Bus type of a device's children.
+/// Bus type of a device's children. By default a constant outside the table: no bus.
 class ZEL_EXPORT ChildBusTypeImp : public VocabularyConstant<ChildBusTypeImp>
 {
 public:

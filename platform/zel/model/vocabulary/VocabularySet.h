@@ -1,5 +1,5 @@
 #pragma once
-// A set of rows of one vocabulary, one of which stands for all of them.
+// A set of rows of one vocabulary, one of which (its "All") stands for every row, those yet to come included.
 
 #include <bitset>
 #include <cstddef>

@@ -1,7 +1,7 @@
 #pragma once
 // The pattern of a closed vocabulary: constants from one `.def` table, looked up by text, compared by row.
 //
-// A table `vocabulary/X.def` holds one ZEL_CONSTANT(accessor, text, numbers...) a constant. Who includes it
+// A table `tables/X.def` holds one ZEL_CONSTANT(accessor, text, numbers...) a constant. Who includes it
 // says what becomes of a row: a static accessor's declaration, its definition, an enumerator, a
 // VocabularyRow. So a constant is added by adding its line, and nothing else.
 //
