@@ -12,6 +12,7 @@
 namespace {
 
 using namespace krel5::modules;
+using namespace krel5::modules::storage;
 
 constexpr std::uint64_t kFileBytes = std::uint64_t(256) << 20;
 constexpr std::size_t kBlock = std::size_t(1) << 20;

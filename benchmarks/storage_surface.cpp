@@ -10,13 +10,14 @@
 namespace {
 
 using namespace krel5::modules;
+using namespace krel5::modules::storage;
 
 struct PrintingHost : TestHost
 {
     void progress(int) override {}
     bool stopRequested() override { return false; }
-    void fault(Fault const& fault) override { std::fprintf(stderr, "%s\n", fault.m_eventKey.c_str()); }
-    void problem(Report const& report) override { std::fprintf(stderr, "%s\n", report.m_eventKey.c_str()); }
+    void fault(Fault const& fault) override { std::fprintf(stderr, "%s\n", fault.m_eventKey.text()); }
+    void problem(Report const& report) override { std::fprintf(stderr, "%s\n", report.m_eventKey.text()); }
     void note(Report const&) override {}
 };
 

@@ -40,10 +40,10 @@ bool inFirstPass() { return DiagModule::getCurrentPass() <= 1; }
 
 } // namespace
 
-void DiagHost::createEvents(std::initializer_list<char const*> keys)
+void DiagHost::createEvents(std::span<EventKey const> keys)
 {
-    for (auto const* key : keys)
-        m_events[key] = DiagModule::createEvent(key);
+    for (EventKey const key : keys)
+        m_events[key.text()] = DiagModule::createEvent(key.text());
 }
 
 void DiagHost::createTexts(std::span<LocalText const> texts)
@@ -81,18 +81,21 @@ bool DiagHost::stopRequested() { return DiagModule::checkForStop(); }
 void DiagHost::fault(Fault const& fault)
 {
     sendKeptNotes();
-    DiagModule::error(filled(fault), fault.m_file, fault.m_line);
+    Event const event = filled(fault);
+    DiagModule::error(&event, fault.m_file, fault.m_line);
 }
 
 void DiagHost::warning(Report const& report)
 {
-    DiagModule::warning(filled(report), report.m_file, report.m_line);
+    Event const event = filled(report);
+    DiagModule::warning(&event, report.m_file, report.m_line);
 }
 
 void DiagHost::problem(Report const& report)
 {
     sendKeptNotes();
-    DiagModule::error(filled(report), report.m_file, report.m_line);
+    Event const event = filled(report);
+    DiagModule::error(&event, report.m_file, report.m_line);
 }
 
 void DiagHost::note(Report const& report)
@@ -103,7 +106,8 @@ void DiagHost::note(Report const& report)
 
 void DiagHost::signOfLife(Report const& report)
 {
-    DiagModule::informative(filled(report), report.m_file, report.m_line);
+    Event const event = filled(report);
+    DiagModule::informative(&event, report.m_file, report.m_line);
 }
 
 void DiagHost::sendKeptNotes()
@@ -112,11 +116,12 @@ void DiagHost::sendKeptNotes()
         signOfLife(kept);
 }
 
-Event* DiagHost::filled(Report const& report)
+Event DiagHost::filled(Report const& report) const
 {
-    Event* const event = m_events.at(report.m_eventKey);
+    auto const found = m_events.find(report.m_eventKey.text());
+    Event event = found != m_events.end() ? *found->second : Event(report.m_eventKey.text(), 0);
     for (auto const& [name, value] : report.m_values)
-        event->setVariable(name.c_str(), Value(value.c_str()));
+        event.setVariable(name.c_str(), Value(value.c_str()));
     return event;
 }
 

@@ -2,10 +2,12 @@
 // Runs the checking code of a shipped module under krel5::DiagModule.
 //
 //     static DiagHost s_host;
-//     static TestResult quick(DiagDevice const&) { return s_host.run([](TestHost& host) { return check(host);
-//     }); }
+//     static TestResult quick(DiagDevice const&)
+//     {
+//         return s_host.run([](TestHost& host) { return check(host); });
+//     }
 //     ...
-//     s_host.createEvents({"MemoryFault", "MemorySeed"});     // before DiagModule::start()
+//     s_host.createEvents(kEvents); // before DiagModule::start()
 //
 // Thread rule: the module's main thread only.
 
@@ -13,7 +15,6 @@
 #include <common/TestHost.h>
 
 #include <functional>
-#include <initializer_list>
 #include <map>
 #include <span>
 #include <string>
@@ -29,9 +30,9 @@ namespace krel5::modules {
 class DiagHost : public TestHost
 {
 public:
-    /// The events that the checking code sends; a report whose event was not created here is an internal
-    /// error.
-    void createEvents(std::initializer_list<char const*> keys);
+    /// The events that the checking code sends. A report whose event was not created here goes out all the
+    /// same, as an event without a number: what was found counts for more than its form.
+    void createEvents(std::span<EventKey const> keys);
     /// The pieces of text that reports are made of; one that was not created here stays English.
     void createTexts(std::span<LocalText const> texts);
 
@@ -50,10 +51,10 @@ public:
     std::string text(LocalText const& text, TextValues const& values = {}) override;
 
 private:
-    Event* filled(Report const& report);
+    Event filled(Report const& report) const;
     void sendKeptNotes();
 
-    std::map<std::string, Event*> m_events;          // the library's
+    std::map<std::string, Event const*> m_events;    // the library's
     std::map<std::string, LocalizedString*> m_texts; // the library's
     LocalizedString* m_running = nullptr;            // the library's
     PassNotes m_notes;

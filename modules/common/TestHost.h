@@ -15,6 +15,7 @@
 // Thread rule: only the thread that called the checking code calls the host. Worker threads hand their
 // findings to that thread and poll an atomic for the stop request (see Workers.h).
 
+#include <common/EventKey.h>
 #include <common/LocalText.h>
 
 #include <string>
@@ -41,15 +42,15 @@ enum class Outcome {
 /// variables in the order in which they are to be shown. Names have no blanks.
 struct Report
 {
-    std::string m_eventKey;
+    EventKey m_eventKey;
     std::vector<std::pair<std::string, std::string>> m_values;
     char const* m_file; ///< where the checking code made the report
     int m_line;
 
     // Built-ins, since clang 14 has no std::source_location.
-    Report(std::string eventKey, std::vector<std::pair<std::string, std::string>> values,
+    Report(EventKey eventKey, std::vector<std::pair<std::string, std::string>> values,
            char const* file = __builtin_FILE(), int line = __builtin_LINE())
-        : m_eventKey(std::move(eventKey)), m_values(std::move(values)), m_file(file), m_line(line)
+        : m_eventKey(eventKey), m_values(std::move(values)), m_file(file), m_line(line)
     {}
 };
 

@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-namespace krel5::modules {
+namespace krel5::modules::cpu {
 
 std::string Answer::text() const
 {
@@ -41,4 +41,4 @@ bool hasFeature(CpuFeature feature) noexcept
 #endif
 }
 
-} // namespace krel5::modules
+} // namespace krel5::modules::cpu

@@ -1,5 +1,6 @@
 #include <common/Workers.h>
 #include <cpu/Coherence.h>
+#include <cpu/Events.h>
 #include <cpu/Texts.h>
 
 #include <common/ErrorText.h>
@@ -13,7 +14,7 @@
 #include <optional>
 #include <thread>
 
-namespace krel5::modules {
+namespace krel5::modules::cpu {
 namespace {
 
 // Two lines, as some processors fetch them in pairs.
@@ -243,7 +244,7 @@ std::string hexadecimal(std::uint64_t value)
 
 void reportWrong(TestHost& host, std::pair<unsigned, unsigned> cores, Incoherence const& wrong)
 {
-    host.fault({"CpuIncoherent",
+    host.fault({kEventIncoherent,
                 {{"CoreA", std::to_string(cores.first)},
                  {"CoreB", std::to_string(cores.second)},
                  {"Check", host.text(wrong.m_check)},
@@ -285,11 +286,11 @@ Outcome runCoherenceTest(TestHost& host, CpuAffinity& affinity, CoherenceOptions
 {
     std::vector<unsigned> const cores = affinity.usable();
     if (cores.empty()) {
-        host.problem({"CpuNothingToRun", {{"Cores", "0"}, {"Kernels", "1"}}});
+        host.problem({kEventNothingToRun, {{"Cores", "0"}, {"Kernels", "1"}}});
         return Outcome::CannotRun;
     }
     if (cores.size() == 1) {
-        host.problem({"CpuSingleCore", {{"Core", std::to_string(cores[0])}}});
+        host.problem({kEventSingleCore, {{"Core", std::to_string(cores[0])}}});
         return Outcome::NotApplicable;
     }
     auto const pairs = corePairs(cores, mostPairs(options, cores.size()));
@@ -303,7 +304,7 @@ Outcome runCoherenceTest(TestHost& host, CpuAffinity& affinity, CoherenceOptions
             failed = true;
         }
         if (result.m_unusable) {
-            host.problem({"CpuCoreNotUsable",
+            host.problem({kEventCoreNotUsable,
                           {{"Core", std::to_string(result.m_unusable->first)},
                            {"Reason", errorText(result.m_unusable->second)}}});
             return failed ? Outcome::Fail : Outcome::CannotRun;
@@ -311,9 +312,9 @@ Outcome runCoherenceTest(TestHost& host, CpuAffinity& affinity, CoherenceOptions
         if (!result.m_finished)
             return failed ? Outcome::Fail : Outcome::Stopped;
     }
-    host.note({"CpuCoherenceTested",
+    host.note({kEventCoherenceTested,
                {{"Cores", std::to_string(cores.size())}, {"Pairs", std::to_string(pairs.size())}}});
     return failed ? Outcome::Fail : Outcome::Pass;
 }
 
-} // namespace krel5::modules
+} // namespace krel5::modules::cpu

@@ -19,7 +19,7 @@
 #include <cstdint>
 #include <utility>
 
-namespace krel5::modules {
+namespace krel5::modules::cpu {
 
 /// Stands between a load from shared memory and its check, so that a test can play a core that reads wrongly.
 using LoadTap = std::uint64_t (*)(unsigned core, std::uint64_t loaded) noexcept;
@@ -44,4 +44,4 @@ Outcome runCoherenceTest(TestHost& host, CpuAffinity& affinity, CoherenceOptions
 /// share no core.
 std::vector<std::pair<unsigned, unsigned>> corePairs(std::vector<unsigned> const& cores, unsigned most);
 
-} // namespace krel5::modules
+} // namespace krel5::modules::cpu

@@ -1,5 +1,6 @@
 #include <common/Workers.h>
 #include <cpu/CoreTest.h>
+#include <cpu/Events.h>
 
 #include <common/ErrorText.h>
 #include <common/Stopwatch.h>
@@ -8,7 +9,7 @@
 #include <mutex>
 #include <optional>
 
-namespace krel5::modules {
+namespace krel5::modules::cpu {
 namespace {
 
 struct Wrong
@@ -114,7 +115,7 @@ std::vector<Kernel const*> runnable(TestHost& host, KernelTable kernels)
             left += (left.empty() ? "" : ",") + std::string(kernel.m_name);
     }
     if (!left.empty())
-        host.note({"CpuKernelsLeftOut", {{"Kernels", left}}});
+        host.note({kEventKernelsLeftOut, {{"Kernels", left}}});
     return chosen;
 }
 
@@ -123,7 +124,7 @@ void reportFindings(TestHost& host, Findings& findings, std::size_t cores, std::
     std::sort(findings.m_wrong.begin(), findings.m_wrong.end(),
               [](Wrong const& a, Wrong const& b) { return a.m_core < b.m_core; });
     for (Wrong const& wrong : findings.m_wrong)
-        host.fault({"CpuWrongAnswer",
+        host.fault({kEventWrongAnswer,
                     {{"Core", std::to_string(wrong.m_core)},
                      {"Kernel", wrong.m_kernel->m_name},
                      {"Expected", wrong.m_kernel->m_expected.text()},
@@ -131,7 +132,7 @@ void reportFindings(TestHost& host, Findings& findings, std::size_t cores, std::
                      {"Seed", std::to_string(wrong.m_seed)},
                      {"Count", std::to_string(wrong.m_count)},
                      {"Source", wrong.m_kernel->m_source}}});
-    host.note({"CpuTested",
+    host.note({kEventTested,
                {{"Cores", std::to_string(cores)},
                 {"Kernels", std::to_string(kernels)},
                 {"Runs", std::to_string(findings.m_runs)}}});
@@ -145,12 +146,12 @@ Outcome runCoreTest(TestHost& host, KernelTable kernels, CpuAffinity& affinity,
     std::vector<unsigned> const cores = affinity.usable();
     auto const chosen = runnable(host, kernels);
     if (cores.empty() || chosen.empty()) {
-        host.problem({"CpuNothingToRun",
+        host.problem({kEventNothingToRun,
                       {{"Cores", std::to_string(cores.size())}, {"Kernels", std::to_string(chosen.size())}}});
         return Outcome::CannotRun;
     }
     Findings findings;
-    host.note({"CpuSeed", {{"Seed", std::to_string(options.m_seed)}}});
+    host.note({kEventSeed, {{"Seed", std::to_string(options.m_seed)}}});
     CoreRun run(chosen, affinity, options, findings);
     bool finished = true;
     if (options.m_allAtOnce) {
@@ -169,7 +170,7 @@ Outcome runCoreTest(TestHost& host, KernelTable kernels, CpuAffinity& affinity,
     }
     reportFindings(host, findings, cores.size(), chosen.size());
     if (findings.m_unusable) {
-        host.problem({"CpuCoreNotUsable",
+        host.problem({kEventCoreNotUsable,
                       {{"Core", std::to_string(findings.m_unusable->first)},
                        {"Reason", errorText(findings.m_unusable->second)}}});
         return findings.m_wrong.empty() ? Outcome::CannotRun : Outcome::Fail;
@@ -179,4 +180,4 @@ Outcome runCoreTest(TestHost& host, KernelTable kernels, CpuAffinity& affinity,
     return finished ? Outcome::Pass : Outcome::Stopped;
 }
 
-} // namespace krel5::modules
+} // namespace krel5::modules::cpu

@@ -12,7 +12,7 @@
 #include <cpu/CpuAffinity.h>
 #include <cpu/Kernel.h>
 
-namespace krel5::modules {
+namespace krel5::modules::cpu {
 
 struct CoreTestOptions
 {
@@ -33,4 +33,4 @@ struct CoreTestOptions
 Outcome runCoreTest(TestHost& host, KernelTable kernels, CpuAffinity& affinity,
                     CoreTestOptions const& options);
 
-} // namespace krel5::modules
+} // namespace krel5::modules::cpu

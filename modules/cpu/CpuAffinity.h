@@ -3,7 +3,7 @@
 
 #include <vector>
 
-namespace krel5::modules {
+namespace krel5::modules::cpu {
 
 /// Thread rule: `pin` concerns the calling thread alone and may be called from any thread.
 struct CpuAffinity
@@ -18,4 +18,4 @@ struct CpuAffinity
 /// The running system's.
 CpuAffinity& systemAffinity();
 
-} // namespace krel5::modules
+} // namespace krel5::modules::cpu

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstddef>
 
-namespace krel5::modules {
+namespace krel5::modules::cpu {
 namespace {
 
 enum class Operation { Add, Multiply, Divide, SquareRoot, FusedMultiplyAdd };
@@ -337,4 +337,4 @@ constexpr Kernel kKernels[] = {
 
 KernelTable floatingPointKernels() noexcept { return kKernels; }
 
-} // namespace krel5::modules
+} // namespace krel5::modules::cpu

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstring>
 
-namespace krel5::modules {
+namespace krel5::modules::cpu {
 namespace {
 
 constexpr std::size_t kMaxLimbs = 20;
@@ -367,4 +367,4 @@ constexpr Kernel kKernels[] = {
 
 KernelTable integerKernels() noexcept { return kKernels; }
 
-} // namespace krel5::modules
+} // namespace krel5::modules::cpu

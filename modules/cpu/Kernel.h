@@ -18,7 +18,7 @@
 #include <span>
 #include <string>
 
-namespace krel5::modules {
+namespace krel5::modules::cpu {
 
 /// What a processor must offer beyond its base instruction set for a kernel to run on it.
 enum class CpuFeature { None, Sse42, Aes, Avx2Fma, Avx512 };
@@ -87,4 +87,4 @@ private:
 
 __extension__ typedef unsigned __int128 Uint128;
 
-} // namespace krel5::modules
+} // namespace krel5::modules::cpu

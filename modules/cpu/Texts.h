@@ -3,7 +3,7 @@
 
 #include <common/LocalText.h>
 
-namespace krel5::modules {
+namespace krel5::modules::cpu {
 
 #define MODULE_TEXT(constant, key, english) inline constexpr LocalText constant{key, english};
 #include <cpu/Texts.def>
@@ -13,4 +13,4 @@ inline constexpr LocalText kTexts[] = {
 #include <cpu/Texts.def>
 };
 
-} // namespace krel5::modules
+} // namespace krel5::modules::cpu

@@ -8,7 +8,7 @@
 #include <immintrin.h>
 #endif
 
-namespace krel5::modules {
+namespace krel5::modules::cpu {
 namespace {
 
 constexpr std::uint64_t kMixConstant = 0x13198A2E03707344; // of the fraction of pi
@@ -188,4 +188,4 @@ constexpr Kernel kKernels[] = {
 
 KernelTable vectorKernels() noexcept { return kKernels; }
 
-} // namespace krel5::modules
+} // namespace krel5::modules::cpu

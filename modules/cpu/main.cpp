@@ -1,9 +1,10 @@
 // The module "cpu": tests of the processors that this process may use.
 
-#include <common/RandomSeed.h>
+#include <common/SeedParameter.h>
 #include <common/TimedHost.h>
 #include <cpu/Coherence.h>
 #include <cpu/CoreTest.h>
+#include <cpu/Events.h>
 #include <cpu/Texts.h>
 
 #include <krel5/DataType.h>
@@ -19,6 +20,7 @@ namespace {
 
 using namespace krel5;
 using namespace krel5::modules;
+using namespace krel5::modules::cpu;
 
 TimedHost s_host;
 Parameter* s_seconds = nullptr;
@@ -26,17 +28,11 @@ Parameter* s_pairs = nullptr;
 Parameter* s_rounds = nullptr;
 Parameter* s_seed = nullptr;
 
-std::uint64_t seedOfRun()
-{
-    Value seed{DataType::UINT64()};
-    return s_seed->value(seed) ? seed.valueUint64() : randomSeed();
-}
-
 CoreTestOptions coreOptions(bool allAtOnce)
 {
     CoreTestOptions options;
     options.m_seconds = s_seconds->value().valueDouble();
-    options.m_seed = seedOfRun();
+    options.m_seed = seedOfRun(*s_seed);
     options.m_allAtOnce = allAtOnce;
     return options;
 }
@@ -88,9 +84,8 @@ int main(int argc, char** argv)
         DiagModule::createParameter("SecondsPerCore", DataType::DOUBLE(), "2", false, false, "0..86400");
     s_pairs = DiagModule::createParameter("MaxPairs", DataType::UINT32(), "0", false, false, "0..");
     s_rounds = DiagModule::createParameter("Rounds", DataType::UINT32(), "100000", false, false, "1..");
-    s_seed = DiagModule::createParameter("Seed", DataType::UINT64(), "", false);
-    s_host.createEvents({"CpuWrongAnswer", "CpuIncoherent", "CpuCoreNotUsable", "CpuNothingToRun",
-                         "CpuSingleCore", "CpuKernelsLeftOut", "CpuSeed", "CpuTested", "CpuCoherenceTested"});
+    s_seed = createSeedParameter();
+    s_host.createEvents(kEvents);
     s_host.createTexts(kTexts);
     createCpuTest("integer", eachCore<integerKernels>)->addParameter(s_seconds)->addParameter(s_seed);
     createCpuTest("floatingpoint", eachCore<floatingPointKernels>)

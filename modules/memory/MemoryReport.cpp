@@ -1,3 +1,4 @@
+#include <memory/Events.h>
 #include <memory/MemoryReport.h>
 #include <memory/Texts.h>
 #include <memory/linux/LockedMemory.h>

@@ -1,5 +1,5 @@
 #pragma once
-// What the memory tests send through their host. The variables of each event are listed in memory.w4p.
+// How the memory tests tell the faults that they find.
 
 #include <common/TestHost.h>
 #include <memory/Checker.h>
@@ -7,14 +7,6 @@
 #include <cstdint>
 
 namespace krel5::modules::memory {
-
-inline constexpr char kEventFault[] = "MemoryFault";
-inline constexpr char kEventMoreFaults[] = "MemoryMoreFaults";
-inline constexpr char kEventParameters[] = "MemoryParameters";
-inline constexpr char kEventNoMemory[] = "MemoryUnavailable";
-inline constexpr char kEventNotPermitted[] = "MemoryLockRefused";
-inline constexpr char kEventRegion[] = "MemoryRegion";
-inline constexpr char kEventSeed[] = "MemorySeed";
 
 /// Sends each fault as a kEventFault with the address as offset into the region, as virtual and, where the
 /// system tells, as physical address.

@@ -2,6 +2,7 @@
 
 #include <common/RandomSeed.h>
 #include <memory/CheckRegion.h>
+#include <memory/Events.h>
 #include <memory/RegionSize.h>
 #include <memory/Texts.h>
 #include <memory/linux/LockedMemory.h>

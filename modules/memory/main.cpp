@@ -1,6 +1,8 @@
 // The module "memory": tests of the machine's main memory.
 
 #include <common/DiagHost.h>
+#include <common/SeedParameter.h>
+#include <memory/Events.h>
 #include <memory/MemoryReport.h>
 #include <memory/MemoryTest.h>
 #include <memory/Texts.h>
@@ -26,14 +28,6 @@ Parameter* s_threads = nullptr;
 Parameter* s_flush = nullptr;
 Parameter* s_seed = nullptr;
 
-std::optional<std::uint64_t> seedThatWasSet()
-{
-    Value seed{DataType::UINT64()};
-    if (!s_seed->value(seed))
-        return std::nullopt;
-    return seed.valueUint64();
-}
-
 template <Algorithm kAlgorithm>
 TestResult runTest(DiagDevice const&)
 {
@@ -42,7 +36,7 @@ TestResult runTest(DiagDevice const&)
         settings.m_mebibytes = s_size->value().valueUint64();
         settings.m_threads = s_threads->value().valueUint32();
         if (kAlgorithm == Algorithm::Random)
-            settings.m_seed = seedThatWasSet();
+            settings.m_seed = seedThatWasSet(*s_seed);
         if (!readFlushMode(host, s_flush->value().valueString().getUTF8Buffer(), settings.m_flush))
             return Outcome::BadParameters;
         return runMemoryTest(host, kAlgorithm, settings);
@@ -71,9 +65,8 @@ int main(int argc, char** argv)
     s_size = DiagModule::createParameter("SizeMiB", DataType::UINT64(), "0", false);
     s_threads = DiagModule::createParameter("Threads", DataType::UINT32(), "0", false, false, "0..1024");
     s_flush = DiagModule::createParameter("CacheFlush", DataType::STRING(), "pass", false);
-    s_seed = DiagModule::createParameter("Seed", DataType::UINT64(), "", false);
-    s_host.createEvents({kEventFault, kEventMoreFaults, kEventParameters, kEventNoMemory, kEventNotPermitted,
-                         kEventRegion, kEventSeed});
+    s_seed = createSeedParameter();
+    s_host.createEvents(kEvents);
     s_host.createTexts(kTexts);
     createMemoryTest("quick", runTest<Algorithm::Quick>);
     createMemoryTest("thorough", runTest<Algorithm::Thorough>);

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 
-namespace krel5::modules {
+namespace krel5::modules::storage {
 namespace {
 
 using Kind = BlockVerdict::Kind;
@@ -189,4 +189,4 @@ void BlockReader::narrow(std::uint64_t offset, std::span<std::byte> block, Block
     m_failuresLeft = std::min(m_failuresLeft + kFurtherFailures, kMostFailures);
 }
 
-} // namespace krel5::modules
+} // namespace krel5::modules::storage

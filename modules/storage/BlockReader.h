@@ -13,7 +13,7 @@
 #include <functional>
 #include <vector>
 
-namespace krel5::modules {
+namespace krel5::modules::storage {
 
 struct BadRange
 {
@@ -86,4 +86,4 @@ private:
     unsigned m_failuresLeft = kMostFailures;
 };
 
-} // namespace krel5::modules
+} // namespace krel5::modules::storage

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <span>
 
-namespace krel5::modules {
+namespace krel5::modules::storage {
 
 /// What one read brought. Fewer bytes than asked for without an error is a short read.
 struct ReadOutcome
@@ -44,4 +44,4 @@ struct ContentCheck
     virtual std::size_t firstWrong(std::uint64_t offset, std::span<std::byte const> bytes) const = 0;
 };
 
-} // namespace krel5::modules
+} // namespace krel5::modules::storage

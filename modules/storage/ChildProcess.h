@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace krel5::modules {
+namespace krel5::modules::storage {
 
 struct ChildLimits
 {
@@ -44,4 +44,4 @@ ChildResult runChild(std::vector<std::string> const& words, ChildLimits const& l
 /// one.
 std::string findProgram(std::string const& name);
 
-} // namespace krel5::modules
+} // namespace krel5::modules::storage

@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-namespace krel5::modules {
+namespace krel5::modules::storage {
 namespace {
 
 // Fits the second-level cache, so that checking stays far faster than any drive.
@@ -59,4 +59,4 @@ std::size_t SeededContent::firstWrong(std::uint64_t offset, std::span<std::byte 
     return bytes.size();
 }
 
-} // namespace krel5::modules
+} // namespace krel5::modules::storage

@@ -12,7 +12,7 @@
 
 #include <vector>
 
-namespace krel5::modules {
+namespace krel5::modules::storage {
 
 class SeededContent : public ContentCheck
 {
@@ -33,4 +33,4 @@ private:
     std::vector<std::byte> m_tiles;
 };
 
-} // namespace krel5::modules
+} // namespace krel5::modules::storage

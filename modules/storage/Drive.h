@@ -17,7 +17,7 @@
 #include <string>
 #include <vector>
 
-namespace krel5::modules {
+namespace krel5::modules::storage {
 
 struct OpenedSource
 {
@@ -52,4 +52,4 @@ OpenedSource makeScratchFileIn(std::string const& directory, std::uint64_t size,
 OpenedSource makeScratchFile(std::vector<std::string> const& directories, std::uint64_t size,
                              SeededContent const& content, ScratchProgress const& progress);
 
-} // namespace krel5::modules
+} // namespace krel5::modules::storage

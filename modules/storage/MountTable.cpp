@@ -4,7 +4,7 @@
 #include <charconv>
 #include <optional>
 
-namespace krel5::modules {
+namespace krel5::modules::storage {
 namespace {
 
 std::vector<std::string_view> words(std::string_view line)
@@ -106,4 +106,4 @@ std::vector<std::string> writableMounts(std::vector<Mount> const& mounts,
     return directories;
 }
 
-} // namespace krel5::modules
+} // namespace krel5::modules::storage

@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-namespace krel5::modules {
+namespace krel5::modules::storage {
 
 using DeviceNumber = std::pair<unsigned, unsigned>; ///< major, minor
 
@@ -29,4 +29,4 @@ std::vector<Mount> parseMountInfo(std::string_view text);
 std::vector<std::string> writableMounts(std::vector<Mount> const& mounts,
                                         std::vector<DeviceNumber> const& devices);
 
-} // namespace krel5::modules
+} // namespace krel5::modules::storage

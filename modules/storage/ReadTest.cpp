@@ -1,4 +1,5 @@
 #include <storage/BlockReader.h>
+#include <storage/Events.h>
 #include <storage/ReadTest.h>
 #include <storage/SplitMix.h>
 #include <storage/Texts.h>
@@ -11,7 +12,7 @@
 #include <memory>
 #include <new>
 
-namespace krel5::modules {
+namespace krel5::modules::storage {
 namespace {
 
 struct AlignedDelete
@@ -75,17 +76,17 @@ private:
     std::uint64_t m_count = 0;
 };
 
-char const* eventOf(BadRange::Extent extent)
+EventKey eventOf(BadRange::Extent extent)
 {
     switch (extent) {
     case BadRange::Extent::Exact:
-        return "StorageBadSectors";
+        return kEventBadSectors;
     case BadRange::Extent::Within:
-        return "StorageBadWithin";
+        return kEventBadWithin;
     case BadRange::Extent::Whole:
-        return "StorageBadBlock";
+        return kEventBadBlock;
     }
-    return "";
+    return kEventBadBlock;
 }
 
 /// Bad places as they come in, each reported once. Sectors at the end of a block wait for the next one, which
@@ -154,7 +155,7 @@ public:
     ReadSummary run()
     {
         if (m_plan.m_order == ReadPlan::Order::Random)
-            m_host.note({"StorageSeed", {{"Seed", std::to_string(m_plan.m_seed)}}});
+            m_host.note({kEventSeed, {{"Seed", std::to_string(m_plan.m_seed)}}});
         for (std::uint64_t i = 0; i < m_order.count() && m_summary.m_outcome == Outcome::Pass; ++i) {
             if (m_host.stopRequested())
                 m_summary.m_outcome = Outcome::Stopped;
@@ -195,7 +196,7 @@ private:
             endAs(verdict.m_ending, offset, verdict.m_endingError);
         } else {
             if (verdict.m_failedBeforeStop)
-                m_host.warning({"StorageReadNotRepeated", valuesOf(offset, verdict)});
+                m_host.warning({kEventReadNotRepeated, valuesOf(offset, verdict)});
             endAs(verdict.m_kind, offset, verdict.m_error);
         }
     }
@@ -209,11 +210,11 @@ private:
         case BlockVerdict::Kind::Bad:
             return;
         case BlockVerdict::Kind::Gone:
-            return end(Outcome::NoDevice, "StorageDeviceGone", offset, error);
+            return end(Outcome::NoDevice, kEventDeviceGone, offset, error);
         case BlockVerdict::Kind::NoMedia:
-            return end(Outcome::NoMedia, "StorageNoMedia", offset, error);
+            return end(Outcome::NoMedia, kEventNoMedia, offset, error);
         case BlockVerdict::Kind::Refused:
-            return end(Outcome::CannotRun, "StorageReadRefused", offset, error);
+            return end(Outcome::CannotRun, kEventReadRefused, offset, error);
         case BlockVerdict::Kind::Stopped:
             m_summary.m_outcome = Outcome::Stopped;
             return;
@@ -233,7 +234,7 @@ private:
     void failing(std::uint64_t offset, int error)
     {
         if (++m_failingBlocks <= m_plan.m_mostFaults)
-            m_host.signOfLife({"StorageReadFailing",
+            m_host.signOfLife({kEventReadFailing,
                                {{"Lba", std::to_string(offset / m_source.sectorSize())},
                                 {"Offset", std::to_string(offset)},
                                 {"Error", std::to_string(error)},
@@ -244,7 +245,7 @@ private:
     {
         if (++m_repeatedBlocks > m_plan.m_mostFaults)
             return;
-        m_host.warning({"StorageReadRepeated", valuesOf(offset, verdict)});
+        m_host.warning({kEventReadRepeated, valuesOf(offset, verdict)});
     }
 
     void checkContent(std::uint64_t offset, std::span<std::byte const> block)
@@ -252,7 +253,7 @@ private:
         std::size_t const wrong = m_plan.m_check ? m_plan.m_check->firstWrong(offset, block) : block.size();
         if (wrong == block.size())
             return;
-        m_host.fault({"StorageContentWrong",
+        m_host.fault({kEventContentWrong,
                       {{"Lba", std::to_string((offset + wrong) / m_source.sectorSize())},
                        {"Offset", std::to_string(offset + wrong)}}});
         countBad();
@@ -264,14 +265,14 @@ private:
         if (++m_badBlocks < std::max(1u, m_plan.m_mostFaults))
             return;
         m_bad.flush();
-        m_host.warning({"StorageEndedEarly", {{"BadBlocks", std::to_string(m_badBlocks)}}});
+        m_host.warning({kEventEndedEarly, {{"BadBlocks", std::to_string(m_badBlocks)}}});
         m_summary.m_outcome = Outcome::Fail;
     }
 
-    void end(Outcome outcome, char const* eventKey, std::uint64_t offset, int error)
+    void end(Outcome outcome, EventKey event, std::uint64_t offset, int error)
     {
         m_bad.flush();
-        m_host.problem({eventKey,
+        m_host.problem({event,
                         {{"Offset", std::to_string(offset)},
                          {"Error", std::to_string(error)},
                          {"Reason", reasonOf(m_host, error)}}});
@@ -288,7 +289,7 @@ private:
     void finish()
     {
         double const speed = m_summary.megabytesPerSecond();
-        m_host.note({"StorageRead",
+        m_host.note({kEventRead,
                      {{"Blocks", std::to_string(m_blocksRead)},
                       {"Planned", std::to_string(m_order.count())},
                       {"Bad", std::to_string(m_badBlocks)},
@@ -300,7 +301,7 @@ private:
                       {"SlowestMilliseconds", decimal(m_slowestSeconds * 1000, 1)}}});
         if (m_summary.m_outcome == Outcome::Pass && !m_failed && m_plan.m_floor > 0 &&
             speed < m_plan.m_floor) {
-            m_host.fault({"StorageTooSlow", {{"Speed", decimal(speed)}, {"Floor", decimal(m_plan.m_floor)}}});
+            m_host.fault({kEventTooSlow, {{"Speed", decimal(speed)}, {"Floor", decimal(m_plan.m_floor)}}});
             m_failed = true;
         }
         if (m_failed)
@@ -331,7 +332,7 @@ std::optional<Outcome> refusedPlan(TestHost& host, ReadPlan const& plan, std::ui
 {
     if (plan.m_blockSize > 0 && plan.m_blockSize <= kMostBlockSize && plan.m_blockSize % sectorSize == 0)
         return std::nullopt;
-    host.problem({"StorageBadBlockSize",
+    host.problem({kEventBadBlockSize,
                   {{"BlockSize", std::to_string(plan.m_blockSize)},
                    {"SectorSize", std::to_string(sectorSize)},
                    {"Most", std::to_string(kMostBlockSize)}}});
@@ -343,7 +344,7 @@ ReadSummary runReadTest(TestHost& host, BlockSource& source, ReadPlan const& pla
     ReadSummary summary;
     if (source.size() == 0) {
         host.problem(
-            {"StorageNoMedia", {{"Offset", "0"}, {"Error", "0"}, {"Reason", host.text(kTextSizeZero)}}});
+            {kEventNoMedia, {{"Offset", "0"}, {"Error", "0"}, {"Reason", host.text(kTextSizeZero)}}});
         summary.m_outcome = Outcome::NoMedia;
         return summary;
     }
@@ -354,4 +355,4 @@ ReadSummary runReadTest(TestHost& host, BlockSource& source, ReadPlan const& pla
     return ReadRun(host, source, plan).run();
 }
 
-} // namespace krel5::modules
+} // namespace krel5::modules::storage

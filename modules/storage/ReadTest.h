@@ -16,7 +16,7 @@
 
 #include <optional>
 
-namespace krel5::modules {
+namespace krel5::modules::storage {
 
 struct ReadPlan
 {
@@ -65,4 +65,4 @@ std::optional<Outcome> refusedPlan(TestHost& host, ReadPlan const& plan, std::ui
 /// test.
 ReadSummary runReadTest(TestHost& host, BlockSource& source, ReadPlan const& plan);
 
-} // namespace krel5::modules
+} // namespace krel5::modules::storage

@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-namespace krel5::modules {
+namespace krel5::modules::storage {
 namespace {
 
 /// The more a refusal says of the drive's file systems, the higher; what a person can do something about
@@ -71,4 +71,4 @@ OpenedSource firstThatTakes(std::vector<std::string> const& directories,
     return refusal;
 }
 
-} // namespace krel5::modules
+} // namespace krel5::modules::storage

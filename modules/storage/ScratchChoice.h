@@ -10,7 +10,7 @@
 
 #include <storage/Drive.h>
 
-namespace krel5::modules {
+namespace krel5::modules::storage {
 
 enum class ScratchStep { Making, Writing };
 
@@ -25,4 +25,4 @@ bool isDriveFailure(int error, ScratchStep step) noexcept;
 OpenedSource firstThatTakes(std::vector<std::string> const& directories,
                             std::function<OpenedSource(std::string const& directory)> const& make);
 
-} // namespace krel5::modules
+} // namespace krel5::modules::storage

@@ -1,10 +1,11 @@
+#include <storage/Events.h>
 #include <storage/SmartReport.h>
 #include <storage/Texts.h>
 
 #include <algorithm>
 #include <initializer_list>
 
-namespace krel5::modules {
+namespace krel5::modules::storage {
 namespace {
 
 // Bits of smartctl's exit status; smartctl(8).
@@ -46,9 +47,9 @@ struct Mute
 
 Outcome notRead(TestHost& host, Mute const& mute)
 {
-    Report const report{"SmartNotRead", {{"Reason", mute.m_reason}}};
+    Report const report{kEventSmartNotRead, {{"Reason", mute.m_reason}}};
     if (containsOneOf(mute.m_reason, {"Permission denied", "Operation not permitted"})) {
-        host.problem({"SmartRefused", {{"Reason", mute.m_reason}}});
+        host.problem({kEventSmartRefused, {{"Reason", mute.m_reason}}});
         return Outcome::InsufficientPrivilege;
     }
     if (containsOneOf(mute.m_reason, {"No such device", "No such file"})) {
@@ -63,7 +64,7 @@ Outcome notRead(TestHost& host, Mute const& mute)
         host.problem(report);
         return Outcome::CannotRun;
     }
-    host.problem({"SmartNotSupported", {{"Reason", mute.m_reason}}});
+    host.problem({kEventSmartNotSupported, {{"Reason", mute.m_reason}}});
     return Outcome::NotSupported;
 }
 
@@ -133,14 +134,14 @@ bool judgeAttributes(TestHost& host, SmartReport const& report, int exitStatus)
         bool const failedBefore =
             !failsNow(attribute) && !attribute.m_whenFailed.empty() && attribute.m_whenFailed != "-";
         if (failsNow(attribute) && ++now <= kMostNamed)
-            host.fault({"SmartAttributeFailing", valuesOf(attribute)});
+            host.fault({kEventSmartAttributeFailing, valuesOf(attribute)});
         if (failedBefore && ++before <= kMostNamed)
-            host.warning({"SmartAttributeFailedBefore", valuesOf(attribute)});
+            host.warning({kEventSmartAttributeFailedBefore, valuesOf(attribute)});
     }
     if (now == 0 && (exitStatus & kBelowThreshold))
-        host.fault({"SmartFailing", {{"Reason", host.text(kTextBelowThreshold)}}});
+        host.fault({kEventSmartFailing, {{"Reason", host.text(kTextBelowThreshold)}}});
     if (before == 0 && (exitStatus & kWasBelowThreshold))
-        host.warning({"SmartUnnamedFailedBefore", {}});
+        host.warning({kEventSmartUnnamedFailedBefore, {}});
     return now > 0 || (exitStatus & kBelowThreshold) != 0;
 }
 
@@ -164,18 +165,18 @@ void judgeCounts(TestHost& host, SmartReport const& report)
     };
     for (Counted const& one : counted)
         if (SmartAttribute const* const attribute = countOf(one.m_id))
-            host.warning({"SmartCount",
+            host.warning({kEventSmartCount,
                           {{"Id", std::to_string(one.m_id)},
                            {"Name", attribute->m_name},
                            {"Count", std::to_string(*attribute->m_count)},
                            {"Meaning", host.text(one.m_meaning)}}});
     constexpr int kLinkErrors = 199;
     if (SmartAttribute const* const link = countOf(kLinkErrors))
-        host.note({"SmartLinkErrors", {{"Count", std::to_string(*link->m_count)}}});
+        host.note({kEventSmartLinkErrors, {{"Count", std::to_string(*link->m_count)}}});
     if (report.m_grownDefects.value_or(0) > 0)
-        host.warning({"SmartGrownDefects", {{"Count", std::to_string(*report.m_grownDefects)}}});
+        host.warning({kEventSmartGrownDefects, {{"Count", std::to_string(*report.m_grownDefects)}}});
     if (report.m_uncorrected.value_or(0) > 0)
-        host.warning({"SmartUncorrected", {{"Count", std::to_string(*report.m_uncorrected)}}});
+        host.warning({kEventSmartUncorrected, {{"Count", std::to_string(*report.m_uncorrected)}}});
 }
 
 std::string orUnknown(TestHost& host, std::optional<std::uint64_t> number)
@@ -186,14 +187,14 @@ std::string orUnknown(TestHost& host, std::optional<std::uint64_t> number)
 void judgeWear(TestHost& host, NvmeHealth const& health)
 {
     if (health.m_mediaErrors > 0)
-        host.warning({"SmartMediaErrors", {{"Count", std::to_string(health.m_mediaErrors)}}});
+        host.warning({kEventSmartMediaErrors, {{"Count", std::to_string(health.m_mediaErrors)}}});
     if (health.m_spare && health.m_spareThreshold && *health.m_spare < *health.m_spareThreshold)
-        host.warning({"SmartSpareLow",
+        host.warning({kEventSmartSpareLow,
                       {{"Spare", std::to_string(*health.m_spare)},
                        {"Threshold", std::to_string(*health.m_spareThreshold)}}});
     if (health.m_percentageUsed >= 100)
-        host.warning({"SmartWorn", {{"PercentageUsed", std::to_string(health.m_percentageUsed)}}});
-    host.note({"SmartWear",
+        host.warning({kEventSmartWorn, {{"PercentageUsed", std::to_string(health.m_percentageUsed)}}});
+    host.note({kEventSmartWear,
                {{"PercentageUsed", std::to_string(health.m_percentageUsed)},
                 {"Spare", orUnknown(host, health.m_spare)},
                 {"Threshold", orUnknown(host, health.m_spareThreshold)}}});
@@ -209,7 +210,7 @@ bool judgeNvme(TestHost& host, NvmeHealth const& health)
     for (unsigned bit = 0; bit < std::size(kCriticalBits); ++bit)
         if (health.m_criticalWarning >> bit & 1u)
             meanings.push_back(host.text(kCriticalBits[bit]));
-    host.fault({"SmartCriticalWarning",
+    host.fault({kEventSmartCriticalWarning,
                 {{"Bits", std::to_string(health.m_criticalWarning)}, {"Meaning", joined(meanings)}}});
     return true;
 }
@@ -219,7 +220,7 @@ bool judgeSelfTests(TestHost& host, SmartReport const& report, int exitStatus)
 {
     SelfTest const* const newest = lastSelfTest(report);
     if (newest && !*newest->m_passed) {
-        host.fault({"SmartSelfTestFailed",
+        host.fault({kEventSmartSelfTestFailed,
                     {{"Type", newest->m_type},
                      {"Status", newest->m_status},
                      {"Hours", orUnknown(host, newest->m_hours)},
@@ -227,7 +228,7 @@ bool judgeSelfTests(TestHost& host, SmartReport const& report, int exitStatus)
         return true;
     }
     if (exitStatus & kSelfTestLog)
-        host.warning({"SmartSelfTestLog", {}});
+        host.warning({kEventSmartSelfTestLog, {}});
     return false;
 }
 
@@ -235,7 +236,7 @@ void tellAge(TestHost& host, SmartReport const& report)
 {
     if (!report.m_temperature && !report.m_hours)
         return;
-    host.note({"SmartAge",
+    host.note({kEventSmartAge,
                {{"Temperature",
                  report.m_temperature ? std::to_string(*report.m_temperature) : host.text(kTextUnknown)},
                 {"Hours", orUnknown(host, report.m_hours)}}});
@@ -249,20 +250,20 @@ Outcome judgeSmart(TestHost& host, SmartReport const& report, int exitStatus)
         return notRead(host, *mute);
     bool failing = report.m_passed == false || (exitStatus & kDiskFailing) != 0;
     if (failing)
-        host.fault({"SmartFailing", {{"Reason", host.text(kTextSaysFailing)}}});
+        host.fault({kEventSmartFailing, {{"Reason", host.text(kTextSaysFailing)}}});
     failing = judgeAttributes(host, report, exitStatus) || failing;
     failing = (report.m_nvme && judgeNvme(host, *report.m_nvme)) || failing;
     failing = judgeSelfTests(host, report, exitStatus) || failing;
     judgeCounts(host, report);
     if (exitStatus & kCommandFailed)
-        host.warning({"SmartCommandFailed", {{"Reason", joined(report.m_errors)}}});
+        host.warning({kEventSmartCommandFailed, {{"Reason", joined(report.m_errors)}}});
     if (exitStatus & kErrorLog)
-        host.warning({"SmartErrorLog", {}});
+        host.warning({kEventSmartErrorLog, {}});
     tellAge(host, report);
-    host.note({"SmartHealth",
+    host.note({kEventSmartHealth,
                {{"Passed", host.text(failing ? kTextNo : kTextYes)},
                 {"Attributes", std::to_string(report.m_attributes.size())}}});
     return failing ? Outcome::Fail : Outcome::Pass;
 }
 
-} // namespace krel5::modules
+} // namespace krel5::modules::storage

@@ -6,7 +6,7 @@
 #include <charconv>
 #include <limits>
 
-namespace krel5::modules {
+namespace krel5::modules::storage {
 namespace {
 
 using Json = nlohmann::json;
@@ -237,4 +237,4 @@ SmartReport parseSmartReport(std::string_view text)
     return report;
 }
 
-} // namespace krel5::modules
+} // namespace krel5::modules::storage

@@ -15,7 +15,7 @@
 #include <string_view>
 #include <vector>
 
-namespace krel5::modules {
+namespace krel5::modules::storage {
 
 struct SmartAttribute
 {
@@ -91,4 +91,4 @@ Outcome judgeSmartRun(TestHost& host, ChildResult const& child, ChildLimits cons
 Outcome runSmartTest(TestHost& host, std::string const& device,
                      std::string const& program = findProgram("smartctl"));
 
-} // namespace krel5::modules
+} // namespace krel5::modules::storage

@@ -1,14 +1,15 @@
+#include <storage/Events.h>
 #include <storage/SmartReport.h>
 #include <storage/Texts.h>
 
 #include <common/ErrorText.h>
 
-namespace krel5::modules {
+namespace krel5::modules::storage {
 namespace {
 
 Outcome cannotRun(TestHost& host, std::string const& reason)
 {
-    host.problem({"SmartNotRead", {{"Reason", reason}}});
+    host.problem({kEventSmartNotRead, {{"Reason", reason}}});
     return Outcome::CannotRun;
 }
 
@@ -17,7 +18,7 @@ Outcome cannotRun(TestHost& host, std::string const& reason)
 Outcome judgeSmartRun(TestHost& host, ChildResult const& child, ChildLimits const& limits)
 {
     if (child.m_leftBehind != 0)
-        host.warning({"SmartProgramLeft", {{"Process", std::to_string(child.m_leftBehind)}}});
+        host.warning({kEventSmartProgramLeft, {{"Process", std::to_string(child.m_leftBehind)}}});
     std::string const seconds = std::to_string(static_cast<long>(limits.m_seconds));
     switch (child.m_end) {
     case ChildResult::End::Exited:
@@ -43,7 +44,8 @@ Outcome runSmartTest(TestHost& host, std::string const& device, std::string cons
         return Outcome::NotSupported; // by this machine, not by the drive
     }
     if (device.empty() || device[0] != '/') { // it could be taken for an option
-        host.problem({"SmartNotSupported", {{"Reason", host.text(kTextNoDevicePath, {{"Device", device}})}}});
+        host.problem(
+            {kEventSmartNotSupported, {{"Reason", host.text(kTextNoDevicePath, {{"Device", device}})}}});
         return Outcome::NotSupported;
     }
     // A drive that answers only some questions lets each of the others run into its time-out.
@@ -54,4 +56,4 @@ Outcome runSmartTest(TestHost& host, std::string const& device, std::string cons
     return judgeSmartRun(host, child, limits);
 }
 
-} // namespace krel5::modules
+} // namespace krel5::modules::storage

@@ -1,3 +1,4 @@
+#include <storage/Events.h>
 #include <storage/ScratchChoice.h>
 #include <storage/StorageTest.h>
 
@@ -6,7 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 
-namespace krel5::modules {
+namespace krel5::modules::storage {
 namespace {
 
 constexpr std::uint64_t kMebibyte = 1 << 20;
@@ -61,12 +62,12 @@ Outcome readDrive(TestHost& host, std::string const& device, ReadPlan const& pla
     OpenedSource const drive = access.m_open(device);
     if (drive.m_error != 0) {
         Outcome const outcome = outcomeOfOpening(drive.m_error);
-        host.problem({outcome == Outcome::InsufficientPrivilege ? "StorageOpenRefused" : "StorageOpenFailed",
+        host.problem({outcome == Outcome::InsufficientPrivilege ? kEventOpenRefused : kEventOpenFailed,
                       {{"Device", device}, {"Reason", reasonOf(drive.m_error)}}});
         return outcome;
     }
     if (!drive.m_direct)
-        host.note({"StorageCached", {{"Device", device}}});
+        host.note({kEventCached, {{"Device", device}}});
     return runReadTest(host, *drive.m_source, plan).m_outcome;
 }
 
@@ -79,15 +80,15 @@ Outcome fileFailed(TestHost& host, OpenedSource const& scratch, std::uint64_t si
     if (scratch.m_error == ECANCELED)
         return Outcome::Stopped;
     if (scratch.m_driveFailed && isGone(scratch.m_error)) {
-        host.problem({"StorageWriteFailed", values});
+        host.problem({kEventWriteFailed, values});
         return Outcome::NoDevice;
     }
     if (scratch.m_driveFailed) {
-        host.fault({"StorageWriteFailed", values});
+        host.fault({kEventWriteFailed, values});
         return Outcome::Fail;
     }
     if (scratch.m_wanted > 0) {
-        host.problem({"StorageNoSpace",
+        host.problem({kEventNoSpace,
                       {{"Directory", scratch.m_place},
                        {"FreeMiB", std::to_string(scratch.m_free / kMebibyte)},
                        {"WantedMiB", std::to_string(scratch.m_wanted / kMebibyte)},
@@ -96,11 +97,11 @@ Outcome fileFailed(TestHost& host, OpenedSource const& scratch, std::uint64_t si
     }
     if (scratch.m_error == ENOSPC && scratch.m_free > 0) {
         host.problem(
-            {"StorageFilledUp",
+            {kEventFilledUp,
              {{"Directory", scratch.m_place}, {"FreeMiB", std::to_string(scratch.m_free / kMebibyte)}}});
         return Outcome::CannotRun;
     }
-    host.problem({scratch.m_error == EROFS ? "StorageReadOnly" : "StorageFileFailed", values});
+    host.problem({scratch.m_error == EROFS ? kEventReadOnly : kEventFileFailed, values});
     bool const refused = scratch.m_error == EPERM || scratch.m_error == EACCES;
     return refused ? Outcome::InsufficientPrivilege : Outcome::CannotRun;
 }
@@ -127,7 +128,7 @@ Outcome readFile(TestHost& host, std::string const& device, StorageSettings cons
         return *refused;
     auto const directories = access.m_directories(device);
     if (directories.empty()) {
-        host.problem({"StorageNoFileSystem", {{"Device", device}}});
+        host.problem({kEventNoFileSystem, {{"Device", device}}});
         return Outcome::CannotRun;
     }
     std::uint64_t const size = std::max<std::uint64_t>(settings.m_fileBytes / kMebibyte, 1) * kMebibyte;
@@ -135,12 +136,12 @@ Outcome readFile(TestHost& host, std::string const& device, StorageSettings cons
     OpenedSource const scratch = makeFile(host, directories, size, content, access);
     if (scratch.m_error != 0)
         return fileFailed(host, scratch, size);
-    host.note({"StorageFile",
+    host.note({kEventFile,
                {{"Directory", scratch.m_place},
                 {"MiB", std::to_string(size / kMebibyte)},
                 {"BlockBytes", std::to_string(scratch.m_source->sectorSize())}}});
     if (!scratch.m_direct)
-        host.note({"StorageCached", {{"Device", device}}});
+        host.note({kEventCached, {{"Device", device}}});
     ReadPlan plan = settings.m_plan;
     plan.m_check = &content;
     LastPart reading(host, kWritingShare);
@@ -156,4 +157,4 @@ Outcome runStorageTest(TestHost& host, std::string const& device, StorageSetting
                               : readDrive(host, device, settings.m_plan, access);
 }
 
-} // namespace krel5::modules
+} // namespace krel5::modules::storage

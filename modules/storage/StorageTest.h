@@ -14,7 +14,7 @@
 #include <optional>
 #include <string>
 
-namespace krel5::modules {
+namespace krel5::modules::storage {
 
 struct StorageSettings
 {
@@ -44,4 +44,4 @@ struct DriveAccess
 Outcome runStorageTest(TestHost& host, std::string const& device, StorageSettings const& settings,
                        DriveAccess const& access = {});
 
-} // namespace krel5::modules
+} // namespace krel5::modules::storage

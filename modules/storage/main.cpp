@@ -1,7 +1,8 @@
 // The module "storage": read tests of drives, and what drives say of their own health.
 
-#include <common/RandomSeed.h>
+#include <common/SeedParameter.h>
 #include <common/TimedHost.h>
+#include <storage/Events.h>
 #include <storage/SmartReport.h>
 #include <storage/StorageTest.h>
 #include <storage/Texts.h>
@@ -21,6 +22,7 @@ namespace {
 
 using namespace krel5;
 using namespace krel5::modules;
+using namespace krel5::modules::storage;
 
 TimedHost s_host;
 Parameter* s_blockSize = nullptr;
@@ -42,14 +44,6 @@ std::uint64_t times(std::uint64_t a, std::uint64_t b)
                : a * b;
 }
 
-std::uint64_t seed()
-{
-    Value given{DataType::UINT64()};
-    if (s_seed->value(given))
-        return given.valueUint64();
-    return randomSeed();
-}
-
 StorageSettings settingsFor(ReadPlan::Order order)
 {
     bool const random = order == ReadPlan::Order::Random;
@@ -59,7 +53,7 @@ StorageSettings settingsFor(ReadPlan::Order order)
     plan.m_blockSize = std::size_t((random ? s_randomBlockSize : s_blockSize)->value().valueUint32()) << 10;
     plan.m_repeats = s_repeats->value().valueUint32();
     plan.m_mostFaults = s_mostBad->value().valueUint32();
-    plan.m_seed = seed();
+    plan.m_seed = seedOfRun(*s_seed);
     settings.m_useFile = s_useFile->value().valueBool();
     settings.m_fileBytes = times(s_fileSize->value().valueUint32(), std::uint64_t(1) << 20);
     return settings;
@@ -130,7 +124,7 @@ void createParameters()
     s_repeats = DiagModule::createParameter("Retries", DataType::UINT32(), "3", false, false, "0..100");
     s_mostBad = DiagModule::createParameter("MaxBadBlocks", DataType::UINT32(), "16", false, false, "1..");
     s_floor = DiagModule::createParameter("FloorMBps", DataType::DOUBLE(), "0", false, false, "0..");
-    s_seed = DiagModule::createParameter("Seed", DataType::UINT64(), "", false);
+    s_seed = createSeedParameter();
     s_useFile = DiagModule::createParameter("UseFile", DataType::BOOLEAN(), "false", false);
     s_fileSize = DiagModule::createParameter("FileSizeMiB", DataType::UINT32(), "256", false, false, "1..");
 }
@@ -142,54 +136,7 @@ int main(int argc, char** argv)
     DiagModule::setCmdLineArgs(argc, argv);
     DiagModule::setVersion(1, 0, "1");
     createParameters();
-    s_host.createEvents({"StorageBadSectors",
-                         "StorageBadWithin",
-                         "StorageBadBlock",
-                         "StorageContentWrong",
-                         "StorageTooSlow",
-                         "StorageReadFailing",
-                         "StorageReadRepeated",
-                         "StorageReadNotRepeated",
-                         "StorageEndedEarly",
-                         "StorageDeviceGone",
-                         "StorageNoMedia",
-                         "StorageReadRefused",
-                         "StorageBadBlockSize",
-                         "StorageRead",
-                         "StorageSeed",
-                         "StorageOpenFailed",
-                         "StorageOpenRefused",
-                         "StorageNoFileSystem",
-                         "StorageFileFailed",
-                         "StorageNoSpace",
-                         "StorageFilledUp",
-                         "StorageReadOnly",
-                         "StorageWriteFailed",
-                         "StorageFile",
-                         "StorageCached",
-                         "SmartFailing",
-                         "SmartAttributeFailing",
-                         "SmartCriticalWarning",
-                         "SmartAttributeFailedBefore",
-                         "SmartUnnamedFailedBefore",
-                         "SmartMediaErrors",
-                         "SmartWorn",
-                         "SmartCount",
-                         "SmartLinkErrors",
-                         "SmartGrownDefects",
-                         "SmartUncorrected",
-                         "SmartSpareLow",
-                         "SmartWear",
-                         "SmartAge",
-                         "SmartErrorLog",
-                         "SmartSelfTestFailed",
-                         "SmartSelfTestLog",
-                         "SmartCommandFailed",
-                         "SmartNotSupported",
-                         "SmartNotRead",
-                         "SmartProgramLeft",
-                         "SmartRefused",
-                         "SmartHealth"});
+    s_host.createEvents(kEvents);
     s_host.createTexts(kTexts);
     createReadTest("readsequential", readSequential)->addParameter(s_blockSize)->addParameter(s_size);
     createReadTest("readrandom", readRandom)->addParameter(s_randomBlockSize)->addParameter(s_reads);

@@ -24,7 +24,7 @@ struct ReportLog : TestHost
 private:
     static std::string lineOf(Report const& report)
     {
-        std::string out = report.m_eventKey;
+        std::string out = report.m_eventKey.text();
         for (auto const& [name, value] : report.m_values)
             out += " " + name + "=" + value;
         return out;

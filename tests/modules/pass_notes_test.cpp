@@ -11,7 +11,7 @@ std::vector<std::string> keysOf(std::vector<Report> const& reports)
 {
     std::vector<std::string> keys;
     for (Report const& report : reports)
-        keys.push_back(report.m_eventKey);
+        keys.push_back(report.m_eventKey.text());
     return keys;
 }
 
@@ -21,9 +21,9 @@ TEST(PassNotes, OfTheFirstPassGoOutAtOnceAndOnlyOnce)
 {
     PassNotes notes;
     notes.begin(true);
-    EXPECT_TRUE(notes.goesOut({"Seed", {}}));
+    EXPECT_TRUE(notes.goesOut({EventKey("Seed"), {}}));
     EXPECT_EQ(keysOf(notes.release()), Keys{});
-    EXPECT_TRUE(notes.goesOut({"Done", {}}));
+    EXPECT_TRUE(notes.goesOut({EventKey("Done"), {}}));
 }
 
 TEST(PassNotes, OfALaterPassComeInOrderBeforeItsFaultAndAtOnceAfterIt)
@@ -31,23 +31,23 @@ TEST(PassNotes, OfALaterPassComeInOrderBeforeItsFaultAndAtOnceAfterIt)
     PassNotes notes;
     notes.begin(true);
     notes.begin(false);
-    EXPECT_FALSE(notes.goesOut({"Seed", {}}));
-    EXPECT_FALSE(notes.goesOut({"Region", {}}));
+    EXPECT_FALSE(notes.goesOut({EventKey("Seed"), {}}));
+    EXPECT_FALSE(notes.goesOut({EventKey("Region"), {}}));
     EXPECT_EQ(keysOf(notes.release()), (Keys{"Seed", "Region"}));
     EXPECT_EQ(keysOf(notes.release()), Keys{});
-    EXPECT_TRUE(notes.goesOut({"Done", {}}));
+    EXPECT_TRUE(notes.goesOut({EventKey("Done"), {}}));
 }
 
 TEST(PassNotes, OfAPassThatWentWellAreNotTakenForThoseOfTheNext)
 {
     PassNotes notes;
     notes.begin(false);
-    EXPECT_FALSE(notes.goesOut({"SeedOfTheSecond", {}}));
+    EXPECT_FALSE(notes.goesOut({EventKey("SeedOfTheSecond"), {}}));
     notes.begin(false);
-    EXPECT_FALSE(notes.goesOut({"SeedOfTheThird", {}}));
+    EXPECT_FALSE(notes.goesOut({EventKey("SeedOfTheThird"), {}}));
     EXPECT_EQ(keysOf(notes.release()), Keys{"SeedOfTheThird"});
     notes.begin(false);
-    EXPECT_FALSE(notes.goesOut({"SeedOfTheFourth", {}}));
+    EXPECT_FALSE(notes.goesOut({EventKey("SeedOfTheFourth"), {}}));
 }
 
 } // namespace

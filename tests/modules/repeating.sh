@@ -8,12 +8,12 @@ trap 'rm -rf "$folder"' EXIT
 cp "$1" "$folder" || exit 1
 cd "$folder" || exit 1
 # Far more than it takes: the fault ends the run.
-echo MinTimePerTest.value=600 >repeating.w4i
-printf '%s\n' Module.Name=Repeating Module.Description=Repeating Module.Company=Krel5 Test.later.Name=Later \
+echo MinTimePerTest.value=600 >reporting.w4i
+printf '%s\n' Module.Name=Reporting Module.Description=Reporting Module.Company=Krel5 Test.later.Name=Later \
   Test.later.Description=Later 'Event.Seed.Message=seed {Pass}\n' 'Event.Alive.Message=alive {Pass}\n' \
-  'Event.Found.Message=found {Pass}' 'Event.Done.Message=done {Pass}\n' >repeating.w4p
+  'Event.Found.Message=found {Pass}' 'Event.Done.Message=done {Pass}\n' >reporting.w4p
 
-output=$(./repeating run -t 1 -d 1)
+output=$(./reporting run -t 1 -d 1)
 status=$?
 ((status == 23)) || { echo "status $status, not that of a fault"; echo "$output"; exit 1; }
 said=$(grep -oE '(seed|alive|found|done) [0-9]+' <<<"$output" | tr '\n' ',')

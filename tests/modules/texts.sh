@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # Every language file of a module says what its English one says: the same keys, and the same {variables} in each text.
+# And every event that a module's table lists is one that its code raises.
 #   texts.sh MODULES_FOLDER MODULE/LANGUAGE...          texts.sh modules memory/de cpu/de
 set -uo pipefail
 export LC_ALL=C
@@ -38,5 +39,13 @@ done
 for file in "$folder"/*/*.*.w4p; do
   found=$(basename "$(dirname "$file")")/$(basename "$file" .w4p | cut -d. -f2)
   [[ " $* " == *" $found "* ]] || fault "$file is not looked at by this test"
+done
+
+for table in "$folder"/*/Events.def; do
+  constants=$(sed -nE 's/^MODULE_EVENT\((\w+),.*/\1/p' "$table")
+  [[ -n $constants ]] || fault "$table: no rows were found"
+  for constant in $constants; do
+    grep -rqw --include='*.cpp' "$constant" "$(dirname "$table")" || fault "$table: $constant is raised nowhere"
+  done
 done
 exit $status

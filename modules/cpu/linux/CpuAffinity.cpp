@@ -4,7 +4,7 @@
 #include <memory>
 #include <sched.h>
 
-namespace krel5::modules {
+namespace krel5::modules::cpu {
 namespace {
 
 struct FreeCpuSet
@@ -60,4 +60,4 @@ CpuAffinity& systemAffinity()
     return s_affinity;
 }
 
-} // namespace krel5::modules
+} // namespace krel5::modules::cpu

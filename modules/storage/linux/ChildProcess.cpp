@@ -12,7 +12,7 @@
 #include <unistd.h>
 #include <utility>
 
-namespace krel5::modules {
+namespace krel5::modules::storage {
 namespace {
 
 constexpr int kPollMilliseconds = 20;
@@ -189,4 +189,4 @@ std::string findProgram(std::string const& name)
     return "";
 }
 
-} // namespace krel5::modules
+} // namespace krel5::modules::storage

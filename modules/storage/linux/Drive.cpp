@@ -16,7 +16,7 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
-namespace krel5::modules {
+namespace krel5::modules::storage {
 namespace {
 
 namespace fs = std::filesystem;
@@ -305,4 +305,4 @@ OpenedSource makeScratchFile(std::vector<std::string> const& directories, std::u
     });
 }
 
-} // namespace krel5::modules
+} // namespace krel5::modules::storage

@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <set>
 
-namespace krel5::modules {
+namespace krel5::modules::cpu {
 namespace {
 
 thread_local unsigned t_core = 0;
@@ -295,4 +295,4 @@ TEST(Coherence, hasNoMeaningOnOneCoreAndStopsWhenAsked)
 }
 
 } // namespace
-} // namespace krel5::modules
+} // namespace krel5::modules::cpu

@@ -1,6 +1,7 @@
 // A run as a whole: what is reported and how much of it, stop requests, parameters, the machine's facts.
 
 #include <memory/CheckRegion.h>
+#include <memory/Events.h>
 #include <memory/MemoryTest.h>
 #include <memory/RegionSize.h>
 #include <memory/linux/LockedMemory.h>

@@ -8,7 +8,7 @@
 #include <set>
 #include <vector>
 
-namespace krel5::modules {
+namespace krel5::modules::storage {
 
 struct PaperDrive : BlockSource
 {
@@ -63,4 +63,4 @@ private:
     }
 };
 
-} // namespace krel5::modules
+} // namespace krel5::modules::storage

@@ -8,7 +8,7 @@
 
 #include <cerrno>
 
-namespace krel5::modules {
+namespace krel5::modules::storage {
 namespace {
 
 constexpr std::size_t kBlock = 64 * 1024; // 128 sectors
@@ -361,4 +361,4 @@ TEST(Reading, belowItsFloorIsAFault)
 }
 
 } // namespace
-} // namespace krel5::modules
+} // namespace krel5::modules::storage

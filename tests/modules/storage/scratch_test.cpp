@@ -15,7 +15,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace krel5::modules {
+namespace krel5::modules::storage {
 namespace {
 
 namespace fs = std::filesystem;
@@ -199,4 +199,4 @@ TEST(ChildProcess, needsAProgramOfAnAbsolutePath)
 }
 
 } // namespace
-} // namespace krel5::modules
+} // namespace krel5::modules::storage

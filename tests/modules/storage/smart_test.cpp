@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-namespace krel5::modules {
+namespace krel5::modules::storage {
 namespace {
 
 struct Case
@@ -371,4 +371,4 @@ TEST(SmartTest, withoutItsProgramIsNotSupported)
 }
 
 } // namespace
-} // namespace krel5::modules
+} // namespace krel5::modules::storage

@@ -8,7 +8,7 @@
 
 #include <cerrno>
 
-namespace krel5::modules {
+namespace krel5::modules::storage {
 namespace {
 
 using Step = ScratchStep;
@@ -200,4 +200,4 @@ TEST(StorageTest, namesTheWayOutOnlyWhereThereIsOne)
 }
 
 } // namespace
-} // namespace krel5::modules
+} // namespace krel5::modules::storage
