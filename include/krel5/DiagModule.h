@@ -190,7 +190,7 @@ public:
 private:
     friend struct DiagModuleFacade;
     friend struct DiagModuleRun;
-    friend struct DiagModuleObservers;
+    friend class CurrentRun;
     static void doPercentDone(int percent);
     static void sendEventImp(Event const& event, zel::EventTypeImp const& type, zel::String const& file,
                              int line);
@@ -199,7 +199,7 @@ private:
     static void internalErrorPost(KrelException const& error);
 
     static bool s_started;
-    static zel::TestRunImp* s_testRunImp; // the run now executing; null between runs
+    static zel::TestRunImp* s_testRunImp; // the run that takes reports; null between runs
     static int s_percentComplete;         // last percentage sent; -1: none
     static bool s_progressTimedStarted;
     static bool s_minTimePerTestMode;

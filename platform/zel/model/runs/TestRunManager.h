@@ -8,7 +8,8 @@
 namespace zel {
 
 /// The runs that this process is to execute, in order. One per process.
-/// Thread rule: filled and read by the module's main flow only.
+/// Thread rule: the main flow fills the queue and works through it. The current run is set by the main flow
+/// under the library's mutex; any other thread asks for it, and works on it, under that mutex.
 class ZEL_EXPORT TestRunManager
 {
 public:
@@ -19,7 +20,7 @@ public:
     /// Throws IndexOutOfBoundsException.
     TestRunImp& testRunAtIndex(std::size_t index);
 
-    /// The run that is executing now; null between runs.
+    /// The run that is executing now, until its final result is out; null between runs.
     TestRunImp* current() const noexcept { return m_current; }
     void setCurrent(TestRunImp* run) noexcept { m_current = run; }
     void clear();

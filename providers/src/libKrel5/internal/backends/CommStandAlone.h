@@ -7,7 +7,7 @@
 namespace krel5 {
 
 /// Holds no state of its own: everything is in the process's state manager and test-run manager.
-/// Thread rule: main flow; it starts no thread and holds no lock.
+/// Thread rule: that of CommInterface; it starts no thread and takes no lock.
 class CommStandAlone : public CommInterface
 {
 public:

@@ -52,6 +52,8 @@ public:
 
     /// The backend; null before it was chosen.
     static CommInterface* comm();
+    /// Takes the place of the backend that start() would choose by the command line; for tests.
+    static void setComm(std::unique_ptr<CommInterface> comm);
     static zel::String baseDirectory();
 
     static void printUsage();

@@ -3,6 +3,7 @@
 #include <libKrel5/basics/LibraryMutex.h>
 #include <libKrel5/internal/module/ErrorReporting.h>
 #include <libKrel5/internal/module/Factories.h>
+#include <libKrel5/internal/runs/CurrentRun.h>
 #include <libKrel5/internal/runs/RunAccount.h>
 
 #include <krel5/DiagDevice.h>
@@ -36,6 +37,12 @@ std::uint64_t steadyMilliseconds()
 {
     auto const now = std::chrono::steady_clock::now().time_since_epoch();
     return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(now).count());
+}
+
+void setBeginningTime(zel::TestRunImp& run)
+{
+    zel::AutoMutex const guard(libraryMutex());
+    run.setBeginningTime(steadyMilliseconds());
 }
 
 // The event that says why an interactive test cannot be repeated; it belongs to the library, not to a module.
@@ -94,16 +101,16 @@ Test& DiagModuleRun::testOf(zel::TestRunImp& run)
     return *test;
 }
 
-void DiagModuleRun::bind(zel::TestRunImp& run)
+CurrentRun DiagModuleRun::begin(zel::TestRunImp& run)
 {
     zel::AutoMutex const guard(libraryMutex());
-    zel::TestRunManager::instance().setCurrent(&run);
-    DiagModule::s_testRunImp = &run;
     DiagModule::s_minTimePerTestMode = run.minTime() != 0;
     s_sinceFirstPass.reset();
     DiagModule::resetPercentDone();
     for (auto const& parameter : Factories::parameters())
         parameter->resetForTestRun(run);
+    run.setState(zel::TestStateImp::RUNNING());
+    return CurrentRun(run);
 }
 
 TestResult DiagModuleRun::runOne(CommInterface& comm, zel::TestRunImp& run)
@@ -114,33 +121,28 @@ TestResult DiagModuleRun::runOne(CommInterface& comm, zel::TestRunImp& run)
     ZEL_LOG(logger(), LogLevel::Information) << "pass: " << run.currentPass();
     ZEL_LOG(logger(), LogLevel::Information)
         << "Running " << run.test()->keyInModule() << " on " << run.device()->name();
-    bind(run);
-    run.setState(zel::TestStateImp::RUNNING());
+    CurrentRun current = begin(run);
     zel::Stopwatch const elapsed;
     TestResult const result =
         DiagModule::s_minTimePerTestMode ? runForMinimumTime(run, test) : runOnce(run, test);
-    finish(comm, run, test, result, elapsed.getElapsed());
+    DiagModule::doPercentDone(100);
+    end(current, run, result, elapsed.getElapsed());
+    comm.sendFinalResult(); // may wait for its answer, so without the mutex
+    DiagModule::notifyResult(test, result);
     return result;
 }
 
 // A thread that the test left behind may still report: it is heard before the result, or not at all.
-void DiagModuleRun::finish(CommInterface& comm, zel::TestRunImp& run, Test const& test,
-                           TestResult const& result, double seconds)
+void DiagModuleRun::end(CurrentRun& current, zel::TestRunImp& run, TestResult const& result, double seconds)
 {
-    DiagModule::doPercentDone(100);
-    {
-        zel::AutoMutex const guard(libraryMutex());
-        DiagModule::s_minTimePerTestMode = false;
-        run.setFinalResult(result.imp());
-        ZEL_LOG(logger(), result == TestResult::PASS() ? LogLevel::Information : LogLevel::Error)
-            << "Final result of " << run.toString() << ": " << result.toString().zelString();
-        ZEL_LOG(logger(), LogLevel::Information) << "test done elapsed time: " << seconds;
-        run.setState(zel::TestStateImp::EXITED());
-        comm.sendFinalResult();
-        DiagModule::s_testRunImp = nullptr;
-        zel::TestRunManager::instance().setCurrent(nullptr);
-    }
-    DiagModule::notifyResult(test, result);
+    zel::AutoMutex const guard(libraryMutex());
+    current.closeForReports();
+    DiagModule::s_minTimePerTestMode = false;
+    run.setFinalResult(result.imp());
+    ZEL_LOG(logger(), result == TestResult::PASS() ? LogLevel::Information : LogLevel::Error)
+        << "Final result of " << run.toString() << ": " << result.toString().zelString();
+    ZEL_LOG(logger(), LogLevel::Information) << "test done elapsed time: " << seconds;
+    run.setState(zel::TestStateImp::EXITED());
 }
 
 TestResult DiagModuleRun::callTest(zel::TestRunImp& run, Test& test)
@@ -165,13 +167,14 @@ TestResult DiagModuleRun::callTest(zel::TestRunImp& run, Test& test)
     ZEL_LOG_LINE(logger(), LogLevel::Information, 345)
         << "test returned result: " << result.toString().zelString();
     bool const isStopped = result == TestResult::PASS() && DiagModule::checkForStop();
+    zel::AutoMutex const guard(libraryMutex());
     return isStopped || run.isInterrupted() ? TestResult::USERABORTED() : result;
 }
 
 TestResult DiagModuleRun::runOnce(zel::TestRunImp& run, Test& test)
 {
     ZEL_LOG(logger(), LogLevel::Information) << "NOT min time per test mode.";
-    run.setBeginningTime(steadyMilliseconds());
+    setBeginningTime(run);
     TestResult result;
     if (test.getForcedResult(result)) {
         DiagModule::doPercentDone(0);
@@ -236,7 +239,7 @@ TestResult DiagModuleRun::runForMinimumTime(zel::TestRunImp& run, Test& test)
         return TestResult::BADPARAMS();
     }
     for (;;) {
-        run.setBeginningTime(steadyMilliseconds());
+        setBeginningTime(run);
         TestResult const result = callTest(run, test);
         if (result != TestResult::PASS()) {
             ZEL_LOG(logger(), LogLevel::Information)

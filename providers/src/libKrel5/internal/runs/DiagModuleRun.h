@@ -12,6 +12,7 @@ class TestRunImp;
 
 namespace krel5 {
 
+class CurrentRun;
 class Test;
 
 /// The part of DiagModule that runs tests; works on the facade's state. Thread rule: main thread.
@@ -34,9 +35,8 @@ private:
     static TestResult runForMinimumTime(zel::TestRunImp& run, Test& test);
     static TestResult callTest(zel::TestRunImp& run, Test& test);
     static void sendForcedEvents(Test& test);
-    static void bind(zel::TestRunImp& run);
-    static void finish(CommInterface& comm, zel::TestRunImp& run, Test const& test, TestResult const& result,
-                       double seconds);
+    static CurrentRun begin(zel::TestRunImp& run);
+    static void end(CurrentRun& current, zel::TestRunImp& run, TestResult const& result, double seconds);
     static Test& testOf(zel::TestRunImp& run);
 };
 

@@ -65,6 +65,7 @@ zel::ModuleImp& ModuleCommon::module()
 }
 
 CommInterface* ModuleCommon::comm() { return state().comm.get(); }
+void ModuleCommon::setComm(std::unique_ptr<CommInterface> comm) { state().comm = std::move(comm); }
 zel::String ModuleCommon::baseDirectory() { return state().baseDirectory; }
 bool ModuleCommon::isInsideInitCallback() { return state().insideInitCallback; }
 bool ModuleCommon::isClosedForFactories() { return state().started && !state().insideInitCallback; }
