@@ -205,6 +205,7 @@ private:
     static bool s_minTimePerTestMode;
     static bool s_bPromptEnable;
     static bool s_bGUIPromptSupported;
+    static bool s_bAlwaysUseGUIPrompt;
     static MsgBoxCallback s_msgBoxCallback;
 };
 

@@ -465,7 +465,8 @@ TEST(MessageBoxImp, takesNumbersTextsAndBeginnings)
          }) {
         MessageBoxImp box("Title", "Text",
                           {{kAbort, "Abort"}, {kRetry, "Retry"}, {kIgnore, "Ignore"}, {kRestart, "Restart"}},
-                          1, 2);
+                          1, 2, {});
+        EXPECT_FALSE(box.hasAnswer());
         EXPECT_EQ(box.answer(), kRetry) << "the default before anybody answered";
         Sink sink;
         std::size_t next = 0;
@@ -476,13 +477,23 @@ TEST(MessageBoxImp, takesNumbersTextsAndBeginnings)
             return true;
         });
         EXPECT_EQ(box.answer(), one.answer) << sink.m_text;
+        EXPECT_TRUE(box.hasAnswer());
         EXPECT_EQ(
             sink.m_text.find("Title\nText\n  1) Abort\n  2) Retry (default)\n  3) Ignore\n  4) Restart\n> "),
             0u)
             << sink.m_text;
         EXPECT_EQ(std::count(sink.m_text.begin(), sink.m_text.end(), '>'), one.questions) << sink.m_text;
     }
-    MessageBoxImp const out("t", "x", {{1, "a"}}, 7, 8);
+    using Look = MessageBoxImp::Look;
+    for (auto const& [look, heading] :
+         {std::pair(Look::Information, "t"), std::pair(Look::Question, "t"),
+          std::pair(Look::Warning, "Warning: t"), std::pair(Look::Error, "Error: t")}) {
+        Sink sink;
+        MessageBoxImp box("t", "x", {{1, "a"}}, 0, 0, {.look = look});
+        box.present(sink, [](String&) { return true; });
+        EXPECT_EQ(sink.m_text, std::string(heading) + "\nx\n  1) a (default)\n> ");
+    }
+    MessageBoxImp const out("t", "x", {{1, "a"}}, 7, 8, {});
     EXPECT_EQ(out.defaultCode() + out.cancelCode(), 2) << "an index out of range counts as the first";
 }
 

@@ -9,11 +9,26 @@ constexpr int kMostTries = 10;
 }
 
 MessageBoxImp::MessageBoxImp(String title, String text, std::vector<Answer> answers,
-                             std::size_t defaultAnswer, std::size_t cancelAnswer)
+                             std::size_t defaultAnswer, std::size_t cancelAnswer, Appearance appearance)
     : m_title(std::move(title)), m_text(std::move(text)), m_answers(std::move(answers)),
       m_default(defaultAnswer < m_answers.size() ? defaultAnswer : 0),
-      m_cancel(cancelAnswer < m_answers.size() ? cancelAnswer : 0), m_answer(m_answers.at(m_default).code)
+      m_cancel(cancelAnswer < m_answers.size() ? cancelAnswer : 0), m_appearance(appearance),
+      m_answer(m_answers.at(m_default).code)
 {}
+
+String MessageBoxImp::heading() const
+{
+    switch (m_appearance.look) {
+    case Look::Information:
+    case Look::Question:
+        return m_title;
+    case Look::Warning:
+        return "Warning: " + m_title;
+    case Look::Error:
+        return "Error: " + m_title;
+    }
+    return m_title;
+}
 
 String MessageBoxImp::textOf(int code) const
 {
@@ -22,9 +37,15 @@ String MessageBoxImp::textOf(int code) const
     return found == m_answers.end() ? String() : found->text;
 }
 
+void MessageBoxImp::setAnswer(int code) noexcept
+{
+    m_answer = code;
+    m_hasAnswer = true;
+}
+
 void MessageBoxImp::cutShort() noexcept
 {
-    m_answer = cancelCode();
+    setAnswer(cancelCode());
     m_wasCutShort = true;
 }
 
@@ -46,7 +67,7 @@ MessageBoxImp::Answer const* MessageBoxImp::find(String const& typed) const
 
 void MessageBoxImp::present(OStream& out, ReadLine const& readLine)
 {
-    out << m_title << endl << m_text << endl;
+    out << heading() << endl << m_text << endl;
     for (std::size_t i = 0; i < m_answers.size(); ++i)
         out << "  " << static_cast<std::uint64_t>(i + 1) << ") " << m_answers[i].text
             << (i == m_default ? " (default)" : "") << endl;
@@ -61,13 +82,11 @@ void MessageBoxImp::present(OStream& out, ReadLine const& readLine)
         }
         line = line.trimmed();
         Answer const* const chosen = line.empty() ? &m_answers[m_default] : find(line);
-        if (chosen) {
-            m_answer = chosen->code;
-            return;
-        }
+        if (chosen)
+            return setAnswer(chosen->code);
         out << "Please type one of the numbers or answers above." << endl;
     }
-    m_answer = defaultCode();
+    setAnswer(defaultCode());
 }
 
 } // namespace zel

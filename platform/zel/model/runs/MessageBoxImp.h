@@ -8,7 +8,8 @@
 
 namespace zel {
 
-/// A question to the person: title, text, and the answers that may be given, one of them the default.
+/// A question to the person: title, text, the answers that may be given, one of them the default, and how it is
+/// to be shown. Thread rule: one thread at a time.
 class ZEL_EXPORT MessageBoxImp
 {
 public:
@@ -18,10 +19,29 @@ public:
         String text; ///< what the person reads and types: "Retry"
     };
 
+    enum class Type { Ok, OkCancel, YesNo, YesNoCancel, RetryCancel, AbortRetryIgnore };
+    enum class Look { Information, Question, Warning, Error };
+    /// Where it may be shown, as the settings have decided. Who has no windows shows it as text all the same.
+    enum class Surface {
+        Text,      ///< no windows
+        TextFirst, ///< in a window where no text can be shown
+        Window     ///< in a window also where a console could ask
+    };
+    struct Appearance
+    {
+        Type type = Type::Ok; ///< which answers, for who has buttons of his own for them
+        Look look = Look::Question;
+        Surface surface = Surface::Text;
+        void* parent = nullptr; ///< the window it belongs to, of the asker's process; not owned
+    };
+
     /// `answers` is not empty; indices out of range count as 0.
     MessageBoxImp(String title, String text, std::vector<Answer> answers, std::size_t defaultAnswer,
-                  std::size_t cancelAnswer);
+                  std::size_t cancelAnswer, Appearance appearance);
 
+    Appearance const& appearance() const noexcept { return m_appearance; }
+    /// The title where the look can only be said: "Warning: {title}".
+    String heading() const;
     String const& title() const noexcept { return m_title; }
     String const& text() const noexcept { return m_text; }
     std::vector<Answer> const& answers() const noexcept { return m_answers; }
@@ -31,7 +51,9 @@ public:
 
     /// The answer once it is known; the default before.
     int answer() const noexcept { return m_answer; }
-    void setAnswer(int code) noexcept { m_answer = code; }
+    void setAnswer(int code) noexcept;
+    /// False: nobody was asked.
+    bool hasAnswer() const noexcept { return m_hasAnswer; }
     /// The wait for an answer ended without one; the answer is that of someone who wants out.
     bool wasCutShort() const noexcept { return m_wasCutShort; }
     void cutShort() noexcept;
@@ -49,7 +71,9 @@ private:
     String m_title, m_text;
     std::vector<Answer> m_answers;
     std::size_t m_default, m_cancel;
+    Appearance m_appearance;
     int m_answer;
+    bool m_hasAnswer = false;
     bool m_wasCutShort = false;
 };
 

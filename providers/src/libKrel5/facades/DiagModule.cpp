@@ -4,12 +4,12 @@
 #include <libKrel5/basics/LibraryMutex.h>
 #include <libKrel5/facades/DiagModuleState.h>
 #include <libKrel5/internal/backends/CommInterface.h>
-#include <libKrel5/internal/backends/Prompt.h>
 #include <libKrel5/internal/module/CommandLine.h>
 #include <libKrel5/internal/module/ErrorReporting.h>
 #include <libKrel5/internal/module/Factories.h>
 #include <libKrel5/internal/module/ModuleCommon.h>
 #include <libKrel5/internal/runs/DiagModuleRun.h>
+#include <libKrel5/internal/runs/PromptSwitches.h>
 
 #include <krel5/CommandLineOption.h>
 #include <krel5/DiagDevice.h>
@@ -31,6 +31,7 @@ bool DiagModule::s_progressTimedStarted = false;
 bool DiagModule::s_minTimePerTestMode = false;
 bool DiagModule::s_bPromptEnable = true;
 bool DiagModule::s_bGUIPromptSupported = false;
+bool DiagModule::s_bAlwaysUseGUIPrompt = false;
 DiagModule::MsgBoxCallback DiagModule::s_msgBoxCallback = nullptr;
 
 namespace {
@@ -213,6 +214,7 @@ TestResult DiagModule::runTest()
     PromptSwitches const switches = PromptSwitches::read(*settings);
     s_bPromptEnable = switches.promptEnable;
     s_bGUIPromptSupported = switches.guiPromptSupported;
+    s_bAlwaysUseGUIPrompt = switches.alwaysUseGuiPrompt;
     zel::StopSignal::install(TestResult::USERABORTED().value());
 
     if (!comm.openConnection()) {

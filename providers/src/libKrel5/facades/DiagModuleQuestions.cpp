@@ -4,7 +4,9 @@
 #include <libKrel5/basics/Arguments.h>
 #include <libKrel5/basics/LibraryMutex.h>
 #include <libKrel5/internal/backends/CommInterface.h>
+#include <libKrel5/internal/module/ErrorReporting.h>
 #include <libKrel5/internal/module/ModuleCommon.h>
+#include <libKrel5/internal/runs/PromptSwitches.h>
 
 #include <krel5/DiagDevice.h>
 #include <krel5/KrelException.h>
@@ -29,6 +31,7 @@ zel::Logger& logger()
 struct BoxRow
 {
     MsgBoxType type;
+    zel::MessageBoxImp::Type record;
     std::vector<MsgBoxReturn> answers; // in the order shown
     std::size_t cancel;                // the answer of someone who wants out
 };
@@ -36,13 +39,14 @@ struct BoxRow
 BoxRow const& boxRow(MsgBoxType type)
 {
     using enum MsgBoxReturn;
+    using Type = zel::MessageBoxImp::Type;
     static auto const* const s_rows = new std::vector<BoxRow>{
-        {MsgBoxType::OK, {OK}, 0},
-        {MsgBoxType::OKCANCEL, {OK, CANCEL}, 1},
-        {MsgBoxType::YESNO, {YES, NO}, 1},
-        {MsgBoxType::YESNOCANCEL, {YES, NO, CANCEL}, 2},
-        {MsgBoxType::RETRYCANCEL, {RETRY, CANCEL}, 1},
-        {MsgBoxType::ABORTRETRYIGNORE, {ABORT, RETRY, IGNORE}, 0},
+        {MsgBoxType::OK, Type::Ok, {OK}, 0},
+        {MsgBoxType::OKCANCEL, Type::OkCancel, {OK, CANCEL}, 1},
+        {MsgBoxType::YESNO, Type::YesNo, {YES, NO}, 1},
+        {MsgBoxType::YESNOCANCEL, Type::YesNoCancel, {YES, NO, CANCEL}, 2},
+        {MsgBoxType::RETRYCANCEL, Type::RetryCancel, {RETRY, CANCEL}, 1},
+        {MsgBoxType::ABORTRETRYIGNORE, Type::AbortRetryIgnore, {ABORT, RETRY, IGNORE}, 0},
     };
     auto const found =
         std::find_if(s_rows->begin(), s_rows->end(), [type](BoxRow const& row) { return row.type == type; });
@@ -71,24 +75,48 @@ char const* answerText(MsgBoxReturn answer)
     return "";
 }
 
-char const* prefix(LookAndFeel lookAndFeel)
+zel::MessageBoxImp::Look look(LookAndFeel lookAndFeel)
 {
+    using enum zel::MessageBoxImp::Look;
     switch (lookAndFeel) {
     case LookAndFeel::INFORMATION:
+        return Information;
     case LookAndFeel::QUESTION:
-        return "";
+        return Question;
     case LookAndFeel::WARNING:
-        return "Warning: ";
+        return Warning;
     case LookAndFeel::ERR:
-        return "Error: ";
+        return Error;
     }
-    return "";
+    return Question;
+}
+
+zel::MessageBoxImp makeBox(MsgBoxType type, KrelString const& title, KrelString const& text,
+                           MsgBoxOption option, zel::MessageBoxImp::Appearance appearance)
+{
+    BoxRow const& row = boxRow(type);
+    std::vector<zel::MessageBoxImp::Answer> answers;
+    for (MsgBoxReturn const answer : row.answers)
+        answers.push_back({static_cast<int>(answer), answerText(answer)});
+    appearance.type = row.record;
+    return zel::MessageBoxImp(title.zelString(), text.zelString(), std::move(answers),
+                              static_cast<std::size_t>(option), row.cancel, appearance);
+}
+
+void takeDefault(zel::MessageBoxImp& box)
+{
+    box.setAnswer(box.defaultCode());
+    zel::String const text = "Question \"" + box.heading() +
+                             "\": nobody can be asked; the default answer \"" +
+                             box.textOf(box.defaultCode()) + "\" is taken";
+    ZEL_LOG(logger(), zel::LogLevel::Warning) << text;
+    ErrorReporting::tell(text);
 }
 
 } // namespace
 
 MsgBoxReturn DiagModule::createMessageBox(MsgBoxType type, KrelString const& title, KrelString const& text,
-                                          MsgBoxOption option, LookAndFeel lookAndFeel, void*,
+                                          MsgBoxOption option, LookAndFeel lookAndFeel, void* parent,
                                           MsgBoxCallback shown)
 {
     ZEL_LOG(logger(), zel::LogLevel::Debug)
@@ -98,19 +126,24 @@ MsgBoxReturn DiagModule::createMessageBox(MsgBoxType type, KrelString const& tit
     {
         zel::AutoMutex const guard(libraryMutex());
         run = s_testRunImp;
+        s_msgBoxCallback = shown;
     }
     if (!run || !comm)
         throw KrelException("Invalid KREL state for message box");
-    BoxRow const& row = boxRow(type);
-    std::vector<zel::MessageBoxImp::Answer> answers;
-    for (MsgBoxReturn const answer : row.answers)
-        answers.push_back({static_cast<int>(answer), answerText(answer)});
-    zel::MessageBoxImp box(zel::String(prefix(lookAndFeel)) + title.zelString(), text.zelString(),
-                           std::move(answers), static_cast<std::size_t>(option), row.cancel);
-    s_msgBoxCallback = shown;
-    if (s_msgBoxCallback && run->device())
-        s_msgBoxCallback(DiagDevice(run->device()));
-    comm->sendMessageBox(box);
+    auto const surface =
+        PromptSwitches{s_bPromptEnable, s_bGUIPromptSupported, s_bAlwaysUseGUIPrompt}.surface();
+    zel::MessageBoxImp box = makeBox(type, title, text, option,
+                                     {.look = look(lookAndFeel),
+                                      .surface = surface.value_or(zel::MessageBoxImp::Surface::Text),
+                                      .parent = parent});
+    if (shown && run->device())
+        shown(DiagDevice(run->device()));
+    if (checkForStop()) // who wants out is not asked first
+        box.cutShort();
+    else if (surface)
+        comm->sendMessageBox(box);
+    if (!box.hasAnswer())
+        takeDefault(box);
     // Who may only press OK has no answer that could be misread.
     if (box.wasCutShort() && box.answers().size() > 1) {
         zel::AutoMutex const guard(libraryMutex());

@@ -8,7 +8,9 @@
 #include <libKrel5/internal/runs/DiagModuleRun.h>
 #include <libKrel5/internal/runs/ProgressFilter.h>
 
+#include <krel5/Event.h>
 #include <krel5/EventType.h>
+#include <krel5/LocalizedString.h>
 #include <krel5/TestObserver.h>
 
 #include <zel/foundation/FaultHandler.h>
