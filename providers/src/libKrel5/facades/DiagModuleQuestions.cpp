@@ -113,6 +113,17 @@ void takeDefault(zel::MessageBoxImp& box)
     ErrorReporting::tell(text);
 }
 
+// Gets the box its answer, from the person or in place of one.
+void ask(CommInterface& comm, zel::MessageBoxImp& box, bool mayAsk)
+{
+    if (DiagModule::checkForStop()) // who wants out is not asked first
+        return box.cutShort();
+    if (mayAsk)
+        comm.sendMessageBox(box);
+    if (!box.hasAnswer())
+        takeDefault(box);
+}
+
 } // namespace
 
 MsgBoxReturn DiagModule::createMessageBox(MsgBoxType type, KrelString const& title, KrelString const& text,
@@ -138,12 +149,7 @@ MsgBoxReturn DiagModule::createMessageBox(MsgBoxType type, KrelString const& tit
                                       .parent = parent});
     if (shown && run->device())
         shown(DiagDevice(run->device()));
-    if (checkForStop()) // who wants out is not asked first
-        box.cutShort();
-    else if (surface)
-        comm->sendMessageBox(box);
-    if (!box.hasAnswer())
-        takeDefault(box);
+    ask(*comm, box, surface.has_value());
     // Who may only press OK has no answer that could be misread.
     if (box.wasCutShort() && box.answers().size() > 1) {
         zel::AutoMutex const guard(libraryMutex());
