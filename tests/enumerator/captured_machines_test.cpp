@@ -1,8 +1,8 @@
 // Facts about captured machines: all classes together, then system, processors, memory, sensors, power.
 
 #include "CapturedMachine.h"
+#include "HardwareMachine.h"
 
-#include <zel/enumerator/Discoverers.h>
 #include <zel/enumerator/root/Text.h>
 #include <zel/model/state/StateManager.h>
 
@@ -49,6 +49,118 @@ std::optional<double> reading(DeviceDescription const* device, char const* key)
 
 std::string orDash(std::optional<std::string> const& text) { return text::meaningful(text).value_or("-"); }
 
+/// A line of the facts about firmware tables that tells of the machine as a whole: which text stands where.
+struct TableRow
+{
+    char const* begin;
+    char const* key;
+    char const* location;
+    char const* property;
+} const kTableRows[] = {
+    {"type0:", "Vendor", "SMBIOS:0", "Manufacturer"},
+    {"type0:", "Version", "SMBIOS:0", "FirmwareVersion"},
+    {"type0:", "Release Date", "SMBIOS:0", "ReleaseDate"},
+    {"type1:", "Manufacturer", "System", "Manufacturer"},
+    {"type1:", "Product Name", "System", "Model"},
+    {"type1:", "Version", "System", "Version"},
+    {"type1:", "Serial Number", "System", "SerialNumber"},
+    {"type1:", "UUID", "System", "Uuid"},
+    {"type1:", "SKU Number", "System", "SkuNumber"},
+    {"type1:", "Family", "System", "ProductFamily"},
+    {"type2:", "Manufacturer", "SMBIOS:2", "Manufacturer"},
+    {"type2:", "Product Name", "SMBIOS:2", "Model"},
+    {"type2:", "Serial Number", "SMBIOS:2", "SerialNumber"},
+    {"type3:", "Type", "SMBIOS:3", "ChassisType"},
+};
+
+/// Number of facts that the line holds.
+std::size_t expectMachineFacts(CapturedMachine const& machine, std::string const& line)
+{
+    std::size_t checked = 0;
+    for (TableRow const& row : kTableRows) {
+        auto const text = line.rfind(row.begin, 0) == 0 ? word(line, row.key, '\'') : std::nullopt;
+        if (!text)
+            continue;
+        DeviceDescription const* device = nullptr;
+        for (C const& type : {C::System(), C::BIOS(), C::SystemBoard(), C::Chassis()})
+            device = device ? device : machine.byLocation(type, row.location);
+        EXPECT_EQ(propertyText(device, row.property), orDash(text)) << line;
+        ++checked;
+    }
+    return checked;
+}
+
+void expectProcessorSocket(DeviceDescription const* chip, std::string const& line)
+{
+    for (auto const& [key, property] :
+         {std::pair{"Socket Designation", "Socket"}, std::pair{"Manufacturer", "Manufacturer"},
+          std::pair{"Version", "Model"}, std::pair{"Core Count", "CoreCount"},
+          std::pair{"Thread Count", "ThreadCount"}})
+        EXPECT_EQ(propertyText(chip, property), orDash(word(line, key, '\''))) << line;
+    EXPECT_EQ("Populated, " + propertyText(chip, "Status"), *word(line, "Status", '\'')) << line;
+    EXPECT_EQ(count(chip, "StartClock"),
+              std::strtoull(word(line, "Current Speed", '\'')->c_str(), nullptr, 10) * 1'000'000);
+}
+
+void expectMemoryModule(DeviceDescription const* chip, std::string const& line)
+{
+    for (auto const& [key, property] :
+         {std::pair{"Locator", "Locator"}, std::pair{"Bank Locator", "BankLocator"},
+          std::pair{"Type", "MemoryType"}, std::pair{"Manufacturer", "Manufacturer"},
+          std::pair{"Serial Number", "SerialNumber"}, std::pair{"Part Number", "PartNumber"},
+          std::pair{"Form Factor", "FormFactor"}})
+        EXPECT_EQ(propertyText(chip, property), orDash(word(line, key, '\''))) << line;
+    EXPECT_EQ(count(chip, "Size"), std::strtoull(word(line, "Size", '\'')->c_str(), nullptr, 10) << 30)
+        << line;
+    EXPECT_EQ(propertyText(chip, "Speed") + " MT/s", *word(line, "Speed", '\'')) << line;
+}
+
+/// "  temp1_input = 32850 label=..."; `folder` is that of the chip. 1 when the line tells of a sensor.
+std::size_t expectSensor(CapturedMachine const& machine, std::string const& folder, std::string const& line)
+{
+    char input[32] = "";
+    char text[32] = "";
+    if (folder.empty() || std::sscanf(line.c_str(), "  %31s = %31s", input, text) != 2)
+        return 0;
+    std::string const name = input;
+    std::string const kind = name.substr(0, name.find_first_of("0123456789"));
+    if (kind != "temp" && kind != "in" && kind != "fan")
+        return 0; // power and frequency are no devices
+    DeviceDescription const* const device = machine.byOsLocator(folder + name);
+    EXPECT_NE(device, nullptr) << folder << name;
+    if (!device)
+        return 0;
+    auto const raw = text::toNumber(text);
+    if (!raw) {
+        EXPECT_FALSE(device->state == DeviceStateImp::FUNCTIONAL()) << line;
+    } else if (kind == "fan") {
+        EXPECT_EQ(count(device, "FanSpeed"), static_cast<std::uint64_t>(*raw)) << line;
+    } else {
+        EXPECT_EQ(reading(device, kind == "in" ? "Voltage" : "Temperature"), static_cast<double>(*raw) / 1000)
+            << line;
+    }
+    if (auto const label = word(line, "label")) {
+        EXPECT_TRUE(device->name.endsWith(String(*label))) << line;
+    }
+    return 1;
+}
+
+/// "thermal_zone0 type=... temp=..."; 1 when the line tells of a zone.
+std::size_t expectThermalZone(CapturedMachine const& machine, std::string const& line)
+{
+    unsigned zone = 0;
+    if (std::sscanf(line.c_str(), "thermal_zone%u type=", &zone) != 1)
+        return 0;
+    DeviceDescription const* const device =
+        machine.byLocation(C::ThermalZone(), "THERMAL:" + std::to_string(zone));
+    EXPECT_NE(device, nullptr) << line;
+    auto const text = word(line, "temp");
+    auto const raw = text ? text::toNumber(*text) : std::nullopt;
+    EXPECT_EQ(reading(device, "Temperature"),
+              raw ? std::optional(static_cast<double>(*raw) / 1000) : std::nullopt);
+    return 1;
+}
+
 } // namespace
 
 TEST(CapturedMachines, EveryDeviceIsWhole)
@@ -62,12 +174,10 @@ TEST(CapturedMachines, EveryDeviceIsWhole)
             EXPECT_FALSE(device.description.empty()) << described(device);
             EXPECT_FALSE(device.hwLocator.empty()) << described(device);
             EXPECT_EQ(device.type.primitiveCapabilityCount(), 1u) << described(device);
-            bool const listed =
-                std::any_of(discoverers().begin(), discoverers().end(), [&device](Discoverer const& d) {
-                    return (d.yields() | C::Hardware()).isCapable(device.capabilities);
-                });
-            EXPECT_TRUE(listed) << "no discoverer says that it yields " << described(device);
         }
+        HardwareTree tree(machine.root(), HardwareNames::none());
+        for (Discoverer const& discoverer : discoverers())
+            expectCapabilitiesListed(discoverer, tree);
         StateManager state;
         DeviceRecords records(C::ALL());
         for (DeviceDescription const& device : machine.devices())
@@ -223,71 +333,19 @@ TEST(CapturedMachines, FirmwareTables)
 {
     SKIP_WITHOUT_MACHINES();
     std::size_t checked = 0;
-    struct Row
-    {
-        char const* begin;
-        char const* key;
-        char const* location;
-        char const* property;
-    };
-    Row const rows[] = {
-        {"type0:", "Vendor", "SMBIOS:0", "Manufacturer"},
-        {"type0:", "Version", "SMBIOS:0", "FirmwareVersion"},
-        {"type0:", "Release Date", "SMBIOS:0", "ReleaseDate"},
-        {"type1:", "Manufacturer", "System", "Manufacturer"},
-        {"type1:", "Product Name", "System", "Model"},
-        {"type1:", "Version", "System", "Version"},
-        {"type1:", "Serial Number", "System", "SerialNumber"},
-        {"type1:", "UUID", "System", "Uuid"},
-        {"type1:", "SKU Number", "System", "SkuNumber"},
-        {"type1:", "Family", "System", "ProductFamily"},
-        {"type2:", "Manufacturer", "SMBIOS:2", "Manufacturer"},
-        {"type2:", "Product Name", "SMBIOS:2", "Model"},
-        {"type2:", "Serial Number", "SMBIOS:2", "SerialNumber"},
-        {"type3:", "Type", "SMBIOS:3", "ChassisType"},
-    };
     for (CapturedMachine const& machine : capturedMachines()) {
         Scope const scope(machine);
+        auto const sockets = machine.ofType(C::CPU()), chips = machine.ofType(C::MemoryChip());
         std::size_t modules = 0, processors = 0;
         for (std::string const& line : machine.section("smbios")) {
-            for (Row const& row : rows) {
-                auto const text = line.rfind(row.begin, 0) == 0 ? word(line, row.key, '\'') : std::nullopt;
-                if (!text)
-                    continue;
-                DeviceDescription const* device = nullptr;
-                for (C const& type : {C::System(), C::BIOS(), C::SystemBoard(), C::Chassis()})
-                    device = device ? device : machine.byLocation(type, row.location);
-                EXPECT_EQ(propertyText(device, row.property), orDash(text)) << line;
-                ++checked;
-            }
+            checked += expectMachineFacts(machine, line);
             if (line.rfind("type4:", 0) == 0) {
-                auto const chips = machine.ofType(C::CPU());
-                ASSERT_LT(processors, chips.size()) << line;
-                DeviceDescription const* const chip = chips[processors++];
-                for (auto const& [key, property] :
-                     {std::pair{"Socket Designation", "Socket"}, std::pair{"Manufacturer", "Manufacturer"},
-                      std::pair{"Version", "Model"}, std::pair{"Core Count", "CoreCount"},
-                      std::pair{"Thread Count", "ThreadCount"}})
-                    EXPECT_EQ(propertyText(chip, property), orDash(word(line, key, '\''))) << line;
-                EXPECT_EQ("Populated, " + propertyText(chip, "Status"), *word(line, "Status", '\'')) << line;
-                EXPECT_EQ(count(chip, "StartClock"),
-                          std::strtoull(word(line, "Current Speed", '\'')->c_str(), nullptr, 10) * 1'000'000);
+                ASSERT_LT(processors, sockets.size()) << line;
+                expectProcessorSocket(sockets[processors++], line);
+            } else if (line.rfind("type17:", 0) == 0) {
+                ASSERT_LT(modules, chips.size());
+                expectMemoryModule(chips[modules++], line);
             }
-            if (line.rfind("type17:", 0) != 0)
-                continue;
-            auto const chips = machine.ofType(C::MemoryChip());
-            ASSERT_LT(modules, chips.size());
-            DeviceDescription const* const chip = chips[modules++];
-            for (auto const& [key, property] :
-                 {std::pair{"Locator", "Locator"}, std::pair{"Bank Locator", "BankLocator"},
-                  std::pair{"Type", "MemoryType"}, std::pair{"Manufacturer", "Manufacturer"},
-                  std::pair{"Serial Number", "SerialNumber"}, std::pair{"Part Number", "PartNumber"},
-                  std::pair{"Form Factor", "FormFactor"}})
-                EXPECT_EQ(propertyText(chip, property), orDash(word(line, key, '\''))) << line;
-            EXPECT_EQ(count(chip, "Size"), std::strtoull(word(line, "Size", '\'')->c_str(), nullptr, 10)
-                                               << 30)
-                << line;
-            EXPECT_EQ(propertyText(chip, "Speed") + " MT/s", *word(line, "Speed", '\'')) << line;
         }
         if (auto const total = machine.fact("smbios", "type17_total")) {
             EXPECT_EQ(std::to_string(modules), *total);
@@ -339,45 +397,10 @@ TEST(CapturedMachines, Sensors)
                 bool const old = line.find("hwmonN/device") != std::string::npos;
                 folder = "/sys/class/hwmon/" + line.substr(0, line.find(' ')) + (old ? "/device/" : "/");
             }
-            char input[32] = "";
-            char text[32] = "";
-            if (folder.empty() || std::sscanf(line.c_str(), "  %31s = %31s", input, text) != 2)
-                continue;
-            std::string const name = input;
-            std::size_t const number = name.find_first_of("0123456789");
-            std::string const kind = name.substr(0, number);
-            if (kind != "temp" && kind != "in" && kind != "fan")
-                continue; // power and frequency are no devices
-            DeviceDescription const* const device = machine.byOsLocator(folder + name);
-            ASSERT_NE(device, nullptr) << folder << name;
-            ++checked;
-            auto const raw = text::toNumber(text);
-            if (!raw) {
-                EXPECT_FALSE(device->state == DeviceStateImp::FUNCTIONAL()) << line;
-            } else if (kind == "fan") {
-                EXPECT_EQ(count(device, "FanSpeed"), static_cast<std::uint64_t>(*raw)) << line;
-            } else {
-                EXPECT_EQ(reading(device, kind == "in" ? "Voltage" : "Temperature"),
-                          static_cast<double>(*raw) / 1000)
-                    << line;
-            }
-            if (auto const label = word(line, "label")) {
-                EXPECT_TRUE(device->name.endsWith(String(*label))) << line;
-            }
+            checked += expectSensor(machine, folder, line);
         }
-        for (std::string const& line : machine.section("thermal")) {
-            unsigned zone = 0;
-            if (std::sscanf(line.c_str(), "thermal_zone%u type=", &zone) != 1)
-                continue;
-            DeviceDescription const* const device =
-                machine.byLocation(C::ThermalZone(), "THERMAL:" + std::to_string(zone));
-            ASSERT_NE(device, nullptr) << line;
-            ++checked;
-            auto const text = word(line, "temp");
-            auto const raw = text ? text::toNumber(*text) : std::nullopt;
-            EXPECT_EQ(reading(device, "Temperature"),
-                      raw ? std::optional(static_cast<double>(*raw) / 1000) : std::nullopt);
-        }
+        for (std::string const& line : machine.section("thermal"))
+            checked += expectThermalZone(machine, line);
     }
     EXPECT_GT(checked, 0u);
 }

@@ -1,13 +1,27 @@
 #include <zel/enumerator/Discoverers.h>
 
+#include <zel/enumerator/attached/discover.h>
+#include <zel/enumerator/buses/PciClass.h>
+#include <zel/enumerator/buses/UsbClass.h>
+#include <zel/enumerator/buses/discover.h>
+#include <zel/enumerator/drives/discover.h>
+#include <zel/enumerator/memory/discover.h>
+#include <zel/enumerator/processors/discover.h>
 #include <zel/enumerator/root/ReadOnceRoot.h>
+#include <zel/enumerator/sensors/discover.h>
+#include <zel/enumerator/system/discover.h>
 #include <zel/foundation/Logger.h>
+
+#include <optional>
 
 namespace zel {
 
 namespace {
 
 using C = CapabilityImp;
+
+/// What HardwareTree::addBus gives.
+C anyBus() { return C::PCI() | C::USB() | C::USB2(); }
 
 // One row a device class, in the order in which a person would describe a machine.
 constexpr Discoverer kDiscoverers[] = {
@@ -20,24 +34,24 @@ constexpr Discoverer kDiscoverers[] = {
                 C::AMD3DNOWEXT() | C::AMDSSEMMX();
      }},
     {"memory", &discoverMemory, [] { return C::Memory() | C::MemoryChip(); }},
-    {"buses and what hangs on them", &discoverHardware,
+    {"PCI functions", &discoverPciFunctions, [] { return pciCapabilities() | C::PCIExpress(); }},
+    {"USB devices", &discoverUsbDevices, [] { return usbCapabilities() | C::USB2(); }},
+    {"drives", &discoverDrives,
      [] {
-         return C::PCI() | C::PCIBridge() | C::PCIHostBridge() | C::PCIISABridge() | C::PCIEISABridge() |
-                C::PCIPCIBridge() | C::PCIPCMCIABridge() | C::PCICardBusBridge() | C::USB() | C::HUB() |
-                C::USBController() | C::USBMassStorage() | C::MassStorageController() |
-                C::MemoryController() | C::CommunicationsController() | C::IEEE1394Controller() |
-                C::SMBusController() | C::EncryptionController() | C::HDAudioController() | C::VideoCard() |
-                C::VideoCapture() | C::CardReader() | C::DockingStation() | C::Modem() | C::BlueTooth() |
-                C::HID() | C::Printer() | C::Camera() | C::HardDrive() | C::DrivePartition() |
-                C::FloppyDrive() | C::CDROM() | C::CDR() | C::CDRW() | C::DVD() | C::DVDRAM() |
-                C::DVDMINUSR() | C::NetworkCard() | C::SoundCard() | C::Keyboard() | C::Mouse() |
-                C::TouchScreen() | C::Digitizer() | C::Joystick() | C::SerialPort() | C::ParallelPort() |
-                C::SystemDrive() | C::RemovableStorage() | C::Optical() | C::CDDA() | C::ATA() | C::SATA() |
-                C::IDE() | C::SCSI() | C::SAS() | C::RAID() | C::USB2() | C::UHCI() | C::OHCI() | C::EHCI() |
-                C::USB_UFI() | C::USBComposite() | C::PCIExpress() | C::SMBus() | C::RTC() | C::IEEE1394() |
-                C::PcmciaController() | C::Ethernet() | C::Wireless() | C::Port() | C::BluetoothDevice() |
-                C::WiKeyboard() | C::WiMouse() | C::PS2Bus() | C::Security();
+         return C::HardDrive() | C::DrivePartition() | C::FloppyDrive() | C::SystemDrive() |
+                C::RemovableStorage() | C::Optical() | C::CDROM() | C::CDDA() | C::CDR() | C::CDRW() |
+                C::DVD() | C::DVDRAM() | C::DVDMINUSR() | C::ATA() | C::SATA() | C::IDE() | C::SCSI() |
+                C::SAS() | C::RAID() | C::USBMassStorage() | anyBus();
      }},
+    {"network cards", &discoverNetworkCards,
+     [] { return C::NetworkCard() | C::Ethernet() | C::Wireless() | anyBus(); }},
+    {"sound cards", &discoverSoundCards, [] { return C::SoundCard() | anyBus(); }},
+    {"input devices", &discoverInputDevices,
+     [] {
+         return C::Keyboard() | C::Mouse() | C::TouchScreen() | C::Digitizer() | C::Joystick() | C::HID() |
+                C::USB() | C::PS2Bus() | C::BluetoothDevice() | C::WiKeyboard() | C::WiMouse();
+     }},
+    {"ports", &discoverPorts, [] { return C::SerialPort() | C::ParallelPort() | C::Port() | anyBus(); }},
     {"thermal zones", &discoverThermalZones, [] { return C::ThermalZone(); }},
     {"sensors", &discoverSensors, [] { return C::TempSensor() | C::VoltSensor() | C::Fan(); }},
     {"power", &discoverPower, [] { return C::Battery() | C::PowerSupply(); }},
@@ -46,19 +60,43 @@ constexpr Discoverer kDiscoverers[] = {
 
 Logger& logger() { return LogFactory::getLogger("zel.Enumerator"); }
 
+/// One pass over the machine.
+class Scan
+{
+public:
+    Scan(Root const& root, HardwareNames const& names) : m_root(root), m_names(names) {}
+
+    void run(Discoverer const& discoverer, DeviceSink& sink)
+    {
+        TraceScope const trace(logger(), discoverer.name, __LINE__);
+        std::visit([this, &sink](auto discover) { call(discover, sink); }, discoverer.discover);
+    }
+
+private:
+    void call(DiscoverOnRoot discover, DeviceSink& sink) { discover(m_root, sink); }
+    void call(DiscoverOnBuses discover, DeviceSink& sink)
+    {
+        if (!m_tree)
+            m_tree.emplace(m_root, m_names);
+        discover(*m_tree, sink);
+    }
+
+    ReadOnceRoot const m_root;
+    HardwareNames const& m_names;
+    std::optional<HardwareTree> m_tree; ///< once it was needed
+};
+
 } // namespace
 
 std::span<Discoverer const> discoverers() noexcept { return kDiscoverers; }
 
-void discover(Root const& root, CapabilityImp const& capabilities, DeviceSink& sink)
+void discover(Root const& root, CapabilityImp const& capabilities, DeviceSink& sink,
+              HardwareNames const& names)
 {
-    ReadOnceRoot const once(root);
-    for (Discoverer const& discoverer : kDiscoverers) {
-        if (!(discoverer.yields() | C::Hardware()).intersects(capabilities))
-            continue;
-        TraceScope const trace(logger(), discoverer.name, __LINE__);
-        discoverer.discover(once, sink);
-    }
+    Scan scan(root, names);
+    for (Discoverer const& discoverer : kDiscoverers)
+        if ((discoverer.yields() | C::Hardware()).intersects(capabilities))
+            scan.run(discoverer, sink);
 }
 
 } // namespace zel

@@ -1,8 +1,8 @@
 #include "../MemoryRoot.h"
 #include "../SmbiosTable.h"
 
-#include <zel/enumerator/Discoverers.h>
 #include <zel/enumerator/processors/CpuInfo.h>
+#include <zel/enumerator/processors/discover.h>
 
 #include <gtest/gtest.h>
 

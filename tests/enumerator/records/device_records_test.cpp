@@ -1,11 +1,6 @@
-#include "../MemoryRoot.h"
-#include "../SmbiosTable.h"
-
-#include <zel/enumerator/Discoverers.h>
 #include <zel/enumerator/Enumerator.h>
 #include <zel/enumerator/records/DeviceRecords.h>
 #include <zel/enumerator/records/Properties.h>
-#include <zel/enumerator/root/ReadOnceRoot.h>
 #include <zel/foundation/Exception.h>
 #include <zel/model/state/StateManager.h>
 
@@ -14,7 +9,6 @@
 #include <set>
 
 using namespace zel;
-using namespace zel::test;
 
 namespace {
 
@@ -76,56 +70,6 @@ TEST(Properties, RowsAreSound)
     }
     EXPECT_EQ(findProperty("NoSuchProperty"), nullptr);
     EXPECT_TRUE(findProperty("Size")->category().isCapable(PropertyCategoryImp::RequiredForEnumeration()));
-}
-
-TEST(Discoverers, OnlyThoseThatAreAskedForRun)
-{
-    MemoryRoot root;
-    root.file("proc/meminfo", "MemTotal: 1024 kB\n").file("sys/class/dmi/id/sys_vendor", "ACME\n");
-    RecordingSink sink;
-    discover(root, C::Memory(), sink);
-    ASSERT_EQ(sink.devices.size(), 1u);
-    EXPECT_EQ(root.reads().size(), 1u);
-    RecordingSink all;
-    discover(root, C::ALL(), all);
-    EXPECT_EQ(all.devices.size(), 2u);
-    RecordingSink none;
-    discover(root, C(), none);
-    EXPECT_TRUE(none.devices.empty());
-}
-
-TEST(Discoverers, AFileThatSeveralAskForIsReadOnce)
-{
-    MemoryRoot root;
-    root.file("sys/firmware/dmi/tables/DMI", SmbiosTable()
-                                                 .add(1, {1}, {"ACME"})
-                                                 .add(4, processorSocket(0x41))
-                                                 .add(17, memoryDevice(8192))
-                                                 .bytes());
-    RecordingSink sink;
-    discover(root, C::ALL(), sink);
-    EXPECT_EQ(sink.devices.size(), 4u);
-    EXPECT_EQ(root.reads().at("sys/firmware/dmi/tables/DMI"), 1);
-}
-
-TEST(ReadOnceRoot, AnswersAsTheRootDoes)
-{
-    MemoryRoot root;
-    root.file("a", "0123456789").file("empty", "").unreadable("broken");
-    ReadOnceRoot const once(root);
-    EXPECT_EQ(once.read("a", 4), "0123");
-    EXPECT_EQ(once.read("a", 2), "01");
-    EXPECT_EQ(root.reads().at("a"), 1);
-    EXPECT_EQ(once.read("a", 10), "0123456789") << "more than was remembered";
-    EXPECT_EQ(once.read("a", 10), "0123456789");
-    EXPECT_EQ(once.read("a", 4), "0123");
-    EXPECT_EQ(root.reads().at("a"), 2);
-    for (int round = 0; round < 2; ++round) {
-        EXPECT_EQ(once.read("empty", 4), "");
-        EXPECT_EQ(once.read("broken", 4), std::nullopt);
-        EXPECT_EQ(once.read("missing", 4), std::nullopt);
-    }
-    EXPECT_EQ(root.reads().at("broken"), 1);
 }
 
 TEST(DeviceRecords, ParentsComeBeforeChildren)

@@ -1,6 +1,6 @@
 #include "../MemoryRoot.h"
 
-#include <zel/enumerator/Discoverers.h>
+#include <zel/enumerator/sensors/discover.h>
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,8 @@
 #include "../MemoryRoot.h"
 #include "../SmbiosTable.h"
 
-#include <zel/enumerator/Discoverers.h>
+#include <zel/enumerator/memory/discover.h>
+#include <zel/enumerator/system/discover.h>
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // Keyboards, mice, touchpads, touch screens, pen tablets, game controllers. Reads
 // sys/class/input/input*/uevent, and lists the folder for the event file. Needs no privilege.
-#include <zel/enumerator/buses/HardwareTree.h>
+#include <zel/enumerator/attached/discover.h>
 
 #include <zel/enumerator/attached/InputClass.h>
 #include <zel/enumerator/records/Describe.h>

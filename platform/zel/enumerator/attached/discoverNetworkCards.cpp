@@ -2,7 +2,7 @@
 // sys/class/net/*/{uevent,type,address,addr_assign_type, flags,operstate,carrier,speed,duplex,mtu},
 // phy80211/macaddress of wireless cards, bonding_slave/perm_hwaddr of cards in a bond. Needs no privilege.
 // carrier, speed and duplex answer only while the interface is up.
-#include <zel/enumerator/buses/HardwareTree.h>
+#include <zel/enumerator/attached/discover.h>
 
 #include <zel/enumerator/attached/MacAddress.h>
 #include <zel/enumerator/records/Describe.h>

@@ -1,6 +1,6 @@
 // Serial and parallel ports. Reads sys/class/tty/tty*/{type,port,iomem_base,irq} and
 // proc/sys/dev/parport/parport*/{base-addr,irq}. Some of the first need the administrator on old kernels.
-#include <zel/enumerator/buses/HardwareTree.h>
+#include <zel/enumerator/attached/discover.h>
 
 #include <zel/enumerator/records/Describe.h>
 #include <zel/enumerator/records/Measures.h>

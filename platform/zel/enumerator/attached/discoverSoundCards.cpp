@@ -1,5 +1,5 @@
 // Sound cards. Reads proc/asound/cards and links in sys/class/sound. Needs no privilege.
-#include <zel/enumerator/buses/HardwareTree.h>
+#include <zel/enumerator/attached/discover.h>
 
 #include <zel/enumerator/attached/SoundCardNames.h>
 #include <zel/enumerator/records/Describe.h>

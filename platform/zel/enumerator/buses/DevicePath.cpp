@@ -22,7 +22,7 @@ bool whole(std::string_view text, Number& number, int base = 10) noexcept
     return error == std::errc() && end == text.data() + text.size() && !text.empty();
 }
 
-/// Folders that stand between a device and what a driver made of it.
+/// Folders that stand between a device and what a driver made of it: ".../fe340000.mmc/mmc_host/mmc0/...".
 bool isClassFolder(std::string_view name)
 {
     static constexpr std::array<std::string_view, 7> kFolders{"block", "net",  "tty",     "sound",
@@ -30,7 +30,8 @@ bool isClassFolder(std::string_view name)
     return std::find(kFolders.begin(), kFolders.end(), name) != kFolders.end();
 }
 
-/// Names that the kernel gives in order of discovery.
+/// Names that the kernel gives in order of discovery ("host9", "virtio0", "mmc0:aaaa"): a record located by one
+/// would be another device after the next start.
 bool isUnstable(std::string_view name)
 {
     static constexpr std::array<std::string_view, 4> kPrefixes{"host", "ata", "virtio", "card"};
@@ -43,7 +44,7 @@ void readComponent(DevicePath& path, std::string const& name)
 {
     if (auto const pci = PciAddress::parse(name)) {
         path.pci = pci;
-        path.usb.reset();
+        path.usb.reset(); // a bridge in a dock: what stands behind it hangs on PCI again
         path.usbInterface.reset();
     } else if (auto usb = UsbAddress::parse(name)) {
         path.usb = std::move(usb);
@@ -52,7 +53,7 @@ void readComponent(DevicePath& path, std::string const& name)
         path.scsi = scsi;
     } else if (auto const ata = text::indexAfter(name, "ata")) {
         path.ata = ata;
-    } else if (path.usb && !path.usbInterface) {
+    } else if (path.usb && !path.usbInterface) { // "1-2.3:1.0": device, ':', configuration, '.', interface
         std::size_t const colon = name.find(':'), dot = name.rfind('.');
         std::uint32_t interface = 0;
         if (colon != std::string::npos && dot != std::string::npos && dot > colon &&
@@ -66,16 +67,18 @@ void readComponent(DevicePath& path, std::string const& name)
 
 std::optional<PciAddress> PciAddress::parse(std::string_view text) noexcept
 {
-    std::size_t const first = text.find(':');
-    if (first == std::string_view::npos || first < 4 || first > 8 || text.size() != first + 8 ||
-        text[first + 3] != ':' || text[first + 6] != '.')
+    // "0000:00:1f.2". The domain has four digits or more (behind some storage controllers it is 10000), so
+    // positions count from the colon behind it.
+    std::size_t const colon = text.find(':');
+    if (colon == std::string_view::npos || colon < 4 || colon > 8)
+        return std::nullopt;
+    std::string_view const behind = text.substr(colon + 1); // "00:1f.2"
+    if (behind.size() != 7 || behind[2] != ':' || behind[5] != '.')
         return std::nullopt;
     PciAddress address;
-    if (!whole(text.substr(0, first), address.domain, 16) ||
-        !whole(text.substr(first + 1, 2), address.bus, 16) ||
-        !whole(text.substr(first + 4, 2), address.device, 16) ||
-        !whole(text.substr(first + 7, 1), address.function, 16) || address.device > 31 ||
-        address.function > 7)
+    if (!whole(text.substr(0, colon), address.domain, 16) || !whole(behind.substr(0, 2), address.bus, 16) ||
+        !whole(behind.substr(3, 2), address.device, 16) || !whole(behind.substr(6), address.function, 16) ||
+        address.device > 31 || address.function > 7) // five bits and three in a function's number
         return std::nullopt;
     return address;
 }
@@ -93,6 +96,7 @@ std::optional<UsbAddress> UsbAddress::parse(std::string_view text)
     UsbAddress address;
     if (text.starts_with("usb"))
         return whole(text.substr(3), address.bus) ? std::optional(address) : std::nullopt;
+    // "1-2.3": bus, '-', the ports on the way, with dots between them
     std::size_t const dash = text.find('-');
     if (dash == std::string_view::npos || !whole(text.substr(0, dash), address.bus))
         return std::nullopt;

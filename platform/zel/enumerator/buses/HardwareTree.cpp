@@ -3,7 +3,6 @@
 // privilege.
 #include <zel/enumerator/buses/HardwareTree.h>
 
-#include <zel/enumerator/Discoverers.h>
 #include <zel/enumerator/records/Describe.h>
 #include <zel/enumerator/root/Text.h>
 
@@ -280,20 +279,6 @@ std::pair<String, char const*> busLocation(DevicePath const& path)
     if (path.pci)
         return {pciLocation(*path.pci), "PCI"};
     return {String(path.platformName()), ""};
-}
-
-void discoverHardware(Root const& root, HardwareNames const& names, DeviceSink& sink)
-{
-    HardwareTree tree(root, names);
-    for (auto const discover :
-         {&discoverPciFunctions, &discoverUsbDevices, &discoverDrives, &discoverNetworkCards,
-          &discoverSoundCards, &discoverInputDevices, &discoverPorts})
-        discover(tree, sink);
-}
-
-void discoverHardware(Root const& root, DeviceSink& sink)
-{
-    discoverHardware(root, HardwareNames::system(), sink);
 }
 
 } // namespace zel

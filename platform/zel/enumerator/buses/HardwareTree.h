@@ -87,16 +87,4 @@ String usbLocation(UsbAddress const& address);
 /// it.
 std::pair<String, char const*> busLocation(DevicePath const& path);
 
-// The discoverers of what hangs on buses, one unit each.
-void discoverPciFunctions(HardwareTree& tree, DeviceSink& sink);
-void discoverUsbDevices(HardwareTree& tree, DeviceSink& sink);
-void discoverDrives(HardwareTree& tree, DeviceSink& sink);
-void discoverNetworkCards(HardwareTree& tree, DeviceSink& sink);
-void discoverSoundCards(HardwareTree& tree, DeviceSink& sink);
-void discoverInputDevices(HardwareTree& tree, DeviceSink& sink);
-void discoverPorts(HardwareTree& tree, DeviceSink& sink);
-
-/// All of them.
-void discoverHardware(Root const& root, HardwareNames const& names, DeviceSink& sink);
-
 } // namespace zel

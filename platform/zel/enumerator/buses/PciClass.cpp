@@ -108,4 +108,15 @@ PciKind pciKind(std::uint32_t classCode)
     return kind;
 }
 
+CapabilityImp pciCapabilities()
+{
+    C all = C::PCI() | C::USB();
+    for (Row const& row : kRows) {
+        all |= C(row.type);
+        for (Code const extra : row.extra)
+            all |= C(extra);
+    }
+    return all;
+}
+
 } // namespace zel

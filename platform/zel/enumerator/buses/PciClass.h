@@ -17,5 +17,7 @@ struct PciKind
 /// `classCode` has 24 bits: base class, subclass, programming interface. Of a class that is not known the
 /// type is PCI.
 PciKind pciKind(std::uint32_t classCode);
+/// Every capability that pciKind() gives.
+CapabilityImp pciCapabilities();
 
 } // namespace zel

@@ -74,4 +74,12 @@ UsbKind usbKind(UsbClass const& device, std::span<UsbClass const> interfaces)
     return kind;
 }
 
+CapabilityImp usbCapabilities()
+{
+    C all = C::USB() | C::USBComposite();
+    for (Row const& row : kRows)
+        all |= C(row.type) | C(row.extra);
+    return all;
+}
+
 } // namespace zel

@@ -25,5 +25,7 @@ struct UsbKind
 /// does. Every interface adds its capabilities; interfaces of more than one kind make the device
 /// USBComposite.
 UsbKind usbKind(UsbClass const& device, std::span<UsbClass const> interfaces);
+/// Every capability that usbKind() gives.
+CapabilityImp usbCapabilities();
 
 } // namespace zel

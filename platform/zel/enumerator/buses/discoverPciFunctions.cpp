@@ -2,7 +2,7 @@
 // sys/bus/pci/devices/*/ {revision,max_link_width,max_link_speed,current_link_width,current_link_speed,
 // mem_info_vram_total}.
 // Needs no privilege. `config` is left alone: reading it wakes a sleeping device.
-#include <zel/enumerator/buses/HardwareTree.h>
+#include <zel/enumerator/buses/discover.h>
 
 #include <zel/enumerator/buses/PciLink.h>
 #include <zel/enumerator/records/Describe.h>

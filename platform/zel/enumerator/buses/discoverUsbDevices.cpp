@@ -1,7 +1,7 @@
 // USB hubs and devices. Reads, beyond what the tree holds, sys/bus/usb/devices/*/{version,serial}.
 // Needs no privilege. What an interface does (keyboard, drive, network card) is a record of its own below the
 // device's.
-#include <zel/enumerator/buses/HardwareTree.h>
+#include <zel/enumerator/buses/discover.h>
 
 #include <zel/enumerator/records/Describe.h>
 #include <zel/enumerator/records/Measures.h>

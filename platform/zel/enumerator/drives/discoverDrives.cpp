@@ -2,7 +2,7 @@
 // Reads, beyond what Drive.cpp names, sys/block/*/{size,removable,ro},
 // queue/{rotational,logical_block_size,physical_block_size}, of partitions {size,start}, and
 // proc/sys/dev/cdrom/info. Needs no privilege.
-#include <zel/enumerator/buses/HardwareTree.h>
+#include <zel/enumerator/drives/discover.h>
 
 #include <zel/enumerator/drives/CdromInfo.h>
 #include <zel/enumerator/drives/Drive.h>

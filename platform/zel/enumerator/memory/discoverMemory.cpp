@@ -2,7 +2,8 @@
 // it says kB, the firmware's table, and /sys/devices/system/memory: a folder for each block of memory, all of
 // one size.
 
-#include <zel/enumerator/Discoverers.h>
+#include <zel/enumerator/memory/discover.h>
+
 #include <zel/enumerator/firmware/SmbiosTables.h>
 #include <zel/enumerator/memory/MemoryModules.h>
 #include <zel/enumerator/records/Describe.h>

@@ -2,7 +2,8 @@
 // Reads /proc/cpuinfo and, in /sys/devices/system/cpu, online, cpu*/topology, cpu*/cache, cpu*/cpufreq;
 // the firmware's table for what it knows of sockets.
 
-#include <zel/enumerator/Discoverers.h>
+#include <zel/enumerator/processors/discover.h>
+
 #include <zel/enumerator/firmware/SmbiosTables.h>
 #include <zel/enumerator/processors/CpuInfo.h>
 #include <zel/enumerator/processors/CpuTopology.h>

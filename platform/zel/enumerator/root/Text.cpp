@@ -70,80 +70,24 @@ std::string cleaned(std::string_view text)
     return clean;
 }
 
+constexpr std::array kPlaceholders = {
+#define ZEL_PLACEHOLDER(text) std::string_view(text),
+#define ZEL_NUMBERED_PLACEHOLDER(text)
+#include <zel/enumerator/root/Placeholders.def>
+};
+
+constexpr std::array kNumbered = {
+#define ZEL_PLACEHOLDER(text)
+#define ZEL_NUMBERED_PLACEHOLDER(text) std::string_view(text),
+#include <zel/enumerator/root/Placeholders.def>
+};
+
 bool isPlaceholder(std::string_view lower)
 {
-    // Seen in the firmware tables of boards whose maker left the field as the BIOS vendor delivered it.
-    static constexpr std::array kPlaceholders = {
-        "default string",
-        "to be filled by o.e.m.",
-        "to be filled by o.e.m",
-        "to be filled by oem",
-        "not specified",
-        "not available",
-        "not applicable",
-        "not provided",
-        "no asset information",
-        "no asset tag",
-        "no data",
-        "none",
-        "null",
-        "n/a",
-        "na",
-        "unknown",
-        "undefined",
-        "unspecified",
-        "empty",
-        "invalid",
-        "oem",
-        "o.e.m.",
-        "system manufacturer",
-        "system product name",
-        "system version",
-        "system serial number",
-        "sku",
-        "base board manufacturer",
-        "base board product name",
-        "base board version",
-        "base board serial number",
-        "chassis manufacturer",
-        "chassis version",
-        "chassis serial number",
-        "asset tag",
-        "asset-1234567890",
-        "manufacturer",
-        "serial number",
-        "part number",
-        "product name",
-        "type2 - board asset tag",
-        "type2 - board serial number",
-        "no enclosure",
-        "no module",
-        "no dimm",
-        "[empty]",
-        "(null)",
-        "x.x",
-        "sernum",
-        "to be set by oem",
-        "not set",
-        "unset",
-        "0123456789",
-        "123456789",
-        "1234567890",
-        "9876543210",
-        "012345678900",
-        "00000000",
-        "bsn12345678901234567",
-        "csn12345678901234567",
-        "atn12345678901234567",
-    };
     if (std::find(kPlaceholders.begin(), kPlaceholders.end(), lower) != kPlaceholders.end())
         return true;
-    // Vendors number their blanks: "SerNum0", "AssetTagNum3", "Array1_PartNumber0", "Manufacturer01".
     std::size_t const end = lower.find_last_not_of("0123456789");
     std::string_view const word = end == std::string_view::npos ? lower : lower.substr(0, end + 1);
-    static constexpr std::array kNumbered = {"sernum",           "assettagnum",       "partnum",
-                                             "array_partnumber", "array1_partnumber", "manufacturer",
-                                             "modulepartnumber", "moduleserialnumber"};
     if (word.size() != lower.size() && std::find(kNumbered.begin(), kNumbered.end(), word) != kNumbered.end())
         return true;
     if (lower.starts_with("dimm") && lower.ends_with("_assettag")) // "Dimm0_AssetTag"

@@ -1,7 +1,8 @@
 // Batteries and power supplies. Reads /sys/class/power_supply/*; units are millionths
 // (Documentation/ABI/testing/sysfs-class-power). Some firmware counts energy, some counts charge.
 
-#include <zel/enumerator/Discoverers.h>
+#include <zel/enumerator/sensors/discover.h>
+
 #include <zel/enumerator/records/Describe.h>
 #include <zel/enumerator/records/Measures.h>
 #include <zel/enumerator/root/Text.h>

@@ -2,7 +2,8 @@
 // Reads /sys/class/hwmon/hwmon*: name, temp*, in*, fan*; before Linux 2.6.31 these stood in hwmon*/device. Of
 // the drive that a chip belongs to: model.
 
-#include <zel/enumerator/Discoverers.h>
+#include <zel/enumerator/sensors/discover.h>
+
 #include <zel/enumerator/buses/DevicePath.h>
 #include <zel/enumerator/records/Describe.h>
 #include <zel/enumerator/root/Text.h>

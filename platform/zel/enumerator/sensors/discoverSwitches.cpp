@@ -1,6 +1,7 @@
 // Lid sensors: ACPI devices PNP0C0D. Reads /sys/bus/acpi/devices and /proc/acpi/button/lid/*/state.
 
-#include <zel/enumerator/Discoverers.h>
+#include <zel/enumerator/sensors/discover.h>
+
 #include <zel/enumerator/records/Describe.h>
 #include <zel/enumerator/root/Text.h>
 

@@ -1,7 +1,8 @@
 // Thermal zones. Reads /sys/class/thermal/thermal_zone*: type, temp, mode,
 // trip_point_*_type and _temp.
 
-#include <zel/enumerator/Discoverers.h>
+#include <zel/enumerator/sensors/discover.h>
+
 #include <zel/enumerator/records/Describe.h>
 #include <zel/enumerator/root/Text.h>
 #include <zel/enumerator/sensors/SensorReading.h>

@@ -2,7 +2,8 @@
 // Reads /sys/firmware/dmi/tables (administrators only), /sys/class/dmi/id for what the tables did not tell,
 // /proc/sys/kernel, /proc/version, /etc/os-release and, where there is no DMI, the device tree's model.
 
-#include <zel/enumerator/Discoverers.h>
+#include <zel/enumerator/system/discover.h>
+
 #include <zel/enumerator/firmware/Smbios.h>
 #include <zel/enumerator/firmware/SmbiosTables.h>
 #include <zel/enumerator/records/Describe.h>

@@ -1,6 +1,6 @@
-#include <zel/enumerator/root/LinkWalk.h>
 #include <zel/enumerator/root/Text.h>
 #include <zel/enumerator/root/linux/DirectoryRoot.h>
+#include <zel/enumerator/root/linux/LinkWalk.h>
 
 #include <dirent.h>
 #include <fcntl.h>

@@ -1,4 +1,4 @@
-#include <zel/enumerator/root/LinkWalk.h>
+#include <zel/enumerator/root/linux/LinkWalk.h>
 
 #include <zel/enumerator/root/Text.h>
 

@@ -1,0 +1,54 @@
+// Serial ports of a PC, of platform chips and of USB adapters.
+
+#include "../HardwareMachine.h"
+
+#include <gtest/gtest.h>
+
+using namespace zel;
+using namespace zel::test;
+using namespace std::string_literals;
+using C = CapabilityImp;
+
+TEST(Hardware, SerialPortsOfEveryKind)
+{
+    MemoryRoot root = machine();
+    std::string const usb = std::string(kXhci) + "/usb1/1-2/", soc = "sys/devices/platform/soc/";
+    auto const adapter = [&](std::string const& path, char const* product) {
+        node(root, "sys/bus/usb/devices", path,
+             {{"uevent", "PRODUCT=403/6011/800\nTYPE=0/0/0\n"}, {"product", product + "\n"s}});
+    };
+    auto const tty = [&](std::string const& path, char const* driver) {
+        node(root, "sys/class/tty", path, {{"uevent", "MAJOR=188\n"}});
+        std::string const device = path.substr(0, path.find("/tty/"));
+        root.link(path + "/device", "/" + device).link(device + "/driver", "../drivers/"s + driver);
+    };
+    adapter(usb + "1-2.6", "Quad RS232");
+    adapter(usb + "1-2.7", "Uno");
+    tty(usb + "1-2.6/1-2.6:1.0/ttyUSB0/tty/ttyUSB0", "ftdi_sio");
+    tty(usb + "1-2.6/1-2.6:1.1/ttyUSB1/tty/ttyUSB1", "ftdi_sio");
+    tty(usb + "1-2.7/1-2.7:1.0/tty/ttyACM0", "cdc_acm");
+    tty(soc + "fe201000.serial/fe201000.serial:0/fe201000.serial:0.0/tty/ttyAMA0", "port");
+    root.link(soc + "fe201000.serial/driver", "../drivers/uart-pl011");
+    tty("sys/devices/pci0000:00/0000:00:16.3/tty/ttyS4", "serial"); // old kernels hide its registers
+    tty("sys/devices/virtual/tty/ttyUSB7", "none");
+    RecordingSink const sink = scan(root);
+    expectWhole(sink);
+    struct Case
+    {
+        char const *name, *place, *driver;
+    } const cases[] = {
+        {"/dev/ttyUSB0", "SerialPort USB:1:2:6 below USB:1:2:6", "ftdi_sio"},
+        {"/dev/ttyUSB1", "SerialPort USB:1:2:6:1 below USB:1:2:6", "ftdi_sio"},
+        {"/dev/ttyACM0", "SerialPort USB:1:2:7 below USB:1:2:7", "cdc_acm"},
+        {"/dev/ttyAMA0", "SerialPort fe201000.serial below System", "uart-pl011"},
+        {"/dev/ttyS4", "SerialPort COM:5 below System", "serial"},
+        {"/dev/ttyUSB7", "none", "-"},
+    };
+    for (Case const& c : cases) {
+        EXPECT_EQ(placeOf(sink, c.name), c.place);
+        EXPECT_EQ(RecordingSink::property(known(sink, c.name), "Driver"), c.driver) << c.name;
+        EXPECT_EQ(RecordingSink::property(known(sink, c.name), "IoAddress"), "-") << c.name;
+    }
+    EXPECT_EQ(known(sink, "/dev/ttyUSB0")->name, String("Quad RS232"));
+    EXPECT_EQ(known(sink, "/dev/ttyS4")->name, String("Serial port 5"));
+}

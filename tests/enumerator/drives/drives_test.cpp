@@ -1,0 +1,104 @@
+// Drives of every bus, their drivers and links.
+
+#include "../HardwareMachine.h"
+
+#include <gtest/gtest.h>
+
+using namespace zel;
+using namespace zel::test;
+using namespace std::string_literals;
+using C = CapabilityImp;
+
+TEST(Hardware, DrivesOfEveryBus)
+{
+    MemoryRoot root;
+    std::string const slot = "sys/devices/pci0001:00/0001:00:02.0";
+    pci(root, slot, "10802", "144D:A808");
+    pci(root, "sys/devices/pci0000:00/0000:00:1f.1", "1018A", "8086:27DF");
+    pci(root, "sys/devices/pci0000:00/0000:00:05.0", "10700", "1000:0097");
+    disk(root, slot + "/nvme/nvme3/nvme3n1", "16\n");
+    root.files(slot + "/nvme/nvme3",
+               {{"model", "Samsung SSD 970 EVO 1TB\n"}, {"serial", "S5H9\n"}, {"firmware_rev", "2B2Q\n"}});
+    disk(root, slot + "/nvme/nvme3/nvme3n2", "16\n");
+    disk(root, slot + "/nvme/nvme3/nvme3c3n1", "16\n"); // the path behind a drive with several
+    disk(root, "sys/devices/virtual/nvme-subsystem/nvme-subsys0/nvme4n1", "16\n");
+    root.link("sys/devices/virtual/nvme-subsystem/nvme-subsys0/nvme4",
+              "/sys/devices/pci0000:00/0000:00:06.0/nvme/nvme4")
+        .file("sys/devices/pci0000:00/0000:00:06.0/nvme/nvme4/cntlid", "1\n");
+    node(root, "sys/block", "sys/devices/pci0000:00/0000:00:1f.1/host5/target5:0:1/5:0:1:0/block/sr0",
+         {{"size", "4\n"}});
+    root.file("sys/devices/pci0000:00/0000:00:1f.1/host4/uevent", "\n")
+        .file("proc/sys/dev/cdrom/info", "drive name:\tsr0\nCan read DVD:\t1\n");
+    disk(root,
+         "sys/devices/pci0000:00/0000:00:05.0/host0/port-0:0/end_device-0:0/target0:0:7/0:0:7:0/block/sda",
+         "16\n");
+    disk(root, "sys/devices/platform/soc/fe34.mmc/mmc_host/mmc0/mmc0:aaaa/block/mmcblk0", "16\n");
+    disk(root, "sys/devices/platform/soc/fe34.mmc/mmc_host/mmc0/mmc0:aaaa/block/mmcblk0boot0", "16\n");
+    RecordingSink const sink = scan(root);
+    struct Case
+    {
+        char const *osLocator, *place;
+    } const cases[] = {
+        {"/dev/nvme3n1", "HardDrive PCI:256:2:0 below PCI:256:2:0"}, // domain 1
+        {"/dev/nvme3n2", "HardDrive PCI:256:2:0:2 below PCI:256:2:0"},
+        {"/dev/nvme3c3n1", "none"},
+        {"/dev/nvme4n1", "HardDrive PCI:0:6:0 below System"},
+        {"/dev/sr0", "DVD IDE:1:1 below PCI:0:31:1"},
+        {"/dev/sda", "HardDrive SCSI:40:0:7:0 below PCI:0:5:0"},
+        {"/dev/mmcblk0", "HardDrive fe34.mmc below System"},
+        {"/dev/mmcblk0boot0", "none"},
+    };
+    for (Case const& c : cases)
+        EXPECT_EQ(placeOf(sink, c.osLocator), c.place);
+    EXPECT_EQ(known(sink, "/dev/nvme3n1")->name, String("Samsung SSD 970 EVO 1TB"));
+    EXPECT_EQ(RecordingSink::property(known(sink, "/dev/nvme3n1"), "SerialNumber"), "S5H9");
+    EXPECT_TRUE(known(sink, "/dev/sda")->capabilities.isCapable(C::SAS() | C::SCSI()));
+    expectWhole(sink);
+}
+
+TEST(Hardware, DriversAndLinksOfDrives)
+{
+    MemoryRoot root = machine();
+    std::string const ata3 = std::string(kAhci) + "/ata3/link3/ata_link/link3";
+    std::string const ata4 = std::string(kAhci) + "/ata4/link4/ata_link/link4";
+    root.files(ata3, {{"sata_spd", "3.0 Gbps\n"}, {"hw_sata_spd_limit", "6.0 Gbps\n"}});
+    root.files(ata4, {{"sata_spd", "<unknown>\n"}, {"hw_sata_spd_limit", "Gbps\n"}});
+    std::string const stick = std::string(kXhci) + "/usb1/1-2/1-2.4/1-2.4:1.0";
+    root.link(stick + "/driver", "../../../../../bus/usb/drivers/uas");
+    std::string const slot = "sys/devices/pci0000:00/0000:03:00.0";
+    pci(root, slot, "10802", "144D:A808");
+    root.files(slot, {{"max_link_width", "4\n"},
+                      {"max_link_speed", "8.0 GT/s PCIe\n"},
+                      {"current_link_width", "2\n"},
+                      {"current_link_speed", "Unknown speed\n"}});
+    disk(root, slot + "/nvme/nvme0/nvme0n1", "16\n");
+    std::string const sas = "sys/devices/pci0000:00/0000:00:05.0";
+    pci(root, sas, "10700", "1000:0097");
+    disk(root, sas + "/host0/port-0:0/end_device-0:0/target0:0:7/0:0:7:0/block/sdx", "16\n");
+    root.files(sas + "/host0/port-0:0/phy-0:3/sas_phy/phy-0:3",
+               {{"negotiated_linkrate", "6.0 Gbit\n"}, {"maximum_linkrate", "12.0 Gbit\n"}});
+    std::string const virtio = "sys/devices/pci0000:00/0000:00:07.0/virtio2";
+    disk(root, virtio + "/block/vda", "16\n");
+    root.link(virtio + "/driver", "../../../../bus/virtio/drivers/virtio_blk");
+    RecordingSink const sink = scan(root);
+    struct Case
+    {
+        char const *name, *driver, *speed, *most, *width;
+    } const cases[] = {
+        {"/dev/sda", "drv", "3.0 Gbit/s", "6.0 Gbit/s", "-"},
+        {"/dev/sdb", "drv", "-", "-", "-"},
+        {"/dev/nvme0n1", "drv", "-", "8.0 GT/s PCIe", "2"},
+        {"/dev/sdx", "drv", "6.0 Gbit/s", "12.0 Gbit/s", "-"},
+        {"/dev/sdc", "uas", "-", "-", "-"},
+        {"/dev/vda", "virtio_blk", "-", "-", "-"},
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.name);
+        DeviceDescription const* const drive = known(sink, c.name);
+        EXPECT_EQ(RecordingSink::property(drive, "Driver"), c.driver);
+        EXPECT_EQ(RecordingSink::property(drive, "LinkSpeed"), c.speed);
+        EXPECT_EQ(RecordingSink::property(drive, "MaximumLinkSpeed"), c.most);
+        EXPECT_EQ(RecordingSink::property(drive, "LinkWidth"), c.width);
+    }
+    EXPECT_EQ(RecordingSink::property(known(sink, "/dev/sdc"), "DataRate"), "5 Gbit/s");
+}
