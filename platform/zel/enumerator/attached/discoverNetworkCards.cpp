@@ -104,7 +104,7 @@ std::optional<std::string> driverOf(HardwareTree const& tree, Interface const& i
 {
     // The function's driver, unless something stands between function and interface (a virtual or USB
     // device).
-    std::size_t const net = interface.folder.rfind("/net/");
+    std::size_t const net = interface.folder.rfind("/net/"); // ".../0000:02:00.0/net/eth0/"
     std::string const device = interface.folder.substr(0, net);
     PciFunction const* const function = tree.pci(interface.place.pci);
     if (function && function->path == device)

@@ -104,6 +104,7 @@ PciFunction HardwareTree::readFunction(std::string const& name) const
     PciFunction function;
     std::string const link = std::string(kPciDevices) + "/" + name;
     function.path = m_root.resolve(link).value_or(link);
+    // The directory of a function stands in that of the bridge above it.
     std::size_t const slash = function.path.rfind('/');
     function.bridge = DevicePath::parse(std::string_view(function.path).substr(0, slash)).pci;
 
@@ -121,7 +122,7 @@ PciFunction HardwareTree::readFunction(std::string const& name) const
     if (code && *code <= 0xFFFFFF)
         function.classCode = static_cast<std::uint32_t>(*code);
     function.driver = valueOf(uevent, "DRIVER");
-    if (uevent.empty())
+    if (uevent.empty()) // else there is no driver: it would stand there
         function.driver = m_root.linkName(folder + "driver");
     function.kind = pciKind(function.classCode.value_or(0xFF0000));
     if (function.id) {
@@ -138,7 +139,7 @@ void HardwareTree::readUsb()
     std::map<std::string, std::vector<std::string>> interfaces;
     std::vector<std::string> devices;
     for (std::string const& name : m_root.list(kUsbDevices)) {
-        std::size_t const colon = name.find(':');
+        std::size_t const colon = name.find(':'); // "1-2:1.0" is an interface of "1-2"
         if (colon == std::string::npos)
             devices.push_back(name);
         else

@@ -102,7 +102,8 @@ String joined(std::string_view prefix, std::initializer_list<std::uint64_t> numb
 /// A controller that a pair of ports in the old places of the PC belongs to; there is at most one of them.
 bool isCompatibilityIde(PciFunction const* controller)
 {
-    constexpr std::uint32_t kIde = 0x010100, kNativeMode = 0x05;
+    constexpr std::uint32_t kIde = 0x010100;
+    constexpr std::uint32_t kNativeMode = 0x05; // one bit for each of the two channels
     return controller && controller->classCode && (*controller->classCode & 0xFFFF00) == kIde &&
            (*controller->classCode & kNativeMode) == 0;
 }
@@ -207,12 +208,13 @@ std::pair<String, char const*> driveLocation(HardwareTree const& tree, Drive con
     case DriveBus::Ata:
     case DriveBus::Scsi:
         return scsiLocation(tree, drive);
-    case DriveBus::Usb: { // several card slots are several logical units
+    case DriveBus::Usb: {
+        // Several card slots are several logical units; one number tells the interface and the unit behind it.
         std::uint64_t const unit = drive.place.usbInterface.value_or(0) * std::uint64_t{256} +
                                    (drive.place.scsi ? drive.place.scsi->unit : 0);
         return {unit == 0 ? place.first : place.first + ":" + String::number(unit), place.second};
     }
-    case DriveBus::Nvme: {
+    case DriveBus::Nvme: { // "nvme0n2": the second namespace
         std::size_t const mark = drive.kernelName.rfind('n');
         auto const space = text::toUnsigned(std::string_view(drive.kernelName).substr(mark + 1)).value_or(1);
         return {space == 1 ? place.first : place.first + ":" + String::number(space), place.second};
@@ -229,6 +231,7 @@ std::optional<unsigned> partitionNumber(std::string_view name, std::string_view 
 {
     if (drive.empty() || !name.starts_with(drive))
         return std::nullopt;
+    // "sda1", but "nvme0n1p1" and "mmcblk0p1": where the drive's own name ends in a digit the kernel puts a 'p'.
     bool const endsInDigit = drive.back() >= '0' && drive.back() <= '9';
     return text::indexAfter(name, std::string(drive) + (endsInDigit ? "p" : ""));
 }

@@ -50,6 +50,7 @@ std::string pathByName(Root const& root, std::string const& name)
 {
     if (name.empty() || name.find("..") != std::string::npos)
         return std::string();
+    // The drive of a partition by its name: "sda1" -> "sda", "nvme0n1p2" -> "nvme0n1".
     std::string drive = name.substr(0, name.find_last_not_of("0123456789") + 1);
     if (drive.size() > 1 && drive.back() == 'p' && drive.size() < name.size())
         drive.pop_back();

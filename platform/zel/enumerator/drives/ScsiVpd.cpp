@@ -6,7 +6,11 @@ namespace zel {
 
 namespace {
 
-constexpr std::size_t kHeader = 4, kModelLength = 40, kSerialLength = 20;
+// A page begins with device type, page code and two bytes of length, the greater first; a designator on page
+// 0x83 with code set, type, a reserved byte and one byte of length. Both headers have four bytes.
+constexpr std::size_t kHeader = 4;
+// What Linux writes for an ATA drive into its T10 designator: vendor, model, serial number, padded with blanks.
+constexpr std::size_t kModelLength = 40, kSerialLength = 20;
 constexpr std::string_view kAtaVendor = "ATA     ";
 constexpr unsigned kTypeT10 = 1;
 

@@ -53,6 +53,8 @@ class UdevNames final : public HardwareNames
 public:
     HardwareName pci(PciId const& id) const override
     {
+        // The database has patterns such as "pci:v00008086d000010D3*" and is asked with a whole module alias; its
+        // class plays no part in names.
         std::array<char, 64> key{};
         std::snprintf(key.data(), key.size(), "pci:v%08Xd%08Xsv%08Xsd%08Xbc00sc00i00", id.vendor, id.device,
                       id.subsystemVendor, id.subsystemDevice);
