@@ -82,6 +82,22 @@ TEST(Discoverers, EveryRowSaysWhatItsDevicesCanDo)
     }
 }
 
+TEST(Discoverers, NoTwoRowsGiveDevicesOfOneType)
+{
+    MemoryRoot const root = completeMachine();
+    HardwareTree tree(root, HardwareNames::none());
+    std::map<String, std::string> rows;
+    for (Discoverer const& discoverer : discoverers()) {
+        RecordingSink sink;
+        run(discoverer, tree, sink);
+        // Functions and devices of the buses share types; their locations begin with the bus.
+        std::string const row = sink.at("USB:1") || sink.at("PCI:0:31:2") ? "buses" : discoverer.name;
+        for (DeviceDescription const& device : sink.devices)
+            EXPECT_EQ(rows.emplace(device.type.toString(), row).first->second, row)
+                << device.type.toString().toUtf8();
+    }
+}
+
 TEST(Discoverers, AskingForOneCapabilityFindsWhatAskingForAllDoes)
 {
     MemoryRoot const root = completeMachine();
@@ -113,7 +129,6 @@ TEST(Discoverers, AClassThatIsNotAskedForIsLeftAlone)
         WatchedRoot const root(machine);
         RecordingSink const sink = found(root, one.asked);
         EXPECT_FALSE(sink.ofType(one.asked).empty());
-        // A USB keyboard's device says that it is one, too: the only row of the buses that runs along.
         for (Class const& other : classes)
             EXPECT_EQ(root.touched(other.folder), &other == &one) << other.folder;
         EXPECT_EQ(root.touched("proc/self/mount"), one.asked == C::HardDrive());
