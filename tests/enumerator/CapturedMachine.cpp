@@ -158,4 +158,10 @@ std::string propertyText(DeviceDescription const* device, std::string_view key)
     return value ? value->toString().toUtf8() : "-";
 }
 
+std::optional<std::uint64_t> count(DeviceDescription const* device, char const* key)
+{
+    auto const value = propertyOf(device, key);
+    return value ? std::optional(value->discreteMeasurement().value()) : std::nullopt;
+}
+
 } // namespace zel::test

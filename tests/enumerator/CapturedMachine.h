@@ -51,6 +51,8 @@ std::optional<std::string> word(std::string const& line, std::string const& key,
 std::optional<ValueImp> propertyOf(DeviceDescription const* device, std::string_view key);
 /// As text for people; "-" when the device does not carry it.
 std::string propertyText(DeviceDescription const* device, std::string_view key);
+/// Of a measurement that counts, in its unit (bytes, hertz).
+std::optional<std::uint64_t> count(DeviceDescription const* device, char const* key);
 
 } // namespace zel::test
 

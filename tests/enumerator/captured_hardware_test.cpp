@@ -15,12 +15,6 @@ using C = CapabilityImp;
 
 std::string firstWord(std::string const& line) { return line.substr(0, line.find(' ')); }
 
-std::optional<std::uint64_t> count(DeviceDescription const* device, char const* key)
-{
-    auto const value = propertyOf(device, key);
-    return value ? std::optional(value->discreteMeasurement().value()) : std::nullopt;
-}
-
 std::size_t countWhere(CapturedMachine const& machine, bool (*fits)(DeviceDescription const&))
 {
     std::size_t number = 0;
