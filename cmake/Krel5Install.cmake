@@ -3,7 +3,7 @@
 include(CMakePackageConfigHelpers)
 
 install(TARGETS Krel5 zel EXPORT Krel5Targets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-set_target_properties(Krel5 zel PROPERTIES INSTALL_RPATH "$ORIGIN")
+set_target_properties(Krel5 zel PROPERTIES BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "$ORIGIN")
 target_compile_features(Krel5 INTERFACE cxx_std_20) # what the headers need, of whoever includes them
 
 install(DIRECTORY include/krel5 DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
@@ -21,3 +21,9 @@ configure_package_config_file(cmake/Krel5Config.cmake.in ${PROJECT_BINARY_DIR}/K
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/Krel5ConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/Krel5Config.cmake ${PROJECT_BINARY_DIR}/Krel5ConfigVersion.cmake
   DESTINATION ${package_folder})
+
+# The same for those who do not use CMake: pkg-config --cflags --libs krel5. Its paths, too, are relative to where it lies.
+cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_INCLUDEDIR BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig
+  OUTPUT_VARIABLE include_folder)
+configure_file(cmake/krel5.pc.in ${PROJECT_BINARY_DIR}/krel5.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/krel5.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

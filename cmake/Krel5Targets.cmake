@@ -1,11 +1,16 @@
-# Warnings, sanitizers and include roots that every target of this project shares.
+# Warnings, sanitizers, include roots and library paths that the targets of this project share. Warnings are errors in the
+# presets only (CMakePresets.json): a newer compiler's new warning must not stop who packages the library.
 
 add_library(krel5_build_flags INTERFACE)
 target_compile_options(krel5_build_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual
-  -Werror -fno-omit-frame-pointer
+  $<$<BOOL:${KREL5_WARNINGS_AS_ERRORS}>:-Werror> -fno-omit-frame-pointer
   -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=) # __FILE__ is the path in the project, wherever that was built
 target_link_options(krel5_build_flags INTERFACE -Wl,--as-needed)
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+  # At -O3, GCC 12 sees overlapping copies inside std::string where a short literal is assigned; there are none.
+  target_compile_options(krel5_build_flags INTERFACE $<$<CONFIG:Release>:-Wno-restrict>)
+endif()
 if(KREL5_SANITIZE)
   # GCC 12 sees uninitialized reads in the standard library's own code once the sanitizers have rewritten it.
   target_compile_options(krel5_build_flags INTERFACE -Wno-maybe-uninitialized)
@@ -26,4 +31,18 @@ function(krel5_add_shared_library name)
   target_link_libraries(${name} PRIVATE krel5_build_flags ${ARGN})
   target_link_options(${name} PRIVATE -Wl,-Bsymbolic-functions -Wl,-O1 -Wl,--exclude-libs,ALL)
   set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+endfunction()
+
+# Programs find their libraries relative to themselves, so that a folder that was built or installed can be moved. What
+# is installed carries its final path from the start: CMake would else fill the path up with colons in the build tree, and
+# an empty element is the working directory, from which a program must not load code. tests/house/library_paths.sh looks.
+set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
+
+# Sets the library path of a program that lies in build_folder and is installed to install_folder (both absolute).
+function(krel5_set_library_path target build_folder install_folder)
+  cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_LIBDIR BASE_DIRECTORY ${install_folder} OUTPUT_VARIABLE installed)
+  cmake_path(RELATIVE_PATH CMAKE_LIBRARY_OUTPUT_DIRECTORY BASE_DIRECTORY ${build_folder} OUTPUT_VARIABLE built)
+  set(path "$ORIGIN/${installed}" "$ORIGIN/${built}") # one and the same unless libraries go to lib64 or the like
+  list(REMOVE_DUPLICATES path)
+  set_target_properties(${target} PROPERTIES BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "${path}")
 endfunction()
