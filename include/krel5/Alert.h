@@ -1,8 +1,8 @@
 #pragma once
 // A notice that an indicator raises about a device or about the machine.
 //
-//     Alert* alert = Alert::createAlert("FanSlow", AlertType::HARDWARE_ISSUE());   // "Alert.FanSlow.Title",
-//     ".Message" alert->setMessageVariable("rpm", 310u)->setDeviceAssociation(device)->addTip(tip)->send();
+//     Alert* alert = Alert::createAlert("FanSlow", AlertType::HARDWARE_ISSUE()); // texts "Alert.FanSlow.*"
+//     alert->setMessageVariable("rpm", 310u)->setDeviceAssociation(fan)->addTip(tip)->send();
 //
 // Thread rule: one object is not changed in one thread while another uses it; send() may be called from any
 // thread.

@@ -1,7 +1,7 @@
 #pragma once
 // The bus by which a device reaches its children.
 //
-//     device->addChildBusId(ChildBusType::SCSI(), "0");
+//     drive->addChildBusId(ChildBusType::SCSI(), "0");
 //
 // Thread rule: one handle is not used from two threads at once; the constants may be read from any thread.
 

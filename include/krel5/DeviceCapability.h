@@ -2,7 +2,7 @@
 // What a device is or can do: a set of primitive capabilities, built up with `|`. NIL is the empty set, ALL
 // contains everything.
 //
-//     createTest("seek", DeviceCapability::HardDrive() | DeviceCapability::TapeDrive(), seekTest);
+//     DeviceCapability drives = DeviceCapability::HardDrive() | DeviceCapability::TapeDrive();
 //
 // Thread rule: one handle is not used from two threads at once; the constants may be read from any thread.
 

@@ -1,13 +1,13 @@
 #pragma once
 // One named value of a device: a serial number, a size, a temperature.
 //
-//     static DeviceProperty* serial = SysInfoModule::createDeviceProperty("SerialNumber",
-//     PropertyCategory::SysInfo(),
-//                                         DataType::STRING(), DeviceCapability::HardDrive());
-//     device->addProperty(serial->setValue("S3X9NX0M"));
+//     DeviceProperty const* serial = device.property("SerialNumber"); // null: it has none
+//     if (serial != nullptr)
+//         std::puts(serial->value().toString().getUTF8Buffer());
 //
 // A property that a device holds is reached through the device; a property that the module declared is the
-// pattern from which devices take copies. Thread rule: one object is not used from two threads at once; see
+// pattern from which devices take copies. SyncDeviceProperty declares one; the module facade whose factories
+// declare the other kinds is to come. Thread rule: one object is not used from two threads at once; see
 // SyncDeviceProperty for filling many devices from several threads.
 
 #include <krel5/DataHolder.h>

@@ -1,7 +1,7 @@
 #pragma once
 // The working state of a device.
 //
-//     device->setDeviceState(DeviceState::DISABLED());
+//     drive->setDeviceState(DeviceState::DISABLED());
 //
 // Thread rule: one handle is not used from two threads at once; the constants may be read from any thread.
 

@@ -1,10 +1,10 @@
 #pragma once
 // The device that a test works on, read-only.
 //
-//     static TestResult readTest(DiagDevice const& device)
-//     {
-//         int file = open(device.osLocator().getUTF8Buffer(), O_RDONLY);
-//         if (DeviceProperty const* size = device.property("Size")) ...
+//     KrelString const& name = device.name();
+//     bool optical = device.hasCapability(DeviceCapability::Optical());
+//     DeviceProperty const* size = device.property("Size"); // null: it has none
+//     int file = open(device.osLocator().getUTF8Buffer(), O_RDONLY);
 //
 // Thread rule: every operation takes the library's one mutex; a returned reference stays valid as long as the
 // device.

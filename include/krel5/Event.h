@@ -1,9 +1,9 @@
 #pragma once
 // A message that a test sends while it runs.
 //
-//     Event* s_badBlock = DiagModule::createEvent("BadBlock");      // its text: "Event.BadBlock.Message"
-//     ...
-//     s_badBlock->setVariable("block", 17u);
+//     Event* s_badBlock = DiagModule::createEvent("BadBlock"); // text: "Event.BadBlock.Message"
+//
+//     s_badBlock->setVariable("block", 17u); // in the test
 //     DiagModule::error(s_badBlock, __FILE__, __LINE__);
 //
 // Tips for the person are the texts "Event.{key}.Tip.1", "Event.{key}.Tip.2" and so on, as far as the

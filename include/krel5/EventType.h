@@ -1,7 +1,7 @@
 #pragma once
 // How grave an event is that a module reports.
 //
-//     DiagModule::sendEvent(EventType::WARNING(), event, __FILE__, __LINE__);
+//     DiagModule::sendEvent(event, EventType::WARNING(), __FILE__, __LINE__);
 //
 // Thread rule: one handle is not used from two threads at once; the constants may be read from any thread.
 

@@ -2,10 +2,10 @@
 // A real number in a unit, with the number of decimals that are worth showing: a voltage, a temperature.
 //
 //     KrelNonDiscreteMeasurement rail(KrelUnitType::VOLTS(), 3.3, KrelUnitMagnitude::BASEUNIT(), 2);
-//     rail.toString(2, KrelUnitMagnitude::BASEUNIT());      // "3.30 V"
-//     rail.value(KrelUnitMagnitude::MILLI());               // 3300
-//     rail.precision(KrelUnitMagnitude::MILLI());           // 0: two decimals of a volt are tens of
-//     millivolts
+//     rail.toString(2, KrelUnitMagnitude::BASEUNIT()); // "3.30 V"
+//     rail.value(KrelUnitMagnitude::BASEUNIT());       // 3.3
+//     rail.value(KrelUnitMagnitude::MILLI());          // 3300
+//     rail.precision(KrelUnitMagnitude::MILLI());      // 0: two decimals of a volt are tens of millivolts
 //
 // Thread rule: one measurement is not changed in one thread while another uses it.
 

@@ -3,8 +3,8 @@
 //
 //     KrelString name("Zażółć");                  // from UTF-8
 //     name += " gęślą";
+//     std::size_t units = name.size();            // of UTF-16
 //     std::puts(name.getUTF8Buffer());            // valid until `name` is changed or destroyed
-//     DiagModule::createTest(name, ...);
 //
 // Thread rule: one string is not used from two threads at once, reading included: getUTF8Buffer() fills a
 // cache.

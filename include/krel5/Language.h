@@ -1,7 +1,7 @@
 #pragma once
 // A language by its tag, "en" or "zh-cn". The constant `nil` stands for no language.
 //
-//     if (DiagModule::getLanguage() == Language::de()) ...
+//     bool german = DiagModule::getLanguage() == Language::de();
 //
 // Thread rule: one handle is not used from two threads at once; the constants may be read from any thread.
 

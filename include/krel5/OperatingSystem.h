@@ -1,9 +1,9 @@
 #pragma once
 // An operating system: platform, architecture, major and minor release, distribution.
 //
-//     if (OperatingSystem::getCurrentOperatingSystem().getArchitecture() ==
-//     OperatingSystemArchitecture::X86_64())
-//         ...
+//     OperatingSystem const& system = OperatingSystem::getCurrentOperatingSystem();
+//     if (system.getArchitecture() == OperatingSystemArchitecture::X86_64())
+//         std::puts("64 bits");
 //
 // Thread rule: one handle is not used from two threads at once.
 

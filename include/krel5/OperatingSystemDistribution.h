@@ -2,7 +2,7 @@
 // The edition of an operating system, within its platform. Two editions have the same text;
 // they are two constants and compare unequal.
 //
-//     if (system.getDistribution() == OperatingSystemDistribution::LIN_SUSE()) ...
+//     bool suse = system.getDistribution() == OperatingSystemDistribution::LIN_SUSE();
 //
 // Thread rule: one handle is not used from two threads at once; the constants may be read from any thread.
 

@@ -1,7 +1,7 @@
 #pragma once
 // The major release of an operating system, within its platform.
 //
-//     if (system.getMajor() == OperatingSystemMajorVersion::LIN_2_6()) ...
+//     bool old = system.getMajor() == OperatingSystemMajorVersion::LIN_2_6();
 //
 // Thread rule: one handle is not used from two threads at once; the constants may be read from any thread.
 

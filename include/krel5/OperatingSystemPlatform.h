@@ -1,7 +1,7 @@
 #pragma once
 // The platform of an operating system.
 //
-//     if (system.getPlatform() == OperatingSystemPlatform::LINUX()) ...
+//     bool onLinux = system.getPlatform() == OperatingSystemPlatform::LINUX();
 //
 // Thread rule: one handle is not used from two threads at once; the constants may be read from any thread.
 

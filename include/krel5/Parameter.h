@@ -2,11 +2,11 @@
 // A declared, typed parameter of a test or of the whole module. Its value comes from the settings file or
 // from the client that runs the test.
 //
-//     Parameter* s_loops = DiagModule::createParameter("loops", DataType::UINT32(), "10", false, false,
-//     "1..1000"); DiagModule::createTest("pattern", DeviceCapability::Memory(),
-//     patternTest)->addParameter(s_loops);
-//     ...
-//     unsigned loops = s_loops->value().valueUint32();      // inside patternTest
+//     Parameter* s_loops =
+//         DiagModule::createParameter("loops", DataType::UINT32(), "10", false, false, "1..1000");
+//     DiagModule::createTest("pattern", DeviceCapability::Memory(), patternTest)->addParameter(s_loops);
+//
+//     unsigned int loops = s_loops->value().valueUint32(); // in patternTest
 //
 // Before a test runs, the library binds each parameter to the run; from then on the values are those of the
 // run. Thread rule: one object is not used from two threads at once.

@@ -1,7 +1,7 @@
 #pragma once
 // Where the value of a test parameter came from.
 //
-//     if (parameter->source() == ParameterSource::NOTSET()) ...
+//     bool isSet = parameter->valueSource() != ParameterSource::NOTSET();
 //
 // Thread rule: one handle is not used from two threads at once; the constants may be read from any thread.
 

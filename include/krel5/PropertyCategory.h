@@ -1,7 +1,7 @@
 #pragma once
 // What a device property is for: a set of categories, built up with `|`.
 //
-//     createDeviceProperty("serial", PropertyCategory::FRU() | PropertyCategory::Key(), ...);
+//     PropertyCategory category = PropertyCategory::FRU() | PropertyCategory::Key();
 //
 // Thread rule: one handle is not used from two threads at once; the constants may be read from any thread.
 

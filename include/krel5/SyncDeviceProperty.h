@@ -3,7 +3,7 @@
 //
 //     static SyncDeviceProperty s_serial("SerialNumber", PropertyCategory::SysInfo(), DataType::STRING(),
 //                                        DeviceCapability::HardDrive());
-//     device->addPropertyValue(s_serial, Value("S3X9NX0M"));
+//     drive->addPropertyValue(s_serial, Value("S3X9NX0M"));
 //
 // Thread rule: the object has a mutex of its own; SysInfoDevice::addPropertyValue takes it, after the
 // library's, so that setting the value and copying it to the device are one step.
@@ -17,8 +17,8 @@ struct SyncDevicePropertyMutex;
 class KREL5_EXPORT SyncDeviceProperty
 {
 public:
-    /// Declares the property through the same factory as createDeviceProperty, so before start() or inside
-    /// the module-init callback. Errors as there: InvalidKeyException, InvalidInitException.
+    /// Declares the property. Before start() or inside the module-init callback, else InvalidInitException;
+    /// InvalidKeyException for a key that is empty or has a blank.
     SyncDeviceProperty(char const* key, PropertyCategory const& category, DataType const& type,
                        DeviceCapability const& capability);
     /// The same, shown under `group`.

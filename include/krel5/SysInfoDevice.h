@@ -1,18 +1,18 @@
 #pragma once
 // A device that a system-information module found and fills with properties.
 //
-//     SysInfoDevice* drive = SysInfoDevice::createSATA(DeviceCapability::HardDrive(),
-//     DeviceCapability::SATA(),
-//                                                      "WDC WD10EZEX", "SATA hard drive", "/dev/sda", 0, 0,
-//                                                      1, 0);
-//     drive->addProperty(serial->setValue("WD-WCC3F0"))->addChildBusId(ChildBusType::SCSI(), "0");
-//     SysInfoModule::addDevice(drive);
+//     static SyncDeviceProperty s_serial("SerialNumber", PropertyCategory::SysInfo(), DataType::STRING(),
+//                                        DeviceCapability::HardDrive());
+//     SysInfoDevice* drive =
+//         SysInfoDevice::createSATA(DeviceCapability::HardDrive(), DeviceCapability::SATA(), "WDC WD10EZEX",
+//                                   "SATA hard drive", "/dev/sda", 0, 0, 1, 0);
+//     drive->addPropertyValue(s_serial, "WD-WCC3F0")->addChildBusId(ChildBusType::SCSI(), "0");
 //
 // Every factory takes, in this order: what the device is, its capabilities, its name, its description, and
 // where the operating system knows it; then the numbers that locate it on its bus. The library prints the
 // location string from those numbers. The devices belong to the library and live as long as the process; they
-// are known to nobody until the module adds them. Thread rule: every operation takes the library's one mutex,
-// so that a module may enumerate from several threads.
+// are known to nobody until the module hands them on, and the facade for that is to come. Thread rule: every
+// operation takes the library's one mutex, so that a module may enumerate from several threads.
 
 #include <krel5/DataHolder.h>
 #include <krel5/Export.h>

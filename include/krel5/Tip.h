@@ -1,8 +1,8 @@
 #pragma once
 // A piece of advice that goes with an alert.
 //
-//     Tip* tip = Tip::createTip("CleanFan", TipType::TEXT_TIP());       // texts "Tip.CleanFan.Title",
-//     ".Content" tip->setContentVariable("fan", "CPU fan"); alert->addTip(tip);
+//     Tip* tip = Tip::createTip("CleanFan", TipType::TEXT_TIP()); // texts "Tip.CleanFan.Title", ".Content"
+//     alert->addTip(tip->setContentVariable("fan", "CPU fan"));
 //
 // Thread rule: one object is not changed in one thread while another uses it.
 
