@@ -9,7 +9,8 @@
 #include <krel5/PropertyCategory.h>
 #include <krel5/Tip.h>
 
-#include <libKrel5/internal/module/Factories.h>
+#include <libKrel5/devices/DeclaredProperties.h>
+#include <libKrel5/objects/Factories.h>
 
 #include "../../foundation/TemporaryFolder.h"
 
@@ -182,10 +183,10 @@ TEST(Factories, giveTheFirstPropertyOfAKeyAgain)
     auto const category = PropertyCategory::Key();
     auto const capability = DeviceCapability::Memory();
     DeviceProperty* const first =
-        Factories::createDeviceProperty("Size", category, DataType::UINT32(), capability);
+        DeclaredProperties::create("Size", category, DataType::UINT32(), capability);
     EXPECT_EQ(folder.read("log"), "");
-    EXPECT_EQ(Factories::createDeviceProperty("Size", category, DataType::STRING(), capability), first);
-    EXPECT_EQ(Factories::createFakeDeviceProperty("Size", category, DataType::STRING(), capability, "alias"),
+    EXPECT_EQ(DeclaredProperties::create("Size", category, DataType::STRING(), capability), first);
+    EXPECT_EQ(DeclaredProperties::createFake("Size", category, DataType::STRING(), capability, "alias"),
               first);
     EXPECT_EQ(first->type(), DataType::UINT32());
     for (char const* line : {"1399", "1417"})
@@ -196,7 +197,7 @@ TEST(Factories, giveTheFirstPropertyOfAKeyAgain)
                   std::string::npos)
             << folder.read("log");
     expectRefused<InvalidKeyException>(
-        [&] { Factories::createDeviceProperty("a key", category, DataType::UINT32(), capability); },
+        [&] { DeclaredProperties::create("a key", category, DataType::UINT32(), capability); },
         "Invalid Key: createDeviceProperty(...) - \"a key\" cannot contain any spaces");
     zel::LogFactory::configure("", static_cast<int>(zel::LogLevel::Error));
 }

@@ -14,8 +14,9 @@
 #include <krel5/SysInfoDevice.h>
 #include <krel5/Value.h>
 
+#include <libKrel5/devices/DeclaredProperties.h>
 #include <libKrel5/devices/EnumerationPhase.h>
-#include <libKrel5/internal/module/Factories.h>
+#include <libKrel5/objects/Factories.h>
 
 #include "../../foundation/TemporaryFolder.h"
 
@@ -48,7 +49,7 @@ SysInfoDevice* drive(std::string const& location)
 DeviceProperty* declare(char const* key, PropertyCategory const& category = PropertyCategory::SysInfo(),
                         DeviceCapability const& capability = DeviceCapability::HardDrive())
 {
-    return Factories::createDeviceProperty(key, category, DataType::STRING(), capability);
+    return DeclaredProperties::create(key, category, DataType::STRING(), capability);
 }
 
 std::string keys(SysInfoDevice& device)
@@ -295,7 +296,7 @@ TEST(DeviceProperty, linksAreCheckedAndHoldThreeTexts)
 {
     auto const linkCategory = PropertyCategory::LinkInFromDevice() | PropertyCategory::Group();
     DeviceProperty* const link =
-        Factories::createDevicePropertyLink("link", linkCategory, DeviceCapability::ALL());
+        DeclaredProperties::createLink("link", linkCategory, DeviceCapability::ALL());
     DeviceProperty* const parent = declare("l.group", PropertyCategory::Group());
     DeviceProperty* const plain = declare("l.plain");
     auto const linking = [](DeviceProperty* property, DeviceProperty* group) {

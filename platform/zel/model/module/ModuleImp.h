@@ -36,6 +36,10 @@ public:
     CapabilityImp const& supportedCapabilities() const noexcept { return m_capabilities; }
     void addSupportedCapabilities(CapabilityImp const& capabilities) { m_capabilities |= capabilities; }
 
+    /// Whether the module decides itself which of its tests apply to a device.
+    bool choosesOwnTests() const noexcept { return m_choosesOwnTests; }
+    void setChoosesOwnTests(bool chooses) { m_choosesOwnTests = chooses; }
+
     std::vector<String> const& libraries() const noexcept { return m_libraries; }
     void registerLibrary(String const& name) { addOnce(m_libraries, name); }
     /// Libraries that bring texts of their own.
@@ -58,6 +62,7 @@ private:
     ModuleTypeImp m_type = ModuleTypeImp::DIAG();
     VersionImp m_version;
     CapabilityImp m_capabilities;
+    bool m_choosesOwnTests = false;
     std::vector<String> m_libraries, m_localizedLibraries;
     std::vector<EnumerationRequirement> m_requirements;
 };

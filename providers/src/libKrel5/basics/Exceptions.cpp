@@ -3,29 +3,19 @@
 #include <krel5/AlreadyAddedException.h>
 #include <krel5/AlreadyCreatedException.h>
 #include <krel5/CannotAddPropertyLinkToNonGroupProperty.h>
-#include <krel5/DataType.h>
 #include <krel5/IndexOutOfBoundsException.h>
 #include <krel5/InternalException.h>
 #include <krel5/InvalidCreationException.h>
-#include <krel5/InvalidDataTypeException.h>
 #include <krel5/InvalidInitException.h>
 #include <krel5/InvalidKeyException.h>
-#include <krel5/InvalidUnitTypeException.h>
-#include <krel5/KrelUnitType.h>
 #include <krel5/ParameterNotSetException.h>
 #include <krel5/ParameterNotValidException.h>
-#include <krel5/TypeMismatchException.h>
 
-#include <libKrel5/basics/ExceptionLogger.h>
+#include <libKrel5/basics/ExceptionUnit.h>
 
 #include <zel/foundation/Exception.h>
 
 namespace krel5 {
-
-#define KREL5_EXCEPTION_COPIES(Class)                                                                        \
-    Class::Class(Class const& other) = default;                                                              \
-    Class& Class::operator=(Class const& other) = default;                                                   \
-    Class::~Class() = default
 
 KREL5_EXCEPTION_COPIES(AlreadyAddedException);
 KREL5_EXCEPTION_COPIES(AlreadyCreatedException);
@@ -34,14 +24,9 @@ KREL5_EXCEPTION_COPIES(ParameterNotSetException);
 KREL5_EXCEPTION_COPIES(InvalidKeyException);
 KREL5_EXCEPTION_COPIES(InvalidCreationException);
 KREL5_EXCEPTION_COPIES(InvalidInitException);
-KREL5_EXCEPTION_COPIES(TypeMismatchException);
-KREL5_EXCEPTION_COPIES(InvalidDataTypeException);
-KREL5_EXCEPTION_COPIES(InvalidUnitTypeException);
 KREL5_EXCEPTION_COPIES(IndexOutOfBoundsException);
 KREL5_EXCEPTION_COPIES(InternalException);
 KREL5_EXCEPTION_COPIES(CannotAddPropertyLinkToNonGroupProperty);
-
-static zel::String quoted(KrelString const& text) { return zel::String("\"") + text.zelString() + "\""; }
 
 static zel::String internalFailure(zel::Exception const& cause)
 {
@@ -96,46 +81,6 @@ InvalidInitException::InvalidInitException(KrelString const& message)
 {
     zel::TraceScope const scope(exceptionLogger(), "InvalidInitException Ctor", __LINE__);
     setMessageWithStackTrace(message.zelString());
-}
-
-static zel::String mismatch(char const* kindOfType, KrelString const& expected, DataType const& requested)
-{
-    return zel::String("type mismatch : ") + kindOfType + " " + quoted(expected) +
-           ", but tried to use type " + quoted(requested.toString()) + " instead.";
-}
-
-TypeMismatchException::TypeMismatchException(DataType const& actual, DataType const& requested)
-{
-    zel::TraceScope const scope(exceptionLogger(), "TypeMismatchException Ctor", __LINE__);
-    setMessageWithStackTrace(mismatch("value is type", actual.toString(), requested));
-}
-
-TypeMismatchException::TypeMismatchException(DataType const& actual, DataType const& requested,
-                                             KrelString const& key)
-{
-    zel::TraceScope const scope(exceptionLogger(), "TypeMismatchException Ctor", __LINE__);
-    setMessageWithStackTrace(mismatch("value is type", actual.toString(), requested) +
-                             " object key = " + quoted(key) + ".");
-}
-
-TypeMismatchException::TypeMismatchException(KrelString const& expected, DataType const& requested)
-{
-    zel::TraceScope const scope(exceptionLogger(), "TypeMismatchException Ctor", __LINE__);
-    setMessageWithStackTrace(mismatch("expecting one of the types", expected, requested));
-}
-
-InvalidDataTypeException::InvalidDataTypeException(KrelString const& where, DataType const& type)
-{
-    zel::TraceScope const scope(exceptionLogger(), "InvalidDataTypeException Ctor", __LINE__);
-    setMessageWithStackTrace(zel::String("invalid data type : in ") + quoted(where) +
-                             " encountered invalid data type " + quoted(type.toString()) + ".");
-}
-
-InvalidUnitTypeException::InvalidUnitTypeException(KrelString const& where, KrelUnitType const& unit)
-{
-    zel::TraceScope const scope(exceptionLogger(), "InvalidUnitTypeException Ctor", __LINE__);
-    setMessageWithStackTrace(zel::String("invalid unit type : in ") + quoted(where) +
-                             " encountered invalid unit type " + quoted(unit.toString()) + ".");
 }
 
 IndexOutOfBoundsException::IndexOutOfBoundsException(int low, int high, int index)

@@ -2,8 +2,8 @@
 
 #include <libKrel5/basics/DataHolderDefinition.h>
 #include <libKrel5/basics/ExceptionLogger.h>
+#include <libKrel5/basics/OwnProcess.h>
 #include <libKrel5/basics/StackTraceText.h>
-#include <libKrel5/internal/module/ErrorReporting.h>
 
 #include <zel/foundation/Exception.h>
 
@@ -34,7 +34,7 @@ zel::Logger& exceptionLogger()
 
 [[gnu::noinline]] void KrelException::setMessageWithStackTrace(zel::String const& message)
 {
-    ErrorReporting::showUncaught();
+    OwnProcess::showUncaught();
     constexpr unsigned kOwnFrames = 3; // stackTraceText, this operation, the exception's constructor
     data().text =
         message + "\nStack Trace:\n" + stackTraceText(&zel::StackTrace::getCurrentStackTrace, kOwnFrames);
@@ -42,7 +42,7 @@ zel::Logger& exceptionLogger()
 
 void KrelException::setMessageWithCause(zel::String const& message, zel::Exception const& cause)
 {
-    ErrorReporting::showUncaught();
+    OwnProcess::showUncaught();
     data().text = message + ":\n" + cause.getMessage() + "\n" + cause.getStackTrace() + "\n";
 }
 

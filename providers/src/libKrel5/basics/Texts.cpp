@@ -1,27 +1,9 @@
 #include <libKrel5/basics/Texts.h>
 
-#include <krel5/InternalException.h>
-#include <krel5/InvalidDataTypeException.h>
 #include <krel5/InvalidKeyException.h>
-#include <krel5/Value.h>
-
-#include <zel/foundation/Exception.h>
-#include <zel/model/values/LocalizedStringImp.h>
+#include <krel5/KrelString.h>
 
 namespace krel5 {
-
-void setTextVariable(zel::LocalizedStringImp& text, char const* where, KrelString const& name,
-                     Value const& value)
-{
-    DataType const type = value.type();
-    if (type == DataType::LOCALIZEDSTRING() || type == DataType::LOCALIZEDSTRINGARRAY())
-        throw InvalidDataTypeException(where, type);
-    try {
-        text.setVariable(name.zelString(), value.getZELValue());
-    } catch (zel::Exception const& e) {
-        throw InternalException(e);
-    }
-}
 
 KrelString const& cached(KrelString& cache, zel::String const& text)
 {

@@ -3,9 +3,9 @@
 #include <libKrel5/basics/Arguments.h>
 #include <libKrel5/basics/DataHolderDefinition.h>
 #include <libKrel5/basics/LibraryMutex.h>
+#include <libKrel5/basics/ModuleIdentity.h>
 #include <libKrel5/basics/Texts.h>
 #include <libKrel5/devices/EnumerationPhase.h>
-#include <libKrel5/internal/module/ModuleCommon.h>
 
 #include <krel5/CannotAddPropertyLinkToNonGroupProperty.h>
 #include <krel5/DataType.h>
@@ -71,7 +71,7 @@ zel::String text(zel::PropertyImp const& property, char const* what)
 {
     zel::PropertySpecImp const& spec = *property.spec();
     zel::String const& fallback = spec.defaultName().empty() ? property.key() : spec.defaultName();
-    zel::String const& module = spec.moduleGuid().empty() ? ModuleCommon::module().guid() : spec.moduleGuid();
+    zel::String const& module = spec.moduleGuid().empty() ? ModuleIdentity::guid() : spec.moduleGuid();
     zel::LocalizedStringImp const localized(zel::String("Property.") + property.key() + what, fallback,
                                             module);
     return localized.resolve();

@@ -5,14 +5,11 @@
 #include <libKrel5/basics/LibraryMutex.h>
 #include <libKrel5/devices/DeviceInternalData.h>
 
-#include <krel5/AlreadyAddedException.h>
 #include <krel5/DeviceCapability.h>
 #include <krel5/DeviceState.h>
 #include <krel5/IndexOutOfBoundsException.h>
-#include <krel5/Test.h>
 
 #include <zel/foundation/Logger.h>
-#include <zel/model/state/StateManager.h>
 
 namespace krel5 {
 
@@ -116,19 +113,6 @@ DeviceProperty const& DiagDevice::getProperty(unsigned int index) const
         throw IndexOutOfBoundsException(0, static_cast<int>(imp().propertyCount()) - 1,
                                         static_cast<int>(index));
     return handleOf(*data().device, data().device->getProperty(index));
-}
-
-void DiagDevice::addTest(Test* test)
-{
-    requireArgument(test != nullptr, "test != nullptr", "DiagDevice::addTest(...)");
-    zel::AutoMutex const guard(libraryMutex());
-    if (test->imp().isSwitchedOff()) {
-        ZEL_LOG(logger(), zel::LogLevel::Warning)
-            << "addTest: the settings switch the test " << test->imp().keyInModule() << " off";
-        return;
-    }
-    if (!zel::StateManager::instance().associate(imp(), test->imp(), true))
-        throw AlreadyAddedException("Test", test->key(), "DiagDevice", KrelString(imp().name()));
 }
 
 } // namespace krel5

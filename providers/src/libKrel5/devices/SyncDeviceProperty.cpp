@@ -1,7 +1,7 @@
 #include <krel5/SyncDeviceProperty.h>
 
+#include <libKrel5/devices/DeclaredProperties.h>
 #include <libKrel5/devices/SyncDevicePropertyMutex.h>
-#include <libKrel5/internal/module/Factories.h>
 
 #include <krel5/KrelString.h>
 
@@ -11,7 +11,7 @@ namespace krel5 {
 
 SyncDeviceProperty::SyncDeviceProperty(char const* key, PropertyCategory const& category,
                                        DataType const& type, DeviceCapability const& capability)
-    : m_property(Factories::createDeviceProperty(key, category, type, capability)),
+    : m_property(DeclaredProperties::create(key, category, type, capability)),
       m_mutex(new SyncDevicePropertyMutex())
 {}
 

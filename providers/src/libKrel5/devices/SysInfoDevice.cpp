@@ -10,14 +10,12 @@
 #include <krel5/ChildBusType.h>
 #include <krel5/DeviceCapability.h>
 #include <krel5/DeviceState.h>
-#include <krel5/Indicator.h>
 #include <krel5/PropertyCategory.h>
 #include <krel5/SyncDeviceProperty.h>
 #include <krel5/Value.h>
 
 #include <zel/model/devices/Location.h>
 #include <zel/model/devices/SystemInformationFilter.h>
-#include <zel/model/state/StateManager.h>
 
 #include <array>
 
@@ -262,22 +260,6 @@ void SysInfoDevice::addChildBusId(KrelString const& prefix, unsigned int first, 
     zel::AutoMutex const guard(libraryMutex());
     std::array<std::uint32_t, 5> const numbers{first, second, third, fourth, fifth};
     addBusId(imp(), zel::location::numbered(prefix.zelString(), numbers));
-}
-
-void SysInfoDevice::addIndicator(Indicator* indicator) const
-{
-    requireArgument(indicator != nullptr, "indicator != nullptr", "SysInfoDevice::addIndicator(...)");
-    zel::AutoMutex const guard(libraryMutex());
-    if (indicator->imp().isSwitchedOff()) {
-        ZEL_LOG(logger(), LogLevel::Warning)
-            << "addIndicator: the settings switch the indicator " << indicator->imp().keyInModule() << " off";
-        return;
-    }
-    zel::StateManager& manager = zel::StateManager::instance();
-    if (!manager.device(imp().guid()))
-        manager.addDevice(*data().device, nullptr);
-    if (!manager.associate(*manager.device(imp().guid()), indicator->imp(), true))
-        throw AlreadyAddedException("Indicator", indicator->key(), "Device", KrelString(imp().name()));
 }
 
 } // namespace krel5

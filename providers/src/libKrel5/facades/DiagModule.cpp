@@ -2,14 +2,13 @@
 #include <krel5/DiagModule.h>
 
 #include <libKrel5/basics/LibraryMutex.h>
-#include <libKrel5/facades/DiagModuleState.h>
+#include <libKrel5/facades/DiagModuleRun.h>
 #include <libKrel5/internal/backends/CommInterface.h>
 #include <libKrel5/internal/module/CommandLine.h>
 #include <libKrel5/internal/module/ErrorReporting.h>
-#include <libKrel5/internal/module/Factories.h>
 #include <libKrel5/internal/module/ModuleCommon.h>
-#include <libKrel5/internal/runs/DiagModuleRun.h>
 #include <libKrel5/internal/runs/PromptSwitches.h>
+#include <libKrel5/objects/Factories.h>
 
 #include <krel5/CommandLineOption.h>
 #include <krel5/DiagDevice.h>
@@ -74,8 +73,6 @@ void tellMissingTexts()
 
 } // namespace
 
-bool hasEnumTestsCallback() { return s_enumTestsCallback != nullptr; }
-
 struct DiagModuleFacade
 {
     static Facade const& get()
@@ -124,6 +121,7 @@ void DiagModule::setEnumTestsCallback(EnumTestsCallback callback)
 {
     ModuleCommon::checkNotStarted(s_started, "DiagModule::setEnumTestsCallback");
     s_enumTestsCallback = callback;
+    ModuleCommon::module().setChoosesOwnTests(callback != nullptr);
 }
 
 void DiagModule::setModuleInitCallback(Callback callback)

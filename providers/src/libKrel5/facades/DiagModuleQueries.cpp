@@ -4,8 +4,8 @@
 #include <libKrel5/basics/LibraryMutex.h>
 #include <libKrel5/internal/backends/CommInterface.h>
 #include <libKrel5/internal/module/CommandLine.h>
-#include <libKrel5/internal/module/Factories.h>
 #include <libKrel5/internal/module/ModuleCommon.h>
+#include <libKrel5/objects/Factories.h>
 
 #include <krel5/CommandLineOption.h>
 #include <krel5/DiagDevice.h>

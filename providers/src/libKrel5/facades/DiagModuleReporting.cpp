@@ -3,10 +3,12 @@
 
 #include <libKrel5/basics/Arguments.h>
 #include <libKrel5/basics/LibraryMutex.h>
+#include <libKrel5/facades/DiagModuleRun.h>
 #include <libKrel5/internal/backends/CommInterface.h>
+#include <libKrel5/internal/backends/StopRequest.h>
 #include <libKrel5/internal/module/ModuleCommon.h>
-#include <libKrel5/internal/runs/DiagModuleRun.h>
 #include <libKrel5/internal/runs/ProgressFilter.h>
+#include <libKrel5/objects/Factories.h>
 
 #include <krel5/Event.h>
 #include <krel5/EventType.h>
@@ -15,12 +17,10 @@
 
 #include <zel/foundation/FaultHandler.h>
 #include <zel/foundation/Logger.h>
-#include <zel/foundation/StopSignal.h>
 #include <zel/foundation/Stopwatch.h>
 #include <zel/model/runs/TestRunImp.h>
 
 #include <algorithm>
-#include <atomic>
 #include <optional>
 #include <vector>
 
@@ -35,9 +35,6 @@ zel::Logger& logger()
     static zel::Logger& s_logger = zel::LogFactory::getLogger("krel5.DiagModule");
     return s_logger;
 }
-
-std::atomic<bool> s_abortRequested{false};
-std::atomic<bool> s_stopSeen{false}; // once somebody outside asked to stop, the answer stays yes
 
 // Guarded by the library mutex.
 ProgressFilter s_progressFilter;
@@ -73,16 +70,10 @@ CommInterface* commOfRunningTest(zel::TestRunImp const* run, char const* operati
 bool DiagModule::checkForStop()
 {
     zel::FaultHandler::prepareThread(); // workers of a test ask here
-    if (s_abortRequested || s_stopSeen || zel::StopSignal::requested())
-        return true;
-    zel::AutoMutex const guard(libraryMutex());
-    CommInterface* const comm = ModuleCommon::comm();
-    if (comm && comm->receiveStopMessage())
-        s_stopSeen = true;
-    return s_stopSeen;
+    return StopRequest::isMade();
 }
 
-void DiagModule::requestAbort() { s_abortRequested = true; }
+void DiagModule::requestAbort() { StopRequest::make(); }
 
 // ---- progress
 

@@ -2,9 +2,10 @@
 
 #include <libKrel5/basics/DataHolderDefinition.h>
 #include <libKrel5/basics/LibraryMutex.h>
+#include <libKrel5/basics/ModuleIdentity.h>
 #include <libKrel5/basics/Ownership.h>
 #include <libKrel5/basics/Texts.h>
-#include <libKrel5/internal/module/ModuleCommon.h>
+#include <libKrel5/values/TextVariables.h>
 
 #include <krel5/SysInfoDevice.h>
 #include <krel5/Tip.h>
@@ -37,7 +38,7 @@ template class DataHolder<AlertInternalData>;
 
 Alert* Alert::createAlert(KrelString const& key, AlertType const& type)
 {
-    zel::AlertImp const record(ModuleCommon::module().guid(), key.zelString(), type.imp());
+    zel::AlertImp const record(ModuleIdentity::guid(), key.zelString(), type.imp());
     return keepForever(std::unique_ptr<Alert>(new Alert(record)));
 }
 
@@ -100,7 +101,7 @@ Alert* Alert::setDeviceAssociation(SysInfoDevice const* device)
 
 Alert* Alert::send()
 {
-    imp().setModuleGuid(ModuleCommon::module().guid());
+    imp().setModuleGuid(ModuleIdentity::guid());
     if (imp().timeTriggered() == 0)
         imp().setTimeTriggered(zel::System::currentTimeStamp());
     ZEL_LOG(logger(), zel::LogLevel::Debug)

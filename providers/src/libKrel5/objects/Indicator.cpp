@@ -2,9 +2,9 @@
 
 #include <libKrel5/basics/Arguments.h>
 #include <libKrel5/basics/DataHolderDefinition.h>
+#include <libKrel5/basics/ModuleIdentity.h>
 #include <libKrel5/basics/Texts.h>
-#include <libKrel5/internal/module/Factories.h>
-#include <libKrel5/internal/module/ModuleCommon.h>
+#include <libKrel5/objects/Factories.h>
 
 #include <krel5/AlreadyAddedException.h>
 #include <krel5/DeviceCapability.h>
@@ -58,7 +58,7 @@ IndicatorInternalData record(KrelString const& key, DeviceCapability const& capa
 zel::String text(zel::IndicatorImp const& indicator, char const* what)
 {
     zel::LocalizedStringImp const localized(zel::String("Indicator.") + indicator.keyInModule() + what,
-                                            indicator.keyInModule(), ModuleCommon::module().guid());
+                                            indicator.keyInModule(), ModuleIdentity::guid());
     return localized.resolve();
 }
 

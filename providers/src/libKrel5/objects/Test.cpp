@@ -2,9 +2,9 @@
 
 #include <libKrel5/basics/Arguments.h>
 #include <libKrel5/basics/DataHolderDefinition.h>
+#include <libKrel5/basics/ModuleIdentity.h>
 #include <libKrel5/basics/Texts.h>
-#include <libKrel5/internal/module/Factories.h>
-#include <libKrel5/internal/module/ModuleCommon.h>
+#include <libKrel5/objects/Factories.h>
 
 #include <krel5/AlreadyAddedException.h>
 #include <krel5/DeviceCapability.h>
@@ -52,7 +52,7 @@ TestInternalData record(KrelString const& key, KrelString const& defaultName,
 zel::String text(zel::TestImp const& test, char const* what, KrelString const& defaultText)
 {
     zel::LocalizedStringImp const localized(zel::String("Test.") + test.keyInModule() + what,
-                                            defaultText.zelString(), ModuleCommon::module().guid());
+                                            defaultText.zelString(), ModuleIdentity::guid());
     return localized.resolve();
 }
 
@@ -125,7 +125,7 @@ bool Test::getForcedEvent(zel::TestRunEventImp& event) const
             << "\", which this module does not have";
         return false;
     }
-    event = forced->createEventToSend(zel::EventTypeImp::INFORMATIVE(), ModuleCommon::module().guid(), "", 0);
+    event = forced->createEventToSend(zel::EventTypeImp::INFORMATIVE(), ModuleIdentity::guid(), "", 0);
     return true;
 }
 

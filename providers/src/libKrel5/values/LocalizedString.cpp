@@ -2,6 +2,7 @@
 
 #include <libKrel5/basics/DataHolderDefinition.h>
 #include <libKrel5/basics/Texts.h>
+#include <libKrel5/values/TextVariables.h>
 
 #include <krel5/Value.h>
 

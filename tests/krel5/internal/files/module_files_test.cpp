@@ -1,8 +1,9 @@
 // What a diagnostic module cannot have: indicators, and properties that another module made.
+#include <libKrel5/devices/DeclaredProperties.h>
 #include <libKrel5/internal/files/LocalizedKeys.h>
 #include <libKrel5/internal/files/ModuleFiles.h>
-#include <libKrel5/internal/module/Factories.h>
 #include <libKrel5/internal/module/ModuleCommon.h>
+#include <libKrel5/objects/Factories.h>
 
 #include <krel5/krel5.h>
 
@@ -38,10 +39,10 @@ TEST(ModuleFiles, indicatorsAndPropertiesOfOtherModules)
     flags = {true, true, 0};
     Factories::createFreeIndicator("free", DeviceCapability::Memory(), updateAll);
     for (char const* key : {"Theirs", "Ours"})
-        Factories::createDeviceProperty(key, PropertyCategory::SysInfo(), DataType::STRING(),
-                                        DeviceCapability::Fan());
-    Factories::properties().at(0).spec->setModuleGuid("other");
-    Factories::properties().at(1).spec->setModuleGuid("mod");
+        DeclaredProperties::create(key, PropertyCategory::SysInfo(), DataType::STRING(),
+                                   DeviceCapability::Fan());
+    DeclaredProperties::all().at(0).spec->setModuleGuid("other");
+    DeclaredProperties::all().at(1).spec->setModuleGuid("mod");
 
     Metadata const metadata = moduleMetadata();
     std::string const text = metadata.text.toUtf8();

@@ -1,6 +1,6 @@
 #include <libKrel5/internal/backends/Prompt.h>
 
-#include <krel5/DiagModule.h>
+#include <libKrel5/internal/backends/StopRequest.h>
 
 #include <zel/foundation/Console.h>
 #include <zel/foundation/OStream.h>
@@ -13,7 +13,7 @@ void presentOnConsole(zel::MessageBoxImp& box)
     if (!zel::Console::canAsk())
         return;
     box.present(zel::OStream::out(), [](zel::String& line) {
-        if (!zel::Console::readLine(line, [] { return DiagModule::checkForStop(); }))
+        if (!zel::Console::readLine(line, [] { return StopRequest::isMade(); }))
             return false;
         if (!zel::Console::echoes()) // a terminal shows what is typed
             zel::OStream::out() << line.withoutControls(false) << zel::endl;

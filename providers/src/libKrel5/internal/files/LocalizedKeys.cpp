@@ -1,7 +1,8 @@
 #include <libKrel5/internal/files/LocalizedKeys.h>
 
-#include <libKrel5/internal/module/Factories.h>
+#include <libKrel5/devices/DeclaredProperties.h>
 #include <libKrel5/internal/module/ModuleCommon.h>
+#include <libKrel5/objects/Factories.h>
 
 #include <krel5/KrelString.h>
 
@@ -70,7 +71,7 @@ LocalizedKeys LocalizedKeys::ofModule()
         keys.add(zel::String("Event.") + event->key().zelString() + ".Message");
     for (auto const& text : Factories::localizedStrings())
         keys.add(text->key().zelString(), text->imp().defaultText());
-    for (auto const& declared : Factories::properties()) {
+    for (auto const& declared : DeclaredProperties::all()) {
         zel::PropertyCategoryImp const& category = declared->spec->category();
         if (declared->spec->moduleGuid() != ModuleCommon::module().guid())
             continue; // its texts belong to the module that made it

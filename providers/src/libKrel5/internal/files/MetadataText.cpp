@@ -1,9 +1,9 @@
 // The metadata file, line by line: what stands in it and in which order is written here and nowhere else.
 #include <libKrel5/internal/files/ModuleFiles.h>
 
-#include <libKrel5/facades/DiagModuleState.h>
-#include <libKrel5/internal/module/Factories.h>
+#include <libKrel5/devices/DeclaredProperties.h>
 #include <libKrel5/internal/module/ModuleCommon.h>
+#include <libKrel5/objects/Factories.h>
 
 #include <zel/foundation/Exception.h>
 #include <zel/model/module/IndicatorImp.h>
@@ -80,7 +80,7 @@ void writeModule(Writer& out, zel::ModuleImp const& module)
     out.line("Module.Version", module.version().toString());
     out.line("Module.BuildDate", module.buildDate());
     out.line("Module.Capabilities", module.supportedCapabilities().toString());
-    out.flag("Module.EnumTests", hasEnumTestsCallback());
+    out.flag("Module.EnumTests", module.choosesOwnTests());
     out.line("Module.LocalizedLibraries", joined(module.librariesList(), itself));
     out.line("Module.EnumerationRequirements",
              joined(module.enumerationRequirements(), [](auto const& one) { return one.module; }));
@@ -93,7 +93,7 @@ void writeModule(Writer& out, zel::ModuleImp const& module)
 void writeProperties(Writer& out, String const& guid)
 {
     std::size_t n = 0;
-    for (auto const& declared : Factories::properties()) {
+    for (auto const& declared : DeclaredProperties::all()) {
         zel::PropertySpecImp const& spec = *declared->spec;
         if (spec.moduleGuid() != guid)
             continue;

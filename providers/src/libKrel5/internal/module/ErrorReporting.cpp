@@ -1,5 +1,6 @@
 #include <libKrel5/internal/module/ErrorReporting.h>
 
+#include <libKrel5/basics/OwnProcess.h>
 #include <libKrel5/internal/module/ModuleCommon.h>
 
 #include <zel/foundation/ExitGuard.h>
@@ -14,13 +15,6 @@ namespace krel5 {
 namespace {
 
 Facade const* s_facade = nullptr; // set before threads exist
-
-// What std::get_terminate gives where the program has set no handler.
-#ifdef __GLIBCXX__
-std::terminate_handler const s_defaultTerminate = __gnu_cxx::__verbose_terminate_handler;
-#else
-std::terminate_handler const s_defaultTerminate = std::get_terminate(); // as this library is loaded
-#endif
 
 zel::Logger& logger()
 {
@@ -69,13 +63,10 @@ void reportEarlyExit()
     ErrorReporting::endProcess(TestResult::INTERNALERROR());
 }
 
-} // namespace
+// While the library is loaded: static objects of the module may throw before anything else is called.
+[[maybe_unused]] bool const s_terminateIsKnown = (OwnProcess::setTerminate(onTerminate), true);
 
-void ErrorReporting::showUncaught() noexcept
-{
-    if (std::get_terminate() == s_defaultTerminate)
-        std::set_terminate(onTerminate);
-}
+} // namespace
 
 Facade const* ErrorReporting::facade() { return s_facade; }
 

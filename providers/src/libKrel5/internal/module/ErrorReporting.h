@@ -17,10 +17,6 @@ namespace krel5 {
 class ErrorReporting
 {
 public:
-    /// From now on an exception that nobody catches ends the process with its text and INTERNALERROR, unless
-    /// the program has a terminate handler of its own. Each exception of the library sees to it, since the
-    /// first may be thrown before any facade is in use: by a static object, say.
-    static void showUncaught() noexcept;
     /// Makes `facade` the one whose internalErrorPost receives errors. Installs the handlers for uncaught
     /// exceptions and for faults in module code, and when `running` for an exit behind the library's back.
     static void install(Facade const& facade, bool running);

@@ -5,11 +5,10 @@
 //
 // Thread rule: main thread, before any other exists; the queries afterwards from any thread.
 
+#include <libKrel5/basics/ModuleIdentity.h>
 #include <libKrel5/internal/module/Facade.h>
 
 #include <krel5/TestResult.h>
-
-#include <zel/model/module/ModuleImp.h>
 
 #include <memory>
 
@@ -23,8 +22,7 @@ class ModuleCommon
 public:
     using Callback = void (*)();
 
-    /// The module record, made on first need.
-    static zel::ModuleImp& module();
+    static zel::ModuleImp& module() { return ModuleIdentity::module(); }
 
     /// The part of every facade's setCmdLineArgs behind the registration of its own options: module guid,
     /// obsolete words, common options, parsing, logging. Errors are posted.
@@ -39,8 +37,6 @@ public:
 
     /// First step of start(): checks, module-init callback, registration of every object, settings.
     static void initialize(zel::ModuleTypeImp const& type);
-    /// Whether objects can no longer be made.
-    static bool isClosedForFactories();
     static bool isInsideInitCallback();
 
     /// start() of a facade: initialize, informational commands, backend, privileges, `action`, exit step.

@@ -1,9 +1,9 @@
 #include <libKrel5/internal/settings/ParameterSetup.h>
 
 #include <libKrel5/internal/module/ErrorReporting.h>
-#include <libKrel5/internal/module/Factories.h>
 #include <libKrel5/internal/module/ModuleCommon.h>
 #include <libKrel5/internal/settings/UnreadSettings.h>
+#include <libKrel5/objects/Factories.h>
 
 #include <krel5/ParameterNotSetException.h>
 #include <krel5/ParameterNotValidException.h>

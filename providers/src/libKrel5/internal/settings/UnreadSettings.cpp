@@ -1,6 +1,6 @@
 #include <libKrel5/internal/settings/UnreadSettings.h>
 
-#include <libKrel5/internal/module/Factories.h>
+#include <libKrel5/objects/Factories.h>
 
 #include <zel/model/module/IndicatorImp.h>
 #include <zel/model/module/TestImp.h>

@@ -1,12 +1,13 @@
 #include <libKrel5/internal/module/ModuleCommon.h>
 
+#include <libKrel5/devices/DeclaredProperties.h>
 #include <libKrel5/internal/backends/CommInterface.h>
 #include <libKrel5/internal/files/ModuleFiles.h>
 #include <libKrel5/internal/module/CommandLine.h>
 #include <libKrel5/internal/module/ErrorReporting.h>
-#include <libKrel5/internal/module/Factories.h>
 #include <libKrel5/internal/settings/ParameterSetup.h>
 #include <libKrel5/internal/start/BackendSelection.h>
+#include <libKrel5/objects/Factories.h>
 
 #include <krel5/CommandLineOption.h>
 #include <krel5/InvalidInitException.h>
@@ -39,7 +40,6 @@ struct State
     bool versionSet = false;
     bool commandLineSet = false;
     bool initialized = false;
-    bool started = false;
     bool insideInitCallback = false;
     bool exitStepDue = false; // start() has begun and the exit step has not
     ModuleCommon::Callback initCallback = nullptr;
@@ -58,17 +58,10 @@ constexpr int kLogThreshold = 4;
 
 } // namespace
 
-zel::ModuleImp& ModuleCommon::module()
-{
-    static auto* const s_module = new zel::ModuleImp("uninitialized");
-    return *s_module;
-}
-
 CommInterface* ModuleCommon::comm() { return state().comm.get(); }
 void ModuleCommon::setComm(std::unique_ptr<CommInterface> comm) { state().comm = std::move(comm); }
 zel::String ModuleCommon::baseDirectory() { return state().baseDirectory; }
 bool ModuleCommon::isInsideInitCallback() { return state().insideInitCallback; }
-bool ModuleCommon::isClosedForFactories() { return state().started && !state().insideInitCallback; }
 void ModuleCommon::setModuleInitCallback(Callback callback) { state().initCallback = callback; }
 void ModuleCommon::setModuleExitCallback(Callback callback) { state().exitCallback = callback; }
 
@@ -189,7 +182,7 @@ void ModuleCommon::initialize(zel::ModuleTypeImp const& type)
     callInitCallback();
     zel::StateManager::instance().addModule(module(), true);
     registerObjects();
-    state().started = true;
+    ModuleIdentity::closeForFactories();
 }
 
 void ModuleCommon::callInitCallback()
@@ -225,10 +218,10 @@ void ModuleCommon::registerObjects()
         event->imp().setModuleGuid(guid);
     for (auto const& parameter : Factories::parameters())
         parameter->imp().setModuleGuid(guid);
-    for (auto const& declared : Factories::properties())
+    for (auto const& declared : DeclaredProperties::all())
         if (declared->spec->moduleGuid().empty())
             declared->spec->setModuleGuid(guid);
-    for (auto const& declared : Factories::properties())
+    for (auto const& declared : DeclaredProperties::all())
         declared->property->imp().updateSpecGuid();
     unsigned index = 0;
     for (auto const& test : Factories::tests()) {
@@ -241,7 +234,7 @@ void ModuleCommon::registerObjects()
         indicator->imp().setIndex(index++);
     }
 
-    for (auto const& declared : Factories::properties())
+    for (auto const& declared : DeclaredProperties::all())
         manager.addPropertySpec(declared->spec, true);
 
     setUpParameters();

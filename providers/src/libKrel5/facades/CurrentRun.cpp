@@ -1,4 +1,4 @@
-#include <libKrel5/internal/runs/CurrentRun.h>
+#include <libKrel5/facades/CurrentRun.h>
 
 #include <libKrel5/basics/LibraryMutex.h>
 

@@ -1,10 +1,10 @@
-#include <libKrel5/internal/runs/DiagModuleRun.h>
+#include <libKrel5/facades/DiagModuleRun.h>
 
 #include <libKrel5/basics/LibraryMutex.h>
+#include <libKrel5/facades/CurrentRun.h>
 #include <libKrel5/internal/module/ErrorReporting.h>
-#include <libKrel5/internal/module/Factories.h>
-#include <libKrel5/internal/runs/CurrentRun.h>
 #include <libKrel5/internal/runs/RunAccount.h>
+#include <libKrel5/objects/Factories.h>
 
 #include <krel5/DiagDevice.h>
 #include <krel5/DiagModule.h>
