@@ -20,6 +20,64 @@ allow() {
   fi
 }
 
+# Inside a layer the arrows run one way as well. rooms FOLDER PREFIX reads the floors of a layer from standard input, the
+# ground floor first. A room, with its sub-folders, may include itself and the rooms of the floors below; those of one
+# floor do not know each other. "." is what stands in the layer's folder itself. Further lines "home HEADER ROOM" say in
+# which room a public header <krel5/HEADER> lies.
+rooms() {
+  local folder=$1 prefix=$2 found
+  found=$({
+    awk '{ print ($1 == "home" ? "" : "floor " NR " ") $0 }'
+    grep -rHE '^ *# *include <' --include='*.h' --include='*.cpp' --include='*.def' --include='*.inc' "$folder"
+    [[ $prefix != libKrel5 ]] || grep -HE '^ *# *include <' include/krel5/*.h
+  } | awk -v folder="$folder/" -v prefix="$prefix/" '
+    function room(path,    one, longest) {
+      longest = "."
+      for (one in floor)
+        if (index(path, one "/") == 1 && length(one "/") > length(longest)) longest = one
+      return longest
+    }
+    function roomOf(header) {
+      if (index(header, prefix) == 1) return room(substr(header, length(prefix) + 1))
+      if (index(header, "krel5/vocabulary/") == 1) return "vocabulary"
+      return index(header, "krel5/") == 1 ? home[substr(header, 7)] : ""
+    }
+    $1 == "floor" { for (i = 3; i <= NF; ++i) floor[$i] = $2; next }
+    $1 == "home" { home[$2] = $3; next }
+    {
+      colon = index($0, ":")
+      file = substr($0, 1, colon - 1)
+      match($0, /<[^>]*>/)
+      to = roomOf(substr($0, RSTART + 1, RLENGTH - 2))
+      from = index(file, folder) == 1 ? room(substr(file, length(folder) + 1)) : roomOf(substr(file, 9)) # "include/"
+      if (from != "" && from != "nobody" && !(from in floor)) print file " stands in no room of the list"
+      else if (from != "" && from != "nobody" && to != "" && to != from && !(to in floor && floor[to] < floor[from]))
+        print file ": " from " -> " to ":" substr($0, colon + 1)
+    }')
+  if [[ -n $found ]]; then
+    echo "Includes between rooms of $folder that run upwards or across:"
+    echo "$found"
+    status=1
+  fi
+}
+
+# A public header lies in the room of the unit that implements it; one of words only lies nowhere, and one that
+# gathers others is for the users of the library.
+homes() {
+  local header name unit
+  for header in include/krel5/*.h; do
+    name=$(basename "$header" .h)
+    unit=$(find providers/src/libKrel5 -name "$name.cpp" | head -n 1)
+    [[ -n $unit ]] || unit=$(grep -rlE "(^|[ &*])$name(<T>)?::$name\\(" providers/src/libKrel5 | head -n 1)
+    if [[ -n $unit ]]; then
+      unit=$(dirname "${unit#providers/src/libKrel5/}")
+      echo "home $name.h $unit"
+    elif grep -E '^#include <krel5/' "$header" | grep -qv '<krel5/Export.h>'; then
+      echo "home $name.h nobody"
+    fi
+  done
+}
+
 allow platform/zel/foundation 'zel/foundation/|pugixml|elfutils/'
 allow platform/zel/model 'zel/foundation/|zel/model/'
 allow platform/zel/enumerator 'zel/foundation/|zel/model/|zel/enumerator/|libudev'
@@ -28,6 +86,30 @@ allow providers/src/libKrel5 'zel/|krel5/|libKrel5/'
 allow modules 'krel5/|common/|memory/|cpu/|storage/|nlohmann/'
 allow examples 'krel5/'
 allow tools 'zel/|CLI/|nlohmann/'
+
+rooms platform/zel/model zel/model <<'END'
+vocabulary
+texts
+values
+settings devices
+module
+runs
+state
+END
+
+rooms providers/src/libKrel5 libKrel5 < <(cat <<'END'
+basics
+vocabulary
+values
+devices
+objects
+internal/module
+internal/files internal/settings internal/backends
+internal/runs
+facades
+internal/start
+END
+homes)
 
 # each third-party library stays in one unit or two
 once() {
