@@ -30,7 +30,8 @@ struct DevicePropertyData
         own; // the record of a property that belongs to no device; shared by copies
     DeviceProperty const* group = nullptr;
     std::shared_ptr<Value> live; // handed out by valueRef(); the record reads and writes it
-    KrelString key, localizedName, localizedDescription;
+    KrelString key;
+    mutable KrelString localizedName, localizedDescription; // as last read
     PropertyCategory category;
 };
 template class DataHolder<DevicePropertyData>;
@@ -99,13 +100,13 @@ KrelString const& DeviceProperty::key() const { return data().key; }
 KrelString const& DeviceProperty::localizedName() const
 {
     zel::AutoMutex const guard(libraryMutex());
-    return cached(const_cast<DevicePropertyData&>(data()).localizedName, text(imp(), ".Name"));
+    return cached(data().localizedName, text(imp(), ".Name"));
 }
 
 KrelString const& DeviceProperty::localizedDescription() const
 {
     zel::AutoMutex const guard(libraryMutex());
-    return cached(const_cast<DevicePropertyData&>(data()).localizedDescription, text(imp(), ".Description"));
+    return cached(data().localizedDescription, text(imp(), ".Description"));
 }
 
 DataType DeviceProperty::type() const

@@ -13,8 +13,6 @@
 
 namespace krel5 {
 
-template class DataHolder<DeviceInternalData>;
-
 namespace {
 
 zel::Logger& logger()
@@ -40,64 +38,23 @@ DeviceInternalData const& DiagDevice::data() const { return m_holder.data(); }
 zel::DeviceImp& DiagDevice::imp() { return *data().device; }
 zel::DeviceImp const& DiagDevice::imp() const { return *data().device; }
 
-KrelString const& DiagDevice::name() const
-{
-    zel::AutoMutex const guard(libraryMutex());
-    return cached(data().name, imp().name());
-}
+KrelString const& DiagDevice::name() const { return data().name(); }
+KrelString const& DiagDevice::description() const { return data().description(); }
+KrelString const& DiagDevice::osLocator() const { return data().osLocator(); }
+KrelString const& DiagDevice::hwLocator() const { return data().hwLocator(); }
+DeviceCapability DiagDevice::deviceType() const { return data().deviceType(); }
+DeviceCapability DiagDevice::deviceCapabilities() const { return data().deviceCapabilities(); }
+DeviceState DiagDevice::deviceState() const { return data().deviceState(); }
 
-KrelString const& DiagDevice::description() const
-{
-    zel::AutoMutex const guard(libraryMutex());
-    return cached(data().description, imp().description());
-}
-
-KrelString const& DiagDevice::osLocator() const
-{
-    zel::AutoMutex const guard(libraryMutex());
-    return cached(data().osLocator, imp().osLocator());
-}
-
-KrelString const& DiagDevice::hwLocator() const
-{
-    zel::AutoMutex const guard(libraryMutex());
-    return cached(data().hwLocator, imp().hwLocator());
-}
-
-DeviceCapability DiagDevice::deviceType() const
-{
-    zel::AutoMutex const guard(libraryMutex());
-    return DeviceCapability(imp().deviceType());
-}
-
-DeviceCapability DiagDevice::deviceCapabilities() const
-{
-    zel::AutoMutex const guard(libraryMutex());
-    return DeviceCapability(imp().deviceCapabilities());
-}
-
-DeviceState DiagDevice::deviceState() const
-{
-    zel::AutoMutex const guard(libraryMutex());
-    return DeviceState(imp().state());
-}
-
-bool DiagDevice::hasCapability(DeviceCapability const& capability) const
-{
-    zel::AutoMutex const guard(libraryMutex());
-    return imp().deviceCapabilities().isCapable(capability.imp());
-}
-
+bool DiagDevice::hasCapability(DeviceCapability const& capability) const { return data().hasCapability(capability); }
 bool DiagDevice::intersectCapability(DeviceCapability const& capability) const
 {
-    zel::AutoMutex const guard(libraryMutex());
-    return imp().deviceCapabilities().intersects(capability.imp());
+    return data().intersectCapability(capability);
 }
 
 DeviceProperty const* DiagDevice::property(KrelString const& key) const
 {
-    zel::AutoMutex const guard(libraryMutex());
-    return propertyOf(*data().device, key, logger());
+    return data().property(key, logger());
 }
 
 unsigned int DiagDevice::propertyCount() const

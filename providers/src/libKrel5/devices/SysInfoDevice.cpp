@@ -52,64 +52,23 @@ zel::DeviceImp const& SysInfoDevice::imp() const { return *data().device; }
 
 // ---- reading
 
-KrelString const& SysInfoDevice::name() const
-{
-    zel::AutoMutex const guard(libraryMutex());
-    return cached(data().name, imp().name());
-}
+KrelString const& SysInfoDevice::name() const { return data().name(); }
+KrelString const& SysInfoDevice::description() const { return data().description(); }
+KrelString const& SysInfoDevice::osLocator() const { return data().osLocator(); }
+KrelString const& SysInfoDevice::hwLocator() const { return data().hwLocator(); }
+DeviceCapability SysInfoDevice::deviceType() const { return data().deviceType(); }
+DeviceCapability SysInfoDevice::deviceCapabilities() const { return data().deviceCapabilities(); }
+DeviceState SysInfoDevice::deviceState() const { return data().deviceState(); }
 
-KrelString const& SysInfoDevice::description() const
-{
-    zel::AutoMutex const guard(libraryMutex());
-    return cached(data().description, imp().description());
-}
-
-KrelString const& SysInfoDevice::osLocator() const
-{
-    zel::AutoMutex const guard(libraryMutex());
-    return cached(data().osLocator, imp().osLocator());
-}
-
-KrelString const& SysInfoDevice::hwLocator() const
-{
-    zel::AutoMutex const guard(libraryMutex());
-    return cached(data().hwLocator, imp().hwLocator());
-}
-
-DeviceCapability SysInfoDevice::deviceType() const
-{
-    zel::AutoMutex const guard(libraryMutex());
-    return DeviceCapability(imp().deviceType());
-}
-
-DeviceCapability SysInfoDevice::deviceCapabilities() const
-{
-    zel::AutoMutex const guard(libraryMutex());
-    return DeviceCapability(imp().deviceCapabilities());
-}
-
-DeviceState SysInfoDevice::deviceState() const
-{
-    zel::AutoMutex const guard(libraryMutex());
-    return DeviceState(imp().state());
-}
-
-bool SysInfoDevice::hasCapability(DeviceCapability const& capability) const
-{
-    zel::AutoMutex const guard(libraryMutex());
-    return imp().deviceCapabilities().isCapable(capability.imp());
-}
-
+bool SysInfoDevice::hasCapability(DeviceCapability const& capability) const { return data().hasCapability(capability); }
 bool SysInfoDevice::intersectCapability(DeviceCapability const& capability) const
 {
-    zel::AutoMutex const guard(libraryMutex());
-    return imp().deviceCapabilities().intersects(capability.imp());
+    return data().intersectCapability(capability);
 }
 
 DeviceProperty* SysInfoDevice::property(KrelString const& key)
 {
-    zel::AutoMutex const guard(libraryMutex());
-    return propertyOf(imp(), key, logger());
+    return data().property(key, logger());
 }
 
 DeviceProperty* SysInfoDevice::firstProperty()

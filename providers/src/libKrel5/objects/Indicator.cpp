@@ -30,7 +30,7 @@ struct IndicatorInternalData
     Indicator::DeviceCallback deviceCallback = nullptr; // one of the two
     Indicator::FreeCallback freeCallback = nullptr;
     KrelString key;
-    KrelString localizedName, localizedDescription; // as last read
+    mutable KrelString localizedName, localizedDescription; // as last read
 };
 template class DataHolder<IndicatorInternalData>;
 
@@ -96,13 +96,12 @@ KrelString const& Indicator::key() const { return data().key; }
 
 KrelString const& Indicator::localizedName() const
 {
-    return cached(const_cast<IndicatorInternalData&>(data()).localizedName, text(imp(), ".Name"));
+    return cached(data().localizedName, text(imp(), ".Name"));
 }
 
 KrelString const& Indicator::localizedDescription() const
 {
-    return cached(const_cast<IndicatorInternalData&>(data()).localizedDescription,
-                  text(imp(), ".Description"));
+    return cached(data().localizedDescription, text(imp(), ".Description"));
 }
 
 DeviceCapability Indicator::deviceCapabilities() const

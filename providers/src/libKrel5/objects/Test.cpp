@@ -31,7 +31,7 @@ struct TestInternalData
     Test::Callback callback = nullptr; // one of the two
     Test::ReferenceCallback referenceCallback = nullptr;
     KrelString key;
-    KrelString localizedName, localizedDescription; // as last read
+    mutable KrelString localizedName, localizedDescription; // as last read
 };
 template class DataHolder<TestInternalData>;
 
@@ -89,14 +89,12 @@ KrelString const& Test::key() const { return data().key; }
 
 KrelString const& Test::localizedName() const
 {
-    auto& cache = const_cast<TestInternalData&>(data()).localizedName;
-    return cached(cache, text(imp(), ".Name", data().defaultName));
+    return cached(data().localizedName, text(imp(), ".Name", data().defaultName));
 }
 
 KrelString const& Test::localizedDescription() const
 {
-    auto& cache = const_cast<TestInternalData&>(data()).localizedDescription;
-    return cached(cache, text(imp(), ".Description", data().defaultName));
+    return cached(data().localizedDescription, text(imp(), ".Description", data().defaultName));
 }
 
 DeviceCapability Test::deviceCapabilities() const { return DeviceCapability(imp().deviceCapabilities()); }
