@@ -46,7 +46,10 @@ DeviceCapability DiagDevice::deviceType() const { return data().deviceType(); }
 DeviceCapability DiagDevice::deviceCapabilities() const { return data().deviceCapabilities(); }
 DeviceState DiagDevice::deviceState() const { return data().deviceState(); }
 
-bool DiagDevice::hasCapability(DeviceCapability const& capability) const { return data().hasCapability(capability); }
+bool DiagDevice::hasCapability(DeviceCapability const& capability) const
+{
+    return data().hasCapability(capability);
+}
 bool DiagDevice::intersectCapability(DeviceCapability const& capability) const
 {
     return data().intersectCapability(capability);

@@ -60,16 +60,16 @@ DeviceCapability SysInfoDevice::deviceType() const { return data().deviceType();
 DeviceCapability SysInfoDevice::deviceCapabilities() const { return data().deviceCapabilities(); }
 DeviceState SysInfoDevice::deviceState() const { return data().deviceState(); }
 
-bool SysInfoDevice::hasCapability(DeviceCapability const& capability) const { return data().hasCapability(capability); }
+bool SysInfoDevice::hasCapability(DeviceCapability const& capability) const
+{
+    return data().hasCapability(capability);
+}
 bool SysInfoDevice::intersectCapability(DeviceCapability const& capability) const
 {
     return data().intersectCapability(capability);
 }
 
-DeviceProperty* SysInfoDevice::property(KrelString const& key)
-{
-    return data().property(key, logger());
-}
+DeviceProperty* SysInfoDevice::property(KrelString const& key) { return data().property(key, logger()); }
 
 DeviceProperty* SysInfoDevice::firstProperty()
 {

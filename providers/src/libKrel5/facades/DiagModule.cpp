@@ -2,8 +2,10 @@
 #include <krel5/DiagModule.h>
 
 #include <libKrel5/basics/LibraryMutex.h>
+#include <libKrel5/basics/OwnProcess.h>
 #include <libKrel5/facades/DiagModuleRun.h>
 #include <libKrel5/internal/backends/CommInterface.h>
+#include <libKrel5/internal/backends/Connection.h>
 #include <libKrel5/internal/module/CommandLine.h>
 #include <libKrel5/internal/module/ErrorReporting.h>
 #include <libKrel5/internal/module/ModuleCommon.h>
@@ -15,7 +17,6 @@
 #include <krel5/InvalidInitException.h>
 
 #include <zel/foundation/Logger.h>
-#include <zel/foundation/StopSignal.h>
 #include <zel/model/runs/TestRunManager.h>
 #include <zel/model/settings/SettingsResource.h>
 #include <zel/model/state/StateManager.h>
@@ -78,9 +79,12 @@ struct DiagModuleFacade
     static Facade const& get()
     {
         static Facade const s_facade{"DiagModule", Facade::Kind::Diag, &zel::ModuleTypeImp::DIAG,
-                                     &DiagModule::internalErrorPost};
+                                     &DiagModule::internalErrorPost, &needsNothing};
         return s_facade;
     }
+
+    /// A module without tests looks for no devices and has nothing to list; a run of it ends with NOTEST.
+    static void needsNothing() {}
 
     /// The action step of start(). Who asks for help beside an action wants to read, not to run.
     static TestResult act()
@@ -106,8 +110,6 @@ void DiagModule::setCmdLineArgs(int argc, char const* const argv[])
 {
     zel::AutoMutex const guard(libraryMutex());
     ModuleCommon::checkNotStarted(s_started, "DiagModule::setCmdLineArgs");
-    ErrorReporting::install(DiagModuleFacade::get(), false);
-    CommandLine::addFacadeOptions(Facade::Kind::Diag);
     ModuleCommon::setCmdLineArgs(DiagModuleFacade::get(), argc, argv);
 }
 
@@ -192,15 +194,12 @@ int DiagModule::start()
 TestResult DiagModule::enumTests()
 {
     CommInterface& comm = backendFor("DiagModule::enumTests", s_testRunImp);
-    if (!comm.openConnection()) {
-        ZEL_LOG(logger(), LogLevel::Error) << "Cannot connect to engine";
-        ErrorReporting::tell("Cannot connect to engine");
+    Connection const connection(comm);
+    if (!connection.isOpen())
         return TestResult::CANNOTRUN();
-    }
     comm.receiveDevices();
     doTestEnumeration();
     comm.sendEnumTests();
-    comm.closeConnection();
     return TestResult::PASS();
 }
 
@@ -213,13 +212,11 @@ TestResult DiagModule::runTest()
     s_bPromptEnable = switches.promptEnable;
     s_bGUIPromptSupported = switches.guiPromptSupported;
     s_bAlwaysUseGUIPrompt = switches.alwaysUseGuiPrompt;
-    zel::StopSignal::install(TestResult::USERABORTED().value());
+    OwnProcess::stopOnSignal(TestResult::USERABORTED().value());
 
-    if (!comm.openConnection()) {
-        ZEL_LOG(logger(), LogLevel::Error) << "Cannot connect to engine";
-        ErrorReporting::tell("Cannot connect to engine");
+    Connection const connection(comm);
+    if (!connection.isOpen())
         return TestResult::CANNOTRUN();
-    }
     if (comm.isStandAlone()) { // an engine sends the device with the run
         comm.receiveDevices();
         doTestEnumeration();
@@ -227,9 +224,7 @@ TestResult DiagModule::runTest()
     comm.receiveTestRun();
     if (comm.isStandAlone())
         tellMissingTexts();
-    TestResult const result = DiagModuleRun::runAll(comm);
-    comm.closeConnection();
-    return result;
+    return DiagModuleRun::runAll(comm);
 }
 
 void DiagModule::doTestEnumeration()

@@ -3,6 +3,7 @@
 
 #include <libKrel5/basics/Arguments.h>
 #include <libKrel5/basics/LibraryMutex.h>
+#include <libKrel5/basics/OwnProcess.h>
 #include <libKrel5/facades/DiagModuleRun.h>
 #include <libKrel5/internal/backends/CommInterface.h>
 #include <libKrel5/internal/backends/StopRequest.h>
@@ -15,7 +16,6 @@
 #include <krel5/LocalizedString.h>
 #include <krel5/TestObserver.h>
 
-#include <zel/foundation/FaultHandler.h>
 #include <zel/foundation/Logger.h>
 #include <zel/foundation/Stopwatch.h>
 #include <zel/model/runs/TestRunImp.h>
@@ -56,7 +56,7 @@ void notify(Call call)
 
 CommInterface* commOfRunningTest(zel::TestRunImp const* run, char const* operation)
 {
-    zel::FaultHandler::prepareThread();
+    OwnProcess::prepareThread();
     CommInterface* const comm = run ? ModuleCommon::comm() : nullptr;
     if (!comm)
         ZEL_LOG(logger(), LogLevel::Error) << operation << ": no test is running, the report is dropped";
@@ -69,7 +69,7 @@ CommInterface* commOfRunningTest(zel::TestRunImp const* run, char const* operati
 
 bool DiagModule::checkForStop()
 {
-    zel::FaultHandler::prepareThread(); // workers of a test ask here
+    OwnProcess::prepareThread(); // workers of a test ask here
     return StopRequest::isMade();
 }
 

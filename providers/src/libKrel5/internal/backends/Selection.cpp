@@ -1,5 +1,6 @@
 #include <libKrel5/internal/backends/Selection.h>
 
+#include <libKrel5/internal/backends/Connection.h>
 #include <libKrel5/internal/module/CommandLine.h>
 #include <libKrel5/internal/module/ErrorReporting.h>
 
@@ -53,6 +54,7 @@ void endWithSelectionError(zel::String const& line, TestResult const& result)
     ErrorReporting::tell(line);
     ZEL_LOG(logger(), zel::LogLevel::Error) << line;
     logWhatIsSwitchedOff();
+    Connection::close();
     ErrorReporting::endProcess(result);
 }
 

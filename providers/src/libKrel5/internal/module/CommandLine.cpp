@@ -81,6 +81,20 @@ void CommandLine::parse(int argc, char const* const argv[])
     manager.mergeCommandLine(argc, argv);
 }
 
+// A value that reads like an option's word is no value, so the words alone decide.
+bool CommandLine::isOfHost(int argc, char const* const argv[])
+{
+    auto const has = [&](CommandLineOption const& option) {
+        zel::String const word = zel::String("-") + option.command().zelString();
+        for (int i = 1; argv && i < argc; ++i)
+            if (argv[i] && word == zel::String(argv[i]))
+                return true;
+        return false;
+    };
+    return has(CommandLineOption::DIRECTLINK()) && !has(CommandLineOption::ENGINE()) &&
+           !has(CommandLineOption::XML());
+}
+
 bool CommandLine::isSet(CommandLineOption const& flag)
 {
     return zel::OptionManager::instance().lookupFlag(flag.name().zelString());

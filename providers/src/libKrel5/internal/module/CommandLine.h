@@ -36,6 +36,10 @@ public:
     /// Registers every appended option and parses. Throws zel::OptionException naming the word.
     static void parse(int argc, char const* const argv[]);
 
+    /// Whether the words, which need not be understood yet, are those of a client that hosts the module in its
+    /// own process: -dl, and neither of the options that win over it.
+    static bool isOfHost(int argc, char const* const argv[]);
+
     static bool isSet(CommandLineOption const& flag);
     static std::optional<std::int64_t> integer(CommandLineOption const& option);
     static std::optional<zel::String> text(CommandLineOption const& option);

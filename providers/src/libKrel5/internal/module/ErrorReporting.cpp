@@ -4,7 +4,6 @@
 #include <libKrel5/internal/module/ModuleCommon.h>
 
 #include <zel/foundation/ExitGuard.h>
-#include <zel/foundation/FaultHandler.h>
 #include <zel/foundation/Logger.h>
 #include <zel/foundation/OStream.h>
 #include <zel/foundation/System.h>
@@ -73,11 +72,10 @@ Facade const* ErrorReporting::facade() { return s_facade; }
 void ErrorReporting::install(Facade const& facade, bool running)
 {
     s_facade = &facade;
-    std::set_terminate(onTerminate);
     int const status = TestResult::INTERNALERROR().value();
-    zel::FaultHandler::install(status, reportFault);
+    OwnProcess::catchFaults(status, reportFault);
     if (running)
-        zel::ExitGuard::arm(status, reportEarlyExit);
+        OwnProcess::guardExit(status, reportEarlyExit);
 }
 
 void ErrorReporting::post(KrelException const& error)
@@ -97,7 +95,8 @@ void ErrorReporting::internalErrorPost(KrelException const& error)
     tell(withoutStackTrace(error.toString().zelString()));
     whereToLook();
     ModuleCommon::runExitStep();
-    endProcess(TestResult::INTERNALERROR());
+    if (OwnProcess::isOurs())
+        endProcess(TestResult::INTERNALERROR());
 }
 
 TestResult ErrorReporting::withOutputChecked(TestResult const& result)

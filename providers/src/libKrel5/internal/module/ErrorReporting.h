@@ -17,8 +17,9 @@ namespace krel5 {
 class ErrorReporting
 {
 public:
-    /// Makes `facade` the one whose internalErrorPost receives errors. Installs the handlers for uncaught
-    /// exceptions and for faults in module code, and when `running` for an exit behind the library's back.
+    /// Makes `facade` the one whose internalErrorPost receives errors. Where the process is ours, installs the
+    /// handlers for uncaught exceptions and for faults in module code, and when `running` for an exit behind
+    /// the library's back.
     static void install(Facade const& facade, bool running);
     static Facade const* facade();
 
@@ -26,7 +27,7 @@ public:
     static void post(KrelException const& error);
     /// The default behind every facade's internalErrorPost: inside the module-init callback the error is
     /// thrown, otherwise it is logged, shown on standard error, the exit step runs, and the process ends with
-    /// INTERNALERROR.
+    /// INTERNALERROR. A host's process goes on: then this returns, and start() says INTERNALERROR.
     static void internalErrorPost(KrelException const& error);
 
     /// Ends the process with the result's value, whatever else is going on: standard output is flushed, a

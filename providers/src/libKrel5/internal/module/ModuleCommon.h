@@ -24,8 +24,8 @@ public:
 
     static zel::ModuleImp& module() { return ModuleIdentity::module(); }
 
-    /// The part of every facade's setCmdLineArgs behind the registration of its own options: module guid,
-    /// obsolete words, common options, parsing, logging. Errors are posted.
+    /// Every facade's setCmdLineArgs: whose process this is, error reporting, the facade's own options, module
+    /// guid, obsolete words, common options, parsing, logging. Errors are posted.
     static void setCmdLineArgs(Facade const& facade, int argc, char const* const argv[]);
     static void setVersion(unsigned major, unsigned minor, KrelString const& build);
     static void setModuleInitCallback(Callback callback);
@@ -39,11 +39,12 @@ public:
     static void initialize(zel::ModuleTypeImp const& type);
     static bool isInsideInitCallback();
 
-    /// start() of a facade: initialize, informational commands, backend, privileges, `action`, exit step.
-    /// Returns the exit status.
+    /// start() of a facade: initialize, the facade's own checks, informational commands, backend, privileges,
+    /// `action`, exit step. Returns the exit status.
     static int start(Facade const& facade, TestResult (*action)());
 
-    /// Calls the module-exit callback, once, and only when start() has begun.
+    /// Closes the connection where it is still open; then calls the module-exit callback, once, and only when
+    /// start() has begun.
     static void runExitStep();
 
     /// The backend; null before it was chosen.

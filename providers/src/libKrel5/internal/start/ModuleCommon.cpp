@@ -1,7 +1,9 @@
 #include <libKrel5/internal/module/ModuleCommon.h>
 
+#include <libKrel5/basics/OwnProcess.h>
 #include <libKrel5/devices/DeclaredProperties.h>
 #include <libKrel5/internal/backends/CommInterface.h>
+#include <libKrel5/internal/backends/Connection.h>
 #include <libKrel5/internal/files/ModuleFiles.h>
 #include <libKrel5/internal/module/CommandLine.h>
 #include <libKrel5/internal/module/ErrorReporting.h>
@@ -78,11 +80,14 @@ void ModuleCommon::checkNotStarted(bool started, char const* name)
 }
 
 // ---- command line
-// -------------------------------------------------------------------------------------------------
 
 void ModuleCommon::setCmdLineArgs(Facade const& facade, int argc, char const* const argv[])
 {
-    zel::System::secureStandardStreams();
+    if (CommandLine::isOfHost(argc, argv))
+        OwnProcess::leaveToHost();
+    OwnProcess::secureStandardStreams();
+    ErrorReporting::install(facade, false);
+    CommandLine::addFacadeOptions(facade.kind);
     zel::String const call = zel::String(facade.className) + "::setCmdLineArgs(...)";
     auto const body = [&] {
         deriveGuid(argc, argv);
@@ -126,6 +131,8 @@ void ModuleCommon::refuseObsoleteWords(int argc, char const* const argv[])
                                  (isAction ? "\". Use \"enum\" instead." : "\". Use \"-v\" instead.");
         setUpLogging("");
         ZEL_LOG_LINE(logger(), zel::LogLevel::Error, isAction ? 501 : 506) << text;
+        if (!OwnProcess::isOurs())
+            throw zel::OptionException(text);
         ErrorReporting::tell(text);
         ErrorReporting::endProcess(TestResult::INTERNALERROR());
     }
@@ -167,7 +174,6 @@ void ModuleCommon::applyLanguage()
 }
 
 // ---- start
-// ----------------------------------------------------------------------------------------------------------
 
 void ModuleCommon::initialize(zel::ModuleTypeImp const& type)
 {
@@ -258,6 +264,7 @@ int ModuleCommon::start(Facade const& facade, TestResult (*action)())
     zel::String const call = zel::String(facade.className) + "::start()";
     auto const body = [&] {
         initialize(facade.type());
+        facade.checkSetUp();
         if (runInformationalCommands(result))
             return;
         result = chooseBackend();
@@ -311,6 +318,7 @@ TestResult ModuleCommon::checkPrivileges()
 
 void ModuleCommon::runExitStep()
 {
+    Connection::close();
     if (!std::exchange(state().exitStepDue, false) || !state().exitCallback)
         return;
     try {
