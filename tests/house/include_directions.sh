@@ -68,7 +68,9 @@ homes() {
   for header in include/krel5/*.h; do
     name=$(basename "$header" .h)
     unit=$(find providers/src/libKrel5 -name "$name.cpp" | head -n 1)
-    [[ -n $unit ]] || unit=$(grep -rlE "(^|[ &*])$name(<T>)?::$name\\(" providers/src/libKrel5 | head -n 1)
+    # its own unit, a unit that defines its constructor, or a list whose rows become definitions
+    [[ -n $unit ]] || unit=$(grep -rlE "(^|[ &*])$name(<T>)?::$name\\(|^# *define [A-Z0-9_]+ $name\$|^[A-Z0-9_]+\\($name[,)]" \
+      providers/src/libKrel5 | head -n 1)
     if [[ -n $unit ]]; then
       unit=$(dirname "${unit#providers/src/libKrel5/}")
       echo "home $name.h $unit"

@@ -143,9 +143,10 @@ TEST(Start, theConnectionIsClosedOnceOnEveryWayOutAndBeforeTheExitCallback)
         {"run", passes, make<Console>, "open, close", TestResult::NODEVICE().value()},
     };
     test::TemporaryFolder folder;
+    std::string const logs = folder.path();
     for (Case const& one : cases) {
         auto const outcome = test::runInChild([&] {
-            char const* const words[] = {"mod", one.action, "-bd", folder.path().c_str()};
+            char const* const words[] = {"mod", one.action, "-bd", logs.c_str()};
             BackendSelection::useInstead(one.backend);
             DiagModule::setCmdLineArgs(4, words);
             DiagModule::setVersion(1, 0, "1");
@@ -173,10 +174,11 @@ TEST(Start, theFacadeChecksAfterTheInitCallbackAndBeforeAnyAnswer)
     static Facade const s_facade{"SmallModule", Facade::Kind::SysInfo, &zel::ModuleTypeImp::SYSINFO,
                                  &ErrorReporting::internalErrorPost, &checkSetUp};
     test::TemporaryFolder folder;
+    std::string const logs = folder.path();
     auto const startWith = [&](bool lacksCallback) {
         return test::runInChild([&] {
             s_lacksCallback = lacksCallback;
-            char const* const words[] = {"mod", "-version", "-bd", folder.path().c_str()};
+            char const* const words[] = {"mod", "-version", "-bd", logs.c_str()};
             ModuleCommon::setCmdLineArgs(s_facade, 4, words);
             ModuleCommon::setVersion(1, 0, "1");
             ModuleCommon::setModuleInitCallback([] { tell("init callback"); });
