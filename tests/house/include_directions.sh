@@ -99,6 +99,14 @@ runs
 state
 END
 
+rooms platform/zel/enumerator zel/enumerator <<'END'
+root
+records firmware modules
+buses
+memory processors system drives attached sensors
+.
+END
+
 rooms providers/src/libKrel5 libKrel5 < <(cat <<'END'
 basics
 vocabulary
