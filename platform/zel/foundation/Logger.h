@@ -3,8 +3,8 @@
 //
 //     static zel::Logger& logger()
 //     {
-//         static zel::Logger& s_logger = zel::LogFactory::getLogger("krel5.DiagModule"); // the look-up takes
-//         a lock return s_logger;
+//         static zel::Logger& s_logger = zel::LogFactory::getLogger("krel5.DiagModule"); // takes a lock
+//         return s_logger;
 //     }
 //     ZEL_LOG(logger(), zel::LogLevel::Debug) << "devices found = " << count;
 //     ZEL_LOG_LINE(logger(), zel::LogLevel::Debug, 1200) << "CommInterface: using CommEngine";
