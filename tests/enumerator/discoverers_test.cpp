@@ -45,6 +45,45 @@ private:
     mutable std::set<std::string> m_paths;
 };
 
+/// Where text files end as some kernels let them end: with the zero of the C string.
+class ZeroEndedRoot final : public Root
+{
+public:
+    explicit ZeroEndedRoot(Root const& root) : m_root(root) {}
+
+    bool isLive() const override { return m_root.isLive(); }
+    std::optional<std::string> read(std::string const& path, std::size_t limit) const override
+    {
+        auto content = m_root.read(path, limit);
+        if (content && content->ends_with('\n'))
+            *content += '\0';
+        return content;
+    }
+    std::vector<std::string> list(std::string const& path) const override { return m_root.list(path); }
+    std::optional<std::string> resolve(std::string const& path) const override
+    {
+        return m_root.resolve(path);
+    }
+    std::optional<std::string> linkName(std::string const& path) const override
+    {
+        return m_root.linkName(path);
+    }
+
+private:
+    Root const& m_root;
+};
+
+std::vector<std::string> facts(RecordingSink const& sink)
+{
+    std::vector<std::string> lines;
+    for (DeviceDescription const& device : sink.devices) {
+        lines.push_back((device.type.toString() + " " + device.hwLocator + " " + device.name).toUtf8());
+        for (auto const& [key, value] : device.properties)
+            lines.push_back(std::string("  ") + key + "=" + value.toString().toUtf8());
+    }
+    return lines;
+}
+
 std::vector<std::string> places(RecordingSink const& sink, C const& wanted)
 {
     std::vector<std::string> found;
@@ -80,6 +119,12 @@ TEST(Discoverers, EveryRowSaysWhatItsDevicesCanDo)
             << "no device shows all of " << discoverer.yields().toString().toUtf8() << ", only "
             << capabilities.toString().toUtf8();
     }
+}
+
+TEST(Discoverers, AZeroAtTheEndOfAnAttributeCostsNothing)
+{
+    MemoryRoot const root = completeMachine();
+    EXPECT_EQ(facts(found(ZeroEndedRoot(root), C::ALL())), facts(found(root, C::ALL())));
 }
 
 TEST(Discoverers, NoTwoRowsGiveDevicesOfOneType)

@@ -148,6 +148,26 @@ TEST(Processors, GroupingSurvivesOddFirmware)
     EXPECT_EQ(discovered(old).ofType(C::CPUCore()).size(), 1u);
 }
 
+TEST(Processors, CoresWithoutListsOfSiblings)
+{
+    // Two dies of two clusters of two cores of two threads: the numbers of cores begin again in each.
+    MemoryRoot root;
+    for (unsigned cpu = 0; cpu < 16; ++cpu)
+        root.files(kFolder + ("cpu" + std::to_string(cpu)) + "/topology",
+                   {{"physical_package_id", "0\n"},
+                    {"die_id", std::to_string(cpu / 8) + "\n"},
+                    {"cluster_id", std::to_string(cpu / 4 % 2) + "\n"},
+                    {"core_id", std::to_string(cpu / 2 % 2) + "\n"}});
+    RecordingSink const sink = discovered(root);
+    ASSERT_EQ(sink.ofType(C::CPUCore()).size(), 8u);
+    EXPECT_EQ(fact(sink, "CPU:0:CORE:14", "LogicalProcessors"), "14, 15");
+    EXPECT_EQ(fact(sink, "CPU:0:CORE:14", "CoreId"), "1");
+
+    for (unsigned cpu = 0; cpu < 16; ++cpu) // what the firmware does not number
+        root.file(kFolder + ("cpu" + std::to_string(cpu)) + "/topology/core_id", "-1\n");
+    EXPECT_TRUE(discovered(root).ofType(C::CPUCore()).empty());
+}
+
 TEST(Processors, FromCpuinfoAlone)
 {
     std::string info;

@@ -3,6 +3,7 @@
 #include <zel/enumerator/root/Text.h>
 
 #include <algorithm>
+#include <array>
 #include <map>
 #include <set>
 #include <tuple>
@@ -100,7 +101,7 @@ private:
         if (siblings && siblings->front() == processor)
             package.cores.push_back({*siblings, m_root.number(topology + "core_id")});
         else if (!siblings)
-            addCoreFromInfo(processor, package);
+            addCoreById(processor, topology, package);
         addCaches(processor, package);
     }
 
@@ -123,18 +124,23 @@ private:
         return m_packages[found->second];
     }
 
-    /// Without topology files: processors of a package with the same "core id" share a core.
-    void addCoreFromInfo(unsigned processor, CpuPackage& package)
+    /// Without lists of siblings: processors of a package with the same numbers of die, cluster and core share
+    /// a core. A core's number alone is not unique where there are dies or clusters.
+    void addCoreById(unsigned processor, std::string const& topology, CpuPackage& package)
     {
-        auto const id = m_info.coreId(processor);
-        if (!id)
+        auto core = m_root.number(topology + "core_id");
+        if (!core || *core < 0)
+            core = m_info.coreId(processor);
+        if (!core || *core < 0)
             return;
-        auto const core = std::find_if(package.cores.begin(), package.cores.end(),
-                                       [&id](CpuCore const& known) { return known.id == id; });
-        if (core == package.cores.end())
-            package.cores.push_back({{processor}, id});
+        std::array const key{static_cast<std::int64_t>(&package - m_packages.data()),
+                             m_root.number(topology + "die_id").value_or(-1),
+                             m_root.number(topology + "cluster_id").value_or(-1), *core};
+        auto const [found, isNew] = m_coreIndex.emplace(key, package.cores.size());
+        if (isNew)
+            package.cores.push_back({{processor}, core});
         else
-            core->threads.push_back(processor);
+            package.cores[found->second].threads.push_back(processor);
     }
 
     void addCaches(unsigned processor, CpuPackage& package)
@@ -174,6 +180,7 @@ private:
     Processors m_online;
     std::vector<CpuPackage> m_packages;
     std::map<PackageKey, std::size_t> m_packageIndex;
+    std::map<std::array<std::int64_t, 4>, std::size_t> m_coreIndex; ///< by package, die, cluster, core
     std::set<std::tuple<std::int64_t, std::string, unsigned>> m_caches;
 };
 

@@ -8,7 +8,8 @@ namespace zel::text {
 
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r\n\v\f";
+// Some kernels count the terminating zero of a string into the attribute ("0\n\0").
+constexpr std::string_view kBlanks("\0 \t\r\n\v\f", 7);
 
 bool isDigit(char c) noexcept { return c >= '0' && c <= '9'; }
 

@@ -13,7 +13,7 @@
 
 namespace zel::text {
 
-/// Without white space (ASCII) at both ends.
+/// Without white space (ASCII) and zeros at both ends.
 ZEL_EXPORT std::string_view trimmed(std::string_view text) noexcept;
 /// First line, trimmed.
 ZEL_EXPORT std::string_view firstLine(std::string_view text) noexcept;
