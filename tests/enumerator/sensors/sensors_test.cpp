@@ -76,6 +76,32 @@ TEST(Sensors, ReadingsLimitsAndSentinels)
     EXPECT_TRUE(sink.at("HWMON:nvme:nvme0:fan1")->state == DeviceStateImp::FUNCTIONAL()) << "a fan may stand";
 }
 
+TEST(Sensors, ARangeOfNothingIsNoLimit)
+{
+    MemoryRoot root;
+    root.files("sys/class/hwmon/hwmon0", {{"name", "nct6775\n"},
+                                          {"in0_input", "975\n"},
+                                          {"in0_min", "0\n"},
+                                          {"in0_max", "0\n"},
+                                          {"in1_input", "1000\n"},
+                                          {"in1_min", "0\n"},
+                                          {"in1_max", "1744\n"},
+                                          {"temp1_input", "30000\n"},
+                                          {"temp1_min", "0\n"},
+                                          {"temp1_max", "0\n"},
+                                          {"fan1_input", "800\n"},
+                                          {"fan1_min", "0\n"},
+                                          {"fan1_max", "0\n"}});
+    RecordingSink const sink = discovered(&discoverSensors, root);
+    for (auto const& [location, key] : {std::pair{"HWMON:nct6775:hwmon0:in0", "Voltage"},
+                                        std::pair{"HWMON:nct6775:hwmon0:temp1", "Temperature"},
+                                        std::pair{"HWMON:nct6775:hwmon0:fan1", "FanSpeed"}})
+        for (std::string const end : {"Minimum", "Maximum"})
+            EXPECT_EQ(fact(sink, location, (end + key).c_str()), "-") << location;
+    EXPECT_EQ(measured(sink, "HWMON:nct6775:hwmon0:in1", "MinimumVoltage"), 0);
+    EXPECT_EQ(measured(sink, "HWMON:nct6775:hwmon0:in1", "MaximumVoltage"), 1.744);
+}
+
 TEST(Sensors, ChipsOfOneKindKeepTheirPlace)
 {
     MemoryRoot root;
@@ -231,7 +257,7 @@ TEST(Power, EnergyAndChargeBatteries)
     for (Measured const& m :
          {Measured{"POWER:BAT0", "FullCapacity", 42.12}, Measured{"POWER:BAT0", "DesignVoltage", 10.8},
           Measured{"POWER:BAT0", "Power", 25.83}, Measured{"POWER:BAT1", "FullCapacity", 8.548123 * 7.6},
-          Measured{"POWER:BAT1", "Current", 4.52}, Measured{"POWER:BAT1", "Power", 34.35}})
+          Measured{"POWER:BAT1", "Current", -4.52}, Measured{"POWER:BAT1", "Power", 34.35}})
         EXPECT_NEAR(measured(sink, m.location, m.key), m.value, 1e-9) << m.location << " " << m.key;
     auto const percent = [&sink](char const* location, std::string_view key) {
         for (auto const& [name, value] : sink.at(location)->properties)

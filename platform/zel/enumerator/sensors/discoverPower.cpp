@@ -41,11 +41,11 @@ public:
         auto const count = number(attribute);
         return count && *count >= 0 ? Number(static_cast<double>(*count) / 1e6) : std::nullopt;
     }
-    /// As millionths, where some drivers tell the direction by the sign; Status tells it already.
+    /// As millionths, of what flows: negative where the driver says that the battery is being emptied.
     Number flow(char const* attribute) const
     {
         auto const count = number(attribute);
-        return count ? Number(std::abs(static_cast<double>(*count)) / 1e6) : std::nullopt;
+        return count ? Number(static_cast<double>(*count) / 1e6) : std::nullopt;
     }
     bool has(char const* attribute) const
     {

@@ -44,6 +44,11 @@ public:
     {
         return has(what) ? m_root.number(path(what)) : std::nullopt;
     }
+    /// A limit; where both ends of a range are 0, the chip was never told any.
+    std::optional<std::int64_t> limit(char const* what) const
+    {
+        return number("min") == 0 && number("max") == 0 ? std::nullopt : number(what);
+    }
     std::optional<std::string> text(char const* what) const
     {
         return has(what) ? m_root.text(path(what)) : std::nullopt;
@@ -67,23 +72,23 @@ private:
 void addTemperature(Input const& input, DeviceDescription& device)
 {
     device.add("Temperature", sensor::celsius(input.number("input")));
-    device.add("MinimumTemperature", sensor::celsius(input.number("min")));
-    device.add("MaximumTemperature", sensor::celsius(input.number("max")));
+    device.add("MinimumTemperature", sensor::celsius(input.limit("min")));
+    device.add("MaximumTemperature", sensor::celsius(input.limit("max")));
     device.add("CriticalTemperature", sensor::celsius(input.number("crit")));
 }
 
 void addVoltage(Input const& input, DeviceDescription& device)
 {
     device.add("Voltage", sensor::volts(input.number("input")));
-    device.add("MinimumVoltage", sensor::volts(input.number("min")));
-    device.add("MaximumVoltage", sensor::volts(input.number("max")));
+    device.add("MinimumVoltage", sensor::volts(input.limit("min")));
+    device.add("MaximumVoltage", sensor::volts(input.limit("max")));
 }
 
 void addFan(Input const& input, DeviceDescription& device)
 {
     device.add("FanSpeed", sensor::revolutions(input.number("input")));
-    device.add("MinimumFanSpeed", sensor::revolutions(input.number("min")));
-    device.add("MaximumFanSpeed", sensor::revolutions(input.number("max")));
+    device.add("MinimumFanSpeed", sensor::revolutions(input.limit("min")));
+    device.add("MaximumFanSpeed", sensor::revolutions(input.limit("max")));
 }
 
 struct Kind
