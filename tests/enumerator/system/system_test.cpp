@@ -214,3 +214,43 @@ TEST(Memory, SizeIsWhatIsBuiltIn)
         EXPECT_EQ(fact(sink, "Memory", "MemoryBlocks"), c.size ? "-" : "32");
     }
 }
+
+TEST(Memory, PagesThatTheKernelFound)
+{
+    struct Case
+    {
+        char const* what;
+        std::uint64_t usable; ///< KiB; 0: not told
+        std::uint64_t page;   ///< that programs are told; 0: not told
+        char const* zones;
+        std::uint64_t size; ///< KiB
+    };
+    constexpr char kZones[] =
+        "Node 0, zone      DMA\n  pages free     3840\n        spanned  4095\n        "
+        "present  3998\n        managed  3840\nNode 1, zone   Normal\n  pages free     10\n"
+        "        spanned  1048576\n        present  1000000\n        managed  900000\n";
+    Case const cases[] = {
+        {"pages of 4 KiB, as programs are told", 3'900'000, 4096, kZones, 1003998 * 4},
+        {"of 64 KiB", 60'000'000, 65536, kZones, 1003998 * 64},
+        {"half of 64 KiB taken away from the machine", 20'000'000, 65536, kZones, 1003998 * 64},
+        {"of 64 KiB, as the usable memory tells", 60'000'000, 0, kZones, 1003998 * 64},
+        {"of 4 KiB, as the usable memory tells", 3'900'000, 0, kZones, 1003998 * 4},
+        {"no page is that small", 3'900'000, 7, kZones, 1003998 * 4},
+        {"not all of it", 16'777'216, 4096, kZones, 67'108'864}, // the blocks stand
+        {"nothing told", 3'900'000, 4096, "Node 0, zone DMA\n", 67'108'864},
+        {"garbage", 3'900'000, 4096, "present x\npresent -1\npresent\n", 67'108'864},
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.what);
+        MemoryRoot root;
+        root.file("proc/meminfo", "MemTotal: " + std::to_string(c.usable) + " kB\n");
+        root.file("proc/zoneinfo", c.zones);
+        if (c.page) {
+            std::uint64_t const words[] = {16, 0xbfebfbff, 6, c.page, 0, 0};
+            root.file("proc/self/auxv", std::string(reinterpret_cast<char const*>(words), sizeof words));
+        }
+        root.file("sys/devices/system/memory/memory0/state", "online\n")
+            .file("sys/devices/system/memory/block_size_bytes", "1000000000\n"); // with holes
+        EXPECT_EQ(bytes(memoryOf(root), "Size"), c.size * 1024);
+    }
+}

@@ -1,11 +1,12 @@
 // Memory as a whole, and the modules of which it is made. Reads /proc/meminfo, whose counts are in KiB though
-// it says kB, the firmware's table, and /sys/devices/system/memory: a folder for each block of memory, all of
-// one size.
+// it says kB, and the firmware's table; where that does not tell, /proc/zoneinfo (PresentMemory.h), then
+// /sys/devices/system/memory: a folder for each block of memory, all of one size.
 
 #include <zel/enumerator/memory/discover.h>
 
 #include <zel/enumerator/firmware/SmbiosTables.h>
 #include <zel/enumerator/memory/MemoryModules.h>
+#include <zel/enumerator/memory/PresentMemory.h>
 #include <zel/enumerator/records/Describe.h>
 #include <zel/enumerator/records/Measures.h>
 #include <zel/enumerator/root/Text.h>
@@ -46,17 +47,22 @@ Blocks readBlocks(Root const& root)
     return blocks;
 }
 
-/// What is built in. What the kernel can use is less, so a source that tells less than that is wrong; it is
-/// also the answer where no source tells.
-measure::Count installed(SmbiosMemory const& firmware, Blocks const& blocks, measure::Count usable)
+/// What is built in. What the kernel can use is less, so a source that tells less than that is wrong; the best
+/// source comes first, and the others are not asked when it tells. Nothing when none tells.
+measure::Count installed(Root const& root, SmbiosMemory const& firmware, measure::Count usable,
+                         Blocks& blocks)
 {
-    for (measure::Count const& bytes : {measure::Count(firmware.installed), blocks.bytes})
-        if (bytes && *bytes >= usable.value_or(0))
-            return bytes;
-    return usable;
+    auto const canBeAll = [&usable](measure::Count bytes) { return bytes && *bytes >= usable.value_or(0); };
+    if (canBeAll(firmware.installed))
+        return firmware.installed;
+    if (measure::Count const present = presentMemory(root, usable); canBeAll(present))
+        return present;
+    blocks = readBlocks(root);
+    return canBeAll(blocks.bytes) ? blocks.bytes : std::nullopt;
 }
 
-DeviceDescription describe(Lines const& lines, SmbiosMemory const& firmware, Blocks const& blocks)
+DeviceDescription describe(Lines const& lines, SmbiosMemory const& firmware, measure::Count size,
+                           Blocks const& blocks)
 {
     DeviceDescription memory;
     memory.type = CapabilityImp::Memory();
@@ -66,14 +72,13 @@ DeviceDescription describe(Lines const& lines, SmbiosMemory const& firmware, Blo
     placeAt(memory, location::memory());
     placeBelowSystem(memory);
     auto const usable = amountOf(lines, "MemTotal");
-    auto const size = installed(firmware, blocks, usable);
     memory.osLocator = usable ? "/proc/meminfo" : blocks.count > 0 ? "/sys/devices/system/memory" : "";
-    memory.add("Size", measure::bytes(size));
+    memory.add("Size", measure::bytes(size ? size : usable));
     memory.add("UsableMemory", measure::bytes(usable));
     memory.add("AvailableMemory", measure::bytes(amountOf(lines, "MemAvailable")));
     memory.add("SwapSize", measure::bytes(amountOf(lines, "SwapTotal")));
     memory.add("HugePageSize", measure::bytes(amountOf(lines, "Hugepagesize")));
-    if (!size && blocks.count > 0) // all that can be told
+    if (!size && !usable && blocks.count > 0) // all that can be told
         memory.add("MemoryBlocks", std::optional(blocks.count));
     memory.add("MemorySlots", firmware.slots);
     if (firmware.slots)
@@ -91,9 +96,11 @@ void discoverMemory(Root const& root, DeviceSink& sink)
     Lines const lines = text::keyValueLines(content ? *content : std::string_view(), ':');
     Smbios const smbios = readSmbios(root);
     SmbiosMemory const firmware = smbiosMemory(smbios);
-    Blocks const blocks = readBlocks(root);
-    if (amountOf(lines, "MemTotal") || blocks.count > 0 || firmware.filledSlots > 0)
-        sink.add(describe(lines, firmware, blocks));
+    auto const usable = amountOf(lines, "MemTotal");
+    Blocks blocks;
+    auto const size = installed(root, firmware, usable, blocks);
+    if (usable || size || blocks.count > 0 || firmware.filledSlots > 0)
+        sink.add(describe(lines, firmware, size, blocks));
     addMemoryModules(smbios, sink);
 }
 
