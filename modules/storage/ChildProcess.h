@@ -36,7 +36,9 @@ struct ChildResult
 /// `words[0]` is an absolute path; no shell and no search path are involved, and the child sees a fixed
 /// environment, an empty standard input, no standard error and none of this process's other files. `stopping`
 /// is asked every 20 ms. A child that is over its limits or no longer wanted is killed with its descendants
-/// of the same process group; it is gone when this returns, or m_leftBehind says that it is not.
+/// of the same process group; it is gone when this returns, or m_leftBehind says that it is not. The run is
+/// over when the child itself ends: what it left in its group is killed, and a descendant that escaped from
+/// the group is not waited for, though it holds the output open.
 ChildResult runChild(std::vector<std::string> const& words, ChildLimits const& limits,
                      std::function<bool()> const& stopping);
 

@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -120,12 +121,27 @@ public:
         return Part::More;
     }
 
-    /// True when the child has ended; it is then reaped.
+    /// Takes what is in the pipe now, and waits for nothing.
+    void readRest(std::string& into)
+    {
+        int left = 0;
+        if (::ioctl(m_reading, FIONREAD, &left) != 0 || left <= 0)
+            return;
+        std::string bytes(static_cast<std::size_t>(left), '\0');
+        ssize_t const got = ::read(m_reading, bytes.data(), bytes.size());
+        into.append(bytes, 0, got > 0 ? static_cast<std::size_t>(got) : 0);
+    }
+
+    /// True when the child has ended. What it left in its group is then killed, before the id of the group
+    /// can be anybody else's, and the child reaped.
     bool ended(int& status)
     {
-        pid_t const id = ::waitpid(m_id, &status, WNOHANG);
-        if (id != m_id)
+        siginfo_t found = {};
+        if (::waitid(P_PID, static_cast<id_t>(m_id), &found, WEXITED | WNOHANG | WNOWAIT) != 0 ||
+            found.si_pid != m_id)
             return false;
+        ::kill(-m_id, SIGKILL);
+        ::waitpid(m_id, &status, 0);
         m_id = 0;
         return true;
     }
@@ -156,7 +172,9 @@ ChildResult runChild(std::vector<std::string> const& words, ChildLimits const& l
         if (printing)
             printing = child.read(result.m_output) != Child::Part::End;
         int status = 0;
-        if (!printing && child.ended(status)) {
+        // The end of the pipe is not waited for: a descendant that left the group may hold it for ever.
+        if (child.ended(status)) {
+            child.readRest(result.m_output);
             bool const exited = WIFEXITED(status);
             result.m_end = exited ? ChildResult::End::Exited : ChildResult::End::Signalled;
             result.m_status = exited ? WEXITSTATUS(status) : WTERMSIG(status);

@@ -11,6 +11,8 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -176,6 +178,37 @@ TEST(ChildProcess, thatDoesNotDieIsLeftAndNamed)
     auto const id = static_cast<pid_t>(child.m_leftBehind);
     EXPECT_EQ(::kill(id, SIGKILL), 0);
     EXPECT_EQ(::waitpid(id, nullptr, 0), id);
+}
+
+/// Whether the process is gone, or comes to be within a few seconds.
+bool ends(long id)
+{
+    for (int i = 0; i < 5000; ++i) {
+        std::ifstream state("/proc/" + std::to_string(id) + "/stat");
+        std::string text;
+        if (!std::getline(state, text) || text.find(") Z ") != std::string::npos)
+            return true;
+        ::usleep(1000);
+    }
+    return false;
+}
+
+TEST(ChildProcess, isOverWhenItEndsWhoeverHoldsItsOutputOpen)
+{
+    // Both sleepers hold the pipe; the second has left the group when the shell goes on.
+    ChildResult const child = runChild({"/bin/sh", "-c",
+                                        "sleep 600 & echo $!; setsid sleep 601 & echo $!;"
+                                        "until [ \"$(cut -d' ' -f6 /proc/$!/stat)\" = $! ]; do :; done;"
+                                        "head -c 60000 /dev/zero; exit 3"},
+                                       {}, never);
+    ASSERT_EQ(child.m_end, ChildResult::End::Exited);
+    EXPECT_EQ(child.m_status, 3);
+    std::istringstream printed(child.m_output);
+    long inGroup = 0, escaped = 0;
+    ASSERT_TRUE(printed >> inGroup >> escaped);
+    EXPECT_EQ(child.m_output.size() - static_cast<std::size_t>(printed.tellg()) - 1, 60000u);
+    EXPECT_TRUE(ends(inGroup));
+    EXPECT_EQ(::kill(static_cast<pid_t>(escaped), SIGKILL), 0) << "it was not the runner's to end";
 }
 
 TEST(ChildProcess, keepsNoFileOfItsParentOpen)
