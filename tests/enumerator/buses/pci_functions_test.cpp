@@ -20,3 +20,52 @@ TEST(Hardware, VideoMemory)
         EXPECT_EQ(RecordingSink::property(known(scan(root), "0000:09:00.0"), "VideoMemory"), wanted);
     }
 }
+
+TEST(Hardware, WhatBothEndsOfALinkCanDo)
+{
+    struct Case
+    {
+        char const *slotWidth, *slotSpeed, *cardWidth, *cardSpeed, *width, *speed;
+    } const cases[] = {
+        {"8\n", "5.0 GT/s PCIe\n", "16\n", "16.0 GT/s PCIe\n", "8", "5.0 GT/s PCIe"},
+        {"16\n", "16.0 GT/s PCIe\n", "4\n", "8 GT/s\n", "4", "8 GT/s"},
+        {"16\n", "2.5 GT/s\n", "1\n", "2.5 GT/s PCIe\n", "1", "2.5 GT/s PCIe"},
+        {"255\n", "Unknown speed\n", "4\n", "8 GT/s\n", "-", "-"}, // only one end is known
+        {"4\n", "fast GT/s\n", "4\n", ". GT/s\n", "4", "-"},
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.slotSpeed);
+        MemoryRoot root = machine();
+        root.files(kBridge, {{"max_link_width", c.slotWidth}, {"max_link_speed", c.slotSpeed}})
+            .files(kNic, {{"max_link_width", c.cardWidth}, {"max_link_speed", c.cardSpeed}});
+        RecordingSink const sink = scan(root);
+        EXPECT_EQ(RecordingSink::property(known(sink, "0000:02:00.0"), "CommonLinkWidth"), c.width);
+        EXPECT_EQ(RecordingSink::property(known(sink, "0000:02:00.0"), "CommonLinkSpeed"), c.speed);
+        EXPECT_EQ(RecordingSink::property(known(sink, "0000:00:1c.0"), "CommonLinkWidth"), "-")
+            << "what is above the first bridge is no link";
+    }
+}
+
+TEST(Hardware, BusErrorsMemoryNodeAndSlot)
+{
+    MemoryRoot root = machine();
+    root.files(kNic, {{"numa_node", "1\n"},
+                      {"aer_dev_correctable", "RxErr 3\nBadTLP 0\nTOTAL_ERR_COR 4294967299\n"},
+                      {"aer_dev_nonfatal", "Undefined 0\nTOTAL_ERR_NONFATAL 2\n"},
+                      {"aer_dev_fatal", "Undefined 1\nTOTAL_ERR_FATAL many\n"}})
+        .file(kAhci + "/numa_node"s, "-1\n")
+        .file(kXhci + "/numa_node"s, "4096\n")
+        .file("sys/bus/pci/slots/0/address", "0000:02:00\n")
+        .file("sys/bus/pci/slots/4-1/address", "0000:1f:00\n");
+    RecordingSink const sink = scan(root);
+    DeviceDescription const* const card = known(sink, "0000:02:00.0");
+    for (auto const& [key, wanted] : {std::pair{"NumaNode", "1"},
+                                      {"SlotName", "0"},
+                                      {"CorrectableBusErrors", "4294967299"},
+                                      {"NonFatalBusErrors", "2"},
+                                      {"FatalBusErrors", "-"}})
+        EXPECT_EQ(RecordingSink::property(card, key), wanted) << key;
+    for (char const* other : {"0000:00:1f.2", "0000:00:14.0"})
+        for (char const* key : {"NumaNode", "SlotName", "CorrectableBusErrors"})
+            EXPECT_EQ(RecordingSink::property(known(sink, other), key), "-") << other << " " << key;
+}

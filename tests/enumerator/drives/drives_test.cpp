@@ -102,3 +102,47 @@ TEST(Hardware, DriversAndLinksOfDrives)
     }
     EXPECT_EQ(RecordingSink::property(known(sink, "/dev/sdc"), "DataRate"), "5 Gbit/s");
 }
+
+TEST(Hardware, ConditionOfDrives)
+{
+    MemoryRoot root = machine();
+    std::string const sda = kAhci + "/ata3/host9/target9:0:0/9:0:0:0"s,
+                      sdb = kAhci + "/ata4/host9/target9:0:0/10:0:0:0"s,
+                      nvme = "sys/devices/pci0000:00/0000:00:1d.0/nvme/nvme0";
+    root.files(sda, {{"wwid", "naa.5000c500a1b2c3d4\n"},
+                     {"state", "offline\n"},
+                     {"ioerr_cnt", "0x1f\n"},
+                     {"iotmo_cnt", "0x2\n"},
+                     {"scsi_disk/9:0:0:0/cache_type", "write through\n"},
+                     {"block/sda/queue/write_cache", "write back\n"}})
+        .files(sdb, {{"wwid", std::string(300, 'a') + "\n"},
+                     {"state", "running\n"},
+                     {"ioerr_cnt", "0xffffffffffffffff1\n"},
+                     {"block/sdb/queue/write_cache", "write sideways\n"}});
+    pci(root, "sys/devices/pci0000:00/0000:00:1d.0", "10802", "144D:A808");
+    disk(root, nvme + "/nvme0n1", "16\n");
+    root.files(nvme, {{"state", "live\n"},
+                      {"nvme0n1/wwid", "eui.0025385b71b00001\n"},
+                      {"nvme0n1/queue/write_cache", "write back\n"}});
+    RecordingSink const sink = scan(root);
+    struct Case
+    {
+        char const *drive, *wwid, *state, *errors, *timeouts, *cache;
+    } const cases[] = {
+        {"/dev/sda", "naa.5000c500a1b2c3d4", "offline", "31", "2", "write through"}, // the drive's own word
+        {"/dev/sdb", "-", "running", "-", "-", "-"},
+        {"/dev/nvme0n1", "eui.0025385b71b00001", "live", "-", "-", "write back"},
+        {"/dev/sdc", "-", "-", "-", "-", "-"}, // it says nothing
+    };
+    for (Case const& c : cases) {
+        DeviceDescription const* const drive = known(sink, c.drive);
+        for (auto const& [key, wanted] : {std::pair{"WorldWideId", c.wwid},
+                                          {"Status", c.state},
+                                          {"CommandErrors", c.errors},
+                                          {"CommandTimeouts", c.timeouts},
+                                          {"WriteCache", c.cache}})
+            EXPECT_EQ(RecordingSink::property(drive, key), wanted) << c.drive << " " << key;
+    }
+    EXPECT_TRUE(known(sink, "/dev/sda")->state == DeviceStateImp::OTHER());
+    EXPECT_TRUE(known(sink, "/dev/sdb")->state == DeviceStateImp::FUNCTIONAL());
+}

@@ -31,4 +31,21 @@ std::string macText(MacAddress const& address)
     return std::string(buffer.data(), static_cast<std::size_t>(size));
 }
 
+std::optional<std::string> infinibandAddress(std::string_view text)
+{
+    constexpr std::size_t kLength = 20 * 3 - 1;
+    std::string lower(text);
+    bool isZero = true;
+    for (std::size_t i = 0; i < lower.size(); ++i) {
+        char& sign = lower[i];
+        if (sign >= 'A' && sign <= 'F')
+            sign = static_cast<char>(sign - 'A' + 'a');
+        bool const isDigit = (sign >= '0' && sign <= '9') || (sign >= 'a' && sign <= 'f');
+        if (i % 3 == 2 ? sign != ':' : !isDigit)
+            return std::nullopt;
+        isZero = isZero && (sign == '0' || sign == ':');
+    }
+    return lower.size() == kLength && !isZero ? std::optional(lower) : std::nullopt;
+}
+
 } // namespace zel

@@ -14,5 +14,8 @@ using MacAddress = std::array<unsigned, 6>;
 std::optional<MacAddress> parseMac(std::string_view text) noexcept;
 /// In lower case, as people read it off a label.
 std::string macText(MacAddress const& address);
+/// An InfiniBand card's address of 20 octets, in the form of the shorter one; nothing for another form and for
+/// all zeros.
+std::optional<std::string> infinibandAddress(std::string_view text);
 
 } // namespace zel

@@ -1,9 +1,10 @@
 // Network cards: interfaces with hardware behind them. Reads
 // sys/class/net/*/{uevent,type,address,addr_assign_type, flags,operstate,carrier,speed,duplex,mtu},
-// phy80211/macaddress of wireless cards, bonding_slave/perm_hwaddr of cards in a bond. Needs no privilege.
+// statistics/*, phy80211/macaddress of wireless cards, bonding_slave/perm_hwaddr of cards in a bond. Needs no privilege.
 // carrier, speed and duplex answer only while the interface is up.
 #include <zel/enumerator/attached/discover.h>
 
+#include <zel/enumerator/attached/InternetAddresses.h>
 #include <zel/enumerator/attached/MacAddress.h>
 #include <zel/enumerator/records/Describe.h>
 #include <zel/enumerator/records/Measures.h>
@@ -28,6 +29,8 @@ struct Interface
     bool wireless = false, ethernet = false;
     std::uint64_t flags = 0;
     std::optional<MacAddress> address, permanent;
+    std::optional<std::string>
+        wideAddress; ///< of an InfiniBand card: longer than a MAC address, and no location
 };
 
 /// The address that the card keeps. A bond gives all its cards one address, a wireless card may take another
@@ -75,6 +78,8 @@ std::optional<Interface> readInterface(Root const& root, std::string const& name
     interface.flags = root.hexadecimal(interface.folder + "flags").value_or(0);
     interface.address = parseMac(root.text(interface.folder + "address").value_or(""));
     interface.permanent = permanentAddress(root, interface);
+    if (type == kTypeInfiniband)
+        interface.wideAddress = infinibandAddress(root.text(interface.folder + "address").value_or(""));
     return interface;
 }
 
@@ -100,6 +105,22 @@ void addState(DeviceDescription& device, Root const& root, Interface const& inte
         device.add("Duplex", std::optional(String(*duplex)));
 }
 
+/// Documentation/ABI/testing/sysfs-class-net-statistics.
+void addCounters(DeviceDescription& device, Root const& root, Interface const& interface)
+{
+    for (auto const& [key, name] :
+         {std::pair{"ReceiveErrors", "rx_errors"}, std::pair{"ReceiveCrcErrors", "rx_crc_errors"},
+          std::pair{"ReceiveDropped", "rx_dropped"}, std::pair{"TransmitErrors", "tx_errors"},
+          std::pair{"TransmitDropped", "tx_dropped"}, std::pair{"Collisions", "collisions"}})
+        device.add(key, counter(root.number(interface.folder + "statistics/" + name)));
+}
+
+void addAddresses(DeviceDescription& device, char const* key, std::vector<std::string> const& texts)
+{
+    if (!texts.empty())
+        device.properties.emplace_back(key, ValueImp(std::vector<String>(texts.begin(), texts.end())));
+}
+
 std::optional<std::string> driverOf(HardwareTree const& tree, Interface const& interface)
 {
     // The function's driver, unless something stands between function and interface (a virtual or USB
@@ -112,7 +133,8 @@ std::optional<std::string> driverOf(HardwareTree const& tree, Interface const& i
     return tree.root().linkName(device + "/driver");
 }
 
-void addInterface(Interface const& interface, HardwareTree& tree, DeviceSink& sink)
+void addInterface(Interface const& interface, InternetAddresses const& addresses, HardwareTree& tree,
+                  DeviceSink& sink)
 {
     DeviceDescription device;
     device.type = C::NetworkCard();
@@ -136,11 +158,15 @@ void addInterface(Interface const& interface, HardwareTree& tree, DeviceSink& si
     tree.addBus(device, interface.place);
     if (interface.address)
         device.add("MacAddress", std::optional(String(macText(*interface.address))));
+    device.add("MacAddress", interface.wideAddress);
     if (interface.permanent && interface.permanent != interface.address)
         device.add("PermanentMacAddress", std::optional(String(macText(*interface.permanent))));
     if (auto const driver = driverOf(tree, interface))
         device.add("Driver", std::optional(String(*driver)));
     addState(device, tree.root(), interface);
+    addAddresses(device, "Ipv4Addresses", addresses.version4);
+    addAddresses(device, "Ipv6Addresses", addresses.version6);
+    addCounters(device, tree.root(), interface);
     sink.add(std::move(device));
 }
 
@@ -148,11 +174,12 @@ void addInterface(Interface const& interface, HardwareTree& tree, DeviceSink& si
 
 void discoverNetworkCards(HardwareTree& tree, DeviceSink& sink)
 {
+    auto addresses = internetAddresses(tree.root());
     std::set<std::string> radios; // one card, whatever number of interfaces stand on it
     for (std::string const& name : tree.root().list("sys/class/net")) {
         auto const interface = readInterface(tree.root(), name);
         if (interface && (!interface->phy || radios.insert(*interface->phy).second))
-            addInterface(*interface, tree, sink);
+            addInterface(*interface, addresses[name], tree, sink);
     }
 }
 

@@ -1,9 +1,10 @@
 // PCI functions: bridges, controllers, graphics cards. Reads, beyond what the tree holds,
 // sys/bus/pci/devices/*/ {revision,max_link_width,max_link_speed,current_link_width,current_link_speed,
-// mem_info_vram_total}.
+// mem_info_vram_total}, and what PciCondition.cpp names.
 // Needs no privilege. `config` is left alone: reading it wakes a sleeping device.
 #include <zel/enumerator/buses/discover.h>
 
+#include <zel/enumerator/buses/PciCondition.h>
 #include <zel/enumerator/buses/PciLink.h>
 #include <zel/enumerator/records/Describe.h>
 #include <zel/enumerator/records/Measures.h>
@@ -57,6 +58,7 @@ std::map<PciAddress, std::set<String>> busesBelow(HardwareTree const& tree)
 void discoverPciFunctions(HardwareTree& tree, DeviceSink& sink)
 {
     std::map<PciAddress, std::set<String>> buses = busesBelow(tree);
+    PciSlots const slots(tree.root());
     for (auto const& [address, function] : tree.pciFunctions()) {
         DeviceDescription device;
         device.type = function.kind.type;
@@ -77,6 +79,8 @@ void discoverPciFunctions(HardwareTree& tree, DeviceSink& sink)
             device.add("Revision", std::optional(String(*revision)));
         if (addPciLink(device, tree.root(), function.path))
             device.capabilities |= CapabilityImp::PCIExpress();
+        device.add("SlotName", slots.nameOf(address));
+        addPciCondition(device, tree.root(), function.path);
         if (device.type == CapabilityImp::VideoCard()) // amdgpu tells it, other drivers do not
             if (auto const bytes = tree.root().text(function.path + "/mem_info_vram_total"))
                 device.add("VideoMemory", measure::bytes(text::toUnsigned(*bytes)));

@@ -1,11 +1,12 @@
 // Hard drives, solid-state drives, memory cards, optical and floppy drives, and the partitions on them.
-// Reads, beyond what Drive.cpp names, sys/block/*/{size,removable,ro},
+// Reads, beyond what Drive.cpp and DriveCondition.cpp name, sys/block/*/{size,removable,ro},
 // queue/{rotational,logical_block_size,physical_block_size}, of partitions {size,start}, and
 // proc/sys/dev/cdrom/info. Needs no privilege.
 #include <zel/enumerator/drives/discover.h>
 
 #include <zel/enumerator/drives/CdromInfo.h>
 #include <zel/enumerator/drives/Drive.h>
+#include <zel/enumerator/drives/DriveCondition.h>
 #include <zel/enumerator/drives/DriveConnection.h>
 #include <zel/enumerator/drives/MountedDevices.h>
 #include <zel/enumerator/records/Describe.h>
@@ -107,6 +108,7 @@ void describe(DeviceDescription& device, HardwareTree& tree, Drive const& drive)
     addText(device, "SerialNumber", identity.serial);
     addText(device, "FirmwareVersion", identity.firmware);
     addConnection(device, tree, drive);
+    addCondition(device, tree.root(), drive);
 }
 
 void addMount(DeviceDescription& device, Mount const* mount)

@@ -47,4 +47,10 @@ inline std::optional<std::uint32_t> narrow(std::optional<std::int64_t> number)
                : std::nullopt;
 }
 
+/// A count of events; absent when the kernel writes something negative in its place.
+inline std::optional<std::uint64_t> counter(std::optional<std::int64_t> number)
+{
+    return number && *number >= 0 ? std::optional(static_cast<std::uint64_t>(*number)) : std::nullopt;
+}
+
 } // namespace zel
