@@ -46,10 +46,10 @@ unsigned threadCount(unsigned asked)
     return std::min({asked == 0 ? processors : asked, processors, MemorySettings::kMaxThreads});
 }
 
-/// The MiB to test; 0 when that many are refused, or when there are none, after a `problem` that says so.
-std::uint64_t sizeToTest(TestHost& host, std::uint64_t asked, unsigned threads)
+/// The MiB to test of those `available`; 0 when that many are refused, or when there are none, after a
+/// `problem` that says so.
+std::uint64_t sizeToTest(TestHost& host, std::uint64_t asked, std::uint64_t available, unsigned threads)
 {
-    std::uint64_t const available = availableMemory() / kMebibyte;
     std::uint64_t const most = mostMebibytes(available);
     TextValues const figures = {{"MiB", std::to_string(available)},
                                 {"Margin", std::to_string(marginMebibytes(available))},
@@ -98,15 +98,18 @@ Outcome runMemoryTest(TestHost& host, Algorithm algorithm, MemorySettings const&
             host, "Threads", std::to_string(settings.m_threads),
             host.text(kTextMostThreads, {{"Most", std::to_string(MemorySettings::kMaxThreads)}}));
     unsigned const threads = threadCount(settings.m_threads);
-    std::uint64_t const mebibytes = sizeToTest(host, settings.m_mebibytes, threads);
+    std::uint64_t const available = availableMemory(settings.m_root) / kMebibyte;
+    std::uint64_t const mebibytes = sizeToTest(host, settings.m_mebibytes, available, threads);
     if (mebibytes == 0)
         return settings.m_mebibytes ? Outcome::BadParameters : Outcome::CannotRun;
-    auto const made = LockedMemory::make(mebibytes * kMebibyte, [&host] { return host.stopRequested(); });
+    auto const made = LockedMemory::make(
+        mebibytes * kMebibyte, [&host] { return host.stopRequested(); },
+        {[&settings] { return availableMemory(settings.m_root); }, floorMebibytes(available) * kMebibyte});
     if (!made.m_memory)
         return lockFailed(host, made);
     std::uint64_t const seed = settings.m_seed ? *settings.m_seed : randomSeed();
     host.note(Report(kEventRegion, {{"SizeMiB", std::to_string(mebibytes)},
-                                    {"TotalMiB", std::to_string(totalMemory() / kMebibyte)},
+                                    {"TotalMiB", std::to_string(totalMemory(settings.m_root) / kMebibyte)},
                                     {"Threads", std::to_string(threads)}}));
     if (algorithm == Algorithm::Random)
         host.note(Report(kEventSeed, {{"Seed", std::to_string(seed)}}));

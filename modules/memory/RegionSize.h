@@ -14,6 +14,13 @@ constexpr std::uint64_t marginMebibytes(std::uint64_t available) noexcept
     return std::max(kLeast, available / 16);
 }
 
+/// What must be left of it at any time while a run takes its memory. Half of the margin, as the system's own
+/// figures are never exact, and the largest size leaves no more than the margin.
+constexpr std::uint64_t floorMebibytes(std::uint64_t available) noexcept
+{
+    return marginMebibytes(available) / 2;
+}
+
 /// The largest size that can be asked for; 0 when there is none.
 constexpr std::uint64_t mostMebibytes(std::uint64_t available) noexcept
 {

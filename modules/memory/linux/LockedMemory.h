@@ -20,6 +20,14 @@ enum class LockError {
     NoMemory      ///< the system does not give that much
 };
 
+/// What locking must leave to others. Asked for again and again: whoever else takes memory meanwhile, maybe a
+/// second run of this very test, took it after the size was chosen.
+struct SpareMemory
+{
+    std::function<std::uint64_t()> m_available; ///< bytes that can be taken now
+    std::uint64_t m_floor = 0;                  ///< bytes of them that must stay
+};
+
 /// Unmapped (and with that unlocked) when destroyed.
 class LockedMemory
 {
@@ -33,8 +41,9 @@ public:
     };
 
     /// `bytes` is rounded up to whole pages. `stop` is asked every few milliseconds, as locking makes every
-    /// page present, which takes about a third of a second for a GiB.
-    static Made make(std::size_t bytes, std::function<bool()> const& stop);
+    /// page present, which takes about a third of a second for a GiB. NoMemory as soon as the rest of the
+    /// region would not leave `spare.m_floor`.
+    static Made make(std::size_t bytes, std::function<bool()> const& stop, SpareMemory const& spare);
     ~LockedMemory();
     LockedMemory(LockedMemory const&) = delete;
     LockedMemory& operator=(LockedMemory const&) = delete;

@@ -8,8 +8,7 @@
 namespace krel5::modules::memory {
 
 /// Bytes that this process can take without driving others out: MemAvailable of /proc/meminfo, or what the
-/// process's control group (version 2) leaves, if that is less. 0 when it cannot be told. `root` is "/" but
-/// for tests.
+/// process's control groups leave, if that is less. 0 when it cannot be told. `root` is "/" but for tests.
 std::uint64_t availableMemory(std::string const& root = "/");
 
 /// Bytes of main memory that the system has at all: MemTotal of /proc/meminfo. 0 when it cannot be told.

@@ -11,8 +11,6 @@
 
 #include <array>
 #include <atomic>
-#include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
@@ -346,67 +344,11 @@ TEST(LockedMemory, ImpossibleSizesAreRefused)
 {
     auto const never = [] { return false; };
     for (std::size_t const bytes : {std::size_t{0}, SIZE_MAX, SIZE_MAX / 2}) {
-        auto const made = LockedMemory::make(bytes, never);
+        auto const made = LockedMemory::make(bytes, never, {[] { return UINT64_MAX; }});
         EXPECT_EQ(made.m_memory, nullptr);
         EXPECT_EQ(made.m_error, LockError::NoMemory);
         EXPECT_NE(std::string(made.m_reason.m_english), "");
     }
-}
-
-struct Tree
-{
-    Tree()
-    {
-        std::string pattern = testing::TempDir() + "memoryXXXXXX";
-        m_root = std::string(mkdtemp(pattern.data())) + "/";
-    }
-    ~Tree() { std::filesystem::remove_all(m_root); }
-    void write(std::string const& path, std::string const& text) const
-    {
-        std::filesystem::create_directories(std::filesystem::path(m_root + path).parent_path());
-        std::ofstream(m_root + path) << text;
-    }
-    std::string m_root;
-};
-
-TEST(AvailableMemory, IsTheTightestOfSystemAndControlGroups)
-{
-    struct Case
-    {
-        char const* m_meminfo;
-        char const* m_group;
-        char const* m_limit;
-        char const* m_used;
-        char const* m_parentLimit;
-        std::uint64_t m_expected;
-    };
-    Case const cases[] = {
-        {"MemTotal: 9 kB\nMemAvailable:    1000 kB\n", "0::/a/b\n", "max", "4096", "max", 1024000},
-        {"MemAvailable: 1000 kB\n", "0::/a/b\n", "8192\n", "4096\n", "max", 4096},
-        {"MemAvailable: 1000 kB\n", "0::/a/b\n", "8192\n", "9000\n", "max", 0},
-        {"MemAvailable: 1000 kB\n", "0::/a/b\n", "900000\n", "0\n", "5000\n", 4500},
-        {"MemAvailable: 1000 kB\n", "0::/\n", "8192\n", "4096\n", "max", 1024000},
-        {"MemAvailable: 1000 kB\n", "1:name=x:/a\n", "8192\n", "4096\n", "5000", 1024000},
-        {"MemAvailable: lots\n", "0::/a/b\n", "8192\n", "4096\n", "max", 0},
-        {"MemAvailable: 99999999999999999999 kB\n", "", "", "", "", 0},
-        {"MemAvailable: 18446744073709551615 kB\n", "", "", "", "", 0},
-        {"", "0::/a/b\n", "8192\n", "4096\n", "max", 0},
-    };
-    for (auto const& one : cases) {
-        Tree const tree;
-        tree.write("proc/meminfo", one.m_meminfo);
-        tree.write("proc/self/cgroup", one.m_group);
-        tree.write("sys/fs/cgroup/a/b/memory.max", one.m_limit);
-        tree.write("sys/fs/cgroup/a/b/memory.current", one.m_used);
-        tree.write("sys/fs/cgroup/a/memory.max", one.m_parentLimit);
-        tree.write("sys/fs/cgroup/a/memory.current", "500");
-        EXPECT_EQ(availableMemory(tree.m_root), one.m_expected) << one.m_meminfo << one.m_limit;
-    }
-    EXPECT_EQ(availableMemory("/nowhere/at/all/"), 0u);
-    EXPECT_EQ(totalMemory("/nowhere/at/all/"), 0u);
-    Tree const tree;
-    tree.write("proc/meminfo", "MemTotal:       65536000 kB\nMemFree: 1 kB\nMemAvailable: 1000 kB\n");
-    EXPECT_EQ(totalMemory(tree.m_root), std::uint64_t{65536000} * 1024);
 }
 
 } // namespace
