@@ -46,6 +46,12 @@ public:
         m_errors.insert(path);
         return *this;
     }
+    /// Nobody can look at the path: whatever is asked of it finds nothing, and failures() says so.
+    MemoryRoot& failing(std::string const& path)
+    {
+        m_failing.insert(path);
+        return *this;
+    }
     MemoryRoot& remove(std::string const& path)
     {
         m_files.erase(path);
@@ -57,8 +63,15 @@ public:
     std::map<std::string, int> const& reads() const { return m_reads; }
 
     bool isLive() const override { return false; }
+    std::vector<RootFailure> failures() const override
+    {
+        return m_failed == 0 ? std::vector<RootFailure>()
+                             : std::vector{RootFailure{"Input/output error", m_firstFailed, m_failed}};
+    }
     std::optional<std::string> read(std::string const& path, std::size_t limit) const override
     {
+        if (fails(path))
+            return std::nullopt;
         auto const real = resolve(path);
         auto const found = real ? m_files.find(*real) : m_files.end();
         if (found == m_files.end())
@@ -70,6 +83,8 @@ public:
     }
     std::vector<std::string> list(std::string const& path) const override
     {
+        if (fails(path))
+            return {};
         auto const real = resolve(path);
         std::set<std::string> names;
         if (real && m_files.count(*real) == 0) {
@@ -83,11 +98,15 @@ public:
     }
     std::optional<std::string> resolve(std::string const& path) const override
     {
+        if (fails(path))
+            return std::nullopt;
         int links = 0;
         return walk("", path, links);
     }
     std::optional<std::string> linkName(std::string const& path) const override
     {
+        if (fails(path))
+            return std::nullopt;
         std::size_t const slash = path.rfind('/');
         auto const folder = resolve(slash == std::string::npos ? "" : path.substr(0, slash));
         if (!folder)
@@ -98,6 +117,14 @@ public:
     }
 
 private:
+    bool fails(std::string const& path) const
+    {
+        if (m_failing.count(path) == 0)
+            return false;
+        if (m_failed++ == 0)
+            m_firstFailed = path;
+        return true;
+    }
     template <typename Map>
     static void collect(Map const& map, std::string const& prefix, std::set<std::string>& names)
     {
@@ -143,6 +170,9 @@ private:
     std::map<std::string, std::string> m_files;
     std::map<std::string, std::string> m_links;
     std::set<std::string> m_errors;
+    std::set<std::string> m_failing;
+    mutable std::size_t m_failed = 0;
+    mutable std::string m_firstFailed;
     mutable std::map<std::string, int> m_reads;
 };
 

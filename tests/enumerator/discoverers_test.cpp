@@ -3,6 +3,8 @@
 #include "HardwareMachine.h"
 #include "SmbiosTable.h"
 
+#include <zel/enumerator/Enumerator.h>
+
 #include <gtest/gtest.h>
 
 using namespace zel;
@@ -22,6 +24,8 @@ public:
         return std::any_of(m_paths.begin(), m_paths.end(),
                            [folder](std::string const& path) { return path.starts_with(folder); });
     }
+
+    std::set<std::string> const& paths() const { return m_paths; }
 
     bool isLive() const override { return m_root.isLive(); }
     std::optional<std::string> read(std::string const& path, std::size_t limit) const override
@@ -125,6 +129,27 @@ TEST(Discoverers, AZeroAtTheEndOfAnAttributeCostsNothing)
 {
     MemoryRoot const root = completeMachine();
     EXPECT_EQ(facts(found(ZeroEndedRoot(root), C::ALL())), facts(found(root, C::ALL())));
+}
+
+// Whatever path it is that nobody can look at: the scan goes on, and who asked is told, once.
+TEST(Discoverers, AMachineThatCannotBeLookedThroughSaysSo)
+{
+    MemoryRoot const machine = completeMachine();
+    WatchedRoot const watched(machine);
+    RecordingSink const all = found(watched, C::ALL());
+    Enumerator& enumerator = Enumerator::instance();
+    for (std::string const& path : watched.paths()) {
+        auto root = std::make_unique<MemoryRoot>(machine);
+        root->failing(path);
+        enumerator.setRoot(std::move(root));
+        enumerator.getDevicesOfType(C::ALL(), 1, 0);
+        ASSERT_EQ(enumerator.failures().size(), 1u) << path;
+        EXPECT_EQ(enumerator.failures()[0].path, path);
+    }
+    enumerator.setRoot(std::make_unique<MemoryRoot>(machine));
+    enumerator.getDevicesOfType(C::ALL(), 1, 0);
+    EXPECT_TRUE(enumerator.failures().empty());
+    EXPECT_EQ(enumerator.deviceCount(), all.devices.size());
 }
 
 TEST(Discoverers, NoTwoRowsGiveDevicesOfOneType)

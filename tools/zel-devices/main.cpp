@@ -47,6 +47,14 @@ bool reportRefusals(std::string const& root, std::vector<std::string> const& dir
     return rootIsRead;
 }
 
+/// Says what kept the scan from looking everywhere; false when there was anything.
+bool reportFailures(std::vector<zel::RootFailure> const& failures)
+{
+    for (zel::RootFailure const& failure : failures)
+        std::cerr << "zel-devices: devices may be missing: " << listing::harmless(failure.toString()) << "\n";
+    return failures.empty();
+}
+
 int list(Request const& request)
 {
     zel::Enumerator& enumerator = zel::Enumerator::instance();
@@ -63,7 +71,8 @@ int list(Request const& request)
     std::string const text = request.json  ? listing::json(state)
                              : request.xml ? listing::xml(state)
                                            : listing::text(state);
-    return printed(text) ? kDone : kFailed;
+    bool const isComplete = reportFailures(enumerator.failures());
+    return printed(text) && isComplete ? kDone : kFailed;
 }
 
 } // namespace
@@ -76,9 +85,10 @@ int main(int argc, char** argv)
     app.add_option("--root", request.root, "Folder that stands for the machine's \"/\"")->type_name("DIR");
     CLI::Option* const json = app.add_flag("--json", request.json, "Print JSON, with typed values");
     app.add_flag("--xml", request.xml, "Print XML")->excludes(json);
-    app.footer(
-        "Directories that may not be read are named on standard error; the rest is listed.\n"
-        "Exit status: 0 listed, 1 the root could not be read or the list not be printed, 2 bad usage.");
+    app.footer("Directories that may not be read are named on standard error; the rest is listed.\n"
+               "Exit status: 0 listed, 1 the root could not be read, the list not be printed or devices may "
+               "be missing, "
+               "2 bad usage.");
     try {
         app.parse(argc, argv);
     } catch (CLI::CallForHelp const&) {

@@ -59,6 +59,24 @@ else
     echo "skipped: permissions, which do not bind this user"
 fi
 
+# However few descriptors there are: all is listed, or it is said that devices may be missing.
+for number in 0 1 2 3 4 5 6 7; do
+    mkdir -p "$folder/sys/class/power_supply/BAT$number"
+    echo Battery > "$folder/sys/class/power_supply/BAT$number/type"
+done
+whole=$("$program" --root "$folder")
+told=0
+for limit in 3 4 5 6 7 8 9 10 12 16; do
+    output=$(sh -c 'ulimit -n "$1" && exec "$2" --root "$3"' sh "$limit" "$program" "$folder" 2> "$folder/errors")
+    status=$?
+    if [ "$status" -eq 0 ] && [ "$output" != "$whole" ] || [ "$status" -ne 0 ] && [ ! -s "$folder/errors" ]; then
+        printf 'FAILED: %s descriptors: status %s:\n%s\n' "$limit" "$status" "$output"
+        failures=$((failures + 1))
+    fi
+    [ "$status" -ne 1 ] || told=$((told + $(grep -c "devices may be missing: Too many open files (.*times, first at /" "$folder/errors")))
+done
+[ "$told" -gt 0 ] || { echo "FAILED: no limit made it say that devices may be missing"; failures=$((failures + 1)); }
+
 rm -rf "$folder/proc" "$folder/sys"
 check "empty machine" 0 'No devices found' --root "$folder"
 

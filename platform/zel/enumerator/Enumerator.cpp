@@ -10,6 +10,8 @@ namespace zel {
 
 namespace {
 
+constexpr char kNoRoot[] = "The root directory cannot be opened";
+
 Logger& logger() { return LogFactory::getLogger("zel.Enumerator"); }
 
 StateManager& moduleState() { return ModuleManager::getInstance().getStateManager(); }
@@ -38,19 +40,30 @@ void Enumerator::getDevicesOfType(CapabilityImp const& capabilities, int, int)
 {
     moduleState().clear();
     if (!m_root)
-        return; // not even "/" could be opened
+        m_root = Root::open("/");
+    if (!m_root) {
+        ZEL_LOG(logger(), LogLevel::Error) << kNoRoot;
+        return;
+    }
     DeviceRecords records(capabilities);
     discover(*m_root, capabilities, records);
     records.fill(moduleState());
     for (std::string const& directory : m_root->refused())
         ZEL_LOG(logger(), LogLevel::Warning)
             << "permission denied: directory \"" << String(directory) << "\" below the root";
+    for (RootFailure const& failure : failures())
+        ZEL_LOG(logger(), LogLevel::Error) << "devices may be missing: " << String(failure.toString());
     ZEL_LOG(logger(), LogLevel::Debug) << "devices found = " << static_cast<std::uint64_t>(records.count());
 }
 
 std::vector<std::string> Enumerator::refusedDirectories() const
 {
     return m_root ? m_root->refused() : std::vector<std::string>();
+}
+
+std::vector<RootFailure> Enumerator::failures() const
+{
+    return m_root ? m_root->failures() : std::vector{RootFailure{kNoRoot, "", 1}};
 }
 
 std::size_t Enumerator::deviceCount() const { return moduleState().deviceCount(); }

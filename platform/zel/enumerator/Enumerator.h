@@ -14,6 +14,7 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace zel {
@@ -28,6 +29,8 @@ public:
     /// Directory that stands for the machine; "/" at first. Throws InvalidArgumentException when it cannot be
     /// opened; the old one then stays.
     void setRoot(std::string const& directory);
+    /// As above, for a machine that is no directory. Not null.
+    void setRoot(std::unique_ptr<Root> root) { m_root = std::move(root); }
 
     /// Finds the devices of this machine that have at least one of `capabilities` as type or capability, and
     /// puts them into the module manager's state manager, whose former content goes. The two numbers are
@@ -40,6 +43,9 @@ public:
     /// Directories below the root ("" for the root itself) that the scans since setRoot could not read for
     /// lack of permission, sorted: devices there were not found.
     std::vector<std::string> refusedDirectories() const;
+    /// What kept the scans since setRoot from looking everywhere, one for each reason: when there is any,
+    /// devices may be missing. Each is an error line in the log too.
+    std::vector<RootFailure> failures() const;
     /// Devices that the last call found.
     std::size_t deviceCount() const;
     /// Completes `state` by what the last call found and it has not; what it has stays.

@@ -6,6 +6,7 @@
 
 #include <fcntl.h>
 #include <sys/inotify.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
@@ -52,6 +53,30 @@ protected:
     }
 
     fs::path m_top;
+};
+
+/// No more descriptors than are open now.
+class NoDescriptorLeft
+{
+public:
+    NoDescriptorLeft()
+    {
+        int const next = ::open("/", O_PATH); // the lowest that is free
+        ::close(next);
+        if (::getrlimit(RLIMIT_NOFILE, &m_was) != 0)
+            throw std::runtime_error("getrlimit");
+        rlimit const none{static_cast<rlim_t>(next), m_was.rlim_max};
+        if (next < 0 || ::setrlimit(RLIMIT_NOFILE, &none) != 0)
+            throw std::runtime_error("setrlimit");
+    }
+    ~NoDescriptorLeft()
+    {
+        if (::setrlimit(RLIMIT_NOFILE, &m_was) != 0)
+            std::abort();
+    }
+
+private:
+    rlimit m_was{};
 };
 
 } // namespace
@@ -213,6 +238,32 @@ TEST_P(RootTest, DirectoriesThatMayNotBeReadAreNamed)
     EXPECT_EQ(ofClosed, std::vector<std::string>{""});
     for (char const* path : {"root", "root/sys/block", "root/sys/class/net"})
         fs::permissions(m_top / path, fs::perms(0755));
+}
+
+TEST_P(RootTest, WhatCouldNotBeLookedAtIsToldOnceForEachReason)
+{
+    auto const root = open();
+    EXPECT_FALSE(root.exists("missing") || root.read("sys", 9) || !root.list("sys/absolute/x").empty());
+    EXPECT_TRUE(root.failures().empty()) << "nothing there is no failure";
+    std::string const attribute = "sys/bus/0000:00:1f.2/vendor";
+    {
+        NoDescriptorLeft const none;
+        EXPECT_TRUE(root.list("sys").empty());
+        EXPECT_EQ(root.failures().size(), 1u) << "list";
+        EXPECT_EQ(root.read(attribute, 9), std::nullopt);
+        EXPECT_EQ(root.resolve(attribute), std::nullopt);
+    }
+    ASSERT_EQ(root.failures().size(), 1u);
+    EXPECT_EQ(root.failures()[0].toString(), "Too many open files (3 times, first at /sys)");
+    EXPECT_EQ(root.read(attribute, 9), "0x8086\n");
+}
+
+TEST(Root, AnIoErrorIsAFailure)
+{
+    auto const root = Root::open("/");
+    EXPECT_EQ(root->read("proc/self/mem", 9), std::nullopt) << "nothing is mapped at 0";
+    ASSERT_EQ(root->failures().size(), 1u);
+    EXPECT_EQ(root->failures()[0].toString(), "Input/output error (at /proc/self/mem)");
 }
 
 TEST_P(RootTest, LinkNamesNeedNoTarget)

@@ -28,6 +28,7 @@ public:
         return m_root.linkName(path);
     }
     std::vector<std::string> refused() const override { return m_root.refused(); }
+    std::vector<RootFailure> failures() const override { return m_root.failures(); }
 
 private:
     struct Answer

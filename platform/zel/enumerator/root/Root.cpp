@@ -11,6 +11,12 @@ constexpr std::size_t kAttributeLimit = 4096;
 
 } // namespace
 
+std::string RootFailure::toString() const
+{
+    return reason + " (" + (count == 1 ? "at" : std::to_string(count) + " times, first at") + " /" + path +
+           ")";
+}
+
 Root::~Root() = default;
 
 std::optional<std::string> Root::text(std::string const& path) const

@@ -13,6 +13,17 @@
 
 namespace zel {
 
+/// What kept a machine from being read to the end: not that something is missing, but that nobody could look.
+struct RootFailure
+{
+    std::string reason; ///< in the system's words: "Too many open files"
+    std::string path;   ///< where it happened first, relative to the root
+    std::size_t count = 0;
+
+    /// "Too many open files (12 times, first at /sys/class/net)"
+    ZEL_EXPORT std::string toString() const;
+};
+
 /// Reads below one directory. Paths are relative to it, without a leading slash
 /// ("sys/class/net/eth0/address"). Symbolic links are resolved inside the root: an absolute or upward link
 /// can never lead out of it. What is missing, unreadable, not of the expected kind or too large is *absent*:
@@ -41,6 +52,10 @@ public:
     /// for lack of permission, sorted: where what was found may not be all there is. A file that may not be
     /// read is not among them; there are many that only the administrator may read.
     virtual std::vector<std::string> refused() const { return {}; }
+    /// One for each reason for which operations so far found nothing though something may stand there:
+    /// descriptors or memory ran out, or a medium cannot be read. What was found is then not all there is. An
+    /// attribute that a driver answers with an I/O error is not among them: its device is there, and silent.
+    virtual std::vector<RootFailure> failures() const { return {}; }
 
     /// First line without white space at both ends; absent when the file is absent or the line empty.
     std::optional<std::string> text(std::string const& path) const;

@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 
 #include <atomic>
+#include <map>
 #include <mutex>
 #include <set>
 
@@ -29,11 +30,14 @@ public:
     std::optional<std::string> resolve(std::string const& path) const override;
     std::optional<std::string> linkName(std::string const& path) const override;
     std::vector<std::string> refused() const override;
+    std::vector<RootFailure> failures() const override;
 
 private:
     /// Leaves errno as the system set it when what it returns is not open.
     FileDescriptor open(std::string const& path, int flags) const;
     FileDescriptor openRegular(std::string const& path, struct stat& status) const;
+    /// After an operation that found nothing, for the reason `error` (an errno): keeps what people must know.
+    void note(int error, std::string const& path, bool isDirectory) const;
     /// After an operation was refused: finds which directory on the way it was, and keeps it.
     void noteRefusal(std::string const& path, bool isDirectory) const;
     FileDescriptor openConfined(std::string const& path, int flags) const;
@@ -45,8 +49,9 @@ private:
     bool m_live = false;
     bool m_prefixKnown = false;
     mutable std::atomic<bool> m_kernelConfines;
-    mutable std::mutex m_refusedLock;
+    mutable std::mutex m_notesLock;
     mutable std::set<std::string> m_refused;
+    mutable std::map<int, RootFailure> m_failures; ///< by errno
 };
 
 } // namespace zel

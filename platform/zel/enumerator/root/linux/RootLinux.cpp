@@ -4,9 +4,11 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <linux/openat2.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,6 +16,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <system_error>
 #include <utility>
 
 namespace zel {
@@ -67,6 +70,14 @@ std::optional<std::string> readAll(int descriptor, bool sizeKnown, std::size_t l
     return content;
 }
 
+/// Whether a driver answers what is read: its I/O error then speaks of one reading.
+bool isAttribute(int descriptor)
+{
+    struct statfs system
+    {};
+    return ::fstatfs(descriptor, &system) == 0 && system.f_type == SYSFS_MAGIC;
+}
+
 } // namespace
 
 DirectoryRoot::DirectoryRoot(FileDescriptor directory, Resolution resolution)
@@ -115,7 +126,10 @@ FileDescriptor DirectoryRoot::open(std::string const& path, int flags) const
             return opened;
     }
     LinkWalk walk(m_directory.number());
-    return walk.follow(relative, (flags & O_NOFOLLOW) == 0) ? walk.open(flags) : FileDescriptor();
+    if (walk.follow(relative, (flags & O_NOFOLLOW) == 0))
+        return walk.open(flags);
+    errno = walk.error();
+    return FileDescriptor();
 }
 
 FileDescriptor DirectoryRoot::openRegular(std::string const& path, struct stat& status) const
@@ -145,11 +159,13 @@ std::optional<std::string> DirectoryRoot::read(std::string const& path, std::siz
     errno = 0;
     FileDescriptor const file = openRegular(path, status);
     if (!file.isOpen()) {
-        if (errno == EACCES)
-            noteRefusal(path, false);
+        note(errno, path, false);
         return std::nullopt;
     }
-    return readAll(file.number(), status.st_size > 0, limit);
+    auto content = readAll(file.number(), status.st_size > 0, limit);
+    if (int const error = errno; !content && !(error == EIO && isAttribute(file.number())))
+        note(error, path, false);
+    return content;
 }
 
 std::vector<std::string> DirectoryRoot::list(std::string const& path) const
@@ -157,22 +173,48 @@ std::vector<std::string> DirectoryRoot::list(std::string const& path) const
     std::vector<std::string> names;
     errno = 0;
     FileDescriptor directory = open(path, O_RDONLY | O_DIRECTORY);
-    if (!directory.isOpen() && errno == EACCES)
-        noteRefusal(path, true);
     DIR* const stream = directory.isOpen() ? ::fdopendir(directory.number()) : nullptr;
-    if (!stream)
+    if (!stream) {
+        note(errno, path, true);
         return names;
+    }
     directory.release(); // closedir closes it
     while (names.size() < kMaxNames) {
+        errno = 0; // readdir's only sign that it is not the end
         dirent const* const entry = ::readdir(stream);
-        if (!entry)
+        if (!entry) {
+            note(errno, path, true);
             break;
+        }
         if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0)
             names.emplace_back(entry->d_name);
     }
     ::closedir(stream);
     std::sort(names.begin(), names.end(), text::naturalLess);
     return names;
+}
+
+void DirectoryRoot::note(int error, std::string const& path, bool isDirectory) const
+{
+    if (error == EACCES)
+        noteRefusal(path, isDirectory);
+    if (error != EMFILE && error != ENFILE && error != ENOMEM && error != EIO)
+        return;
+    std::lock_guard const lock(m_notesLock);
+    RootFailure& failure = m_failures[error];
+    if (failure.count++ == 0) {
+        failure.reason = std::generic_category().message(error);
+        failure.path = path;
+    }
+}
+
+std::vector<RootFailure> DirectoryRoot::failures() const
+{
+    std::vector<RootFailure> all;
+    std::lock_guard const lock(m_notesLock);
+    for (auto const& [error, failure] : m_failures)
+        all.push_back(failure);
+    return all;
 }
 
 void DirectoryRoot::noteRefusal(std::string const& path, bool isDirectory) const
@@ -182,14 +224,14 @@ void DirectoryRoot::noteRefusal(std::string const& path, bool isDirectory) const
     bool const reached = walk.follow(withoutSlashes(path), true);
     if (!(reached ? isDirectory : walk.error() == EACCES))
         return; // a file that only others may read
-    std::lock_guard const lock(m_refusedLock);
+    std::lock_guard const lock(m_notesLock);
     if (m_refused.size() < kMaxRefused)
         m_refused.insert(walk.path());
 }
 
 std::vector<std::string> DirectoryRoot::refused() const
 {
-    std::lock_guard const lock(m_refusedLock);
+    std::lock_guard const lock(m_notesLock);
     return {m_refused.begin(), m_refused.end()};
 }
 
@@ -210,8 +252,7 @@ std::optional<std::string> DirectoryRoot::resolve(std::string const& path) const
     if (m_prefixKnown && (m_live || m_kernelConfines)) {
         FileDescriptor const there = open(path, O_PATH);
         if (!there.isOpen() && (m_live || m_kernelConfines)) {
-            if (errno == EACCES)
-                noteRefusal(path, false);
+            note(errno, path, false);
             return std::nullopt;
         }
         auto const absolute = there.isOpen() ? pathOf(there.number()) : std::nullopt;
@@ -224,8 +265,7 @@ std::optional<std::string> DirectoryRoot::resolve(std::string const& path) const
     LinkWalk walk(m_directory.number());
     if (walk.follow(withoutSlashes(path), true))
         return walk.path();
-    if (walk.error() == EACCES)
-        noteRefusal(path, false);
+    note(walk.error(), path, false);
     return std::nullopt;
 }
 
@@ -242,8 +282,8 @@ std::optional<std::string> DirectoryRoot::linkName(std::string const& path) cons
         FileDescriptor const link = open(path, O_PATH | O_NOFOLLOW);
         length = link.isOpen() ? ::readlinkat(link.number(), "", buffer.data(), buffer.size()) : -1;
     }
-    if (length < 0 && errno == EACCES)
-        noteRefusal(path, false);
+    if (length < 0)
+        note(errno, path, false);
     if (length <= 0)
         return std::nullopt;
     std::string name = lastComponent({buffer.data(), static_cast<std::size_t>(length)});
