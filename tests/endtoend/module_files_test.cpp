@@ -402,6 +402,35 @@ protected:
     test::TemporaryFolder m_folder;
 };
 
+// A short list of devices is a test that tests less: with too few descriptors to find all, nothing is tested.
+TEST_P(ShippedModule, DoesNotTakeSomeDevicesForAll)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "tests run as root only";
+    auto const limited = [this](char const* what, std::string const& limit) {
+        Start start;
+        start.name = "sh";
+        std::string const program = SHIPPED_MODULES "/" + GetParam();
+        start.arguments = {"-c", "ulimit -n " + limit + "; exec '" + program + "' " + what};
+        start.folder = m_folder.path();
+        return test::run("/bin/sh", start);
+    };
+    std::string const whole = limited("enum", "256").out;
+    int told = 0;
+    for (std::string const limit : {"4", "5", "6", "7", "8", "10", "16"}) {
+        Outcome const listed = limited("enum", limit);
+        EXPECT_TRUE(listed.status != 0 || listed.out == whole) << limit << " descriptors:\n" << listed.out;
+        if (listed.status != 28) // ended before, or found all
+            continue;
+        ++told;
+        EXPECT_NE(listed.err.find("Devices may be missing: "), std::string::npos) << listed.err;
+        Outcome const run = limited("run", limit);
+        EXPECT_EQ(run.status, 28) << limit;
+        EXPECT_EQ(run.out.find("Final Result: PASS"), std::string::npos) << limit;
+    }
+    EXPECT_GT(told, 0) << "no limit made it short of descriptors";
+}
+
 TEST_P(ShippedModule, DescribesItself)
 {
     std::string const& name = GetParam();

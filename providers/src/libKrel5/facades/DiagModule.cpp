@@ -200,7 +200,7 @@ TestResult DiagModule::enumTests()
     comm.receiveDevices();
     doTestEnumeration();
     comm.sendEnumTests();
-    return TestResult::PASS();
+    return comm.hasAllDevices() ? TestResult::PASS() : TestResult::CANNOTRUN();
 }
 
 TestResult DiagModule::runTest()
@@ -219,6 +219,8 @@ TestResult DiagModule::runTest()
         return TestResult::CANNOTRUN();
     if (comm.isStandAlone()) { // an engine sends the device with the run
         comm.receiveDevices();
+        if (!comm.hasAllDevices()) // to pass on some of the devices would look like passing on all
+            return TestResult::CANNOTRUN();
         doTestEnumeration();
     }
     comm.receiveTestRun();

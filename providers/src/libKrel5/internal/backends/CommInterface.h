@@ -86,6 +86,8 @@ public:
     virtual std::shared_ptr<CommMessageWaiter> createMessageWaiter(); ///< any, no lock, quick
     /// Any, no lock, may wait.
     virtual bool httpGetRequest(zel::String const& url, zel::String& response, zel::String const& options);
+    /// False when receiveDevices could not look everywhere, so that devices may be missing. Main, no lock, quick.
+    virtual bool hasAllDevices() const { return true; }
 };
 
 } // namespace krel5

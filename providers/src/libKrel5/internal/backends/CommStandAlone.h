@@ -17,6 +17,7 @@ public:
     bool receiveIndicatorMessages() override;
     bool receiveIndicatorRun() override;
     void receiveDevices() override;
+    bool hasAllDevices() const override;
     void sendPercentDoneMessage() override;
     void sendEstimatedTimeLeftMessage() override;
     bool receiveStopMessage() override { return false; }

@@ -1,6 +1,7 @@
 // Device acquisition and the making of runs.
 #include <libKrel5/internal/backends/CommStandAlone.h>
 #include <libKrel5/internal/backends/Selection.h>
+#include <libKrel5/internal/module/ErrorReporting.h>
 #include <libKrel5/internal/module/ModuleCommon.h>
 
 #include <zel/enumerator/Enumerator.h>
@@ -124,6 +125,8 @@ void CommStandAlone::receiveDiagnosticDevices()
         << "diagnostic module: calling Enumerator::instance().getDevicesOfType.";
     zel::Enumerator::instance().getDevicesOfType(capabilities, 1, 0);
     ZEL_LOG(logger(), zel::LogLevel::Information) << " Supported Devices: " << capabilities.toString();
+    for (zel::RootFailure const& failure : zel::Enumerator::instance().failures())
+        ErrorReporting::tell("Devices may be missing: " + zel::String(failure.toString()));
     if (zel::Enumerator::instance().deviceCount() != 0) {
         manager().mergeWithTracking(zel::ModuleManager::getInstance().getStateManager());
         return;
@@ -131,6 +134,8 @@ void CommStandAlone::receiveDiagnosticDevices()
     zel::OStream::out() << "No devices discovered" << zel::endl;
     ZEL_LOG(logger(), zel::LogLevel::Warning) << "No devices discovered";
 }
+
+bool CommStandAlone::hasAllDevices() const { return zel::Enumerator::instance().failures().empty(); }
 
 bool CommStandAlone::receiveIndicatorRun()
 {
