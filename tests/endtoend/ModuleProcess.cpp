@@ -1,7 +1,6 @@
 #include <endtoend/ModuleProcess.h>
 
 #include <chrono>
-#include <csignal>
 #include <fcntl.h>
 #include <grp.h>
 #include <poll.h>
@@ -37,7 +36,7 @@ struct Pipe
 
 [[noreturn]] void becomeModule(std::string const& program, Start const& start, Pipe& in, Pipe& out, Pipe& err)
 {
-    ::signal(SIGINT, SIG_DFL);
+    ::signal(start.stopSignal, SIG_DFL);
     if (!start.folder.empty() && ::chdir(start.folder.c_str()) != 0)
         ::_exit(120);
     ::dup2(in.ends[0], 0);
@@ -71,7 +70,7 @@ public:
                            outcome.out.find(m_start.stopWhen) != std::string::npos;
         bool const next = m_sent > 0 && outcome.err.find("Press Ctrl-C again") != std::string::npos;
         if (m_sent < m_start.stops && (first || next)) {
-            ::kill(m_child, SIGINT);
+            ::kill(m_child, m_start.stopSignal);
             ++m_sent;
         }
     }

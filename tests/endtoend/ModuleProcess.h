@@ -2,6 +2,7 @@
 // Runs a module as a technician does: a process of its own, with its own folder, its output and its exit
 // status.
 
+#include <csignal>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -26,8 +27,9 @@ struct Start
     bool closeErrors = false;
     bool asNobody = false;    ///< drop root first
     bool withoutArgv = false; ///< an argument vector with nothing in it
-    std::string stopWhen;     ///< once this text stands in the output, send SIGINT ...
+    std::string stopWhen;     ///< once this text stands in the output, send stopSignal ...
     int stops = 0; ///< ... so many times, each after the one before has been seen on standard error
+    int stopSignal = SIGINT;
 };
 
 /// Never waits longer than a minute: then the process is killed and the outcome says so.

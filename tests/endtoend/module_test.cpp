@@ -309,9 +309,12 @@ TEST_F(ModuleTest, StoppedRunsNeverPass)
     Start start = startOf("waitForStop");
     start.stopWhen = "Percent Done: 1%";
     start.stops = 1;
-    Outcome const stopped = module(start);
-    EXPECT_EQ(stopped.status, 24);
-    EXPECT_TRUE(holds(stopped.out, "Final Result: USER ABORTED"));
+    for (int const number : {SIGINT, SIGTERM, SIGHUP}) {
+        start.stopSignal = number;
+        Outcome const stopped = module(start);
+        EXPECT_EQ(stopped.status, 24) << number;
+        EXPECT_TRUE(holds(stopped.out, "Final Result: USER ABORTED"));
+    }
 
     Start stubborn = startOf("ignoreStop");
     stubborn.stopWhen = "Percent Done: 1%";
@@ -363,17 +366,48 @@ TEST_F(ModuleTest, LostOutputIsNeverAPass)
     EXPECT_EQ(module(silent).status, 0) << "standard error is for messages, not for the verdict";
 }
 
+TEST_F(ModuleTest, OnlyWhatWritesALineLeavesALog)
+{
+    for (char const* word : {"-version", "-h", "enum"})
+        module({word});
+    EXPECT_EQ(runTest("pass").status, 0);
+    EXPECT_FALSE(std::filesystem::exists(m_folder.path("logs")));
+
+    Outcome const thrown = runTest("throwNumber");
+    std::filesystem::directory_iterator const made(m_folder.path("logs"));
+    EXPECT_TRUE(holds(thrown.err, "The log has the details: ./logs/" + made->path().filename().string()));
+}
+
+TEST_F(ModuleTest, ALogFolderThatLeadsElsewhereIsRefused)
+{
+    std::filesystem::create_directory(m_folder.path("target"));
+    std::filesystem::create_directory_symlink("target", m_folder.path("logs"));
+    std::filesystem::create_directories(m_folder.path("base/logs"));
+    ASSERT_EQ(::chown(m_folder.path("base/logs").c_str(), 65534, 65534), 0);
+    for (char const* base : {".", "base"}) {
+        for (char const* test : {"throwNumber", "crash"}) { // lines of the library and of its signal handler
+            Start start = startOf(test);
+            start.arguments.insert(start.arguments.end(), {"-bd", base});
+            Outcome const refused = module(start);
+            EXPECT_EQ(refused.status, 22);
+            EXPECT_TRUE(holds(refused.err, "Cannot open the log file "));
+            EXPECT_FALSE(has(refused.err, "The log has the details")) << refused.err;
+        }
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(m_folder.path("target")));
+    EXPECT_TRUE(std::filesystem::is_empty(m_folder.path("base/logs")));
+}
+
 TEST_F(ModuleTest, ALogThatCannotBeWrittenCostsAMessage)
 {
     m_folder.write("notafolder", "");
     Start start = startOf("pass");
-    start.arguments.insert(start.arguments.end(), {"-bd", m_folder.path("notafolder")});
+    start.arguments.insert(start.arguments.end(), {"-bd", m_folder.path("notafolder"), "-ll", "debug"});
     Outcome const outcome = module(start);
     EXPECT_EQ(outcome.status, 0);
     EXPECT_TRUE(holds(outcome.err, "notafolder/logs"));
 
-    start.arguments.back() = m_folder.path("elsewhere");
-    start.arguments.insert(start.arguments.end(), {"-ll", "debug"});
+    start.arguments[start.arguments.size() - 3] = m_folder.path("elsewhere");
     EXPECT_EQ(module(start).status, 0);
     std::string all;
     for (auto const& entry : std::filesystem::directory_iterator(m_folder.path("elsewhere/logs")))

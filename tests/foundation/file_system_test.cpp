@@ -110,15 +110,3 @@ TEST(FileSystem, aFullDiskOrAProtectedFileKeepsTheOldText)
     EXPECT_EQ(folder.read("file"), "old");
     EXPECT_EQ(folder.entryCount(), 1u);
 }
-
-TEST(FileSystem, makesFolders)
-{
-    TemporaryFolder const folder;
-    folder.write("file", "");
-    EXPECT_EQ(FileSystem::createFolders(folder.path("a/b//c/")), 0);
-    EXPECT_EQ(FileSystem::createFolders(folder.path("a/b")), 0);
-    EXPECT_TRUE(FileSystem::exists(folder.path("a/b/c")));
-    EXPECT_EQ(FileSystem::createFolders(folder.path("file")), ENOTDIR);
-    EXPECT_EQ(FileSystem::createFolders(folder.path("file/below")), ENOTDIR);
-    EXPECT_EQ(FileSystem::createFolders("."), 0);
-}

@@ -7,6 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <thread>
 
@@ -117,9 +120,8 @@ TEST_F(LoggerTest, configurationThatIsNotOneCostsOneLineAndChangesNothing)
 
 TEST_F(LoggerTest, writesLinesOfTheDocumentedForm)
 {
-    std::string const path = m_folder.path("new/folders/a.log");
+    std::string const path = m_folder.path("new//folders/a.log");
     ASSERT_TRUE(LogFactory::createDefaultFileAppender(path));
-    EXPECT_EQ(LogFactory::currentFile().bytes(), path);
     LogFactory::setOverride("debug", "test");
     bool evaluated = false;
     auto const value = [&evaluated] { return evaluated = true; };
@@ -127,6 +129,7 @@ TEST_F(LoggerTest, writesLinesOfTheDocumentedForm)
         << "pass " << 3 << " of " << std::uint64_t{4} << ", " << zel::String("\xC3\xA9") << " " << true;
     ZEL_LOG(m_logger, LogLevel::Trace) << value();
     EXPECT_FALSE(evaluated);
+    EXPECT_EQ(LogFactory::currentFile().bytes(), path);
     {
         LogFactory::setOverride("trace", "test");
         zel::TraceScope const scope(m_logger, "doWork", 7);
@@ -201,42 +204,99 @@ TEST_F(LoggerTest, linesOfManyThreadsStayWhole)
     EXPECT_EQ(test::occurrences(text, "\n"), 2000u);
 }
 
-TEST_F(LoggerTest, aFileThatCannotBeOpenedCostsOneLine)
+TEST_F(LoggerTest, noFileIsMadeBeforeTheFirstLine)
+{
+    auto const outcome = runInChild([&] {
+        LogFactory::createDefaultFileAppender(m_folder.path("logs/a.log"));
+        ZEL_LOG(m_logger, LogLevel::Debug) << "below the threshold";
+        ::_exit(LogFactory::currentFile().bytes() == m_folder.path("logs/a.log") ? 1 : 0);
+    });
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(m_folder.entryCount(), 0u);
+}
+
+TEST_F(LoggerTest, aProcessThatContinuesTheFileOfAnotherSaysSoOnce)
+{
+    auto const writeTwice = [&] {
+        for (int i = 0; i < 2; ++i) {
+            LogFactory::createDefaultFileAppender(m_folder.path("a.log"));
+            m_logger.log(LogLevel::Error, "1 own");
+        }
+    };
+    runInChild(writeTwice);
+    EXPECT_EQ(test::occurrences(m_folder.read("a.log"), "\n"), 2u);
+    runInChild(writeTwice);
+    std::string const text = m_folder.read("a.log");
+    EXPECT_EQ(test::occurrences(text, "\n"), 5u) << text;
+    EXPECT_EQ(test::occurrences(text, "Z information zel.LogFile 1 a new process begins; "), 1u) << text;
+}
+
+TEST_F(LoggerTest, aFileThatCannotBeOpenedOrIsNotOursCostsOneLine)
 {
     m_folder.write("file", "");
     std::string const victim = m_folder.write("victim", "");
     std::filesystem::create_symlink(victim, m_folder.path("link"));
+    std::filesystem::create_hard_link(victim, m_folder.path("second"));
+    std::filesystem::create_directory(m_folder.path("folder"));
+    std::filesystem::create_directory_symlink("folder", m_folder.path("linked"));
     ASSERT_EQ(::mkfifo(m_folder.path("fifo").c_str(), 0600), 0);
-    std::string const paths[] = {m_folder.path("file/below/a.log"), m_folder.path("link"),
-                                 m_folder.path("fifo"), m_folder.path(), std::string("/proc/nowhere/a.log")};
-    for (std::string const& path : paths) {
-        auto const outcome = runInChild([&] {
-            if (LogFactory::createDefaultFileAppender(path))
-                ::_exit(1);
-            m_logger.log(LogLevel::Critical, "lost");
-            m_logger.log(LogLevel::Critical, "lost");
-        });
-        EXPECT_EQ(outcome.status, 0) << path;
-        EXPECT_EQ(test::occurrences(outcome.output, "\n"), 1u) << outcome.output;
-        EXPECT_EQ(test::occurrences(outcome.output, "Cannot open the log file " + path + ": "), 1u)
-            << outcome.output;
+    int const reader = ::open(m_folder.path("fifo").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    struct Case
+    {
+        std::string path, reason;
+    };
+    std::vector<Case> cases = {
+        {m_folder.path("file/below/a.log"), "its folder is no folder, or a link to one"},
+        {m_folder.path("linked/a.log"), "its folder is no folder, or a link to one"},
+        {m_folder.path("link"), "Too many levels of symbolic links"},
+        {m_folder.path("second"), "it has further names"},
+        {m_folder.path("fifo"), "it is no regular file"},
+        {"/dev/full", "it is no regular file"},
+        {m_folder.path(), "Is a directory"},
+        {m_folder.path("folder/"), "it names no file"},
+        {"/proc/nowhere/a.log", "No such file or directory"},
+    };
+    std::string const foreign = m_folder.write("foreign", "");
+    std::filesystem::create_directory(m_folder.path("theirs"));
+    constexpr uid_t kSomebody = 65534;
+    if (::chown(foreign.c_str(), kSomebody, kSomebody) == 0 &&
+        ::chown(m_folder.path("theirs").c_str(), kSomebody, kSomebody) == 0) { // only root can
+        cases.push_back({foreign, "it belongs to somebody else"});
+        cases.push_back({m_folder.path("theirs/a.log"), "its folder belongs to somebody else"});
     }
-    EXPECT_EQ(m_folder.read("victim"), "");
+    for (Case const& c : cases) {
+        auto const outcome = runInChild([&] {
+            LogFactory::createDefaultFileAppender(c.path);
+            m_logger.log(LogLevel::Critical, "lost");
+            m_logger.log(LogLevel::Critical, "lost");
+            ::_exit(LogFactory::currentFile().bytes() == c.path ? 1 : 0);
+        });
+        EXPECT_EQ(outcome.status, 0) << c.path;
+        EXPECT_EQ(outcome.output, "Cannot open the log file " + c.path + ": " + c.reason + "\n");
+    }
+    ::close(reader);
+    EXPECT_EQ(m_folder.read("victim") + m_folder.read("foreign"), "");
+    EXPECT_TRUE(std::filesystem::is_empty(m_folder.path("folder")));
 }
 
 TEST_F(LoggerTest, aFileThatCannotBeWrittenCostsOneLineAndTheEarlierFileStaysAfterAFailedOpen)
 {
     auto const full = runInChild([&] {
-        if (!LogFactory::createDefaultFileAppender("/dev/full"))
-            ::_exit(1);
+        rlimit const nothing{};
+        ::signal(SIGXFSZ, SIG_IGN);
+        ::setrlimit(RLIMIT_FSIZE, &nothing);
+        LogFactory::createDefaultFileAppender(m_folder.path("full.log"));
         for (int i = 0; i < 3; ++i)
             m_logger.log(LogLevel::Critical, "lost");
+        ::_exit(LogFactory::currentFile().empty() ? 0 : 1);
     });
     EXPECT_EQ(full.status, 0);
-    EXPECT_EQ(full.output, "Cannot write to the log file /dev/full: No space left on device\n");
+    EXPECT_EQ(full.output,
+              "Cannot write to the log file " + m_folder.path("full.log") + ": File too large\n");
 
     auto const kept = runInChild([&] {
         LogFactory::createDefaultFileAppender(m_folder.path("kept.log"));
+        m_logger.log(LogLevel::Critical, "first");
         LogFactory::createDefaultFileAppender(m_folder.path());
         m_logger.log(LogLevel::Critical, "still here");
     });

@@ -1,4 +1,5 @@
 #include <zel/foundation/OStream.h>
+#include <zel/foundation/StopSignal.h>
 #include <zel/foundation/System.h>
 
 #include <foundation/ChildProcess.h>
@@ -160,4 +161,26 @@ TEST(System, namesItselfAndErrors)
     EXPECT_EQ(System::processId(), ::getpid());
     EXPECT_EQ(System::errorText(ENOENT), String("No such file or directory"));
     EXPECT_EQ(System::errorText(99999), String("Unknown error 99999"));
+}
+
+TEST(StopSignal, theSecondRequestEndsTheProcessButOneLostTerminalIsOneRequest)
+{
+    for (int const number : {SIGINT, SIGTERM, SIGHUP}) {
+        auto const outcome = runInChild([number] {
+            zel::StopSignal::install(9);
+            ::raise(number);
+            ::raise(SIGHUP);
+            if (zel::StopSignal::requested())
+                ::raise(SIGTERM);
+        });
+        EXPECT_EQ(outcome.status, 9) << number;
+        EXPECT_EQ(test::occurrences(outcome.output, "Stopping the test."), 1u) << outcome.output;
+    }
+    auto const withoutTerminal = runInChild([] { // as nohup starts it
+        ::signal(SIGHUP, SIG_IGN);
+        zel::StopSignal::install(9);
+        ::raise(SIGHUP);
+        ::_exit(zel::StopSignal::requested() ? 1 : 0);
+    });
+    EXPECT_EQ(withoutTerminal.status, 0);
 }

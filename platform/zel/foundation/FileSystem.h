@@ -30,8 +30,6 @@ struct ZEL_EXPORT FileSystem
     /// Whole or not at all: writes a temporary beside the target, then renames it. Throws SystemException
     /// naming the path; the old file then stays as it was.
     static void writeFileAtomically(std::string const& path, std::string const& content);
-    /// Makes the folder and its parents. Returns 0 or an errno value.
-    static int createFolders(std::string const& path);
     static bool exists(std::string const& path);
     /// Day of the last change of the content, "YYYY-MM-DD" in UTC; empty when it cannot be told.
     static String modificationDate(std::string const& path);

@@ -160,10 +160,10 @@ void LogFactory::clearOverrides()
     registry.applyToAll();
 }
 
-bool LogFactory::createDefaultFileAppender(CString const& path) { return LogFile::open(path.bytes()); }
+bool LogFactory::createDefaultFileAppender(CString const& path) { return LogFile::prepare(path.bytes()); }
 
 CString LogFactory::currentFile() { return CString(LogFile::path()); }
 
-int LogFactory::descriptorForSignalHandler() noexcept { return LogFile::descriptor(); }
+void LogFactory::writeInSignalHandler(std::string_view line) noexcept { LogFile::writeInSignalHandler(line); }
 
 } // namespace zel

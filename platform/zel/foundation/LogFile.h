@@ -11,15 +11,19 @@ namespace zel {
 /// any thread.
 struct LogFile
 {
-    /// Makes missing folders and opens `path` to append. On failure one line goes to standard error and the
-    /// earlier file, if any, stays in use.
-    static bool open(std::string const& path);
+    /// Further lines go to `path`. The first of them makes missing folders and opens the file, so that a
+    /// process that writes no line leaves none behind. A file that cannot be opened, or is refused (see
+    /// AppendTarget), costs one line on standard error; the earlier file, if any, then stays in use. False,
+    /// with that line, for a path that names no file.
+    static bool prepare(std::string const& path);
     /// Writes `line`. The first failure for a file costs one line on standard error, the next ones nothing.
     static void write(std::string_view line) noexcept;
-    static bool isOpen() noexcept { return descriptor() >= 0; }
+    /// The same, and silent about a failure, which the next line will tell. May be called in a signal handler.
+    static void writeInSignalHandler(std::string_view line) noexcept;
+    /// False when a line would go nowhere.
+    static bool takesLines() noexcept;
+    /// The file that lines stand in; empty before the first.
     static std::string path();
-    /// May be called in a signal handler.
-    static int descriptor() noexcept;
 };
 
 } // namespace zel

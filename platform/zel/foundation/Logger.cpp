@@ -14,7 +14,7 @@ Logger::Logger(std::string category)
 
 void Logger::log(LogLevel level, std::string_view message)
 {
-    if (!isEnabled(level) || !LogFile::isOpen())
+    if (!isEnabled(level) || !LogFile::takesLines())
         return;
     LogLine const line(std::chrono::system_clock::now(), level, m_category, message);
     LogFile::write(line.text());

@@ -122,15 +122,17 @@ public:
     /// Forgets every override; for a client that runs several modules in one process.
     static void clearOverrides();
 
-    /// Appends every further line to `path`; missing folders are made. A file that cannot be opened, and
-    /// later a line that cannot be written, costs one line on standard error, never an exception. Returns
-    /// whether the file is open; if not, an earlier one stays in use. Without a file, lines go nowhere.
+    /// Appends every further line to `path`. The first of them makes the file and missing folders; where none
+    /// is written, nothing is made. A file that cannot be opened, or is refused because it or its folder is a
+    /// link or somebody else's, costs one line on standard error, never an exception, and so does a line that
+    /// cannot be written; an earlier file then stays in use. Without a file, lines go nowhere. False for a
+    /// path that names no file.
     static bool createDefaultFileAppender(CString const& path);
 
-    /// The file in use; empty when there is none.
+    /// The file in which lines of this process stand; empty before the first.
     static CString currentFile();
-    /// Its descriptor for a signal handler that may call nothing but write(2); -1 when there is none.
-    static int descriptorForSignalHandler() noexcept;
+    /// Writes a line as it is, whatever the thresholds, with nothing but calls that a signal handler may make.
+    static void writeInSignalHandler(std::string_view line) noexcept;
 };
 
 } // namespace zel

@@ -1,15 +1,16 @@
 #pragma once
-// Ctrl-C and a polite kill as a request to stop.
+// Ctrl-C, a polite kill and a lost terminal as a request to stop.
 
 #include <zel/foundation/Export.h>
 
 namespace zel {
 
-/// While installed, the first SIGINT or SIGTERM only sets a flag, and says so on standard error; the second
-/// ends the process at once with the given status. Thread rule: any thread may ask.
+/// While installed, the first SIGINT, SIGTERM or SIGHUP only sets a flag, and says so on standard error; the
+/// second ends the process at once with the given status, unless it is one more SIGHUP: a shell and the
+/// kernel both tell of one lost terminal. Thread rule: any thread may ask.
 struct ZEL_EXPORT StopSignal
 {
-    /// A signal that was ignored when the process started (a background job) stays ignored.
+    /// A signal that was ignored when the process started (a background job, nohup) stays ignored.
     static void install(int exitStatusOfSecond);
     static bool requested() noexcept;
 };

@@ -1,5 +1,5 @@
 // A fault passes three places: the signal handler on the thread's alternate stack, which calls nothing but
-// write(2) and the unwinder; then `reportAndEnd` on a stack of its own, in ordinary program context; then the
+// the kernel and the unwinder; then `reportAndEnd` on a stack of its own, in ordinary program context; then the
 // end of the process. A deadline started in the handler holds for all of it.
 
 #include <zel/foundation/FaultHandler.h>
@@ -49,12 +49,10 @@ void writeBoth(char const* text) noexcept
 {
     std::size_t written = 0;
     writeAll(STDERR_FILENO, text, std::strlen(text), written, false);
-    int const log = LogFactory::descriptorForSignalHandler();
-    if (log >= 0)
-        writeAll(log, text, std::strlen(text), written, false);
+    LogFactory::writeInSignalHandler(text);
 }
 
-// Nothing but write(2): the fault may have happened with the allocator's or a stream's lock held.
+// Nothing but system calls: the fault may have happened with the allocator's or a stream's lock held.
 void writeMinimalLine(FaultSignal const& signal) noexcept
 {
     char line[128] = "Structured system exception: ";

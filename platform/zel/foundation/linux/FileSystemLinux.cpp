@@ -43,22 +43,6 @@ int fillAndRename(FileDescriptor const& file, std::string const& content, std::s
     return ::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
 }
 
-bool isFolder(std::string const& path)
-{
-    struct stat status;
-    return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
-}
-
-int createFolder(std::string const& path)
-{
-    if (::mkdir(path.c_str(), 0755) == 0)
-        return 0;
-    int const error = errno;
-    if (isFolder(path))
-        return 0;
-    return error == EEXIST ? ENOTDIR : error;
-}
-
 } // namespace
 
 FileSystem::ReadResult FileSystem::readFile(std::string const& path, std::size_t limit)
@@ -90,14 +74,6 @@ void FileSystem::writeFileAtomically(std::string const& path, std::string const&
         ::unlink(temporary.c_str());
         throw SystemException(path, error);
     }
-}
-
-int FileSystem::createFolders(std::string const& path)
-{
-    for (std::size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1))
-        if (int const error = createFolder(path.substr(0, slash)))
-            return error;
-    return createFolder(path);
 }
 
 bool FileSystem::exists(std::string const& path)

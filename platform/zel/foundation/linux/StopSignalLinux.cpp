@@ -20,9 +20,12 @@ void say(std::string_view text) noexcept
     errno = keep;
 }
 
-void onSignal(int) noexcept
+void onSignal(int number) noexcept
 {
-    if (s_requested.exchange(true))
+    bool const isSecond = s_requested.exchange(true);
+    if (isSecond && number == SIGHUP)
+        return;
+    if (isSecond)
         ::_exit(s_exitStatus.load());
     say("\nStopping the test. Press Ctrl-C again to end at once.\n");
 }
@@ -33,7 +36,7 @@ void onSignal(int) noexcept
 void StopSignal::install(int exitStatusOfSecond)
 {
     s_exitStatus = exitStatusOfSecond;
-    for (int const number : {SIGINT, SIGTERM}) {
+    for (int const number : {SIGINT, SIGTERM, SIGHUP}) {
         struct sigaction current;
         if (::sigaction(number, nullptr, &current) == 0 && current.sa_handler == SIG_IGN)
             continue;

@@ -41,6 +41,7 @@ struct State
 {
     bool versionSet = false;
     bool commandLineSet = false;
+    bool logNamed = false;
     bool initialized = false;
     bool insideInitCallback = false;
     bool exitStepDue = false; // start() has begun and the exit step has not
@@ -100,7 +101,7 @@ void ModuleCommon::setCmdLineArgs(Facade const& facade, int argc, char const* co
         state().commandLineSet = true;
     };
     auto const onError = [](KrelException const& error) {
-        if (zel::LogFactory::currentFile().empty())
+        if (!state().logNamed)
             setUpLogging("");
         ErrorReporting::post(error);
     };
@@ -148,6 +149,7 @@ void ModuleCommon::setUpLogging(zel::String const& baseDirectory)
     zel::String const path = state().baseDirectory + "/logs/" + module().guid() + "_" +
                              zel::String::number(zel::System::processId()) + ".log";
     zel::LogFactory::createDefaultFileAppender(path.toCString());
+    state().logNamed = true;
 }
 
 void ModuleCommon::applyLanguage()
