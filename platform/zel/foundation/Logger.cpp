@@ -4,7 +4,6 @@
 #include <zel/foundation/LogLine.h>
 
 #include <charconv>
-#include <cstring>
 
 namespace zel {
 
@@ -53,18 +52,8 @@ LoggerStream& LoggerStream::operator<<(String const& text)
     return *this << std::string_view(text.toUtf8());
 }
 
-LoggerStream& LoggerStream::operator<<(char const* utf8)
+LoggerStream& LoggerStream::appendLarge(std::string_view utf8)
 {
-    return *this << std::string_view(utf8 ? utf8 : "");
-}
-
-LoggerStream& LoggerStream::operator<<(std::string_view utf8)
-{
-    if (m_large.empty() && utf8.size() <= sizeof m_inline - m_size) {
-        std::memcpy(m_inline + m_size, utf8.data(), utf8.size());
-        m_size += utf8.size();
-        return *this;
-    }
     if (m_large.empty()) {
         m_large.reserve(2 * (m_size + utf8.size()));
         m_large.assign(m_inline, m_size);

@@ -19,6 +19,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <cstring>
 #include <string>
 
 namespace zel {
@@ -57,8 +58,16 @@ public:
     LoggerStream& operator=(LoggerStream const&) = delete;
 
     LoggerStream& operator<<(String const& text);
-    LoggerStream& operator<<(char const* utf8);
-    LoggerStream& operator<<(std::string_view utf8);
+    // Here, so that the length of a literal is known where it is used.
+    LoggerStream& operator<<(char const* utf8) { return *this << std::string_view(utf8 ? utf8 : ""); }
+    LoggerStream& operator<<(std::string_view utf8)
+    {
+        if (!m_large.empty() || utf8.size() > sizeof m_inline - m_size)
+            return appendLarge(utf8);
+        std::memcpy(m_inline + m_size, utf8.data(), utf8.size());
+        m_size += utf8.size();
+        return *this;
+    }
     LoggerStream& operator<<(std::string const& utf8) { return *this << std::string_view(utf8); }
     LoggerStream& operator<<(std::int64_t number);
     LoggerStream& operator<<(std::uint64_t number);
@@ -71,6 +80,7 @@ public:
 private:
     template <typename Number>
     void appendNumber(Number number);
+    LoggerStream& appendLarge(std::string_view utf8);
 
     Logger& m_logger;
     LogLevel m_level;
