@@ -87,6 +87,7 @@ void addAdapters(MemoryRoot& root)
     node(root, "sys/class/net", kAdapters + "/1-3:1.2/net/wlan0"s,
          {{"address", "00:1a:2b:3c:4d:60\n"}, {"uevent", "DEVTYPE=wlan\n"}});
     node(root, "sys/class/tty", kAdapters + "/1-3:1.3/ttyUSB0/tty/ttyUSB0"s, {{"uevent", "MAJOR=188\n"}});
+    root.file("sys/class/typec/port0/data_role", "[host] device\n");
     node(root, "sys/class/tty", "sys/devices/pci0000:00/0000:00:16.3/tty/ttyS4", {{"uevent", "MAJOR=4\n"}});
 }
 
@@ -117,9 +118,14 @@ void addInputs(MemoryRoot& root)
 void addSensors(MemoryRoot& root)
 {
     root.files("sys/class/thermal/thermal_zone0", {{"type", "acpitz\n"}, {"temp", "30000\n"}});
-    root.files(
-        "sys/class/hwmon/hwmon0",
-        {{"name", "chip\n"}, {"temp1_input", "30000\n"}, {"in0_input", "975\n"}, {"fan1_input", "1200\n"}});
+    root.files("sys/class/hwmon/hwmon0", {{"name", "chip\n"},
+                                          {"temp1_input", "30000\n"},
+                                          {"in0_input", "975\n"},
+                                          {"fan1_input", "1200\n"},
+                                          {"curr1_input", "1200\n"},
+                                          {"power1_input", "9000000\n"},
+                                          {"energy1_input", "1\n"},
+                                          {"humidity1_input", "40000\n"}});
     root.files("sys/class/power_supply/BAT0",
                {{"type", "Battery\n"}, {"present", "1\n"}, {"capacity", "68\n"}});
     root.files("sys/class/power_supply/AC", {{"type", "Mains\n"}, {"online", "0\n"}});

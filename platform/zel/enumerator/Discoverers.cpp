@@ -8,6 +8,7 @@
 #include <zel/enumerator/memory/discover.h>
 #include <zel/enumerator/processors/discover.h>
 #include <zel/enumerator/root/ReadOnceRoot.h>
+#include <zel/enumerator/sensors/SensorTypes.h>
 #include <zel/enumerator/sensors/discover.h>
 #include <zel/enumerator/system/discover.h>
 #include <zel/foundation/Logger.h>
@@ -53,7 +54,11 @@ constexpr Discoverer kDiscoverers[] = {
      }},
     {"ports", &discoverPorts, [] { return C::SerialPort() | C::ParallelPort() | C::Port() | anyBus(); }},
     {"thermal zones", &discoverThermalZones, [] { return C::ThermalZone(); }},
-    {"sensors", &discoverSensors, [] { return C::TempSensor() | C::VoltSensor() | C::Fan(); }},
+    {"sensors", &discoverSensors,
+     [] {
+         return C::TempSensor() | C::VoltSensor() | C::Fan() | sensor::currentSensor() |
+                sensor::powerSensor() | sensor::energySensor() | sensor::humiditySensor();
+     }},
     {"power", &discoverPower, [] { return C::Battery() | C::PowerSupply(); }},
     {"switches", &discoverSwitches, [] { return C::LidSensor(); }},
 };

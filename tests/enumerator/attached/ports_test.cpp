@@ -52,3 +52,33 @@ TEST(Hardware, SerialPortsOfEveryKind)
     EXPECT_EQ(known(sink, "/dev/ttyUSB0")->name, String("Quad RS232"));
     EXPECT_EQ(known(sink, "/dev/ttyS4")->name, String("Serial port 5"));
 }
+
+TEST(Hardware, UsbCPorts)
+{
+    MemoryRoot root = machine();
+    root.file("sys/class/typec/port0-partner/accessory_mode", "none\n");
+    node(root, "sys/class/typec", std::string(kXhci) + "/USBC000:00/typec/port0",
+         {{"power_role", "source [sink]\n"},
+          {"data_role", "[host] device\n"},
+          {"power_operation_mode", "usb_power_delivery\n"},
+          {"orientation", "unknown\n"},
+          {"usb_power_delivery_revision", "3.0\n"}});
+    root.files("sys/class/typec/port1",
+               {{"power_role", "source sink\n"}, {"usb_power_delivery_revision", "0.0\n"}});
+    RecordingSink const sink = scan(root);
+    EXPECT_EQ(sink.ofType(C::Port()).size(), 2u) << "a partner is no port";
+    struct Case
+    {
+        char const *key, *first, *second;
+    } const cases[] = {{"PartnerConnected", "true", "false"},
+                       {"PowerRole", "sink", "-"},
+                       {"DataRole", "host", "-"},
+                       {"PowerMode", "usb_power_delivery", "-"},
+                       {"PlugOrientation", "-", "-"},
+                       {"PowerDeliveryRevision", "3.0", "-"}};
+    for (Case const& c : cases) {
+        EXPECT_EQ(RecordingSink::property(sink.at("TYPEC:port0"), c.key), c.first) << c.key;
+        EXPECT_EQ(RecordingSink::property(sink.at("TYPEC:port1"), c.key), c.second) << c.key;
+    }
+    EXPECT_EQ(placeOf(sink, "/sys/class/typec/port0"), "Port TYPEC:port0 below PCI:0:20:0");
+}

@@ -102,6 +102,44 @@ TEST(Sensors, ARangeOfNothingIsNoLimit)
     EXPECT_EQ(measured(sink, "HWMON:nct6775:hwmon0:in1", "MaximumVoltage"), 1.744);
 }
 
+TEST(Sensors, PowerCurrentEnergyAndHumidity)
+{
+    MemoryRoot root;
+    root.files("sys/class/hwmon/hwmon0", {{"name", "chip\n"},
+                                          {"power1_average", "35021000\n"},
+                                          {"power1_cap", "185000000\n"},
+                                          {"power1_crit", "0\n"},
+                                          {"power2_input", "-5\n"},
+                                          {"power2_average", "7000000\n"},
+                                          {"curr1_input", "-1250\n"},
+                                          {"curr1_min", "0\n"},
+                                          {"curr1_max", "0\n"},
+                                          {"curr1_crit", "32000\n"},
+                                          {"curr2_input", "2147483647\n"},
+                                          {"energy1_input", "5400000000\n"},
+                                          {"energy2_input", "-1\n"},
+                                          {"humidity1_input", "43500\n"},
+                                          {"humidity1_max", "90000\n"},
+                                          {"humidity2_input", "100001\n"}});
+    RecordingSink const sink = discovered(&discoverSensors, root);
+    ASSERT_EQ(sink.devices.size(), 8u) << "an average beside an input is no sensor of its own";
+    for (Measured const& m : {Measured{"HWMON:chip:hwmon0:power1", "Power", 35.021},
+                              Measured{"HWMON:chip:hwmon0:power1", "PowerLimit", 185},
+                              Measured{"HWMON:chip:hwmon0:curr1", "Current", -1.25},
+                              Measured{"HWMON:chip:hwmon0:curr1", "CriticalCurrent", 32},
+                              Measured{"HWMON:chip:hwmon0:energy1", "Energy", 1.5}})
+        EXPECT_DOUBLE_EQ(measured(sink, m.location, m.key), m.value) << m.location << " " << m.key;
+    EXPECT_EQ(fact(sink, "HWMON:chip:hwmon0:humidity1", "Humidity"), "43.5%");
+    EXPECT_EQ(fact(sink, "HWMON:chip:hwmon0:humidity1", "MaximumHumidity"), "90%");
+    EXPECT_EQ(fact(sink, "HWMON:chip:hwmon0:curr1", "MaximumCurrent"), "-");
+    EXPECT_EQ(fact(sink, "HWMON:chip:hwmon0:power1", "CriticalPower"), "-");
+    for (char const* out : {"HWMON:chip:hwmon0:power2", "HWMON:chip:hwmon0:curr2",
+                            "HWMON:chip:hwmon0:energy2", "HWMON:chip:hwmon0:humidity2"})
+        EXPECT_EQ(fact(sink, out, "Status"), "No reading: the value is out of range") << out;
+    EXPECT_EQ(sink.at("HWMON:chip:hwmon0:power1")->osLocator.toUtf8(),
+              "/sys/class/hwmon/hwmon0/power1_average");
+}
+
 TEST(Sensors, ChipsOfOneKindKeepTheirPlace)
 {
     MemoryRoot root;
@@ -271,6 +309,29 @@ TEST(Power, EnergyAndChargeBatteries)
     EXPECT_EQ(fact(sink, "POWER:BAT1", "Health"), "95%") << "one decimal is enough";
     EXPECT_DOUBLE_EQ(percent("POWER:BAT1", "FullCharge"), 8.548123);
     EXPECT_EQ(fact(sink, "POWER:AC", "Online"), "false");
+}
+
+TEST(Power, SuppliesOverUsb)
+{
+    MemoryRoot root;
+    root.files("sys/class/power_supply/ucsi-source-psy-USBC000:001", {{"type", "USB\n"},
+                                                                      {"online", "1\n"},
+                                                                      {"usb_type", "C [PD] PD_PPS\n"},
+                                                                      {"voltage_now", "20000000\n"},
+                                                                      {"voltage_max", "20000000\n"},
+                                                                      {"current_now", "3250000\n"},
+                                                                      {"current_max", "3250000\n"}});
+    root.files(
+        "sys/class/power_supply/port1",
+        {{"type", "USB\n"}, {"online", "0\n"}, {"usb_type", "[Unknown] SDP\n"}, {"voltage_now", "-1\n"}});
+    RecordingSink const sink = discovered(&discoverPower, root);
+    char const* const source = "POWER:ucsi-source-psy-USBC000:001";
+    EXPECT_EQ(fact(sink, source, "UsbSupplyType"), "PD");
+    for (Measured const& m : {Measured{source, "Voltage", 20}, Measured{source, "MaximumVoltage", 20},
+                              Measured{source, "Current", 3.25}, Measured{source, "MaximumCurrent", 3.25}})
+        EXPECT_NEAR(measured(sink, m.location, m.key), m.value, 1e-9) << m.key;
+    for (char const* key : {"UsbSupplyType", "Voltage", "Current", "MaximumCurrent"})
+        EXPECT_EQ(fact(sink, "POWER:port1", key), "-") << key;
 }
 
 TEST(Power, UselessNumbers)

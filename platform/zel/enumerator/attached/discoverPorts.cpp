@@ -2,6 +2,7 @@
 // proc/sys/dev/parport/parport*/{base-addr,irq}. Some of the first need the administrator on old kernels.
 #include <zel/enumerator/attached/discover.h>
 
+#include <zel/enumerator/attached/TypecPorts.h>
 #include <zel/enumerator/records/Describe.h>
 #include <zel/enumerator/records/Measures.h>
 #include <zel/enumerator/root/Text.h>
@@ -163,6 +164,7 @@ void discoverPorts(HardwareTree& tree, DeviceSink& sink)
     for (std::string const& name : tree.root().list("proc/sys/dev/parport"))
         if (auto const index = text::indexAfter(name, "parport"); index && *index < kMaxPort)
             addParallel(tree, sink, name, *index);
+    addTypecPorts(tree, sink);
 }
 
 } // namespace zel

@@ -264,6 +264,18 @@ std::map<std::string, std::string, std::less<>> keyValueLines(std::string_view t
     return values;
 }
 
+std::optional<std::string> chosenOf(std::string_view text)
+{
+    text = trimmed(text);
+    std::size_t const open = text.find('['), close = text.find(']', open == text.npos ? 0 : open);
+    std::string_view const word =
+        open == text.npos || close == text.npos ? text : trimmed(text.substr(open + 1, close - open - 1));
+    constexpr std::size_t kMostSigns = 64;
+    return word.empty() || word.size() > kMostSigns || word.find_first_of(" []") != word.npos
+               ? std::nullopt
+               : std::optional<std::string>(word);
+}
+
 std::optional<std::string> meaningful(std::string_view text)
 {
     std::string clean = cleaned(text);

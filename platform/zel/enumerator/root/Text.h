@@ -45,6 +45,9 @@ ZEL_EXPORT std::optional<std::uint64_t> toByteCount(std::string_view text) noexc
 /// stands.
 ZEL_EXPORT std::map<std::string, std::string, std::less<>> keyValueLines(std::string_view text,
                                                                          char separator = '=');
+/// The choice that is in force where the kernel lists all ("source [sink]", "C [PD] PD_PPS"), or the only one
+/// where it lists one; nothing for any other text.
+ZEL_EXPORT std::optional<std::string> chosenOf(std::string_view text);
 
 /// What a vendor wrote, or nothing when the vendor wrote that nothing was written ("To Be Filled By O.E.M.",
 /// "0123456789", "Not Specified", only dots or zeros ...). Runs of blanks become one blank, control

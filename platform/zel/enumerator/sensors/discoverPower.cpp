@@ -1,4 +1,5 @@
-// Batteries and power supplies. Reads /sys/class/power_supply/*; units are millionths
+// Batteries and power supplies, those that feed over USB with what they give and may give. Reads
+// /sys/class/power_supply/*; units are millionths
 // (Documentation/ABI/testing/sysfs-class-power). Some firmware counts energy, some counts charge.
 
 #include <zel/enumerator/sensors/discover.h>
@@ -159,6 +160,14 @@ void addSupply(Supply const& supply, std::optional<std::string> const& kind, Dev
     DeviceDescription device = describe(supply, C::PowerSupply(), kind);
     device.description = kind == "Mains" ? "Mains power supply" : "Power supply";
     device.add("Online", truth(supply.number("online")));
+    if (auto const kinds = supply.text("usb_type"))
+        if (auto const chosen = text::chosenOf(*kinds); chosen && *chosen != "Unknown")
+            device.add("UsbSupplyType", chosen);
+    device.add("Voltage", measure::reading(UnitType::VOLTS(), supply.millionths("voltage_now"), 3));
+    device.add("MaximumVoltage", measure::reading(UnitType::VOLTS(), supply.millionths("voltage_max"), 3));
+    device.add("Current", measure::reading(UnitType::AMPS(), supply.flow("current_now"), 3));
+    device.add("MaximumCurrent", measure::reading(UnitType::AMPS(), supply.millionths("current_max"), 3));
+    device.add("Power", measure::reading(UnitType::WATTS(), supply.flow("power_now"), 2));
     sink.add(std::move(device));
 }
 

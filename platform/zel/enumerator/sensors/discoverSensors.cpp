@@ -1,5 +1,5 @@
-// Temperature and voltage sensors and fans of hardware monitoring chips.
-// Reads /sys/class/hwmon/hwmon*: name, temp*, in*, fan*; before Linux 2.6.31 these stood in hwmon*/device. Of
+// Sensors of temperature, voltage, current, power, energy and humidity, and fans, of hardware monitoring chips.
+// Reads /sys/class/hwmon/hwmon*: name, temp*, in*, fan*, curr*, power*, energy*, humidity*; before Linux 2.6.31 these stood in hwmon*/device. Of
 // the drive that a chip belongs to: model.
 
 #include <zel/enumerator/sensors/discover.h>
@@ -8,6 +8,7 @@
 #include <zel/enumerator/records/Describe.h>
 #include <zel/enumerator/root/Text.h>
 #include <zel/enumerator/sensors/SensorReading.h>
+#include <zel/enumerator/sensors/SensorTypes.h>
 
 #include <algorithm>
 #include <map>
@@ -49,6 +50,14 @@ public:
     {
         return number("min") == 0 && number("max") == 0 ? std::nullopt : number(what);
     }
+    /// A limit that is a limit only when it is more than nothing.
+    std::optional<std::int64_t> positive(char const* what) const
+    {
+        auto const value = number(what);
+        return value && *value > 0 ? value : std::nullopt;
+    }
+    /// The file of the reading: chips that measure power may tell its mean only.
+    char const* reading() const { return !has("input") && has("average") ? "average" : "input"; }
     std::optional<std::string> text(char const* what) const
     {
         return has(what) ? m_root.text(path(what)) : std::nullopt;
@@ -91,6 +100,34 @@ void addFan(Input const& input, DeviceDescription& device)
     device.add("MaximumFanSpeed", sensor::revolutions(input.limit("max")));
 }
 
+void addCurrent(Input const& input, DeviceDescription& device)
+{
+    device.add("Current", sensor::amperes(input.number(input.reading())));
+    device.add("MinimumCurrent", sensor::amperes(input.limit("min")));
+    device.add("MaximumCurrent", sensor::amperes(input.limit("max")));
+    device.add("CriticalCurrent", sensor::amperes(input.positive("crit")));
+}
+
+void addPower(Input const& input, DeviceDescription& device)
+{
+    device.add("Power", sensor::watts(input.number(input.reading())));
+    device.add("MaximumPower", sensor::watts(input.positive("max")));
+    device.add("CriticalPower", sensor::watts(input.positive("crit")));
+    device.add("PowerLimit", sensor::watts(input.positive("cap")));
+}
+
+void addEnergy(Input const& input, DeviceDescription& device)
+{
+    device.add("Energy", sensor::wattHours(input.number("input")));
+}
+
+void addHumidity(Input const& input, DeviceDescription& device)
+{
+    device.add("Humidity", sensor::humidity(input.number("input")));
+    device.add("MinimumHumidity", sensor::humidity(input.limit("min")));
+    device.add("MaximumHumidity", sensor::humidity(input.limit("max")));
+}
+
 struct Kind
 {
     char const* prefix;
@@ -104,6 +141,10 @@ constexpr Kind kKinds[] = {
     {"temp", &C::TempSensor, "Temperature sensor", "Temperature", &addTemperature},
     {"in", &C::VoltSensor, "Voltage sensor", "Voltage", &addVoltage},
     {"fan", &C::Fan, "Fan", "FanSpeed", &addFan},
+    {"curr", &sensor::currentSensor, "Current sensor", "Current", &addCurrent},
+    {"power", &sensor::powerSensor, "Power sensor", "Power", &addPower},
+    {"energy", &sensor::energySensor, "Energy sensor", "Energy", &addEnergy},
+    {"humidity", &sensor::humiditySensor, "Humidity sensor", "Humidity", &addHumidity},
 };
 
 /// What is wrong with the input, if anything.
@@ -113,7 +154,7 @@ std::optional<char const*> statusOf(Input const& input, bool reads)
         return "The chip reports that the sensor is faulty or not connected";
     if (reads)
         return std::nullopt;
-    return input.number("enable") == 0 ? "Switched off" : sensor::silence(input.text("input"));
+    return input.number("enable") == 0 ? "Switched off" : sensor::silence(input.text(input.reading()));
 }
 
 void addInput(Input const& input, Kind const& kind, DeviceSink& sink)
@@ -123,7 +164,7 @@ void addInput(Input const& input, Kind const& kind, DeviceSink& sink)
     device.capabilities = kind.type() | C::Hardware();
     device.name = String(input.chip().title + " " + input.label().value_or(input.name()));
     device.description = kind.description;
-    device.osLocator = String("/" + input.path("input"));
+    device.osLocator = String("/" + input.path(input.reading()));
     placeAt(device, "HWMON:" + input.chip().key + ":" + input.name(), "HWMON");
     placeBelowSystem(device);
     kind.addReadings(input, device);
@@ -138,6 +179,17 @@ void addInput(Input const& input, Kind const& kind, DeviceSink& sink)
     sink.add(std::move(device));
 }
 
+/// Of the file with an input's reading, the input: "temp1_input", or "power1_average" where nothing else is there.
+std::optional<std::string> inputOf(Chip const& chip, std::string const& file)
+{
+    std::size_t const end = file.rfind('_');
+    std::string_view const what = end == std::string::npos ? "" : std::string_view(file).substr(end);
+    std::string const input = file.substr(0, end);
+    if (what == "_input" || (what == "_average" && chip.attributes.count(input + "_input") == 0))
+        return input;
+    return std::nullopt;
+}
+
 void addChip(Root const& root, Chip const& chip, DeviceSink& sink)
 {
     std::vector<std::string> const names = [&chip] {
@@ -145,15 +197,10 @@ void addChip(Root const& root, Chip const& chip, DeviceSink& sink)
         std::sort(sorted.begin(), sorted.end(), text::naturalLess);
         return sorted;
     }();
-    constexpr std::string_view kSuffix = "_input";
     for (Kind const& kind : kKinds)
-        for (std::string const& name : names) {
-            if (!name.ends_with(kSuffix))
-                continue;
-            std::string const input = name.substr(0, name.size() - kSuffix.size());
-            if (text::indexAfter(input, kind.prefix))
-                addInput(Input(root, chip, input), kind, sink);
-        }
+        for (std::string const& name : names)
+            if (auto const input = inputOf(chip, name); input && text::indexAfter(*input, kind.prefix))
+                addInput(Input(root, chip, *input), kind, sink);
 }
 
 std::set<std::string> namesIn(Root const& root, std::string const& folder)
