@@ -7,6 +7,16 @@
 
 namespace zel {
 
+CapabilityImp TestImp::neededBesideTested() const
+{
+    CapabilityImp needed = m_optionalCapabilities;
+    for (CapabilityImp const& capability : m_existence)
+        needed |= capability;
+    for (CapabilityImp const& capability : m_absence)
+        needed |= capability;
+    return needed;
+}
+
 void TestImp::addPropertyRequirement(DeviceRequirement requirement)
 {
     String reason;

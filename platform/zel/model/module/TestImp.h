@@ -41,6 +41,9 @@ public:
     void addExistenceRequirement(CapabilityImp const& capability) { m_existence.push_back(capability); }
     std::vector<CapabilityImp> const& absenceRequirements() const noexcept { return m_absence; }
     void addAbsenceRequirement(CapabilityImp const& capability) { m_absence.push_back(capability); }
+    /// What the existence, absence and optional-device requirements ask the machine for, all in one: devices that
+    /// somebody has to look for although the test does not test them.
+    CapabilityImp neededBesideTested() const;
     std::vector<DeviceRequirement> const& propertyRequirements() const noexcept { return m_properties; }
     /// Throws InvalidArgumentException when the valid range cannot be read.
     void addPropertyRequirement(DeviceRequirement requirement);

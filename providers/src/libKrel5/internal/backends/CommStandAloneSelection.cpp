@@ -102,6 +102,23 @@ void mergeSystemInformation()
     found.clear();
 }
 
+// What has to be looked for: a requirement that nobody looked for would hold, or fail, on every machine.
+zel::CapabilityImp testedOrNeeded(zel::CapabilityImp capabilities)
+{
+    for (std::size_t i = 0; i < manager().testCount(); ++i)
+        capabilities |= manager().testAtIndex(i)->neededBesideTested();
+    return capabilities;
+}
+
+bool anyDeviceIsOf(zel::CapabilityImp const& capabilities, zel::StateManager const& found)
+{
+    zel::DeviceImp const* device = nullptr;
+    while ((device = found.nextDevice(device, zel::CapabilityImp::ALL())))
+        if (device->deviceCapabilities().intersects(capabilities))
+            return true;
+    return false;
+}
+
 } // namespace
 
 void CommStandAlone::receiveDevices()
@@ -123,12 +140,13 @@ void CommStandAlone::receiveDiagnosticDevices()
     zel::CapabilityImp const& capabilities = ModuleCommon::module().supportedCapabilities();
     ZEL_LOG(logger(), zel::LogLevel::Information)
         << "diagnostic module: calling Enumerator::instance().getDevicesOfType.";
-    zel::Enumerator::instance().getDevicesOfType(capabilities, 1, 0);
+    zel::Enumerator::instance().getDevicesOfType(testedOrNeeded(capabilities), 1, 0);
     ZEL_LOG(logger(), zel::LogLevel::Information) << " Supported Devices: " << capabilities.toString();
     for (zel::RootFailure const& failure : zel::Enumerator::instance().failures())
         ErrorReporting::tell("Devices may be missing: " + zel::String(failure.toString()));
-    if (zel::Enumerator::instance().deviceCount() != 0) {
-        manager().mergeWithTracking(zel::ModuleManager::getInstance().getStateManager());
+    if (zel::StateManager& found = zel::ModuleManager::getInstance().getStateManager();
+        anyDeviceIsOf(capabilities, found)) {
+        manager().mergeWithTracking(found);
         return;
     }
     zel::OStream::out() << "No devices discovered" << zel::endl;
