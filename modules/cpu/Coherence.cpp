@@ -4,7 +4,6 @@
 #include <cpu/Texts.h>
 
 #include <common/ErrorText.h>
-#include <common/Stopwatch.h>
 
 #include <algorithm>
 #include <array>
@@ -49,6 +48,13 @@ struct Incoherence
     std::uint64_t m_round, m_expected, m_actual;
 };
 
+/// What a partner was awaited for in vain.
+struct NoAnswer
+{
+    LocalText m_check{"", ""};
+    std::uint64_t m_round = 0; // from 1 on; 0: it answered each time
+};
+
 std::uint64_t payloadOf(std::uint64_t sequence, std::size_t word) noexcept
 {
     std::uint64_t const mixed = (sequence + word) * 0x9E3779B97F4A7C15u;
@@ -63,16 +69,18 @@ public:
         : m_arena(arena), m_self(self), m_core(core), m_options(options), m_control(control)
     {}
 
-    /// The first thing that went wrong; none when all agreed or the test was stopped.
-    std::optional<Incoherence> run()
+    void run()
     {
         pingPong();
         if (goesOn())
             increments();
         if (goesOn())
             storeBuffer();
-        return m_wrong;
     }
+
+    /// The first thing that went wrong; none when all agreed or the test was stopped.
+    std::optional<Incoherence> const& wrong() const { return m_wrong; }
+    NoAnswer const& noAnswer() const { return m_noAnswer; }
 
 private:
     bool goesOn() const { return !m_wrong && !m_control.stopping(); }
@@ -83,7 +91,7 @@ private:
         return m_options.m_tap ? m_options.m_tap(m_core, value) : value;
     }
 
-    void wrong(LocalText const& check, std::uint64_t round, std::uint64_t expected, std::uint64_t actual)
+    void foundWrong(LocalText const& check, std::uint64_t round, std::uint64_t expected, std::uint64_t actual)
     {
         m_wrong = Incoherence{check, round, expected, actual};
         m_control.stop();
@@ -93,14 +101,15 @@ private:
     /// read past the tap: a wrong load must be seen by a check and not hang the wait.
     bool awaitAtLeast(std::atomic<std::uint64_t> const& word, std::uint64_t value, LocalText const& check)
     {
-        Stopwatch watch;
+        Patience patience(m_options.m_patienceSeconds, m_options.m_clock);
         for (std::uint64_t spins = 1; word.load(std::memory_order_acquire) < value; ++spins) {
             if (spins % 256 != 0)
                 continue;
             if (m_control.stopping())
                 return false;
-            if (watch.getElapsed() > m_options.m_patienceSeconds) {
-                wrong(check, value, value, word.load(std::memory_order_acquire));
+            if (patience.isOver()) {
+                m_noAnswer = NoAnswer{check, value};
+                m_control.stop();
                 return false;
             }
             std::this_thread::yield(); // the partner may be waiting for this very processor
@@ -124,7 +133,7 @@ private:
         for (std::size_t i = 0; i < kPayloadWords; ++i) {
             std::uint64_t const got = load(line.m_payload[i], std::memory_order_relaxed);
             if (got != payloadOf(sequence, i)) {
-                wrong(kTextPingPong, sequence, payloadOf(sequence, i), got);
+                foundWrong(kTextPingPong, sequence, payloadOf(sequence, i), got);
                 return false;
             }
         }
@@ -172,7 +181,7 @@ private:
             // Each saw the partner's word before its store of this round: no order of the four accesses
             // allows it.
             if (seen < round && other < round)
-                wrong(kTextStoreBuffer, round, round, std::max(seen, other));
+                foundWrong(kTextStoreBuffer, round, round, std::max(seen, other));
             if (!meet(2 * round + 1)) // neither goes on before the other has looked
                 return;
             progressed(round);
@@ -188,7 +197,7 @@ private:
     void expect(LocalText const& check, std::uint64_t round, std::uint64_t expected, std::uint64_t actual)
     {
         if (actual != expected && !m_wrong)
-            wrong(check, round, expected, actual);
+            foundWrong(check, round, expected, actual);
     }
 
     void progressed(std::uint64_t round)
@@ -203,6 +212,7 @@ private:
     CoherenceOptions const& m_options;
     WorkerControl& m_control;
     std::optional<Incoherence> m_wrong;
+    NoAnswer m_noAnswer;
 };
 
 struct PairResult
@@ -210,6 +220,7 @@ struct PairResult
     bool m_finished = true;
     std::optional<Incoherence> m_wrong;
     std::optional<std::pair<unsigned, int>> m_unusable;
+    std::optional<std::pair<unsigned, NoAnswer>> m_silent; // the core that was waited for
 };
 
 PairResult runPair(TestHost& host, CpuAffinity& affinity, std::pair<unsigned, unsigned> cores,
@@ -226,10 +237,13 @@ PairResult runPair(TestHost& host, CpuAffinity& affinity, std::pair<unsigned, un
             result.m_unusable = {core, error};
             return;
         }
-        auto const wrong = Side(arena, self, core, options, control).run();
+        Side side(arena, self, core, options, control);
+        side.run();
         std::lock_guard lock(mutex);
-        if (wrong && !result.m_wrong)
-            result.m_wrong = wrong;
+        if (side.wrong() && !result.m_wrong)
+            result.m_wrong = side.wrong();
+        if (side.noAnswer().m_round != 0 && !result.m_silent)
+            result.m_silent = {self == 0 ? cores.second : cores.first, side.noAnswer()};
     };
     result.m_finished = runWorkers(host, 2, std::uint64_t(3) * options.m_rounds, work, span);
     return result;
@@ -251,6 +265,41 @@ void reportWrong(TestHost& host, std::pair<unsigned, unsigned> cores, Incoherenc
                  {"Round", std::to_string(wrong.m_round)},
                  {"Expected", hexadecimal(wrong.m_expected)},
                  {"Actual", hexadecimal(wrong.m_actual)}}});
+}
+
+void reportUnusable(TestHost& host, unsigned core, int error)
+{
+    host.problem({kEventCoreNotUsable, {{"Core", std::to_string(core)}, {"Reason", errorText(error)}}});
+}
+
+void reportSilent(TestHost& host, std::pair<unsigned, unsigned> cores, unsigned silent,
+                  NoAnswer const& noAnswer, double patience)
+{
+    char seconds[32];
+    std::snprintf(seconds, sizeof seconds, "%g", patience);
+    host.problem({kEventNoAnswer,
+                  {{"Core", std::to_string(silent)},
+                   {"Waiting", std::to_string(silent == cores.first ? cores.second : cores.first)},
+                   {"Check", host.text(noAnswer.m_check)},
+                   {"Round", std::to_string(noAnswer.m_round)},
+                   {"Seconds", seconds}}});
+}
+
+/// Sends what there is to say of one pair. The outcome when the test ends with it.
+std::optional<Outcome> reportPair(TestHost& host, std::pair<unsigned, unsigned> cores,
+                                  PairResult const& result, double patience)
+{
+    if (result.m_wrong)
+        reportWrong(host, cores, *result.m_wrong);
+    if (result.m_unusable)
+        reportUnusable(host, result.m_unusable->first, result.m_unusable->second);
+    else if (result.m_silent && !result.m_wrong)
+        reportSilent(host, cores, result.m_silent->first, result.m_silent->second, patience);
+    else if (!result.m_finished)
+        return Outcome::Stopped;
+    else
+        return std::nullopt;
+    return Outcome::CannotRun;
 }
 
 } // namespace
@@ -299,18 +348,10 @@ Outcome runCoherenceTest(TestHost& host, CpuAffinity& affinity, CoherenceOptions
         ProgressSpan const span{static_cast<int>(100 * i / pairs.size()),
                                 static_cast<int>(100 * (i + 1) / pairs.size())};
         PairResult const result = runPair(host, affinity, pairs[i], options, span);
-        if (result.m_wrong) {
-            reportWrong(host, pairs[i], *result.m_wrong);
-            failed = true;
-        }
-        if (result.m_unusable) {
-            host.problem({kEventCoreNotUsable,
-                          {{"Core", std::to_string(result.m_unusable->first)},
-                           {"Reason", errorText(result.m_unusable->second)}}});
-            return failed ? Outcome::Fail : Outcome::CannotRun;
-        }
-        if (!result.m_finished)
-            return failed ? Outcome::Fail : Outcome::Stopped;
+        auto const last = reportPair(host, pairs[i], result, options.m_patienceSeconds);
+        failed = failed || result.m_wrong;
+        if (last)
+            return failed ? Outcome::Fail : *last;
     }
     host.note({kEventCoherenceTested,
                {{"Cores", std::to_string(cores.size())}, {"Pairs", std::to_string(pairs.size())}}});

@@ -5,7 +5,8 @@
 // - "storebuffer": each core stores to its own word, then loads the other's, both in one total order; both
 //   seeing the old value is forbidden (the litmus test SB with fences; Owens, Sarkar, Sewell, "A better x86
 //   memory model: x86-TSO", 2009).
-// A partner that no longer answers is reported as the check it was awaited in, or "meeting".
+// Only a value that was read wrong is a fault. A partner that no longer answers says nothing about the memory:
+// that is told with the check it was awaited in, or "meeting", and the test cannot run.
 //
 //     CoherenceOptions options;
 //     options.m_maxPairs = 128;
@@ -15,6 +16,8 @@
 
 #include <common/TestHost.h>
 #include <cpu/CpuAffinity.h>
+#include <cpu/Patience.h>
+#include <cpu/ThreadTime.h>
 
 #include <cstdint>
 #include <utility>
@@ -31,13 +34,15 @@ struct CoherenceOptions
     unsigned m_maxPairs = 0;
     /// Rounds of each check for each pair.
     unsigned m_rounds = 100000;
-    /// A partner that does not answer for so long is a fault.
+    /// Processor time that a thread spends asking before its partner counts as one that does not answer.
     double m_patienceSeconds = 10.0;
+    ThreadClock m_clock = threadTime;
     LoadTap m_tap = nullptr;
 };
 
 /// One fault "CpuIncoherent" (CoreA, CoreB, Check, Round, Expected, Actual) for each pair and check that went
-/// wrong. NotApplicable, with the problem "CpuSingleCore", where the process may use one core only.
+/// wrong. CannotRun, with the problem "CpuNoAnswer" (Core, Waiting, Check, Round, Seconds), where a partner did
+/// not answer and nothing had gone wrong before. NotApplicable, with the problem "CpuSingleCore", where the process may use one core only.
 Outcome runCoherenceTest(TestHost& host, CpuAffinity& affinity, CoherenceOptions const& options);
 
 /// At most `most` pairs of the cores in order of their distance in a ring, each pair once; the first ones

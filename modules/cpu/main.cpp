@@ -26,6 +26,7 @@ TimedHost s_host;
 Parameter* s_seconds = nullptr;
 Parameter* s_pairs = nullptr;
 Parameter* s_rounds = nullptr;
+Parameter* s_patience = nullptr;
 Parameter* s_seed = nullptr;
 
 CoreTestOptions coreOptions(bool allAtOnce)
@@ -61,6 +62,7 @@ TestResult coherence(DiagDevice const&)
         CoherenceOptions options;
         options.m_maxPairs = s_pairs->value().valueUint32();
         options.m_rounds = s_rounds->value().valueUint32();
+        options.m_patienceSeconds = s_patience->value().valueDouble();
         return runCoherenceTest(host, systemAffinity(), options);
     });
 }
@@ -84,6 +86,8 @@ int main(int argc, char** argv)
         DiagModule::createParameter("SecondsPerCore", DataType::DOUBLE(), "2", false, false, "0..86400");
     s_pairs = DiagModule::createParameter("MaxPairs", DataType::UINT32(), "0", false, false, "0..");
     s_rounds = DiagModule::createParameter("Rounds", DataType::UINT32(), "100000", false, false, "1..");
+    s_patience =
+        DiagModule::createParameter("PatienceSeconds", DataType::DOUBLE(), "10", false, false, "0.1..3600");
     s_seed = createSeedParameter();
     s_host.createEvents(kEvents);
     s_host.createTexts(kTexts);
@@ -92,7 +96,10 @@ int main(int argc, char** argv)
         ->addParameter(s_seconds)
         ->addParameter(s_seed);
     createCpuTest("vector", eachCore<vectorKernels>)->addParameter(s_seconds)->addParameter(s_seed);
-    createCpuTest("coherence", coherence)->addParameter(s_pairs)->addParameter(s_rounds);
+    createCpuTest("coherence", coherence)
+        ->addParameter(s_pairs)
+        ->addParameter(s_rounds)
+        ->addParameter(s_patience);
     createCpuTest("allcores", allCores)->addParameter(s_seconds)->addParameter(s_seed);
     return DiagModule::start();
 }

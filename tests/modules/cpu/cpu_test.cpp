@@ -7,7 +7,9 @@
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <set>
+#include <thread>
 
 namespace krel5::modules::cpu {
 namespace {
@@ -264,6 +266,76 @@ TEST(Coherence, faultThatWasFoundBeforeAStopStaysAFailure)
     EXPECT_EQ(runCoherenceTest(host, cores, shortRun(bitFlipThatIsTold)), Outcome::Fail);
     EXPECT_EQ(host.m_faults.size(), 1u);
     EXPECT_TRUE(host.m_notes.empty()) << "it was stopped before the other pairs";
+}
+
+/// Seconds that the clock has run on: a full slice with each question.
+double s_threadSeconds = 0;
+double fullSlices() noexcept { return s_threadSeconds += Patience::kLongestSlice; }
+
+TEST(Patience, countsTheThreadsOwnTimeAndNoPause)
+{
+    s_threadSeconds = 0;
+    Patience patience(10 * Patience::kLongestSlice, fullSlices);
+    for (int asked = 1; asked <= 10; ++asked) {
+        EXPECT_FALSE(patience.isOver()) << asked;
+        s_threadSeconds += 3600; // the virtual machine was paused
+    }
+    EXPECT_FALSE(Patience(0, []() noexcept { return 7.0; }).isOver());
+    while (s_threadSeconds < 1e6 && !patience.isOver()) {
+    }
+    EXPECT_LT(s_threadSeconds, 1e5) << "it ends";
+}
+
+TEST(ThreadTime, runsWithWorkOnly)
+{
+    double const before = threadTime();
+    while (threadTime() - before < 0.02) {
+    }
+    double const start = threadTime();
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_LT(threadTime() - start, 0.05);
+}
+
+/// Core two holds still in its first load until the other has asked `s_mostQuestions` times.
+std::atomic<unsigned> s_questions{0};
+unsigned s_mostQuestions = 0;
+std::uint64_t stillOnCoreTwo(unsigned core, std::uint64_t loaded) noexcept
+{
+    while (core == 2 && s_questions < s_mostQuestions)
+        std::this_thread::yield();
+    return loaded;
+}
+double noTimeAtAll() noexcept { return ++s_questions, 0.0; }
+
+CoherenceOptions besideAStillCore(double patienceSeconds, unsigned mostQuestions)
+{
+    CoherenceOptions options = shortRun(stillOnCoreTwo);
+    options.m_patienceSeconds = patienceSeconds;
+    options.m_clock = noTimeAtAll;
+    s_questions = 0;
+    s_mostQuestions = mostQuestions;
+    return options;
+}
+
+TEST(Coherence, isNotJudgedByAPartnerThatNeverAnswers)
+{
+    ReportLog host;
+    PaperCores cores({1, 2});
+    // Out of patience with the first question of any wait: the one that core two's stillness makes, if none before.
+    EXPECT_EQ(runCoherenceTest(host, cores, besideAStillCore(-1, 1)), Outcome::CannotRun);
+    EXPECT_TRUE(host.m_faults.empty());
+    ASSERT_EQ(host.m_problems.size(), 1u);
+    EXPECT_EQ(host.m_problems[0].rfind("CpuNoAnswer Core=", 0), 0u) << host.m_problems[0];
+    EXPECT_NE(host.m_problems[0].find(" Seconds=-1"), std::string::npos);
+    EXPECT_TRUE(host.m_notes.empty()) << "nothing was tested";
+}
+
+TEST(Coherence, waitsForAPartnerWithoutUsingTime)
+{
+    ReportLog host;
+    PaperCores cores({1, 2});
+    EXPECT_EQ(runCoherenceTest(host, cores, besideAStillCore(0, 1000)), Outcome::Pass);
+    EXPECT_GE(s_questions, 1000u);
 }
 
 TEST(Coherence, holdsForEveryPairOfSoundCores)
