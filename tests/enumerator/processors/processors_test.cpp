@@ -270,21 +270,108 @@ TEST(Processors, DamagedAttributesCostFactsOnly)
     }
 }
 
-TEST(CpuInfo, Arm)
+TEST(Processors, AHybridSaysWhatItIsMadeOf)
 {
-    CpuInfo const info("processor\t: 0\nFeatures\t: fp asimd\nCPU implementer\t: 0x41\nCPU architecture: 8\n"
-                       "CPU part\t: 0xd4e\nCPU revision\t: 1\n\nprocessor\t: 1\nCPU implementer\t: 0x51\nCPU "
-                       "part : 0x001\n");
-    EXPECT_EQ(info.processors(), (std::vector<unsigned>{0, 1}));
-    CpuFacts const facts = info.facts(0);
-    EXPECT_EQ(facts.model, "Cortex-X3");
-    EXPECT_EQ(facts.vendor, "ARM");
-    EXPECT_EQ(facts.architecture, "ARMv8");
-    EXPECT_EQ(facts.stepping, 1);
-    EXPECT_EQ(facts.flags, (std::vector<std::string>{"fp", "asimd"}));
-    EXPECT_EQ(info.facts(1).vendor, "Qualcomm");
-    EXPECT_EQ(info.model(1), "Processor part 0x001");
-    EXPECT_EQ(info.facts(7).model, std::nullopt);
+    MemoryRoot root = laptop(); // cores of processors 0 and 2, and 1 and 3
+    root.file("sys/devices/cpu_core/cpus", "0,2\n").file("sys/devices/cpu_atom/cpus", "1,3\n");
+    RecordingSink const x86 = discovered(root);
+    EXPECT_EQ(fact(x86, "CPU:0", "CoreKinds"), "1 x Performance core, 1 x Efficient core");
+    EXPECT_EQ(fact(x86, "CPU:0:CORE:1", "CoreKind"), "Efficient core");
+    EXPECT_EQ(fact(discovered(laptop()), "CPU:0", "CoreKinds"), "-");
+    EXPECT_EQ(fact(discovered(laptop()), "CPU:0:CORE:1", "CoreKind"), "-");
+
+    MemoryRoot arm;
+    std::string info;
+    for (unsigned cpu = 0; cpu < 6; ++cpu) {
+        addProcessor(arm, cpu, 0, static_cast<int>(cpu), std::to_string(cpu), "0-5");
+        info += "processor\t: " + std::to_string(cpu) + "\nCPU implementer\t: 0x41\nCPU architecture: 8\n" +
+                "CPU part\t: " + (cpu < 4 ? "0xd03" : "0xd08") + "\n\n";
+    }
+    arm.file("proc/cpuinfo", info);
+    RecordingSink const chip = discovered(arm);
+    EXPECT_EQ(fact(chip, "CPU:0", "Model"), "Cortex-A53 + Cortex-A72");
+    EXPECT_EQ(fact(chip, "CPU:0", "CoreKinds"), "4 x Cortex-A53, 2 x Cortex-A72");
+    EXPECT_EQ(fact(chip, "CPU:0:CORE:5", "Model"), "Cortex-A72");
+}
+
+TEST(CpuInfo, ProcessorsOfEveryFamilyHaveAName)
+{
+    struct Case
+    {
+        char const* content;
+        char const *model, *vendor, *architecture, *stepping, *lastFlag; ///< "-": none
+        std::uint64_t megahertz;
+    };
+    Case const cases[] = {
+        {"processor\t: 0\nFeatures\t: fp asimd\nCPU implementer\t: 0x41\nCPU architecture: 8\nCPU variant\t: "
+         "0x1\n"
+         "CPU part\t: 0xd4e\nCPU revision\t: 2\n",
+         "Cortex-X3", "ARM", "ARMv8", "r1p2", "asimd", 0},
+        {"processor\t: 0\nCPU implementer\t: 0x61\nCPU architecture: AArch64\nCPU part\t: 0x023\n",
+         "Firestorm (M1)", "Apple", "ARMv8", "-", "-", 0},
+        {"processor : 0\nCPU implementer : 0x53\nCPU part : 0x777\n", "Samsung part 0x777", "Samsung", "ARM",
+         "-", "-", 0},
+        {"processor : 0\nCPU implementer : 0x99\nCPU part : 0x777\n", "Processor part 0x777", "-", "ARM", "-",
+         "-", 0},
+        // 32-bit kernels, new and old: a board of four cores, and one of a single core without any number
+        {"processor\t: 0\nmodel name\t: ARMv7 Processor rev 4 (v7l)\nFeatures\t: half thumb neon\n"
+         "CPU implementer\t: 0x41\nCPU architecture: 7\nCPU variant\t: 0x0\nCPU part\t: 0xd03\nCPU "
+         "revision\t: 4\n",
+         "Cortex-A53", "ARM", "ARMv7", "r0p4", "neon", 0},
+        {"Processor\t: ARMv7 Processor rev 10 (v7l)\nprocessor\t: 0\nBogoMIPS\t: 1581.05\n\nprocessor\t: 1\n"
+         "BogoMIPS\t: 1581.05\n\nFeatures\t: swp half thumb\nCPU implementer\t: 0x41\nCPU architecture: 7\n"
+         "CPU variant\t: 0x2\nCPU part\t: 0xc09\nCPU revision\t: 10\n\nHardware\t: Freescale i.MX 6Quad\n"
+         "Revision\t: 63012\nSerial\t\t: 0000000000000000\n",
+         "Cortex-A9", "ARM", "ARMv7", "r2p10", "thumb", 0},
+        {"Processor\t: ARM926EJ-S rev 5 (v5l)\nBogoMIPS\t: 226.09\nFeatures\t: swp java\n\nHardware\t: "
+         "Example\n",
+         "ARM926EJ-S rev 5 (v5l)", "-", "-", "-", "java", 0},
+        {"processor\t: 0\nhart\t\t: 2\nisa\t\t: rv64imafdc_zicsr_zba\nmmu\t\t: sv39\nuarch\t\t: "
+         "sifive,u74-mc\n"
+         "mvendorid\t: 0x489\nmarchid\t\t: 0x8000000000000007\n",
+         "SiFive U74-MC", "SiFive", "RISC-V 64-bit", "-", "zba", 0},
+        {"processor\t: 0\nisa\t\t: rv64imafdcv_sscofpmf\nmvendorid\t: 0x5b7\n", "T-Head RISC-V rv64imafdcv",
+         "T-Head", "RISC-V 64-bit", "-", "sscofpmf", 0},
+        {"processor\t: 0\nisa\t\t: rv32imac\n", "RISC-V rv32imac", "-", "RISC-V 32-bit", "-", "rv32imac", 0},
+        {"system type\t\t: generic-loongson-machine\n\nprocessor\t\t: 0\npackage\t\t\t: 0\ncore\t\t\t: 0\n"
+         "CPU Family\t\t: Loongson-64bit\nModel Name\t\t: Loongson-3A5000-HV\nCPU MHz\t\t\t: 2500.00\n"
+         "ISA\t\t\t: loongarch32 loongarch64\nFeatures\t\t: cpucfg lsx lasx\n",
+         "Loongson-3A5000-HV", "Loongson", "LoongArch 64-bit", "-", "lasx", 2500},
+        {"vendor_id       : IBM/S390\n# processors    : 2\nbogomips per cpu: 3033.00\nfeatures\t: esan3 "
+         "zarch vx\n"
+         "processor 0: version = FF,  identification = 0133E8,  machine = 2964\n"
+         "processor 1: version = FF,  identification = 0133E8,  machine = 2964\n\ncpu number      : 0\n"
+         "cpu MHz dynamic : 5000\ncpu MHz static  : 5000\n\n",
+         "IBM z13", "IBM", "s390x", "-", "vx", 5000},
+        {"cpu\t\t: UltraSparc T5 (Niagara5)\nfpu\t\t: UltraSparc T5 integrated FPU\ntype\t\t: sun4v\n"
+         "ncpus active\t: 1\nCpu0ClkTck\t: 00000000d6924470\nState:\nCPU0:\t\tonline\n",
+         "UltraSparc T5 (Niagara5)", "-", "SPARC", "-", "-", 3599},
+        {"processor\t: 0\ncpu\t\t: POWER9, altivec supported\nclock\t\t: 2300.000000MHz\n"
+         "revision\t: 2.2 (pvr 004e 1202)\n\ntimebase\t: 512000000\nplatform\t: PowerNV\n",
+         "POWER9", "IBM", "PowerPC", "2.2", "-", 2300},
+        {"system type\t\t: MT7621\nmachine\t\t\t: Router\nprocessor\t\t: 0\ncpu model\t\t: MIPS 1004Kc "
+         "V2.15\n",
+         "MIPS 1004Kc V2.15", "-", "MIPS", "-", "-", 0},
+        {"processor\t: 0\nvendor_id\t: AuthenticAMD\ncpu family\t: 25\nmodel\t\t: 33\nmodel name\t: unknown\n"
+         "stepping\t: 2\nflags\t\t: fpu lm sse2\n",
+         "AuthenticAMD family 25 model 33", "AuthenticAMD", "x86-64", "2", "sse2", 0},
+        {"processor\t: 0\nvendor_id\t: GenuineIntel\nmodel name\t: Pentium III\nflags\t\t: fpu sse\n",
+         "Pentium III", "GenuineIntel", "x86", "-", "sse", 0},
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.model);
+        CpuInfo const info(c.content);
+        CpuFacts const facts = info.facts(0);
+        EXPECT_EQ(facts.model.value_or("-"), c.model);
+        EXPECT_EQ(facts.vendor.value_or("-"), c.vendor);
+        EXPECT_EQ(facts.architecture.value_or("-"), c.architecture);
+        EXPECT_EQ(facts.stepping.value_or("-"), c.stepping);
+        EXPECT_EQ(facts.flags.empty() ? "-" : facts.flags.back(), c.lastFlag);
+        EXPECT_EQ(info.hertz(0).value_or(0) / 1'000'000, c.megahertz);
+    }
+    CpuInfo const numbered("processor : 0\nmodel name : Test\n\nprocessor : 1\nmodel name : Other\n");
+    EXPECT_EQ(numbered.processors(), (std::vector<unsigned>{0, 1}));
+    EXPECT_EQ(numbered.facts(7).model, std::nullopt);
 }
 
 TEST(CpuInfo, Garbage)

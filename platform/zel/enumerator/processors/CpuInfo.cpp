@@ -1,7 +1,9 @@
 #include <zel/enumerator/processors/CpuInfo.h>
 
+#include <zel/enumerator/processors/CpuNames.h>
 #include <zel/enumerator/root/Text.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 
@@ -12,6 +14,7 @@ namespace {
 using Text = std::optional<std::string>;
 
 constexpr std::size_t kMaxProcessors = 1u << 16;
+constexpr std::size_t kMaxCommon = 16; // SPARC and old ARM have two
 
 std::optional<std::int64_t> number(Text const& text) { return text ? text::toNumber(*text) : std::nullopt; }
 
@@ -28,37 +31,33 @@ std::optional<std::uint64_t> megahertz(Text const& text)
     return static_cast<std::uint64_t>(std::llround(value * 1e6));
 }
 
-struct ArmName
+/// The number in the line that says which processor a block is about. It stands in the first line or, behind what is
+/// told of the machine as well (old ARM, MIPS), soon after; finding it must not cost a look at the other twenty.
+std::optional<std::int64_t> processorOf(std::string_view block)
 {
-    unsigned number;
-    char const* name;
-};
-
-// Main ID register: implementer, and part numbers of the architecture's own designs (Arm CPU reference
-// manuals).
-constexpr ArmName kImplementers[] = {
-    {0x41, "ARM"},    {0x42, "Broadcom"}, {0x43, "Cavium"},   {0x46, "Fujitsu"}, {0x48, "HiSilicon"},
-    {0x4e, "NVIDIA"}, {0x50, "APM"},      {0x51, "Qualcomm"}, {0x53, "Samsung"}, {0x56, "Marvell"},
-    {0x61, "Apple"},  {0x69, "Intel"},    {0x70, "Phytium"},  {0xc0, "Ampere"},
-};
-constexpr ArmName kParts[] = {
-    {0xb76, "ARM1176"},     {0xc05, "Cortex-A5"},   {0xc07, "Cortex-A7"},   {0xc08, "Cortex-A8"},
-    {0xc09, "Cortex-A9"},   {0xc0e, "Cortex-A17"},  {0xc0f, "Cortex-A15"},  {0xd03, "Cortex-A53"},
-    {0xd04, "Cortex-A35"},  {0xd05, "Cortex-A55"},  {0xd07, "Cortex-A57"},  {0xd08, "Cortex-A72"},
-    {0xd09, "Cortex-A73"},  {0xd0a, "Cortex-A75"},  {0xd0b, "Cortex-A76"},  {0xd0c, "Neoverse-N1"},
-    {0xd0d, "Cortex-A77"},  {0xd40, "Neoverse-V1"}, {0xd41, "Cortex-A78"},  {0xd44, "Cortex-X1"},
-    {0xd46, "Cortex-A510"}, {0xd47, "Cortex-A710"}, {0xd48, "Cortex-X2"},   {0xd49, "Neoverse-N2"},
-    {0xd4a, "Neoverse-E1"}, {0xd4b, "Cortex-A78C"}, {0xd4d, "Cortex-A715"}, {0xd4e, "Cortex-X3"},
-    {0xd4f, "Neoverse-V2"}, {0xd80, "Cortex-A520"}, {0xd81, "Cortex-A720"}, {0xd82, "Cortex-X4"},
-};
-
-template <std::size_t Size>
-Text nameOf(ArmName const (&names)[Size], std::optional<std::int64_t> number)
-{
-    for (ArmName const& row : names)
-        if (number == row.number)
-            return row.name;
+    constexpr int kLines = 4;
+    for (int line = 0; line < kLines && !block.empty(); ++line) {
+        std::size_t const end = std::min(block.find('\n'), block.size());
+        std::string_view const text = block.substr(0, end);
+        block.remove_prefix(std::min(end + 1, block.size()));
+        std::size_t const colon = text.find(':');
+        std::string_view const key = text::trimmed(text.substr(0, std::min(colon, text.size())));
+        if (colon != std::string_view::npos && (key == "processor" || key == "cpu number"))
+            return text::toNumber(text.substr(colon + 1));
+    }
     return std::nullopt;
+}
+
+void addFlags(std::string_view flags, char separator, CpuFacts& facts)
+{
+    for (std::string_view const flag : text::split(flags, separator))
+        if (!flag.empty())
+            facts.flags.emplace_back(flag);
+}
+
+bool hasFlag(CpuFacts const& facts, std::string_view flag)
+{
+    return std::find(facts.flags.begin(), facts.flags.end(), flag) != facts.flags.end();
 }
 
 } // namespace
@@ -70,18 +69,12 @@ CpuInfo::CpuInfo(std::string content) : m_content(std::move(content))
         std::size_t const end = rest.find("\n\n");
         std::string_view const block = rest.substr(0, end);
         rest = end == std::string_view::npos ? std::string_view() : rest.substr(end + 2);
-        // The number stands in the first line; finding it must not cost a look at the other twenty.
-        std::string_view const line =
-            text::firstLine(block.substr(std::min(block.find_first_not_of('\n'), block.size())));
-        std::size_t const colon = line.find(':');
-        auto const processor =
-            colon == std::string_view::npos || text::trimmed(line.substr(0, colon)) != "processor"
-                ? std::nullopt
-                : text::toNumber(line.substr(colon + 1));
+        std::string_view const lines = block.substr(std::min(block.find_first_not_of('\n'), block.size()));
+        auto const processor = processorOf(lines);
         if (processor && *processor >= 0 && *processor < static_cast<std::int64_t>(kMaxProcessors))
-            m_blocks.emplace(static_cast<unsigned>(*processor), block);
-        else if (!text::trimmed(block).empty())
-            m_common = block;
+            m_blocks.emplace(static_cast<unsigned>(*processor), lines);
+        else if (!text::trimmed(lines).empty() && m_common.size() < kMaxCommon)
+            m_common.push_back(lines);
     }
 }
 
@@ -95,8 +88,12 @@ std::vector<unsigned> CpuInfo::processors() const
 
 Text CpuInfo::field(unsigned processor, std::string_view key) const
 {
-    auto const block = m_blocks.find(processor);
-    for (std::string_view rest : {block == m_blocks.end() ? std::string_view() : block->second, m_common}) {
+    auto const own = m_blocks.find(processor);
+    for (std::size_t i = 0; i <= m_common.size(); ++i) {
+        // Its own block first, then the common ones, the last first.
+        std::string_view rest = i > 0                   ? m_common[m_common.size() - i]
+                                : own == m_blocks.end() ? std::string_view()
+                                                        : own->second;
         while (!rest.empty()) {
             std::size_t const end = std::min(rest.find('\n'), rest.size());
             std::string_view const line = rest.substr(0, end);
@@ -113,38 +110,141 @@ Text CpuInfo::field(unsigned processor, std::string_view key) const
 
 std::optional<std::uint64_t> CpuInfo::hertz(unsigned processor) const
 {
-    auto const current = megahertz(field(processor, "cpu MHz"));
-    return current ? current : megahertz(field(processor, "clock"));
+    for (char const* key : {"cpu MHz", "clock", "CPU MHz", "cpu MHz dynamic"})
+        if (auto const told = megahertz(field(processor, key)))
+            return told;
+    Text const ticks = field(processor, "Cpu" + std::to_string(processor) + "ClkTck"); // SPARC: hexadecimal
+    auto const hertz = ticks ? text::toHexadecimal(*ticks) : std::nullopt;
+    return hertz && *hertz > 0 ? hertz : std::nullopt;
+}
+
+Text CpuInfo::armModel(unsigned processor) const
+{
+    Text const part = field(processor, "CPU part");
+    auto const implementer = number(field(processor, "CPU implementer"));
+    if (!part || !implementer)
+        return std::nullopt;
+    auto const code = number(part);
+    Text const name = code ? cpunames::armPart(*implementer, *code) : std::nullopt;
+    return name ? name
+                : Text(cpunames::armImplementer(*implementer).value_or("Processor") + " part " + *part);
+}
+
+Text CpuInfo::riscvModel(unsigned processor) const
+{
+    Text const isa = field(processor, "isa");
+    if (Text const design = isa ? field(processor, "uarch") : std::nullopt)
+        return cpunames::riscvDesign(*design);
+    auto const vendor = isa ? number(field(processor, "mvendorid")) : std::nullopt;
+    Text const name = vendor ? cpunames::riscvVendor(*vendor) : std::nullopt;
+    return isa ? Text((name ? *name + " " : "") + "RISC-V " + isa->substr(0, isa->find('_'))) : std::nullopt;
+}
+
+/// "processor 0: version = FF,  identification = 0133E8,  machine = 2964"
+Text CpuInfo::s390Model(unsigned processor) const
+{
+    constexpr std::string_view kMachine = "machine = ";
+    Text const line = field(processor, "processor " + std::to_string(processor));
+    std::size_t const at = line ? line->find(kMachine) : std::string::npos;
+    if (at == std::string::npos)
+        return std::nullopt;
+    std::string const machine = line->substr(at + kMachine.size(), 4);
+    Text const name = cpunames::s390Machine(machine);
+    return name ? name : Text("IBM machine type " + machine);
 }
 
 Text CpuInfo::model(unsigned processor) const
 {
-    if (Text name = text::meaningful(field(processor, "model name")))
-        return name;
-    if (Text const power = field(processor, "cpu")) // "POWER7 (architected), altivec supported"
-        return text::meaningful(std::string_view(*power).substr(0, power->find(',')));
-    Text const part = field(processor, "CPU part");
-    if (!part)
-        return std::nullopt;
-    Text const name =
-        number(field(processor, "CPU implementer")) == 0x41 ? nameOf(kParts, number(part)) : std::nullopt;
-    return name ? name : Text("Processor part " + *part);
+    Text const told = text::meaningful(field(processor, "model name"));
+    if (told && !told->starts_with("ARM") && !told->starts_with("AArch64")) // those name no design
+        return told;
+    if (Text const arm = armModel(processor))
+        return arm;
+    if (Text const cpu = field(processor, "cpu")) // "POWER7 (architected), altivec supported"
+        return text::meaningful(std::string_view(*cpu).substr(0, cpu->find(',')));
+    for (auto const read : {&CpuInfo::riscvModel, &CpuInfo::s390Model})
+        if (Text const name = (this->*read)(processor))
+            return name;
+    for (char const* key : {"Model Name", "cpu model", "Processor"}) // LoongArch, MIPS, old ARM
+        if (Text const name = text::meaningful(field(processor, key)))
+            return name;
+    Text const vendor = field(processor, "vendor_id"), family = field(processor, "cpu family");
+    if (vendor && family)
+        return *vendor + " family " + *family + " model " + field(processor, "model").value_or("?");
+    return told;
 }
 
 std::optional<std::int64_t> CpuInfo::physicalId(unsigned processor) const
 {
-    return number(field(processor, "physical id"));
+    auto const id = number(field(processor, "physical id"));
+    return id ? id : number(field(processor, "package")); // LoongArch
 }
 
 std::optional<std::int64_t> CpuInfo::coreId(unsigned processor) const
 {
-    return number(field(processor, "core id"));
+    auto const id = number(field(processor, "core id"));
+    return id ? id : number(field(processor, "core"));
+}
+
+void CpuInfo::addX86(unsigned processor, CpuFacts& facts) const
+{
+    addFlags(*field(processor, "flags"), ' ', facts);
+    facts.architecture = hasFlag(facts, "lm") ? "x86-64" : "x86"; // long mode
+    facts.stepping = field(processor, "stepping");
+}
+
+void CpuInfo::addArm(unsigned processor, CpuFacts& facts) const
+{
+    addFlags(field(processor, "Features").value_or(""), ' ', facts);
+    Text const version = field(processor, "CPU architecture");
+    facts.architecture = !version ? "ARM" : "ARMv" + (*version == "AArch64" ? "8" : *version);
+    if (auto const implementer = number(field(processor, "CPU implementer")))
+        facts.vendor = cpunames::armImplementer(*implementer);
+    auto const variant = number(field(processor, "CPU variant"));
+    auto const revision = number(field(processor, "CPU revision"));
+    if (variant && revision)
+        facts.stepping = "r" + std::to_string(*variant) + "p" + std::to_string(*revision);
+}
+
+void CpuInfo::addRiscv(unsigned processor, CpuFacts& facts) const
+{
+    Text const isa = field(processor, "isa");
+    addFlags(*isa, '_', facts);
+    facts.architecture = isa->starts_with("rv32") ? "RISC-V 32-bit" : "RISC-V 64-bit";
+    auto const vendor = number(field(processor, "mvendorid"));
+    facts.vendor = vendor ? cpunames::riscvVendor(*vendor) : std::nullopt;
+}
+
+void CpuInfo::addOther(unsigned processor, CpuFacts& facts) const
+{
+    Text const isa = field(processor, "ISA"), type = field(processor, "type");
+    if (facts.vendor == "IBM/S390") {
+        facts.vendor = "IBM";
+        facts.architecture = "s390x";
+    } else if (isa && isa->starts_with("loongarch")) {
+        facts.vendor = "Loongson";
+        facts.architecture =
+            isa->find("loongarch64") != std::string::npos ? "LoongArch 64-bit" : "LoongArch 32-bit";
+    } else if (type && type->starts_with("sun4")) {
+        facts.architecture = "SPARC";
+    } else if (field(processor, "cpu model")) {
+        facts.architecture = "MIPS";
+    } else if (field(processor, "cpu")) {
+        facts.architecture = "PowerPC";
+        if (facts.model && facts.model->starts_with("POWER"))
+            facts.vendor = "IBM";
+        if (Text const revision = field(processor, "revision")) // "2.1 (pvr 003f 0201)"
+            facts.stepping = revision->substr(0, revision->find(' '));
+    }
+    for (char const* key : {"features", "Features"})
+        if (Text const flags = field(processor, key); flags && facts.flags.empty())
+            addFlags(*flags, ' ', facts);
 }
 
 CpuFacts CpuInfo::facts(unsigned processor) const
 {
     CpuFacts facts;
-    if (m_blocks.count(processor) == 0)
+    if (!m_blocks.empty() && m_blocks.count(processor) == 0)
         return facts;
     facts.vendor = field(processor, "vendor_id");
     facts.model = model(processor);
@@ -152,23 +252,14 @@ CpuFacts CpuInfo::facts(unsigned processor) const
     facts.addressSizes = field(processor, "address sizes");
     facts.family = number(field(processor, "cpu family"));
     facts.modelNumber = number(field(processor, "model"));
-    facts.stepping = number(field(processor, "stepping"));
-    Text flags = field(processor, "flags");
-    if (flags) {
-        facts.architecture = "x86";
-    } else if (auto const implementer = number(field(processor, "CPU implementer"))) {
-        flags = field(processor, "Features");
-        facts.architecture = "ARM";
-        if (auto const version = number(field(processor, "CPU architecture")))
-            *facts.architecture += "v" + std::to_string(*version);
-        facts.vendor = nameOf(kImplementers, implementer);
-        facts.stepping = number(field(processor, "CPU revision"));
-    } else if (field(processor, "cpu")) {
-        facts.architecture = "PowerPC";
-    }
-    for (std::string_view const flag : text::split(flags ? *flags : std::string_view(), ' '))
-        if (!flag.empty())
-            facts.flags.emplace_back(flag);
+    if (field(processor, "flags"))
+        addX86(processor, facts);
+    else if (field(processor, "CPU implementer"))
+        addArm(processor, facts);
+    else if (field(processor, "isa"))
+        addRiscv(processor, facts);
+    else
+        addOther(processor, facts);
     return facts;
 }
 

@@ -16,7 +16,8 @@ namespace zel {
 struct CpuFacts
 {
     std::optional<std::string> vendor, model, microcode, addressSizes, architecture;
-    std::optional<std::int64_t> family, modelNumber, stepping;
+    std::optional<std::string> stepping; ///< "5"; "r1p2" of ARM
+    std::optional<std::int64_t> family, modelNumber;
     std::vector<std::string> flags; ///< "flags" of x86, "Features" of ARM
 };
 
@@ -38,10 +39,17 @@ public:
 
 private:
     std::optional<std::string> field(unsigned processor, std::string_view key) const;
+    std::optional<std::string> armModel(unsigned processor) const;
+    std::optional<std::string> riscvModel(unsigned processor) const;
+    std::optional<std::string> s390Model(unsigned processor) const;
+    void addX86(unsigned processor, CpuFacts& facts) const;
+    void addArm(unsigned processor, CpuFacts& facts) const;
+    void addRiscv(unsigned processor, CpuFacts& facts) const;
+    void addOther(unsigned processor, CpuFacts& facts) const;
 
     std::string m_content;
     std::map<unsigned, std::string_view> m_blocks; ///< by logical processor; into m_content
-    std::string_view m_common;                     ///< the last block without a number (POWER, old ARM)
+    std::vector<std::string_view> m_common;        ///< blocks without a number (POWER, s390, old ARM)
 };
 
 } // namespace zel

@@ -80,6 +80,7 @@ public:
     {
         for (unsigned const processor : m_online)
             addProcessor(processor);
+        addKinds();
         bool const idsKnown = std::all_of(m_packages.begin(), m_packages.end(),
                                           [](CpuPackage const& p) { return p.id.has_value(); });
         for (std::size_t i = 0; i < m_packages.size(); ++i)
@@ -172,6 +173,24 @@ private:
             cache.ways = m_root.number(index + "ways_of_associativity");
             cache.sets = m_root.number(index + "number_of_sets");
             package.caches.push_back(std::move(cache));
+        }
+    }
+
+    /// A hybrid processor has a counter unit for each kind of its cores.
+    void addKinds()
+    {
+        for (auto const& [unit, kind] :
+             {std::pair{"cpu_core", "Performance core"}, std::pair{"cpu_atom", "Efficient core"},
+              std::pair{"cpu_lowpower", "Low-power efficient core"}}) {
+            auto const line = m_root.read(std::string("sys/devices/") + unit + "/cpus", 1u << 16);
+            auto const processors = line ? text::toList(*line) : std::nullopt;
+            if (!processors)
+                continue;
+            for (CpuPackage& package : m_packages)
+                for (CpuCore& core : package.cores)
+                    if (std::find(processors->begin(), processors->end(), core.threads.front()) !=
+                        processors->end())
+                        core.kind = kind;
         }
     }
 

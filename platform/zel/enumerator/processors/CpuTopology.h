@@ -17,6 +17,7 @@ struct CpuCore
 {
     Processors threads;
     std::optional<std::int64_t> id; ///< the firmware's number; not unique over packages or clusters
+    char const* kind = nullptr;     ///< "Performance core"; null where all are of one kind
 };
 
 struct CpuCache

@@ -69,6 +69,34 @@ std::optional<std::int32_t> idOf(std::optional<std::int64_t> id)
                                                 : std::nullopt;
 }
 
+using Tally = std::vector<std::pair<std::string, unsigned>>;
+
+/// How many cores of a package are of each kind, in the order of the first of each.
+template <typename KindOf>
+Tally tally(CpuPackage const& package, KindOf kindOf)
+{
+    Tally kinds;
+    for (CpuCore const& core : package.cores) {
+        std::optional<std::string> const kind = kindOf(core);
+        auto const known = std::find_if(kinds.begin(), kinds.end(),
+                                        [&kind](auto const& entry) { return entry.first == kind; });
+        if (known != kinds.end())
+            ++known->second;
+        else if (kind)
+            kinds.emplace_back(*kind, 1u);
+    }
+    return kinds;
+}
+
+/// "6 x Performance core, 8 x Efficient core"; nothing where all are of one kind.
+std::optional<std::string> kindsText(Tally const& kinds)
+{
+    std::string text;
+    for (auto const& [kind, count] : kinds)
+        text += (text.empty() ? "" : ", ") + std::to_string(count) + " x " + kind;
+    return kinds.size() > 1 ? std::optional(text) : std::nullopt;
+}
+
 /// Describes one package after the other.
 class Describer
 {
@@ -150,7 +178,14 @@ private:
 
     void addPackage(CpuPackage const& package, SmbiosProcessor const* socket, Clocks const& clocks)
     {
-        CpuFacts const facts = m_info.facts(package.threads.front());
+        CpuFacts facts = m_info.facts(package.threads.front());
+        auto const models =
+            tally(package, [this](CpuCore const& core) { return m_info.model(core.threads.front()); });
+        if (models.size() > 1) { // each kind is a design of its own, as in an ARM chip
+            facts.model.reset();
+            for (auto const& [model, count] : models)
+                facts.model = facts.model ? *facts.model + " + " + model : model;
+        }
         DeviceDescription device;
         device.type = C::CPU();
         device.capabilities = capabilitiesOf(facts, package);
@@ -164,13 +199,17 @@ private:
         device.add("Architecture", facts.architecture);
         device.add("CpuFamily", narrow(facts.family));
         device.add("CpuModel", narrow(facts.modelNumber));
-        device.add("Stepping", narrow(facts.stepping));
+        device.add("Stepping", facts.stepping);
         device.add("Microcode", facts.microcode);
         device.add("AddressSizes", facts.addressSizes);
         device.add("PackageId", idOf(package.id));
         if (!package.cores.empty())
             device.properties.emplace_back("CoreCount",
                                            ValueImp(static_cast<unsigned>(package.cores.size())));
+        auto kinds = tally(package, [](CpuCore const& core) {
+            return core.kind ? std::optional<std::string>(core.kind) : std::nullopt;
+        });
+        device.add("CoreKinds", kindsText(kinds.size() > 1 ? kinds : models));
         device.properties.emplace_back("ThreadCount",
                                        ValueImp(static_cast<unsigned>(package.threads.size())));
         device.properties.emplace_back("LogicalProcessors", numbersOf(package.threads));
@@ -189,6 +228,7 @@ private:
         device.osLocator = processorNames(core.threads);
         device.add("Model", m_info.model(first)); // of each: cores of one package may differ
         device.add("CoreId", idOf(core.id));
+        device.add("CoreKind", core.kind ? std::optional(core.kind) : std::nullopt);
         device.properties.emplace_back("ThreadCount", ValueImp(static_cast<unsigned>(core.threads.size())));
         device.properties.emplace_back("LogicalProcessors", numbersOf(core.threads));
         addClocks(clocks, device);
