@@ -37,10 +37,11 @@ public:
     Value(int value);          ///< INT32
     Value(unsigned int value); ///< UINT32
     /// The first of INT32, UINT32 and UINT64 that holds the number. A number below -2147483648, which no
-    /// integer type holds, is refused with InvalidDataTypeException.
+    /// integer type holds, is refused with InvalidDataTypeException, which names it.
     Value(long value);
     Value(long long value);
-    /// UINT32 when that holds the number, else UINT64.
+    /// UINT64, whatever the number, where the type has 64 bits (std::uint64_t and std::size_t come here), else
+    /// UINT32.
     Value(unsigned long value);
     Value(unsigned long long value); ///< UINT64, whatever the number
     Value(bool value);               ///< BOOLEAN
@@ -62,8 +63,8 @@ public:
     /// Empty: zero, false, "" or an array without elements. A type outside the table is taken as STRING.
     explicit Value(DataType const& type);
     /// Reads a text as a person writes it ("42", "0x2A", "true", "12.5%", "16 GiB", "a, b"; docs/values.md
-    /// has all forms). Raises InternalException, which names text and type, for a text that is none of the
-    /// type.
+    /// has all forms). Raises InvalidCreationException, which names text and type, for a text that is none of
+    /// the type.
     Value(KrelString const& text, DataType type);
     /// For the library's own use: a copy of the model's value.
     explicit Value(zel::ValueImp const& value);

@@ -7,11 +7,11 @@
 namespace zel {
 namespace {
 
-template <typename Number>
-String fromNumber(Number value)
+template <typename Number, typename... Format>
+String fromNumber(Number value, Format... format)
 {
     char text[32];
-    auto const result = std::to_chars(text, text + sizeof text, value);
+    auto const result = std::to_chars(text, text + sizeof text, value, format...);
     return String(std::string_view(text, static_cast<std::size_t>(result.ptr - text)));
 }
 
@@ -94,7 +94,9 @@ String String::number(double value)
         return String("nan");
     if (std::isinf(value))
         return String(value < 0 ? "-inf" : "inf");
-    return fromNumber(value);
+    double const amount = std::fabs(value);
+    bool const readsPlainly = value == 0 || (amount >= 1e-5 && amount < 1e15);
+    return readsPlainly ? fromNumber(value, std::chars_format::fixed) : fromNumber(value);
 }
 
 std::string String::toUtf8() const

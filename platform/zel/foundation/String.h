@@ -62,7 +62,8 @@ public:
     static String number(std::uint64_t value);
     static String number(int value) { return number(static_cast<std::int64_t>(value)); }
     static String number(unsigned value) { return number(static_cast<std::uint64_t>(value)); }
-    /// Shortest text that reads back as the same number; "nan", "inf", "-inf" for what is not finite.
+    /// Shortest text that reads back as the same number, without an exponent from 0.00001 up to below 10^15;
+    /// "nan", "inf", "-inf" for what is not finite.
     static String number(double value);
 
     std::size_t size() const noexcept { return m_units.size(); }

@@ -185,6 +185,21 @@ TEST(LocalizedString, variablesAndOverride)
     EXPECT_NO_THROW(text.setVariable("n", ValueImp(3u)));
 }
 
+TEST(LocalizedString, numbersFollowTheLanguageOfTheText)
+{
+    LocalizedStringImp text("", "{clock} {rail} {part} {list} {count} {version}");
+    text.setVariable("clock", ValueImp(DiscreteMeasurement(UnitType::HERTZ(), 2400000000u)));
+    text.setVariable("rail",
+                     ValueImp(NonDiscreteMeasurement(UnitType::VOLTS(), 3.3, UnitMagnitude::BASEUNIT(), 2)));
+    text.setVariable("part", ValueImp(12.5, DataTypeImp::PERCENT()));
+    text.setVariable("list", ValueImp(std::vector<DiscreteMeasurement>{{UnitType::BYTES(), 1536},
+                                                                       {UnitType::BYTES(), 1}}));
+    text.setVariable("count", ValueImp(100000));
+    text.setVariable("version", ValueImp("1.5")); // a text stays as it is
+    EXPECT_EQ(utf8(text.resolve(LanguageImp::de())), "2,4 GHz 3,30 V 12,5% 1,5 KiB, 1 B 100000 1.5");
+    EXPECT_EQ(utf8(text.resolve(LanguageImp::en())), "2.4 GHz 3.30 V 12.5% 1.5 KiB, 1 B 100000 1.5");
+}
+
 TEST(Alert, isTheSameAlertForTheSameModuleKeyAndDevice)
 {
     AlertImp const first("mod", "Fan", AlertTypeImp::MESSAGE());

@@ -234,6 +234,12 @@ TEST(Value, isParsedAndPrinted)
         {Type::UINT64(), "18446744073709551616", nullptr},
         {Type::DOUBLE(), "0.1", "0.1"},
         {Type::DOUBLE(), "-1.5e3", "-1500"},
+        {Type::DOUBLE(), "1e5", "100000"},
+        {Type::DOUBLE(), "-0.0001", "-0.0001"},
+        {Type::DOUBLE(), "999999999999999.9", "999999999999999.9"},
+        {Type::DOUBLE(), "1e15", "1e+15"},
+        {Type::DOUBLE(), "0.000001", "1e-06"},
+        {Type::PERCENT(), "100000", "100000%"},
         {Type::DOUBLE(), "0,1", nullptr},
         {Type::DOUBLE(), "nan", nullptr},
         {Type::DOUBLE(), "inf", nullptr},
@@ -390,6 +396,11 @@ TEST(Measurement, isScaledAndPrinted)
         {U::BYTES(), 1023, M::AUTOSCALEUNIT(), "1023 B"},
         {U::BYTES(), 1024, M::AUTOSCALEUNIT(), "1 KiB"},
         {U::BYTES(), 1536, M::AUTOSCALEUNIT(), "1.5 KiB"},
+        {U::BYTES(), 1048570, M::AUTOSCALEUNIT(), "1023.99 KiB"},
+        {U::BYTES(), 1048575, M::AUTOSCALEUNIT(), "1 MiB"},
+        {U::BYTES(), 1048575, M::KILO(), "1024 KiB"}, // asked for
+        {U::HERTZ(), 999999999, M::AUTOSCALEUNIT(), "1 GHz"},
+        {U::METERS(), 999999, M::AUTOSCALEUNIT(), "1000 km"}, // nothing above it
         {U::BYTES(), 500107862016u, M::GIGA(), "465.76 GiB"},
         {U::BYTES(), 1, M::KILO(), "0.000977 KiB"},
         {U::BYTES(), 3, M::MILLI(), "3072 mB"},
@@ -434,6 +445,12 @@ TEST(Measurement, ofARealNumberKeepsItsPrecision)
     EXPECT_EQ(utf8(NonDiscreteMeasurement(U::AMPS(), -0.25, M::BASEUNIT(), 3).toString()), "-250 mA");
     EXPECT_EQ(utf8(NonDiscreteMeasurement(U::CELSIUS(), 0.5, M::BASEUNIT(), 1).toString()), "0.5 \u00B0C");
     EXPECT_EQ(utf8(NonDiscreteMeasurement(U::SECONDS(), 1e-15, M::BASEUNIT(), 15).toString(-1)), "0.001 ps");
+
+    NonDiscreteMeasurement const nearlyOne(U::VOLTS(), 999.96, M::MILLI(), 1);
+    EXPECT_EQ(utf8(nearlyOne.toString()), "1.0000 V");
+    EXPECT_EQ(utf8(nearlyOne.toString(0)), "1 V");
+    EXPECT_EQ(utf8(nearlyOne.toString(2)), "999.96 mV");
+    EXPECT_EQ(utf8(NonDiscreteMeasurement(U::CELSIUS(), -0.04, M::BASEUNIT(), 1).toString()), "0.0 \u00B0C");
 
     // In the magnitude it was given in a value comes back as it was; in others it is rounded once.
     for (double value : {0.1, 0.7, 1e-300, 1e300})

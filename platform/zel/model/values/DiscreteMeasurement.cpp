@@ -49,35 +49,36 @@ double DiscreteMeasurement::value(UnitMagnitude const& magnitude) const
 
 UnitMagnitude DiscreteMeasurement::chosenMagnitude(UnitMagnitude const& magnitude) const
 {
-    return scale::choose(m_unit, static_cast<double>(m_count), magnitude);
+    UnitMagnitude const chosen = scale::choose(m_unit, static_cast<double>(m_count), magnitude);
+    return magnitude == UnitMagnitude::AUTOSCALEUNIT()
+               ? scale::afterRounding(m_unit, chosen, numberText(chosen))
+               : chosen;
 }
 
-namespace {
-
-String numberText(DiscreteMeasurement const& measurement, UnitMagnitude const& magnitude)
+String DiscreteMeasurement::numberText(UnitMagnitude const& magnitude) const
 {
-    UnitType const& unit = measurement.unitType();
-    if (unit.isHexadecimalType())
-        return hexadecimal(measurement.value(), unit.hexadecimalBits());
+    if (m_unit.isHexadecimalType())
+        return hexadecimal(m_count, m_unit.hexadecimalBits());
     if (magnitude == UnitMagnitude::BASEUNIT())
-        return String::number(measurement.value());
-    return scale::brief(measurement.value(magnitude));
+        return String::number(m_count);
+    return scale::brief(value(magnitude));
 }
-
-} // namespace
 
 String DiscreteMeasurement::toString(UnitMagnitude const& magnitude) const
 {
     UnitMagnitude const chosen = chosenMagnitude(magnitude);
-    return scale::withUnit(numberText(*this, chosen), m_unit, chosen);
+    return scale::withUnit(numberText(chosen), m_unit, chosen);
 }
 
 String DiscreteMeasurement::localizedString(UnitMagnitude const& magnitude) const
 {
+    return localizedString(magnitude, GlobalParameters::instance().language());
+}
+
+String DiscreteMeasurement::localizedString(UnitMagnitude const& magnitude, LanguageImp const& language) const
+{
     UnitMagnitude const chosen = chosenMagnitude(magnitude);
-    String const number =
-        scale::localized(numberText(*this, chosen), GlobalParameters::instance().language());
-    return scale::withUnit(number, m_unit, chosen);
+    return scale::withUnit(scale::localized(numberText(chosen), language), m_unit, chosen);
 }
 
 } // namespace zel

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <zel/foundation/String.h>
+#include <zel/model/vocabulary/LanguageImp.h>
 #include <zel/model/vocabulary/UnitMagnitude.h>
 #include <zel/model/vocabulary/UnitType.h>
 
@@ -24,17 +25,20 @@ public:
     double value(UnitMagnitude const& magnitude) const;
     UnitType const& unitType() const noexcept { return m_unit; }
 
-    /// `magnitude` itself, or for AUTOSCALEUNIT the largest one in which the value is at least 1.
+    /// `magnitude` itself, or for AUTOSCALEUNIT the largest one in which the value, as printed, is at least 1.
     UnitMagnitude chosenMagnitude(UnitMagnitude const& magnitude) const;
 
     /// "16 GiB", "2.4 GHz", "0x001F"; the same on every machine.
     String toString(UnitMagnitude const& magnitude = UnitMagnitude::AUTOSCALEUNIT()) const;
-    /// The same with the decimal separator of the current language.
+    /// The same with the decimal separator of the language; without one, of the current language.
     String localizedString(UnitMagnitude const& magnitude = UnitMagnitude::AUTOSCALEUNIT()) const;
+    String localizedString(UnitMagnitude const& magnitude, LanguageImp const& language) const;
 
     bool operator==(DiscreteMeasurement const&) const = default;
 
 private:
+    String numberText(UnitMagnitude const& magnitude) const;
+
     UnitType m_unit;
     std::uint64_t m_count = 0;
 };

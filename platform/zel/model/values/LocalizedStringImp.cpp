@@ -57,7 +57,7 @@ ValueImp LocalizedStringImp::valueForVariable(String const& name) const
     return ValueImp::fromZELValue(*found, reason).value_or(ValueImp());
 }
 
-String LocalizedStringImp::substitute(String const& text) const
+String LocalizedStringImp::substitute(String const& text, LanguageImp const& language) const
 {
     if (m_variables.empty())
         return text;
@@ -75,7 +75,7 @@ String LocalizedStringImp::substitute(String const& text) const
         String const name = text.substr(open + 1, close - open - 1);
         if (!variableIsSet(name))
             continue;
-        result += text.substr(from, open - from) + valueForVariable(name).toString();
+        result += text.substr(from, open - from) + valueForVariable(name).localizedString(language);
         from = close + 1;
         open = close;
     }
@@ -87,16 +87,16 @@ String LocalizedStringImp::resolve() const { return resolve(GlobalParameters::in
 String LocalizedStringImp::resolve(LanguageImp const& language) const
 {
     if (m_override)
-        return substitute(*m_override);
+        return substitute(*m_override, language);
     if (auto const text = LocalizedResource::find(m_moduleGuid, m_key, language))
-        return substitute(*text);
+        return substitute(*text, language);
     if (!m_defaultText.empty())
-        return substitute(m_defaultText);
+        return substitute(m_defaultText, language);
     String values; // a fault must not lose its address because a text file is missing
     for (auto const& variable : m_variables)
         values += (values.empty() ? String(" (") : String(", ")) + variable.first + "=" +
                   valueForVariable(variable.first).toString();
-    return substitute(m_key) + (values.empty() ? values : values + ")");
+    return substitute(m_key, language) + (values.empty() ? values : values + ")");
 }
 
 } // namespace zel

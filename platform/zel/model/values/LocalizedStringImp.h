@@ -17,8 +17,8 @@ class ValueImp;
 /// The text is, in this order: the override, if one was set; the text of the key in the resource files of the
 /// module (LocalizedResource); the default text; the key itself, so that a missing translation shows
 /// something that a person can report, followed by the variables. Then each `{name}` of a variable that is
-/// set is replaced by its value, in one pass: what a value brings in is not looked at again, and the name of
-/// no variable stays as it is.
+/// set is replaced by its value, with the decimal separator of the language, in one pass: what a value brings
+/// in is not looked at again, and the name of no variable stays as it is.
 class ZEL_EXPORT LocalizedStringImp
 {
 public:
@@ -57,7 +57,7 @@ public:
 
 private:
     ZELValue const* find(String const& name) const noexcept;
-    String substitute(String const& text) const;
+    String substitute(String const& text, LanguageImp const& language) const;
 
     String m_key, m_defaultText, m_moduleGuid;
     std::optional<String> m_override;

@@ -1,5 +1,7 @@
 #include <zel/model/values/MeasurementScale.h>
 
+#include <zel/model/values/Number.h>
+
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
@@ -123,6 +125,17 @@ UnitMagnitude choose(UnitType const& unit, double plainValue, UnitMagnitude cons
     return UnitMagnitude(row.m_smallest);
 }
 
+UnitMagnitude afterRounding(UnitType const& unit, UnitMagnitude const& chosen, String const& number)
+{
+    UnitRow const& row = rowOf(unit);
+    if (!takesFactor(unit) || static_cast<int>(chosen.code()) >= static_cast<int>(row.m_largest))
+        return chosen;
+    auto const rounded = Number::parse(number);
+    UnitMagnitude const next(static_cast<Magnitude>(static_cast<int>(chosen.code()) + 1));
+    bool const reachesNext = rounded && std::fabs(convert(unit, rounded->nearestReal(), chosen, next)) >= 1;
+    return reachesNext ? next : chosen;
+}
+
 char const* symbol(UnitType const& unit) { return rowOf(unit).m_symbol; }
 
 char const* prefix(UnitType const& unit, UnitMagnitude const& magnitude)
@@ -139,7 +152,9 @@ String fixed(double value, int decimals)
         return String::number(value);
     char text[400]; // 309 digits before the point, sign, point and at most 30 decimals
     auto const result = std::to_chars(text, std::end(text), value, std::chars_format::fixed, decimals);
-    return String(std::string_view(text, static_cast<std::size_t>(result.ptr - text)));
+    std::string_view const all(text, static_cast<std::size_t>(result.ptr - text));
+    bool const isNegativeZero = all.starts_with('-') && all.find_first_not_of("-0.") == all.npos;
+    return String(isNegativeZero ? all.substr(1) : all);
 }
 
 String brief(double value)
@@ -153,7 +168,7 @@ String brief(double value)
     text.erase(text.find_last_not_of('0') + 1);
     if (text.ends_with('.'))
         text.pop_back();
-    return String(text == "-0" ? "0" : text);
+    return String(text);
 }
 
 String withUnit(String const& number, UnitType const& unit, UnitMagnitude const& magnitude)

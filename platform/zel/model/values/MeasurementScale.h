@@ -17,6 +17,9 @@ double convert(UnitType const& unit, double value, UnitMagnitude const& from, Un
 /// `wanted`, or for AUTOSCALEUNIT the largest magnitude, of those that the field uses with the unit, in which
 /// the value, given in the plain unit, is at least 1.
 UnitMagnitude choose(UnitType const& unit, double plainValue, UnitMagnitude const& wanted);
+/// `chosen`, or the next larger magnitude where `number`, the text in the chosen one, has been rounded up to
+/// the step between the two: "1 MiB", not "1024 KiB". Only for what choose() chose by itself.
+UnitMagnitude afterRounding(UnitType const& unit, UnitMagnitude const& chosen, String const& number);
 
 /// "GiB", "kHz", "" for a plain number.
 char const* prefix(UnitType const& unit, UnitMagnitude const& magnitude);

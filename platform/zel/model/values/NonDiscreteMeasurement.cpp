@@ -34,26 +34,36 @@ int NonDiscreteMeasurement::precision(UnitMagnitude const& magnitude) const
     return clamped(m_precision + chosen.powerOfTen() - m_magnitude.powerOfTen());
 }
 
-UnitMagnitude NonDiscreteMeasurement::chosenMagnitude(UnitMagnitude const& magnitude) const
+UnitMagnitude NonDiscreteMeasurement::chosenMagnitude(UnitMagnitude const& magnitude, int precision) const
 {
     double const plain = scale::convert(m_unit, m_value, m_magnitude, UnitMagnitude::BASEUNIT());
-    return scale::choose(m_unit, plain, magnitude);
+    UnitMagnitude const chosen = scale::choose(m_unit, plain, magnitude);
+    return magnitude == UnitMagnitude::AUTOSCALEUNIT()
+               ? scale::afterRounding(m_unit, chosen, numberText(precision, chosen))
+               : chosen;
+}
+
+String NonDiscreteMeasurement::numberText(int precision, UnitMagnitude const& magnitude) const
+{
+    return scale::fixed(value(magnitude), precision < 0 ? this->precision(magnitude) : clamped(precision));
 }
 
 String NonDiscreteMeasurement::toString(int precision, UnitMagnitude const& magnitude) const
 {
-    UnitMagnitude const chosen = chosenMagnitude(magnitude);
-    int const decimals = precision < 0 ? this->precision(chosen) : clamped(precision);
-    return scale::withUnit(scale::fixed(value(chosen), decimals), m_unit, chosen);
+    UnitMagnitude const chosen = chosenMagnitude(magnitude, precision);
+    return scale::withUnit(numberText(precision, chosen), m_unit, chosen);
 }
 
 String NonDiscreteMeasurement::localizedString(int precision, UnitMagnitude const& magnitude) const
 {
-    UnitMagnitude const chosen = chosenMagnitude(magnitude);
-    int const decimals = precision < 0 ? this->precision(chosen) : clamped(precision);
-    String const number =
-        scale::localized(scale::fixed(value(chosen), decimals), GlobalParameters::instance().language());
-    return scale::withUnit(number, m_unit, chosen);
+    return localizedString(precision, magnitude, GlobalParameters::instance().language());
+}
+
+String NonDiscreteMeasurement::localizedString(int precision, UnitMagnitude const& magnitude,
+                                               LanguageImp const& language) const
+{
+    UnitMagnitude const chosen = chosenMagnitude(magnitude, precision);
+    return scale::withUnit(scale::localized(numberText(precision, chosen), language), m_unit, chosen);
 }
 
 bool NonDiscreteMeasurement::operator==(NonDiscreteMeasurement const& other) const

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <zel/foundation/String.h>
+#include <zel/model/vocabulary/LanguageImp.h>
 #include <zel/model/vocabulary/UnitMagnitude.h>
 #include <zel/model/vocabulary/UnitType.h>
 
@@ -30,20 +31,24 @@ public:
     UnitMagnitude const& givenMagnitude() const noexcept { return m_magnitude; }
     int givenPrecision() const noexcept { return m_precision; }
 
-    /// `magnitude` itself, or for AUTOSCALEUNIT the largest one in which the value is at least 1.
-    UnitMagnitude chosenMagnitude(UnitMagnitude const& magnitude) const;
+    /// `magnitude` itself, or for AUTOSCALEUNIT the largest one in which the value, printed with `precision`
+    /// decimals, is at least 1. A negative precision means as many as are worth showing.
+    UnitMagnitude chosenMagnitude(UnitMagnitude const& magnitude, int precision = -1) const;
 
     /// "3.30 V", with `precision` decimals; a negative precision asks for precision(magnitude).
     String toString(int precision = -1,
                     UnitMagnitude const& magnitude = UnitMagnitude::AUTOSCALEUNIT()) const;
-    /// The same with the decimal separator of the current language.
+    /// The same with the decimal separator of the language; without one, of the current language.
     String localizedString(int precision = -1,
                            UnitMagnitude const& magnitude = UnitMagnitude::AUTOSCALEUNIT()) const;
+    String localizedString(int precision, UnitMagnitude const& magnitude, LanguageImp const& language) const;
 
     /// Same unit, same value in the plain unit, same precision there: 1.5 KILO equals 1500 BASEUNIT.
     bool operator==(NonDiscreteMeasurement const& other) const;
 
 private:
+    String numberText(int precision, UnitMagnitude const& magnitude) const;
+
     UnitType m_unit;
     double m_value = 0;
     UnitMagnitude m_magnitude = UnitMagnitude::BASEUNIT();

@@ -105,6 +105,9 @@ public:
     /// For people, in every type: "42", "true", "12.5%", "16 GiB", "a, b". The same on every machine, but for
     /// the localized strings in it, which resolve for the current language.
     String toString() const;
+    /// The same with the decimal separator of the language in numbers and measurements, and localized strings
+    /// in it.
+    String localizedString(LanguageImp const& language) const;
 
     /// Same type and same datum; a NaN equals a NaN here, so that an unchanged reading counts as unchanged.
     bool operator==(ValueImp const& other) const;

@@ -226,34 +226,65 @@ std::optional<ValueImp> ValueImp::parse(String const& original, DataTypeImp cons
 
 namespace {
 
-String shown(std::uint32_t datum) { return String::number(datum); }
-String shown(std::int32_t datum) { return String::number(datum); }
-String shown(std::uint64_t datum) { return String::number(datum); }
-String shown(double datum) { return String::number(datum); }
-String shown(bool datum) { return String(datum ? "true" : "false"); }
-String shown(String const& datum) { return datum; }
-String shown(DiscreteMeasurement const& datum) { return datum.toString(); }
-String shown(NonDiscreteMeasurement const& datum) { return datum.toString(); }
-String shown(LocalizedStringImp const& datum) { return datum.resolve(); }
-String shown(Boxed<LocalizedStringImp> const& datum) { return shown(datum.get()); }
-
-template <typename T>
-String shown(std::vector<T> const& elements)
+/// How a datum becomes text: for the language, or, where that is null, the same on every machine.
+class Shown
 {
-    String text;
-    for (T const& element : elements) {
-        if (&element != elements.data())
-            text += String(", ");
-        text += shown(element);
+public:
+    explicit Shown(LanguageImp const* language) : m_language(language) {}
+
+    String operator()(std::uint32_t datum) const { return String::number(datum); }
+    String operator()(std::int32_t datum) const { return String::number(datum); }
+    String operator()(std::uint64_t datum) const { return String::number(datum); }
+    String operator()(double datum) const
+    {
+        String const text = String::number(datum);
+        return m_language ? scale::localized(text, *m_language) : text;
     }
-    return text;
-}
+    String operator()(bool datum) const { return String(datum ? "true" : "false"); }
+    String operator()(String const& datum) const { return datum; }
+    String operator()(DiscreteMeasurement const& datum) const
+    {
+        return m_language ? datum.localizedString(UnitMagnitude::AUTOSCALEUNIT(), *m_language)
+                          : datum.toString();
+    }
+    String operator()(NonDiscreteMeasurement const& datum) const
+    {
+        return m_language ? datum.localizedString(-1, UnitMagnitude::AUTOSCALEUNIT(), *m_language)
+                          : datum.toString();
+    }
+    String operator()(LocalizedStringImp const& datum) const
+    {
+        return m_language ? datum.resolve(*m_language) : datum.resolve();
+    }
+    String operator()(Boxed<LocalizedStringImp> const& datum) const { return (*this)(datum.get()); }
+
+    template <typename T>
+    String operator()(std::vector<T> const& elements) const
+    {
+        String text;
+        for (T const& element : elements) {
+            if (&element != elements.data())
+                text += String(", ");
+            text += (*this)(element);
+        }
+        return text;
+    }
+
+private:
+    LanguageImp const* m_language;
+};
 
 } // namespace
 
 String ValueImp::toString() const
 {
-    String const text = std::visit([](auto const& datum) { return shown(datum); }, m_data);
+    String const text = std::visit(Shown(nullptr), m_data);
+    return m_type == DataTypeImp::PERCENT() ? text + String("%") : text;
+}
+
+String ValueImp::localizedString(LanguageImp const& language) const
+{
+    String const text = std::visit(Shown(&language), m_data);
     return m_type == DataTypeImp::PERCENT() ? text + String("%") : text;
 }
 

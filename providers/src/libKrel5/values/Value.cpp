@@ -5,13 +5,14 @@
 
 #include <krel5/IndexOutOfBoundsException.h>
 #include <krel5/InternalException.h>
+#include <krel5/InvalidCreationException.h>
 #include <krel5/InvalidDataTypeException.h>
 #include <krel5/TypeMismatchException.h>
 
 #include <zel/foundation/Exception.h>
 #include <zel/model/values/ValueImp.h>
 
-#include <limits>
+#include <cstdint>
 
 namespace krel5 {
 
@@ -33,14 +34,19 @@ zel::ValueImp fromSigned(long long value, char const* where)
 {
     if (auto fitting = zel::ValueImp::fromInt64(value))
         return *std::move(fitting);
-    throw InvalidDataTypeException(where, DataType());
+    zel::String const place =
+        zel::String(where) + ": " + zel::String::number(std::int64_t{value}) + " fits no integer type";
+    throw InvalidDataTypeException(place, DataType());
 }
 
+// std::uint64_t and std::size_t come here where `unsigned long` has 64 bits: their type must not depend on
+// how large the number happens to be.
 zel::ValueImp fromUnsigned(unsigned long value)
 {
-    if (value <= std::numeric_limits<unsigned>::max())
-        return zel::ValueImp(static_cast<unsigned>(value));
-    return zel::ValueImp(value);
+    if constexpr (sizeof value > sizeof(std::uint32_t))
+        return zel::ValueImp(std::uint64_t{value});
+    else
+        return zel::ValueImp(static_cast<std::uint32_t>(value));
 }
 
 zel::ValueImp fromReal(double value, DataType const& type)
@@ -50,12 +56,14 @@ zel::ValueImp fromReal(double value, DataType const& type)
     return zel::ValueImp(value, type.imp());
 }
 
+/// What a text says as a value of the type, or `Exception` with the reason.
+template <typename Exception>
 zel::ValueImp fromText(zel::String const& text, DataType const& type)
 {
     zel::String reason;
     if (auto parsed = zel::ValueImp::parse(text, type.imp(), reason))
         return *std::move(parsed);
-    throw InternalException(reason);
+    throw Exception(reason);
 }
 
 zel::ValueImp fromEngine(zel::ZELValue const& value, DataType const* type)
@@ -67,7 +75,7 @@ zel::ValueImp fromEngine(zel::ZELValue const& value, DataType const* type)
     if (!type)
         return *read;
     auto imposed = read->as(type->imp());
-    return imposed ? *std::move(imposed) : fromText(read->toString(), *type);
+    return imposed ? *std::move(imposed) : fromText<InternalException>(read->toString(), *type);
 }
 
 } // namespace
@@ -93,7 +101,7 @@ Value::Value(KrelNonDiscreteMeasurement const& value)
 {}
 Value::Value(DataType const& type) : m_holder(ValueInternalData(zel::ValueImp(type.imp()))) {}
 Value::Value(KrelString const& text, DataType type)
-    : m_holder(ValueInternalData(fromText(text.zelString(), type)))
+    : m_holder(ValueInternalData(fromText<InvalidCreationException>(text.zelString(), type)))
 {}
 Value::Value(zel::ValueImp const& value) : m_holder(ValueInternalData(value)) {}
 Value::Value(zel::ZELValue const& value, DataType const* type)
