@@ -87,7 +87,7 @@ allow include/krel5 'krel5/|zel/foundation/String.h>|zel/model/vocabulary/tables
 allow providers/src/libKrel5 'zel/|krel5/|libKrel5/'
 allow modules 'krel5/|common/|memory/|cpu/|storage/|nlohmann/'
 allow examples 'krel5/'
-allow tools 'zel/|CLI/|nlohmann/'
+allow tools 'zel/|CLI/'
 
 rooms platform/zel/model zel/model <<'END'
 vocabulary

@@ -1,101 +1,132 @@
 #include <zel/model/state/StateManager.h>
 
+#include "JsonWriter.h"
 #include "Listing.h"
-
-#include <nlohmann/json.hpp>
 
 namespace listing {
 
 using namespace zel;
-using Json = nlohmann::ordered_json;
 
 namespace {
 
-Json strings(std::vector<String> const& texts)
+void add(JsonWriter& json, char const* key, String const& text) { json.key(key).text(text); }
+
+void addStrings(JsonWriter& json, std::vector<String> const& texts)
 {
-    Json array = Json::array();
+    json.beginArray();
     for (String const& text : texts)
-        array.push_back(text.toUtf8());
-    return array;
+        json.text(text);
+    json.end();
 }
 
-Json measurement(DiscreteMeasurement const& value)
+template <typename Number>
+void addNumbers(JsonWriter& json, std::vector<Number> const& numbers)
 {
-    return {{"value", value.value()}, {"unit", value.unitType().toString().toUtf8()}};
+    using Wide = std::conditional_t<std::is_signed_v<Number>, std::int64_t, std::uint64_t>;
+    json.beginArray();
+    for (Number const number : numbers)
+        json.number(Wide{number});
+    json.end();
 }
 
-Json valueOf(ValueImp const& value)
+void addMeasurement(JsonWriter& json, DiscreteMeasurement const& value)
+{
+    json.beginObject().key("value").number(value.value());
+    add(json, "unit", value.unitType().toString());
+    json.end();
+}
+
+void addValue(JsonWriter& json, ValueImp const& value)
 {
     switch (value.type().code()) {
     case DataTypeImp::Code::UINT32:
-        return value.uint32();
+        json.number(std::uint64_t{value.uint32()});
+        return;
     case DataTypeImp::Code::INT32:
-        return value.int32();
+        json.number(std::int64_t{value.int32()});
+        return;
     case DataTypeImp::Code::UINT64:
-        return value.uint64();
+        json.number(value.uint64());
+        return;
     case DataTypeImp::Code::DOUBLE:
     case DataTypeImp::Code::PERCENT:
-        return value.doubleValue();
+        json.number(value.doubleValue());
+        return;
     case DataTypeImp::Code::BOOLEAN:
-        return value.boolean();
+        json.truth(value.boolean());
+        return;
     case DataTypeImp::Code::STRINGARRAY:
-        return strings(value.stringArray());
+        addStrings(json, value.stringArray());
+        return;
     case DataTypeImp::Code::UINT32ARRAY:
-        return value.uint32Array();
+        addNumbers(json, value.uint32Array());
+        return;
     case DataTypeImp::Code::INT32ARRAY:
-        return value.int32Array();
+        addNumbers(json, value.int32Array());
+        return;
     case DataTypeImp::Code::DISCRETEMEASUREMENT:
-        return measurement(value.discreteMeasurement());
-    case DataTypeImp::Code::DISCRETEMEASUREMENTARRAY: {
-        Json array = Json::array();
+        addMeasurement(json, value.discreteMeasurement());
+        return;
+    case DataTypeImp::Code::DISCRETEMEASUREMENTARRAY:
+        json.beginArray();
         for (DiscreteMeasurement const& element : value.discreteMeasurementArray())
-            array.push_back(measurement(element));
-        return array;
-    }
+            addMeasurement(json, element);
+        json.end();
+        return;
     case DataTypeImp::Code::NONDISCRETEMEASUREMENT:
-        return {{"value", value.nonDiscreteMeasurement().value(UnitMagnitude::BASEUNIT())},
-                {"unit", value.nonDiscreteMeasurement().unitType().toString().toUtf8()}};
+        json.beginObject().key("value").number(
+            value.nonDiscreteMeasurement().value(UnitMagnitude::BASEUNIT()));
+        add(json, "unit", value.nonDiscreteMeasurement().unitType().toString());
+        json.end();
+        return;
     case DataTypeImp::Code::STRING:
     case DataTypeImp::Code::LOCALIZEDSTRING:
     case DataTypeImp::Code::LOCALIZEDSTRINGARRAY:
         break;
     }
-    return value.toString().toUtf8();
+    json.text(value.toString());
 }
 
-Json deviceOf(StateManager const& state, DeviceImp const& device)
+void addDevice(JsonWriter& json, StateManager const& state, DeviceImp const& device)
 {
-    Json object{{"type", device.deviceType().toString().toUtf8()},
-                {"name", device.name().toUtf8()},
-                {"description", device.description().toUtf8()},
-                {"hwLocator", device.hwLocator().toUtf8()},
-                {"osLocator", device.osLocator().toUtf8()},
-                {"busClass", device.busClass().toString().toUtf8()},
-                {"guid", device.guid().toUtf8()},
-                {"state", device.state().toString().toUtf8()},
-                {"capabilities", Json::array()},
-                {"childBusIds", strings(device.childBusIds())},
-                {"properties", Json::object()},
-                {"children", Json::array()}};
+    json.beginObject();
+    add(json, "type", device.deviceType().toString());
+    add(json, "name", device.name());
+    add(json, "description", device.description());
+    add(json, "hwLocator", device.hwLocator());
+    add(json, "osLocator", device.osLocator());
+    add(json, "busClass", device.busClass().toString());
+    add(json, "guid", device.guid());
+    add(json, "state", device.state().toString());
+    json.key("capabilities").beginArray();
     for (String const& word : device.deviceCapabilities().toString().split(','))
-        object["capabilities"].push_back(word.trimmed().toUtf8());
+        json.text(word.trimmed());
+    json.end().key("childBusIds");
+    addStrings(json, device.childBusIds());
+    json.key("properties").beginObject();
     for (std::size_t i = 0; i < device.propertyCount(); ++i) {
         PropertyImp const& property = device.getProperty(i);
-        object["properties"][property.key().toUtf8()] = {{"type", property.type().toString().toUtf8()},
-                                                         {"value", valueOf(property.value())}};
+        json.key(property.key()).beginObject();
+        add(json, "type", property.type().toString());
+        json.key("value");
+        addValue(json, property.value());
+        json.end();
     }
+    json.end().key("children").beginArray();
     for (DeviceImp const* child : state.childrenOf(device))
-        object["children"].push_back(deviceOf(state, *child));
-    return object;
+        addDevice(json, state, *child);
+    json.end().end();
 }
 
 } // namespace
 
 std::string json(StateManager const& state)
 {
-    Json devices = Json::array();
-    forEachTop(state, [&](DeviceImp const& device) { devices.push_back(deviceOf(state, device)); });
-    return devices.dump(2) + "\n";
+    JsonWriter json;
+    json.beginArray();
+    forEachTop(state, [&](DeviceImp const& device) { addDevice(json, state, device); });
+    json.end();
+    return json.take() + "\n";
 }
 
 } // namespace listing

@@ -6,7 +6,7 @@ folder=$(mktemp -d) || exit 1
 trap 'rm -rf "$folder"' EXIT
 mkdir -p "$folder/proc" "$folder/sys/class/dmi/id"
 echo "MemTotal:       2048 kB" > "$folder/proc/meminfo"
-echo "ACME" > "$folder/sys/class/dmi/id/sys_vendor"
+printf 'AC"ME\\n' > "$folder/sys/class/dmi/id/sys_vendor"
 mkdir -p "$folder/proc/sys/kernel"
 printf 'road\033[31mrunner\302\233\n' > "$folder/proc/sys/kernel/hostname"
 failures=0
@@ -27,8 +27,18 @@ check()
 check "tree" 0 '^  Memory  \[Memory\]  Memory  /proc/meminfo' --root "$folder"
 check "property below its device" 0 '^      Size: 2 MiB' --root "$folder"
 check "typed value" 0 '"value": 2097152' --root "$folder" --json
+check "texts in JSON" 0 '"value": "road\\u001b\[31mrunner' --root "$folder" --json
+check "quotes in JSON" 0 '"value": "AC\\"ME\\\\n"$' --root "$folder" --json
 check "XML" 0 '<Property key="Size" type="DISCRETEMEASUREMENT" name="Size">2 MiB' --root "$folder" --xml
 check "escape characters never reach the terminal" 0 'Host name: road?\[31mrunner?$' --root "$folder"
+if command -v python3 > /dev/null; then
+    "$program" --root "$folder" --json | python3 -c 'import json, sys
+system = json.load(sys.stdin)[0]
+assert system["properties"]["Manufacturer"]["value"] == "AC\"ME\\n", system
+assert system["properties"]["HostName"]["value"] == "road\x1b[31mrunner\x9b", system
+assert [child["name"] for child in system["children"]] == ["Memory"], system
+assert system["childBusIds"] == [] and system["capabilities"], system' || failures=$((failures + 1))
+fi
 check "help" 0 '--root' --help
 check "two formats" 2 'xml' --xml --json
 check "unknown option" 2 '--nonsense' --nonsense
