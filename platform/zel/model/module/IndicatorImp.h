@@ -4,6 +4,9 @@
 
 namespace zel {
 
+class DeviceImp;
+class StateManager;
+
 /// The record of one indicator: a function that samples a device, or, without a device, looks at the machine.
 class ZEL_EXPORT IndicatorImp : public ModuleFunctionImp
 {
@@ -30,6 +33,11 @@ public:
     {
         return resolveFromSettings(settings);
     }
+
+    /// Whether `indicator` applies to `device`: as TestImp::canEnumerateOnDevice, except that an indicator
+    /// requires nothing of the machine, and that a free one applies to no device.
+    static bool canEnumerateOnDevice(IndicatorImp const& indicator, DeviceImp const& device,
+                                     StateManager const& state, DeviceImp** previousDevice);
 
     bool operator==(IndicatorImp const& other) const noexcept { return guid() == other.guid(); }
 

@@ -61,6 +61,9 @@ private:
     CapabilityImp m_capabilities;
     std::deque<ParameterImp> m_parameters;
     std::size_t m_cursor = 0;
+    // Two, since neither follows from the other: the one says what stands in the file, which advice to its author
+    // is about (no switch at all, or the old form, are worth a word, though both may mean "on"); the other says
+    // what is to be done, where the old form counts with the value that it has.
     SettingsResource::Enable m_enabled = SettingsResource::Enable::NotSet;
     bool m_switchedOff = false;
 };

@@ -6,35 +6,61 @@
 
 namespace zel {
 
-/// One indicator on one device (or on none), with the clock that says when it is due.
-class IndicatorRunImp
+/// One indicator on one device (or on none), with the clock that says when it is due. The two are its
+/// identity; it has no guid.
+class ZEL_EXPORT IndicatorRunImp
 {
 public:
+    /// Seconds from one call to the next, none of it waited yet.
     IndicatorRunImp(IndicatorImp& indicator, DeviceImp* device, double updateIntervalSeconds)
         : m_indicator(&indicator), m_device(device), m_updateInterval(updateIntervalSeconds)
     {}
 
-    IndicatorImp& indicator() const noexcept { return *m_indicator; }
-    DeviceImp* device() const noexcept { return m_device; } ///< null for a free indicator
-    double updateInterval() const noexcept { return m_updateInterval; }
-    double elapsedSinceLastCall() const noexcept { return m_sinceLastCall.getElapsed(); }
-    bool hasBeenCalled() const noexcept { return m_called; }
-    void resetLastCallTime() noexcept
+    /// A run that was made elsewhere: it names its indicator by guid, or by key in the module, and its device
+    /// by guid (empty: none). Until bind() it has neither.
+    static IndicatorRunImp restored(String const& indicatorGuidOrKey, String const& deviceGuid,
+                                    double updateIntervalSeconds);
+    /// A call that happened elsewhere, so many seconds ago.
+    void restoreLastCall(double secondsAgo) noexcept;
+    /// From here on the run is of this indicator and this device. Throws StateException, and the run stays as
+    /// it is, when it names another indicator or device.
+    void bind(IndicatorImp& indicator, DeviceImp* device);
+    bool isBound() const noexcept { return m_indicator != nullptr; }
+    /// What the run names, bound or not.
+    String const& indicatorGuidOrKey() const noexcept
     {
-        m_sinceLastCall.reset();
-        m_called = true;
+        return m_indicator ? m_indicator->guid() : m_indicatorName;
     }
+    String const& deviceGuid() const noexcept { return m_device ? m_device->guid() : m_deviceName; }
+
+    /// Throws AssertionException for a run that is not bound.
+    IndicatorImp& indicator() const;
+    DeviceImp* device() const noexcept { return m_device; }             ///< null for a free indicator
+    double updateInterval() const noexcept { return m_updateInterval; } ///< seconds
+    /// Seconds since the last call; before the first, since the run was made.
+    double elapsedSinceLastCall() const noexcept { return m_before + m_sinceLastCall.getElapsed(); }
+    bool hasBeenCalled() const noexcept { return m_called; }
+    void resetLastCallTime() noexcept { restoreLastCall(0); }
     bool hasUpdateBeenForced() const noexcept { return m_forced; }
     void forceUpdate() noexcept { m_forced = true; }
     void updateComplete() noexcept { m_forced = false; }
 
+    /// Its device is gone: whoever still holds the run calls nothing and sends nothing for it any more.
+    bool hasEnded() const noexcept { return m_ended; }
+    void end() noexcept { m_ended = true; }
+
 private:
-    IndicatorImp* m_indicator;
-    DeviceImp* m_device;
-    double m_updateInterval;
+    IndicatorRunImp() = default;
+
+    IndicatorImp* m_indicator = nullptr;
+    DeviceImp* m_device = nullptr;
+    String m_indicatorName, m_deviceName; // of a restored run
+    double m_updateInterval = 0;
+    double m_before = 0; // seconds of the clock that passed elsewhere
     Stopwatch m_sinceLastCall;
     bool m_called = false;
     bool m_forced = false;
+    bool m_ended = false;
 };
 
 } // namespace zel

@@ -14,9 +14,30 @@ namespace zel {
 class ZEL_EXPORT TestRunImp
 {
 public:
-    /// Takes a copy of the test's parameters as they are now. Either pointer may be null in a run that came
-    /// from outside; running such a run is refused.
+    /// A new run of its own guid. Takes a copy of the test's parameters as they are now. Running a run
+    /// without test or device is refused.
     TestRunImp(TestImp* test, DeviceImp* device);
+
+    /// A run that was made elsewhere, under the guid that it has there. It names its test by guid, or by key in
+    /// the module, and its device by guid; until bind() it has neither. State, pass, times, events and result
+    /// are set as they are. Throws StateException for an empty guid.
+    static TestRunImp restored(String const& guid, String const& testGuidOrKey, String const& deviceGuid);
+    /// A value that the run was given elsewhere; taken in by bind().
+    struct ParameterValue
+    {
+        String key;
+        ValueImp value; ///< a text for a parameter of another type is read as in a settings file
+        ParameterSourceImp source;
+    };
+    void restoreParameter(ParameterValue value) { m_restoredParameters.push_back(std::move(value)); }
+    std::vector<ParameterValue> const& restoredParameters() const noexcept { return m_restoredParameters; }
+    /// From here on the run is of this test and this device, with the test's parameters and the restored
+    /// values in them. Throws StateException, and the run stays as it is, when it names another test or
+    /// device, or has a value that the test has no parameter for or that the parameter cannot take.
+    void bind(TestImp& test, DeviceImp& device);
+    /// What the run names, bound or not; empty: nothing.
+    String const& testGuidOrKey() const noexcept { return m_test ? m_test->guid() : m_testName; }
+    String const& deviceGuid() const noexcept { return m_device ? m_device->guid() : m_deviceName; }
 
     String const& guid() const noexcept { return m_guid; }
     TestImp* test() const noexcept { return m_test; }
@@ -58,6 +79,7 @@ public:
     /// The run's own copy of the test's parameter; null when it has none of that key.
     ParameterImp* parameter(String const& key);
     ParameterImp const* parameter(String const& key) const;
+    std::deque<ParameterImp> const& parameters() const noexcept { return m_parameters; }
 
     /// "{test key} on {device name} ({device location}), pass {n}".
     String toString() const;
@@ -66,6 +88,8 @@ private:
     String m_guid;
     TestImp* m_test;
     DeviceImp* m_device;
+    String m_testName, m_deviceName; // of a restored run
+    std::vector<ParameterValue> m_restoredParameters;
     unsigned m_currentPass = 1;
     TestStateImp m_state = TestStateImp::NOTSTARTED();
     int m_percentComplete = -1;

@@ -29,8 +29,8 @@ public:
     {
         if (!contains(left, right))
             return false;
-        std::erase(m_rights[&left], &right);
-        std::erase(m_lefts[&right], &left);
+        eraseFrom(m_rights, &left, &right);
+        eraseFrom(m_lefts, &right, &left);
         return true;
     }
 
@@ -49,8 +49,15 @@ public:
     void removeLeft(Left const& left)
     {
         for (Right* right : rightsOf(left))
-            std::erase(m_lefts[right], &left);
+            eraseFrom(m_lefts, right, &left);
         m_rights.erase(&left);
+    }
+
+    void removeRight(Right const& right)
+    {
+        for (Left* left : leftsOf(right))
+            eraseFrom(m_rights, left, &right);
+        m_lefts.erase(&right);
     }
 
     void clear()
@@ -60,6 +67,16 @@ public:
     }
 
 private:
+    // An empty list goes too: records come and go for weeks, and each would leave one behind.
+    template <typename Map, typename Key, typename Element>
+    static void eraseFrom(Map& map, Key key, Element element)
+    {
+        auto const found = map.find(key);
+        std::erase(found->second, element);
+        if (found->second.empty())
+            map.erase(found);
+    }
+
     template <typename Map, typename Key>
     static auto const& listOf(Map const& map, Key key)
     {

@@ -1,5 +1,6 @@
-// When a test applies to a device; docs/enumeration-rules.md says the same in words.
+// When a test or an indicator applies to a device; docs/enumeration-rules.md says the same in words.
 #include <zel/foundation/Logger.h>
+#include <zel/model/module/IndicatorImp.h>
 #include <zel/model/module/TestImp.h>
 #include <zel/model/state/StateManager.h>
 #include <zel/model/values/ValidRange.h>
@@ -39,16 +40,10 @@ String misfit(DeviceImp const& device, DeviceRequirement const& requirement)
            requirement.validRange + "\"";
 }
 
-// Why the test does not apply to the device; nothing when it does. What stands in the way of nearly every
-// pair, the capability, comes without words: devices are many.
-std::optional<String> objection(TestImp const& test, DeviceImp const& device, StateManager const& state)
+// What only a test asks of the machine and of the device.
+std::optional<String> objectionOfItsOwn(TestImp const& test, DeviceImp const& device,
+                                        StateManager const& state)
 {
-    if (!device.deviceCapabilities().intersects(test.deviceCapabilities()))
-        return String();
-    if (test.isSwitchedOff())
-        return String("the settings switch it off");
-    if (device.state() == DeviceStateImp::DISABLED())
-        return String("the device is disabled");
     for (CapabilityImp const& capability : test.existenceRequirements())
         if (!anyDeviceHas(state, capability))
             return "no device is a " + capability.toString();
@@ -61,22 +56,50 @@ std::optional<String> objection(TestImp const& test, DeviceImp const& device, St
     return std::nullopt;
 }
 
-} // namespace
+std::optional<String> objectionOfItsOwn(IndicatorImp const& indicator, DeviceImp const&, StateManager const&)
+{
+    return indicator.isFree() ? std::optional(String("it is bound to no device")) : std::nullopt;
+}
 
-bool TestImp::canEnumerateOnDevice(TestImp const& test, DeviceImp const& device, StateManager const& state,
-                                   DeviceImp** previousDevice)
+DeviceImp* firstHolder(TestImp const& test, StateManager const& state)
+{
+    return state.deviceByTestAtIndex(test, 0);
+}
+
+DeviceImp* firstHolder(IndicatorImp const& indicator, StateManager const& state)
+{
+    return state.deviceByIndicatorAtIndex(indicator, 0);
+}
+
+// Why the function does not apply to the device; nothing when it does. What stands in the way of nearly every
+// pair, the capability, comes without words: devices are many.
+template <typename Function>
+std::optional<String> objection(Function const& function, DeviceImp const& device, StateManager const& state)
+{
+    if (!device.deviceCapabilities().intersects(function.deviceCapabilities()))
+        return String();
+    if (function.isSwitchedOff())
+        return String("the settings switch it off");
+    if (device.state() == DeviceStateImp::DISABLED())
+        return String("the device is disabled");
+    return objectionOfItsOwn(function, device, state);
+}
+
+template <typename Function>
+bool applies(Function const& function, DeviceImp const& device, StateManager const& state,
+             DeviceImp** previousDevice)
 {
     if (previousDevice)
         *previousDevice = nullptr;
-    if (auto const reason = objection(test, device, state)) {
+    if (auto const reason = objection(function, device, state)) {
         if (!reason->empty())
             ZEL_LOG(logger(), LogLevel::Debug)
-                << "test " << test.keyInModule() << " does not apply to " << device.name() << ": " << *reason;
+                << function.guid() << " does not apply to " << device.name() << ": " << *reason;
         return false;
     }
-    if (!test.flags().enumeratesOnlyOnce)
+    if (!function.flags().enumeratesOnlyOnce)
         return true;
-    DeviceImp* const holder = state.deviceByTestAtIndex(test, 0);
+    DeviceImp* const holder = firstHolder(function, state);
     if (!holder)
         return true;
     if (holder->guid() == device.guid() || holder->deviceType().rank() >= device.deviceType().rank())
@@ -84,6 +107,20 @@ bool TestImp::canEnumerateOnDevice(TestImp const& test, DeviceImp const& device,
     if (previousDevice)
         *previousDevice = holder;
     return true;
+}
+
+} // namespace
+
+bool TestImp::canEnumerateOnDevice(TestImp const& test, DeviceImp const& device, StateManager const& state,
+                                   DeviceImp** previousDevice)
+{
+    return applies(test, device, state, previousDevice);
+}
+
+bool IndicatorImp::canEnumerateOnDevice(IndicatorImp const& indicator, DeviceImp const& device,
+                                        StateManager const& state, DeviceImp** previousDevice)
+{
+    return applies(indicator, device, state, previousDevice);
 }
 
 } // namespace zel

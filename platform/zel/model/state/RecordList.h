@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 namespace zel {
@@ -20,6 +21,8 @@ public:
         if (!m_index.try_emplace(record.guid(), m_records.size()).second)
             return nullptr;
         m_records.push_back(&record);
+        if (!m_retired.empty())
+            forgetPlaceOf(record);
         return &record;
     }
 
@@ -43,9 +46,11 @@ public:
     }
 
     /// The record after `previous` (the first for null); null at the end or when `previous` is not in the
-    /// list.
+    /// list. From a retired record the walk goes on behind its old place.
     Record* next(Record const* previous) const
     {
+        if (!m_retired.empty())
+            previous = placeBefore(previous);
         if (!previous)
             return at(0);
         auto const found = m_index.find(previous->guid());
@@ -60,26 +65,92 @@ public:
             return false;
         std::size_t const index = found->second;
         Record* const record = m_records[index];
-        m_records.erase(m_records.begin() + static_cast<std::ptrdiff_t>(index));
-        m_index.erase(found);
-        for (auto& entry : m_index)
-            if (entry.second > index)
-                --entry.second;
+        takeOut(found);
         m_owned.erase(record);
         return true;
     }
+
+    /// Takes the record out, but leaves it alive, and walks from it possible, until releaseRetired(). False
+    /// when there is none of that guid. Cost as remove().
+    bool retire(String const& guid)
+    {
+        auto const found = m_index.find(guid);
+        if (found == m_index.end())
+            return false;
+        Record* const record = m_records[found->second];
+        Record const* const previous = found->second == 0 ? nullptr : m_records[found->second - 1];
+        takeOut(found);
+        auto owned = m_owned.extract(record);
+        m_retired[record] = {owned ? std::move(owned.mapped()) : nullptr, previous};
+        return true;
+    }
+
+    /// Lets go of the retired records of which `isNeeded(record)` does not say that somebody holds them still.
+    template <typename IsNeeded>
+    void releaseRetired(IsNeeded isNeeded)
+    {
+        std::unordered_set<Record const*> gone;
+        for (auto const& entry : m_retired)
+            if (!isNeeded(*entry.first))
+                gone.insert(entry.first);
+        for (auto& entry : m_retired)
+            while (!gone.contains(entry.first) && gone.contains(entry.second.previous))
+                entry.second.previous = m_retired.at(entry.second.previous).previous;
+        std::erase_if(m_retired, [&gone](auto const& entry) { return gone.contains(entry.first); });
+    }
+    std::size_t retiredCount() const noexcept { return m_retired.size(); }
 
     void clear()
     {
         m_records.clear();
         m_index.clear();
         m_owned.clear();
+        m_retired.clear();
     }
 
 private:
+    struct Retired
+    {
+        std::unique_ptr<Record> owned; // null: borrowed
+        Record const* previous;        // where it stood: behind this one, which may be retired as well
+    };
+
+    template <typename Found>
+    void takeOut(Found found)
+    {
+        std::size_t const index = found->second;
+        m_records.erase(m_records.begin() + static_cast<std::ptrdiff_t>(index));
+        m_index.erase(found);
+        for (auto& entry : m_index)
+            if (entry.second > index)
+                --entry.second;
+    }
+
+    // The last record of the list that stood before `record` when it was retired; `record` itself when it was
+    // not. Ends, since a record stands behind one that was there before it.
+    Record const* placeBefore(Record const* record) const
+    {
+        for (auto gone = m_retired.find(record); gone != m_retired.end(); gone = m_retired.find(record))
+            record = gone->second.previous;
+        return record;
+    }
+
+    // A retired record that comes back stands at the end now: no longer before those that stood behind it.
+    void forgetPlaceOf(Record const& record)
+    {
+        auto const back = m_retired.find(&record);
+        if (back == m_retired.end())
+            return;
+        for (auto& entry : m_retired)
+            if (entry.second.previous == &record)
+                entry.second.previous = back->second.previous;
+        m_retired.erase(back);
+    }
+
     std::vector<Record*> m_records;
     std::unordered_map<String, std::size_t> m_index;
     std::unordered_map<Record*, std::unique_ptr<Record>> m_owned;
+    std::unordered_map<Record const*, Retired> m_retired;
 };
 
 } // namespace zel

@@ -3,9 +3,11 @@
 #include <zel/foundation/Exception.h>
 #include <zel/model/runs/TestRunManager.h>
 
+#include <unordered_set>
+
 namespace zel {
 
-using Kind = StateManager::Change::Kind;
+using Kind = Change::Kind;
 
 StateManager::StateManager() = default;
 StateManager::~StateManager() = default;
@@ -22,14 +24,6 @@ ModuleManager& ModuleManager::getInstance()
     return *s_instance;
 }
 
-void StateManager::note(bool track, Change::Kind kind, String const& guid, String const& otherGuid)
-{
-    if (track)
-        m_changes.push_back({kind, guid, otherGuid});
-}
-
-std::vector<StateManager::Change> StateManager::takeChanges() { return std::exchange(m_changes, {}); }
-
 void StateManager::addModule(ModuleImp& module, bool track)
 {
     if (!m_modules.borrow(module))
@@ -37,9 +31,10 @@ void StateManager::addModule(ModuleImp& module, bool track)
     note(track, Kind::ModuleAdded, module.guid());
 }
 
-void StateManager::addPropertySpec(std::shared_ptr<PropertySpecImp> const& spec, bool)
+void StateManager::addPropertySpec(std::shared_ptr<PropertySpecImp> const& spec, bool track)
 {
     auto const [at, isNew] = m_specIndex.try_emplace(spec->guid(), m_specs.size());
+    note(track && isNew, Kind::PropertySpecAdded, spec->guid());
     if (isNew)
         m_specs.push_back(spec);
     else
@@ -104,13 +99,43 @@ bool StateManager::removeDevice(String const& guid)
     m_deviceTests.removeLeft(*device);
     m_deviceIndicators.removeLeft(*device);
     m_children.removeLeft(*device);
-    for (DeviceImp* parent : std::vector<DeviceImp*>(m_children.leftsOf(*device)))
-        m_children.remove(*parent, *device);
-    for (ModuleImp* module : std::vector<ModuleImp*>(m_moduleDevices.leftsOf(*device)))
-        m_moduleDevices.remove(*module, *device);
-    std::erase_if(m_indicatorRuns, [device](auto const& run) { return run->device() == device; });
-    note(true, Kind::DeviceRemoved, guid);
-    return m_devices.remove(String(guid));
+    m_children.removeRight(*device);
+    m_moduleDevices.removeRight(*device);
+    endRunsOf(*device);
+    note(true, Kind::DeviceRemoved, device->guid());
+    return m_devices.retire(guid);
+}
+
+void StateManager::releaseRemoved()
+{
+    m_endedRuns.clear();
+    std::unordered_set<DeviceImp const*> held;
+    TestRunManager& queue = TestRunManager::instance();
+    for (std::size_t i = 0; i < queue.testRunCount(); ++i)
+        held.insert(queue.testRunAtIndex(i).device());
+    m_devices.releaseRetired([&held](DeviceImp const& device) { return held.contains(&device); });
+}
+
+PropertyImp& StateManager::addProperty(DeviceImp& device, PropertyImp const& property)
+{
+    PropertyImp& added = device.addProperty(&property);
+    noteProperty(device, Kind::PropertyAdded, added.key());
+    return added;
+}
+
+bool StateManager::removeProperty(DeviceImp& device, String const& key)
+{
+    String const name = key; // the key may be the property's own
+    bool const removed = device.removeProperty(name);
+    if (removed)
+        noteProperty(device, Kind::PropertyRemoved, name);
+    return removed;
+}
+
+void StateManager::noteProperty(DeviceImp const& device, Kind kind, String const& key)
+{
+    if (m_devices.find(device.guid()) == &device)
+        m_changes.note({kind, device.guid(), String(), key});
 }
 
 DeviceImp* StateManager::nextDevice(DeviceImp const* previous, CapabilityImp const& capability) const
@@ -133,6 +158,28 @@ std::vector<DeviceImp*> const& StateManager::childrenOf(DeviceImp const& device)
     return m_children.rightsOf(device);
 }
 
+namespace {
+
+template <typename Record>
+Record* byGuidOrKey(RecordList<Record> const& records, String const& guidOrKey)
+{
+    if (Record* const found = records.find(guidOrKey))
+        return found;
+    for (std::size_t i = 0; i < records.size(); ++i)
+        if (records.at(i)->keyInModule() == guidOrKey)
+            return records.at(i);
+    return nullptr;
+}
+
+} // namespace
+
+TestImp* StateManager::test(String const& guidOrKey) const { return byGuidOrKey(m_tests, guidOrKey); }
+
+IndicatorImp* StateManager::indicator(String const& guidOrKey) const
+{
+    return byGuidOrKey(m_indicators, guidOrKey);
+}
+
 void StateManager::addTest(TestImp& test)
 {
     if (!m_tests.borrow(test))
@@ -145,27 +192,14 @@ void StateManager::addIndicator(IndicatorImp& indicator)
         throw StateException(String("Indicator \"") + indicator.guid() + "\" is already known");
 }
 
-IndicatorRunImp& StateManager::addIndicatorRun(IndicatorRunImp run)
-{
-    m_indicatorRuns.push_back(std::make_unique<IndicatorRunImp>(run));
-    return *m_indicatorRuns.back();
-}
-
-IndicatorRunImp& StateManager::indicatorRunAtIndex(std::size_t index)
-{
-    if (index >= m_indicatorRuns.size())
-        throw IndexOutOfBoundsException(0, static_cast<int>(m_indicatorRuns.size()) - 1,
-                                        static_cast<int>(index));
-    return *m_indicatorRuns[index];
-}
-
 void StateManager::addAlert(AlertImp const& alert)
 {
-    if (AlertImp* const known = m_alerts.find(alert.guid()))
+    AlertImp* const known = m_alerts.find(alert.guid());
+    if (known)
         *known = alert;
     else
         m_alerts.own(std::make_unique<AlertImp>(alert));
-    note(true, Kind::AlertAdded, alert.guid());
+    note(true, known ? Kind::AlertUpdated : Kind::AlertAdded, alert.guid());
 }
 
 bool StateManager::removeAlert(String const& guid)
@@ -186,7 +220,10 @@ void StateManager::clear()
     m_deviceTests.clear();
     m_deviceIndicators.clear();
     m_children.clear();
+    m_runIndex.clear();
     m_indicatorRuns.clear();
+    m_endedRuns.clear();
+    m_hasHadIndicatorRuns = false;
     m_alerts.clear();
     m_indicators.clear();
     m_tests.clear();

@@ -10,12 +10,17 @@
 #include <zel/model/runs/AlertImp.h>
 #include <zel/model/runs/IndicatorRunImp.h>
 #include <zel/model/state/Association.h>
+#include <zel/model/state/Changes.h>
 #include <zel/model/state/RecordList.h>
 
+#include <map>
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace zel {
+
+class TestRunImp;
 
 /// Records have stable addresses and are found by guid in constant time; walks are in order of insertion. The
 /// process has one instance; further ones are made for transfers and merging.
@@ -25,23 +30,7 @@ namespace zel {
 class ZEL_EXPORT StateManager
 {
 public:
-    /// What happened since the last takeChanges(), in order, for whoever passes changes on.
-    struct Change
-    {
-        enum class Kind {
-            ModuleAdded,
-            DeviceAdded,
-            DeviceUpdated,
-            DeviceRemoved,
-            AlertAdded,
-            AlertRemoved,
-            AssociationAdded,
-            AssociationRemoved
-        };
-        Kind kind;
-        String guid;      ///< of the module, device or alert
-        String otherGuid; ///< of the test or indicator of an association
-    };
+    using Change = zel::Change;
 
     StateManager();
     ~StateManager();
@@ -68,22 +57,38 @@ public:
     // Devices. Throw StateException when a device of that guid is there already, or the parent is unknown.
     void addDevice(DeviceImp& device, DeviceImp const* parent);
     DeviceImp& addDevice(std::unique_ptr<DeviceImp> device, DeviceImp const* parent);
-    /// Removes the device, its associations and its place below its parent; its children move to top level.
+    /// Takes the device out at once, with its associations, its place below its parent and its indicator runs,
+    /// which have ended; its children move to top level. The records of device and runs stay alive until
+    /// releaseRemoved(), so that a callback may remove what the loop or the test around it holds; a walk with
+    /// nextDevice() goes on from the device behind its old place.
     bool removeDevice(String const& guid);
+    /// Frees what removeDevice() took out, except devices that a run of the TestRunManager points to: those
+    /// wait for a later call. For the loop between two passes, when nobody holds a device or a run of the last
+    /// one.
+    void releaseRemoved();
+    std::size_t removedCount() const noexcept { return m_devices.retiredCount() + m_endedRuns.size(); }
     std::size_t deviceCount() const noexcept { return m_devices.size(); }
     DeviceImp* deviceAtIndex(std::size_t index) const noexcept { return m_devices.at(index); }
     DeviceImp* device(String const& guid) const { return m_devices.find(guid); }
     /// The next device after `previous` (null: the first) that has all of `capability`, or any of it for ALL.
+    /// `previous` may have been removed, but not released; a walk from a device that was never here ends.
     DeviceImp* nextDevice(DeviceImp const* previous, CapabilityImp const& capability) const;
     /// The record here of the same device as `other` (same guid); null when there is none.
     DeviceImp* matchingDevice(DeviceImp const& other) const { return m_devices.find(other.guid()); }
     DeviceImp* parentOf(DeviceImp const& device) const;
     std::vector<DeviceImp*> const& childrenOf(DeviceImp const& device) const;
+    /// As DeviceImp's operations, and recorded as changes when the device is held here. What is done to a
+    /// device directly is not.
+    PropertyImp& addProperty(DeviceImp& device, PropertyImp const& property);
+    bool removeProperty(DeviceImp& device, String const& key);
 
     // Tests and indicators of the module.
     void addTest(TestImp& test);
     std::size_t testCount() const noexcept { return m_tests.size(); }
     TestImp* testAtIndex(std::size_t index) const noexcept { return m_tests.at(index); }
+    /// Found by guid, else by key in the module; null when there is none.
+    TestImp* test(String const& guidOrKey) const;
+    IndicatorImp* indicator(String const& guidOrKey) const;
     void addIndicator(IndicatorImp& indicator);
     std::size_t indicatorCount() const noexcept { return m_indicators.size(); }
     IndicatorImp* indicatorAtIndex(std::size_t index) const noexcept { return m_indicators.at(index); }
@@ -95,6 +100,7 @@ public:
     bool associate(DeviceImp& device, TestImp& test, bool track);
     bool associate(DeviceImp& device, IndicatorImp& indicator, bool track);
     bool removeAssociation(DeviceImp& device, TestImp& test);
+    bool removeAssociation(DeviceImp& device, IndicatorImp& indicator);
     bool isAssociated(DeviceImp const& device, TestImp const& test) const;
     bool isAssociated(DeviceImp const& device, IndicatorImp const& indicator) const;
     std::size_t deviceCountByTest(TestImp const& test) const;
@@ -106,12 +112,24 @@ public:
     std::size_t indicatorCountByDevice(DeviceImp const& device) const;
     IndicatorImp* indicatorByDeviceAtIndex(DeviceImp const& device, std::size_t index) const;
     std::size_t testCountByModule(ModuleImp const& module) const;
+    std::size_t indicatorCountByModule(ModuleImp const& module) const;
     std::size_t deviceCountByModule(ModuleImp const& module) const;
 
-    // Indicator runs, in order of addition.
+    // Indicator runs, in order of addition: one for each pair of indicator and device (or none). Adding a pair
+    // that is there keeps, and returns, the run that is there, with its clock. A run must be bound
+    // (AssertionException).
     IndicatorRunImp& addIndicatorRun(IndicatorRunImp run);
     std::size_t indicatorRunCount() const noexcept { return m_indicatorRuns.size(); }
     IndicatorRunImp& indicatorRunAtIndex(std::size_t index);
+    /// Null when there is none.
+    IndicatorRunImp* indicatorRun(IndicatorImp const& indicator, DeviceImp const* device) const;
+    /// Whether there ever was one: tells a list that is empty for the moment from one that nobody has filled.
+    bool hasHadIndicatorRuns() const noexcept { return m_hasHadIndicatorRuns; }
+
+    /// Bind a restored run to the test or indicator and the device of this manager that it names. Throw
+    /// StateException, and the run stays as it is, when they are not here or the run cannot take them.
+    void bind(TestRunImp& run) const;
+    void bind(IndicatorRunImp& run) const;
 
     // Alerts. An alert of a guid that is there already replaces it in place.
     void addAlert(AlertImp const& alert);
@@ -122,14 +140,19 @@ public:
     // Test runs are kept by TestRunManager; the instance answers for it.
     std::size_t testRunCount() const;
 
-    /// Takes in everything of `other`: unknown modules and devices are copied (with their place below a known
-    /// parent), known devices take over what is new (DeviceImp::mergeFrom, a parent where there is none),
-    /// alerts and property specifications likewise. Each difference is recorded as a change. `other` stays as
-    /// it is.
+    /// Takes in everything of `other`: unknown modules, devices, tests and indicators are copied (a device with
+    /// its place below a known parent), known devices take over what is new (DeviceImp::mergeFrom, a parent
+    /// where there is none), alerts and property specifications likewise; known tests and indicators stay. Then
+    /// come the indicator runs, of which a known one stays, and every association, between records that
+    /// `other` holds. Each difference is recorded as a change. `other` stays as it is, and nothing here points
+    /// into it.
     void mergeWithTracking(StateManager const& other) { merge(other, true); }
     /// The same, but what is known here stays: only what is missing is taken in.
     void completeWithTracking(StateManager const& other) { merge(other, false); }
-    std::vector<Change> takeChanges();
+    /// What happened since the last call, as the net of it, oldest first, for whoever passes changes on.
+    std::vector<Change> takeChanges() { return m_changes.take(); }
+    /// How many are held; bounded also when nobody takes them, see ChangeList.
+    std::size_t heldChanges() const noexcept { return m_changes.size(); }
 
     /// Fills this (fresh) manager with copies of the devices of `source` that have the capability, holding
     /// only the properties of the category.
@@ -138,8 +161,22 @@ public:
     void clear();
 
 private:
-    void note(bool track, Change::Kind kind, String const& guid, String const& otherGuid = String());
+    void note(bool track, Change::Kind kind, String const& guid, String const& otherGuid = String())
+    {
+        if (track)
+            m_changes.note({kind, guid, otherGuid});
+    }
+    void noteProperty(DeviceImp const& device, Change::Kind kind, String const& key);
+    void endRunsOf(DeviceImp const& device);
     void merge(StateManager const& other, bool newerWins);
+    void mergeFunctions(StateManager const& other);
+    void mergeDevice(DeviceImp const& theirs, StateManager const& other, bool newerWins);
+    void mergeAlerts(StateManager const& other, bool newerWins);
+    void mergeIndicatorRuns(StateManager const& other);
+    void mergeAssociations(StateManager const& other);
+    template <typename Left, typename Right>
+    void mergeAssociation(RecordList<Left> const& lefts, RecordList<Left> const& theirLefts,
+                          RecordList<Right> const& rights, Association<Left, Right> const& theirs);
     DeviceImp& copyDevice(DeviceImp const& theirs, StateManager const& other);
     void attach(DeviceImp& device, DeviceImp const* parent);
     bool adoptParent(DeviceImp& mine, DeviceImp const* theirParent);
@@ -152,6 +189,9 @@ private:
     std::vector<std::shared_ptr<PropertySpecImp>> m_specs;
     std::unordered_map<String, std::size_t> m_specIndex;
     std::vector<std::unique_ptr<IndicatorRunImp>> m_indicatorRuns;
+    std::map<std::pair<String, String>, IndicatorRunImp*> m_runIndex; // by guids of indicator and device
+    std::vector<std::unique_ptr<IndicatorRunImp>> m_endedRuns;        // until releaseRemoved()
+    bool m_hasHadIndicatorRuns = false;
 
     Association<ModuleImp, TestImp> m_moduleTests;
     Association<ModuleImp, IndicatorImp> m_moduleIndicators;
@@ -159,7 +199,7 @@ private:
     Association<DeviceImp, TestImp> m_deviceTests;
     Association<DeviceImp, IndicatorImp> m_deviceIndicators;
     Association<DeviceImp, DeviceImp> m_children; // parent on the left
-    std::vector<Change> m_changes;
+    ChangeList m_changes;
 };
 
 /// What the enumerator found, before it is merged into the instance.

@@ -2,7 +2,7 @@
 
 namespace zel {
 
-using Kind = StateManager::Change::Kind;
+using Kind = Change::Kind;
 
 namespace {
 
@@ -53,6 +53,13 @@ bool StateManager::removeAssociation(DeviceImp& device, TestImp& test)
 {
     bool const removed = m_deviceTests.remove(device, test);
     note(removed, Kind::AssociationRemoved, device.guid(), test.guid());
+    return removed;
+}
+
+bool StateManager::removeAssociation(DeviceImp& device, IndicatorImp& indicator)
+{
+    bool const removed = m_deviceIndicators.remove(device, indicator);
+    note(removed, Kind::AssociationRemoved, device.guid(), indicator.guid());
     return removed;
 }
 
@@ -109,6 +116,11 @@ IndicatorImp* StateManager::indicatorByDeviceAtIndex(DeviceImp const& device, st
 std::size_t StateManager::testCountByModule(ModuleImp const& module) const
 {
     return m_moduleTests.rightsOf(module).size();
+}
+
+std::size_t StateManager::indicatorCountByModule(ModuleImp const& module) const
+{
+    return m_moduleIndicators.rightsOf(module).size();
 }
 
 std::size_t StateManager::deviceCountByModule(ModuleImp const& module) const

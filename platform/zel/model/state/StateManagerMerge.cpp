@@ -1,8 +1,10 @@
+// Taking in what another manager holds: records first, then what ties them together, since a tie may be to a
+// record that comes late in the other's order.
 #include <zel/model/state/StateManager.h>
 
 namespace zel {
 
-using Kind = StateManager::Change::Kind;
+using Kind = Change::Kind;
 
 // The parent comes first: a device may stand before its parent in the other manager's order. The depth of a
 // chain of parents is bounded by the number of devices, since a device has at most one parent and none is its
@@ -25,13 +27,17 @@ DeviceImp& StateManager::copyDevice(DeviceImp const& theirs, StateManager const&
     return *copied;
 }
 
-// A device keeps the parent that it has, and never comes to stand below itself.
+// A device keeps the parent that it has: it is the module's own finding, or that of an earlier merge, and two
+// parents would show the device twice. It never comes to stand below itself, which two states that see one
+// chain from its two ends would make it; only a device with children can, and the walk up is spared otherwise,
+// so that a long chain costs no more than its length.
 bool StateManager::adoptParent(DeviceImp& mine, DeviceImp const* theirParent)
 {
     DeviceImp const* const parent = theirParent ? m_devices.find(theirParent->guid()) : nullptr;
     if (!parent || parentOf(mine))
         return false;
-    for (DeviceImp const* up = parent; up; up = parentOf(*up))
+    bool const hasChildren = !childrenOf(mine).empty();
+    for (DeviceImp const* up = hasChildren || parent == &mine ? parent : nullptr; up; up = parentOf(*up))
         if (up == &mine)
             return false;
     attach(mine, parent);
@@ -40,26 +46,106 @@ bool StateManager::adoptParent(DeviceImp& mine, DeviceImp const* theirParent)
 
 void StateManager::merge(StateManager const& other, bool newerWins)
 {
+    if (&other == this)
+        return;
     mergePropertySpecs(other);
-    for (ModuleImp* module = other.nextModule(nullptr); module; module = other.nextModule(module))
-        if (!m_modules.find(module->guid()) && m_modules.own(std::make_unique<ModuleImp>(*module)))
-            note(true, Kind::ModuleAdded, module->guid());
-    for (std::size_t i = 0; i < other.deviceCount(); ++i) {
-        DeviceImp const& theirs = *other.deviceAtIndex(i);
-        if (DeviceImp* const mine = m_devices.find(theirs.guid())) {
-            bool const placed = adoptParent(*mine, other.parentOf(theirs));
-            bool const changed = newerWins ? mine->mergeFrom(theirs) : mine->completeFrom(theirs);
-            note(changed || placed, Kind::DeviceUpdated, theirs.guid());
-        } else {
-            copyDevice(theirs, other);
+    mergeFunctions(other);
+    for (std::size_t i = 0; i < other.deviceCount(); ++i)
+        mergeDevice(*other.deviceAtIndex(i), other, newerWins);
+    mergeAlerts(other, newerWins);
+    mergeIndicatorRuns(other);
+    mergeAssociations(other);
+}
+
+namespace {
+
+template <typename Record, typename Added>
+void copyUnknown(RecordList<Record> const& theirs, RecordList<Record>& mine, Added added)
+{
+    for (std::size_t i = 0; i < theirs.size(); ++i)
+        if (Record const& one = *theirs.at(i); !mine.find(one.guid())) {
+            mine.own(std::make_unique<Record>(one));
+            added(one);
         }
+}
+
+} // namespace
+
+// A module, test or indicator that is known stays as it is: this process's own record has the callback and the
+// settings behind it, and what another process says of it is at best the same.
+void StateManager::mergeFunctions(StateManager const& other)
+{
+    auto const noteAs = [this](Kind kind) {
+        return [this, kind](auto const& record) { note(true, kind, record.guid()); };
+    };
+    copyUnknown(other.m_modules, m_modules, noteAs(Kind::ModuleAdded));
+    copyUnknown(other.m_tests, m_tests, noteAs(Kind::TestAdded));
+    copyUnknown(other.m_indicators, m_indicators, noteAs(Kind::IndicatorAdded));
+}
+
+void StateManager::mergeDevice(DeviceImp const& theirs, StateManager const& other, bool newerWins)
+{
+    DeviceImp* const mine = m_devices.find(theirs.guid());
+    if (!mine) {
+        copyDevice(theirs, other);
+        return;
     }
+    std::size_t const before = mine->propertyCount(); // new ones are added behind
+    bool const placed = adoptParent(*mine, other.parentOf(theirs));
+    bool const changed = newerWins ? mine->mergeFrom(theirs) : mine->completeFrom(theirs);
+    note(changed || placed, Kind::DeviceUpdated, theirs.guid());
+    for (std::size_t i = before; i < mine->propertyCount(); ++i)
+        noteProperty(*mine, Kind::PropertyAdded, mine->getProperty(i).key());
+}
+
+void StateManager::mergeAlerts(StateManager const& other, bool newerWins)
+{
     for (std::size_t i = 0; i < other.alertCount(); ++i) {
         AlertImp const& theirs = *other.alertAtIndex(i);
         AlertImp const* const mine = m_alerts.find(theirs.guid());
         if (!mine || (newerWins && !(*mine == theirs)))
             addAlert(theirs);
     }
+}
+
+// A run that is known keeps its clock: taking over the other's would call an indicator early or late.
+void StateManager::mergeIndicatorRuns(StateManager const& other)
+{
+    for (auto const& theirs : other.m_indicatorRuns) {
+        IndicatorImp* const indicator = m_indicators.find(theirs->indicator().guid());
+        DeviceImp* const device = m_devices.find(theirs->deviceGuid());
+        bool const isTied = indicator && (device || !theirs->device());
+        if (!isTied || indicatorRun(*indicator, device))
+            continue;
+        IndicatorRunImp copy(*theirs);
+        copy.bind(*indicator, device);
+        addIndicatorRun(std::move(copy));
+        note(true, Kind::IndicatorRunAdded, indicator->guid(), theirs->deviceGuid());
+    }
+}
+
+// By the guids of both ends: a pointer of the other's must not come over. An end that the other ties but does
+// not hold has not been copied and is left out.
+template <typename Left, typename Right>
+void StateManager::mergeAssociation(RecordList<Left> const& lefts, RecordList<Left> const& theirLefts,
+                                    RecordList<Right> const& rights, Association<Left, Right> const& theirs)
+{
+    for (std::size_t i = 0; i < theirLefts.size(); ++i) {
+        auto const& theirRights = theirs.rightsOf(*theirLefts.at(i));
+        Left* const left = theirRights.empty() ? nullptr : lefts.find(theirLefts.at(i)->guid());
+        for (Right const* theirRight : theirRights)
+            if (Right* const right = left ? rights.find(theirRight->guid()) : nullptr)
+                associate(*left, *right, true);
+    }
+}
+
+void StateManager::mergeAssociations(StateManager const& other)
+{
+    mergeAssociation(m_modules, other.m_modules, m_tests, other.m_moduleTests);
+    mergeAssociation(m_modules, other.m_modules, m_indicators, other.m_moduleIndicators);
+    mergeAssociation(m_modules, other.m_modules, m_devices, other.m_moduleDevices);
+    mergeAssociation(m_devices, other.m_devices, m_tests, other.m_deviceTests);
+    mergeAssociation(m_devices, other.m_devices, m_indicators, other.m_deviceIndicators);
 }
 
 void StateManager::createDeviceList(StateManager const& source, CapabilityImp const& capability,

@@ -16,6 +16,7 @@
 
 #include <zel/model/devices/Location.h>
 #include <zel/model/devices/SystemInformationFilter.h>
+#include <zel/model/state/StateManager.h>
 
 #include <array>
 
@@ -153,7 +154,7 @@ void SysInfoDevice::addPropertyInternal(zel::DeviceImp& device, DeviceProperty c
         throw AlreadyAddedException("DeviceProperty", property.key(), "SysInfoDevice",
                                     KrelString(device.name()));
     }
-    device.addProperty(&property.imp());
+    zel::StateManager::instance().addProperty(device, property.imp());
     zel::PropertyImp* const addedProp = device.property(key);
     requireArgument(addedProp, "addedProp", "SysInfoDevice::addPropertyInternal(...)");
     addedProp->leaveGroups();

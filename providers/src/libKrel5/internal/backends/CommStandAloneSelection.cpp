@@ -1,8 +1,12 @@
 // Device acquisition and the making of runs.
 #include <libKrel5/internal/backends/CommStandAlone.h>
 #include <libKrel5/internal/backends/Selection.h>
+#include <libKrel5/internal/module/CommandLine.h>
 #include <libKrel5/internal/module/ErrorReporting.h>
 #include <libKrel5/internal/module/ModuleCommon.h>
+#include <libKrel5/objects/UpdateInterval.h>
+
+#include <krel5/CommandLineOption.h>
 
 #include <zel/enumerator/Enumerator.h>
 #include <zel/foundation/Logger.h>
@@ -14,8 +18,6 @@
 
 namespace krel5 {
 namespace {
-
-constexpr double kDefaultUpdateIntervalSeconds = 5;
 
 zel::Logger& logger()
 {
@@ -62,32 +64,44 @@ std::size_t addRunsOfDevice(zel::DeviceImp& device, zel::Array<zel::TestImp*> co
     return made;
 }
 
-std::size_t addIndicatorRunsOfDevice(zel::DeviceImp& device, zel::Array<zel::IndicatorImp*> const& indicators)
+// A run that is there stays, with its clock.
+void addIndicatorRun(zel::IndicatorImp& indicator, zel::DeviceImp* device)
 {
-    std::size_t made = 0;
-    for (zel::IndicatorImp* const indicator : indicators) {
-        if (!manager().isAssociated(device, *indicator))
-            continue;
+    if (manager().indicatorRun(indicator, device))
+        return;
+    if (device)
         ZEL_LOG(logger(), zel::LogLevel::Information)
-            << "Creating IndicatorRunImp Dev:" << device.guid() << " Indicator:" << indicator->guid();
-        manager().addIndicatorRun(zel::IndicatorRunImp(*indicator, &device, kDefaultUpdateIntervalSeconds));
-        ++made;
-    }
-    return made;
+            << "Creating IndicatorRunImp Dev:" << device->guid() << " Indicator:" << indicator.guid();
+    else
+        ZEL_LOG(logger(), zel::LogLevel::Information)
+            << "Creating Freed IndicatorRunImp Indicator:" << indicator.guid();
+    manager().addIndicatorRun(zel::IndicatorRunImp(indicator, device, updateInterval()));
 }
 
+std::size_t addIndicatorRunsOfDevice(zel::DeviceImp& device, zel::Array<zel::IndicatorImp*> const& indicators)
+{
+    std::size_t count = 0;
+    for (zel::IndicatorImp* const indicator : indicators) {
+        if (!manager().isAssociated(device, *indicator) || indicator->isSwitchedOff())
+            continue;
+        addIndicatorRun(*indicator, &device);
+        ++count;
+    }
+    return count;
+}
+
+// Free ones only: an indicator of devices that has none, or none any more, cannot be called without one.
 std::size_t addFreeIndicatorRuns(zel::Array<zel::IndicatorImp*> const& indicators)
 {
-    std::size_t made = 0;
+    std::size_t count = 0;
     for (zel::IndicatorImp* const indicator : indicators) {
-        if (manager().deviceCountByIndicator(*indicator) > 0 || indicator->isSwitchedOff())
+        if (!indicator->isFree() || manager().deviceCountByIndicator(*indicator) > 0 ||
+            indicator->isSwitchedOff())
             continue;
-        ZEL_LOG(logger(), zel::LogLevel::Information)
-            << "Creating Freed IndicatorRunImp Indicator:" << indicator->guid();
-        manager().addIndicatorRun(zel::IndicatorRunImp(*indicator, nullptr, kDefaultUpdateIntervalSeconds));
-        ++made;
+        addIndicatorRun(*indicator, nullptr);
+        ++count;
     }
-    return made;
+    return count;
 }
 
 // Drives are what every inventory needs of another module's devices, with just the properties that name them.
@@ -181,20 +195,26 @@ bool CommStandAlone::receiveTestRun()
     return true;
 }
 
+// Called on every pass of the indicator loop. Numbers are for the list that the person saw: they count once, and a
+// device picked by one stays the only one, whatever comes and goes later. A list that is empty in a later pass
+// fills again when a device comes back; only one that never had a run is an error.
 bool CommStandAlone::receiveIndicatorMessages()
 {
+    bool const isLaterPass = manager().hasHadIndicatorRuns();
+    if (isLaterPass && CommandLine::integer(CommandLineOption::DEVICENUM()))
+        return true;
     DeviceSelection list;
     list.addDevicesOfTests();
     list.addDevicesOfIndicators();
     auto const devices = list.selected();
     auto const indicators = selectedIndicators();
-    std::size_t made = 0;
+    std::size_t count = 0;
     for (zel::DeviceImp* const device : devices) {
         ZEL_ASSERT(device != nullptr);
-        made += addIndicatorRunsOfDevice(*device, indicators);
+        count += addIndicatorRunsOfDevice(*device, indicators);
     }
-    made += addFreeIndicatorRuns(indicators);
-    if (made == 0)
+    count += addFreeIndicatorRuns(indicators);
+    if (count == 0 && !isLaterPass)
         endWithoutRuns("indicator", devices, indicators.size(),
                        indicators.empty() ? zel::String() : indicators[0]->keyInModule());
     return true;

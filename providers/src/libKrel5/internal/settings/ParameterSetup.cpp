@@ -4,6 +4,7 @@
 #include <libKrel5/internal/module/ModuleCommon.h>
 #include <libKrel5/internal/settings/UnreadSettings.h>
 #include <libKrel5/objects/Factories.h>
+#include <libKrel5/objects/UpdateInterval.h>
 
 #include <krel5/ParameterNotSetException.h>
 #include <krel5/ParameterNotValidException.h>
@@ -86,6 +87,17 @@ void checkSwitches(zel::SettingsResource const& settings)
             check("Indicator." + indicator->imp().keyInModule() + "." + name, zel::DataTypeImp::BOOLEAN());
 }
 
+// As the other numbers of seconds that are the whole module's. Without indicators the key is free for others.
+void resolveUpdateInterval(zel::SettingsResource const& settings)
+{
+    if (Factories::indicators().size() == 0)
+        return;
+    if (auto error = updateIntervalParameter().resolve(settings)) {
+        error->m_reason += "; it counts as not set";
+        report(*error);
+    }
+}
+
 /// Of a test or an indicator.
 template <typename Owner>
 void resolve(Owner& owner, zel::SettingsResource const& settings)
@@ -124,6 +136,7 @@ void setUpParameters()
         ErrorReporting::tell(zel::String("WARNING: ") + settings->passedOver() + " is not read; " +
                              settings->path() + " comes first");
     checkSwitches(*settings);
+    resolveUpdateInterval(*settings);
     for (auto const& test : Factories::tests())
         handDownGlobalParameters(*test);
     for (zel::SettingsError const& unread : unreadSettings(*settings)) {

@@ -1,6 +1,7 @@
 #include <libKrel5/internal/settings/UnreadSettings.h>
 
 #include <libKrel5/objects/Factories.h>
+#include <libKrel5/objects/UpdateInterval.h>
 
 #include <zel/model/module/IndicatorImp.h>
 #include <zel/model/module/TestImp.h>
@@ -43,6 +44,8 @@ KnownKeys knownKeys()
                   {Keys::kEnable, Keys::kEnableOldForm, Keys::kForceResult, Keys::kForceEvent,
                    Keys::kForceAllEvents},
                   known);
+    if (Factories::indicators().size() > 0) // without one, nothing has an interval
+        known.insert(updateIntervalParameter().globalSettingsKey());
     for (auto const& indicator : Factories::indicators())
         addKeysOf(indicator->imp(), "Indicator", {Keys::kEnable, Keys::kEnableOldForm}, known);
     return known;
