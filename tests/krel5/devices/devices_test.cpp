@@ -180,6 +180,20 @@ TEST(SysInfoDevice, childBusesAreNamedLikeLocations)
     EXPECT_EQ(device->imp().childBusIds(), expected);
 }
 
+TEST(DeviceProperty, whatAKnownDeviceGetsIsAChange)
+{
+    SysInfoDevice* const device = drive("changes");
+    auto& state = zel::StateManager::instance();
+    device->addProperty(declare("before"));
+    state.addDevice(device->imp(), nullptr);
+    state.takeChanges();
+    device->addProperty(declare("after"));
+    EXPECT_EQ(state.takeChanges(),
+              (std::vector<zel::Change>{
+                  {zel::Change::Kind::PropertyAdded, device->imp().guid(), zel::String(), "after"}}));
+    state.clear();
+}
+
 TEST(DeviceProperty, aDeviceTakesACopyAndOneHandleARecord)
 {
     SysInfoDevice* const device = drive("copies");

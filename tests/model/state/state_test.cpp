@@ -1,4 +1,6 @@
 // The state of a run: records, who belongs to whom, merging, and which test applies to which device.
+#include "../TestDevices.h"
+
 #include <zel/foundation/Exception.h>
 #include <zel/model/devices/Guid.h>
 #include <zel/model/runs/MessageBoxImp.h>
@@ -11,54 +13,16 @@
 #include <functional>
 
 using namespace zel;
+using namespace zel::test;
 
 namespace {
 
-using Kind = StateManager::Change::Kind;
-
-std::unique_ptr<DeviceImp> device(std::string const& location,
-                                  CapabilityImp const& type = CapabilityImp::HardDrive())
-{
-    return DeviceImp::createGeneric(type, CapabilityImp(), String(location), String(), String(),
-                                    String(location), CapabilityImp());
-}
-
-std::shared_ptr<PropertySpecImp>
-specification(char const* key, PropertyCategoryImp const& category = PropertyCategoryImp::SysInfo())
-{
-    return std::make_shared<PropertySpecImp>(key, category, DataTypeImp::STRING(), CapabilityImp::ALL());
-}
-
-PropertyImp& add(DeviceImp& to, char const* key, char const* value = "",
-                 PropertyCategoryImp const& category = PropertyCategoryImp::SysInfo())
-{
-    PropertyImp const property(specification(key, category), ValueImp(String(value)));
-    return to.addProperty(&property);
-}
+using Kind = Change::Kind;
 
 void group(DeviceImp& of, char const* key, char const* member)
 {
     of.property(key)->addChild(of.property(member));
     of.property(member)->setPartOfGroup(true);
-}
-
-/// Names of the devices in the order of the walk, each behind its parent's: "a b<a".
-std::string devices(StateManager const& state)
-{
-    std::string all;
-    for (DeviceImp* one = state.nextDevice(nullptr, CapabilityImp::ALL()); one;
-         one = state.nextDevice(one, CapabilityImp::ALL())) {
-        DeviceImp const* const parent = state.parentOf(*one);
-        all +=
-            (all.empty() ? "" : " ") + one->name().toUtf8() + (parent ? "<" + parent->name().toUtf8() : "");
-    }
-    return all;
-}
-
-std::size_t countOf(std::vector<StateManager::Change> const& changes, Kind kind)
-{
-    return static_cast<std::size_t>(
-        std::count_if(changes.begin(), changes.end(), [kind](auto const& one) { return one.kind == kind; }));
 }
 
 } // namespace
@@ -433,6 +397,40 @@ TEST(EnumerationRules, aTestThatEnumeratesOnceMovesUpTheRanks)
     EXPECT_FALSE(TestImp::canEnumerateOnDevice(test, equal, state, &previous)) << "the earlier one keeps it";
     EXPECT_FALSE(TestImp::canEnumerateOnDevice(test, low, state, &previous));
     EXPECT_EQ(previous, nullptr);
+}
+
+TEST(EnumerationRules, indicatorsAreMatchedAsTestsAre)
+{
+    StateManager state;
+    DeviceImp& low = state.addDevice(device("low", CapabilityImp::PCI()), nullptr);
+    DeviceImp& high = state.addDevice(device("high", CapabilityImp::PciBus()), nullptr);
+    DeviceImp& off = state.addDevice(device("off", CapabilityImp::PciBus()), nullptr);
+    off.setState(DeviceStateImp::DISABLED());
+    IndicatorImp heat("heat", CapabilityImp::PciBus(), false), any("any", CapabilityImp::ALL(), false);
+    IndicatorImp const free("free", CapabilityImp::ALL(), true);
+    state.addIndicator(any);
+    auto const applies = [&state](IndicatorImp const& indicator, DeviceImp const& to, DeviceImp** previous) {
+        return IndicatorImp::canEnumerateOnDevice(indicator, to, state, previous);
+    };
+    DeviceImp* previous = &off;
+    EXPECT_TRUE(applies(heat, high, &previous));
+    EXPECT_EQ(previous, nullptr);
+    EXPECT_FALSE(applies(heat, low, nullptr)) << "none of its capabilities";
+    EXPECT_FALSE(applies(heat, off, nullptr)) << "disabled";
+    EXPECT_FALSE(applies(free, high, nullptr)) << "bound to no device";
+    heat.resolveParameterData(SettingsResource(KeyTextFile::parse("Indicator.heat.Enable.value=false", "f")));
+    EXPECT_FALSE(applies(heat, high, nullptr)) << "switched off";
+
+    any.flags().enumeratesOnlyOnce = true;
+    state.associate(low, any, false);
+    EXPECT_FALSE(applies(any, low, nullptr)) << "it has it";
+    EXPECT_TRUE(applies(any, high, &previous));
+    EXPECT_EQ(previous, &low);
+    state.takeChanges();
+    EXPECT_TRUE(state.removeAssociation(low, any));
+    EXPECT_FALSE(state.removeAssociation(low, any));
+    EXPECT_EQ(state.takeChanges(), (std::vector<Change>{{Kind::AssociationRemoved, low.guid(), any.guid()}}));
+    EXPECT_EQ(state.deviceCountByIndicator(any) + state.indicatorCountByDevice(low), 0u);
 }
 
 TEST(MessageBoxImp, takesNumbersTextsAndBeginnings)

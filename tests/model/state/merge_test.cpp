@@ -1,0 +1,164 @@
+// Taking in another state with everything that is tied to everything.
+#include "../TestDevices.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+using namespace zel;
+using namespace zel::test;
+
+namespace {
+
+using Kind = Change::Kind;
+
+// What a module sent: a module with a test, an indicator and two devices, one below the other, all tied; the
+// records are the state's own or go with this.
+struct Sent
+{
+    Sent()
+    {
+        module.setGuid("m");
+        test.setModuleGuid("m");
+        indicator.setModuleGuid("m");
+        state.addModule(module, false);
+        state.addTest(test);
+        state.addIndicator(indicator);
+        state.addPropertySpec(specification("serial"), false);
+        DeviceImp& bus = state.addDevice(device("bus"), nullptr);
+        DeviceImp& drive = state.addDevice(device("drive"), &bus);
+        state.associate(module, test, false);
+        state.associate(module, indicator, false);
+        state.associate(module, bus, false);
+        state.associate(module, drive, false);
+        state.associate(drive, test, false);
+        state.associate(drive, indicator, false);
+        state.addIndicatorRun(IndicatorRunImp(indicator, &drive, 7)).resetLastCallTime();
+        state.addIndicatorRun(IndicatorRunImp(indicator, nullptr, 7));
+        state.addAlert(AlertImp("m", "hot", AlertTypeImp::MESSAGE()));
+        state.takeChanges();
+    }
+
+    StateManager state;
+    ModuleImp module{"m"};
+    TestImp test{"t", CapabilityImp::HardDrive()};
+    IndicatorImp indicator{"i", CapabilityImp::HardDrive(), false};
+};
+
+// Everything that is tied, counted and named through the public questions.
+std::string tiesOf(StateManager& state)
+{
+    std::string text = devices(state) + " |";
+    for (ModuleImp* one = state.nextModule(nullptr); one; one = state.nextModule(one))
+        text += " " + one->name().toUtf8() + ":" + std::to_string(state.testCountByModule(*one)) +
+                std::to_string(state.indicatorCountByModule(*one)) +
+                std::to_string(state.deviceCountByModule(*one));
+    for (std::size_t t = 0; t < state.testCount(); ++t)
+        for (std::size_t d = 0; d < state.deviceCountByTest(*state.testAtIndex(t)); ++d)
+            text += " " + state.testAtIndex(t)->guid().toUtf8() + "@" +
+                    state.deviceByTestAtIndex(*state.testAtIndex(t), d)->name().toUtf8();
+    for (std::size_t i = 0; i < state.indicatorCount(); ++i)
+        for (std::size_t d = 0; d < state.deviceCountByIndicator(*state.indicatorAtIndex(i)); ++d)
+            text += " " + state.indicatorAtIndex(i)->guid().toUtf8() + "@" +
+                    state.deviceByIndicatorAtIndex(*state.indicatorAtIndex(i), d)->name().toUtf8();
+    for (std::size_t r = 0; r < state.indicatorRunCount(); ++r) {
+        IndicatorRunImp const& run = state.indicatorRunAtIndex(r);
+        text += " run:" + run.indicator().guid().toUtf8() + "@" +
+                (run.device() ? run.device()->name().toUtf8() : "-") + (run.hasBeenCalled() ? "!" : "");
+    }
+    return text;
+}
+
+constexpr char kTies[] = "bus drive<bus | m:112 m.Test.t@drive m.Indicator.i@drive run:m.Indicator.i@drive! "
+                         "run:m.Indicator.i@-";
+
+} // namespace
+
+TEST(Merge, takesInEverythingOfAStateThatThenGoes)
+{
+    StateManager mine;
+    {
+        Sent sent;
+        ASSERT_EQ(tiesOf(sent.state), kTies);
+        mine.mergeWithTracking(sent.state);
+        EXPECT_EQ(tiesOf(sent.state), kTies) << "the other stays as it is";
+        EXPECT_TRUE(sent.state.takeChanges().empty());
+        auto const changes = mine.takeChanges();
+        EXPECT_EQ(countOf(changes, Kind::AssociationAdded), 6u);
+        EXPECT_EQ(countOf(changes, Kind::IndicatorRunAdded), 2u);
+        for (Kind const once : {Kind::ModuleAdded, Kind::TestAdded, Kind::IndicatorAdded, Kind::AlertAdded,
+                                Kind::PropertySpecAdded})
+            EXPECT_EQ(countOf(changes, once), 1u);
+        EXPECT_EQ(changes.size(), 15u);
+        mine.mergeWithTracking(sent.state);
+        EXPECT_TRUE(mine.takeChanges().empty()) << "nothing new the second time";
+    }
+    EXPECT_EQ(tiesOf(mine), kTies) << "also when the other is gone";
+    mine.removeDevice(device("drive")->guid());
+    EXPECT_EQ(tiesOf(mine), "bus | m:111 run:m.Indicator.i@-");
+}
+
+TEST(Merge, tiesGoToTheModulesOwnRecords)
+{
+    Sent own, sent;
+    own.indicator.flags().destructive = true;
+    own.state.removeDevice(device("drive")->guid());
+    own.state.removeAssociation(own.state.addDevice(device("drive"), nullptr), own.test);
+    own.state.mergeWithTracking(sent.state);
+    EXPECT_EQ(tiesOf(own.state), "bus drive<bus | m:112 m.Test.t@drive m.Indicator.i@drive "
+                                 "run:m.Indicator.i@- run:m.Indicator.i@drive!");
+    EXPECT_EQ(own.state.testAtIndex(0), &own.test);
+    EXPECT_TRUE(own.state.indicatorRunAtIndex(1).indicator().flags().destructive);
+
+    own.state.indicatorRunAtIndex(1).restoreLastCall(100);
+    own.state.mergeWithTracking(sent.state);
+    EXPECT_GE(own.state.indicatorRunAtIndex(1).elapsedSinceLastCall(), 100) << "a known run keeps its clock";
+}
+
+// What the other ties without holding it has not come over, and neither does the tie.
+TEST(Merge, leavesOutWhatTheOtherDoesNotHold)
+{
+    StateManager mine;
+    {
+        StateManager other;
+        TestImp stranger("stranger", CapabilityImp::HardDrive());
+        IndicatorImp unknown("unknown", CapabilityImp::HardDrive(), false);
+        DeviceImp& drive = other.addDevice(device("drive"), nullptr);
+        other.associate(drive, stranger, false);
+        other.addIndicatorRun(IndicatorRunImp(unknown, &drive, 5));
+        mine.mergeWithTracking(other);
+    }
+    EXPECT_EQ(tiesOf(mine), "drive |");
+    EXPECT_EQ(mine.testCountByDevice(*mine.deviceAtIndex(0)) + mine.indicatorRunCount(), 0u);
+}
+
+// A step that looks at all the others for each device, tie or run would take minutes; so would a walk up to the
+// top of the longest chain for each of its devices.
+TEST(Merge, takesInThirtyThousandDevices)
+{
+    constexpr std::size_t kDevices = 30000;
+    Sent sent;
+    StateManager mine, flat;
+    DeviceImp* above = sent.state.deviceAtIndex(1);
+    for (std::size_t i = 0; i < kDevices; ++i) {
+        DeviceImp& one = sent.state.addDevice(device("d" + std::to_string(i)), above);
+        flat.addDevice(device("d" + std::to_string(i)), nullptr);
+        sent.state.associate(sent.module, one, false);
+        sent.state.associate(one, sent.test, false);
+        sent.state.associate(one, sent.indicator, false);
+        sent.state.addIndicatorRun(IndicatorRunImp(sent.indicator, &one, 5));
+        above = &one;
+    }
+    mine.mergeWithTracking(sent.state);
+    mine.takeChanges();
+    mine.mergeWithTracking(sent.state);
+    EXPECT_TRUE(mine.takeChanges().empty());
+    flat.mergeWithTracking(sent.state);
+    for (StateManager* one : {&mine, &flat}) {
+        EXPECT_EQ(one->deviceCountByTest(*one->testAtIndex(0)), kDevices + 1);
+        EXPECT_EQ(one->indicatorRunCount(), kDevices + 2);
+        EXPECT_EQ(one->deviceCountByModule(*one->nextModule(nullptr)), kDevices + 2);
+        DeviceImp const* const last = one->device(above->guid());
+        EXPECT_EQ(one->parentOf(*last)->name(), String("d29998"));
+    }
+}
