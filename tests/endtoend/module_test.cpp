@@ -334,6 +334,11 @@ TEST_F(ModuleTest, StoppedRunsNeverPass)
     EXPECT_TRUE(holds(never.err, "Run 1 of 2: \"pass\" on "));
     EXPECT_TRUE(holds(never.err, "Runs: 2, 1 USER ABORTED, 1 not made\n"));
     EXPECT_FALSE(has(never.out, "50%")) << "asked to stop before the first test, none starts";
+
+    early.arguments = {"enum"};
+    Outcome const listing = module(early);
+    EXPECT_EQ(listing.status, 24);
+    EXPECT_EQ(listing.out, "");
 }
 
 TEST_F(ModuleTest, WhatATestDoesToItsOwnProcess)

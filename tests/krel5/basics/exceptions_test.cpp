@@ -19,6 +19,7 @@
 #include <zel/foundation/Exception.h>
 #include <zel/foundation/FileSystem.h>
 #include <zel/foundation/Logger.h>
+#include <zel/foundation/System.h>
 
 #include <gtest/gtest.h>
 
@@ -52,7 +53,8 @@ zel::StackTrace throwsNoException(unsigned) { throw 42; }
 template <typename Action>
 std::string logOf(Action action)
 {
-    std::string const path = testing::TempDir() + "krel5_exceptions_test.log";
+    std::string const path =
+        testing::TempDir() + "krel5_exceptions_test_" + std::to_string(zel::System::processId()) + ".log";
     std::filesystem::remove(path);
     EXPECT_TRUE(zel::LogFactory::createDefaultFileAppender(path));
     zel::LogFactory::configure("", 0);

@@ -2,7 +2,6 @@
 #include <krel5/DiagModule.h>
 
 #include <libKrel5/basics/LibraryMutex.h>
-#include <libKrel5/basics/OwnProcess.h>
 #include <libKrel5/facades/DiagModuleRun.h>
 #include <libKrel5/internal/backends/CommInterface.h>
 #include <libKrel5/internal/backends/Connection.h>
@@ -199,6 +198,8 @@ TestResult DiagModule::enumTests()
         return TestResult::CANNOTRUN();
     comm.receiveDevices();
     doTestEnumeration();
+    if (checkForStop()) // who asked to stop waits for no list
+        return TestResult::USERABORTED();
     comm.sendEnumTests();
     return comm.hasAllDevices() ? TestResult::PASS() : TestResult::CANNOTRUN();
 }
@@ -212,7 +213,6 @@ TestResult DiagModule::runTest()
     s_bPromptEnable = switches.promptEnable;
     s_bGUIPromptSupported = switches.guiPromptSupported;
     s_bAlwaysUseGUIPrompt = switches.alwaysUseGuiPrompt;
-    OwnProcess::stopOnSignal(TestResult::USERABORTED().value());
 
     Connection const connection(comm);
     if (!connection.isOpen())

@@ -272,8 +272,10 @@ int ModuleCommon::start(Facade const& facade, TestResult (*action)())
         result = chooseBackend();
         if (result == TestResult::PASS())
             result = checkPrivileges();
-        if (result == TestResult::PASS())
-            result = action();
+        if (result != TestResult::PASS())
+            return;
+        OwnProcess::stopOnSignal(TestResult::USERABORTED().value()); // whatever the action loops over
+        result = action();
     };
     auto const onError = [&result](KrelException const& error) {
         result = TestResult::INTERNALERROR();
