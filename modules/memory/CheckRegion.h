@@ -7,16 +7,18 @@
 namespace krel5::modules::memory {
 
 /// `words` is where the region begins, for the addresses in reports alone: the reads and writes go through
-/// `memory`. Fail when any word read wrong, also when a stop ended the run early; Stopped when
+/// `memory`, and `brokenPages` are those that broke while it ran. Fail when any word read wrong or any page broke, also when a stop ended the run early; Stopped when
 /// it ended early and none had.
 template <typename Memory>
 Outcome checkRegion(TestHost& host, Algorithm algorithm, Memory memory, std::uint64_t const* words,
-                    std::size_t wordCount, unsigned threads, std::uint64_t seed)
+                    std::size_t wordCount, unsigned threads, std::uint64_t seed, BrokenPages& brokenPages)
 {
-    MemoryReport report(host, words);
-    Checker<Memory> checker(host, report, memory, wordCount, threads);
+    MemoryReport report(host, words, brokenPages.pageBytes());
+    Checker<Memory> checker(host, report, memory, wordCount, threads, brokenPages);
     bool const finished = runAlgorithm(algorithm, checker, seed);
     report.summarize(checker.faults());
+    if (brokenPages.isFull())
+        report.endedEarly(brokenPages.total());
     if (checker.faults() != 0)
         return Outcome::Fail;
     return finished ? Outcome::Pass : Outcome::Stopped;

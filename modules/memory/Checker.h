@@ -9,6 +9,7 @@
 
 #include <common/Workers.h>
 #include <memory/Backgrounds.h>
+#include <memory/BrokenPages.h>
 #include <memory/FaultLog.h>
 #include <memory/Kernels.h>
 
@@ -33,6 +34,8 @@ struct FaultReporter
 {
     virtual ~FaultReporter() = default;
     virtual void report(PassName const& pass, WordFault const& fault) = 0;
+    /// A page that the hardware gave up during the pass.
+    virtual void report(PassName const& pass, BrokenPage const& page) = 0;
 };
 
 /// Runs the slices of a pass on threads; see runWorkers.
@@ -55,14 +58,19 @@ class Checker
 public:
     using Word = typename Memory::Word;
 
-    /// `host` and `reporter` outlive the checker. `threads` is at least 1 and no more than `words`.
-    Checker(TestHost& host, FaultReporter& reporter, Memory memory, std::size_t words, unsigned threads)
-        : m_host(host), m_reporter(reporter), m_memory(memory), m_words(words), m_threads(threads)
+    /// `host`, `reporter` and `brokenPages` outlive the checker. `threads` is at least 1 and no more than
+    /// `words`. `brokenPages` grows while workers run: each page is a fault, what is read there is none, and
+    /// when it is full the passes end as if stopped.
+    Checker(TestHost& host, FaultReporter& reporter, Memory memory, std::size_t words, unsigned threads,
+            BrokenPages& brokenPages)
+        : m_host(host), m_reporter(reporter), m_memory(memory), m_words(words), m_threads(threads),
+          m_brokenPages(brokenPages)
     {}
 
     /// Word operations of all the passes to come, for the progress.
     void expectWork(std::uint64_t operationsPerWord) { m_expected += operationsPerWord; }
-    std::uint64_t faults() const { return m_log.total(); }
+    /// Words that read wrong, and broken pages.
+    std::uint64_t faults() const { return m_log.total() + m_brokenPages.total(); }
 
     /// One data background of a march test. False when stopped.
     template <MarchTest const& kTest>
@@ -116,9 +124,13 @@ private:
             m_host, m_threads, m_words,
             [&](unsigned worker, WorkerControl& control) { runSlice(worker, control, down, kernel); },
             {from, percent(m_done)});
+        auto pages = m_brokenPages.take();
+        pages.resize(std::min(pages.size(), FaultLog::kKeptPerPass));
+        for (auto const& page : pages)
+            m_reporter.report(name, page);
         for (auto const& fault : m_log.take())
             m_reporter.report(name, fault);
-        return finished;
+        return finished && !m_brokenPages.isFull();
     }
 
     template <typename Kernel>
@@ -127,7 +139,8 @@ private:
         Memory memory = m_memory;
         auto sink = [this](std::size_t index, Word expected, Word actual) __attribute__((noinline, cold))
         {
-            m_log.record({index, expected, actual});
+            if (!m_brokenPages.contains(index * sizeof(Word)))
+                m_log.record({index, expected, actual});
         };
         std::size_t const begin = sliceStart(worker);
         std::size_t const end = sliceStart(worker + 1);
@@ -137,6 +150,8 @@ private:
             std::size_t const first = down ? end - done - count : begin + done;
             kernel(memory, first, first + count, sink);
             memory.settle(first, first + count);
+            if (m_brokenPages.isFull())
+                control.stop();
             done += count;
             if (done - counted >= kProgressWords || done == end - begin) {
                 control.advance(done - counted);
@@ -165,6 +180,7 @@ private:
     Memory m_memory;
     std::size_t m_words;
     unsigned m_threads;
+    BrokenPages& m_brokenPages;
     FaultLog m_log;
     std::uint64_t m_expected = 0;
     std::uint64_t m_done = 0;

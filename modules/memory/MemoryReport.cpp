@@ -29,23 +29,42 @@ std::string shownName(TestHost& host, std::string_view name)
 
 } // namespace
 
+TextValues MemoryReport::place(PassName const& pass, std::uint64_t offset,
+                               std::optional<std::uint64_t> physicalAddress) const
+{
+    return {{"Test", shownName(m_host, pass.m_test)},
+            {"Step", shownName(m_host, pass.m_step)},
+            {"Background", hex(pass.m_background)},
+            {"Offset", hex(offset)},
+            {"VirtualAddress", hex(reinterpret_cast<std::uintptr_t>(m_words) + offset)},
+            {"PhysicalAddress", physicalAddress ? hex(*physicalAddress) : m_host.text(kTextNoAddress)}};
+}
+
 void MemoryReport::report(PassName const& pass, WordFault const& fault)
 {
     auto const* const address = m_words + fault.m_index;
-    auto const physical = physicalAddress(address);
     auto const differing = fault.m_expected ^ fault.m_actual;
     ++m_reported;
-    m_host.fault(
-        Fault(kEventFault, {{"Test", shownName(m_host, pass.m_test)},
-                            {"Step", shownName(m_host, pass.m_step)},
-                            {"Background", hex(pass.m_background)},
-                            {"Offset", hex(fault.m_index * sizeof *address)},
-                            {"VirtualAddress", hex(reinterpret_cast<std::uintptr_t>(address))},
-                            {"PhysicalAddress", physical ? hex(*physical) : m_host.text(kTextNoAddress)},
-                            {"Expected", hex(fault.m_expected)},
-                            {"Actual", hex(fault.m_actual)},
-                            {"DifferingBits", hex(differing)},
-                            {"DifferingBitCount", std::to_string(std::popcount(differing))}}));
+    Fault found(kEventFault, place(pass, fault.m_index * sizeof *address, physicalAddress(address)));
+    found.m_values.insert(found.m_values.end(),
+                          {{"Expected", hex(fault.m_expected)},
+                           {"Actual", hex(fault.m_actual)},
+                           {"DifferingBits", hex(differing)},
+                           {"DifferingBitCount", std::to_string(std::popcount(differing))}});
+    m_host.fault(found);
+}
+
+void MemoryReport::report(PassName const& pass, BrokenPage const& page)
+{
+    ++m_reported;
+    Fault found(kEventBrokenPage, place(pass, page.m_offset, page.m_physicalAddress));
+    found.m_values.emplace_back("PageBytes", std::to_string(m_pageBytes));
+    m_host.fault(found);
+}
+
+void MemoryReport::endedEarly(std::uint64_t pages)
+{
+    m_host.fault(Fault(kEventManyPages, {{"Pages", std::to_string(pages)}}));
 }
 
 void MemoryReport::summarize(std::uint64_t total)

@@ -4,25 +4,36 @@
 #include <common/TestHost.h>
 #include <memory/Checker.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 
 namespace krel5::modules::memory {
 
 /// Sends each fault as a kEventFault with the address as offset into the region, as virtual and, where the
-/// system tells, as physical address.
+/// system tells, as physical address; each page that broke as a kEventBrokenPage.
 class MemoryReport : public FaultReporter
 {
 public:
     /// `words` is the start of the region; both outlive the report.
-    MemoryReport(TestHost& host, std::uint64_t const* words) : m_host(host), m_words(words) {}
+    MemoryReport(TestHost& host, std::uint64_t const* words, std::size_t pageBytes)
+        : m_host(host), m_words(words), m_pageBytes(pageBytes)
+    {}
 
     void report(PassName const& pass, WordFault const& fault) override;
+    void report(PassName const& pass, BrokenPage const& page) override;
     /// Says so when `total` is more than was reported one by one.
     void summarize(std::uint64_t total);
+    /// Says that so many broken pages were enough.
+    void endedEarly(std::uint64_t pages);
 
 private:
+    TextValues place(PassName const& pass, std::uint64_t offset,
+                     std::optional<std::uint64_t> physicalAddress) const;
+
     TestHost& m_host;
     std::uint64_t const* m_words;
+    std::size_t m_pageBytes;
     std::uint64_t m_reported = 0;
 };
 

@@ -5,6 +5,7 @@
 #include <memory/Events.h>
 #include <memory/RegionSize.h>
 #include <memory/Texts.h>
+#include <memory/linux/BusErrors.h>
 #include <memory/linux/LockedMemory.h>
 #include <memory/linux/MachineMemory.h>
 
@@ -28,14 +29,16 @@ Outcome badParameter(TestHost& host, std::string name, std::string value, std::s
 Outcome checkFlushing(TestHost& host, Algorithm algorithm, LockedMemory const& region, FlushMode flush,
                       unsigned threads, std::uint64_t seed)
 {
+    BrokenPages brokenPages(pageSize());
+    BusErrors const busErrors(region.words(), region.wordCount() * sizeof(std::uint64_t), brokenPages);
     if (flush == FlushMode::Operation)
         return checkRegion(host, algorithm, UncachedMemory(region.words()), region.words(),
-                           region.wordCount(), threads, seed);
+                           region.wordCount(), threads, seed, brokenPages);
     // Four times: caches of several sockets or clusters add up, and replacement is not in strict order.
     bool const small = region.wordCount() * sizeof(std::uint64_t) < 4 * largestCache();
     bool const flushAfterPass = flush == FlushMode::Pass && canFlush() && small;
     return checkRegion(host, algorithm, RealMemory(region.words(), flushAfterPass), region.words(),
-                       region.wordCount(), threads, seed);
+                       region.wordCount(), threads, seed, brokenPages);
 }
 
 // Threads that wait for a processor would keep this one from its processor too, and with that a stop request

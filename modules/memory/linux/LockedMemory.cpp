@@ -20,12 +20,6 @@ constexpr std::size_t kLockStep = std::size_t{8} << 20;
 // Reading what is available takes a tenth of a millisecond, on a machine with many mounts a few.
 constexpr std::size_t kStepsForACheck = 4;
 
-std::size_t pageSize()
-{
-    static auto const s_size = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-    return s_size;
-}
-
 std::string errorText(int error) { return std::generic_category().message(error); }
 
 /// The users of the system's first namespace are all its own: "0 0 4294967295".
@@ -119,12 +113,26 @@ LockedMemory::Made LockedMemory::make(std::size_t bytes, std::function<bool()> c
 
 LockedMemory::~LockedMemory() { (void)munmap(m_words, m_bytes); }
 
-std::optional<std::uint64_t> physicalAddress(void const* pointer)
+std::size_t pageSize() noexcept
 {
-    // Documentation/admin-guide/mm/pagemap.rst: one 64-bit entry per page; bit 63 present, bits 0-54 frame
-    // number, which reads as zero without CAP_SYS_ADMIN.
+    static auto const s_size = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    return s_size;
+}
+
+std::optional<std::uint64_t> frameNumber(std::uint64_t entry) noexcept
+{
+    // Documentation/admin-guide/mm/pagemap.rst: bit 63 present, bits 0-54 frame number, which reads as zero
+    // without CAP_SYS_ADMIN; bit 62 swapped, bits 0-4 type and 5-54 offset of the swap entry. For a poisoned
+    // page that offset is the frame number (include/linux/swapops.h, make_hwpoison_entry).
     constexpr std::uint64_t kPresent = std::uint64_t{1} << 63;
-    constexpr std::uint64_t kFrameMask = (std::uint64_t{1} << 55) - 1;
+    constexpr std::uint64_t kSwapped = std::uint64_t{1} << 62;
+    std::uint64_t const low = entry & ((std::uint64_t{1} << 55) - 1);
+    std::uint64_t const frame = entry & kPresent ? low : entry & kSwapped ? low >> 5 : 0;
+    return frame ? std::optional(frame) : std::nullopt;
+}
+
+std::optional<std::uint64_t> physicalAddress(void const* pointer) noexcept
+{
     int const file = open("/proc/self/pagemap", O_RDONLY | O_CLOEXEC);
     if (file < 0)
         return std::nullopt;
@@ -133,9 +141,8 @@ std::optional<std::uint64_t> physicalAddress(void const* pointer)
     auto const offset = static_cast<off_t>(address / pageSize() * sizeof entry);
     bool const complete = pread(file, &entry, sizeof entry, offset) == static_cast<ssize_t>(sizeof entry);
     close(file);
-    if (!complete || !(entry & kPresent) || !(entry & kFrameMask))
-        return std::nullopt;
-    return (entry & kFrameMask) * pageSize() + address % pageSize();
+    auto const frame = complete ? frameNumber(entry) : std::nullopt;
+    return frame ? std::optional(*frame * pageSize() + address % pageSize()) : std::nullopt;
 }
 
 } // namespace krel5::modules::memory

@@ -58,8 +58,17 @@ private:
     std::size_t m_bytes;
 };
 
+/// Number of the page frame that an entry of /proc/self/pagemap names; absent when it names none, or none that
+/// this process may know. Only for locked memory: of a page that the kernel took away for an error it still
+/// tells the frame, in the form of one that was swapped out.
+std::optional<std::uint64_t> frameNumber(std::uint64_t entry) noexcept;
+
 /// Physical address behind a pointer of this process, from /proc/self/pagemap; absent when the page is not
-/// present or the process may not know (it takes CAP_SYS_ADMIN).
-std::optional<std::uint64_t> physicalAddress(void const* pointer);
+/// present or the process may not know (it takes CAP_SYS_ADMIN). A signal handler may call it once there has
+/// been a LockedMemory.
+std::optional<std::uint64_t> physicalAddress(void const* pointer) noexcept;
+
+/// Bytes.
+std::size_t pageSize() noexcept;
 
 } // namespace krel5::modules::memory

@@ -21,6 +21,9 @@ struct InlineRunner
     }
 };
 
+/// Of memory that is only simulated: nothing ever breaks.
+inline BrokenPages s_noBrokenPages(4096);
+
 /// Stops the run as soon as a fault is reported at a place where it was put.
 class Detective : public TestHost, public FaultReporter
 {
@@ -34,6 +37,7 @@ public:
         for (auto const word : m_words)
             m_right = m_right || (fault.m_index == word && ((fault.m_expected ^ fault.m_actual) & m_bits));
     }
+    void report(PassName const&, BrokenPage const&) override {}
     void progress(int) override {}
     bool stopRequested() override { return m_right; }
     void fault(Fault const&) override {}
@@ -66,7 +70,8 @@ public:
              unsigned slices = 1)
     {
         Detective detective(std::move(words), bits);
-        Checker<SimulatedMemory<Word>, InlineRunner> checker(detective, detective, {&memory}, size, slices);
+        Checker<SimulatedMemory<Word>, InlineRunner> checker(detective, detective, {&memory}, size, slices,
+                                                             s_noBrokenPages);
         runAlgorithm(m_algorithm, checker, 4711);
         ++m_injected;
         m_found += detective.m_found;

@@ -200,7 +200,7 @@ TEST_P(Coverage, ReportsNothingOnSoundMemory)
             FaultyMemory<std::uint64_t> memory(words);
             Detective detective({}, 0);
             Checker<SimulatedMemory<std::uint64_t>, InlineRunner> checker(detective, detective, {&memory},
-                                                                          words, slices);
+                                                                          words, slices, s_noBrokenPages);
             EXPECT_TRUE(runAlgorithm(GetParam(), checker, 4711));
             EXPECT_EQ(checker.faults(), 0u) << words << " words, " << slices << " slices";
         }

@@ -39,8 +39,8 @@ TEST(MemoryRun, DeadMemoryIsCountedInFullAndReportedInPart)
     std::array<std::uint64_t, 1> start{};
     for (unsigned const threads : {1u, 3u}) {
         RecordingHost host;
-        MemoryReport report(host, start.data());
-        Checker<DeadMemory> checker(host, report, {}, kWords, threads);
+        MemoryReport report(host, start.data(), 4096);
+        Checker<DeadMemory> checker(host, report, {}, kWords, threads, s_noBrokenPages);
         ASSERT_TRUE(runAlgorithm(Algorithm::Random, checker, 1));
         report.summarize(checker.faults());
         // Four rounds of two fills each; no random word of this seed is zero.
@@ -59,13 +59,13 @@ TEST(MemoryRun, OneStuckBitAmongManyWordsFailsEveryTest)
         FaultyMemory<std::uint64_t> memory(words.size());
         RecordingHost sound;
         EXPECT_EQ(checkRegion(sound, algorithm, SimulatedMemory<std::uint64_t>{&memory}, words.data(),
-                              words.size(), 1, 3),
+                              words.size(), 1, 3, s_noBrokenPages),
                   Outcome::Pass);
         EXPECT_TRUE(sound.m_faults.empty());
         memory.inject({parsePrimitive("<1/0/->"), {4321, 17}, {}});
         RecordingHost host;
         EXPECT_EQ(checkRegion(host, algorithm, SimulatedMemory<std::uint64_t>{&memory}, words.data(),
-                              words.size(), 1, 3),
+                              words.size(), 1, 3, s_noBrokenPages),
                   Outcome::Fail);
         ASSERT_FALSE(host.m_faults.empty()) << nameOf(algorithm);
         for (auto const& fault : host.m_faults) {
@@ -81,8 +81,8 @@ TEST(MemoryRun, FaultNamesAddressesAndBits)
 {
     std::vector<std::uint64_t> words(16);
     RecordingHost host;
-    MemoryReport report(host, words.data());
-    report.report({"March C-", "up(r0,w1)", 0x5555}, {5, 0xFF00, 0xF001});
+    MemoryReport report(host, words.data(), 4096);
+    report.report({"March C-", "up(r0,w1)", 0x5555}, WordFault{5, 0xFF00, 0xF001});
     report.summarize(1);
     ASSERT_EQ(host.m_faults.size(), 1u);
     auto const& fault = host.m_faults[0];
@@ -112,7 +112,7 @@ TEST(MemoryRun, FaultThatWasFoundBeforeAStopStaysAFailure)
     memory.inject({parsePrimitive("<1/0/->"), {7, 0}, {}});
     StopAtFirstFault host;
     EXPECT_EQ(checkRegion(host, Algorithm::Thorough, SimulatedMemory<std::uint64_t>{&memory}, words.data(),
-                          words.size(), 1, 3),
+                          words.size(), 1, 3, s_noBrokenPages),
               Outcome::Fail);
     EXPECT_LT(host.m_progress.back(), 100) << "it was stopped";
 }
@@ -142,8 +142,8 @@ TEST(MemoryRun, StopIsSeenWithinAPass)
     std::atomic<std::uint64_t> operations{0};
     ImpatientHost host;
     host.m_operations = &operations;
-    MemoryReport report(host, nullptr);
-    Checker<CountingMemory> checker(host, report, {&operations}, kWords, 2);
+    MemoryReport report(host, nullptr, 4096);
+    Checker<CountingMemory> checker(host, report, {&operations}, kWords, 2, s_noBrokenPages);
     EXPECT_FALSE(runAlgorithm(Algorithm::Thorough, checker, 1));
 }
 
@@ -175,9 +175,9 @@ TEST(MemoryRun, SlowMemoryIsLeftAfterAFewWords)
         WorkerControl control;
         RunnerWithControl::s_control = &control;
         RecordingHost host;
-        MemoryReport report(host, nullptr);
-        Checker<AlarmedMemory, RunnerWithControl> checker(host, report, {{&operations}, &control}, 1 << 20,
-                                                          1);
+        MemoryReport report(host, nullptr, 4096);
+        Checker<AlarmedMemory, RunnerWithControl> checker(host, report, {{&operations}, &control}, 1 << 20, 1,
+                                                          s_noBrokenPages);
         EXPECT_FALSE(runAlgorithm(algorithm, checker, 1));
         EXPECT_GT(operations, 0u);
         EXPECT_LE(operations, kMostOperations) << nameOf(algorithm);
@@ -189,10 +189,11 @@ TEST(MemoryRun, ProgressCountsEveryWordOfAPassOnce)
     WorkerControl control;
     RunnerWithControl::s_control = &control;
     RecordingHost host;
-    MemoryReport report(host, nullptr);
+    MemoryReport report(host, nullptr, 4096);
     std::atomic<std::uint64_t> operations{0};
     constexpr std::size_t kWords = 3 * 4096 + 5;
-    Checker<CountingMemory, RunnerWithControl> checker(host, report, {&operations}, kWords, 1);
+    Checker<CountingMemory, RunnerWithControl> checker(host, report, {&operations}, kWords, 1,
+                                                       s_noBrokenPages);
     ASSERT_TRUE(checker.fillAndVerify("", Solid<std::uint64_t>{0}, 0));
     EXPECT_EQ(control.done(), 2 * kWords) << "filled and verified";
 }
