@@ -39,6 +39,7 @@ void addInside(MemoryRoot& root)
             "processor\t: " + cpu + "\nflags\t\t: mmx sse sse2 pni ssse3 pse36 3dnow 3dnowext mmxext ht\n\n";
     }
     root.file("sys/devices/system/cpu/online", "0-3\n").file("proc/cpuinfo", info);
+    root.file("sys/devices/system/edac/mc/mc0/dimm0/dimm_ce_count", "0\n");
     root.file("proc/meminfo", "MemTotal: 8388608 kB\n")
         .file("sys/firmware/dmi/tables/DMI", SmbiosTable()
                                                  .add(0, std::vector<std::uint8_t>(20, 1), {"Firm"})
@@ -57,6 +58,7 @@ void addDrives(MemoryRoot& root)
     disk(root, kRaid + "/host0/target0:0:0/0:0:0:0/block/sdr"s, "16\n");
     disk(root, kSas + "/host1/target1:0:0/1:0:0:0/block/sds"s, "16\n");
     disk(root, "sys/devices/platform/floppy.0/block/fd0", "16\n");
+    node(root, "sys/block", "sys/devices/virtual/block/md0", {{"md/level", "raid1\n"}});
     std::string optical = "drive name:\t";
     for (std::string const number : {"0", "1", "2", "3", "4", "5"}) {
         node(root, "sys/block",

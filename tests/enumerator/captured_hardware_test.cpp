@@ -98,7 +98,10 @@ TEST(CapturedHardware, Drives)
             std::string const name = firstWord(line);
             bool const mapping = name.starts_with("dm-") || name.starts_with("loop") ||
                                  name.starts_with("zram") || name.starts_with("md");
-            if (mapping) {
+            if (DeviceDescription const* const array = machine.byOsLocator("/dev/" + name);
+                array && name.starts_with("md")) {
+                EXPECT_TRUE(array->type == C::RAID()) << line;
+            } else if (mapping) {
                 EXPECT_FALSE(machine.byOsLocator("/dev/" + name)) << line;
             } else {
                 expectDrive(machine, line);
@@ -110,6 +113,40 @@ TEST(CapturedHardware, Drives)
                                  return device.capabilities.intersects(C::HardDrive() | C::Optical());
                              }),
                   drives);
+    }
+}
+
+TEST(CapturedHardware, ConditionsAsTheFilesHaveThem)
+{
+    SKIP_WITHOUT_MACHINES();
+    struct Case
+    {
+        char const *machine, *osLocator, *key, *wanted;
+    } const cases[] = {
+        {"block-lvm-simple", "/dev/sda", "CommandErrors", "200"}, // 0xc8
+        {"block-lvm-simple", "/dev/sda", "WorldWideId", "t10.ATA KINGSTON SH103S3240G 50026B724B09A1FF"},
+        {"block-lvm-simple", "/dev/nvme0n1", "Status", "live"},
+        {"block-lvm-simple", "/dev/nvme0n1", "WriteCache", "write back"},
+        {"laptop-thinkpad-t60p", "/dev/sda", "CommandErrors", "6"},
+        {"laptop-thinkpad-t60p", "/dev/md0", "RaidLevel", "raid1"},
+        {"laptop-thinkpad-t60p", "/dev/md0", "MissingMembers", "1"},
+        {"laptop-thinkpad-t60p", "/dev/md0", "MemberStates", "sda9: in_sync"},
+        {"server-dell-r610-l5640-2s", "0000:05:10.1", "NumaNode", "1"},
+    };
+    for (CapturedMachine const& machine : capturedMachines())
+        for (Case const& c : cases)
+            if (machine.name() == c.machine) {
+                EXPECT_EQ(propertyText(machine.byOsLocator(c.osLocator), c.key), c.wanted) << c.machine;
+            }
+    for (CapturedMachine const& machine : capturedMachines()) {
+        if (machine.name() == "derived-laptop-latitude-5580") {
+            EXPECT_EQ(propertyText(machine.byLocation(C::System(), "System"), "TpmVersion"), "2.0");
+        }
+        if (machine.name() == "cpu-arm64-a510-a710-a715-x3") {
+            EXPECT_NE(propertyText(machine.ofType(C::CPU()).at(0), "Vulnerabilities")
+                          .find("spectre_v2: Vulnerable: Unprivileged eBPF enabled"),
+                      std::string::npos);
+        }
     }
 }
 

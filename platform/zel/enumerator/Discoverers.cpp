@@ -5,6 +5,7 @@
 #include <zel/enumerator/buses/UsbClass.h>
 #include <zel/enumerator/buses/discover.h>
 #include <zel/enumerator/drives/discover.h>
+#include <zel/enumerator/memory/ErrorCounters.h>
 #include <zel/enumerator/memory/discover.h>
 #include <zel/enumerator/processors/discover.h>
 #include <zel/enumerator/root/ReadOnceRoot.h>
@@ -34,7 +35,7 @@ constexpr Discoverer kDiscoverers[] = {
                 C::MMX() | C::SSE() | C::SSE2() | C::SSE3() | C::SSSE3() | C::PSE36() | C::AMD3DNOW() |
                 C::AMD3DNOWEXT() | C::AMDSSEMMX();
      }},
-    {"memory", &discoverMemory, [] { return C::Memory() | C::MemoryChip(); }},
+    {"memory", &discoverMemory, [] { return C::Memory() | C::MemoryChip() | memoryErrorCounterType(); }},
     {"PCI functions", &discoverPciFunctions, [] { return pciCapabilities() | C::PCIExpress(); }},
     {"USB devices", &discoverUsbDevices, [] { return usbCapabilities() | C::USB2(); }},
     {"drives", &discoverDrives,
@@ -44,6 +45,7 @@ constexpr Discoverer kDiscoverers[] = {
                 C::DVD() | C::DVDRAM() | C::DVDMINUSR() | C::ATA() | C::SATA() | C::IDE() | C::SCSI() |
                 C::SAS() | C::RAID() | C::USBMassStorage() | anyBus();
      }},
+    {"RAID arrays", &discoverRaidArrays, [] { return C::RAID(); }},
     {"network cards", &discoverNetworkCards,
      [] { return C::NetworkCard() | C::Ethernet() | C::Wireless() | anyBus(); }},
     {"sound cards", &discoverSoundCards, [] { return C::SoundCard() | anyBus(); }},

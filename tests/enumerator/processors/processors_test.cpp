@@ -384,3 +384,30 @@ TEST(CpuInfo, Garbage)
         EXPECT_EQ(info.hertz(0), std::nullopt) << content;
     }
 }
+
+TEST(Processors, ThrottlingAndVulnerabilities)
+{
+    MemoryRoot root = laptop();
+    auto const throttle = [&root](char const* cpu, char const* name, char const* count) {
+        root.file(kFolder + std::string(cpu) + "/thermal_throttle/" + name, count);
+    };
+    throttle("cpu0", "core_throttle_count", "3\n");
+    throttle("cpu2", "core_throttle_count", "5\n"); // the other thread of the core
+    throttle("cpu1", "count", "2\n");               // as old kernels call it
+    throttle("cpu3", "core_throttle_count", "-1\n");
+    throttle("cpu0", "package_throttle_count", "7\n");
+    throttle("cpu3", "package_throttle_count", "9\n");
+    root.files(kFolder + std::string("vulnerabilities"),
+               {{"meltdown", "Mitigation: PTI\n"}, {"l1tf", "Not affected\n"}, {"mds", "\n"}});
+    RecordingSink sink;
+    discoverProcessors(root, sink);
+    for (auto const& [location, wanted] :
+         {std::pair{"CPU:0", "9"}, {"CPU:0:CORE:0", "5"}, {"CPU:0:CORE:1", "2"}})
+        EXPECT_EQ(RecordingSink::property(sink.at(location), "ThrottleCount"), wanted) << location;
+    EXPECT_EQ(RecordingSink::property(sink.at("CPU:0"), "Vulnerabilities"),
+              "l1tf: Not affected, meltdown: Mitigation: PTI");
+    RecordingSink silent;
+    discoverProcessors(laptop(), silent);
+    for (char const* key : {"ThrottleCount", "Vulnerabilities"})
+        EXPECT_EQ(RecordingSink::property(silent.at("CPU:0"), key), "-");
+}

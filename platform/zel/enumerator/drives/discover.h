@@ -1,5 +1,5 @@
 #pragma once
-// Drives and their partitions, as the list of device classes calls for them.
+// Drives, their partitions and arrays of them, as the list of device classes calls for them.
 
 #include <zel/enumerator/buses/HardwareTree.h>
 #include <zel/enumerator/records/DeviceSink.h>
@@ -7,5 +7,6 @@
 namespace zel {
 
 void discoverDrives(HardwareTree& tree, DeviceSink& sink);
+void discoverRaidArrays(Root const& root, DeviceSink& sink);
 
 } // namespace zel

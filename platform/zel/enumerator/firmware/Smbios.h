@@ -120,6 +120,7 @@ struct SmbiosMemory
     std::optional<std::uint64_t> maximum;   ///< bytes that the slots can take
     std::optional<unsigned> slots;
     unsigned filledSlots = 0;
+    std::vector<std::string> emptySlots;        ///< by name, with the bank's where two slots have one name
     std::optional<std::string> errorCorrection; ///< "Multi-bit ECC"
 };
 

@@ -3,6 +3,7 @@
 #include <zel/enumerator/firmware/Smbios.h>
 #include <zel/enumerator/root/Text.h>
 
+#include <map>
 #include <set>
 
 namespace zel {
@@ -137,6 +138,29 @@ std::vector<SmbiosProcessor> smbiosProcessors(Smbios const& smbios)
     return processors;
 }
 
+namespace {
+
+/// Slots without a module, but those of the arrays that are no system memory.
+std::vector<std::string> emptySlots(Smbios const& smbios, std::set<std::uint16_t> const& others)
+{
+    constexpr std::size_t kArray = 0x04, kSize = 0x0C, kLocator = 0x10, kBank = 0x11;
+    std::map<std::optional<std::string>, unsigned> uses; // of a name: each processor may have its "DIMM_A1"
+    for (SmbiosStructure const* structure : smbios.ofType(kMemoryDevice))
+        ++uses[text::meaningful(structure->text(kLocator))];
+    std::vector<std::string> names;
+    for (SmbiosStructure const* structure : smbios.ofType(kMemoryDevice)) {
+        auto const locator = text::meaningful(structure->text(kLocator));
+        if (structure->word(kSize) != 0 || !locator ||
+            others.count(structure->word(kArray).value_or(0xFFFF)) != 0)
+            continue;
+        auto const bank = uses[locator] > 1 ? text::meaningful(structure->text(kBank)) : std::nullopt;
+        names.push_back((bank ? *bank + " " : "") + *locator);
+    }
+    return names;
+}
+
+} // namespace
+
 SmbiosMemory smbiosMemory(Smbios const& smbios)
 {
     SmbiosMemory memory;
@@ -164,6 +188,7 @@ SmbiosMemory smbiosMemory(Smbios const& smbios)
             memory.installed = 0;
         addTo(memory.installed, module->bytes == 0 ? std::nullopt : std::optional(module->bytes));
     }
+    memory.emptySlots = emptySlots(smbios, others);
     // Firmware that was not adapted to larger modules tells less than what is there.
     if (memory.maximum && memory.installed && *memory.maximum < *memory.installed)
         memory.maximum.reset();

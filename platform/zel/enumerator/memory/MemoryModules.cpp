@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::uint8_t kMemoryDevice = 17;
 
-void addModule(SmbiosMemoryModule const& module, DeviceSink& sink)
+void addModule(SmbiosMemoryModule const& module, MemoryErrorCounters const& errors, DeviceSink& sink)
 {
     DeviceDescription device;
     device.type = CapabilityImp::MemoryChip();
@@ -39,16 +39,17 @@ void addModule(SmbiosMemoryModule const& module, DeviceSink& sink)
     device.add("TotalWidth", measure::bits(module.totalWidth));
     device.add("RankCount", module.ranks);
     device.add("Voltage", measure::reading(UnitType::VOLTS(), module.volts, 3));
+    errors.addTo(device, module);
     sink.add(std::move(device));
 }
 
 } // namespace
 
-void addMemoryModules(Smbios const& smbios, DeviceSink& sink)
+void addMemoryModules(Smbios const& smbios, MemoryErrorCounters const& errors, DeviceSink& sink)
 {
     for (SmbiosStructure const* structure : smbios.ofType(kMemoryDevice))
         if (auto const module = SmbiosMemoryModule::from(*structure))
-            addModule(*module, sink);
+            addModule(*module, errors, sink);
 }
 
 } // namespace zel

@@ -5,6 +5,7 @@
 #include <zel/enumerator/memory/discover.h>
 
 #include <zel/enumerator/firmware/SmbiosTables.h>
+#include <zel/enumerator/memory/ErrorCounters.h>
 #include <zel/enumerator/memory/MemoryModules.h>
 #include <zel/enumerator/memory/PresentMemory.h>
 #include <zel/enumerator/records/Describe.h>
@@ -62,7 +63,7 @@ measure::Count installed(Root const& root, SmbiosMemory const& firmware, measure
 }
 
 DeviceDescription describe(Lines const& lines, SmbiosMemory const& firmware, measure::Count size,
-                           Blocks const& blocks)
+                           Blocks const& blocks, MemoryErrorCounters const& errors)
 {
     DeviceDescription memory;
     memory.type = CapabilityImp::Memory();
@@ -84,7 +85,13 @@ DeviceDescription describe(Lines const& lines, SmbiosMemory const& firmware, mea
     if (firmware.slots)
         memory.add("FilledMemorySlots", std::optional(firmware.filledSlots));
     memory.add("MaximumMemory", measure::bytes(firmware.maximum));
+    if (!firmware.emptySlots.empty())
+        memory.properties.emplace_back(
+            "EmptyMemorySlots",
+            ValueImp(std::vector<String>(firmware.emptySlots.begin(), firmware.emptySlots.end())));
     memory.add("ErrorCorrection", firmware.errorCorrection);
+    memory.add("CorrectedErrors", errors.corrected());
+    memory.add("UncorrectedErrors", errors.uncorrected());
     return memory;
 }
 
@@ -97,11 +104,13 @@ void discoverMemory(Root const& root, DeviceSink& sink)
     Smbios const smbios = readSmbios(root);
     SmbiosMemory const firmware = smbiosMemory(smbios);
     auto const usable = amountOf(lines, "MemTotal");
+    MemoryErrorCounters const errors(root, smbios);
     Blocks blocks;
     auto const size = installed(root, firmware, usable, blocks);
     if (usable || size || blocks.count > 0 || firmware.filledSlots > 0)
-        sink.add(describe(lines, firmware, size, blocks));
-    addMemoryModules(smbios, sink);
+        sink.add(describe(lines, firmware, size, blocks, errors));
+    addMemoryModules(smbios, errors, sink);
+    errors.addOthers(sink);
 }
 
 } // namespace zel

@@ -1,10 +1,11 @@
 // Processor packages with their cores, threads and caches.
 // Reads /proc/cpuinfo and, in /sys/devices/system/cpu, online, cpu*/topology, cpu*/cache, cpu*/cpufreq;
-// the firmware's table for what it knows of sockets.
+// the firmware's table for what it knows of sockets; and what CpuConditions.cpp names.
 
 #include <zel/enumerator/processors/discover.h>
 
 #include <zel/enumerator/firmware/SmbiosTables.h>
+#include <zel/enumerator/processors/CpuConditions.h>
 #include <zel/enumerator/processors/CpuInfo.h>
 #include <zel/enumerator/processors/CpuTopology.h>
 #include <zel/enumerator/processors/FirmwareProcessors.h>
@@ -217,6 +218,9 @@ private:
         if (socket)
             FirmwareProcessors::addFacts(*socket, device);
         device.add("Flags", flagsOf(facts));
+        device.add("ThrottleCount", packageThrottleCount(m_root, package.threads));
+        if (auto lines = vulnerabilities(m_root); !lines.empty())
+            device.properties.emplace_back("Vulnerabilities", ValueImp(std::move(lines)));
         m_sink.add(std::move(device));
     }
 
@@ -229,6 +233,7 @@ private:
         device.add("Model", m_info.model(first)); // of each: cores of one package may differ
         device.add("CoreId", idOf(core.id));
         device.add("CoreKind", core.kind ? std::optional(core.kind) : std::nullopt);
+        device.add("ThrottleCount", coreThrottleCount(m_root, core.threads));
         device.properties.emplace_back("ThreadCount", ValueImp(static_cast<unsigned>(core.threads.size())));
         device.properties.emplace_back("LogicalProcessors", numbersOf(core.threads));
         addClocks(clocks, device);

@@ -1,6 +1,7 @@
 // The machine as a whole, its board, firmware and chassis.
 // Reads /sys/firmware/dmi/tables (administrators only), /sys/class/dmi/id for what the tables did not tell,
-// /proc/sys/kernel, /proc/version, /etc/os-release and, where there is no DMI, the device tree's model.
+// /proc/sys/kernel, /proc/version, /etc/os-release and, where there is no DMI, the device tree's model; and what
+// StartFacts.cpp and Virtualization.cpp name.
 
 #include <zel/enumerator/system/discover.h>
 
@@ -9,6 +10,8 @@
 #include <zel/enumerator/records/Describe.h>
 #include <zel/enumerator/records/Measures.h>
 #include <zel/enumerator/root/Text.h>
+#include <zel/enumerator/system/StartFacts.h>
+#include <zel/enumerator/system/Virtualization.h>
 
 #include <set>
 
@@ -144,8 +147,18 @@ void addSystem(Root const& root, KernelCopy const& copy, Smbios const& smbios, D
     system.add("ProductFamily", facts.text(0x1A, "product_family"));
     system.add("SmbiosVersion", smbios.version());
     addOperatingSystem(root, system);
-    if (!system.properties.empty()) // a tree that tells nothing about the machine
-        sink.add(std::move(system));
+    addStartFacts(system, root);
+    if (system.properties.empty())
+        return; // a tree that tells nothing about the machine
+    auto const makerOf = [&](std::uint8_t type, char const* attribute) {
+        SmbiosStructure const* const structure = smbios.first(type);
+        return structure ? structure->text(0x04) : copy.text(attribute);
+    };
+    auto const [isVirtual, by] = virtualization(
+        root, {manufacturer, product, makerOf(kBoard, "board_vendor"), makerOf(kBios, "bios_vendor")});
+    system.add("IsVirtual", isVirtual);
+    system.add("Hypervisor", by);
+    sink.add(std::move(system));
 }
 
 /// Processor sockets stand on the first board: no structure tells on which of several.
