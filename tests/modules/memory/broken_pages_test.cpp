@@ -15,6 +15,7 @@
 #include <sys/mman.h>
 #include <sys/syscall.h>
 #include <unistd.h>
+#include <utility>
 
 namespace krel5::modules::memory::test {
 namespace {
@@ -116,6 +117,36 @@ TEST(BrokenPages, AreFaultsWhereEveryAccessIsFlushed)
               Outcome::Fail);
     ASSERT_EQ(host.m_faults.size(), 1u);
     EXPECT_EQ(valueOf(host.m_faults[0], "Offset"), hexadecimal(2 * pageSize()));
+}
+
+/// A page breaks after the first pass has filled it.
+struct BreaksWhenFilled : RealMemory
+{
+    Region* m_region;
+    bool* m_isBroken;
+    void settle(std::size_t, std::size_t) const
+    {
+        if (!std::exchange(*m_isBroken, true))
+            m_region->breakPage(2);
+    }
+};
+
+TEST(BrokenPages, AreOneFaultEachHoweverMuchIsReadThere)
+{
+    for (auto const algorithm : kAllAlgorithms) {
+        Region region(4);
+        BrokenPages pages(pageSize());
+        BusErrors const guard(region.words(), region.bytes(), pages);
+        RecordingHost host;
+        bool isBroken = false;
+        EXPECT_EQ(checkRegion(host, algorithm,
+                              BreaksWhenFilled{RealMemory(region.words(), false), &region, &isBroken},
+                              region.words(), region.wordCount(), 1, 5, pages),
+                  Outcome::Fail);
+        ASSERT_EQ(host.m_faults.size(), 1u) << "the empty page in its place reads wrong everywhere";
+        EXPECT_EQ(host.m_faults[0].m_eventKey, kEventBrokenPage);
+        EXPECT_EQ(valueOf(host.m_faults[0], "Offset"), hexadecimal(2 * pageSize()));
+    }
 }
 
 /// A word that is stuck beside a page that breaks.
