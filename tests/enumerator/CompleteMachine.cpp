@@ -89,6 +89,7 @@ void addAdapters(MemoryRoot& root)
     node(root, "sys/class/net", kAdapters + "/1-3:1.2/net/wlan0"s,
          {{"address", "00:1a:2b:3c:4d:60\n"}, {"uevent", "DEVTYPE=wlan\n"}});
     node(root, "sys/class/tty", kAdapters + "/1-3:1.3/ttyUSB0/tty/ttyUSB0"s, {{"uevent", "MAJOR=188\n"}});
+    root.file("sys/class/drm/card0-DP-1/status", "connected\n");
     root.file("sys/class/typec/port0/data_role", "[host] device\n");
     node(root, "sys/class/tty", "sys/devices/pci0000:00/0000:00:16.3/tty/ttyS4", {{"uevent", "MAJOR=4\n"}});
 }

@@ -48,6 +48,7 @@ constexpr Discoverer kDiscoverers[] = {
     {"RAID arrays", &discoverRaidArrays, [] { return C::RAID(); }},
     {"network cards", &discoverNetworkCards,
      [] { return C::NetworkCard() | C::Ethernet() | C::Wireless() | anyBus(); }},
+    {"monitors", &discoverMonitors, [] { return C::Monitor(); }},
     {"sound cards", &discoverSoundCards, [] { return C::SoundCard() | anyBus(); }},
     {"input devices", &discoverInputDevices,
      [] {

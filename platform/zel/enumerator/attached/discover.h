@@ -7,6 +7,7 @@
 namespace zel {
 
 void discoverNetworkCards(HardwareTree& tree, DeviceSink& sink);
+void discoverMonitors(HardwareTree& tree, DeviceSink& sink);
 void discoverSoundCards(HardwareTree& tree, DeviceSink& sink);
 void discoverInputDevices(HardwareTree& tree, DeviceSink& sink);
 void discoverPorts(HardwareTree& tree, DeviceSink& sink);
