@@ -16,7 +16,8 @@ public:
     /// A copy of the given record.
     explicit DataHolder(T const& record);
     DataHolder(DataHolder const& other);
-    /// Destroys the old record, then installs a copy of the other one. Self-assignment does nothing.
+    /// Destroys the old record, then installs a copy of the other one; a default record stays where copying
+    /// throws. Self-assignment does nothing.
     // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): handled by the operator below, which it calls
     DataHolder& operator=(DataHolder const& other);
     /// Replaces the record by a copy; assigning the holder's own record does nothing.

@@ -38,7 +38,8 @@ public:
     KrelException& operator=(KrelException const& other);
     virtual ~KrelException();
 
-    /// The complete text; lives as long as the exception.
+    /// The complete text; lives as long as the exception. Function names are looked up by the first call, which
+    /// takes milliseconds; an exception that nobody reads costs microseconds.
     KrelString const& toString() const;
 
 protected:

@@ -19,6 +19,7 @@ public:
     String const& getMessage() const noexcept { return m_message; }
     /// Rendered on demand; see StackTrace.
     String getStackTrace() const { return m_stackTrace.toString(); }
+    StackTrace const& stackTrace() const noexcept { return m_stackTrace; }
     /// The message alone; the stack trace is asked for separately.
     virtual String toString() const { return m_message; }
     /// The message as UTF-8, for code that knows only std::exception.

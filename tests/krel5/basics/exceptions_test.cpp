@@ -14,7 +14,7 @@
 #include <krel5/ParameterNotValidException.h>
 #include <krel5/TypeMismatchException.h>
 
-#include <libKrel5/basics/StackTraceText.h>
+#include <libKrel5/basics/ExceptionText.h>
 
 #include <zel/foundation/Exception.h>
 #include <zel/foundation/FileSystem.h>
@@ -165,7 +165,7 @@ TEST(KrelException, theTraceBeginsOutsideTheExceptionsOwnCode)
 
 TEST(KrelException, aTraceThatCannotBeTakenIsATextAndNoSecondException)
 {
-    EXPECT_EQ(stackTraceText(&throwsNoException, 0).toUtf8(),
+    EXPECT_EQ(traceText(takenTrace(&throwsNoException, 0)).toUtf8(),
               "!!! exception while constructing stack trace !!!");
 }
 

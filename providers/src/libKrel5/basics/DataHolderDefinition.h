@@ -5,7 +5,7 @@
 
 #include <krel5/DataHolder.h>
 
-#include <memory>
+#include <utility>
 
 namespace krel5 {
 
@@ -18,28 +18,24 @@ DataHolder<T>::DataHolder(T const& record) : m_record(new T(record))
 {}
 
 template <typename T>
-DataHolder<T>::DataHolder(DataHolder const& other) : m_record(new T(*other.m_record))
+DataHolder<T>::DataHolder(DataHolder const& other) : m_record(new T(other.data()))
 {}
 
 template <typename T> // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): the other operator sees to it
 DataHolder<T>& DataHolder<T>::operator=(DataHolder const& other)
 {
-    return *this = *other.m_record;
+    return *this = other.data();
 }
 
-// The old record goes first, then the copy is made. The copy may throw: the holder then keeps a default
-// record, so that its destructor and every later read stay defined.
+// The old record goes first, then the copy is made. The copy may throw: the holder then has no record, and the
+// next read gives it a default one.
 template <typename T>
 DataHolder<T>& DataHolder<T>::operator=(T const& record)
 {
     if (&record == m_record)
         return *this;
-    auto fallback = std::make_unique<T>();
-    delete m_record;
-    m_record = fallback.release();
-    auto* copy = new T(record);
-    delete m_record;
-    m_record = copy;
+    delete std::exchange(m_record, nullptr);
+    m_record = new T(record);
     return *this;
 }
 
@@ -52,13 +48,16 @@ DataHolder<T>::~DataHolder()
 template <typename T>
 T& DataHolder<T>::data()
 {
+    if (!m_record) [[unlikely]]
+        m_record = new T();
     return *m_record;
 }
 
 template <typename T>
 T const& DataHolder<T>::data() const
 {
-    return *m_record;
+    return const_cast<DataHolder&>(*this)
+        .data(); // a holder without a record has been assigned to: it is no constant
 }
 
 } // namespace krel5

@@ -2,8 +2,8 @@
 
 #include <libKrel5/basics/DataHolderDefinition.h>
 #include <libKrel5/basics/ExceptionLogger.h>
+#include <libKrel5/basics/ExceptionText.h>
 #include <libKrel5/basics/OwnProcess.h>
-#include <libKrel5/basics/StackTraceText.h>
 
 #include <zel/foundation/Exception.h>
 
@@ -11,7 +11,8 @@ namespace krel5 {
 
 struct KrelExceptionInternalData
 {
-    KrelString text;
+    std::shared_ptr<ExceptionText const> text; // null: empty
+    mutable std::optional<KrelString> shown;   // what toString() hands out
 };
 
 template class DataHolder<KrelExceptionInternalData>;
@@ -22,28 +23,22 @@ zel::Logger& exceptionLogger()
     return logger;
 }
 
-// Not inlined, here and below: the number of frames between the trace and the thrower is part of the code.
-[[gnu::noinline]] zel::String stackTraceText(zel::StackTrace (*takeTrace)(unsigned), unsigned framesToSkip)
-{
-    try {
-        return takeTrace(framesToSkip).toString();
-    } catch (...) {
-        return "!!! exception while constructing stack trace !!!";
-    }
-}
-
+// Not inlined: the number of frames between the trace and the thrower is part of the code.
 [[gnu::noinline]] void KrelException::setMessageWithStackTrace(zel::String const& message)
 {
     OwnProcess::showUncaught();
-    constexpr unsigned kOwnFrames = 3; // stackTraceText, this operation, the exception's constructor
-    data().text =
-        message + "\nStack Trace:\n" + stackTraceText(&zel::StackTrace::getCurrentStackTrace, kOwnFrames);
+    constexpr unsigned kOwnFrames = 3; // takenTrace, this operation, the exception's constructor
+    auto trace = takenTrace(&zel::StackTrace::getCurrentStackTrace, kOwnFrames);
+    data() = {std::make_shared<ExceptionText>(message + "\nStack Trace:\n", std::move(trace), zel::String()),
+              {}};
 }
 
 void KrelException::setMessageWithCause(zel::String const& message, zel::Exception const& cause)
 {
     OwnProcess::showUncaught();
-    data().text = message + ":\n" + cause.getMessage() + "\n" + cause.getStackTrace() + "\n";
+    data() = {std::make_shared<ExceptionText>(message + ":\n" + cause.getMessage() + "\n", cause.stackTrace(),
+                                              "\n"),
+              {}};
 }
 
 KrelException::KrelException() = default;
@@ -77,14 +72,20 @@ KrelException::KrelException(KrelString const& message, KrelException const& cau
 {
     zel::TraceScope const scope(exceptionLogger(), "KrelException Ctor from KrelString, KrelException",
                                 __LINE__);
-    data().text = message + ":\n" + cause.toString();
+    data().text = std::make_shared<ExceptionText>(message.zelString() + ":\n", cause.data().text);
 }
 
 KrelException::KrelException(KrelException const& other) = default;
 KrelException& KrelException::operator=(KrelException const& other) = default;
 KrelException::~KrelException() = default;
 
-KrelString const& KrelException::toString() const { return data().text; }
+KrelString const& KrelException::toString() const
+{
+    KrelExceptionInternalData const& record = data();
+    if (!record.shown)
+        record.shown = record.text ? KrelString(record.text->whole()) : KrelString();
+    return *record.shown;
+}
 
 KrelExceptionInternalData& KrelException::data() { return m_holder.data(); }
 

@@ -1,0 +1,78 @@
+// What must not cost more than it needs, in allocations: those can be counted, times cannot.
+#include <krel5/InvalidInitException.h>
+#include <krel5/Value.h>
+
+#include <foundation/ChildProcess.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+std::atomic<unsigned> s_allocations{0};
+
+template <typename Action>
+unsigned allocationsOf(Action action)
+{
+    unsigned const before = s_allocations;
+    action();
+    return s_allocations - before;
+}
+
+constexpr unsigned kDepth = 60;
+unsigned volatile s_depth = kDepth;
+
+[[gnu::noinline]] void throwFromBelow(unsigned depth)
+{
+    if (depth == 0)
+        throw krel5::InvalidInitException("deep");
+    throwFromBelow(depth - 1);
+    s_depth = kDepth; // work left to do: the call above stays one
+}
+
+} // namespace
+
+// Not inlined: the compiler would see half of a pair at times and warn of a mismatch.
+[[gnu::noinline]] void* operator new(std::size_t size)
+{
+    ++s_allocations;
+    if (void* const memory = std::malloc(size))
+        return memory;
+    throw std::bad_alloc();
+}
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+
+TEST(Costs, namesOfATraceAreLookedUpOnceAndOnlyWhenTheyAreRead)
+{
+    unsigned const unread = allocationsOf([] {
+        try {
+            throwFromBelow(s_depth);
+        } catch (krel5::KrelException const&) {
+            return;
+        }
+    });
+    EXPECT_LT(unread, kDepth) << "less than one a frame";
+    try {
+        throwFromBelow(s_depth);
+    } catch (krel5::KrelException const& caught) {
+        krel5::KrelException const copy(caught), outer("outer", copy);
+        std::string const text = copy.toString().getUTF8Buffer();
+        EXPECT_GE(test::occurrences(text, "throwFromBelow(unsigned int)"), std::size_t{kDepth}) << text;
+        EXPECT_LT(allocationsOf([&] { EXPECT_EQ(caught.toString(), copy.toString()); }), kDepth);
+        EXPECT_LT(allocationsOf([&] { EXPECT_EQ(outer.toString().getUTF8Buffer(), "outer:\n" + text); }),
+                  kDepth);
+    }
+}
+
+TEST(Costs, assigningAValueCostsNoMoreThanCopyingIt)
+{
+    krel5::Value const text("a text that is too long to be kept inside its string");
+    krel5::Value assigned(17);
+    unsigned const copying = allocationsOf([&] { krel5::Value const copy(text); });
+    EXPECT_LE(allocationsOf([&] { assigned = text; }), copying);
+    EXPECT_EQ(assigned, text);
+}
