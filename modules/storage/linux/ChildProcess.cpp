@@ -6,9 +6,11 @@
 #include <csignal>
 #include <fcntl.h>
 #include <poll.h>
-#include <spawn.h>
 #include <sys/ioctl.h>
+#include <sys/prctl.h>
+#include <sys/select.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
@@ -18,40 +20,95 @@ namespace {
 
 constexpr int kPollMilliseconds = 20;
 
-/// Gives back what posix_spawn needs.
-struct SpawnSetUp
-{
-    posix_spawn_file_actions_t m_actions;
-    posix_spawnattr_t m_attributes;
+constexpr int kReport = STDERR_FILENO + 1; // where the child says why the program could not be started
+constexpr int kLowest = 10; // the parent's ends stand higher than any that the child moves them to
+constexpr int kNotStarted = 127;
 
-    explicit SpawnSetUp(int output)
+struct Pipe
+{
+    int reading = -1, writing = -1;
+
+    Pipe()
     {
-        posix_spawn_file_actions_init(&m_actions);
-        posix_spawn_file_actions_addopen(&m_actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-        posix_spawn_file_actions_adddup2(&m_actions, output, STDOUT_FILENO);
-        posix_spawn_file_actions_addopen(&m_actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-#if __GLIBC_PREREQ(2, 34)
-        // A child that is left behind must not keep this process's connections open.
-        posix_spawn_file_actions_addclosefrom_np(&m_actions, STDERR_FILENO + 1);
-#endif
-        posix_spawnattr_init(&m_attributes);
-        sigset_t none, all;
-        sigemptyset(&none);
-        sigfillset(&all);
-        posix_spawnattr_setsigmask(&m_attributes, &none);
-        posix_spawnattr_setsigdefault(&m_attributes, &all);
-        posix_spawnattr_setpgroup(&m_attributes, 0);
-        posix_spawnattr_setflags(&m_attributes,
-                                 POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+        int ends[2];
+        if (::pipe2(ends, O_CLOEXEC) != 0)
+            return;
+        reading = ends[0];
+        writing = ::fcntl(ends[1], F_DUPFD_CLOEXEC, kLowest);
+        ::close(ends[1]);
     }
-    SpawnSetUp(SpawnSetUp const&) = delete;
-    SpawnSetUp& operator=(SpawnSetUp const&) = delete;
-    ~SpawnSetUp()
+    Pipe(Pipe const&) = delete;
+    Pipe& operator=(Pipe const&) = delete;
+    ~Pipe()
     {
-        posix_spawn_file_actions_destroy(&m_actions);
-        posix_spawnattr_destroy(&m_attributes);
+        closeEnd(reading);
+        closeEnd(writing);
+    }
+    bool isOpen() const { return reading >= 0 && writing >= 0; }
+    static void closeEnd(int& end)
+    {
+        if (end >= 0)
+            ::close(std::exchange(end, -1));
     }
 };
+
+/// No handler of this process runs in a child that is not yet another program.
+class SignalsBlocked
+{
+public:
+    SignalsBlocked()
+    {
+        sigset_t all;
+        sigfillset(&all);
+        ::pthread_sigmask(SIG_SETMASK, &all, &m_before);
+    }
+    SignalsBlocked(SignalsBlocked const&) = delete;
+    SignalsBlocked& operator=(SignalsBlocked const&) = delete;
+    ~SignalsBlocked() { ::pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
+
+private:
+    sigset_t m_before;
+};
+
+// Between fork and exec, in the child: nothing but what a signal handler may call.
+bool takeFiles(int output, int report)
+{
+    int const nothing = ::open("/dev/null", O_RDWR);
+    if (nothing < 0 || ::dup2(nothing, STDIN_FILENO) < 0 || ::dup2(output, STDOUT_FILENO) < 0 ||
+        ::dup2(nothing, STDERR_FILENO) < 0 || ::dup3(report, kReport, O_CLOEXEC) < 0)
+        return false;
+    // A child that is left behind must not keep this process's connections open.
+    if (::syscall(SYS_close_range, kReport + 1, ~0u, 0) != 0)
+        for (int other = kReport + 1; other < FD_SETSIZE; ++other)
+            ::close(other);
+    return true;
+}
+
+void takeDefaultSignals()
+{
+    for (int number = 1; number < NSIG; ++number)
+        ::signal(number, SIG_DFL);
+    sigset_t none;
+    sigemptyset(&none);
+    ::sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+[[noreturn]] void becomeProgram(pid_t parent, int output, int report, char* const arguments[],
+                                char* const environment[])
+{
+    // A module that is killed takes its child along; it may be gone before the first line is reached.
+    if (::prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 && ::getppid() != parent)
+        ::_exit(kNotStarted);
+    ::setpgid(0, 0);
+    if (takeFiles(output, report)) {
+        report = kReport;
+        takeDefaultSignals();
+        ::execve(arguments[0], arguments, environment);
+    }
+    int const error = errno;
+    [[maybe_unused]] auto const written = ::write(report, &error, sizeof error);
+    ::_exit(kNotStarted);
+}
 
 /// A running child, which does not outlive this object, unless it cannot be killed.
 class Child
@@ -84,10 +141,9 @@ public:
     /// Zero or the errno value.
     int start(std::vector<std::string> const& words)
     {
-        int ends[2];
-        if (::pipe2(ends, O_CLOEXEC) != 0)
+        Pipe output, report;
+        if (!output.isOpen() || !report.isOpen())
             return errno;
-        m_reading = ends[0];
         std::vector<char*> arguments;
         for (std::string const& word : words)
             arguments.push_back(const_cast<char*>(word.c_str()));
@@ -95,14 +151,18 @@ public:
         char language[] = "LC_ALL=C";
         char path[] = "PATH=/usr/sbin:/usr/bin:/sbin:/bin";
         char* const environment[] = {language, path, nullptr};
-        SpawnSetUp const setUp(ends[1]);
-        pid_t id = 0;
-        int const error = posix_spawn(&id, words[0].c_str(), &setUp.m_actions, &setUp.m_attributes,
-                                      arguments.data(), environment);
-        ::close(ends[1]);
-        if (error == 0)
-            m_id = id;
-        return error;
+        pid_t const parent = ::getpid();
+        {
+            SignalsBlocked const guard;
+            m_id = ::fork();
+            if (m_id == 0)
+                becomeProgram(parent, output.writing, report.writing, arguments.data(), environment);
+        }
+        if (m_id < 0)
+            return errno;
+        Pipe::closeEnd(report.writing);
+        m_reading = std::exchange(output.reading, -1);
+        return startFailure(report.reading);
     }
 
     enum class Part { More, None, End };
@@ -149,6 +209,20 @@ public:
     static void pause() { ::poll(nullptr, 0, 1); }
 
 private:
+    /// Zero once the child is another program, which closes the pipe; otherwise what the child says of it.
+    int startFailure(int report)
+    {
+        int error = 0;
+        ssize_t got;
+        do
+            got = ::read(report, &error, sizeof error);
+        while (got < 0 && errno == EINTR);
+        if (got != sizeof error)
+            return 0;
+        ::waitpid(std::exchange(m_id, 0), nullptr, 0);
+        return error;
+    }
+
     pid_t m_id = 0;
     int m_reading = -1;
 };

@@ -2,7 +2,13 @@
 
 #include <zel/enumerator/modules/ModuleProcess.h>
 
+#include <foundation/TemporaryFolder.h>
+
 #include <gtest/gtest.h>
+
+#include <csignal>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using namespace zel;
 
@@ -48,4 +54,47 @@ TEST(ModuleProcess, ChildrenThatMisbehave)
     EXPECT_EQ(run("exec sleep 600", "", hurried).error.toUtf8(), "it took too long");
     EXPECT_EQ(run("exec 4>&-; exec sleep 600", "", hurried).error.toUtf8(), "it was ended by signal 9");
     EXPECT_FALSE(ModuleProcess::run("/nonexistent/module", {}, "", {}).error.empty());
+}
+
+namespace {
+
+/// Whether the process is gone, or comes to be within a few seconds.
+bool ends(pid_t id)
+{
+    for (int i = 0; i < 5000; ++i) {
+        std::ifstream state("/proc/" + std::to_string(id) + "/stat");
+        std::string text;
+        if (!std::getline(state, text) || text.find(") Z ") != std::string::npos)
+            return true;
+        ::usleep(1000);
+    }
+    return false;
+}
+
+} // namespace
+
+TEST(ModuleProcess, WhatEscapesFromAChildIsNotWaitedFor)
+{
+    auto const outcome = run("setsid sleep 600 & echo $! >&4; exit 0");
+    EXPECT_EQ(outcome.error.toUtf8(), "");
+    pid_t const escaped = std::atoi(outcome.output.c_str());
+    ASSERT_GT(escaped, 1);
+    EXPECT_EQ(::kill(escaped, SIGKILL), 0);
+}
+
+TEST(ModuleProcess, AChildDiesWithAParentThatIsKilled)
+{
+    test::TemporaryFolder const folder;
+    std::string const note = folder.path("id");
+    pid_t const parent = ::fork();
+    ASSERT_GE(parent, 0);
+    if (parent == 0) {
+        run(("echo $$ > " + note + ".new; mv " + note + ".new " + note + "; exec sleep 600").c_str());
+        ::_exit(1);
+    }
+    while (!std::filesystem::exists(note))
+        ::usleep(1000);
+    EXPECT_EQ(::kill(parent, SIGKILL), 0);
+    EXPECT_EQ(::waitpid(parent, nullptr, 0), parent);
+    EXPECT_TRUE(ends(std::atoi(folder.read("id").c_str())));
 }

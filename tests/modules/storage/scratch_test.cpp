@@ -211,6 +211,27 @@ TEST(ChildProcess, isOverWhenItEndsWhoeverHoldsItsOutputOpen)
     EXPECT_EQ(::kill(static_cast<pid_t>(escaped), SIGKILL), 0) << "it was not the runner's to end";
 }
 
+TEST(ChildProcess, diesWithAParentThatIsKilled)
+{
+    Folder const folder;
+    std::string const note = folder.m_path / "id";
+    pid_t const parent = ::fork();
+    ASSERT_GE(parent, 0);
+    if (parent == 0) {
+        runChild(
+            {"/bin/sh", "-c", "echo $$ > " + note + ".new; mv " + note + ".new " + note + "; exec sleep 600"},
+            {}, never);
+        ::_exit(1);
+    }
+    while (!fs::exists(note))
+        ::usleep(1000);
+    long id = 0;
+    ASSERT_TRUE(std::ifstream(note) >> id);
+    EXPECT_EQ(::kill(parent, SIGKILL), 0);
+    EXPECT_EQ(::waitpid(parent, nullptr, 0), parent);
+    EXPECT_TRUE(ends(id));
+}
+
 TEST(ChildProcess, keepsNoFileOfItsParentOpen)
 {
     int const ours = ::dup(STDERR_FILENO); // unlike most, without O_CLOEXEC

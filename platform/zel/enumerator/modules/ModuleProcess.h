@@ -24,8 +24,9 @@ struct ModuleProcess
 
     /// Runs `program` with `arguments`, "-pipeIn" and "-pipeOut" with the descriptors of its two pipes, hands
     /// `input` to it and collects what it answers. Its standard output goes nowhere, its standard error is
-    /// this process's. A child that takes longer or writes more than the limits is killed. Never throws for
-    /// what the child does.
+    /// this process's. A child that takes longer or writes more than the limits is killed; what escapes from it
+    /// is not waited for. The kernel kills the child when the calling thread is gone. Never throws for what the
+    /// child does.
     static Outcome run(std::string const& program, std::vector<std::string> const& arguments,
                        std::string const& input, Limits const& limits);
 };

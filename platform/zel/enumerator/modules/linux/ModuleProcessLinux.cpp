@@ -5,10 +5,11 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <spawn.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
@@ -27,6 +28,8 @@ using Clock = std::chrono::steady_clock;
 constexpr int kChildIn = 3;
 constexpr int kChildOut = 4;
 constexpr int kLowest = 10;
+constexpr int kNotStarted = 127;
+constexpr int kSliceMilliseconds = 20; // between two looks whether the child is still there
 
 struct Pipe
 {
@@ -48,25 +51,70 @@ Pipe makePipe()
     return {raised(ends[0]), raised(ends[1])};
 }
 
-/// The files that a child starts with.
-class FileActions
+/// Handlers of this process do not run in a child that is not yet another program.
+class SignalsBlocked
 {
 public:
-    FileActions() { ::posix_spawn_file_actions_init(&m_actions); }
-    ~FileActions() { ::posix_spawn_file_actions_destroy(&m_actions); }
-    FileActions(FileActions const&) = delete;
-    FileActions& operator=(FileActions const&) = delete;
-
-    void open(int target, char const* path, int flags)
+    SignalsBlocked()
     {
-        ::posix_spawn_file_actions_addopen(&m_actions, target, path, flags, 0);
+        sigset_t all;
+        ::sigfillset(&all);
+        ::pthread_sigmask(SIG_SETMASK, &all, &m_before);
     }
-    void duplicate(int source, int target) { ::posix_spawn_file_actions_adddup2(&m_actions, source, target); }
-    posix_spawn_file_actions_t const* get() const { return &m_actions; }
+    ~SignalsBlocked() { ::pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
+    SignalsBlocked(SignalsBlocked const&) = delete;
+    SignalsBlocked& operator=(SignalsBlocked const&) = delete;
+
+    /// What is ignored stays ignored, as across any start of a program.
+    void endInChild() const
+    {
+        for (int number = 1; number < NSIG; ++number) {
+            struct sigaction action;
+            if (::sigaction(number, nullptr, &action) == 0 && action.sa_handler != SIG_IGN)
+                ::signal(number, SIG_DFL);
+        }
+        ::sigprocmask(SIG_SETMASK, &m_before, nullptr);
+    }
 
 private:
-    posix_spawn_file_actions_t m_actions;
+    sigset_t m_before;
 };
+
+// Between fork and exec, in the child: nothing but what a signal handler may call.
+bool takeFiles(int in, int out)
+{
+    int const nothing = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+    return nothing >= 0 && ::dup2(nothing, STDIN_FILENO) >= 0 && ::dup2(nothing, STDOUT_FILENO) >= 0 &&
+           ::dup2(in, kChildIn) >= 0 && ::dup2(out, kChildOut) >= 0;
+}
+
+[[noreturn]] void becomeModule(pid_t parent, SignalsBlocked const& blocked, int in, int out, int report,
+                               char* const argv[])
+{
+    // A process that is killed takes its modules along; it may be gone before the first line is reached.
+    if (::prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 && ::getppid() != parent)
+        ::_exit(kNotStarted);
+    if (takeFiles(in, out)) {
+        blocked.endInChild();
+        ::execve(argv[0], argv, environ);
+    }
+    int const error = errno;
+    [[maybe_unused]] auto const written = ::write(report, &error, sizeof error);
+    ::_exit(kNotStarted);
+}
+
+/// Zero once the child is another program, which closes the pipe; otherwise what the child says of it.
+int startFailure(pid_t child, Pipe report)
+{
+    report.writing = FileDescriptor();
+    int error = 0;
+    ssize_t const count =
+        retryOnInterrupt([&] { return ::read(report.reading.number(), &error, sizeof error); });
+    if (count != sizeof error)
+        return 0;
+    retryOnInterrupt([&] { return ::waitpid(child, nullptr, 0); });
+    return error;
+}
 
 int start(std::string const& program, std::vector<std::string> words, Pipe const& in, Pipe const& out,
           pid_t& child)
@@ -77,12 +125,25 @@ int start(std::string const& program, std::vector<std::string> words, Pipe const
     for (std::string& word : words)
         argv.push_back(word.data());
     argv.push_back(nullptr);
-    FileActions actions;
-    actions.open(STDIN_FILENO, "/dev/null", O_RDONLY);
-    actions.open(STDOUT_FILENO, "/dev/null", O_WRONLY);
-    actions.duplicate(in.reading.number(), kChildIn);
-    actions.duplicate(out.writing.number(), kChildOut);
-    return ::posix_spawn(&child, program.c_str(), actions.get(), nullptr, argv.data(), environ);
+    Pipe report = makePipe();
+    if (!report.reading.isOpen() || !report.writing.isOpen())
+        return errno;
+    pid_t const parent = ::getpid();
+    {
+        SignalsBlocked const blocked;
+        child = ::fork();
+        if (child == 0)
+            becomeModule(parent, blocked, in.reading.number(), out.writing.number(), report.writing.number(),
+                         argv.data());
+    }
+    return child < 0 ? errno : startFailure(child, std::move(report));
+}
+
+bool hasEnded(pid_t child)
+{
+    siginfo_t found{};
+    return ::waitid(P_PID, static_cast<id_t>(child), &found, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+           found.si_pid == child;
 }
 
 /// A write to a pipe that nobody reads is an error of the write for this thread, not the end of the process.
@@ -123,26 +184,30 @@ public:
         ::fcntl(m_fromChild.number(), F_SETFL, O_NONBLOCK);
     }
 
-    /// Until the child closes its output. Returns why it went wrong; empty when it did not.
-    String run(std::string& output)
+    /// Until the child closes its output or ends: a descendant that escaped may hold the pipe open for ever.
+    /// Returns why it went wrong; empty when it did not.
+    String run(pid_t child, std::string& output)
     {
         if (m_input.empty())
             m_toChild = FileDescriptor();
-        for (;;) {
+        while (remaining() > 0) {
+            bool const ended = hasEnded(child); // first: then all that it wrote is in the pipe
             std::array<pollfd, 2> waiting{
                 {{m_fromChild.number(), POLLIN, 0}, {m_toChild.number(), POLLOUT, 0}}};
-            int const ready = ::poll(waiting.data(), m_toChild.isOpen() ? 2 : 1, remaining());
-            if (ready == 0)
-                return "it took too long";
-            if (ready < 0 && errno == EINTR)
-                continue;
-            if (ready < 0)
+            int const ready = ::poll(waiting.data(), m_toChild.isOpen() ? 2 : 1,
+                                     ended ? 0 : std::min(remaining(), kSliceMilliseconds));
+            if (ready < 0 && errno != EINTR)
                 return System::getSystemErrorMsg();
+            if (ended && ready >= 0 && waiting[0].revents == 0)
+                return String();
+            if (ready <= 0)
+                continue;
             if (m_toChild.isOpen() && waiting[1].revents != 0)
                 write();
             if (waiting[0].revents != 0 && !read(output))
                 return output.size() > m_limits.outputBytes ? String("its answer is too large") : String();
         }
+        return "it took too long";
     }
     int remaining() const
     {
@@ -225,7 +290,7 @@ ModuleProcess::Outcome ModuleProcess::run(std::string const& program,
     out.writing = FileDescriptor();
     BrokenPipesAreErrors const guard; // after the start: a child inherits the mask
     Exchange exchange(std::move(in.writing), std::move(out.reading), input, limits);
-    outcome.error = exchange.run(outcome.output);
+    outcome.error = exchange.run(child, outcome.output);
     String const ended = reap(child, exchange, !outcome.error.empty());
     if (outcome.error.empty())
         outcome.error = ended;
