@@ -1,37 +1,12 @@
 #include <storage/BlockReader.h>
+#include <storage/DriveError.h>
 
 #include <algorithm>
-#include <cerrno>
 
 namespace krel5::modules::storage {
 namespace {
 
 using Kind = BlockVerdict::Kind;
-
-/// Which errors of read(2) on a drive are about the drive as a whole and not about the sectors read.
-Kind kindOf(int error) noexcept
-{
-    switch (error) {
-    case ENXIO:
-    case ENODEV:
-    case ESHUTDOWN:
-        return Kind::Gone;
-#if defined(ENOMEDIUM)
-    case ENOMEDIUM:
-        return Kind::NoMedia;
-#endif
-    case EINVAL:
-    case EACCES:
-    case EPERM:
-    case EBADF:
-    case EFAULT:
-    case ENOMEM:
-    case EOPNOTSUPP:
-        return Kind::Refused;
-    default:
-        return Kind::Bad;
-    }
-}
 
 /// Units of a block, counted from its start.
 struct Part
@@ -116,9 +91,8 @@ private:
         ReadOutcome const outcome = m_source.readAt(m_offset + part.m_first * m_unit, m_block.first(length));
         if (outcome.complete(length))
             return Answer::Reads;
-        Kind const kind = kindOf(outcome.m_error);
-        if (kind != Kind::Bad) {
-            m_ending = kind;
+        if (driveErrorOf(outcome.m_error) != DriveError::Medium) {
+            m_ending = Kind::Ended;
             m_endingError = outcome.m_error;
             return Answer::Over;
         }
@@ -171,15 +145,17 @@ BlockVerdict BlockReader::read(std::uint64_t offset, std::span<std::byte> block)
             verdict.m_kind = tries == 0 ? Kind::Good : Kind::Recovered;
             return verdict;
         }
-        verdict.m_kind = kindOf(outcome.m_error);
-        if (tries == 0 || verdict.m_kind != Kind::Bad)
+        DriveError const error = driveErrorOf(outcome.m_error);
+        verdict.m_kind = error == DriveError::Medium ? Kind::Bad : Kind::Ended;
+        if (tries == 0 || verdict.m_kind == Kind::Ended)
             verdict.m_error = outcome.m_error;
-        if (verdict.m_kind != Kind::Bad)
+        if (!mayPass(error))
             return verdict;
         if (tries == 0 && m_failing)
             m_failing(offset, outcome.m_error);
     }
-    narrow(offset, block, verdict);
+    if (verdict.m_kind == Kind::Bad)
+        narrow(offset, block, verdict);
     return verdict;
 }
 

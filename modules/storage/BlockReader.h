@@ -33,14 +33,12 @@ struct BlockVerdict
     enum class Kind {
         Good,
         Recovered, ///< failed, then succeeded when repeated
-        Bad,       ///< fails however often it is read
-        Gone,      ///< the device is no longer there
-        NoMedia,   ///< nothing in the device
-        Refused,   ///< the request itself was not accepted; says nothing about the medium
+        Bad,       ///< the medium fails however often it is read
+        Ended,     ///< an error that does not speak of the medium; driveErrorOf(m_error) says of what
         Stopped
     };
     Kind m_kind = Kind::Good;
-    /// The first error, or for Gone, NoMedia and Refused the one that says so; zero for a short read.
+    /// The first error, or for Ended the last one; zero for a short read.
     int m_error = 0;
     /// Repeats that were made.
     unsigned m_repeats = 0;
@@ -48,8 +46,8 @@ struct BlockVerdict
     bool m_failedBeforeStop = false;
     /// Of a Bad block, in the order of the source; at least one.
     std::vector<BadRange> m_bad;
-    /// Of a Bad block: what came up while its bad sectors were looked for, Gone, NoMedia, Refused or Stopped;
-    /// Good when nothing did.
+    /// Of a Bad block: what came up while its bad sectors were looked for, Ended or Stopped; Good when nothing
+    /// did.
     Kind m_ending = Kind::Good;
     int m_endingError = 0;
 };
@@ -64,7 +62,7 @@ public:
     static constexpr unsigned kMostFailures = 32;
     static constexpr unsigned kFurtherFailures = 8;
 
-    /// `repeats`: how often a failing read of a block is tried again. `stopping` is asked before every read
+    /// `repeats`: how often a failing read of a block is tried again, where that may help. `stopping` is asked before every read
     /// but the first of a block. `failing` is told of the first failing read of a block before anything else
     /// is read.
     using Failing = std::function<void(std::uint64_t offset, int error)>;

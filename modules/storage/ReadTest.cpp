@@ -1,4 +1,5 @@
 #include <storage/BlockReader.h>
+#include <storage/DriveError.h>
 #include <storage/Events.h>
 #include <storage/ReadTest.h>
 #include <storage/SplitMix.h>
@@ -87,6 +88,37 @@ EventKey eventOf(BadRange::Extent extent)
         return kEventBadBlock;
     }
     return kEventBadBlock;
+}
+
+struct Ending
+{
+    Outcome m_outcome;
+    EventKey m_event;
+};
+
+/// How a test ends after an error that the medium is not to blame for.
+Ending endingOf(DriveError error)
+{
+    switch (error) {
+    case DriveError::Gone:
+        return {Outcome::NoDevice, kEventDeviceGone};
+    case DriveError::NoMedia:
+        return {Outcome::NoMedia, kEventNoMedia};
+    case DriveError::Unanswered:
+        return {Outcome::CannotRun, kEventUnanswered};
+    case DriveError::PathFailed:
+        return {Outcome::CannotRun, kEventPathFailed};
+    case DriveError::Reserved:
+        return {Outcome::CannotRun, kEventReserved};
+    case DriveError::Busy:
+        return {Outcome::CannotRun, kEventBusy};
+    case DriveError::TryAgain:
+        return {Outcome::CannotRun, kEventTryAgain};
+    case DriveError::Medium:
+    case DriveError::Refused:
+        return {Outcome::CannotRun, kEventReadRefused};
+    }
+    return {Outcome::CannotRun, kEventReadRefused};
 }
 
 /// Bad places as they come in, each reported once. Sectors at the end of a block wait for the next one, which
@@ -209,12 +241,10 @@ private:
         case BlockVerdict::Kind::Recovered:
         case BlockVerdict::Kind::Bad:
             return;
-        case BlockVerdict::Kind::Gone:
-            return end(Outcome::NoDevice, kEventDeviceGone, offset, error);
-        case BlockVerdict::Kind::NoMedia:
-            return end(Outcome::NoMedia, kEventNoMedia, offset, error);
-        case BlockVerdict::Kind::Refused:
-            return end(Outcome::CannotRun, kEventReadRefused, offset, error);
+        case BlockVerdict::Kind::Ended: {
+            Ending const ending = endingOf(driveErrorOf(error));
+            return end(ending.m_outcome, ending.m_event, offset, error);
+        }
         case BlockVerdict::Kind::Stopped:
             m_summary.m_outcome = Outcome::Stopped;
             return;

@@ -1,3 +1,4 @@
+#include <storage/DriveError.h>
 #include <storage/ScratchChoice.h>
 
 #include <cerrno>
@@ -30,30 +31,20 @@ int tellingness(int error) noexcept
 
 bool isDriveFailure(int error, ScratchStep step) noexcept
 {
-    switch (error) {
-    case EIO:
-    case ENXIO:
-    case ENODEV:
-    case ESHUTDOWN:
-    case ETIMEDOUT:
-    case ENODATA: // critical medium error (blk_status_to_errno in the kernel's block/blk-core.c)
-    case EILSEQ:  // protection error, same place
-    case EBADMSG: // file systems: wrong checksum
-#if defined(EREMOTEIO)
-    case EREMOTEIO: // critical target error
-#endif
-#if defined(EUCLEAN)
-    case EUCLEAN: // file systems: damaged structures
-#endif
-#if defined(ENOMEDIUM)
-    case ENOMEDIUM:
-#endif
+    switch (driveErrorOf(error)) {
+    case DriveError::Medium:
+    case DriveError::Gone:
+    case DriveError::NoMedia:
+    case DriveError::Unanswered:
+    case DriveError::PathFailed:
         return true;
-    case EROFS:
-        return step == ScratchStep::Writing;
-    default:
-        return false;
+    case DriveError::Reserved:
+    case DriveError::Busy:
+    case DriveError::TryAgain:
+    case DriveError::Refused:
+        return error == EROFS && step == ScratchStep::Writing;
     }
+    return false;
 }
 
 OpenedSource firstThatTakes(std::vector<std::string> const& directories,

@@ -1,3 +1,4 @@
+#include <storage/DriveError.h>
 #include <storage/Events.h>
 #include <storage/ScratchChoice.h>
 #include <storage/StorageTest.h>
@@ -71,21 +72,39 @@ Outcome readDrive(TestHost& host, std::string const& device, ReadPlan const& pla
     return runReadTest(host, *drive.m_source, plan).m_outcome;
 }
 
-/// A drive that was read and written a moment ago and has no more to say than that it is not there.
-bool isGone(int error) { return error == ENXIO || error == ENODEV || error == ESHUTDOWN; }
+/// What the failure of a file that was being written says of the drive under it.
+Outcome outcomeOfWriting(int error)
+{
+    switch (driveErrorOf(error)) {
+    case DriveError::Gone:
+        return Outcome::NoDevice;
+    case DriveError::NoMedia:
+        return Outcome::NoMedia;
+    case DriveError::Unanswered:
+    case DriveError::PathFailed:
+        return Outcome::CannotRun;
+    case DriveError::Medium:
+    case DriveError::Reserved:
+    case DriveError::Busy:
+    case DriveError::TryAgain:
+    case DriveError::Refused: // a file system that turned read-only
+        return Outcome::Fail;
+    }
+    return Outcome::Fail;
+}
 
 Outcome fileFailed(TestHost& host, OpenedSource const& scratch, std::uint64_t size)
 {
     TextValues const values = {{"Directory", scratch.m_place}, {"Reason", reasonOf(scratch.m_error)}};
     if (scratch.m_error == ECANCELED)
         return Outcome::Stopped;
-    if (scratch.m_driveFailed && isGone(scratch.m_error)) {
-        host.problem({kEventWriteFailed, values});
-        return Outcome::NoDevice;
-    }
     if (scratch.m_driveFailed) {
-        host.fault({kEventWriteFailed, values});
-        return Outcome::Fail;
+        Outcome const outcome = outcomeOfWriting(scratch.m_error);
+        if (outcome == Outcome::Fail)
+            host.fault({kEventWriteFailed, values});
+        else
+            host.problem({kEventWriteFailed, values});
+        return outcome;
     }
     if (scratch.m_wanted > 0) {
         host.problem({kEventNoSpace,

@@ -16,7 +16,8 @@ struct PaperDrive : BlockSource
     std::uint32_t m_sectorSize = 512;
     std::uint32_t m_unitSize = 512;
     std::map<std::uint64_t, int> m_bad;           ///< sector to the errno value that reading it gives
-    std::map<std::uint64_t, unsigned> m_failures; ///< sector to how often it fails with EIO before it is read
+    std::map<std::uint64_t, unsigned> m_failures; ///< sector to how often it fails before it is read
+    int m_failuresError = 5;                      ///< what it then gives; EIO
     std::set<std::uint64_t> m_short;              ///< sectors at which every read ends short
     std::size_t m_longest = ~std::size_t(0);      ///< longer reads fail
     std::uint64_t m_reads = 0;
@@ -53,7 +54,7 @@ private:
             if (auto const failing = m_failures.find(sector);
                 failing != m_failures.end() && failing->second > 0) {
                 --failing->second;
-                return {done, 5 /* EIO */};
+                return {done, m_failuresError};
             }
             if (m_short.count(sector))
                 return {done, 0};

@@ -71,6 +71,8 @@ INSTANTIATE_TEST_SUITE_P(
                EIO,
                {badSectors(128, 3, EIO), badSectors(160, 1, EIO), badSectors(255, 1, EIO)}},
         Damage{"across two blocks", {255, 256}, EIO, {badSectors(255, 2, EIO)}},
+        Damage{"target", {1}, EREMOTEIO, {badSectors(1, 1, EREMOTEIO)}},
+        Damage{"checksum of the file system", {2}, EBADMSG, {badSectors(2, 1, EBADMSG)}},
         Damage{"two blocks", {5, 1000}, EILSEQ, {badSectors(5, 1, EILSEQ), badSectors(1000, 1, EILSEQ)}}),
     [](auto const& row) {
         std::string name = row.param.m_name;
@@ -121,6 +123,7 @@ struct Ending
     int m_error;
     Outcome m_outcome;
     char const* m_problem;
+    unsigned m_repeats = 0;
 };
 
 void PrintTo(Ending const& one, std::ostream* out) { *out << one.m_problem; } // the test's name
@@ -128,22 +131,40 @@ void PrintTo(Ending const& one, std::ostream* out) { *out << one.m_problem; } //
 class Endings : public testing::TestWithParam<Ending>
 {};
 
-TEST_P(Endings, ofTheDeviceEndTheTestWithoutRepeats)
+TEST_P(Endings, ofTheDeviceBlameNoSector)
 {
     PaperDrive drive(8 * kBlock);
     drive.m_bad[300] = GetParam().m_error;
     ReportLog host;
     EXPECT_EQ(runReadTest(host, drive, surface()).m_outcome, GetParam().m_outcome);
-    EXPECT_EQ(drive.m_reads, 3u);
+    EXPECT_EQ(drive.m_reads, 3u + GetParam().m_repeats);
     EXPECT_TRUE(host.m_faults.empty());
     ASSERT_EQ(host.m_problems.size(), 1u);
-    EXPECT_EQ(host.m_problems[0].rfind(GetParam().m_problem, 0), 0u);
+    EXPECT_EQ(host.m_problems[0].rfind(GetParam().m_problem, 0), 0u) << host.m_problems[0];
 }
 INSTANTIATE_TEST_SUITE_P(Each, Endings,
                          testing::Values(Ending{ENXIO, Outcome::NoDevice, "StorageDeviceGone Offset=131072"},
                                          Ending{ENODEV, Outcome::NoDevice, "StorageDeviceGone"},
                                          Ending{ENOMEDIUM, Outcome::NoMedia, "StorageNoMedia"},
-                                         Ending{EPERM, Outcome::CannotRun, "StorageReadRefused"}));
+                                         Ending{EPERM, Outcome::CannotRun, "StorageReadRefused"},
+                                         Ending{ERANGE, Outcome::CannotRun, "StorageReadRefused"},
+                                         Ending{EBADE, Outcome::CannotRun, "StorageReserved"},
+                                         Ending{ETIMEDOUT, Outcome::CannotRun, "StorageUnanswered", 3},
+                                         Ending{ENOLINK, Outcome::CannotRun, "StoragePathFailed", 3},
+                                         Ending{EBUSY, Outcome::CannotRun, "StorageBusy", 3},
+                                         Ending{EAGAIN, Outcome::CannotRun, "StorageTryAgain", 3}));
+
+TEST(Reading, goesOnWhenWhatMayPassHasPassed)
+{
+    PaperDrive drive(8 * kBlock);
+    drive.m_failures[300] = 2;
+    drive.m_failuresError = EBUSY;
+    ReportLog host;
+    EXPECT_EQ(runReadTest(host, drive, surface()).m_outcome, Outcome::Pass);
+    ASSERT_EQ(host.m_warnings.size(), 1u);
+    EXPECT_EQ(host.m_warnings[0].rfind("StorageReadRepeated Lba=256 Offset=131072 Repeats=2 Error=16 ", 0),
+              0u);
+}
 
 TEST(Reading, keepsTheFaultOfADriveThatVanishesWhileItIsNarrowed)
 {

@@ -103,6 +103,10 @@ INSTANTIATE_TEST_SUITE_P(
         Choice{"damaged", {{EUCLEAN}, {0}}, Outcome::Fail, "StorageWriteFailed", 1},
         Choice{"turnsReadOnly", {{EROFS, Step::Writing}, {0}}, Outcome::Fail, "StorageWriteFailed", 1},
         Choice{"goes", {{ENODEV, Step::Writing}, {0}}, Outcome::NoDevice, "StorageWriteFailed", 1},
+        Choice{
+            "doesNotAnswer", {{ETIMEDOUT, Step::Writing}, {0}}, Outcome::CannotRun, "StorageWriteFailed", 1},
+        Choice{"linkDown", {{ENOLINK, Step::Writing}, {0}}, Outcome::CannotRun, "StorageWriteFailed", 1},
+        Choice{"reserved", {{EBADE, Step::Writing}}, Outcome::CannotRun, "StorageFileFailed", 1},
         Choice{"isReadOnly", {{EROFS}, {0}}, Outcome::Pass, "", 2},
         Choice{"stopped", {{ECANCELED, Step::Writing}, {0}}, Outcome::Stopped, "", 1},
         Choice{"fullBeforeForbidden",
