@@ -46,8 +46,8 @@ struct BlockVerdict
     bool m_failedBeforeStop = false;
     /// Of a Bad block, in the order of the source; at least one.
     std::vector<BadRange> m_bad;
-    /// Of a Bad block: what came up while its bad sectors were looked for, Ended or Stopped; Good when nothing
-    /// did.
+    /// Of a Bad block: what came up while its bad sectors were looked for, Ended or Stopped; Good when
+    /// nothing did.
     Kind m_ending = Kind::Good;
     int m_endingError = 0;
 };
@@ -62,9 +62,9 @@ public:
     static constexpr unsigned kMostFailures = 32;
     static constexpr unsigned kFurtherFailures = 8;
 
-    /// `repeats`: how often a failing read of a block is tried again, where that may help. `stopping` is asked before every read
-    /// but the first of a block. `failing` is told of the first failing read of a block before anything else
-    /// is read.
+    /// `repeats`: how often a failing read of a block is tried again, where that may help. `stopping` is
+    /// asked before every read but the first of a block. `failing` is told of the first failing read of a
+    /// block before anything else is read.
     using Failing = std::function<void(std::uint64_t offset, int error)>;
     BlockReader(BlockSource& source, unsigned repeats, std::function<bool()> stopping, Failing failing = {})
         : m_source(source), m_repeats(repeats), m_stopping(std::move(stopping)), m_failing(std::move(failing))

@@ -1,6 +1,6 @@
 #pragma once
-// What an errno value of reading or writing a drive is about: the medium, the drive as a whole, the way to it,
-// or whoever else uses it.
+// What an errno value of reading or writing a drive is about: the medium, the drive as a whole, the way to
+// it, or whoever else uses it.
 //
 //     if (driveErrorOf(outcome.m_error) == DriveError::Medium)
 //         look for the bad sectors

@@ -14,9 +14,9 @@ namespace krel5::modules::storage {
 
 enum class ScratchStep { Making, Writing };
 
-/// True for errors that a drive brings about, the way to it, or a file system that is damaged, other than those
-/// of who may write where, and how much. EROFS is one while a file is written: file systems turn read-only after an
-/// error.
+/// True for errors that a drive brings about, the way to it, or a file system that is damaged, other than
+/// those of who may write where, and how much. EROFS is one while a file is written: file systems turn
+/// read-only after an error.
 bool isDriveFailure(int error, ScratchStep step) noexcept;
 
 /// Tries one directory after the other until one takes the file, the making is stopped, or the drive fails:

@@ -1,152 +1,91 @@
 #include <storage/Events.h>
+#include <storage/SmartEvidence.h>
 #include <storage/SmartReport.h>
+#include <storage/SmartSilence.h>
 #include <storage/Texts.h>
 
 #include <algorithm>
-#include <initializer_list>
 
 namespace krel5::modules::storage {
 namespace {
-
-// Bits of smartctl's exit status; smartctl(8).
-constexpr int kNotParsed = 1 << 0;
-constexpr int kNotOpened = 1 << 1;
-constexpr int kCommandFailed = 1 << 2;
-constexpr int kDiskFailing = 1 << 3;
-constexpr int kBelowThreshold = 1 << 4;
-constexpr int kWasBelowThreshold = 1 << 5;
-constexpr int kErrorLog = 1 << 6;
-constexpr int kSelfTestLog = 1 << 7;
 
 // NVM Express Base Specification, SMART / Health Information log, Critical Warning.
 constexpr LocalText kCriticalBits[] = {kTextSpareLow, kTextTemperature,  kTextReliability,
                                        kTextReadOnly, kTextBackupFailed, kTextRegionReadOnly};
 
-std::string joined(std::vector<std::string> const& texts)
+template <typename Number>
+std::string orUnknown(TestHost& host, std::optional<Number> number)
 {
-    std::string out;
-    for (std::string const& text : texts)
-        out += (out.empty() ? "" : "; ") + text;
-    return out;
+    return number ? std::to_string(*number) : host.text(kTextUnknown);
 }
 
-bool contains(std::string const& text, char const* piece) { return text.find(piece) != std::string::npos; }
-
-bool containsOneOf(std::string const& text, std::initializer_list<char const*> pieces)
-{
-    return std::any_of(pieces.begin(), pieces.end(),
-                       [&text](char const* piece) { return contains(text, piece); });
-}
-
-/// Why there is nothing to judge.
-struct Mute
-{
-    std::string m_reason;
-    bool m_unanswered = false; ///< the drive was asked and gave no proper answer
-};
-
-Outcome notRead(TestHost& host, Mute const& mute)
-{
-    Report const report{kEventSmartNotRead, {{"Reason", mute.m_reason}}};
-    if (containsOneOf(mute.m_reason, {"Permission denied", "Operation not permitted"})) {
-        host.problem({kEventSmartRefused, {{"Reason", mute.m_reason}}});
-        return Outcome::InsufficientPrivilege;
-    }
-    if (containsOneOf(mute.m_reason, {"No such device", "No such file"})) {
-        host.problem(report);
-        return Outcome::NoDevice;
-    }
-    // What a drive or a controller that is dying makes of a question.
-    bool const broken =
-        containsOneOf(mute.m_reason, {"Input/output error", "I/O error", "timed out", "timeout", "aborted",
-                                      "device busy", "resource busy", "mandatory SMART command failed"});
-    if (mute.m_unanswered || broken) {
-        host.problem(report);
-        return Outcome::CannotRun;
-    }
-    host.problem({kEventSmartNotSupported, {{"Reason", mute.m_reason}}});
-    return Outcome::NotSupported;
-}
-
-// Words that smartctl has used: "now" and "FAILING_NOW".
-bool failsNow(SmartAttribute const& attribute)
-{
-    return attribute.m_whenFailed == "now" || attribute.m_whenFailed == "FAILING_NOW";
-}
-
-/// The newest self-test that came to an end; null when there is none.
-SelfTest const* lastSelfTest(SmartReport const& report)
-{
-    auto const newest = std::find_if(report.m_selfTests.begin(), report.m_selfTests.end(),
-                                     [](SelfTest const& test) { return test.m_passed.has_value(); });
-    return newest == report.m_selfTests.end() ? nullptr : &*newest;
-}
-
-bool saysFailing(SmartReport const& report, int exitStatus)
-{
-    SelfTest const* const selfTest = lastSelfTest(report);
-    return report.m_passed == false || (exitStatus & (kDiskFailing | kBelowThreshold)) != 0 ||
-           std::any_of(report.m_attributes.begin(), report.m_attributes.end(), failsNow) ||
-           (report.m_nvme && report.m_nvme->m_criticalWarning != 0) || (selfTest && !*selfTest->m_passed);
-}
-
-bool saysHealth(SmartReport const& report)
-{
-    return report.m_passed || report.m_nvme || !report.m_attributes.empty() || lastSelfTest(report) ||
-           report.m_grownDefects || report.m_uncorrected;
-}
-
-/// Why the report says nothing about the drive's health; nothing when it does. Bad news counts whatever else
-/// the report says, also that there is no SMART or that it is switched off.
-std::optional<Mute> whyMute(TestHost& host, SmartReport const& report, int exitStatus)
-{
-    if (!report.m_readable)
-        return Mute{host.text(kTextNoJson, {{"Status", std::to_string(exitStatus)}}), true};
-    if (saysFailing(report, exitStatus))
-        return std::nullopt;
-    std::string const errors = joined(report.m_errors);
-    if (exitStatus & (kNotParsed | kNotOpened))
-        return Mute{errors.empty() ? host.text(kTextNotOpened) : errors, errors.empty()};
-    if (report.m_available == false)
-        return Mute{host.text(kTextNoSmart)};
-    if (report.m_enabled == false)
-        return Mute{host.text(kTextSmartOff)};
-    if (!saysHealth(report))
-        return Mute{errors.empty() ? host.text(kTextNoHealth) : errors, (exitStatus & kCommandFailed) != 0};
-    return std::nullopt;
-}
-
-std::vector<std::pair<std::string, std::string>> valuesOf(SmartAttribute const& attribute)
+TextValues valuesOf(TestHost& host, SmartAttribute const& attribute)
 {
     return {{"Id", std::to_string(attribute.m_id)},
             {"Name", attribute.m_name},
-            {"Value", std::to_string(attribute.m_value)},
-            {"Threshold", std::to_string(attribute.m_threshold)}};
+            {"Value", orUnknown(host, attribute.m_value)},
+            {"Threshold", orUnknown(host, attribute.m_threshold)}};
 }
 
-/// True when an attribute fails now.
-bool judgeAttributes(TestHost& host, SmartReport const& report, int exitStatus)
+void warnOfWarmth(TestHost& host, SmartReport const& report, std::string const& source)
 {
-    constexpr unsigned kMostNamed = 30; // a drive has room for so many attributes
-    unsigned now = 0, before = 0;
-    for (SmartAttribute const& attribute : report.m_attributes) {
-        // Words that smartctl has used: "past" and "In_the_past".
-        bool const failedBefore =
-            !failsNow(attribute) && !attribute.m_whenFailed.empty() && attribute.m_whenFailed != "-";
-        if (failsNow(attribute) && ++now <= kMostNamed)
-            host.fault({kEventSmartAttributeFailing, valuesOf(attribute)});
-        if (failedBefore && ++before <= kMostNamed)
-            host.warning({kEventSmartAttributeFailedBefore, valuesOf(attribute)});
-    }
-    if (now == 0 && (exitStatus & kBelowThreshold))
+    host.warning(
+        {kEventSmartTooWarm, {{"Temperature", orUnknown(host, report.m_temperature)}, {"Source", source}}});
+}
+
+void judgeAssessment(TestHost& host, SmartEvidence const& evidence)
+{
+    if (evidence.saysFailing())
+        host.fault({kEventSmartFailing,
+                    {{"Reason", host.text(evidence.report().m_passed == true ? kTextStatusSaysFailing
+                                                                             : kTextSaysFailing)}}});
+    if (evidence.hasUnnamedFailing())
         host.fault({kEventSmartFailing, {{"Reason", host.text(kTextBelowThreshold)}}});
-    if (before == 0 && (exitStatus & kWasBelowThreshold))
+}
+
+void judgeAttribute(TestHost& host, SmartEvidence const& evidence, SmartAttribute const& attribute)
+{
+    switch (attribute.m_failed) {
+    case SmartAttribute::Failed::Never:
+        return;
+    case SmartAttribute::Failed::Before:
+        return host.warning({kEventSmartAttributeFailedBefore, valuesOf(host, attribute)});
+    case SmartAttribute::Failed::Now:
+        if (evidence.isFailing(attribute))
+            return host.fault({kEventSmartAttributeFailing, valuesOf(host, attribute)});
+        if (SmartEvidence::isTemperature(attribute))
+            return warnOfWarmth(host, evidence.report(),
+                                host.text(kTextWarmAttribute, valuesOf(host, attribute)));
+        host.warning({kEventSmartAttributeUsedUp, valuesOf(host, attribute)});
+    }
+}
+
+void judgeAttributes(TestHost& host, SmartEvidence const& evidence)
+{
+    // As many as a drive has room for. A list that is longer is in doubt, which is said.
+    constexpr std::size_t kMostNamed = 30;
+    std::size_t named = 0;
+    for (bool const faults : {true, false})
+        for (SmartAttribute const& attribute : evidence.report().m_attributes)
+            if (attribute.m_failed != SmartAttribute::Failed::Never &&
+                evidence.isFailing(attribute) == faults && ++named <= kMostNamed)
+                judgeAttribute(host, evidence, attribute);
+    if (named == 0 && evidence.hasBit(kWasBelowThreshold))
         host.warning({kEventSmartUnnamedFailedBefore, {}});
-    return now > 0 || (exitStatus & kBelowThreshold) != 0;
+}
+
+/// The one of that id with the highest count; null when it counts nothing.
+SmartAttribute const* countOf(SmartReport const& report, int id)
+{
+    SmartAttribute const* most = nullptr;
+    for (SmartAttribute const& one : report.m_attributes)
+        if (one.m_id == id && one.m_count.value_or(0) > (most ? *most->m_count : 0))
+            most = &one;
+    return most;
 }
 
 /// What a technician looks at first: counts that are zero on a sound drive.
-void judgeCounts(TestHost& host, SmartReport const& report)
+void judgeCounts(TestHost& host, SmartEvidence const& evidence, SmartOptions const& options)
 {
     struct Counted
     {
@@ -158,112 +97,143 @@ void judgeCounts(TestHost& host, SmartReport const& report)
                                {187, kTextUncorrectable},
                                {197, kTextPending},
                                {198, kTextOfflineUncorrectable}};
-    auto const countOf = [&report](int id) {
-        auto const found = std::find_if(report.m_attributes.begin(), report.m_attributes.end(),
-                                        [id](SmartAttribute const& one) { return one.m_id == id; });
-        return found != report.m_attributes.end() && found->m_count.value_or(0) > 0 ? &*found : nullptr;
-    };
-    for (Counted const& one : counted)
-        if (SmartAttribute const* const attribute = countOf(one.m_id))
-            host.warning({kEventSmartCount,
-                          {{"Id", std::to_string(one.m_id)},
-                           {"Name", attribute->m_name},
-                           {"Count", std::to_string(*attribute->m_count)},
-                           {"Meaning", host.text(one.m_meaning)}}});
-    constexpr int kLinkErrors = 199;
-    if (SmartAttribute const* const link = countOf(kLinkErrors))
-        host.note({kEventSmartLinkErrors, {{"Count", std::to_string(*link->m_count)}}});
-    if (report.m_grownDefects.value_or(0) > 0)
-        host.warning({kEventSmartGrownDefects, {{"Count", std::to_string(*report.m_grownDefects)}}});
-    if (report.m_uncorrected.value_or(0) > 0)
-        host.warning({kEventSmartUncorrected, {{"Count", std::to_string(*report.m_uncorrected)}}});
-}
-
-std::string orUnknown(TestHost& host, std::optional<std::uint64_t> number)
-{
-    return number ? std::to_string(*number) : host.text(kTextUnknown);
-}
-
-void judgeWear(TestHost& host, NvmeHealth const& health)
-{
-    if (health.m_mediaErrors > 0)
-        host.warning({kEventSmartMediaErrors, {{"Count", std::to_string(health.m_mediaErrors)}}});
-    if (health.m_spare && health.m_spareThreshold && *health.m_spare < *health.m_spareThreshold)
-        host.warning({kEventSmartSpareLow,
-                      {{"Spare", std::to_string(*health.m_spare)},
-                       {"Threshold", std::to_string(*health.m_spareThreshold)}}});
-    if (health.m_percentageUsed >= 100)
-        host.warning({kEventSmartWorn, {{"PercentageUsed", std::to_string(health.m_percentageUsed)}}});
-    host.note({kEventSmartWear,
-               {{"PercentageUsed", std::to_string(health.m_percentageUsed)},
-                {"Spare", orUnknown(host, health.m_spare)},
-                {"Threshold", orUnknown(host, health.m_spareThreshold)}}});
-}
-
-/// True when the drive warns.
-bool judgeNvme(TestHost& host, NvmeHealth const& health)
-{
-    judgeWear(host, health);
-    if (health.m_criticalWarning == 0)
-        return false;
-    std::vector<std::string> meanings;
-    for (unsigned bit = 0; bit < std::size(kCriticalBits); ++bit)
-        if (health.m_criticalWarning >> bit & 1u)
-            meanings.push_back(host.text(kCriticalBits[bit]));
-    host.fault({kEventSmartCriticalWarning,
-                {{"Bits", std::to_string(health.m_criticalWarning)}, {"Meaning", joined(meanings)}}});
-    return true;
-}
-
-/// True when the last word of the drive's self-tests is that it is faulty.
-bool judgeSelfTests(TestHost& host, SmartReport const& report, int exitStatus)
-{
-    SelfTest const* const newest = lastSelfTest(report);
-    if (newest && !*newest->m_passed) {
-        host.fault({kEventSmartSelfTestFailed,
-                    {{"Type", newest->m_type},
-                     {"Status", newest->m_status},
-                     {"Hours", orUnknown(host, newest->m_hours)},
-                     {"Lba", orUnknown(host, newest->m_lba)}}});
-        return true;
+    for (Counted const& one : counted) {
+        SmartAttribute const* const attribute = countOf(evidence.report(), one.m_id);
+        if (!attribute)
+            continue;
+        TextValues values = {{"Id", std::to_string(one.m_id)},
+                             {"Name", attribute->m_name},
+                             {"Count", std::to_string(*attribute->m_count)}};
+        if (evidence.hasTooManyPending(*attribute)) {
+            values.emplace_back("Most", std::to_string(*options.m_mostPending));
+            host.fault({kEventSmartTooManyPending, values});
+        } else {
+            values.emplace_back("Meaning", host.text(one.m_meaning));
+            host.warning({kEventSmartCount, values});
+        }
     }
-    if (exitStatus & kSelfTestLog)
+    constexpr int kLinkErrors = 199;
+    if (SmartAttribute const* const link = countOf(evidence.report(), kLinkErrors))
+        host.note({kEventSmartLinkErrors, {{"Count", std::to_string(*link->m_count)}}});
+}
+
+void warnOfCount(TestHost& host, EventKey event, std::optional<std::uint64_t> count)
+{
+    if (count.value_or(0) > 0)
+        host.warning({event, {{"Count", std::to_string(*count)}}});
+}
+
+void judgeWear(TestHost& host, Wear const& wear)
+{
+    if (wear.m_spare && wear.m_spareThreshold && *wear.m_spare < *wear.m_spareThreshold)
+        host.warning({kEventSmartSpareLow,
+                      {{"Spare", std::to_string(*wear.m_spare)},
+                       {"Threshold", std::to_string(*wear.m_spareThreshold)}}});
+    if (wear.m_percentageUsed.value_or(0) >= 100)
+        host.warning({kEventSmartWorn, {{"PercentageUsed", std::to_string(*wear.m_percentageUsed)}}});
+    if (wear.m_percentageUsed || wear.m_spare)
+        host.note({kEventSmartWear,
+                   {{"PercentageUsed", orUnknown(host, wear.m_percentageUsed)},
+                    {"Spare", orUnknown(host, wear.m_spare)},
+                    {"Threshold", orUnknown(host, wear.m_spareThreshold)}}});
+}
+
+void judgeCriticalWarning(TestHost& host, SmartEvidence const& evidence)
+{
+    if (evidence.isTooWarm())
+        warnOfWarmth(host, evidence.report(),
+                     host.text(evidence.report().m_scsiTooWarm ? kTextWarmScsi : kTextWarmNvme));
+    if (!evidence.hasCriticalWarning())
+        return;
+    std::uint64_t const bits = *evidence.report().m_criticalWarning;
+    std::vector<std::string> meanings;
+    for (unsigned bit = 0; bit < 8; ++bit)
+        if (bits >> bit & 1u)
+            meanings.push_back(host.text(bit < std::size(kCriticalBits) ? kCriticalBits[bit] : kTextUnknown));
+    host.fault({kEventSmartCriticalWarning, {{"Bits", std::to_string(bits)}, {"Meaning", joined(meanings)}}});
+}
+
+void judgeSelfTests(TestHost& host, SmartEvidence const& evidence)
+{
+    SelfTest const* const failed = evidence.failedSelfTest();
+    if (failed)
+        host.fault({kEventSmartSelfTestFailed,
+                    {{"Type", failed->m_type.empty() ? host.text(kTextUnknown) : failed->m_type},
+                     {"Status", failed->m_status.empty() ? host.text(kTextUnknown) : failed->m_status},
+                     {"Hours", orUnknown(host, failed->m_hours)},
+                     {"Lba", orUnknown(host, failed->m_lba)}}});
+    else if (evidence.hasUnnamedSelfTest())
+        host.fault({kEventSmartSelfTestUnnamed, {}});
+    else if (evidence.hasFailedSelfTests())
         host.warning({kEventSmartSelfTestLog, {}});
-    return false;
 }
 
 void tellAge(TestHost& host, SmartReport const& report)
 {
-    if (!report.m_temperature && !report.m_hours)
-        return;
-    host.note({kEventSmartAge,
-               {{"Temperature",
-                 report.m_temperature ? std::to_string(*report.m_temperature) : host.text(kTextUnknown)},
-                {"Hours", orUnknown(host, report.m_hours)}}});
+    if (report.m_temperature || report.m_hours)
+        host.note({kEventSmartAge,
+                   {{"Temperature", orUnknown(host, report.m_temperature)},
+                    {"Hours", orUnknown(host, report.m_hours)}}});
+}
+
+std::string textOf(TestHost& host, std::vector<Doubt> const& doubts)
+{
+    std::vector<std::string> texts;
+    for (Doubt const& doubt : doubts)
+        switch (doubt.m_kind) {
+        case Doubt::Kind::NotUnderstood:
+            texts.push_back(host.text(kTextNotUnderstood, {{"Member", doubt.m_member}}));
+            break;
+        case Doubt::Kind::Twice:
+            texts.push_back(host.text(kTextTwice, {{"Member", doubt.m_member}}));
+            break;
+        case Doubt::Kind::TooMany:
+            texts.push_back(host.text(kTextTooManyEntries, {{"Member", doubt.m_member}}));
+            break;
+        }
+    return joined(texts);
+}
+
+Outcome conclude(TestHost& host, SmartEvidence const& evidence)
+{
+    SmartReport const& report = evidence.report();
+    std::string const doubts = textOf(host, report.m_doubts);
+    if (!evidence.isBad() && (!doubts.empty() || !evidence.hasAssessment())) {
+        std::string const reason = doubts.empty() ? host.text(kTextNoAssessment) : doubts;
+        host.problem({kEventSmartNotRead, {{"Reason", reason}}});
+        return Outcome::CannotRun;
+    }
+    if (!doubts.empty())
+        host.warning({kEventSmartDoubtful, {{"Reason", doubts}}});
+    bool const warm = report.m_passed == false || evidence.isTooWarm();
+    LocalText const& passed = evidence.isBad() ? kTextNo : warm ? kTextYesButWarm : kTextYes;
+    host.note({kEventSmartHealth,
+               {{"Passed", host.text(passed)}, {"Attributes", std::to_string(report.m_attributes.size())}}});
+    return evidence.isBad() ? Outcome::Fail : Outcome::Pass;
 }
 
 } // namespace
 
-Outcome judgeSmart(TestHost& host, SmartReport const& report, int exitStatus)
+Outcome judgeSmart(TestHost& host, SmartReport const& report, int exitStatus, SmartOptions const& options)
 {
-    if (auto const mute = whyMute(host, report, exitStatus))
-        return notRead(host, *mute);
-    bool failing = report.m_passed == false || (exitStatus & kDiskFailing) != 0;
-    if (failing)
-        host.fault({kEventSmartFailing, {{"Reason", host.text(kTextSaysFailing)}}});
-    failing = judgeAttributes(host, report, exitStatus) || failing;
-    failing = (report.m_nvme && judgeNvme(host, *report.m_nvme)) || failing;
-    failing = judgeSelfTests(host, report, exitStatus) || failing;
-    judgeCounts(host, report);
-    if (exitStatus & kCommandFailed)
+    SmartEvidence const evidence(report, exitStatus, options);
+    if (auto const outcome = judgeSilence(host, evidence, options))
+        return *outcome;
+    judgeAssessment(host, evidence);
+    judgeAttributes(host, evidence);
+    judgeCriticalWarning(host, evidence);
+    judgeSelfTests(host, evidence);
+    judgeCounts(host, evidence, options);
+    warnOfCount(host, kEventSmartMediaErrors, report.m_mediaErrors);
+    warnOfCount(host, kEventSmartGrownDefects, report.m_grownDefects);
+    warnOfCount(host, kEventSmartUncorrected, report.m_uncorrected);
+    judgeWear(host, report.m_wear);
+    if (evidence.hasBit(kCommandFailed))
         host.warning({kEventSmartCommandFailed, {{"Reason", joined(report.m_errors)}}});
-    if (exitStatus & kErrorLog)
+    if (evidence.hasBit(kErrorLog))
         host.warning({kEventSmartErrorLog, {}});
     tellAge(host, report);
-    host.note({kEventSmartHealth,
-               {{"Passed", host.text(failing ? kTextNo : kTextYes)},
-                {"Attributes", std::to_string(report.m_attributes.size())}}});
-    return failing ? Outcome::Fail : Outcome::Pass;
+    return conclude(host, evidence);
 }
 
 } // namespace krel5::modules::storage

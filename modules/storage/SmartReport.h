@@ -8,6 +8,7 @@
 
 #include <common/TestHost.h>
 #include <storage/ChildProcess.h>
+#include <storage/SmartJson.h>
 
 #include <cstdint>
 #include <optional>
@@ -19,27 +20,30 @@ namespace krel5::modules::storage {
 
 struct SmartAttribute
 {
-    int m_id = 0;
+    enum class Failed { Never, Before, Now };
+    int m_id = 0; ///< 1 to 255; zero when it could not be read
     std::string m_name;
-    std::int64_t m_value = 0;
-    std::int64_t m_threshold = 0;
-    std::string m_whenFailed; ///< "", "now", "past"
+    std::optional<std::uint64_t> m_value, m_threshold;
+    Failed m_failed = Failed::Never; ///< whether its value is, or was once, at or below the threshold
+    /// True: the drive is about to fail when the threshold is reached. False: it has served its time.
+    std::optional<bool> m_prefailure;
     /// What the drive counts, beside the value that it rates itself with.
     std::optional<std::uint64_t> m_count;
 };
 
-struct NvmeHealth
+/// How much of a solid-state drive's life is over, in percent.
+struct Wear
 {
-    std::uint64_t m_criticalWarning = 0; ///< bits of the SMART / Health log, byte 0
-    std::uint64_t m_mediaErrors = 0;
-    std::uint64_t m_percentageUsed = 0; ///< of the rated life; may exceed 100
-    /// Spare space that is left, and where the drive starts to warn, in percent.
+    std::optional<std::uint64_t> m_percentageUsed; ///< of the rated life; may exceed 100
+    /// Spare space that is left, and where the drive starts to warn.
     std::optional<std::uint64_t> m_spare, m_spareThreshold;
 };
 
-/// A self-test that the drive has in its log.
+/// A self-test that the drive remembers.
 struct SelfTest
 {
+    enum class Kind { Short, Extended, Other };
+    Kind m_kind = Kind::Other;
     std::string m_type, m_status;
     std::optional<bool> m_passed;         ///< absent when it did not come to an end
     std::optional<std::uint64_t> m_hours; ///< power-on hours at its end
@@ -50,45 +54,67 @@ struct SelfTest
 struct SmartReport
 {
     bool m_readable = false; ///< the text was a JSON object
+    /// Not empty: some of what is there was not understood, and something bad may have been missed.
+    std::vector<Doubt> m_doubts;
+    int m_exitStatus = 0; ///< as the report has it
     std::vector<std::string> m_errors;
     std::optional<bool> m_available, m_enabled;
-    std::optional<bool> m_passed;
+    std::optional<bool> m_passed; ///< the drive's own assessment
     std::vector<SmartAttribute> m_attributes;
-    std::optional<NvmeHealth> m_nvme;
-    std::vector<SelfTest> m_selfTests;         ///< the newest first
+    std::optional<std::uint64_t> m_criticalWarning; ///< bits of the NVMe SMART / Health log, byte 0
+    std::optional<std::uint64_t> m_mediaErrors;
+    Wear m_wear;
+    std::vector<SelfTest> m_selfTests; ///< the newest first
+    bool m_selfTestsAreAta = false;
+    std::optional<SelfTest> m_latestSelfTest;  ///< ATA's status byte of self-tests, which needs no log
     std::optional<std::int64_t> m_temperature; ///< degrees Celsius
     std::optional<std::uint64_t> m_hours;      ///< powered on
+    bool m_scsiTooWarm = false;                ///< a SCSI or SAS drive says so, and that it says nothing else
     /// Of SCSI and SAS drives: sectors replaced since they left the factory, and errors that were not
     /// corrected.
     std::optional<std::uint64_t> m_grownDefects, m_uncorrected;
 };
 
 /// No numbers that JSON cannot hold: counts of more than 64 bits are the largest one. Never throws for the
-/// text's sake. Members of another type than expected count as left out; lists and texts are cut at 1000
-/// entries and 1000 bytes.
+/// text's sake. A member that is there and is not what it should be is left out, and a doubt.
 SmartReport parseSmartReport(std::string_view json);
 
-/// `exitStatus` is smartctl's bit mask (smartctl(8), "EXIT STATUS").
+struct SmartOptions
+{
+    std::string m_deviceType; ///< what smartctl takes after -d; empty: it finds out
+    /// More sectors that wait for their replacement, or that were found unreadable, are a fault; absent: no
+    /// number of them is.
+    std::optional<std::uint64_t> m_mostPending;
+};
+
+/// `exitStatus` is smartctl's bit mask (smartctl(8), "EXIT STATUS"); bits that the report names count, too.
 ///
-/// Faults, the drive's own verdict: "SmartFailing" (Reason), "SmartAttributeFailing" (Id, Name, Value,
-/// Threshold), "SmartCriticalWarning" (Bits, Meaning), "SmartSelfTestFailed" (Type, Status, Hours, Lba) when
-/// the newest self-test that came to an end failed. Warnings, signs of a drive that has begun to die:
-/// "SmartCount" (Id, Name, Count, Meaning), "SmartMediaErrors", "SmartGrownDefects", "SmartUncorrected"
-/// (Count), "SmartSpareLow" (Spare, Threshold), "SmartWorn" (PercentageUsed), "SmartAttributeFailedBefore"
-/// (as above), "SmartUnnamedFailedBefore" where the list names none, "SmartErrorLog", "SmartSelfTestLog" when
-/// only older self-tests failed, "SmartCommandFailed". Problems: "SmartNotSupported" and, where the drive
-/// offers health and does not answer, "SmartNotRead" (Reason); "SmartRefused" (Reason). Notes: "SmartAge"
-/// (Temperature, Hours), "SmartWear" (PercentageUsed, Spare, Threshold), "SmartLinkErrors" (Count),
-/// "SmartHealth" (Passed, Attributes).
-Outcome judgeSmart(TestHost& host, SmartReport const& report, int exitStatus);
+/// Pass needs an assessment by the drive, and a report without doubts. Faults: "SmartFailing" (Reason),
+/// "SmartAttributeFailing" (Id, Name, Value, Threshold), "SmartCriticalWarning" (Bits, Meaning),
+/// "SmartSelfTestFailed" (Type, Status, Hours, Lba) for a failure that no later self-test outdates,
+/// "SmartSelfTestUnnamed" where only the exit status tells of one, "SmartTooManyPending" (Id, Name, Count,
+/// Most). Warnings: "SmartTooWarm" (Temperature, Source), which is no fault of the drive;
+/// "SmartAttributeUsedUp" (as above); signs of a drive that has begun to die: "SmartCount" (Id, Name, Count,
+/// Meaning), "SmartMediaErrors", "SmartGrownDefects", "SmartUncorrected" (Count), "SmartSpareLow" (Spare,
+/// Threshold), "SmartWorn" (PercentageUsed), "SmartAttributeFailedBefore" (as above),
+/// "SmartUnnamedFailedBefore" where the list names none, "SmartErrorLog", "SmartSelfTestLog" when only
+/// outdated self-tests failed, "SmartCommandFailed"; "SmartDoubtful" (Reason) beside a fault. Problems:
+/// "SmartNotSupported" and, where the drive offers health and does not answer, or not so that it is
+/// understood, "SmartNotRead" (Reason); "SmartRefused" (Reason); "SmartBadDeviceType" (Type, Reason). Notes:
+/// "SmartAge" (Temperature, Hours), "SmartWear" (PercentageUsed, Spare, Threshold), "SmartLinkErrors"
+/// (Count), "SmartHealth" (Passed, Attributes).
+Outcome judgeSmart(TestHost& host, SmartReport const& report, int exitStatus,
+                   SmartOptions const& options = {});
 
 /// Judges how smartctl ended and what it printed. One that had to be ended says nothing of what the drive
 /// offers: CannotRun, with the warning "SmartProgramLeft" (Process) when it could not be ended.
-Outcome judgeSmartRun(TestHost& host, ChildResult const& child, ChildLimits const& limits);
+Outcome judgeSmartRun(TestHost& host, ChildResult const& child, ChildLimits const& limits,
+                      SmartOptions const& options = {});
 
 /// Runs smartctl on the device and judges what it prints. NotSupported where the program is not installed
-/// (`program` is empty).
-Outcome runSmartTest(TestHost& host, std::string const& device,
+/// (`program` is empty), BadParameters for a device type of other characters than letters, digits and , / + -
+/// _
+Outcome runSmartTest(TestHost& host, std::string const& device, SmartOptions const& options = {},
                      std::string const& program = findProgram("smartctl"));
 
 } // namespace krel5::modules::storage

@@ -4,6 +4,8 @@
 
 #include <common/ErrorText.h>
 
+#include <algorithm>
+
 namespace krel5::modules::storage {
 namespace {
 
@@ -13,16 +15,28 @@ Outcome cannotRun(TestHost& host, std::string const& reason)
     return Outcome::CannotRun;
 }
 
+bool isDeviceType(std::string const& text)
+{
+    auto const allowed = [](char c) {
+        bool const letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+        return letter || (c >= '0' && c <= '9') ||
+               std::string_view(",/+-_").find(c) != std::string_view::npos;
+    };
+    constexpr std::size_t kLongest = 100;
+    return text.size() <= kLongest && std::all_of(text.begin(), text.end(), allowed);
+}
+
 } // namespace
 
-Outcome judgeSmartRun(TestHost& host, ChildResult const& child, ChildLimits const& limits)
+Outcome judgeSmartRun(TestHost& host, ChildResult const& child, ChildLimits const& limits,
+                      SmartOptions const& options)
 {
     if (child.m_leftBehind != 0)
         host.warning({kEventSmartProgramLeft, {{"Process", std::to_string(child.m_leftBehind)}}});
     std::string const seconds = std::to_string(static_cast<long>(limits.m_seconds));
     switch (child.m_end) {
     case ChildResult::End::Exited:
-        return judgeSmart(host, parseSmartReport(child.m_output), child.m_status);
+        return judgeSmart(host, parseSmartReport(child.m_output), child.m_status, options);
     case ChildResult::End::Stopped:
         return Outcome::Stopped;
     case ChildResult::End::TimedOut:
@@ -37,8 +51,14 @@ Outcome judgeSmartRun(TestHost& host, ChildResult const& child, ChildLimits cons
     return Outcome::CannotRun;
 }
 
-Outcome runSmartTest(TestHost& host, std::string const& device, std::string const& program)
+Outcome runSmartTest(TestHost& host, std::string const& device, SmartOptions const& options,
+                     std::string const& program)
 {
+    if (!isDeviceType(options.m_deviceType)) {
+        host.problem({kEventSmartBadDeviceType,
+                      {{"Type", options.m_deviceType}, {"Reason", host.text(kTextTypeCharacters)}}});
+        return Outcome::BadParameters;
+    }
     if (program.empty()) {
         cannotRun(host, host.text(kTextNoSmartctl));
         return Outcome::NotSupported; // by this machine, not by the drive
@@ -51,9 +71,12 @@ Outcome runSmartTest(TestHost& host, std::string const& device, std::string cons
     // A drive that answers only some questions lets each of the others run into its time-out.
     ChildLimits limits;
     limits.m_seconds = 180;
-    ChildResult const child =
-        runChild({program, "--json", "-a", device}, limits, [&host] { return host.stopRequested(); });
-    return judgeSmartRun(host, child, limits);
+    std::vector<std::string> words = {program, "--json", "-a"};
+    if (!options.m_deviceType.empty())
+        words.insert(words.end(), {"-d", options.m_deviceType});
+    words.push_back(device);
+    ChildResult const child = runChild(words, limits, [&host] { return host.stopRequested(); });
+    return judgeSmartRun(host, child, limits, options);
 }
 
 } // namespace krel5::modules::storage

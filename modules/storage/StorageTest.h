@@ -38,9 +38,9 @@ struct DriveAccess
 /// What runReadTest reports, and: problems "StorageOpenFailed" and "StorageOpenRefused" (Device, Reason),
 /// "StorageNoFileSystem" (Device), "StorageFileFailed" and "StorageReadOnly" (Directory, Reason),
 /// "StorageNoSpace" (Directory, FreeMiB, WantedMiB, FileMiB), "StorageFilledUp" (Directory, FreeMiB); fault
-/// "StorageWriteFailed" (Directory, Reason), which is a problem when the drive has gone or cannot be reached; notes "StorageFile"
-/// (Directory, MiB, BlockBytes), "StorageCached" (Device). A drive that may not be opened is
-/// InsufficientPrivilege. Nothing is written for a plan that cannot be carried out.
+/// "StorageWriteFailed" (Directory, Reason), which is a problem when the drive has gone or cannot be reached;
+/// notes "StorageFile" (Directory, MiB, BlockBytes), "StorageCached" (Device). A drive that may not be opened
+/// is InsufficientPrivilege. Nothing is written for a plan that cannot be carried out.
 Outcome runStorageTest(TestHost& host, std::string const& device, StorageSettings const& settings,
                        DriveAccess const& access = {});
 

@@ -35,6 +35,8 @@ Parameter* s_floor = nullptr;
 Parameter* s_seed = nullptr;
 Parameter* s_useFile = nullptr;
 Parameter* s_fileSize = nullptr;
+Parameter* s_deviceType = nullptr;
+Parameter* s_mostPending = nullptr;
 
 /// The product, or the largest number when it does not fit: the checking code refuses or shortens that.
 std::uint64_t times(std::uint64_t a, std::uint64_t b)
@@ -93,7 +95,13 @@ TestResult readSpeed(DiagDevice const& device)
 
 TestResult smart(DiagDevice const& device)
 {
-    return s_host.run([&](TestHost& host) { return runSmartTest(host, device.osLocator().getUTF8Buffer()); });
+    SmartOptions options;
+    if (Value type{DataType::STRING()}; s_deviceType->value(type))
+        options.m_deviceType = type.valueString().getUTF8Buffer();
+    if (Value most{DataType::UINT64()}; s_mostPending->value(most))
+        options.m_mostPending = most.valueUint64();
+    return s_host.run(
+        [&](TestHost& host) { return runSmartTest(host, device.osLocator().getUTF8Buffer(), options); });
 }
 
 Test* createStorageTest(char const* key, Test::Callback callback)
@@ -127,6 +135,8 @@ void createParameters()
     s_seed = createSeedParameter();
     s_useFile = DiagModule::createParameter("UseFile", DataType::BOOLEAN(), "false", false);
     s_fileSize = DiagModule::createParameter("FileSizeMiB", DataType::UINT32(), "256", false, false, "1..");
+    s_deviceType = DiagModule::createParameter("DeviceType", DataType::STRING(), "", false);
+    s_mostPending = DiagModule::createParameter("MaxPendingSectors", DataType::UINT64(), "", false);
 }
 
 } // namespace
@@ -145,6 +155,6 @@ int main(int argc, char** argv)
         ->addParameter(s_blockSize)
         ->addParameter(s_size)
         ->addParameter(s_floor);
-    createStorageTest("smart", smart);
+    createStorageTest("smart", smart)->addParameter(s_deviceType)->addParameter(s_mostPending);
     return DiagModule::start();
 }

@@ -1,0 +1,22 @@
+#pragma once
+// The self-tests that a drive remembers, in the forms of ATA, NVMe and SCSI.
+//
+//     SmartReport report;
+//     readSelfTests(json.top(), report);
+//
+// Thread rule: plain functions on values.
+
+#include <storage/SmartJson.h>
+#include <storage/SmartReport.h>
+
+namespace krel5::modules::storage {
+
+/// Fills m_selfTests, m_selfTestsAreAta and m_latestSelfTest.
+void readSelfTests(SmartJson::Field const& document, SmartReport& report);
+
+/// The newest failed self-test that no later one outdates; null when there is none. An extended one that
+/// passed outdates all before it, since it has read the whole surface. A short one that passed outdates short
+/// ones, unless `onlyExtended`; all others prove nothing of what failed.
+SelfTest const* standingFailure(std::vector<SelfTest> const& newestFirst, bool onlyExtended);
+
+} // namespace krel5::modules::storage
