@@ -425,7 +425,9 @@ TEST_P(ShippedModule, DoesNotTakeSomeDevicesForAll)
         ++told;
         EXPECT_NE(listed.err.find("Devices may be missing: "), std::string::npos) << listed.err;
         Outcome const run = limited("run", limit);
-        EXPECT_EQ(run.status, 28) << limit;
+        EXPECT_TRUE(run.status == 28 ||
+                    (run.status == 22 && run.err.find("No test runs: ") != std::string::npos))
+            << limit << ": " << run.status; // devices, or settings that could not be read
         EXPECT_EQ(run.out.find("Final Result: PASS"), std::string::npos) << limit;
     }
     EXPECT_GT(told, 0) << "no limit made it short of descriptors";

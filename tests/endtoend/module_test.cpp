@@ -1,80 +1,15 @@
 // Modules run by hand, from command line to exit status.
-#include <endtoend/ModuleProcess.h>
-#include <foundation/TemporaryFolder.h>
+#include <endtoend/MisbehavingModule.h>
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <map>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
+using test::has;
+using test::holds;
+using test::ModuleTest;
 using test::Outcome;
 using test::Start;
-using ::testing::AssertionResult;
-
-bool has(std::string const& text, std::string const& what) { return text.find(what) != std::string::npos; }
-
-AssertionResult holds(std::string const& text, std::string const& what)
-{
-    if (has(text, what))
-        return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure() << "\"" << what << "\" is not in:\n" << text;
-}
-
-class ModuleTest : public ::testing::Test
-{
-protected:
-    void SetUp() override
-    {
-        if (::geteuid() != 0)
-            GTEST_SKIP() << "modules run as root only";
-        // Texts and settings stand beside the program, so each test has a program of its own.
-        std::filesystem::copy_file(MISBEHAVING_MODULE, m_folder.path("misbehaving"));
-        // Which number a test has follows from the listing, as it does for a technician.
-        std::string const listing = module({"enum"}).out;
-        std::size_t at = 0;
-        while ((at = listing.find("\n  ", at)) != std::string::npos) {
-            std::size_t const open = listing.find(" (", at), close = listing.find(")", open);
-            m_numbers[listing.substr(at + 3, open - at - 3)] = listing.substr(open + 2, close - open - 2);
-            ++at;
-        }
-    }
-
-    Outcome module(Start start)
-    {
-        start.folder = m_folder.path();
-        return test::run(m_folder.path("misbehaving"), start);
-    }
-    Outcome module(std::vector<std::string> arguments)
-    {
-        Start start;
-        start.arguments = std::move(arguments);
-        return module(start);
-    }
-    Start startOf(std::string const& testKey)
-    {
-        Start start;
-        EXPECT_TRUE(m_numbers.contains(testKey)) << testKey;
-        start.arguments = {"run", "-t", m_numbers[testKey], "-d", "1"};
-        return start;
-    }
-    Outcome runTest(std::string const& testKey) { return module(startOf(testKey)); }
-    void settings(std::string const& text) { m_folder.write("misbehaving.w4i", text); }
-    /// The text of the newest log file.
-    std::string log()
-    {
-        std::string all;
-        for (auto const& entry : std::filesystem::directory_iterator(m_folder.path("logs")))
-            all += m_folder.read("logs/" + entry.path().filename().string());
-        return all;
-    }
-
-    test::TemporaryFolder m_folder;
-    std::map<std::string, std::string> m_numbers;
-};
 
 TEST_F(ModuleTest, UsageAndVersion)
 {
@@ -421,49 +356,6 @@ TEST_F(ModuleTest, ALogThatCannotBeWrittenCostsAMessage)
     EXPECT_TRUE(holds(all, "1212 CommInterface: using CommStandAlone"));
     EXPECT_TRUE(holds(all, "1143 checkPrivileges()"));
     EXPECT_TRUE(holds(all, "345 test returned result: PASS"));
-}
-
-TEST_F(ModuleTest, SettingsSteerTheRun)
-{
-    EXPECT_TRUE(holds(runTest("parameter").out, "count = 10\n"));
-    settings("Test.parameter.count.value = 42");
-    EXPECT_TRUE(holds(runTest("parameter").out, "count = 42\n"));
-
-    settings("# wrong\nTest.parameter.count.value=101\n");
-    Outcome const outOfRange = runTest("parameter");
-    EXPECT_EQ(outOfRange.status, 22);
-    EXPECT_TRUE(holds(outOfRange.err, "misbehaving.w4i:2"));
-    EXPECT_TRUE(holds(outOfRange.err, "Parameter \"count\" not valid for Test \"parameter\""));
-
-    settings("Test.pass.Enable.value=off\n");
-    EXPECT_TRUE(
-        holds(runTest("pass").err, "misbehaving.w4i:1: Test.pass.Enable.value: \"off\" is no BOOLEAN"));
-
-    settings("Test.pass.ForceResult.value=DEVICE BUSY\nTest.pass.ForceAllEvents.value=true\n");
-    Outcome const forced = runTest("pass");
-    EXPECT_EQ(forced.status, 25);
-    EXPECT_TRUE(holds(forced.out, "Final Result: DEVICE BUSY"));
-    EXPECT_TRUE(
-        holds(forced.err, "WARNING: the settings force the result DEVICE BUSY; the test \"pass\" does not"));
-    EXPECT_FALSE(has(forced.out, "50%")) << "a forced result takes the place of the test";
-
-    settings("Test.fail.Enable.value=false\nMinTimePerTest.value=1\n");
-    EXPECT_FALSE(has(module({"enum"}).out, "fail (2)"));
-    EXPECT_EQ(runTest("pass").status, 0);
-    Outcome const off = runTest("fail");
-    EXPECT_EQ(off.status, 32);
-    EXPECT_FALSE(has(off.err, "switched off")) << "one line on standard error, the rest in the log";
-    EXPECT_TRUE(holds(log(), "Test \"fail\" is switched off in the settings file\n"));
-    m_folder.write("chooses.w4i", "Test.fail.Enable.value=false\n");
-    Start chooses;
-    chooses.name = "chooses";
-    chooses.arguments = {"enum"};
-    Outcome const chosen = module(chooses);
-    EXPECT_TRUE(holds(chosen.out, "  pass (1)"));
-    EXPECT_FALSE(has(chosen.out, "fail (2)")) << "off is off, whoever picks the tests";
-    Outcome const interactive = runTest("ask");
-    EXPECT_EQ(interactive.status, 29);
-    EXPECT_TRUE(holds(interactive.out, "Warning ("));
 }
 
 TEST_F(ModuleTest, QuestionsHaveAnswers)

@@ -32,9 +32,14 @@ public:
         return name.empty() ? m_path : m_path + "/" + name;
     }
 
+    /// Whatever the umask: nobody but the owner may write the file.
     std::string write(std::string const& name, std::string const& content) const
     {
+        namespace fs = std::filesystem;
         std::ofstream(path(name), std::ios::binary) << content;
+        std::error_code ignored;
+        fs::permissions(path(name), fs::perms::group_write | fs::perms::others_write,
+                        fs::perm_options::remove, ignored);
         return path(name);
     }
     std::string read(std::string const& name) const

@@ -10,6 +10,8 @@
 #include <csignal>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
 
 using test::TemporaryFolder;
 using zel::FileSystem;
@@ -49,6 +51,47 @@ TEST(FileSystem, readsWholeFilesWithinTheirLimit)
     ASSERT_EQ(::mkfifo(folder.path("fifo").c_str(), 0600), 0);
     EXPECT_EQ(FileSystem::readFile(folder.path("fifo")).errorNumber, EINVAL);
     EXPECT_FALSE(FileSystem::readFile("/proc/self/stat").content->empty()); // a file that says its size is 0
+}
+
+// A file that another user could have written, or can at any time.
+TEST(FileSystem, namesWhoElseMayWriteAFile)
+{
+    using Writers = FileSystem::Writers;
+    constexpr unsigned kNobody = 65534;
+    struct
+    {
+        mode_t mode;
+        bool isForeign, isLink;
+        char const *shared, *besideProgram; // the reason against it; null: none
+    } const cases[] = {
+        {0644, false, false, nullptr, nullptr},
+        {0600, false, true, "is a symbolic link", nullptr},
+        {0646, false, false, "may be written by everybody", "may be written by everybody"},
+        {0600, true, false, "belongs to user 65534, who is neither root nor the caller",
+         "belongs to user 65534, who is neither root nor the caller"},
+    };
+    for (auto const& c : cases) {
+        if (c.isForeign && ::geteuid() != 0)
+            continue;
+        TemporaryFolder const folder;
+        std::string path = folder.write("file", "text");
+        ASSERT_EQ(::chmod(path.c_str(), c.mode), 0);
+        if (c.isForeign) {
+            ASSERT_EQ(::chown(path.c_str(), kNobody, kNobody), 0);
+        }
+        if (c.isLink) {
+            std::filesystem::create_symlink("file", folder.path("link"));
+            path = folder.path("link");
+        }
+        for (auto const& [writers, reason] :
+             {std::pair(Writers::CallerOrRoot, c.shared), std::pair(Writers::AsProgram, c.besideProgram)}) {
+            auto const read = FileSystem::readFile(path, 100, writers);
+            EXPECT_EQ(read.content.has_value(), !reason) << std::oct << c.mode;
+            EXPECT_EQ(read.reason(), zel::String(reason ? reason : "")) << std::oct << c.mode;
+            EXPECT_FALSE(read.absent());
+        }
+        EXPECT_EQ(FileSystem::readFile(path).content, "text") << "nobody asked";
+    }
 }
 
 TEST(FileSystem, replacesFilesWholeOrNotAtAll)

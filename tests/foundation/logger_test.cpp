@@ -89,6 +89,7 @@ TEST_F(LoggerTest, configurationThatIsNotOneCostsOneLineAndChangesNothing)
     {
         char const* content; // null: a folder stands in its place
         char const* reason;
+        mode_t mode = 0; // 0: as written
     } const cases[] = {
         {"", "no element"},
         {"<logging>", "not closed"},
@@ -97,6 +98,7 @@ TEST_F(LoggerTest, configurationThatIsNotOneCostsOneLineAndChangesNothing)
         {"<logging><logger level=\"0\"/><logger category=\"a\"/></logging>", "not a level: \"\""},
         {"\x01\xFF garbage", "XML"},
         {nullptr, "Is a directory"},
+        {"<logging><logger level=\"0\"/></logging>", "may be written by its group", 0664},
     };
     for (auto const& c : cases) {
         TemporaryFolder const folder;
@@ -105,6 +107,9 @@ TEST_F(LoggerTest, configurationThatIsNotOneCostsOneLineAndChangesNothing)
             folder.write("modules.xml", c.content);
         else
             std::filesystem::create_directory(path);
+        if (c.mode != 0) {
+            ASSERT_EQ(::chmod(path.c_str(), c.mode), 0);
+        }
         auto const outcome = runInChild([&] {
             LogFactory::configure(zel::String(path), 2);
             ::_exit(thresholdOf(LogFactory::getLogger("a")));

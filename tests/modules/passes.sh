@@ -2,6 +2,7 @@
 # A test that is repeated for a minimum time says what it does and what it found in its first pass, and not again.
 #   passes.sh FOLDER_OF_THE_BUILT_MODULES
 set -uo pipefail
+umask 022 # settings that others may write are refused
 ((EUID == 0)) || { echo "tests run as root only"; exit 77; }
 folder=$(mktemp -d) || exit 1
 trap 'rm -rf "$folder"' EXIT

@@ -2,6 +2,7 @@
 # Of the passes of a repeated test, those are told that find something, and the first; signs of life of every one.
 #   repeating.sh THE_BUILT_MODULE
 set -uo pipefail
+umask 022 # settings that others may write are refused
 ((EUID == 0)) || { echo "tests run as root only"; exit 77; }
 folder=$(mktemp -d) || exit 1
 trap 'rm -rf "$folder"' EXIT

@@ -1,5 +1,7 @@
 #include <zel/foundation/FileSystem.h>
 
+#include <zel/foundation/System.h>
+
 #include <cerrno>
 
 namespace zel {
@@ -7,6 +9,13 @@ namespace zel {
 bool FileSystem::ReadResult::absent() const noexcept
 {
     return errorNumber == ENOENT || errorNumber == ENOTDIR;
+}
+
+String FileSystem::ReadResult::reason() const
+{
+    if (content)
+        return String();
+    return distrust.empty() ? System::errorText(errorNumber) : distrust;
 }
 
 String FileSystem::extractBaseFileName(String const& path)

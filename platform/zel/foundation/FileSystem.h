@@ -15,8 +15,23 @@ struct ZEL_EXPORT FileSystem
     struct ReadResult
     {
         std::optional<std::string> content;
-        int errorNumber = 0; ///< 0 when read; ENOENT when absent
+        int errorNumber = 0;        ///< 0 when read; ENOENT when absent; EPERM when `distrust` says why
+        String distrust = String(); ///< who could have written the file, and should not; empty: nobody
         bool absent() const noexcept;
+        /// "File too large"; empty when read.
+        String reason() const;
+    };
+
+    /// Who may be able to write a file that is to be read. Looked at is what was opened, not what a name stood
+    /// for a moment before.
+    enum class Writers {
+        Anybody,
+        /// Belongs to root or the caller, writable for its owner alone, and no symbolic link. For a place
+        /// that others share.
+        CallerOrRoot,
+        /// Like the running program: who may replace that needs no other way in. Else as above, but links
+        /// are followed.
+        AsProgram
     };
 
     /// "C:\dir\MyMod.exe" and "/dir/MyMod.exe" give "MyMod": the part after the last '/' or '\', without its
@@ -26,7 +41,8 @@ struct ZEL_EXPORT FileSystem
     static std::string folderOf(std::string const& path);
 
     /// Reads a regular file of at most `limit` bytes (EFBIG beyond).
-    static ReadResult readFile(std::string const& path, std::size_t limit = 16u << 20);
+    static ReadResult readFile(std::string const& path, std::size_t limit = 16u << 20,
+                               Writers writers = Writers::Anybody);
     /// Whole or not at all: writes a temporary beside the target, then renames it. Throws SystemException
     /// naming the path; the old file then stays as it was.
     static void writeFileAtomically(std::string const& path, std::string const& content);

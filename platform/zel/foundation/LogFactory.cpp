@@ -55,7 +55,8 @@ Rules readRules(XmlElement const& root)
 Rules readConfiguration(std::string const& path)
 {
     String reason;
-    FileSystem::ReadResult const file = FileSystem::readFile(path, kConfigurationLimit);
+    FileSystem::ReadResult const file =
+        FileSystem::readFile(path, kConfigurationLimit, FileSystem::Writers::CallerOrRoot);
     if (file.absent())
         return {};
     if (file.content) {
@@ -65,7 +66,7 @@ Rules readConfiguration(std::string const& path)
             reason = exception.getMessage();
         }
     } else {
-        reason = System::errorText(file.errorNumber);
+        reason = file.reason();
     }
     OStream::err() << String("Ignoring the logging configuration ") + String(path) + ": " + reason + "\n";
     return {};

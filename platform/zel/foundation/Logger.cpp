@@ -13,7 +13,13 @@ Logger::Logger(std::string category)
 
 void Logger::log(LogLevel level, std::string_view message)
 {
-    if (!isEnabled(level) || !LogFile::takesLines())
+    if (isEnabled(level))
+        logAlways(level, message);
+}
+
+void Logger::logAlways(LogLevel level, std::string_view message)
+{
+    if (!LogFile::takesLines())
         return;
     LogLine const line(std::chrono::system_clock::now(), level, m_category, message);
     LogFile::write(line.text());

@@ -41,6 +41,8 @@ public:
     }
     /// Writes one line if `level` reaches the threshold. `message` is UTF-8.
     void log(LogLevel level, std::string_view message);
+    /// Writes one line whatever the threshold: for what must not be missing from any log.
+    void logAlways(LogLevel level, std::string_view message);
 
 private:
     friend struct LogRegistry;

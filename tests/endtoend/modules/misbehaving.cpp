@@ -1,6 +1,7 @@
 // A module whose tests each behave, or misbehave, in one known way. The name by which the program is called
-// chooses a wrong set-up instead: "noversion", "nocommandline", "badinit", "doubleinit", "uncaught", "early",
-// "twice"; or a callback that picks the tests itself: "chooses", and "stopped", where a stop comes meanwhile.
+// chooses a wrong set-up instead: "noversion", "nocommandline", "badinit", "hoards", "doubleinit", "uncaught",
+// "early", "twice"; or a callback that picks the tests itself: "chooses", and "stopped", where a stop comes
+// meanwhile.
 #include <krel5/krel5.h>
 
 #include <atomic>
@@ -8,8 +9,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <stdexcept>
 #include <string_view>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -223,6 +226,13 @@ static TestResult nested(DiagDevice const&)
 static TestResult quit(DiagDevice const&) { return TestResult::SKIPPED(); }
 
 static void init() { throw std::runtime_error("no hardware key"); }
+static void hoard()
+{
+    rlimit const few{64, 64};
+    setrlimit(RLIMIT_NOFILE, &few);
+    while (open("/dev/null", O_RDONLY) >= 0) {
+    }
+}
 static void createTwice() { DiagModule::createEvent("broken"); }
 
 static void goodbye() { std::fputs("exit callback\n", stderr); }
@@ -279,6 +289,8 @@ int main(int argc, char** argv)
         DiagModule::setVersion(1, 2, "3");
     if (name == "badinit")
         DiagModule::setModuleInitCallback(init);
+    if (name == "hoards")
+        DiagModule::setModuleInitCallback(hoard);
     if (name == "doubleinit")
         DiagModule::setModuleInitCallback(createTwice);
     if (name == "chooses")

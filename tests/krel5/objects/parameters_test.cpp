@@ -8,6 +8,7 @@
 
 #include <libKrel5/internal/module/ModuleCommon.h>
 #include <libKrel5/internal/settings/ParameterSetup.h>
+#include <libKrel5/internal/settings/SettingsRefusal.h>
 
 #include "../../foundation/TemporaryFolder.h"
 
@@ -67,13 +68,26 @@ TEST(ParameterSetup, handsDownResolvesAndInsists)
             "Parameter not set: maybe you are using the old method of setting parameters; try changing it "
             "to:\nTest.taking.level.value=YOUR VALUE HERE\n");
 
-    folder.write("setup.w4i", "Test.own.level.value=2\nParameter.level.value=3\nTest.own.Enable.value=off\n");
+    folder.write("setup.w4i", "Test.own.level.value=2\nParameter.level.value=3\nTest.own.Enable.value=of\n");
     zel::SettingsResource::clearCache();
     testing::internal::CaptureStderr();
     setUpParameters();
-    EXPECT_NE(testing::internal::GetCapturedStderr().find(
-                  "setup.w4i:3: Test.own.Enable.value: \"off\" is no BOOLEAN"),
-              std::string::npos);
+    EXPECT_NE(
+        testing::internal::GetCapturedStderr().find(
+            "setup.w4i:3: Test.own.Enable.value: \"of\" is neither true, yes, on, 1 nor false, no, off, "
+            "0; the test \"own\" does not run"),
+        std::string::npos);
+    // A line that is there and wrong, or may be there, is not one that is missing: the runs are refused instead.
+    for (char const* text : {"Test.own.level.value=many\nParameter.level.value=3\n", "level of all is 3\n"}) {
+        folder.write("setup.w4i", text);
+        zel::SettingsResource::clearCache();
+        testing::internal::CaptureStderr();
+        EXPECT_NO_THROW(setUpParameters()) << text;
+        auto const settings = zel::SettingsResource::ofModule("setup");
+        EXPECT_TRUE(refusesRunsOf(own->imp()) || refusesEveryRun(*settings)) << text;
+        EXPECT_FALSE(refusesRunsOf(taking->imp()));
+        testing::internal::GetCapturedStderr();
+    }
     folder.write("setup.w4i", "Test.own.levle.value=2\nTest.own.level.value=2\nParameter.level.value=3\n"
                               "test.own.LEVEL.value=4\nTest.own.speed=1\nTest.none.speed.value=1\n"
                               "Test.none.Enable.value=false\nentirely.different=1\n");
@@ -93,10 +107,11 @@ TEST(ParameterSetup, handsDownResolvesAndInsists)
     zel::SettingsResource::clearCache();
     testing::internal::CaptureStderr();
     setUpParameters();
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              folder.path() +
-                  "/setup.w4i:3: Test.own.ForceEvent.value: this module has no such event; none is "
-                  "sent\n");
+    EXPECT_EQ(
+        testing::internal::GetCapturedStderr(),
+        folder.path() +
+            "/setup.w4i:3: Test.own.ForceEvent.value: this module has no such event; the test \"own\" does "
+            "not run\n");
     EXPECT_EQ(parametersOf(*own), "level=2 (SETTINGSFILE) speed=5 (NOTSET) ") << "keeps its own";
     EXPECT_EQ(parametersOf(*taking), "speed=5 (NOTSET) level=3 (SETTINGSFILE) ") << "in order of creation";
     EXPECT_EQ(parametersOf(*none), "");

@@ -114,6 +114,7 @@ TEST(SettingsFile, isThatOfTheFirstFolderThatHasOne)
     SettingsResource::clearCache();
     EXPECT_FALSE(SettingsResource::ofModule("mymod")->exists());
     EXPECT_EQ(SettingsResource::ofModule("mymod")->issues().size(), 1u);
+    EXPECT_FALSE(SettingsResource::ofModule("mymod")->unknown().empty());
     SettingsResource::setSearchFolders({});
 }
 
@@ -130,7 +131,14 @@ TEST(SettingsFile, enableSwitches)
         {"", Enable::NotSet, true},
         {"Test.t.Enable.value=true", Enable::Enabled, true},
         {"Test.t.Enable.value=FALSE", Enable::Disabled, false},
-        {"Test.t.Enable.value=perhaps", Enable::NotSet, true},
+        {"Test.t.Enable.value=Yes", Enable::Enabled, true},
+        {"Test.t.Enable.value=on", Enable::Enabled, true},
+        {"Test.t.Enable.value=1", Enable::Enabled, true},
+        {"Test.t.Enable.value=no", Enable::Disabled, false},
+        {"Test.t.Enable.value=Off", Enable::Disabled, false},
+        {"Test.t.Enable.value=0", Enable::Disabled, false},
+        {"Test.t.Enable.value=perhaps", Enable::NotUnderstood, true},
+        {"Test.t.Enable=false\nTest.t.Enable.value=perhaps", Enable::NotUnderstood, true},
         {"Test.t.Enable=true", Enable::OldForm, true},
         {"Test.t.Enable=false", Enable::OldForm, false},
         {"Test.t.Enable=true\nTest.t.Enable.value=false", Enable::Disabled, false},
@@ -140,7 +148,45 @@ TEST(SettingsFile, enableSwitches)
         auto const settings = settingsOf(row.content);
         EXPECT_EQ(settings.enable("Test", "t"), row.form) << row.content;
         EXPECT_EQ(settings.isEnabled("Test", "t"), row.enabled) << row.content;
+        EXPECT_EQ(settings.flagError("Test.t.Enable.value").has_value(), row.form == Enable::NotUnderstood)
+            << row.content;
     }
+}
+
+TEST(SettingsFile, timesHaveUnits)
+{
+    struct Row
+    {
+        char const* text;
+        std::optional<std::uint32_t> seconds;
+    };
+    std::vector<Row> const rows{
+        {"0", 0},
+        {"90", 90},
+        {"90s", 90},
+        {"5m", 300},
+        {"24h", 86400},
+        {"2 D", 172800},
+        {"4294967295", 4294967295},
+        {"71582788m", 4294967280},
+        {"71582789m", std::nullopt},
+        {"99999999999", std::nullopt},
+        {"-1", std::nullopt},
+        {"1.5h", std::nullopt},
+        {"1h30m", std::nullopt},
+        {"h", std::nullopt},
+        {"", std::nullopt},
+        {"5 minutes", std::nullopt},
+    };
+    for (Row const& row : rows)
+        for (std::string const key : {"MinTimePerTest.value", "MinTimePerTest"}) {
+            auto const settings = settingsOf(key + "=" + row.text);
+            EXPECT_EQ(settings.seconds("MinTimePerTest.value"), row.seconds) << row.text;
+            auto const error = settings.secondsError("MinTimePerTest.value");
+            EXPECT_EQ(error.has_value(), !row.seconds) << row.text;
+            EXPECT_EQ(error ? utf8(error->m_key) : key, key);
+        }
+    EXPECT_FALSE(settingsOf("").secondsError("MinTimePerTest.value"));
 }
 
 TEST(Parameter, takesItsValueFromTheSettings)

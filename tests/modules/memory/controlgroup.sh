@@ -3,6 +3,7 @@
 # want more together than there is, one says so, and neither is killed.
 #   controlgroup.sh FOLDER_OF_THE_BUILT_MODULES
 set -uo pipefail
+umask 022 # settings that others may write are refused
 ((EUID == 0)) || { echo "tests run as root only"; exit 77; }
 modules=$(cd "$1" && pwd) || exit 1
 

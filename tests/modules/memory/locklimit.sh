@@ -3,6 +3,7 @@
 # a matter of privilege and not as lack of memory.
 #   locklimit.sh FOLDER_OF_THE_BUILT_MODULES
 set -uo pipefail
+umask 022 # settings that others may write are refused
 ulimit -l 64 && unshare -U -r true || { echo "no user namespaces here"; exit 77; }
 folder=$(mktemp -d) || exit 1
 trap 'rm -rf "$folder"' EXIT

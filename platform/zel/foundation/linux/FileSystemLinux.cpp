@@ -6,6 +6,7 @@
 #include <atomic>
 #include <ctime>
 #include <fcntl.h>
+#include <optional>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -43,17 +44,49 @@ int fillAndRename(FileDescriptor const& file, std::string const& content, std::s
     return ::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
 }
 
+// What the running program allows its own owner and writers, so that a build folder under umask 002 and a stick
+// on which everything is 0777 work; nothing when the program is not known.
+std::optional<struct stat> programStatus()
+{
+    struct stat program;
+    return ::stat("/proc/self/exe", &program) == 0 ? std::optional(program) : std::nullopt;
+}
+
+// An access control list that lets others write shows in the bits of the group.
+String distrustOf(struct stat const& file, std::optional<struct stat> const& program)
+{
+    if (file.st_uid != 0 && file.st_uid != ::geteuid() && (!program || file.st_uid != program->st_uid))
+        return String("belongs to user ") + String::number(std::uint64_t{file.st_uid}) +
+               ", who is neither root nor the caller";
+    mode_t others = file.st_mode & (S_IWGRP | S_IWOTH);
+    if (program && program->st_gid == file.st_gid)
+        others &= ~(program->st_mode & S_IWGRP);
+    if (program)
+        others &= ~(program->st_mode & S_IWOTH);
+    if (others == 0)
+        return String();
+    return String(others & S_IWOTH ? "may be written by everybody" : "may be written by its group");
+}
+
 } // namespace
 
-FileSystem::ReadResult FileSystem::readFile(std::string const& path, std::size_t limit)
+FileSystem::ReadResult FileSystem::readFile(std::string const& path, std::size_t limit, Writers writers)
 {
     // O_NONBLOCK: opening a FIFO must not wait for its writer.
-    FileDescriptor const file = FileDescriptor::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY);
+    int const links = writers == Writers::CallerOrRoot ? O_NOFOLLOW : 0;
+    FileDescriptor const file = FileDescriptor::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | links);
     struct stat status;
+    if (!file.isOpen() && errno == ELOOP && links != 0)
+        return {std::nullopt, EPERM, "is a symbolic link"};
     if (!file.isOpen() || ::fstat(file.number(), &status) != 0)
         return {std::nullopt, errno};
     if (!S_ISREG(status.st_mode))
         return {std::nullopt, S_ISDIR(status.st_mode) ? EISDIR : EINVAL};
+    if (writers != Writers::Anybody) {
+        auto const program = writers == Writers::AsProgram ? programStatus() : std::nullopt;
+        if (String const distrust = distrustOf(status, program); !distrust.empty())
+            return {std::nullopt, EPERM, distrust};
+    }
     std::string content;
     if (int const error = readAll(file.number(), content, limit))
         return {std::nullopt, error};

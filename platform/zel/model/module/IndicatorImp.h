@@ -28,10 +28,11 @@ public:
     Flags const& flags() const noexcept { return m_flags; }
 
     /// Gives each parameter its value from the settings file and reads the switch "Enable". Returns what the
-    /// file says wrongly; such a parameter keeps no value.
-    std::vector<SettingsError> resolveParameterData(SettingsResource const& settings)
+    /// file says wrongly, the settingsErrors(); such a parameter keeps no value.
+    std::vector<SettingsError> const& resolveParameterData(SettingsResource const& settings)
     {
-        return resolveFromSettings(settings);
+        resolveFromSettings(settings);
+        return settingsErrors();
     }
 
     /// Whether `indicator` applies to `device`: as TestImp::canEnumerateOnDevice, except that an indicator

@@ -1,5 +1,7 @@
 #include <zel/model/module/ModuleFunctionImp.h>
 
+#include <zel/model/settings/SettingsKeys.h>
+
 #include <algorithm>
 
 namespace zel {
@@ -48,15 +50,24 @@ ParameterImp* ModuleFunctionImp::nextParameter()
 
 String ModuleFunctionImp::settingsPrefix() const { return String(m_kind) + "." + m_key + "."; }
 
-std::vector<SettingsError> ModuleFunctionImp::resolveFromSettings(SettingsResource const& settings)
+void ModuleFunctionImp::take(std::optional<SettingsError> error, char const* name)
 {
-    std::vector<SettingsError> errors;
+    if (!error)
+        return;
+    error->m_parameter = String(name);
+    addSettingsError(std::move(*error));
+}
+
+void ModuleFunctionImp::resolveFromSettings(SettingsResource const& settings)
+{
+    m_settingsErrors.clear();
     for (ParameterImp& parameter : m_parameters)
         if (auto error = parameter.resolve(settings))
-            errors.push_back(std::move(*error));
+            addSettingsError(std::move(*error));
+    take(settings.flagError(settingsPrefix() + SettingsKeys::kEnable), "Enable");
     m_enabled = settings.enable(m_kind, m_key);
     m_switchedOff = !settings.isEnabled(m_kind, m_key);
-    return errors;
+    m_switchedOffBy = m_switchedOff ? settings.shown(settings.enableLine(m_kind, m_key)) : String();
 }
 
 } // namespace zel

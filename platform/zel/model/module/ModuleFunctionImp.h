@@ -40,6 +40,14 @@ public:
     SettingsResource::Enable enabledInSettings() const noexcept { return m_enabled; }
     bool isEnabledInIniFile() const noexcept { return m_enabled == SettingsResource::Enable::Enabled; }
     bool isSwitchedOff() const noexcept { return m_switchedOff; }
+    /// The line of the settings that switched the function off, "mymod.w4i:12: Test.memory.Enable.value=off";
+    /// empty: it is not.
+    String const& switchedOffBy() const noexcept { return m_switchedOffBy; }
+
+    /// What the settings say of the function and nobody understands. Such a function does not run: what was
+    /// meant may have been to leave it alone.
+    std::vector<SettingsError> const& settingsErrors() const noexcept { return m_settingsErrors; }
+    void addSettingsError(SettingsError error) { m_settingsErrors.push_back(std::move(error)); }
 
 protected:
     /// `kind` is "Test" or "Indicator": what keys of the settings and texts begin with.
@@ -50,9 +58,11 @@ protected:
 
     /// "{kind}.{key}."
     String settingsPrefix() const;
-    /// Gives each parameter its value from the settings file and reads the switch "Enable". Returns what the
-    /// file says wrongly; such a parameter keeps no value.
-    std::vector<SettingsError> resolveFromSettings(SettingsResource const& settings);
+    /// Gives each parameter its value from the settings file and reads the switch "Enable". What the file says
+    /// wrongly are the settingsErrors(); such a parameter keeps no value.
+    void resolveFromSettings(SettingsResource const& settings);
+    /// Takes what is wrong with the setting `name`, if anything, into the settingsErrors().
+    void take(std::optional<SettingsError> error, char const* name);
 
 private:
     char const* m_kind;
@@ -66,6 +76,8 @@ private:
     // what is to be done, where the old form counts with the value that it has.
     SettingsResource::Enable m_enabled = SettingsResource::Enable::NotSet;
     bool m_switchedOff = false;
+    String m_switchedOffBy;
+    std::vector<SettingsError> m_settingsErrors;
 };
 
 } // namespace zel

@@ -26,26 +26,33 @@ void TestImp::addPropertyRequirement(DeviceRequirement requirement)
     m_properties.push_back(std::move(requirement));
 }
 
-std::vector<SettingsError> TestImp::resolveParameterData(SettingsResource const& settings)
+std::vector<SettingsError> const& TestImp::resolveParameterData(SettingsResource const& settings)
 {
-    std::vector<SettingsError> errors = resolveFromSettings(settings);
+    resolveFromSettings(settings);
+    m_forcingLines.clear();
     String const prefix = settingsPrefix();
-    String const resultKey = prefix + SettingsKeys::kForceResult;
-    if (auto const* entry = settings.find(resultKey)) {
+    String const resultKey = prefix + SettingsKeys::kForceResult,
+                 eventKey = prefix + SettingsKeys::kForceEvent,
+                 allKey = prefix + SettingsKeys::kForceAllEvents;
+    if (auto const* const entry = settings.find(resultKey)) {
         auto const result = TestResultImp::getConstantByString(entry->m_text);
         if (result.toString() == entry->m_text)
             m_forcedResult = result;
-        else {
-            errors.push_back(settings.error(resultKey, *entry,
-                                            "no test result has the text \"" + entry->m_text +
-                                                "\", as \"PASS\" or \"FAIL\""));
-            errors.back().m_parameter = "ForceResult";
-        }
+        else
+            take(settings.error({resultKey, entry}, "no test result has the text \"" + entry->m_text +
+                                                        "\", as \"PASS\" or \"FAIL\""),
+                 "ForceResult");
+        m_forcingLines.push_back(settings.shown({resultKey, entry}));
     }
-    if (auto const eventKey = settings.text(prefix + SettingsKeys::kForceEvent))
-        m_forcedEvent = *eventKey;
-    m_forceAllEvents = settings.flag(prefix + SettingsKeys::kForceAllEvents, false);
-    return errors;
+    if (auto const* const entry = settings.find(eventKey)) {
+        m_forcedEvent = entry->m_text;
+        m_forcingLines.push_back(settings.shown({eventKey, entry}));
+    }
+    take(settings.flagError(allKey), "ForceAllEvents");
+    m_forceAllEvents = settings.flag(allKey, false);
+    if (m_forceAllEvents)
+        m_forcingLines.push_back(settings.shown(settings.eitherForm(allKey)));
+    return settingsErrors();
 }
 
 } // namespace zel

@@ -50,8 +50,8 @@ public:
 
     /// Gives each parameter its value from the settings file, else from its default, and reads the switches
     /// of this test ("Enable", "ForceResult", "ForceEvent", "ForceAllEvents"). Returns what the file says
-    /// wrongly; such a parameter keeps no value.
-    std::vector<SettingsError> resolveParameterData(SettingsResource const& settings);
+    /// wrongly, the settingsErrors(); such a parameter keeps no value.
+    std::vector<SettingsError> const& resolveParameterData(SettingsResource const& settings);
 
     std::optional<TestResultImp> const& forcedResult() const noexcept { return m_forcedResult; }
     void setForcedResult(std::optional<TestResultImp> const& result) { m_forcedResult = result; }
@@ -59,6 +59,9 @@ public:
     std::optional<String> const& forcedEvent() const noexcept { return m_forcedEvent; }
     void setForcedEvent(std::optional<String> const& key) { m_forcedEvent = key; }
     bool getForceAllEvents() const noexcept { return m_forceAllEvents; }
+    /// The lines of the settings that force something, "mymod.w4i:3: Test.memory.ForceResult.value=PASS": that
+    /// of the result first.
+    std::vector<String> const& forcingLines() const noexcept { return m_forcingLines; }
     void setForceAllEvents(bool force) noexcept { m_forceAllEvents = force; }
 
     /// Whether `test` applies to `device`, by docs/enumeration-rules.md: the test is not switched off, the
@@ -79,6 +82,7 @@ private:
     std::optional<TestResultImp> m_forcedResult;
     std::optional<String> m_forcedEvent;
     bool m_forceAllEvents = false;
+    std::vector<String> m_forcingLines;
 };
 
 } // namespace zel

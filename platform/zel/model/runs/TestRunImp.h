@@ -75,6 +75,9 @@ public:
 
     TestResultImp const& result() const noexcept { return m_result; }
     void setFinalResult(TestResultImp const& result) { m_result = result; }
+    /// What whoever reads the result must know beside it: that the settings forced it, say. Empty: nothing.
+    String const& resultNote() const noexcept { return m_resultNote; }
+    void setResultNote(String const& note) { m_resultNote = note; }
 
     /// The run's own copy of the test's parameter; null when it has none of that key.
     ParameterImp* parameter(String const& key);
@@ -101,6 +104,7 @@ private:
     bool m_hasErrors = false; // an event of type ERR was added
     bool m_isInterrupted = false;
     TestResultImp m_result;
+    String m_resultNote;
     std::deque<ParameterImp> m_parameters;
 };
 

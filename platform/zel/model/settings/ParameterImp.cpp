@@ -102,7 +102,7 @@ std::optional<SettingsError> ParameterImp::resolve(SettingsResource const& setti
         return std::nullopt;
     auto error = setValueText(entry->m_text, ParameterSourceImp::SETTINGSFILE());
     if (error) {
-        error = settings.error(key, *entry, error->m_reason);
+        error = settings.error({key, entry}, error->m_reason);
         error->m_parameter = m_key;
     }
     return error;

@@ -1,6 +1,8 @@
 #pragma once
 // The fixed parts of the keys of a settings file. docs/settings-file.md says what each means.
 
+#include <zel/foundation/String.h>
+
 namespace zel::SettingsKeys {
 
 // Of the module as a whole.
@@ -12,9 +14,16 @@ inline constexpr char kAlwaysUseGuiPrompt[] = "AlwaysUseGUIPrompt.value";
 
 // Of a test, after "Test.{test}."; the first two also of an indicator, after "Indicator.{indicator}.".
 inline constexpr char kEnable[] = "Enable.value";
-inline constexpr char kEnableOldForm[] = "Enable";
 inline constexpr char kForceResult[] = "ForceResult.value";
 inline constexpr char kForceEvent[] = "ForceEvent.value";
 inline constexpr char kForceAllEvents[] = "ForceAllEvents.value";
+
+/// Switches and times were written without the ending once, and are still read so: "PromptEnable" for
+/// "PromptEnable.value".
+inline String oldForm(String const& key)
+{
+    constexpr std::size_t kEnding = sizeof ".value" - 1;
+    return key.substr(0, key.size() - kEnding);
+}
 
 } // namespace zel::SettingsKeys

@@ -8,6 +8,7 @@
 #include <zel/model/values/ValueImp.h>
 
 #include <filesystem>
+#include <limits>
 #include <mutex>
 
 namespace zel {
@@ -17,11 +18,19 @@ Logger& logger() { return LogFactory::getLogger("zel.SettingsResource"); }
 
 using Shared = std::shared_ptr<SettingsResource const>;
 
+using Writers = FileSystem::Writers;
+
+struct Folder
+{
+    std::string path;
+    Writers writers; // of a file in it
+};
+
 struct Cache
 {
     std::mutex m_mutex; // guards everything below
     std::unordered_map<String, Shared> m_byGuid;
-    std::vector<std::string> m_folders;
+    std::vector<Folder> m_folders;
 };
 
 Cache& cache()
@@ -30,12 +39,13 @@ Cache& cache()
     return *instance;
 }
 
-std::vector<std::string> defaultFolders()
+std::vector<Folder> defaultFolders()
 {
     std::string const program = System::executablePath().bytes();
+    Folder const working{".", Writers::CallerOrRoot};
     if (program.empty())
-        return {"."};
-    return {FileSystem::folderOf(program), "."};
+        return {working};
+    return {{FileSystem::folderOf(program), Writers::AsProgram}, working};
 }
 
 void logIssues(KeyTextFile const& file)
@@ -46,22 +56,22 @@ void logIssues(KeyTextFile const& file)
 
 // A file that is there but cannot be read is taken for what it is: going on to the next folder would run the
 // module with settings that nobody meant.
-Shared loadFirst(std::vector<std::string> const& folders, String const& guid)
+Shared loadFirst(std::vector<Folder> const& folders, String const& guid)
 {
     if (!isFileNamePart(guid)) {
         ZEL_LOG(logger(), LogLevel::Debug) << "no settings file is looked for: the module has no proper guid";
         return std::make_shared<SettingsResource const>(KeyTextFile());
     }
     KeyTextFile file;
-    for (std::string const& folder : folders) {
-        std::string const path = folder + "/" + guid.toUtf8() + ".w4i";
+    for (Folder const& folder : folders) {
+        std::string const path = folder.path + "/" + guid.toUtf8() + ".w4i";
         if (file.state() != KeyTextFile::State::Absent) {
             std::error_code error;
             if (FileSystem::exists(path) && !std::filesystem::equivalent(path, file.path(), error))
                 return std::make_shared<SettingsResource const>(std::move(file), path);
             continue;
         }
-        file = KeyTextFile::load(path);
+        file = KeyTextFile::load(path, folder.writers);
         if (file.state() == KeyTextFile::State::Absent)
             ZEL_LOG(logger(), LogLevel::Debug) << "no settings file " << file.path();
     }
@@ -70,9 +80,38 @@ Shared loadFirst(std::vector<std::string> const& folders, String const& guid)
 
 std::optional<bool> readFlag(String const& text)
 {
-    String reason;
-    auto const value = ValueImp::parse(text, DataTypeImp::BOOLEAN(), reason);
-    return value ? std::optional(value->boolean()) : std::nullopt;
+    String const word = text.lowered();
+    for (char const* yes : {"true", "yes", "on", "1"})
+        if (word == yes)
+            return true;
+    for (char const* no : {"false", "no", "off", "0"})
+        if (word == no)
+            return false;
+    return std::nullopt;
+}
+
+std::optional<std::uint32_t> readSeconds(String const& text)
+{
+    struct Unit
+    {
+        char const* ending;
+        std::uint64_t seconds;
+    };
+    constexpr Unit kUnits[] = {{"s", 1}, {"m", 60}, {"h", 60 * 60}, {"d", 24 * 60 * 60}};
+    String number = text.lowered();
+    std::uint64_t factor = 1;
+    for (Unit const& unit : kUnits)
+        if (number.endsWith(unit.ending)) {
+            number = number.substr(0, number.size() - 1).trimmed();
+            factor = unit.seconds;
+            break;
+        }
+    String ignored;
+    auto const value = ValueImp::parse(number, DataTypeImp::UINT32(), ignored);
+    std::uint64_t const seconds = value ? factor * value->uint32() : 0;
+    if (!value || seconds > std::numeric_limits<std::uint32_t>::max())
+        return std::nullopt;
+    return static_cast<std::uint32_t>(seconds);
 }
 
 } // namespace
@@ -109,7 +148,9 @@ void SettingsResource::clearCache()
 void SettingsResource::setSearchFolders(std::vector<std::string> folders)
 {
     std::lock_guard const lock(cache().m_mutex);
-    cache().m_folders = std::move(folders);
+    cache().m_folders.clear();
+    for (std::string const& folder : folders)
+        cache().m_folders.push_back({folder, Writers::CallerOrRoot});
     cache().m_byGuid.clear();
 }
 
@@ -119,56 +160,87 @@ std::optional<String> SettingsResource::text(String const& key) const
     return entry ? std::optional(entry->m_text) : std::nullopt;
 }
 
+String SettingsResource::unknown() const
+{
+    for (KeyTextFile::Issue const& issue : issues())
+        if (!issue.isWarning)
+            return issue.toString();
+    return String();
+}
+
+SettingsResource::Line SettingsResource::eitherForm(String const& key) const
+{
+    if (auto const* const entry = find(key))
+        return {key, entry};
+    String const old = SettingsKeys::oldForm(key);
+    return {old, find(old)};
+}
+
+SettingsError SettingsResource::error(Line const& line, String const& reason) const
+{
+    return {String(path()), line.entry ? line.entry->m_line : 0, line.key, reason};
+}
+
+String SettingsResource::shown(Line const& line) const
+{
+    if (!line)
+        return String();
+    return String(path()) + ":" + String::number(line.entry->m_line) + ": " + line.key + "=" +
+           line.entry->m_text;
+}
+
 bool SettingsResource::flag(String const& key, bool fallback) const
 {
-    auto const* const entry = find(key);
-    if (!entry)
-        return fallback;
-    auto const value = readFlag(entry->m_text);
-    if (!value) {
-        String const reason =
-            String("is neither true nor false and is taken as ") + String(fallback ? "true" : "false");
-        ZEL_LOG(logger(), LogLevel::Warning) << error(key, *entry, reason).toString();
-    }
-    return value.value_or(fallback);
+    Line const line = eitherForm(key);
+    return (line ? readFlag(line.entry->m_text) : std::nullopt).value_or(fallback);
 }
 
-SettingsError SettingsResource::error(String const& key, KeyTextFile::Entry const& entry,
-                                      String const& reason) const
+std::optional<SettingsError> SettingsResource::flagError(String const& key) const
 {
-    return {String(path()), entry.m_line, key, reason};
-}
-
-std::optional<SettingsError> SettingsResource::misfit(String const& key, DataTypeImp const& type) const
-{
-    auto const* const entry = find(key);
-    String reason;
-    if (!entry || ValueImp::parse(entry->m_text, type, reason))
+    Line const line = eitherForm(key);
+    if (!line || readFlag(line.entry->m_text))
         return std::nullopt;
-    return error(key, *entry, reason);
+    return error(line, "\"" + line.entry->m_text + "\" is neither true, yes, on, 1 nor false, no, off, 0");
+}
+
+std::optional<std::uint32_t> SettingsResource::seconds(String const& key) const
+{
+    Line const line = eitherForm(key);
+    return line ? readSeconds(line.entry->m_text) : std::nullopt;
+}
+
+std::optional<SettingsError> SettingsResource::secondsError(String const& key) const
+{
+    Line const line = eitherForm(key);
+    if (!line || readSeconds(line.entry->m_text))
+        return std::nullopt;
+    return error(
+        line,
+        "\"" + line.entry->m_text +
+            "\" is no time: expecting a number of seconds up to 4294967295, or of s, m, h or d, as 24h");
+}
+
+SettingsResource::Line SettingsResource::enableLine(String const& kind, String const& key) const
+{
+    return eitherForm(kind + "." + key + "." + SettingsKeys::kEnable);
 }
 
 SettingsResource::Enable SettingsResource::enable(String const& kind, String const& key) const
 {
-    String const prefix = kind + String(".") + key + String(".");
-    if (auto const* const entry = find(prefix + SettingsKeys::kEnable))
-        if (auto const value = readFlag(entry->m_text))
-            return *value ? Enable::Enabled : Enable::Disabled;
-    return find(prefix + SettingsKeys::kEnableOldForm) ? Enable::OldForm : Enable::NotSet;
+    Line const line = enableLine(kind, key);
+    if (!line)
+        return Enable::NotSet;
+    if (!line.key.endsWith(SettingsKeys::kEnable))
+        return Enable::OldForm;
+    auto const value = readFlag(line.entry->m_text);
+    if (!value)
+        return Enable::NotUnderstood;
+    return *value ? Enable::Enabled : Enable::Disabled;
 }
 
 bool SettingsResource::isEnabled(String const& kind, String const& key) const
 {
-    switch (enable(kind, key)) {
-    case Enable::NotSet:
-    case Enable::Enabled:
-        return true;
-    case Enable::Disabled:
-        return false;
-    case Enable::OldForm:
-        return flag(kind + String(".") + key + String(".") + SettingsKeys::kEnableOldForm, true);
-    }
-    return true;
+    return flag(kind + "." + key + "." + SettingsKeys::kEnable, true);
 }
 
 } // namespace zel

@@ -3,7 +3,6 @@
 
 #include <zel/foundation/String.h>
 #include <zel/model/texts/KeyTextFile.h>
-#include <zel/model/vocabulary/DataTypeImp.h>
 
 #include <memory>
 #include <optional>
@@ -33,8 +32,9 @@ public:
     {}
 
     /// The settings of the module `guid`, read on first request and kept until clearCache(). The file is that
-    /// of the search folders that comes first; that there is none is normal. What is wrong with its lines is
-    /// logged once, as warnings. Never null.
+    /// of the search folders that comes first; that there is none is normal. One in the working directory must
+    /// belong to root or the caller and be writable for nobody else; one beside the program must be no easier
+    /// to change than the program. What is wrong with the file or its lines is logged once. Never null.
     static std::shared_ptr<SettingsResource const> ofModule(String const& guid);
     static void clearCache();
     /// The folder of the running program, then the working directory, unless set otherwise (tests do).
@@ -45,28 +45,52 @@ public:
     std::string const& passedOver() const noexcept { return m_passedOver; }
     bool exists() const noexcept { return m_file.state() == KeyTextFile::State::Read; }
     std::vector<KeyTextFile::Issue> const& issues() const noexcept { return m_file.issues(); }
+    /// Why nobody can tell what the settings are: the file is there and cannot be read or must not be, or a
+    /// line cannot be read, which may have been any setting. Empty: they can be told. No test runs otherwise.
+    String unknown() const;
     /// In the order of their first lines.
     std::vector<String> const& keys() const noexcept { return m_file.keys(); }
     /// Null when the key is not set.
     KeyTextFile::Entry const* find(String const& key) const { return m_file.find(key); }
     std::optional<String> text(String const& key) const;
-    /// A switch: `true` or `false` in any case of letters (or 1 or 0); `fallback` when the key is not set or
-    /// its text is neither, the latter with a warning in the log.
+    /// A line as it stands in the file.
+    struct Line
+    {
+        String key;
+        KeyTextFile::Entry const* entry; ///< null: there is no such line
+        explicit operator bool() const noexcept { return entry != nullptr; }
+    };
+    /// The line of "{name}.value", or, where there is none, of its old form "{name}".
+    Line eitherForm(String const& key) const;
+    SettingsError error(Line const& line, String const& reason) const;
+    /// "mymod.w4i:12: Test.memory.Enable.value=off"; empty for no line.
+    String shown(Line const& line) const;
+
+    // The keys below end in ".value", and the old form without it counts too.
+
+    /// A switch: `true`, `yes`, `on`, `1` or `false`, `no`, `off`, `0` in any case of letters; `fallback` when
+    /// there is no line or flagError() names one.
     bool flag(String const& key, bool fallback) const;
-    SettingsError error(String const& key, KeyTextFile::Entry const& entry, String const& reason) const;
-    /// What is wrong when the key is set to a text that cannot become the type.
-    std::optional<SettingsError> misfit(String const& key, DataTypeImp const& type) const;
+    std::optional<SettingsError> flagError(String const& key) const;
+    /// A time in seconds: a number, alone or with s, m, h or d behind it; nothing when there is no line or
+    /// secondsError() names one.
+    std::optional<std::uint32_t> seconds(String const& key) const;
+    std::optional<SettingsError> secondsError(String const& key) const;
 
     /// Enable switch of a test or an indicator: kind "Test" or "Indicator".
     enum class Enable {
-        NotSet,   ///< no switch that can be read: enabled
-        Enabled,  ///< "{kind}.{key}.Enable.value" says `true`
-        Disabled, ///< it says `false`
-        OldForm   ///< only "{kind}.{key}.Enable" is there
+        NotSet,        ///< no line: enabled
+        Enabled,       ///< "{kind}.{key}.Enable.value" says `true`
+        Disabled,      ///< it says `false`
+        NotUnderstood, ///< it says neither
+        OldForm        ///< only "{kind}.{key}.Enable" is there
     };
     Enable enable(String const& kind, String const& key) const;
-    /// What the switch of either form says; true when there is none.
+    /// What the switch of either form says; true when there is none. What is not understood counts as true
+    /// here, so that the function is listed, and is refused when it is to run.
     bool isEnabled(String const& kind, String const& key) const;
+    /// The line of the switch, of either form.
+    Line enableLine(String const& kind, String const& key) const;
 
 private:
     KeyTextFile m_file;

@@ -1,8 +1,5 @@
 #include <zel/model/texts/KeyTextFile.h>
 
-#include <zel/foundation/FileSystem.h>
-#include <zel/foundation/System.h>
-
 namespace zel {
 namespace {
 
@@ -24,17 +21,17 @@ String KeyTextFile::Issue::toString() const
     return where + String(": ") + reason;
 }
 
-KeyTextFile KeyTextFile::load(std::string const& path)
+KeyTextFile KeyTextFile::load(std::string const& path, FileSystem::Writers writers)
 {
-    FileSystem::ReadResult const read = FileSystem::readFile(path, kMaxFileBytes);
+    FileSystem::ReadResult const read = FileSystem::readFile(path, kMaxFileBytes, writers);
     if (read.content)
         return parse(*read.content, path);
     KeyTextFile file;
     file.m_path = path;
-    if (read.absent())
+    if (read.absent() && !FileSystem::exists(path))
         return file;
     file.m_state = State::Unreadable;
-    file.addIssue(0, String("cannot be read: ") + System::errorText(read.errorNumber), false);
+    file.addIssue(0, (read.distrust.empty() ? String("cannot be read: ") : String()) + read.reason(), false);
     return file;
 }
 

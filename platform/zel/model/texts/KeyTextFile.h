@@ -1,5 +1,6 @@
 #pragma once
 
+#include <zel/foundation/FileSystem.h>
 #include <zel/foundation/String.h>
 
 #include <optional>
@@ -36,8 +37,10 @@ public:
     enum class State { Read, Absent, Unreadable };
 
     KeyTextFile() = default;
-    /// Reads the file. Whatever happens there is a result: an absent file is one without entries.
-    static KeyTextFile load(std::string const& path);
+    /// Reads the file. Whatever happens there is a result: an absent file is one without entries. A symbolic
+    /// link to nothing is a file that cannot be read: somebody meant one to be there.
+    static KeyTextFile load(std::string const& path,
+                            FileSystem::Writers writers = FileSystem::Writers::Anybody);
     /// From content that is at hand; `path` is what issues name.
     static KeyTextFile parse(std::string_view content, std::string const& path);
 

@@ -9,6 +9,7 @@
 #include <libKrel5/internal/module/ErrorReporting.h>
 #include <libKrel5/internal/module/ModuleCommon.h>
 #include <libKrel5/internal/runs/PromptSwitches.h>
+#include <libKrel5/internal/settings/SettingsRefusal.h>
 #include <libKrel5/objects/Factories.h>
 
 #include <krel5/CommandLineOption.h>
@@ -209,6 +210,8 @@ TestResult DiagModule::runTest()
     CommInterface& comm = backendFor("DiagModule::runTest", s_testRunImp);
     zel::TestRunManager::instance().clear();
     auto const settings = zel::SettingsResource::ofModule(ModuleCommon::module().guid());
+    if (refusesEveryRun(*settings))
+        return TestResult::INTERNALERROR();
     PromptSwitches const switches = PromptSwitches::read(*settings);
     s_bPromptEnable = switches.promptEnable;
     s_bGUIPromptSupported = switches.guiPromptSupported;

@@ -106,11 +106,7 @@ void DiagModule::setTimeOut(unsigned int seconds)
         return;
     if (seconds == FROM_SETTINGS_FILE) {
         auto const settings = zel::SettingsResource::ofModule(ModuleCommon::module().guid());
-        zel::String reason;
-        auto const text = settings->text(zel::SettingsKeys::kTimeOut);
-        auto const value =
-            text ? zel::ValueImp::parse(*text, zel::DataTypeImp::UINT32(), reason) : std::nullopt;
-        seconds = value ? value->uint32() : INFINITE_TIMEOUT;
+        seconds = settings->seconds(zel::SettingsKeys::kTimeOut).value_or(INFINITE_TIMEOUT);
     }
     comm->sendSetTimeOutMessage(seconds);
 }

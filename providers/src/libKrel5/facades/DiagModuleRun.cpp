@@ -4,6 +4,7 @@
 #include <libKrel5/facades/CurrentRun.h>
 #include <libKrel5/internal/module/ErrorReporting.h>
 #include <libKrel5/internal/runs/RunAccount.h>
+#include <libKrel5/internal/settings/SettingsRefusal.h>
 #include <libKrel5/objects/Factories.h>
 
 #include <krel5/DiagDevice.h>
@@ -56,6 +57,15 @@ Event const& interactiveMinTimeErrorEvent()
         return event;
     }();
     return *s_event;
+}
+
+// The first lines of the settings that force something: " (mymod.w4i:3: Test.memory.ForceResult.value=PASS)".
+zel::String forcingLines(zel::TestImp const& test, std::size_t count)
+{
+    zel::String text;
+    for (std::size_t i = 0; i < std::min(count, test.forcingLines().size()); ++i)
+        text += (text.empty() ? zel::String(" (") : zel::String(", ")) + test.forcingLines()[i];
+    return text.empty() ? text : text + ")";
 }
 
 } // namespace
@@ -123,12 +133,21 @@ TestResult DiagModuleRun::runOne(CommInterface& comm, zel::TestRunImp& run)
         << "Running " << run.test()->keyInModule() << " on " << run.device()->name();
     CurrentRun current = begin(run);
     zel::Stopwatch const elapsed;
-    TestResult const result =
-        DiagModule::s_minTimePerTestMode ? runForMinimumTime(run, test) : runOnce(run, test);
-    DiagModule::doPercentDone(100);
+    TestResult const result = runUnlessRefused(run, test);
     end(current, run, result, elapsed.getElapsed());
     comm.sendFinalResult(); // may wait for its answer, so without the mutex
     DiagModule::notifyResult(test, result);
+    return result;
+}
+
+// One test's bad line costs the others nothing.
+TestResult DiagModuleRun::runUnlessRefused(zel::TestRunImp& run, Test& test)
+{
+    if (refusesRunsOf(test.imp()))
+        return TestResult::INTERNALERROR();
+    TestResult const result =
+        DiagModule::s_minTimePerTestMode ? runForMinimumTime(run, test) : runOnce(run, test);
+    DiagModule::doPercentDone(100);
     return result;
 }
 
@@ -171,6 +190,16 @@ TestResult DiagModuleRun::callTest(zel::TestRunImp& run, Test& test)
     return isStopped || run.isInterrupted() ? TestResult::USERABORTED() : result;
 }
 
+// A verdict that nobody came to by testing says so wherever it stands, in the coarsest log too.
+void DiagModuleRun::note(zel::TestRunImp& run, zel::String const& text)
+{
+    logger().logAlways(
+        LogLevel::Warning,
+        (zel::String::number(std::int64_t{__LINE__}) + " " + run.toString() + ": " + text).toUtf8());
+    zel::AutoMutex const guard(libraryMutex());
+    run.setResultNote(text);
+}
+
 TestResult DiagModuleRun::runOnce(zel::TestRunImp& run, Test& test)
 {
     ZEL_LOG(logger(), LogLevel::Information) << "NOT min time per test mode.";
@@ -182,6 +211,8 @@ TestResult DiagModuleRun::runOnce(zel::TestRunImp& run, Test& test)
             << "forced result: " << result.toString().zelString();
         ErrorReporting::tell("WARNING: the settings force the result " + result.toString().zelString() +
                              "; the test \"" + test.imp().keyInModule() + "\" does not run");
+        note(run, "Forced result: " + result.toString().zelString() + "; the test did not run" +
+                      forcingLines(test.imp(), 1));
     } else {
         result = callTest(run, test);
     }
@@ -237,6 +268,12 @@ TestResult DiagModuleRun::runForMinimumTime(zel::TestRunImp& run, Test& test)
         DiagModule::sendEventImp(interactiveMinTimeErrorEvent(), zel::EventTypeImp::WARNING(), __FILE_NAME__,
                                  __LINE__);
         return TestResult::BADPARAMS();
+    }
+    if (zel::String const lines = forcingLines(test.imp(), test.imp().forcingLines().size());
+        !lines.empty()) {
+        zel::String const text = "Nothing is forced in minimum-time mode; the test runs" + lines;
+        ErrorReporting::tell("WARNING: " + text);
+        note(run, text);
     }
     for (;;) {
         setBeginningTime(run);

@@ -31,6 +31,8 @@ struct DiagModuleRun
 
 private:
     static TestResult runOne(CommInterface& comm, zel::TestRunImp& run);
+    static TestResult runUnlessRefused(zel::TestRunImp& run, Test& test);
+    static void note(zel::TestRunImp& run, zel::String const& text);
     static TestResult runOnce(zel::TestRunImp& run, Test& test);
     static TestResult runForMinimumTime(zel::TestRunImp& run, Test& test);
     static TestResult callTest(zel::TestRunImp& run, Test& test);

@@ -101,7 +101,7 @@ bool Parameter::fileSetting(zel::String const& settingsKey, zel::String const& p
     zel::ParameterImp copy = imp();
     if (auto const error = copy.setValueText(entry->m_text, zel::ParameterSourceImp::SETTINGSFILE())) {
         ZEL_LOG(logger(), zel::LogLevel::Error)
-            << settings->error(settingsKey, *entry, error->m_reason).toString();
+            << settings->error({settingsKey, entry}, error->m_reason).toString();
         throw ParameterNotValidException(KrelString(parentKey), KrelString(imp().key()));
     }
     out = Value(copy.value());

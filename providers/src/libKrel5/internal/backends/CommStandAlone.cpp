@@ -168,7 +168,10 @@ void CommStandAlone::sendEnumIndicators()
 
 void CommStandAlone::sendFinalResult()
 {
-    if (zel::TestRunImp const* const run = currentRun())
+    zel::TestRunImp const* const run = currentRun();
+    if (run && !run->resultNote().empty())
+        out() << run->resultNote().withoutControls(false) << endl;
+    if (run)
         out() << endl << "Final Result: " << run->result().toString() << endl << endl << endl;
 }
 

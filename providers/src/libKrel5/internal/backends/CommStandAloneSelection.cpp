@@ -27,14 +27,11 @@ zel::Logger& logger()
 
 zel::StateManager& manager() { return zel::StateManager::instance(); }
 
-// How long each test is to be repeated, in seconds; 0 when the settings say nothing that can be taken.
+// How long each test is to be repeated, in seconds; 0: once. A time that is not understood comes to no run.
 unsigned minimumTime()
 {
     auto const settings = zel::SettingsResource::ofModule(ModuleCommon::module().guid());
-    auto const text = settings->text(zel::SettingsKeys::kMinTimePerTest);
-    zel::String reason;
-    auto const value = text ? zel::ValueImp::parse(*text, zel::DataTypeImp::UINT32(), reason) : std::nullopt;
-    return value ? value->uint32() : 0;
+    return settings->seconds(zel::SettingsKeys::kMinTimePerTest).value_or(0);
 }
 
 void addRun(zel::TestImp& test, zel::DeviceImp& device)
@@ -78,11 +75,17 @@ void addIndicatorRun(zel::IndicatorImp& indicator, zel::DeviceImp* device)
     manager().addIndicatorRun(zel::IndicatorRunImp(indicator, device, updateInterval()));
 }
 
+// What the settings say of the others was told as the module started.
+bool mayRun(zel::IndicatorImp const& indicator)
+{
+    return !indicator.isSwitchedOff() && indicator.settingsErrors().empty();
+}
+
 std::size_t addIndicatorRunsOfDevice(zel::DeviceImp& device, zel::Array<zel::IndicatorImp*> const& indicators)
 {
     std::size_t count = 0;
     for (zel::IndicatorImp* const indicator : indicators) {
-        if (!manager().isAssociated(device, *indicator) || indicator->isSwitchedOff())
+        if (!manager().isAssociated(device, *indicator) || !mayRun(*indicator))
             continue;
         addIndicatorRun(*indicator, &device);
         ++count;
@@ -95,8 +98,7 @@ std::size_t addFreeIndicatorRuns(zel::Array<zel::IndicatorImp*> const& indicator
 {
     std::size_t count = 0;
     for (zel::IndicatorImp* const indicator : indicators) {
-        if (!indicator->isFree() || manager().deviceCountByIndicator(*indicator) > 0 ||
-            indicator->isSwitchedOff())
+        if (!indicator->isFree() || manager().deviceCountByIndicator(*indicator) > 0 || !mayRun(*indicator))
             continue;
         addIndicatorRun(*indicator, nullptr);
         ++count;
@@ -190,8 +192,7 @@ bool CommStandAlone::receiveTestRun()
         made += addRunsOfDevice(*device, tests);
     }
     if (made == 0)
-        endWithoutRuns("test", devices, tests.size(),
-                       tests.empty() ? zel::String() : tests[0]->keyInModule());
+        endWithoutTestRuns(devices, tests);
     return true;
 }
 
@@ -215,8 +216,7 @@ bool CommStandAlone::receiveIndicatorMessages()
     }
     count += addFreeIndicatorRuns(indicators);
     if (count == 0 && !isLaterPass)
-        endWithoutRuns("indicator", devices, indicators.size(),
-                       indicators.empty() ? zel::String() : indicators[0]->keyInModule());
+        endWithoutIndicatorRuns(devices, indicators);
     return true;
 }
 

@@ -38,22 +38,12 @@ std::optional<std::size_t> pick(CommandLineOption const& option, char const* log
 
 zel::String quoted(zel::String const& text) { return zel::String("\"") + text + "\""; }
 
-// A test that is off has no devices, which by itself looks like a missing device.
-void logWhatIsSwitchedOff()
-{
-    for (std::size_t i = 0; i < manager().testCount(); ++i)
-        if (zel::TestImp const& test = *manager().testAtIndex(i); test.isSwitchedOff())
-            ZEL_LOG(logger(), zel::LogLevel::Error)
-                << "Test " << quoted(test.keyInModule()) << " is switched off in the settings file";
-}
-
 } // namespace
 
 void endWithSelectionError(zel::String const& line, TestResult const& result)
 {
     ErrorReporting::tell(line);
     ZEL_LOG(logger(), zel::LogLevel::Error) << line;
-    logWhatIsSwitchedOff();
     Connection::close();
     ErrorReporting::endProcess(result);
 }
@@ -122,9 +112,22 @@ zel::Array<zel::IndicatorImp*> selectedIndicators()
     return indicators;
 }
 
+namespace {
+
+// A test that is off has no devices, which by itself looks like a missing device.
+void tellSwitchedOff(char const* thing, zel::ModuleFunctionImp const& one)
+{
+    if (!one.isSwitchedOff())
+        return;
+    zel::String const line =
+        zel::String(thing) + " " + quoted(one.keyInModule()) + " is switched off: " + one.switchedOffBy();
+    ErrorReporting::tell(line);
+    ZEL_LOG(logger(), zel::LogLevel::Error) << line;
+}
+
 // No device at all counts as several, since nobody picked a single one.
-void endWithoutRuns(zel::String const& what, zel::Array<zel::DeviceImp*> const& devices,
-                    std::size_t selectedCount, zel::String const& key)
+[[noreturn]] void endWithoutRuns(zel::String const& what, zel::Array<zel::DeviceImp*> const& devices,
+                                 std::size_t selectedCount, zel::String const& key)
 {
     bool const isTest = what == zel::String("test");
     TestResult const nothing = isTest ? TestResult::NOTEST() : TestResult::NOINDICATOR();
@@ -144,6 +147,24 @@ void endWithoutRuns(zel::String const& what, zel::Array<zel::DeviceImp*> const& 
     endWithSelectionError(zel::String("Error: No devices are associated with any of the ") + what +
                               "s in this module.",
                           nothing);
+}
+
+} // namespace
+
+void endWithoutTestRuns(zel::Array<zel::DeviceImp*> const& devices, zel::Array<zel::TestImp*> const& tests)
+{
+    for (std::size_t i = 0; i < tests.size(); ++i)
+        tellSwitchedOff("Test", *tests[i]);
+    endWithoutRuns("test", devices, tests.size(), tests.empty() ? zel::String() : tests[0]->keyInModule());
+}
+
+void endWithoutIndicatorRuns(zel::Array<zel::DeviceImp*> const& devices,
+                             zel::Array<zel::IndicatorImp*> const& indicators)
+{
+    for (std::size_t i = 0; i < indicators.size(); ++i)
+        tellSwitchedOff("Indicator", *indicators[i]);
+    endWithoutRuns("indicator", devices, indicators.size(),
+                   indicators.empty() ? zel::String() : indicators[0]->keyInModule());
 }
 
 std::size_t positionOfTest(zel::String const& key)

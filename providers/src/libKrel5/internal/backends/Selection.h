@@ -35,10 +35,12 @@ zel::Array<zel::IndicatorImp*> selectedIndicators();
 /// Writes the line to standard error and the log, then ends the process with the result's value.
 [[noreturn]] void endWithSelectionError(zel::String const& line, TestResult const& result);
 
-/// Ends the process with the message that fits an empty selection: `what` is "test" or "indicator"; `key`
-/// that of the one selected, where it is one.
-[[noreturn]] void endWithoutRuns(zel::String const& what, zel::Array<zel::DeviceImp*> const& devices,
-                                 std::size_t selectedCount, zel::String const& key);
+/// Ends the process with the message that fits an empty selection. What of the selected is switched off is told
+/// first, with the line of the settings that did it.
+[[noreturn]] void endWithoutTestRuns(zel::Array<zel::DeviceImp*> const& devices,
+                                     zel::Array<zel::TestImp*> const& tests);
+[[noreturn]] void endWithoutIndicatorRuns(zel::Array<zel::DeviceImp*> const& devices,
+                                          zel::Array<zel::IndicatorImp*> const& indicators);
 
 /// Position of the test of that key in the module's order of registration, from 1; 0 when there is none.
 std::size_t positionOfTest(zel::String const& key);

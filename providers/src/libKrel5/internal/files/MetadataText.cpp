@@ -141,14 +141,14 @@ void checkEnabled(Writer& out, char const* kind, String const& key)
     case Enable::Enabled:
         return;
     case Enable::OldForm: {
-        String const old =
-            settings->text(String(kind) + "." + key + "." + Keys::kEnableOldForm).value_or("true");
+        String const old = settings->enableLine(kind, key).entry->m_text;
         out.note(String("ERROR: ") + kind + " \"" + key +
                  "\" enabled using the old method. Change the line to: " + kind + "." + key + "." +
                  Keys::kEnable + "=" + (old.empty() ? String("true") : old));
         return;
     }
     case Enable::Disabled:
+    case Enable::NotUnderstood:
     case Enable::NotSet:
         out.note(String("WARNING: ") + kind + " \"" + key + "\" not enabled in the .w4i file.");
         return;

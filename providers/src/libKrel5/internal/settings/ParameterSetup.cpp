@@ -2,12 +2,12 @@
 
 #include <libKrel5/internal/module/ErrorReporting.h>
 #include <libKrel5/internal/module/ModuleCommon.h>
+#include <libKrel5/internal/settings/SettingsRefusal.h>
 #include <libKrel5/internal/settings/UnreadSettings.h>
 #include <libKrel5/objects/Factories.h>
 #include <libKrel5/objects/UpdateInterval.h>
 
 #include <krel5/ParameterNotSetException.h>
-#include <krel5/ParameterNotValidException.h>
 
 #include <zel/foundation/Logger.h>
 #include <zel/foundation/OStream.h>
@@ -15,6 +15,8 @@
 #include <zel/model/module/TestImp.h>
 #include <zel/model/settings/SettingsKeys.h>
 #include <zel/model/settings/SettingsResource.h>
+
+#include <algorithm>
 
 namespace krel5 {
 namespace {
@@ -36,84 +38,80 @@ void handDownGlobalParameters(Test& test)
             test.addParameter(parameter.get());
 }
 
-void report(zel::SettingsError const& error)
+void report(zel::SettingsError const& error, zel::String const& consequence)
 {
     ZEL_LOG(logger(), zel::LogLevel::Error) << error.toString();
-    ErrorReporting::tell(error.toString());
+    ErrorReporting::tell(error.toString() + "; " + consequence);
 }
 
-void checkOldForm(char const* kind, zel::String const& key, zel::SettingsResource const& settings)
+void checkForcedEvent(zel::TestImp& test, zel::SettingsResource const& settings)
 {
-    if (settings.enable(kind, key) != zel::SettingsResource::Enable::OldForm)
-        return;
-    zel::String const old = zel::String(kind) + "." + key + "." + Keys::kEnableOldForm;
-    zel::String const reason = "is the old form of " + zel::String(kind) + "." + key + "." + Keys::kEnable;
-    ZEL_LOG(logger(), zel::LogLevel::Warning) << settings.error(old, *settings.find(old), reason).toString();
-}
-
-void checkForcedEvent(Test const& test, zel::SettingsResource const& settings)
-{
-    zel::String const key = "Test." + test.imp().keyInModule() + "." + Keys::kForceEvent;
+    zel::String const key = "Test." + test.keyInModule() + "." + Keys::kForceEvent;
     auto const* const entry = settings.find(key);
-    if (entry && !Factories::events().find(entry->m_text))
-        report(settings.error(key, *entry, "this module has no such event; none is sent"));
+    if (!entry || Factories::events().find(entry->m_text))
+        return;
+    zel::SettingsError error = settings.error({key, entry}, "this module has no such event");
+    error.m_parameter = zel::String("ForceEvent");
+    test.addSettingsError(error);
 }
 
-// A switch that nobody can read keeps what it is without its line; whoever wrote it must hear of that before
-// a test runs that was meant to be off.
-void checkSwitches(zel::SettingsResource const& settings)
-{
-    auto const check = [&settings](zel::String const& key, zel::DataTypeImp const& type) {
-        if (auto error = settings.misfit(key, type)) {
-            error->m_reason += "; it counts as not set";
-            report(*error);
-        }
-    };
-    for (char const* key : {Keys::kTimeOut, Keys::kMinTimePerTest})
-        check(key, zel::DataTypeImp::UINT32());
-    for (char const* key : {Keys::kPromptEnable, Keys::kGuiPromptSupported, Keys::kAlwaysUseGuiPrompt})
-        check(key, zel::DataTypeImp::BOOLEAN());
-    for (auto const& test : Factories::tests())
-        for (char const* name : {Keys::kEnable, Keys::kEnableOldForm, Keys::kForceAllEvents})
-            check("Test." + test->imp().keyInModule() + "." + name, zel::DataTypeImp::BOOLEAN());
-    for (auto const& test : Factories::tests()) {
-        checkForcedEvent(*test, settings);
-        checkOldForm("Test", test->imp().keyInModule(), settings);
-    }
-    for (auto const& indicator : Factories::indicators())
-        checkOldForm("Indicator", indicator->imp().keyInModule(), settings);
-    for (auto const& indicator : Factories::indicators())
-        for (char const* name : {Keys::kEnable, Keys::kEnableOldForm})
-            check("Indicator." + indicator->imp().keyInModule() + "." + name, zel::DataTypeImp::BOOLEAN());
-}
-
-// As the other numbers of seconds that are the whole module's. Without indicators the key is free for others.
+// It switches nothing on. Without indicators the key is free for others.
 void resolveUpdateInterval(zel::SettingsResource const& settings)
 {
     if (Factories::indicators().size() == 0)
         return;
-    if (auto error = updateIntervalParameter().resolve(settings)) {
-        error->m_reason += "; it counts as not set";
-        report(*error);
-    }
+    if (auto const error = updateIntervalParameter().resolve(settings))
+        report(*error, "it counts as not set");
 }
 
 /// Of a test or an indicator.
 template <typename Owner>
-void resolve(Owner& owner, zel::SettingsResource const& settings)
+void reportErrors(Owner const& owner, char const* kind)
 {
-    auto const errors = owner.resolveParameterData(settings);
-    for (zel::SettingsError const& error : errors)
-        report(error);
-    if (!errors.empty())
-        throw ParameterNotValidException(KrelString(owner.keyInModule()),
-                                         KrelString(errors.front().m_parameter));
+    for (zel::SettingsError const& error : owner.settingsErrors())
+        report(error, zel::String("the ") + kind + " \"" + owner.keyInModule() + "\" does not run");
+}
+
+void warnOfOldForms(zel::SettingsResource const& settings)
+{
+    std::vector<zel::String> keys{Keys::kTimeOut, Keys::kMinTimePerTest, Keys::kPromptEnable,
+                                  Keys::kGuiPromptSupported, Keys::kAlwaysUseGuiPrompt};
+    for (auto const& test : Factories::tests())
+        for (char const* name : {Keys::kEnable, Keys::kForceAllEvents})
+            keys.push_back("Test." + test->imp().keyInModule() + "." + name);
+    for (auto const& indicator : Factories::indicators())
+        keys.push_back("Indicator." + indicator->imp().keyInModule() + "." + Keys::kEnable);
+    for (zel::String const& key : keys)
+        if (auto const line = settings.eitherForm(key); line && line.key != key)
+            ZEL_LOG(logger(), zel::LogLevel::Warning)
+                << settings.error(line, "is the old form of " + key).toString();
+}
+
+void tellWhatConcernsEveryTest(zel::SettingsResource const& settings)
+{
+    constexpr char kConsequence[] = "no test runs";
+    for (auto const& issue : settings.issues())
+        ErrorReporting::tell(issue.toString() +
+                             (issue.isWarning ? zel::String() : zel::String("; ") + kConsequence));
+    if (!settings.passedOver().empty())
+        ErrorReporting::tell(zel::String("WARNING: ") + settings.passedOver() + " is not read; " +
+                             settings.path() + " comes first");
+    for (zel::SettingsError const& error : moduleWideErrors(settings))
+        report(error, kConsequence);
+}
+
+// A line that is there and says something wrong refuses the test; it is not a line that is missing.
+bool hasError(zel::TestImp const& test, zel::String const& parameter)
+{
+    auto const& errors = test.settingsErrors();
+    return std::any_of(errors.begin(), errors.end(),
+                       [&](zel::SettingsError const& one) { return one.m_parameter == parameter; });
 }
 
 void requireSet(zel::TestImp& test)
 {
     for (zel::ParameterImp* one = test.firstParameter(); one; one = test.nextParameter()) {
-        if (one->isSet() || !one->isRequired())
+        if (one->isSet() || !one->isRequired() || hasError(test, one->key()))
             continue;
         zel::String const text =
             zel::String("Parameter not set: maybe you are using the old method of setting parameters; try "
@@ -130,12 +128,8 @@ void requireSet(zel::TestImp& test)
 void setUpParameters()
 {
     auto const settings = zel::SettingsResource::ofModule(ModuleCommon::module().guid());
-    for (auto const& issue : settings->issues())
-        ErrorReporting::tell(issue.toString());
-    if (!settings->passedOver().empty())
-        ErrorReporting::tell(zel::String("WARNING: ") + settings->passedOver() + " is not read; " +
-                             settings->path() + " comes first");
-    checkSwitches(*settings);
+    tellWhatConcernsEveryTest(*settings);
+    warnOfOldForms(*settings);
     resolveUpdateInterval(*settings);
     for (auto const& test : Factories::tests())
         handDownGlobalParameters(*test);
@@ -144,11 +138,16 @@ void setUpParameters()
         ErrorReporting::tell("WARNING: " + unread.toString());
     }
     for (auto const& test : Factories::tests()) {
-        resolve(test->imp(), *settings);
-        requireSet(test->imp());
+        test->imp().resolveParameterData(*settings);
+        checkForcedEvent(test->imp(), *settings);
+        reportErrors(test->imp(), "test");
+        if (settings->unknown().empty()) // what is not set may stand where nobody can read it
+            requireSet(test->imp());
     }
-    for (auto const& indicator : Factories::indicators())
-        resolve(indicator->imp(), *settings);
+    for (auto const& indicator : Factories::indicators()) {
+        indicator->imp().resolveParameterData(*settings);
+        reportErrors(indicator->imp(), "indicator");
+    }
 }
 
 } // namespace krel5

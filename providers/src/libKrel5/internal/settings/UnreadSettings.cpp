@@ -26,28 +26,36 @@ template <typename Owner>
 void addKeysOf(Owner const& owner, char const* kind, std::initializer_list<char const*> switches,
                KnownKeys& known)
 {
-    for (char const* name : switches)
-        known.insert(zel::String(kind) + "." + owner.keyInModule() + "." + name);
+    for (char const* name : switches) {
+        zel::String const key = zel::String(kind) + "." + owner.keyInModule() + "." + name;
+        known.insert({key, Keys::oldForm(key)});
+    }
     for (zel::ParameterImp const& parameter : owner.parameters())
         known.insert(parameter.settingsKey());
 }
 
+void addTestKeys(zel::TestImp const& test, KnownKeys& known)
+{
+    addKeysOf(test, "Test", {Keys::kEnable, Keys::kForceAllEvents}, known);
+    for (char const* name : {Keys::kForceResult, Keys::kForceEvent})
+        known.insert("Test." + test.keyInModule() + "." + name);
+}
+
 KnownKeys knownKeys()
 {
-    KnownKeys known{Keys::kTimeOut, Keys::kMinTimePerTest, Keys::kPromptEnable, Keys::kGuiPromptSupported,
-                    Keys::kAlwaysUseGuiPrompt};
+    KnownKeys known;
+    for (char const* key : {Keys::kTimeOut, Keys::kMinTimePerTest, Keys::kPromptEnable,
+                            Keys::kGuiPromptSupported, Keys::kAlwaysUseGuiPrompt})
+        known.insert({key, Keys::oldForm(key)});
     for (auto const& parameter : Factories::parameters())
         if (parameter->imp().isGlobalParameter())
             known.insert(parameter->imp().globalSettingsKey());
     for (auto const& test : Factories::tests())
-        addKeysOf(test->imp(), "Test",
-                  {Keys::kEnable, Keys::kEnableOldForm, Keys::kForceResult, Keys::kForceEvent,
-                   Keys::kForceAllEvents},
-                  known);
+        addTestKeys(test->imp(), known);
     if (Factories::indicators().size() > 0) // without one, nothing has an interval
         known.insert(updateIntervalParameter().globalSettingsKey());
     for (auto const& indicator : Factories::indicators())
-        addKeysOf(indicator->imp(), "Indicator", {Keys::kEnable, Keys::kEnableOldForm}, known);
+        addKeysOf(indicator->imp(), "Indicator", {Keys::kEnable}, known);
     return known;
 }
 
@@ -108,14 +116,15 @@ std::vector<zel::SettingsError> unreadSettings(zel::SettingsResource const& sett
         if (known.contains(key))
             continue;
         if (unread.size() == kMaxReports) {
-            unread.push_back(settings.error(key, *settings.find(key), "so is this, and what follows may be"));
+            unread.push_back(
+                settings.error({key, settings.find(key)}, "so is this, and what follows may be"));
             break;
         }
         zel::String const meant = probablyMeant(key, known);
         zel::String reason("nothing here reads this setting");
         if (!meant.empty())
             reason += zel::String("; did you mean ") + meant + "?";
-        unread.push_back(settings.error(key, *settings.find(key), reason));
+        unread.push_back(settings.error({key, settings.find(key)}, reason));
     }
     return unread;
 }

@@ -1,0 +1,26 @@
+#pragma once
+// Settings that nobody understands must not switch anything on: what they concern does not run. Everything else
+// works, and says what is wrong.
+
+#include <zel/model/settings/SettingsResource.h>
+
+#include <vector>
+
+namespace zel {
+class TestImp;
+}
+
+namespace krel5 {
+
+/// What is wrong with the settings that concern every run: times and the switches of questions.
+std::vector<zel::SettingsError> moduleWideErrors(zel::SettingsResource const& settings);
+
+/// Whether no run may begin, because the settings as a whole or one that concerns every run cannot be taken.
+/// The reason then stands in the log and on standard error.
+bool refusesEveryRun(zel::SettingsResource const& settings);
+
+/// Whether the test must not run, because of what the settings say of it; told likewise, each setting with its
+/// line.
+bool refusesRunsOf(zel::TestImp const& test);
+
+} // namespace krel5
