@@ -39,6 +39,23 @@ assert system["properties"]["HostName"]["value"] == "road\x1b[31mrunner\x9b", sy
 assert [child["name"] for child in system["children"]] == ["Memory"], system
 assert system["childBusIds"] == [] and system["capabilities"], system' || failures=$((failures + 1))
 fi
+# What a technician asks of it, in all three forms: a count, a list, a measurement, a device that is only a word.
+mkdir -p "$folder/sys/class/hwmon/hwmon0" "$folder/sys/block/md0/md/dev-sda1"
+printf 'chip\n' > "$folder/sys/class/hwmon/hwmon0/name"
+printf '35021000\n' > "$folder/sys/class/hwmon/hwmon0/power1_average"
+printf 'raid1\n' > "$folder/sys/block/md0/md/level"
+printf '128\n' > "$folder/sys/block/md0/md/mismatch_cnt"
+printf 'in_sync\n' > "$folder/sys/block/md0/md/dev-sda1/state"
+check "reading" 0 '^      Power: 35.02 W$' --root "$folder"
+check "reading in XML" 0 '<Property key="Power" type="NONDISCRETEMEASUREMENT" name="Power">35.02 W<' --root "$folder" --xml
+check "reading in JSON" 0 '"value": 35.021\b' --root "$folder" --json
+check "type of a sensor" 0 '\[PowerSensor\]' --root "$folder"
+check "count" 0 '^      Sectors that differed at the last check: 128$' --root "$folder"
+check "count in XML" 0 '<Property key="MismatchCount" type="UINT64" name="[^"]*">128<' --root "$folder" --xml
+check "count in JSON" 0 '"value": 128\b' --root "$folder" --json
+check "list" 0 '^      Members and their states: sda1: in_sync$' --root "$folder"
+rm -r "$folder/sys/block"
+
 check "help" 0 '--root' --help
 check "two formats" 2 'xml' --xml --json
 check "unknown option" 2 '--nonsense' --nonsense
