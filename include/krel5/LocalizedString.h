@@ -6,8 +6,9 @@
 //     DiagModule::progress(text);                       // "Reading block 17", or its translation
 //
 // The text is that of the key in the module's `.w4p` files for the current language; else the default text;
-// else the key itself. Each `{name}` in it whose variable is set is replaced by the variable's value. Thread
-// rule: one object is not changed in one thread while another uses it.
+// else the key itself. Each `{name}` in it whose variable is set is replaced by the variable's value, which stays
+// within its line: control characters in it, line feeds too, are written as escapes (`\x0a`).
+// Thread rule: one object is not changed in one thread while another uses it.
 
 #include <krel5/DataHolder.h>
 #include <krel5/Export.h>

@@ -158,6 +158,11 @@ TEST_F(LoggerTest, noTextCanForgeALine)
         {"two\r\nlines\r\n\n", "two\n\tlines"},
         {"return\rhere", "return\\x0dhere"},
         {"escape \x1B[2J and \x7F", "escape \\x1b[2J and \\x7f"},
+        {"second set \xC2\x9B"
+         "31m",
+         "second set \\x9b"
+         "31m"},
+        {"\xE2\x80\xAEright to left\xE2\x81\xA9 \xC3\xBC \xC2", "\\u202eright to left\\u2069 \xC3\xBC \xC2"},
         {std::string("zero\0inside, longer than a block", 32), "zero\\x00inside, longer than a block"},
         {std::string(5000, 'x'), std::string(5000, 'x')},
         {std::string(5000, '\n') + "x",

@@ -68,3 +68,22 @@ TEST(Array, refusesAnIndexBeyondItsEnd)
     }
     EXPECT_EQ(array.size(), 3u);
 }
+
+TEST(String, showsControlsAsEscapes)
+{
+    struct
+    {
+        char const *text, *shown;
+    } const cases[] = {
+        {"tab\tline\nfeed", "tab\tline\\x0afeed"},
+        {"\x01\x1F \x7F\xC2\x80\xC2\x9F\xC2\xA0", "\\x01\\x1f \\x7f\\x80\\x9f\xC2\xA0"},
+        {"\xD8\x9B\xD8\x9C\xD8\x9D", "\xD8\x9B\\u061c\xD8\x9D"},
+        {"\xE2\x80\x8D\xE2\x80\x8E\xE2\x80\x8F\xE2\x80\x90", "\xE2\x80\x8D\\u200e\\u200f\xE2\x80\x90"},
+        {"\xE2\x80\xA7\xE2\x80\xA8\xE2\x80\xAE\xE2\x80\xAF", "\xE2\x80\xA7\\u2028\\u202e\xE2\x80\xAF"},
+        {"\xE2\x81\xA5\xE2\x81\xA6\xE2\x81\xA9\xE2\x81\xAA", "\xE2\x81\xA5\\u2066\\u2069\xE2\x81\xAA"},
+        {"\xF0\x9F\x91\xA9\xE2\x80\x8D\xEF\xB8\x8F", "\xF0\x9F\x91\xA9\xE2\x80\x8D\xEF\xB8\x8F"},
+    };
+    for (auto const& c : cases)
+        EXPECT_EQ(String(c.text).withoutControls(false).toUtf8(), c.shown);
+    EXPECT_EQ(String("line\nfeed\r\nback\r").withoutControls(true).toUtf8(), "line\nfeed\r\nback\\x0d");
+}

@@ -127,14 +127,22 @@ TEST(XmlDocument, printsWhatItReadsBack)
     XmlElement root{"root", {{"key", "a\"<>&'\n\t\r"}}, "", {}};
     root.children.push_back({"child", {}, "1 < 2 & \xF0\x9F\x98\x80 \r\n x", {}});
     root.children.push_back({"empty", {}, "", {}});
+    root.children.push_back({"steering",
+                             {},
+                             "\x7F\xC2\x9B"
+                             "2J\xE2\x80\xAE\xC3\xBC",
+                             {}});
     std::string const text = XmlDocument::print(root);
     EXPECT_EQ(text, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
                     "<root key=\"a&quot;&lt;&gt;&amp;'&#10;&#9;&#13;\">\n"
                     "  <child>1 &lt; 2 &amp; \xF0\x9F\x98\x80 &#13;\n x</child>\n"
                     "  <empty/>\n"
+                    "  <steering>&#x7f;&#x9b;2J&#x202e;\xC3\xBC</steering>\n"
                     "</root>\n");
     XmlElement const back = XmlDocument::parse(text);
     EXPECT_EQ(back.attributes, root.attributes);
+    EXPECT_EQ(back.children[2].text, root.children[2].text)
+        << "a terminal is not steered, a reader loses nothing";
     EXPECT_EQ(back.children[0].text, root.children[0].text);
 }
 

@@ -1,5 +1,7 @@
 #include "JsonWriter.h"
 
+#include <zel/foundation/ControlCharacters.h>
+
 #include <charconv>
 #include <cmath>
 #include <string_view>
@@ -9,6 +11,9 @@ namespace listing {
 namespace {
 
 bool needsEscape(char c) { return static_cast<unsigned char>(c) < 0x20 || c == '"' || c == '\\'; }
+
+// JSON itself is content with less; but a person may look at it in a terminal.
+bool mayNeedEscape(char c) { return needsEscape(c) || static_cast<unsigned char>(c) >= 0x7F; }
 
 void appendEscaped(char c, std::string& out)
 {
@@ -105,17 +110,21 @@ JsonWriter& JsonWriter::text(zel::String const& text)
 void JsonWriter::escapeFrom(std::size_t begin)
 {
     std::size_t at = begin;
-    while (at < m_out.size() && !needsEscape(m_out[at]))
+    while (at < m_out.size() && !mayNeedEscape(m_out[at]))
         ++at;
     if (at == m_out.size())
         return; // nearly always
     std::string const rest = m_out.substr(at);
     m_out.resize(at);
-    for (char const c : rest)
-        if (needsEscape(c))
-            appendEscaped(c, m_out);
-        else
-            m_out += c;
+    for (std::size_t i = 0; i < rest.size(); ++i)
+        if (needsEscape(rest[i])) {
+            appendEscaped(rest[i], m_out);
+        } else if (zel::ControlAt const control = zel::controlAt(rest, i); control.length > 0) {
+            m_out += zel::jsonEscape(control.code);
+            i += control.length - 1;
+        } else {
+            m_out += rest[i];
+        }
 }
 
 JsonWriter& JsonWriter::number(std::uint64_t value)

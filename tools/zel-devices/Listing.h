@@ -16,7 +16,7 @@ std::string json(zel::StateManager const& state);
 /// <Devices> with nested <Device> elements.
 std::string xml(zel::StateManager const& state);
 
-/// Without what a terminal would take as a command: a tree captured elsewhere may hold anything.
+/// With what a terminal would take as a command as an escape: a tree captured elsewhere may hold anything.
 std::string harmless(std::string const& text);
 
 /// Calls `visit(device)` for each device without parent, in the order in which they were found.

@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::size_t kColumns = 110;
 
-std::string harmless(String const& text) { return listing::harmless(text.toUtf8()); }
+std::string harmless(String const& text) { return text.withoutControls(false).toUtf8(); }
 
 /// Breaks a long line at blanks; what follows the first break is indented by `indent`.
 std::string wrapped(std::string const& line, std::size_t indent)
@@ -51,20 +51,7 @@ void addDevice(StateManager const& state, DeviceImp const& device, std::size_t i
 
 } // namespace
 
-std::string harmless(std::string const& bytes)
-{
-    std::string clean;
-    for (std::size_t i = 0; i < bytes.size(); ++i) {
-        auto const byte = static_cast<unsigned char>(bytes[i]);
-        bool const control = byte < 0x20 || byte == 0x7F;
-        // U+0080 to U+009F, the second set of control characters, is C2 80 to C2 9F.
-        bool const second =
-            byte == 0xC2 && i + 1 < bytes.size() && static_cast<unsigned char>(bytes[i + 1]) < 0xA0;
-        clean += control || second ? '?' : bytes[i];
-        i += second ? 1 : 0;
-    }
-    return clean;
-}
+std::string harmless(std::string const& bytes) { return String(bytes).withoutControls(false).toUtf8(); }
 
 std::string text(StateManager const& state)
 {

@@ -8,7 +8,7 @@ mkdir -p "$folder/proc" "$folder/sys/class/dmi/id"
 echo "MemTotal:       2048 kB" > "$folder/proc/meminfo"
 printf 'AC"ME\\n' > "$folder/sys/class/dmi/id/sys_vendor"
 mkdir -p "$folder/proc/sys/kernel"
-printf 'road\033[31mrunner\302\233\n' > "$folder/proc/sys/kernel/hostname"
+printf 'road\033[31mrunner\302\233\177\342\200\256\342\200\215.\n' > "$folder/proc/sys/kernel/hostname"
 failures=0
 
 # check DESCRIPTION STATUS PATTERN ARGUMENTS...: exit status, and a line of the output (both streams) with the pattern
@@ -30,12 +30,22 @@ check "typed value" 0 '"value": 2097152' --root "$folder" --json
 check "texts in JSON" 0 '"value": "road\\u001b\[31mrunner' --root "$folder" --json
 check "quotes in JSON" 0 '"value": "AC\\"ME\\\\n"$' --root "$folder" --json
 check "XML" 0 '<Property key="Size" type="DISCRETEMEASUREMENT" name="Size">2 MiB' --root "$folder" --xml
-check "escape characters never reach the terminal" 0 'Host name: road?\[31mrunner?$' --root "$folder"
+joiner=$(printf '\342\200\215')
+check "controls as escapes" 0 "Host name: road.x1b\[31mrunner.x9b.x7f.u202e$joiner\.$" --root "$folder"
+check "JSON" 0 "road.u001b\[31mrunner.u009b.u007f.u202e$joiner\.\"" --root "$folder" --json
+check "XML" 0 "\[31mrunner&#x9b;&#x7f;&#x202e;$joiner\.<" --root "$folder" --xml
+for option in '' --json --xml; do
+    # shellcheck disable=SC2086 # no option is no argument
+    if "$program" --root "$folder" $option | LC_ALL=C grep -q "$(printf '[\033\177]\|\302\233\|\342\200\256')"; then
+        echo "FAILED: zel-devices $option: a control character reaches the terminal"
+        failures=$((failures + 1))
+    fi
+done
 if command -v python3 > /dev/null; then
     "$program" --root "$folder" --json | python3 -c 'import json, sys
 system = json.load(sys.stdin)[0]
 assert system["properties"]["Manufacturer"]["value"] == "AC\"ME\\n", system
-assert system["properties"]["HostName"]["value"] == "road\x1b[31mrunner\x9b", system
+assert system["properties"]["HostName"]["value"] == "road\x1b[31mrunner\x9b\x7f\u202e\u200d.", system
 assert [child["name"] for child in system["children"]] == ["Memory"], system
 assert system["childBusIds"] == [] and system["capabilities"], system' || failures=$((failures + 1))
 fi

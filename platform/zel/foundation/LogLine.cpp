@@ -1,5 +1,7 @@
 #include <zel/foundation/LogLine.h>
 
+#include <zel/foundation/ControlCharacters.h>
+
 #include <cstring>
 
 namespace zel {
@@ -56,10 +58,8 @@ void putTime(char* to, std::chrono::system_clock::time_point time) noexcept
     to[kTimeLength - 1] = 'Z';
 }
 
-bool isControl(unsigned char c) { return c < 0x20 || c == 0x7F; }
-
 // Eight bytes a step; the zero-byte test of "Bit Twiddling Hacks" (S. E. Anderson), once for bytes below 0x20
-// and once for 0x7F. May answer true for a text without one, which costs time only.
+// and once for 0x7F. True for every text beyond ASCII, and for some others without one, which costs time only.
 bool mayHoldControl(std::string_view text) noexcept
 {
     constexpr std::uint64_t kOnes = 0x0101010101010101u, kHighs = 0x8080808080808080u;
@@ -69,18 +69,12 @@ bool mayHoldControl(std::string_view text) noexcept
         std::uint64_t word;
         std::memcpy(&word, text.data() + i, 8);
         std::uint64_t const deleted = word ^ (kOnes * 0x7F);
-        found |= ((word - kOnes * 0x20) & ~word) | ((deleted - kOnes) & ~deleted);
+        found |= ((word - kOnes * 0x20) & ~word) | ((deleted - kOnes) & ~deleted) | word;
     }
     for (; i < text.size(); ++i)
-        if (isControl(static_cast<unsigned char>(text[i])))
+        if (static_cast<unsigned char>(text[i]) < 0x20 || static_cast<unsigned char>(text[i]) >= 0x7F)
             return true;
     return (found & kHighs) != 0;
-}
-
-void appendControl(std::string& out, unsigned char c)
-{
-    constexpr char kHex[] = "0123456789abcdef";
-    out += {'\\', 'x', kHex[c >> 4], kHex[c & 0xF]};
 }
 
 std::string escaped(std::string_view message)
@@ -89,13 +83,16 @@ std::string escaped(std::string_view message)
     out.reserve(message.size() + 16);
     for (std::size_t i = 0; i < message.size(); ++i) {
         char const c = message[i];
+        ControlAt const control = controlAt(message, i);
         bool const endsLine = c == '\r' && i + 1 < message.size() && message[i + 1] == '\n';
         if (c == '\n')
             out += "\n\t";
-        else if (c == '\t' || !isControl(static_cast<unsigned char>(c)))
+        else if (c == '\t' || control.length == 0)
             out += c;
-        else if (!endsLine)
-            appendControl(out, static_cast<unsigned char>(c));
+        else if (!endsLine) {
+            out += readableEscape(control.code);
+            i += control.length - 1;
+        }
     }
     return out;
 }

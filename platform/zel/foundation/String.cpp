@@ -1,5 +1,7 @@
 #include <zel/foundation/String.h>
 
+#include <zel/foundation/ControlCharacters.h>
+
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -182,20 +184,16 @@ std::vector<String> String::split(Unit separator) const
 
 String String::withoutControls(bool keepLineFeeds) const
 {
-    auto const isHarmful = [keepLineFeeds](Unit unit) {
-        if (unit == '\t' || (unit == '\n' && keepLineFeeds))
-            return false;
-        return unit < 0x20 || (unit >= 0x7F && unit < 0xA0);
+    auto const endsLine = [&](std::size_t at) {
+        return m_units[at] == '\n' || (m_units[at] == '\r' && at + 1 < size() && m_units[at + 1] == '\n');
     };
     String shown;
-    for (Unit const unit : m_units) {
-        if (isHarmful(unit)) {
-            constexpr char kHex[] = "0123456789abcdef";
-            shown.m_units +=
-                {'\\', 'x', static_cast<Unit>(kHex[unit >> 4]), static_cast<Unit>(kHex[unit & 0xF])};
-        } else {
+    for (std::size_t i = 0; i < size(); ++i) {
+        Unit const unit = m_units[i];
+        if (unit == '\t' || (keepLineFeeds && endsLine(i)) || !isControlCharacter(unit))
             shown.m_units += unit;
-        }
+        else
+            shown += readableEscape(unit);
     }
     return shown;
 }

@@ -98,8 +98,8 @@ public:
     String lowered() const;
     std::vector<String> split(Unit separator) const; ///< "" gives one empty element
 
-    /// For a terminal: control characters, which could steer it, are written as `\x1b`; tabs stay, and line
-    /// feeds where `keepLineFeeds`.
+    /// For a terminal: control characters (ControlCharacters.h), which could steer it or forge what it shows, are
+    /// written as `\x1b` or `\u202e`; tabs stay, and line ends (LF, CR LF) where `keepLineFeeds`.
     String withoutControls(bool keepLineFeeds) const;
 
     std::size_t hash() const noexcept;

@@ -1,5 +1,6 @@
 #include <zel/foundation/XmlDocument.h>
 
+#include <zel/foundation/ControlCharacters.h>
 #include <zel/foundation/Exception.h>
 #include <zel/foundation/XmlScanner.h>
 
@@ -85,10 +86,12 @@ void appendEscaped(std::string& out, std::string const& text, bool inAttribute)
         return appendEscaped(out, carried(text), inAttribute);
     std::size_t plain = 0;
     for (std::size_t i = 0; i < text.size(); ++i) {
-        char const* escape = escapeOf(text[i], inAttribute);
-        if (!escape)
+        char const* const escape = escapeOf(text[i], inAttribute);
+        ControlAt const control = escape ? ControlAt{0, 1} : controlAt(text, i);
+        if (!escape && control.code < 0x20) // none, or a tab or line feed of the text
             continue;
-        out.append(text, plain, i - plain).append(escape);
+        out.append(text, plain, i - plain).append(escape ? escape : xmlEscape(control.code));
+        i += control.length - 1;
         plain = i + 1;
     }
     out.append(text, plain);

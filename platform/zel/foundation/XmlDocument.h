@@ -40,8 +40,9 @@ public:
     /// tree.
     static XmlElement parse(std::string_view utf8, Limits const& limits);
     static XmlElement parse(std::string_view utf8) { return parse(utf8, Limits()); }
-    /// Indented by two blanks; characters that XML cannot carry are written as U+FFFD. Throws
-    /// InvalidArgumentException for an element or attribute whose name XML does not allow.
+    /// Indented by two blanks; characters that XML cannot carry are written as U+FFFD, other control
+    /// characters (ControlCharacters.h) as `&#x202e;`, so that a terminal can show it and a reader loses nothing.
+    /// Throws InvalidArgumentException for an element or attribute whose name XML does not allow.
     static std::string print(XmlElement const& root);
 };
 

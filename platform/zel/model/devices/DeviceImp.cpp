@@ -197,7 +197,7 @@ void DeviceImp::printProperty(PropertyImp const& property, String const& indent,
 {
     if (!printed.insert(&property).second)
         return;
-    out += indent + property.key() + ": " + property.value().toString() + "\n";
+    out += indent + (property.key() + ": " + property.value().toString()).withoutControls(false) + "\n";
     if (depth >= kDeepestGroup)
         return;
     for (String const& childKey : property.children())
@@ -207,12 +207,12 @@ void DeviceImp::printProperty(PropertyImp const& property, String const& indent,
 
 String DeviceImp::toString(int level) const
 {
-    String out = String("Device: ") + m_name + "\n";
+    String out = (String("Device: ") + m_name).withoutControls(false) + "\n";
     if (level < 1)
         return out;
     auto line = [&out](char const* label, String const& value) {
         if (!value.empty())
-            out += String("  ") + label + ": " + value + "\n";
+            out += (String("  ") + label + ": " + value).withoutControls(false) + "\n";
     };
     line("Guid", m_guid);
     line("Description", m_description);

@@ -67,9 +67,9 @@ MessageBoxImp::Answer const* MessageBoxImp::find(String const& typed) const
 
 void MessageBoxImp::present(OStream& out, ReadLine const& readLine)
 {
-    out << heading() << endl << m_text << endl;
+    out << heading().withoutControls(false) << endl << m_text.withoutControls(true) << endl;
     for (std::size_t i = 0; i < m_answers.size(); ++i)
-        out << "  " << static_cast<std::uint64_t>(i + 1) << ") " << m_answers[i].text
+        out << "  " << static_cast<std::uint64_t>(i + 1) << ") " << m_answers[i].text.withoutControls(false)
             << (i == m_default ? " (default)" : "") << endl;
     for (int tries = 0; tries < kMostTries; ++tries) {
         out << "> ";

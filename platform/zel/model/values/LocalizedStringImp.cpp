@@ -75,7 +75,8 @@ String LocalizedStringImp::substitute(String const& text, LanguageImp const& lan
         String const name = text.substr(open + 1, close - open - 1);
         if (!variableIsSet(name))
             continue;
-        result += text.substr(from, open - from) + valueForVariable(name).localizedString(language);
+        result += text.substr(from, open - from) +
+                  valueForVariable(name).localizedString(language).withoutControls(false);
         from = close + 1;
         open = close;
     }
@@ -95,7 +96,7 @@ String LocalizedStringImp::resolve(LanguageImp const& language) const
     String values; // a fault must not lose its address because a text file is missing
     for (auto const& variable : m_variables)
         values += (values.empty() ? String(" (") : String(", ")) + variable.first + "=" +
-                  valueForVariable(variable.first).toString();
+                  valueForVariable(variable.first).toString().withoutControls(false);
     return substitute(m_key, language) + (values.empty() ? values : values + ")");
 }
 

@@ -18,7 +18,10 @@ class ValueImp;
 /// module (LocalizedResource); the default text; the key itself, so that a missing translation shows
 /// something that a person can report, followed by the variables. Then each `{name}` of a variable that is
 /// set is replaced by its value, with the decimal separator of the language, in one pass: what a value brings
-/// in is not looked at again, and the name of no variable stays as it is.
+/// in is not looked at again, and the name of no variable stays as it is. A value never ends a line nor steers
+/// a terminal: it may come from a device, and "Final Result: PASS" at the beginning of a line must be the
+/// library's own. Its control characters and line ends are written as escapes (String::withoutControls); the
+/// text's own stay, its author wrote them.
 class ZEL_EXPORT LocalizedStringImp
 {
 public:

@@ -56,7 +56,8 @@ TEST(Console, eventsAreShownByTheirType)
     };
     for (Case const& one : std::vector<Case>{
              {zel::EventTypeImp::ERR(), true, 2,
-              "Error (E7) : broken\n     a.cpp(12)\n     Device: disk : a disk\n|Tip(0): tip 0|Tip(1): tip "
+              "Error (E7) : broken\n     a.cpp(12)\n     Device: d\\x0aisk : a\\x1b disk\n|Tip(0): tip "
+              "0|Tip(1): tip "
               "1|"},
              {zel::EventTypeImp::WARNING(), false, 0,
               "Warning (E7) : broken\n     a.cpp(12)\n     Device: NULL : NULL\n|"},
@@ -67,7 +68,7 @@ TEST(Console, eventsAreShownByTheirType)
                                    zel::LocalizedStringImp("Event.k.Message", "broken"));
         event.setSource("a.cpp", 12);
         if (one.hasDevice)
-            event.setDevice({"guid", "disk", "a disk"});
+            event.setDevice({"guid", "d\nisk", "a\x1B disk"});
         for (int i = 0; i < one.tips; ++i)
             event.addTip(zel::LocalizedStringImp("Tip", zel::String("tip ") + zel::String::number(i)));
         EXPECT_EQ(joined(eventTexts(event)), one.shown);
@@ -105,10 +106,12 @@ TEST(Console, reportsOfARunAndNothingWithoutOne)
 
 TEST(Console, changesOfTheInventory)
 {
-    auto const disk = device("disk");
+    // What a device calls itself stays in its line, whatever it holds.
+    std::string const name = "di\\x1b[2J\\x0ask\\u202e";
+    auto const disk = device("di\x1B[2J\nsk\xE2\x80\xAE");
     auto const spec = std::make_shared<zel::PropertySpecImp>(
         "size", zel::PropertyCategoryImp::SysInfo(), zel::DataTypeImp::STRING(), zel::CapabilityImp::ALL());
-    zel::PropertyImp const made(spec, zel::ValueImp(zel::String("1 TB")));
+    zel::PropertyImp const made(spec, zel::ValueImp(zel::String("1\nTB")));
     zel::PropertyImp& size = disk->addProperty(&made);
     IndicatorReturnData data;
     data.setProperty(DeviceProperty(&size));
@@ -120,15 +123,16 @@ TEST(Console, changesOfTheInventory)
     };
     for (Case const& one : std::vector<Case>{
              {[&](auto& comm) { comm.sendRequestDeviceAddition(*disk); },
-              "\n\tAdding Device: disk\n\t\tProperty: size Value: 1 TB\n"},
-             {[&](auto& comm) { comm.sendRequestDeviceRemoval(*disk); }, "\n\tRemoving Device: disk\n"},
+              "\n\tAdding Device: " + name + "\n\t\tProperty: size Value: 1\\x0aTB\n"},
+             {[&](auto& comm) { comm.sendRequestDeviceRemoval(*disk); },
+              "\n\tRemoving Device: " + name + "\n"},
              {[&](auto& comm) { comm.sendRequestDevicePropertyAddition(*disk, size); },
-              "\n\tAdding Property: size Value: 1 TB on device: disk\n"},
+              "\n\tAdding Property: size Value: 1\\x0aTB on device: " + name + "\n"},
              {[&](auto& comm) { comm.sendRequestDevicePropertyRemoval(*disk, size); },
-              "\n\tRemoving Property: size Value: 1 TB on device: disk\n"},
+              "\n\tRemoving Property: size Value: 1\\x0aTB on device: " + name + "\n"},
              {[&](auto& comm) { comm.sendRequestAlertRemoval("hot"); }, "\n\tRemoving Alert: hot\n"},
              {[&](auto& comm) { comm.sendDeviceUpdateMessage(data, *disk); },
-              "Device: " + disk->guid().toUtf8() + "\n  size: 1 TB\n"},
+              "Device: " + disk->guid().toUtf8() + "\n  size: 1\\x0aTB\n"},
          })
         EXPECT_EQ(printed(one.action), one.shown);
 }

@@ -29,11 +29,14 @@ zel::Logger& logger()
 zel::OStream& out() { return zel::OStream::out(); }
 
 // Without a line end: the text may bring its own.
-void printAsIs(zel::String const& text)
+void printText(zel::String const& text)
 {
-    out() << text;
+    out() << text.withoutControls(true);
     out().flush();
 }
+
+// What stands in one line: names and values come from devices, and none may begin a line of its own.
+zel::String inLine(zel::String const& text) { return text.withoutControls(false); }
 
 zel::StateManager& manager() { return zel::StateManager::instance(); }
 
@@ -60,7 +63,7 @@ zel::String memberLine(zel::String const& key, std::size_t position, zel::String
 
 void printDeviceLine(zel::DeviceImp const& device, std::size_t position)
 {
-    zel::String const line = deviceLine(device, position);
+    zel::String const line = inLine(deviceLine(device, position));
     out() << line << endl;
     ZEL_LOG(logger(), zel::LogLevel::Debug) << line;
 }
@@ -82,7 +85,7 @@ void CommStandAlone::sendEstimatedTimeLeftMessage()
 void CommStandAlone::sendProgressInformativeMessage()
 {
     if (zel::TestRunImp const* const run = currentRun())
-        printAsIs(run->progressInformation());
+        printText(run->progressInformation());
 }
 
 void CommStandAlone::sendEvent()
@@ -92,7 +95,7 @@ void CommStandAlone::sendEvent()
         return;
     while (auto const event = run->nextEvent())
         for (zel::String const& text : eventTexts(*event))
-            printAsIs(text);
+            printText(text);
 }
 
 void CommStandAlone::sendVersion()
@@ -121,7 +124,7 @@ void CommStandAlone::sendAddDevices()
     if (manager().alertCount() > 0)
         out() << endl;
     for (std::size_t i = 0; i < manager().alertCount(); ++i)
-        out() << alertText(*manager().alertAtIndex(i));
+        out() << alertText(*manager().alertAtIndex(i)).withoutControls(true);
     out().flush();
 }
 
@@ -182,43 +185,45 @@ void CommStandAlone::sendDeviceUpdateMessage(IndicatorReturnData const& data, ze
     out() << "Device: " << device.guid() << endl;
     for (unsigned i = 0; i < data.propertyCount(); ++i) {
         zel::PropertyImp const& property = data.propertyAtIndex(i).imp();
-        out() << "  " << property.key() << ": " << property.value().toString() << endl;
+        out() << "  " << inLine(property.key()) << ": " << inLine(property.value().toString()) << endl;
     }
 }
 
 void CommStandAlone::sendRequestDeviceAddition(zel::DeviceImp& device)
 {
     ZEL_LOG(logger(), zel::LogLevel::Debug) << "sendRequestDeviceAddition";
-    out() << "\n\tAdding Device: " << device.name() << endl;
+    out() << "\n\tAdding Device: " << inLine(device.name()) << endl;
     for (std::size_t i = 0; i < device.propertyCount(); ++i)
-        out() << "\t\tProperty: " << device.getProperty(i).key()
-              << " Value: " << device.getProperty(i).value().toString() << endl;
+        out() << "\t\tProperty: " << inLine(device.getProperty(i).key())
+              << " Value: " << inLine(device.getProperty(i).value().toString()) << endl;
 }
 
 void CommStandAlone::sendRequestDeviceRemoval(zel::DeviceImp& device)
 {
     ZEL_LOG(logger(), zel::LogLevel::Debug) << "sendRequestDeviceRemoval";
-    out() << "\n\tRemoving Device: " << device.name() << endl;
+    out() << "\n\tRemoving Device: " << inLine(device.name()) << endl;
 }
 
 void CommStandAlone::sendRequestDevicePropertyAddition(zel::DeviceImp& device, zel::PropertyImp& property)
 {
     ZEL_LOG(logger(), zel::LogLevel::Debug) << "sendRequestDevicePropertyAddition";
-    out() << "\n\tAdding Property: " << property.key() << " Value: " << property.value().toString()
-          << " on device: " << device.name() << endl;
+    out() << "\n\tAdding Property: " << inLine(property.key())
+          << " Value: " << inLine(property.value().toString()) << " on device: " << inLine(device.name())
+          << endl;
 }
 
 void CommStandAlone::sendRequestDevicePropertyRemoval(zel::DeviceImp& device, zel::PropertyImp& property)
 {
     ZEL_LOG(logger(), zel::LogLevel::Debug) << "sendRequestDevicePropertyRemoval";
-    out() << "\n\tRemoving Property: " << property.key() << " Value: " << property.value().toString()
-          << " on device: " << device.name() << endl;
+    out() << "\n\tRemoving Property: " << inLine(property.key())
+          << " Value: " << inLine(property.value().toString()) << " on device: " << inLine(device.name())
+          << endl;
 }
 
 void CommStandAlone::sendRequestAlertRemoval(zel::String const& alertKey)
 {
     ZEL_LOG(logger(), zel::LogLevel::Debug) << "sendRequestAlertRemoval";
-    out() << "\n\tRemoving Alert: " << alertKey << endl;
+    out() << "\n\tRemoving Alert: " << inLine(alertKey) << endl;
 }
 
 } // namespace krel5

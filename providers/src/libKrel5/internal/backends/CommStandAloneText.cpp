@@ -9,9 +9,10 @@ zel::String faultText(char const* word, zel::TestRunEventImp const& event)
 {
     bool const hasDevice = event.device().has_value();
     return zel::String(word) + " (" + event.eventCodeString() + ") : " + event.message().resolve() + "\n" +
-           "     " + event.sourceFile() + "(" + zel::String::number(event.sourceLine()) + ")\n" +
-           "     Device: " + (hasDevice ? event.device()->m_name : zel::String("NULL")) + " : " +
-           (hasDevice ? event.device()->m_description : zel::String("NULL")) + "\n";
+           "     " + event.sourceFile().withoutControls(false) + "(" +
+           zel::String::number(event.sourceLine()) + ")\n" + "     Device: " +
+           (hasDevice ? event.device()->m_name.withoutControls(false) : zel::String("NULL")) + " : " +
+           (hasDevice ? event.device()->m_description.withoutControls(false) : zel::String("NULL")) + "\n";
 }
 
 } // namespace
@@ -33,7 +34,7 @@ std::vector<zel::String> eventTexts(zel::TestRunEventImp const& event)
 
 zel::String alertText(zel::AlertImp const& alert)
 {
-    zel::String text = zel::String("Alert\n") + "  Key:     " + alert.key() + "\n" +
+    zel::String text = zel::String("Alert\n") + "  Key:     " + alert.key().withoutControls(false) + "\n" +
                        "  Type:    " + alert.type().toString() + "\n" +
                        "  Title:   " + alert.title().resolve() + "\n" +
                        "  Message: " + alert.message().resolve() + "\n";

@@ -21,6 +21,7 @@ void RunAccount::begin(zel::TestRunImp const& run)
     m_current = run.test() ? "\"" + run.test()->keyInModule() + "\"" : zel::String();
     if (run.device())
         m_current += " on " + run.device()->name() + " (" + run.device()->osLocator() + ")";
+    m_current = m_current.withoutControls(false);
     if (m_isTold)
         ErrorReporting::tell("Run " + number(m_begun) + " of " + number(m_count) + ": " + m_current);
 }
