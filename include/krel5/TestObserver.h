@@ -11,8 +11,8 @@ class TestResult;
 
 /// Registered with DiagModule::registerObserver; does not belong to the library and must outlive its
 /// registration, and the threads of the test that report: a call that has begun is not waited for. Called on
-/// the thread that reports, after the report has gone out. An exception that leaves an observer is treated as
-/// one of the test.
+/// the thread that reports, after the report has gone out. An exception that leaves an observer is told on standard
+/// error and in the log and changes nothing: the test goes on, a result stands, and other observers are called.
 class KREL5_EXPORT TestObserver
 {
 public:

@@ -61,6 +61,7 @@ TEST(Options, refusesWhatIsWrongNamesItAndTakesNothing)
         {{"-run"}, "Unknown word on the command line: \"-run\" (did you mean \"run\"?)"},
         {{"--version"}, "Unknown word on the command line: \"--version\" (did you mean \"-version\"?)"},
         {{"-LANG", "de"}, "Unknown word on the command line: \"-LANG\" (did you mean \"-lang\"?)"},
+        {{"--testNum"}, "Unknown word on the command line: \"--testNum\" (did you mean \"-t\"?)"},
         {{"-ver"}, "Unknown word on the command line: \"-ver\""},
         {{"-lang\xFF", "de"}, "Unknown word on the command line: \"-lang\xEF\xBF\xBD\""},
         {{"-t"}, "The option \"-t\" needs a value"},

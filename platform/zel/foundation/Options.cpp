@@ -111,14 +111,17 @@ std::size_t OptionManager::indexOfWord(String const& word) const
 
 void OptionManager::throwUnknown(String const& word) const
 {
-    String message = String("Unknown word on the command line: ") + quoted(word);
-    for (Entry const& entry : m_entries) {
-        if (core(entry.option.word()) == core(word)) {
-            message += String(" (did you mean ") + quoted(entry.option.word()) + "?)";
-            break;
-        }
-    }
-    throw OptionException(message);
+    auto const meant = [&](auto spelling) {
+        return std::find_if(m_entries.begin(), m_entries.end(),
+                            [&](Entry const& entry) { return core(spelling(entry.option)) == core(word); });
+    };
+    auto found = meant([](Option const& option) { return option.word(); });
+    if (found == m_entries.end()) // the name in full, as "--help" for "-h"
+        found = meant([](Option const& option) { return option.name(); });
+    String const message = String("Unknown word on the command line: ") + quoted(word);
+    throw OptionException(found == m_entries.end()
+                              ? message
+                              : message + " (did you mean " + quoted(found->option.word()) + "?)");
 }
 
 void OptionManager::mergeCommandLine(int argc, char const* const argv[])

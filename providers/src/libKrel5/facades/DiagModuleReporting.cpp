@@ -7,6 +7,7 @@
 #include <libKrel5/facades/DiagModuleRun.h>
 #include <libKrel5/internal/backends/CommInterface.h>
 #include <libKrel5/internal/backends/StopRequest.h>
+#include <libKrel5/internal/module/ErrorReporting.h>
 #include <libKrel5/internal/module/ModuleCommon.h>
 #include <libKrel5/internal/runs/ProgressFilter.h>
 #include <libKrel5/objects/Factories.h>
@@ -36,13 +37,23 @@ zel::Logger& logger()
     return s_logger;
 }
 
+constexpr char kPercentDone[] = "TestObserver::onPercentDone(...)";
+
 // Guarded by the library mutex.
 ProgressFilter s_progressFilter;
 std::optional<zel::Stopwatch> s_sinceProgressText;
 std::vector<TestObserver*> s_observers;
 
+// An observer has no part in the run: by the time it hears of a report, that has gone out, and a verdict that was
+// told cannot be taken back for what somebody who only watches threw.
+void tellWhatAnObserverThrew(KrelException const& error)
+{
+    ZEL_LOG(logger(), LogLevel::Error) << error.toString().zelString();
+    ErrorReporting::tell(ErrorReporting::withoutStackTrace(error.toString().zelString()));
+}
+
 template <typename Call>
-void notify(Call call)
+void notify(char const* operation, Call call)
 {
     // A copy: one may unregister itself, and none is called under a lock.
     std::vector<TestObserver*> observers;
@@ -51,7 +62,8 @@ void notify(Call call)
         observers = s_observers;
     }
     for (TestObserver* const observer : observers)
-        call(*observer);
+        guarded(
+            operation, [&] { call(*observer); }, tellWhatAnObserverThrew);
 }
 
 CommInterface* commOfRunningTest(zel::TestRunImp const* run, char const* operation)
@@ -107,8 +119,8 @@ void DiagModule::doPercentDone(int percent)
         s_percentComplete = percent;
     }
     if (decision.sendZeroFirst)
-        notify([](TestObserver& observer) { observer.onPercentDone(0); });
-    notify([percent](TestObserver& observer) { observer.onPercentDone(percent); });
+        notify(kPercentDone, [](TestObserver& observer) { observer.onPercentDone(0); });
+    notify(kPercentDone, [percent](TestObserver& observer) { observer.onPercentDone(percent); });
 }
 
 void DiagModule::resetPercentDone()
@@ -146,7 +158,8 @@ void DiagModule::progress(LocalizedString const* text)
         s_testRunImp->setProgressInformation(resolved);
         comm->sendProgressInformativeMessage();
     }
-    notify([&](TestObserver& observer) { observer.onProgress(KrelString(resolved)); });
+    notify("TestObserver::onProgress(...)",
+           [&](TestObserver& observer) { observer.onProgress(KrelString(resolved)); });
 }
 
 // Nothing ever sets s_progressTimedStarted, so every text goes out at once; modules rely on it.
@@ -209,7 +222,7 @@ void DiagModule::sendPreparedEvent(zel::TestRunEventImp event)
         s_testRunImp->addEvent(std::move(event));
         comm->sendEvent();
     }
-    notify([&](TestObserver& observer) {
+    notify("TestObserver::onEvent(...)", [&](TestObserver& observer) {
         observer.onEvent(KrelString(type), KrelString(key), KrelString(message));
     });
 }
@@ -232,7 +245,7 @@ void DiagModule::unregisterObserver(TestObserver* observer)
 
 void DiagModule::notifyResult(Test const& test, TestResult const& result)
 {
-    notify([&](TestObserver& observer) { observer.onResult(test, result); });
+    notify("TestObserver::onResult(...)", [&](TestObserver& observer) { observer.onResult(test, result); });
 }
 
 } // namespace krel5

@@ -57,6 +57,7 @@ public:
     static void printVersion();
 
 private:
+    static void understandCommandLine(int argc, char const* const argv[]);
     static void deriveGuid(int argc, char const* const argv[]);
     static void refuseObsoleteWords(int argc, char const* const argv[]);
     static void setUpLogging(zel::String const& baseDirectory);

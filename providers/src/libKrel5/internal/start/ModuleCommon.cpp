@@ -14,6 +14,7 @@
 #include <krel5/CommandLineOption.h>
 #include <krel5/InvalidInitException.h>
 
+#include <zel/foundation/ControlCharacters.h>
 #include <zel/foundation/ExitGuard.h>
 #include <zel/foundation/FileSystem.h>
 #include <zel/foundation/Logger.h>
@@ -59,6 +60,22 @@ State& state()
 
 constexpr int kLogThreshold = 4;
 
+void logUnknownOfExitCallback()
+{
+    ZEL_LOG(logger(), zel::LogLevel::Error) << "Unknown Exception in ModuleExit callback function";
+}
+
+// A typing error is no fault of the program: the person reads which word, and where to find the others. The log has it
+// where it has all errors, without a trace of the library's own calls.
+void refuseCommandLine(zel::String const& call, zel::OptionException const& error)
+{
+    ZEL_LOG_LINE(logger(), zel::LogLevel::Error, 1243) << "Internal Exception in " << call << ":\n"
+                                                       << error.toString();
+    ErrorReporting::tell(error.toString() + "; \"-h\" lists what can be asked for");
+    if (OwnProcess::isOurs())
+        ErrorReporting::endProcess(TestResult::INTERNALERROR());
+}
+
 } // namespace
 
 CommInterface* ModuleCommon::comm() { return state().comm.get(); }
@@ -90,22 +107,35 @@ void ModuleCommon::setCmdLineArgs(Facade const& facade, int argc, char const* co
     ErrorReporting::install(facade, false);
     CommandLine::addFacadeOptions(facade.kind);
     zel::String const call = zel::String(facade.className) + "::setCmdLineArgs(...)";
-    auto const body = [&] {
-        deriveGuid(argc, argv);
-        refuseObsoleteWords(argc, argv);
-        CommandLine::addCommonOptions();
-        CommandLine::parse(argc, argv);
-        zel::LoggerConfig::applyOptions(zel::OptionManager::instance());
-        setUpLogging(CommandLine::text(CommandLineOption::LOGGINGBASEDIR()).value_or("").trimmed());
-        applyLanguage();
-        state().commandLineSet = true;
-    };
-    auto const onError = [](KrelException const& error) {
+    auto const logAtLeastHere = [] {
         if (!state().logNamed)
             setUpLogging("");
+    };
+    auto const body = [&] {
+        try {
+            understandCommandLine(argc, argv);
+        } catch (zel::OptionException const& error) {
+            logAtLeastHere();
+            refuseCommandLine(call, error);
+        }
+    };
+    auto const onError = [&](KrelException const& error) {
+        logAtLeastHere();
         ErrorReporting::post(error);
     };
     guarded(call.toUtf8().c_str(), body, onError);
+}
+
+void ModuleCommon::understandCommandLine(int argc, char const* const argv[])
+{
+    deriveGuid(argc, argv);
+    refuseObsoleteWords(argc, argv);
+    CommandLine::addCommonOptions();
+    CommandLine::parse(argc, argv);
+    zel::LoggerConfig::applyOptions(zel::OptionManager::instance());
+    setUpLogging(CommandLine::text(CommandLineOption::LOGGINGBASEDIR()).value_or("").trimmed());
+    applyLanguage();
+    state().commandLineSet = true;
 }
 
 void ModuleCommon::deriveGuid(int argc, char const* const argv[])
@@ -115,7 +145,7 @@ void ModuleCommon::deriveGuid(int argc, char const* const argv[])
     zel::String const guid = zel::FileSystem::extractBaseFileName(argv[0]).lowered();
     ZEL_ASSERT(guid.size() > 0);
     for (std::size_t i = 0; i < guid.size(); ++i) // it becomes a line of files and logs
-        if (guid[i] < ' ' || guid[i] == 0x7F)
+        if (zel::isControlCharacter(guid[i]))
             throw zel::InvalidArgumentException("The name of the program holds a control character");
     module().setGuid(guid);
 }
@@ -333,8 +363,11 @@ void ModuleCommon::runExitStep()
     } catch (KrelException const& e) {
         ZEL_LOG(logger(), zel::LogLevel::Error)
             << "Exception in ModuleExit callback function:" << e.toString().zelString();
+    } catch (std::exception const& e) {
+        logUnknownOfExitCallback();
+        ZEL_LOG(logger(), zel::LogLevel::Error) << "std::exception: " << e.what();
     } catch (...) {
-        ZEL_LOG(logger(), zel::LogLevel::Error) << "Unknown Exception in ModuleExit callback function";
+        logUnknownOfExitCallback();
     }
 }
 
