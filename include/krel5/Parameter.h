@@ -32,8 +32,8 @@ class KREL5_EXPORT Parameter
 public:
     /// Use DiagModule::createParameter. `defaultText` is read as `type` ("" : no default); `validRange` is a
     /// list of single values and spans, "1..16, 32, 64..", "" for everything. A default or a range that
-    /// cannot be read is refused by createParameter; of a parameter made without it, it ends start() with
-    /// ParameterNotValidException. InvalidKeyException when the key holds a blank.
+    /// cannot be read is refused by createParameter; of a parameter made without it, it refuses the runs of the
+    /// tests that have the parameter. InvalidKeyException when the key holds a blank.
     Parameter(KrelString const& key, KrelString const& defaultText, DataType const& type,
               KrelString const& validRange, bool required, bool isGlobal);
     Parameter(Parameter const& other);

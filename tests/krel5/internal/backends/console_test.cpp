@@ -178,6 +178,20 @@ TEST(ConsoleDeathTest, nothingToRunSaysWhy)
     auto const a = device("a"), b = device("b");
     zel::Array<zel::DeviceImp*> const none, one{a.get()}, two{a.get(), b.get()};
     std::string const guid = "\"" + a->guid().toUtf8() + "\"";
+    zel::TestImp test("key", zel::CapabilityImp());
+    zel::IndicatorImp indicator("key", zel::CapabilityImp(), false);
+    auto const end = [&](std::string const& what, zel::Array<zel::DeviceImp*> const& devices,
+                         std::size_t count) {
+        zel::Array<zel::TestImp*> tests;
+        zel::Array<zel::IndicatorImp*> indicators;
+        for (std::size_t i = 0; i < count; ++i) {
+            tests.append(&test);
+            indicators.append(&indicator);
+        }
+        if (what == "test")
+            endWithoutTestRuns(devices, tests);
+        endWithoutIndicatorRuns(devices, indicators);
+    };
     struct Case
     {
         char const* what;
@@ -206,6 +220,6 @@ TEST(ConsoleDeathTest, nothingToRunSaysWhy)
              {"indicator", one, 1, TestResult::NOINDICATOR(),
               "Error: Device " + guid + " is not associated with the indicator \"key\""},
          })
-        EXPECT_EXIT(endWithoutRuns(it.what, it.devices, it.selected, "key"),
-                    ::testing::ExitedWithCode(it.result.value()), "^" + it.line + "\n$");
+        EXPECT_EXIT(end(it.what, it.devices, it.selected), ::testing::ExitedWithCode(it.result.value()),
+                    "^" + it.line + "\n$");
 }
