@@ -49,7 +49,7 @@ void valueCopied(benchmark::State& state)
 
 void valueAssigned(benchmark::State& state)
 {
-    krel5::Value assigned;
+    krel5::Value assigned(17);
     for (auto _ : state) {
         assigned = sample();
         benchmark::DoNotOptimize(&assigned);
