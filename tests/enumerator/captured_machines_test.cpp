@@ -121,6 +121,21 @@ TEST(CapturedMachines, EveryDeviceIsWhole)
     }
 }
 
+TEST(CapturedMachines, AChildIsNotCalledAsItsParent)
+{
+    SKIP_WITHOUT_MACHINES();
+    std::size_t checked = 0;
+    for (CapturedMachine const& machine : capturedMachines())
+        for (DeviceDescription const& device : machine.devices()) {
+            auto const* const parent = machine.byLocation(device.parentType, device.parentLocator.toUtf8());
+            if (!parent || device.type == parent->type) // one bridge may look like the next
+                continue;
+            EXPECT_NE(device.name, parent->name) << machine.name() << ": " << described(device);
+            ++checked;
+        }
+    EXPECT_GT(checked, 0u);
+}
+
 TEST(CapturedMachines, LocationsAreUniqueAndScansAgree)
 {
     SKIP_WITHOUT_MACHINES();

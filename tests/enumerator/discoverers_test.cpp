@@ -214,7 +214,7 @@ TEST(Discoverers, ADeviceAloneStillKnowsItsController)
     ASSERT_EQ(sink.devices.size(), 2u) << "the controllers were not asked for";
     EXPECT_EQ(placeOf(sink, "hw:0"), "SoundCard PCI:0:27:0 below PCI:0:27:0");
     EXPECT_EQ(placeOf(sink, "hw:1"), "SoundCard USB:1:3 below USB:1:3");
-    EXPECT_EQ(known(sink, "hw:1")->name, String("Dock"));
+    EXPECT_EQ(known(sink, "hw:1")->name, String("Dock (Sound card)"));
 }
 
 TEST(Discoverers, OnlyThoseThatAreAskedForRun)

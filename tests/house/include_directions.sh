@@ -103,7 +103,8 @@ rooms platform/zel/enumerator zel/enumerator <<'END'
 root
 records firmware modules
 buses
-memory processors system drives attached sensors
+memory processors system drives attached
+sensors
 .
 END
 

@@ -74,3 +74,12 @@ TEST(SoundCards, haveTheNameAfterTheDash)
     EXPECT_EQ(cards.at(0).driver, "HDA-Intel");
     EXPECT_EQ(cards.at(1).name, "HD Pro Webcam C920");
 }
+
+TEST(InputName, WithoutTheIdsThatTheKernelPutsThere)
+{
+    for (auto const& [name, wanted] : {std::pair{"HID 05f3:0007", ""}, std::pair{"DLL07D1:01 044E:120B", ""},
+                                       std::pair{"SYNA7DB5:01 06CB:CD41 Touchpad", "Touchpad"},
+                                       std::pair{"Logitech USB Receiver", "Logitech USB Receiver"},
+                                       std::pair{"My 05f3-0007", "My 05f3-0007"}, std::pair{"", ""}})
+        EXPECT_EQ(inputName(name), wanted) << name;
+}

@@ -49,7 +49,7 @@ TEST(Hardware, SerialPortsOfEveryKind)
         EXPECT_EQ(RecordingSink::property(known(sink, c.name), "Driver"), c.driver) << c.name;
         EXPECT_EQ(RecordingSink::property(known(sink, c.name), "IoAddress"), "-") << c.name;
     }
-    EXPECT_EQ(known(sink, "/dev/ttyUSB0")->name, String("Quad RS232"));
+    EXPECT_EQ(known(sink, "/dev/ttyUSB0")->name, String("Quad RS232 (USB serial port)"));
     EXPECT_EQ(known(sink, "/dev/ttyS4")->name, String("Serial port 5"));
 }
 

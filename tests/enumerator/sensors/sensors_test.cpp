@@ -1,4 +1,4 @@
-#include "../MemoryRoot.h"
+#include "../HardwareMachine.h"
 
 #include <zel/enumerator/sensors/discover.h>
 
@@ -17,6 +17,14 @@ RecordingSink discovered(void (*discover)(Root const&, DeviceSink&), Root const&
 {
     RecordingSink sink;
     discover(root, sink);
+    return sink;
+}
+
+RecordingSink discovered(void (*discover)(HardwareTree&, DeviceSink&), Root const& root)
+{
+    RecordingSink sink;
+    HardwareTree tree(root, HardwareNames::none());
+    discover(tree, sink);
     return sink;
 }
 
@@ -62,8 +70,8 @@ TEST(Sensors, ReadingsLimitsAndSentinels)
     root.link("sys/class/hwmon/hwmon0/device", "../../nvme0");
     RecordingSink const sink = discovered(&discoverSensors, root);
     ASSERT_EQ(sink.devices.size(), 4u);
-    EXPECT_EQ(sink.at("HWMON:nvme:nvme0:temp1")->name.toUtf8(), "nvme0 Composite");
-    EXPECT_EQ(sink.at("HWMON:nvme:nvme0:temp2")->name.toUtf8(), "nvme0 temp2");
+    EXPECT_EQ(sink.at("HWMON:nvme:nvme0:temp1")->name.toUtf8(), "Drive nvme0 Composite");
+    EXPECT_EQ(sink.at("HWMON:nvme:nvme0:temp2")->name.toUtf8(), "Drive nvme0 temperature 2");
     EXPECT_EQ(fact(sink, "HWMON:nvme:nvme0:temp1", "MinimumTemperature"), "-") << "absolute zero is no limit";
     EXPECT_EQ(fact(sink, "HWMON:nvme:nvme0:temp2", "MaximumTemperature"), "-")
         << "65261 degrees are no limit";
@@ -154,42 +162,63 @@ TEST(Sensors, ChipsOfOneKindKeepTheirPlace)
     EXPECT_EQ(sink.devices[1].hwLocator.toUtf8(), "HWMON:drivetemp:0:0:0:0:hwmon10:temp1");
 }
 
-TEST(Sensors, NamesTellWhatTheChipBelongsTo)
+TEST(Sensors, StandBelowWhatTheyMeasureAndAreNamedAfterIt)
 {
-    std::string const pci = "sys/devices/pci0000:00/";
-    std::string const ata = pci + "0000:00:1f.2/ata1/host0/target0:0:0/0:0:0:0";
+    std::string const top = "sys/devices/pci0000:00/";
+    std::string const ata = top + "0000:00:1f.2/ata1/host0/target0:0:0/0:0:0:0";
+    std::string const supplies = "sys/devices/LNXSYSTM:00/PNP0C0A:00/power_supply/";
     struct Chip
     {
         char const *number, *name;
         std::string device; ///< path; empty: belongs to nothing
-        char const* wanted;
+        char const *wanted, *below;
     };
     Chip const chips[] = {
-        {"hwmon0", "nvme", pci + "0000:01:00.0/nvme/nvme0", "nvme0 KINGSTON SKC1000 temp1"},
-        {"hwmon1", "nvme", pci + "0000:02:00.0/nvme/nvme1", "nvme1 temp1"}, // its model is not told
-        {"hwmon2", "drivetemp", ata, "sda ST910021AS temp1"},
-        {"hwmon3", "amdgpu", pci + "0000:09:00.0", "amdgpu 0000:09:00.0 temp1"},
-        {"hwmon4", "jc42", "sys/devices/pci0000:00/i2c-0/0-0018", "jc42 0-0018 temp1"},
-        {"hwmon5", "jc42", "sys/devices/pci0000:00/i2c-0/0-0019", "jc42 0-0019 temp1"},
-        {"hwmon6", "coretemp", "sys/devices/platform/coretemp.0", "coretemp temp1"},
-        {"hwmon7", "acpitz", "", "acpitz hwmon7 temp1"},
-        {"hwmon8", "acpitz", "", "acpitz hwmon8 temp1"},
-        {"hwmon9", "iwlwifi_1", "", "iwlwifi_1 temp1"},
+        {"hwmon0", "nvme", top + "0000:01:00.0/nvme/nvme0", "KINGSTON SKC1000 temperature 1",
+         "HardDrive PCI:1:0:0"},
+        {"hwmon1", "nvme", top + "0000:02:00.0/nvme/nvme1", "Drive nvme1 temperature 1",
+         "MassStorageController PCI:2:0:0"},
+        {"hwmon2", "drivetemp", ata, "ST910021AS temperature 1", "HardDrive SATA:250:1:0:0"},
+        {"hwmon3", "amdgpu", top + "0000:09:00.0", "Graphics card temperature 1", "VideoCard PCI:9:0:0"},
+        {"hwmon4", "jc42", top + "0000:00:1f.4/i2c-0/0-0018", "Memory module 0-0018 temperature 1",
+         "Memory Memory"},
+        {"hwmon5", "jc42", top + "0000:00:1f.4/i2c-0/0-0019", "Memory module 0-0019 temperature 1",
+         "Memory Memory"},
+        {"hwmon6", "coretemp", "sys/devices/platform/coretemp.0", "Processor 0 temperature 1", "CPU CPU:0"},
+        {"hwmon7", "coretemp", "sys/devices/platform/coretemp.1", "Processor 1 temperature 1", "CPU CPU:1"},
+        {"hwmon8", "acpitz", "", "Thermal zone hwmon8 temperature 1", "System System"},
+        {"hwmon9", "acpitz", "", "Thermal zone hwmon9 temperature 1", "System System"},
+        {"hwmon10", "iwlwifi_1", "", "Wireless network card temperature 1", "System System"},
+        {"hwmon11", "k10temp", top + "0000:00:18.3", "Processor temperature 1", "CPU CPU:3"},
+        {"hwmon12", "BAT0", supplies + "BAT0", "Battery temperature 1", "Battery POWER:BAT0"},
+        {"hwmon13", "nct6775", "sys/devices/platform/nct6775.656", "nct6775 temperature 1", "System System"},
     };
     MemoryRoot root;
-    root.file(pci + "0000:01:00.0/nvme/nvme0/model", "KINGSTON SKC1000   \n")
+    test::pci(root, top + "0000:02:00.0", "10802", "1987:5012");
+    test::pci(root, top + "0000:09:00.0", "30000", "1002:67DF");
+    test::pci(root, top + "0000:00:1f.2", "10601", "8086:2829");
+    root.file(top + "0000:01:00.0/nvme/nvme0/model", "KINGSTON SKC1000   \n")
+        .file(top + "0000:01:00.0/nvme/nvme0/nvme0n1/size", "1\n")
+        .link("sys/block/nvme0n1", "/" + top + "0000:01:00.0/nvme/nvme0/nvme0n1")
         .file(ata + "/model", "ST910021AS  \n")
-        .file(ata + "/block/sda/size", "1\n");
+        .file(ata + "/block/sda/size", "1\n")
+        .link("sys/block/sda", "/" + ata + "/block/sda")
+        .file(supplies + "BAT0/type", "Battery\n")
+        .file("sys/devices/system/cpu/cpu0/topology/physical_package_id", "3\n");
     for (Chip const& chip : chips) {
         std::string const folder = std::string("sys/class/hwmon/") + chip.number;
         root.files(folder, {{"name", chip.name + std::string("\n")}, {"temp1_input", "30000\n"}});
         if (!chip.device.empty())
-            root.link(folder + "/device", "/" + chip.device).file(chip.device + "/uevent", "");
+            root.link(folder + "/device", "/" + chip.device).file(chip.device + "/power/control", "");
     }
     RecordingSink const sink = discovered(&discoverSensors, root);
     ASSERT_EQ(sink.devices.size(), std::size(chips));
-    for (std::size_t i = 0; i < std::size(chips); ++i)
-        EXPECT_EQ(sink.devices[i].name.toUtf8(), chips[i].wanted);
+    for (std::size_t i = 0; i < std::size(chips); ++i) {
+        DeviceDescription const& sensor = sink.devices[i];
+        EXPECT_EQ(sensor.name.toUtf8(), chips[i].wanted);
+        EXPECT_EQ((sensor.parentType.toString() + " " + sensor.parentLocator).toUtf8(), chips[i].below)
+            << chips[i].wanted;
+    }
 }
 
 TEST(Sensors, SilenceHasAReason)
@@ -332,6 +361,17 @@ TEST(Power, SuppliesOverUsb)
         EXPECT_NEAR(measured(sink, m.location, m.key), m.value, 1e-9) << m.key;
     for (char const* key : {"UsbSupplyType", "Voltage", "Current", "MaximumCurrent"})
         EXPECT_EQ(fact(sink, "POWER:port1", key), "-") << key;
+}
+
+TEST(Power, PortsOfUsbAreCountedForPeople)
+{
+    MemoryRoot root;
+    root.files("sys/class/power_supply/ucsi-source-psy-USBC000:002", {{"type", "USB\n"}, {"online", "0\n"}});
+    root.files("sys/class/power_supply/ADP1", {{"type", "Mains\n"}, {"online", "1\n"}});
+    RecordingSink const sink = discovered(&discoverPower, root);
+    ASSERT_EQ(sink.devices.size(), 2u);
+    EXPECT_EQ(sink.at("POWER:ADP1")->name, String("Power supply ADP1"));
+    EXPECT_EQ(sink.at("POWER:ucsi-source-psy-USBC000:002")->name, String("USB-C power supply 2"));
 }
 
 TEST(Power, UselessNumbers)

@@ -2,6 +2,7 @@
 
 #include <zel/enumerator/root/Text.h>
 
+#include <algorithm>
 #include <set>
 #include <string_view>
 
@@ -83,6 +84,23 @@ std::optional<InputKind> inputKind(Uevent const& uevent)
     if ((relative || absolute) && keys.contains(kButtonLeft))
         return InputKind{C::Mouse(), C::Mouse(), relative ? "Mouse" : "Pointing device"};
     return std::nullopt;
+}
+
+std::string inputName(std::string const& name)
+{
+    // "05f3:0007": vendor and product, four digits each.
+    auto const isIds = [](std::string_view word) {
+        return word.size() == 9 && word[4] == ':' && text::toHexadecimal(word.substr(0, 4)) &&
+               text::toHexadecimal(word.substr(5));
+    };
+    auto const words = text::split(name, ' ');
+    auto const ids = std::find_if(words.begin(), words.end(), isIds);
+    if (ids == words.end() || ids - words.begin() > 1)
+        return name;
+    std::string rest;
+    for (auto word = ids + 1; word != words.end(); ++word)
+        rest += (rest.empty() ? "" : " ") + std::string(*word);
+    return rest;
 }
 
 } // namespace zel

@@ -20,4 +20,8 @@ struct InputKind
 /// lids, headphone sockets.
 std::optional<InputKind> inputKind(std::map<std::string, std::string, std::less<>> const& uevent);
 
+/// What a person would call an input of that name: without what the kernel made of the ids of a device that
+/// gives no name of its own ("HID 05f3:0007", "DLL07D1:01 044E:120B Touchpad"); empty when nothing is left.
+std::string inputName(std::string const& name);
+
 } // namespace zel

@@ -74,7 +74,11 @@ void addInput(InputKind const& kind, Uevent const& uevent, std::string const& pa
     device.type = kind.type;
     device.capabilities = kind.capabilities | C::Hardware();
     device.description = kind.description;
-    device.name = String(quoted(uevent, "NAME").value_or(kind.description));
+    std::string const name = inputName(quoted(uevent, "NAME").value_or(""));
+    std::string const carrier = name.empty() ? tree.controllerName(place) : name;
+    // Of a PCI function only a name that says what hangs on it helps.
+    device.name = carrier.empty() || (name.empty() && !place.usb) ? device.description : String(carrier);
+    tree.tellFromController(device, place);
     device.osLocator = eventFile(tree.root(), path);
     auto const [location, busClass] = locationOf(uevent, place);
     tree.placeAt(device, location, busClass);

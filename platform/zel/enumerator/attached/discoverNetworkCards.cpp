@@ -146,6 +146,7 @@ void addInterface(Interface const& interface, InternetAddresses const& addresses
     device.description = interface.wireless ? "Wireless network card" : "Network card";
     std::string const name = tree.controllerName(interface.place);
     device.name = name.empty() ? String("Network card ") + String(interface.name) : String(name);
+    tree.tellFromController(device, interface.place);
     device.osLocator = String(interface.name);
     if (interface.permanent) {
         Location const location = location::net(*interface.permanent);

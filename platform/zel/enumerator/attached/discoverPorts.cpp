@@ -123,6 +123,7 @@ void addUsbSerial(HardwareTree& tree, DeviceSink& sink, std::string const& name,
     std::string const carrier = tree.controllerName(place);
     device.name = carrier.empty() ? String(description) : String(carrier);
     device.description = description;
+    tree.tellFromController(device, place);
     auto const [location, busClass] = busLocation(place);
     std::uint32_t const interface = place.usbInterface.value_or(0);
     tree.placeAt(device, interface == 0 ? location : location + ":" + String::number(interface), busClass);

@@ -28,6 +28,7 @@ void discoverSoundCards(HardwareTree& tree, DeviceSink& sink)
         device.description = "Sound card";
         std::string const name = named != names->end() ? named->second.name : tree.controllerName(place);
         device.name = name.empty() ? "Sound card" : String(name);
+        tree.tellFromController(device, place);
         device.osLocator = String("hw:") + String::number(*number);
         auto const [location, busClass] = busLocation(place);
         tree.placeAt(device, location, busClass);

@@ -218,6 +218,12 @@ void HardwareTree::placeBelowController(DeviceDescription& device, DevicePath co
         placeBelowSystem(device);
 }
 
+void HardwareTree::tellFromController(DeviceDescription& device, DevicePath const& path) const
+{
+    if (device.name == String(controllerName(path)))
+        device.name += " (" + device.description + ")";
+}
+
 void HardwareTree::addBus(DeviceDescription& device, DevicePath const& path) const
 {
     if (path.usb) {

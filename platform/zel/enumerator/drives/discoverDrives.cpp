@@ -97,6 +97,7 @@ void describe(DeviceDescription& device, HardwareTree& tree, Drive const& drive)
     if (name.empty() && isController)
         name = tree.controllerName(drive.place);
     device.name = name.empty() ? device.description : String(name);
+    tree.tellFromController(device, drive.place);
     device.osLocator = drive.deviceFile();
     device.capabilities |= C::Hardware() | busCapabilities(tree, drive);
     auto const [location, busClass] = driveLocation(tree, drive);

@@ -121,6 +121,14 @@ void addCapacities(Supply const& supply, DeviceDescription& device)
     device.add("Power", measure::reading(UnitType::WATTS(), power, 2));
 }
 
+/// Of what is plugged into a USB-C port, the port as the firmware counts it: "ucsi-source-psy-USBC000:001".
+std::optional<std::int64_t> usbPortOf(std::string_view name)
+{
+    std::size_t const colon = name.rfind(':');
+    bool const isPort = name.starts_with("ucsi-source-psy-") && colon != std::string_view::npos;
+    return isPort ? text::toNumber(name.substr(colon + 1)) : std::nullopt;
+}
+
 DeviceDescription describe(Supply const& supply, C const& type, std::optional<std::string> const& kind)
 {
     DeviceDescription device;
@@ -131,7 +139,10 @@ DeviceDescription describe(Supply const& supply, C const& type, std::optional<st
     placeBelowSystem(device);
     auto const manufacturer = supply.text("manufacturer");
     auto const model = supply.text("model_name");
-    std::string const word = (type == C::Battery() ? "Battery " : "Power supply ") + supply.name();
+    auto const port = usbPortOf(supply.name());
+    std::string const word = port                   ? "USB-C power supply " + std::to_string(*port)
+                             : type == C::Battery() ? "Battery " + supply.name()
+                                                    : "Power supply " + supply.name();
     device.name = model ? joinedName({manufacturer, model}, "") : String(word);
     device.add("Manufacturer", manufacturer);
     device.add("Model", model);

@@ -1,12 +1,12 @@
 // Sensors of temperature, voltage, current, power, energy and humidity, and fans, of hardware monitoring chips.
-// Reads /sys/class/hwmon/hwmon*: name, temp*, in*, fan*, curr*, power*, energy*, humidity*; before Linux 2.6.31 these stood in hwmon*/device. Of
-// the drive that a chip belongs to: model.
+// Reads /sys/class/hwmon/hwmon*: name, temp*, in*, fan*, curr*, power*, energy*, humidity*; before Linux 2.6.31
+// these stood in hwmon*/device. What a chip belongs to: MonitoredPart.h.
 
 #include <zel/enumerator/sensors/discover.h>
 
-#include <zel/enumerator/buses/DevicePath.h>
 #include <zel/enumerator/records/Describe.h>
 #include <zel/enumerator/root/Text.h>
+#include <zel/enumerator/sensors/MonitoredPart.h>
 #include <zel/enumerator/sensors/SensorReading.h>
 #include <zel/enumerator/sensors/SensorTypes.h>
 
@@ -29,7 +29,7 @@ struct Chip
     std::string key;                   ///< unique on the machine: "k10temp:0000:00:18.3"
     std::string number;                ///< "hwmon3"
     std::optional<std::string> device; ///< name of what the chip belongs to: "0000:00:18.3"
-    std::string title; ///< what people call it: "k10temp 0000:00:18.3", "nvme0 KINGSTON SKC1000240G"
+    MonitoredPart part;
     std::set<std::string> attributes;
 };
 
@@ -157,16 +157,25 @@ std::optional<char const*> statusOf(Input const& input, bool reads)
     return input.number("enable") == 0 ? "Switched off" : sensor::silence(input.text(input.reading()));
 }
 
+/// "temperature 1" for "temp1"
+std::string wordsOf(Input const& input, Kind const& kind)
+{
+    std::string const description = kind.description; // "Temperature sensor"
+    std::string word = description.substr(0, description.find(' '));
+    word.front() = static_cast<char>(word.front() - 'A' + 'a');
+    return word + " " + input.name().substr(std::string_view(kind.prefix).size());
+}
+
 void addInput(Input const& input, Kind const& kind, DeviceSink& sink)
 {
     DeviceDescription device;
     device.type = kind.type();
     device.capabilities = kind.type() | C::Hardware();
-    device.name = String(input.chip().title + " " + input.label().value_or(input.name()));
     device.description = kind.description;
+    device.name = String(input.chip().part.title + " ") + input.label().value_or(wordsOf(input, kind));
     device.osLocator = String("/" + input.path(input.reading()));
     placeAt(device, "HWMON:" + input.chip().key + ":" + input.name(), "HWMON");
-    placeBelowSystem(device);
+    placeBelow(device, input.chip().part.type, input.chip().part.location);
     kind.addReadings(input, device);
     // The first property, where there is one, is the reading itself.
     bool const reads =
@@ -224,35 +233,11 @@ Chip readChip(Root const& root, std::string const& number)
     return chip;
 }
 
-/// Names of the drive that a chip belongs to, for the kernel and for people; nothing when it is no drive.
-std::optional<std::string> driveTitle(Root const& root, Chip const& chip)
-{
-    std::string const link = kClass + chip.number + "/device";
-    bool const isNvme = text::indexAfter(*chip.device, "nvme").has_value();
-    if (!isNvme && !ScsiAddress::parse(*chip.device))
-        return std::nullopt;
-    auto const folder = root.resolve(link); // as the drive's own record names it, so that it is read once
-    auto const model = folder ? text::meaningful(root.text(*folder + "/model")) : std::nullopt;
-    auto const blocks = folder && !isNvme ? root.list(*folder + "/block") : std::vector<std::string>();
-    std::string const name = isNvme ? *chip.device : blocks.empty() ? chip.name : blocks.front();
-    return joinedName({name, model}, "").toUtf8();
-}
-
-/// `namesakes`: chips of that name on the machine.
-std::string titleOf(Root const& root, Chip const& chip, std::size_t namesakes)
-{
-    if (!chip.device)
-        return namesakes > 1 ? chip.name + " " + chip.number : chip.name;
-    if (auto const drive = driveTitle(root, chip))
-        return *drive;
-    bool const isNamed = namesakes > 1 || PciAddress::parse(*chip.device);
-    return isNamed ? chip.name + " " + *chip.device : chip.name;
-}
-
 } // namespace
 
-void discoverSensors(Root const& root, DeviceSink& sink)
+void discoverSensors(HardwareTree& tree, DeviceSink& sink)
 {
+    Root const& root = tree.root();
     std::vector<Chip> chips;
     std::map<std::string, std::size_t> names;
     for (std::string const& number : root.list(kClass))
@@ -260,7 +245,7 @@ void discoverSensors(Root const& root, DeviceSink& sink)
             ++names[chips.emplace_back(readChip(root, number)).name];
     std::set<std::string> keys;
     for (Chip& chip : chips) {
-        chip.title = titleOf(root, chip, names[chip.name]);
+        chip.part = monitoredPart(tree, {chip.name, chip.number, chip.device, names[chip.name]});
         chip.key = chip.name + ":" + chip.device.value_or(chip.number);
         if (!keys.insert(chip.key).second) // two chips of one kind on one device
             chip.key += ":" + chip.number;

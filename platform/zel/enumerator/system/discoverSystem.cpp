@@ -121,7 +121,8 @@ Text deviceTreeModel(Root const& root)
     return text::meaningful(model ? model : root.read("sys/firmware/devicetree/base/model", 4096));
 }
 
-void addSystem(Root const& root, KernelCopy const& copy, Smbios const& smbios, DeviceSink& sink)
+/// Returns its name.
+String addSystem(Root const& root, KernelCopy const& copy, Smbios const& smbios, DeviceSink& sink)
 {
     Facts facts(copy, smbios.first(kSystem));
     DeviceDescription system;
@@ -148,8 +149,9 @@ void addSystem(Root const& root, KernelCopy const& copy, Smbios const& smbios, D
     system.add("SmbiosVersion", smbios.version());
     addOperatingSystem(root, system);
     addStartFacts(system, root);
+    String const name = system.name;
     if (system.properties.empty())
-        return; // a tree that tells nothing about the machine
+        return name; // a tree that tells nothing about the machine
     auto const makerOf = [&](std::uint8_t type, char const* attribute) {
         SmbiosStructure const* const structure = smbios.first(type);
         return structure ? structure->text(0x04) : copy.text(attribute);
@@ -159,10 +161,11 @@ void addSystem(Root const& root, KernelCopy const& copy, Smbios const& smbios, D
     system.add("IsVirtual", isVirtual);
     system.add("Hypervisor", by);
     sink.add(std::move(system));
+    return name;
 }
 
 /// Processor sockets stand on the first board: no structure tells on which of several.
-void addBoard(Facts facts, std::size_t sockets, DeviceSink& sink)
+void addBoard(Facts facts, std::size_t sockets, String const& systemName, DeviceSink& sink)
 {
     DeviceDescription board;
     board.type = C::SystemBoard();
@@ -173,6 +176,8 @@ void addBoard(Facts facts, std::size_t sockets, DeviceSink& sink)
     Text const product = facts.text(0x05, "board_name");
     board.name = joinedName({manufacturer, product}, "System board");
     board.description = "System board";
+    if (board.name == systemName)
+        board.name += " (" + board.description + ")";
     board.add("Manufacturer", manufacturer);
     board.add("Model", product);
     board.add("Version", facts.text(0x06, "board_version"));
@@ -249,9 +254,9 @@ void discoverSystem(Root const& root, DeviceSink& sink)
     Smbios const smbios = readSmbios(root);
     std::size_t const sockets = smbiosProcessors(smbios).size();
     KernelCopy const copy(root);
-    addSystem(root, copy, smbios, sink);
+    String const name = addSystem(root, copy, smbios, sink);
     forEach(copy, smbios, kBoard,
-            [&](Facts const& facts) { addBoard(facts, facts.instance() == 0 ? sockets : 0, sink); });
+            [&](Facts const& facts) { addBoard(facts, facts.instance() == 0 ? sockets : 0, name, sink); });
     forEach(copy, smbios, kBios, [&sink](Facts const& facts) { addBios(facts, sink); });
     forEach(copy, smbios, kChassis, [&sink](Facts const& facts) { addChassis(facts, sink); });
 }
