@@ -4,7 +4,7 @@
 add_library(krel5_build_flags INTERFACE)
 target_compile_options(krel5_build_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual
-  $<$<BOOL:${KREL5_WARNINGS_AS_ERRORS}>:-Werror> -fno-omit-frame-pointer
+  -fno-omit-frame-pointer
   -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=) # __FILE__ is the path in the project, wherever that was built
 target_link_options(krel5_build_flags INTERFACE -Wl,--as-needed)
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
