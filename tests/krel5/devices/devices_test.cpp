@@ -27,6 +27,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <functional>
 #include <latch>
 #include <thread>
@@ -377,6 +378,96 @@ TEST(SyncDeviceProperty, fillsDevicesFromSeveralThreads)
                       std::to_string(t * kDevices + i));
             EXPECT_EQ(keys(device), "sync.number sync.group");
         }
+}
+
+// The group of the first one stands for both, as the line in the log says.
+TEST(SyncDeviceProperty, aSecondOneOfAKeyHasNoEffect)
+{
+    auto const declared = [](char const* key, auto const&... group) {
+        return new SyncDeviceProperty(key, PropertyCategory::Group(), DataType::STRING(),
+                                      DeviceCapability::HardDrive(), group...);
+    };
+    SyncDeviceProperty* const one = declared("twice.one");
+    SyncDeviceProperty* const two = declared("twice.two");
+    SyncDeviceProperty* const first = declared("twice.member", *one);
+    SyncDeviceProperty* second = nullptr;
+    std::string const log = logOf([&] { second = declared("twice.member", *two); });
+    EXPECT_TRUE(has(log, "WILL HAVE NO EFFECT!")) << log;
+    EXPECT_EQ(&second->property(), &first->property());
+    EXPECT_EQ(first->property().group(), &one->property());
+    SysInfoDevice* const device = drive("twice");
+    device->addPropertyValue(*second, "value");
+    EXPECT_EQ(keys(*device), "twice.member twice.one");
+}
+
+TEST(DeviceProperty, saysWhatDoesNotFitItsDeclaration)
+{
+    DeviceProperty* const text = declare("fits.text");
+    EXPECT_EQ(logOf([&] { text->setValue("fits"); }), "");
+    std::string const log = logOf([&] { text->setValue(Value(7ull)); });
+    EXPECT_TRUE(
+        has(log, "setValue() property fits.text is declared as STRING but is given a value of type UINT64"))
+        << log;
+    EXPECT_EQ(utf8(text->type().toString()), "UINT64") << "of the value it has";
+    EXPECT_EQ(logOf([&] { text->setGroup(declare("fits.group", PropertyCategory::Group())); }), "");
+    std::string const noGroup = logOf([&] { text->setGroup(declare("fits.plain")); });
+    EXPECT_TRUE(has(noGroup, "fits.plain, under which fits.text is to stand, is no group")) << noGroup;
+}
+
+// What a device hands out belongs to the device: a handle that is a temporary, as that of
+// DiagModule::optionalDevice(0), does not take it along, nor does a later name.
+TEST(DiagDevice, textsLiveAndStayAsLongAsTheDevice)
+{
+    SysInfoDevice* const device = drive("texts");
+    KrelString const& path = DiagDevice(&device->imp()).osLocator();
+    EXPECT_EQ(&path, &device->osLocator()) << "the device's own";
+    EXPECT_EQ(utf8(path), "/dev/sda");
+    KrelString const& before = device->name();
+    char const* const bytes = before.getUTF8Buffer();
+    for (char const* name : {"Second", "Third", "Second"})
+        device->setName(name);
+    EXPECT_EQ(utf8(device->name()), "Second");
+    EXPECT_STREQ(bytes, "Drive") << "still there";
+    EXPECT_EQ(utf8(before), "Drive");
+    device->setName("Drive");
+    EXPECT_EQ(&device->name(), &before) << "a name that comes back is no new text";
+}
+
+// Threads that ask one device at the same moment, the first time anybody does, while one more renames it.
+TEST(DiagDevice, textsAreReadFromSeveralThreads)
+{
+    constexpr int kReaders = 4, kRounds = 500;
+    DeviceProperty* const serial = declare("texts.serial");
+    std::atomic<int> wrong{0};
+    for (int round = 0; round < kRounds; ++round) {
+        std::string const number = std::to_string(round), path = "/dev/disk/by-path/" + number;
+        SysInfoDevice* const device = SysInfoDevice::createGeneric(
+            DeviceCapability::HardDrive(), DeviceCapability::SCSI(), "Drive 0", "a drive",
+            KrelString(path.c_str()), KrelString(("texts " + number).c_str()));
+        device->addProperty(serial);
+        std::latch together(kReaders + 1);
+        auto const read = [&] {
+            together.arrive_and_wait();
+            DiagDevice const mine(&device->imp());
+            DeviceProperty const* const property = mine.property("texts.serial");
+            bool const right = mine.osLocator().getUTF8Buffer() == path &&
+                               mine.hwLocator().getUTF8Buffer() == "texts " + number &&
+                               utf8(mine.description()) == "a drive" && has(utf8(mine.name()), "Drive ") &&
+                               utf8(property->key()) == "texts.serial" &&
+                               utf8(property->localizedName()) == "texts.serial" &&
+                               utf8(property->category().toString()) == "SysInfo";
+            wrong += right ? 0 : 1;
+        };
+        std::vector<std::jthread> threads;
+        for (int reader = 0; reader < kReaders; ++reader)
+            threads.emplace_back(read);
+        threads.emplace_back([&] {
+            together.arrive_and_wait();
+            for (char const* name : {"Drive 1", "Drive of another name that is long", "Drive 0"})
+                device->setName(name);
+        });
+    }
+    EXPECT_EQ(wrong, 0);
 }
 
 TEST(DiagDevice, takesATestAndAnIndicatorOnce)

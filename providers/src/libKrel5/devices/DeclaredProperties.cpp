@@ -28,9 +28,10 @@ ObjectList<DeclaredProperty>& DeclaredProperties::all()
 }
 
 DeviceProperty* DeclaredProperties::create(KrelString const& key, PropertyCategory const& category,
-                                           DataType const& type, DeviceCapability const& capability)
+                                           DataType const& type, DeviceCapability const& capability,
+                                           DeviceProperty const* group)
 {
-    return declare("createDeviceProperty", key, category, type, capability, "");
+    return declare("createDeviceProperty", key, category, type, capability, "", group);
 }
 
 DeviceProperty* DeclaredProperties::createFake(KrelString const& key, PropertyCategory const& category,
@@ -56,7 +57,8 @@ DeviceProperty* DeclaredProperties::createLink(KrelString const& key, PropertyCa
 // The numbers of the two warnings tell which factory found the key: one that gives an alias, or any other.
 DeviceProperty* DeclaredProperties::declare(char const* function, KrelString const& key,
                                             PropertyCategory const& category, DataType const& type,
-                                            DeviceCapability const& capability, KrelString const& alias)
+                                            DeviceCapability const& capability, KrelString const& alias,
+                                            DeviceProperty const* group)
 {
     zel::AutoMutex const guard(libraryMutex());
     checkOpenForFactories(function, key);
@@ -74,6 +76,8 @@ DeviceProperty* DeclaredProperties::declare(char const* function, KrelString con
         std::make_shared<zel::PropertySpecImp>(key.zelString(), category.imp(), type.imp(), capability.imp());
     declared->spec->setAlias(alias.zelString());
     declared->property = std::make_unique<DeviceProperty>(declared->spec.get());
+    if (group)
+        declared->property->setGroup(group);
     return all().add(key.zelString(), std::move(declared))->property.get();
 }
 

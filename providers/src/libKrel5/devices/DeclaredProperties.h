@@ -17,13 +17,16 @@ struct DeclaredProperty
     std::unique_ptr<DeviceProperty> property;
 };
 
-/// Each factory gives back the property of that key, with a warning in the log, where there is one already.
+/// Each factory gives back the property of that key as it is, with a warning in the log, where there is one
+/// already.
 /// Thread rule: main thread.
 class DeclaredProperties
 {
 public:
+    /// `group`: under which it is shown; null: top level.
     static DeviceProperty* create(KrelString const& key, PropertyCategory const& category,
-                                  DataType const& type, DeviceCapability const& capability);
+                                  DataType const& type, DeviceCapability const& capability,
+                                  DeviceProperty const* group = nullptr);
     /// `alias` is a second identity beside the key, kept in the specification.
     static DeviceProperty* createFake(KrelString const& key, PropertyCategory const& category,
                                       DataType const& type, DeviceCapability const& capability,
@@ -38,7 +41,8 @@ public:
 private:
     static DeviceProperty* declare(char const* function, KrelString const& key,
                                    PropertyCategory const& category, DataType const& type,
-                                   DeviceCapability const& capability, KrelString const& alias);
+                                   DeviceCapability const& capability, KrelString const& alias,
+                                   DeviceProperty const* group = nullptr);
 };
 
 } // namespace krel5

@@ -2,34 +2,49 @@
 
 #include <libKrel5/basics/DataHolderDefinition.h>
 #include <libKrel5/basics/LibraryMutex.h>
-#include <libKrel5/basics/Texts.h>
+#include <libKrel5/basics/SharedText.h>
 
 namespace krel5 {
 
 template class DataHolder<DeviceInternalData>;
 
+namespace {
+
+/// What the handles of one device have given out. Kept in the device's record.
+struct DeviceTexts
+{
+    SharedText name, description, osLocator, hwLocator;
+};
+
+DeviceTexts& textsOf(zel::DeviceImp const& device)
+{
+    return device.handleSlot().get<DeviceTexts>([] { return new DeviceTexts(); });
+}
+
+} // namespace
+
 KrelString const& DeviceInternalData::name() const
 {
     zel::AutoMutex const guard(libraryMutex());
-    return cached(m_name, device->name());
+    return textsOf(*device).name.give(device->name());
 }
 
 KrelString const& DeviceInternalData::description() const
 {
     zel::AutoMutex const guard(libraryMutex());
-    return cached(m_description, device->description());
+    return textsOf(*device).description.give(device->description());
 }
 
 KrelString const& DeviceInternalData::osLocator() const
 {
     zel::AutoMutex const guard(libraryMutex());
-    return cached(m_osLocator, device->osLocator());
+    return textsOf(*device).osLocator.give(device->osLocator());
 }
 
 KrelString const& DeviceInternalData::hwLocator() const
 {
     zel::AutoMutex const guard(libraryMutex());
-    return cached(m_hwLocator, device->hwLocator());
+    return textsOf(*device).hwLocator.give(device->hwLocator());
 }
 
 DeviceCapability DeviceInternalData::deviceType() const

@@ -11,8 +11,8 @@
 
 namespace krel5 {
 
-/// Each operation takes the library mutex and reads the record of the device. The texts stay valid until the
-/// same operation reads another one.
+/// Each operation takes the library mutex and reads the record of the device. The texts belong to that record,
+/// not to a handle: they stay valid and unchanged as long as the device, and any thread may read them.
 struct DeviceInternalData
 {
     KrelString const& name() const;
@@ -29,9 +29,6 @@ struct DeviceInternalData
     DeviceProperty* property(KrelString const& key, zel::Logger& logger) const;
 
     zel::DeviceImp* device = nullptr; // not owned
-
-private:
-    mutable KrelString m_name, m_description, m_osLocator, m_hwLocator; // as last read
 };
 
 /// The one handle of a property record of `device`, made on first request and kept in the record. It knows

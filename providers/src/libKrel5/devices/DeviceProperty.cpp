@@ -4,7 +4,7 @@
 #include <libKrel5/basics/DataHolderDefinition.h>
 #include <libKrel5/basics/LibraryMutex.h>
 #include <libKrel5/basics/ModuleIdentity.h>
-#include <libKrel5/basics/Texts.h>
+#include <libKrel5/basics/SharedText.h>
 #include <libKrel5/devices/EnumerationPhase.h>
 
 #include <krel5/CannotAddPropertyLinkToNonGroupProperty.h>
@@ -15,7 +15,7 @@
 #include <krel5/PropertyCategory.h>
 #include <krel5/Value.h>
 
-#include <zel/foundation/Exception.h>
+#include <zel/foundation/Logger.h>
 #include <zel/model/devices/PropertyImp.h>
 #include <zel/model/values/LocalizedStringImp.h>
 
@@ -31,12 +31,18 @@ struct DevicePropertyData
     DeviceProperty const* group = nullptr;
     std::shared_ptr<Value> live; // handed out by valueRef(); the record reads and writes it
     KrelString key;
-    mutable KrelString localizedName, localizedDescription; // as last read
+    mutable SharedText localizedName, localizedDescription;
     PropertyCategory category;
 };
 template class DataHolder<DevicePropertyData>;
 
 namespace {
+
+zel::Logger& logger()
+{
+    static zel::Logger& s_logger = zel::LogFactory::getLogger("krel5.DeviceProperty");
+    return s_logger;
+}
 
 class LiveHandleValue : public zel::LiveValue
 {
@@ -95,18 +101,23 @@ DevicePropertyData const& DeviceProperty::data() const { return m_holder.data();
 zel::PropertyImp& DeviceProperty::imp() { return *data().record; }
 zel::PropertyImp const& DeviceProperty::imp() const { return *data().record; }
 
-KrelString const& DeviceProperty::key() const { return data().key; }
+// All who ask for a property of a device share one handle, so that their threads share its texts, too.
+KrelString const& DeviceProperty::key() const
+{
+    zel::AutoMutex const guard(libraryMutex());
+    return readyToShare(data().key);
+}
 
 KrelString const& DeviceProperty::localizedName() const
 {
     zel::AutoMutex const guard(libraryMutex());
-    return cached(data().localizedName, text(imp(), ".Name"));
+    return data().localizedName.give(text(imp(), ".Name"));
 }
 
 KrelString const& DeviceProperty::localizedDescription() const
 {
     zel::AutoMutex const guard(libraryMutex());
-    return cached(data().localizedDescription, text(imp(), ".Description"));
+    return data().localizedDescription.give(text(imp(), ".Description"));
 }
 
 DataType DeviceProperty::type() const
@@ -115,7 +126,13 @@ DataType DeviceProperty::type() const
     return DataType(imp().value().type());
 }
 
-PropertyCategory const& DeviceProperty::category() const { return data().category; }
+PropertyCategory const& DeviceProperty::category() const
+{
+    zel::AutoMutex const guard(libraryMutex());
+    readyToShare(data().category.toString());
+    return data().category;
+}
+
 DeviceCapability DeviceProperty::deviceCapability() const
 {
     return DeviceCapability(imp().deviceCapability());
@@ -140,6 +157,10 @@ Value& DeviceProperty::valueRef()
 DeviceProperty* DeviceProperty::setValue(Value const& value)
 {
     zel::AutoMutex const guard(libraryMutex());
+    if (value.imp().type() != imp().type())
+        ZEL_LOG(logger(), zel::LogLevel::Warning)
+            << "setValue() property " << imp().key() << " is declared as " << imp().type().toString()
+            << " but is given a value of type " << value.imp().type().toString();
     imp().setValue(value.imp());
     return this;
 }
@@ -147,6 +168,10 @@ DeviceProperty* DeviceProperty::setValue(Value const& value)
 DeviceProperty* DeviceProperty::setGroup(DeviceProperty const* group)
 {
     zel::AutoMutex const guard(libraryMutex());
+    if (group && !group->category().isCapable(PropertyCategory::Group()))
+        ZEL_LOG(logger(), zel::LogLevel::Warning)
+            << "setGroup() property " << group->imp().key() << ", under which " << imp().key()
+            << " is to stand, is no group: its category is " << group->category().toString();
     data().group = group;
     return this;
 }

@@ -18,10 +18,9 @@ SyncDeviceProperty::SyncDeviceProperty(char const* key, PropertyCategory const& 
 SyncDeviceProperty::SyncDeviceProperty(char const* key, PropertyCategory const& category,
                                        DataType const& type, DeviceCapability const& capability,
                                        SyncDeviceProperty const& group)
-    : SyncDeviceProperty(key, category, type, capability)
-{
-    m_property->setGroup(group.m_property);
-}
+    : m_property(DeclaredProperties::create(key, category, type, capability, group.m_property)),
+      m_mutex(new SyncDevicePropertyMutex())
+{}
 
 SyncDeviceProperty::~SyncDeviceProperty() { delete m_mutex; }
 
