@@ -482,6 +482,30 @@ TEST(MessageBoxImp, takesNumbersTextsAndBeginnings)
             << sink.m_text;
         EXPECT_EQ(std::count(sink.m_text.begin(), sink.m_text.end(), '>'), one.questions) << sink.m_text;
     }
+    // In the person's language before English; "n" is both "Nie" and "No", "w" only "Wiederholen".
+    enum { kYes = 1, kNo, kCancel, kAgain };
+    for (auto const& [typed, code] :
+         {std::pair("j", kYes), std::pair("JA", kYes), std::pair("yes", kYes), std::pair("y", kYes),
+          std::pair("3", kCancel), std::pair("nie", kCancel), std::pair("no", kNo), std::pair("w", kAgain),
+          std::pair("r", kAgain)}) {
+        Sink sink;
+        MessageBoxImp box("t", "x",
+                          {{kYes, "Ja", "Yes"},
+                           {kNo, "Nein", "No"},
+                           {kCancel, "Nie", "Cancel"},
+                           {kAgain, "Wiederholen", "Retry"}},
+                          0, 1, {});
+        box.setWords({"(Vorgabe)", "Noch einmal."});
+        int lines = 0;
+        box.present(sink, [&, what = typed](String& line) {
+            line = lines++ == 0 ? "n" : what; // which of the two is not said
+            return true;
+        });
+        EXPECT_EQ(box.answer(), code) << typed;
+        EXPECT_EQ(sink.m_text,
+                  "t\nx\n  1) Ja (Vorgabe)\n  2) Nein\n  3) Nie\n  4) Wiederholen\n> Noch einmal.\n> ");
+        EXPECT_EQ(box.englishOf(kAgain).toUtf8(), "Retry");
+    }
     using Look = MessageBoxImp::Look;
     for (auto const& [look, heading] :
          {std::pair(Look::Information, "t"), std::pair(Look::Question, "t"),

@@ -6,7 +6,13 @@ namespace zel {
 
 namespace {
 constexpr int kMostTries = 10;
+
+String const& shown(MessageBoxImp::Answer const& answer) { return answer.text; }
+String const& inEnglish(MessageBoxImp::Answer const& answer)
+{
+    return answer.english.empty() ? answer.text : answer.english;
 }
+} // namespace
 
 MessageBoxImp::MessageBoxImp(String title, String text, std::vector<Answer> answers,
                              std::size_t defaultAnswer, std::size_t cancelAnswer, Appearance appearance)
@@ -30,11 +36,11 @@ String MessageBoxImp::heading() const
     return m_title;
 }
 
-String MessageBoxImp::textOf(int code) const
+String MessageBoxImp::englishOf(int code) const
 {
     auto const found = std::find_if(m_answers.begin(), m_answers.end(),
                                     [code](Answer const& one) { return one.code == code; });
-    return found == m_answers.end() ? String() : found->text;
+    return found == m_answers.end() ? String() : inEnglish(*found);
 }
 
 void MessageBoxImp::setAnswer(int code) noexcept
@@ -49,20 +55,31 @@ void MessageBoxImp::cutShort() noexcept
     m_wasCutShort = true;
 }
 
+MessageBoxImp::Answer const* MessageBoxImp::findWhole(String const& typed) const
+{
+    for (std::size_t i = 0; i < m_answers.size(); ++i)
+        if (typed == String::number(static_cast<std::uint64_t>(i + 1)) ||
+            typed == m_answers[i].text.lowered())
+            return &m_answers[i];
+    for (Answer const& one : m_answers)
+        if (typed == inEnglish(one).lowered())
+            return &one;
+    return nullptr;
+}
+
 MessageBoxImp::Answer const* MessageBoxImp::find(String const& typed) const
 {
-    Answer const* fitting = nullptr;
-    for (std::size_t i = 0; i < m_answers.size(); ++i) {
-        if (typed == String::number(static_cast<std::uint64_t>(i + 1)) ||
-            typed.lowered() == m_answers[i].text.lowered())
-            return &m_answers[i];
-        if (m_answers[i].text.lowered().startsWith(typed.lowered())) {
-            if (fitting)
-                return nullptr;
-            fitting = &m_answers[i];
-        }
+    String const lowered = typed.lowered();
+    if (Answer const* const whole = findWhole(lowered))
+        return whole;
+    String const& (*const forms[])(Answer const&) = {shown, inEnglish};
+    for (auto const form : forms) {
+        auto const begins = [&](Answer const& one) { return form(one).lowered().startsWith(lowered); };
+        auto const count = std::count_if(m_answers.begin(), m_answers.end(), begins);
+        if (count > 0) // of two that fit neither is meant
+            return count > 1 ? nullptr : &*std::find_if(m_answers.begin(), m_answers.end(), begins);
     }
-    return fitting;
+    return nullptr;
 }
 
 void MessageBoxImp::present(OStream& out, ReadLine const& readLine)
@@ -70,7 +87,7 @@ void MessageBoxImp::present(OStream& out, ReadLine const& readLine)
     out << heading().withoutControls(false) << endl << m_text.withoutControls(true) << endl;
     for (std::size_t i = 0; i < m_answers.size(); ++i)
         out << "  " << static_cast<std::uint64_t>(i + 1) << ") " << m_answers[i].text.withoutControls(false)
-            << (i == m_default ? " (default)" : "") << endl;
+            << (i == m_default ? String(" ") + m_words.defaultMark.withoutControls(false) : String()) << endl;
     for (int tries = 0; tries < kMostTries; ++tries) {
         out << "> ";
         out.flush();
@@ -84,7 +101,7 @@ void MessageBoxImp::present(OStream& out, ReadLine const& readLine)
         Answer const* const chosen = line.empty() ? &m_answers[m_default] : find(line);
         if (chosen)
             return setAnswer(chosen->code);
-        out << "Please type one of the numbers or answers above." << endl;
+        out << m_words.again << endl;
     }
     setAnswer(defaultCode());
 }

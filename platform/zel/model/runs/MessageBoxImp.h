@@ -15,8 +15,15 @@ class ZEL_EXPORT MessageBoxImp
 public:
     struct Answer
     {
-        int code;    ///< what the asker gets back
-        String text; ///< what the person reads and types: "Retry"
+        int code;                  ///< what the asker gets back
+        String text;               ///< what the person reads and types, in his language: "Wiederholen"
+        String english = String(); ///< "Retry": may be typed as well; empty: the same as the text
+    };
+    /// What a console says around the answers, in the person's language.
+    struct Words
+    {
+        String defaultMark = String("(default)");
+        String again = String("Please type one of the numbers or answers above.");
     };
 
     enum class Type { Ok, OkCancel, YesNo, YesNoCancel, RetryCancel, AbortRetryIgnore };
@@ -39,13 +46,14 @@ public:
     MessageBoxImp(String title, String text, std::vector<Answer> answers, std::size_t defaultAnswer,
                   std::size_t cancelAnswer, Appearance appearance);
 
+    void setWords(Words words) { m_words = std::move(words); }
     Appearance const& appearance() const noexcept { return m_appearance; }
     /// The title where the look can only be said: "Warning: {title}".
     String heading() const;
     String const& title() const noexcept { return m_title; }
     String const& text() const noexcept { return m_text; }
     std::vector<Answer> const& answers() const noexcept { return m_answers; }
-    String textOf(int code) const; ///< of the answer; empty when there is none of that code
+    String englishOf(int code) const; ///< the answer in English; empty when there is none of that code
     int defaultCode() const noexcept { return m_answers[m_default].code; }
     int cancelCode() const noexcept { return m_answers[m_cancel].code; }
 
@@ -61,17 +69,19 @@ public:
     /// Reads one line without its end; false at the end of input or when the wait was interrupted by a stop.
     using ReadLine = std::function<bool(String&)>;
     /// Asks on a console: prints the question and a numbered list, reads a number, a text or its first
-    /// letters that fit one answer alone; an empty line is the default. Asks again at most 10 times, then
+    /// letters that fit one answer alone, in the person's language before English; an empty line is the default. Asks again at most 10 times, then
     /// takes the default. No more input: the cancel answer.
     void present(OStream& out, ReadLine const& readLine);
 
 private:
     Answer const* find(String const& typed) const;
+    Answer const* findWhole(String const& typed) const;
 
     String m_title, m_text;
     std::vector<Answer> m_answers;
     std::size_t m_default, m_cancel;
     Appearance m_appearance;
+    Words m_words;
     int m_answer;
     bool m_hasAnswer = false;
     bool m_wasCutShort = false;

@@ -54,6 +54,20 @@ std::vector<String> resourcesOf(String const& moduleGuid)
     return names;
 }
 
+std::string stemOf(String const& guid) { return LocalizedResource::defaultPath() + "/" + guid.toUtf8(); }
+
+std::string plainPath(String const& guid) { return stemOf(guid) + ".w4p"; }
+
+std::optional<String> firstOf(std::vector<std::string> const& paths, String const& key)
+{
+    if (key.empty())
+        return std::nullopt;
+    for (std::string const& path : paths)
+        if (auto text = LocalizedResource::textIn(*LocalizedResource::load(path), key))
+            return text;
+    return std::nullopt;
+}
+
 void logIssues(KeyTextFile const& file)
 {
     for (KeyTextFile::Issue const& issue : file.issues())
@@ -65,13 +79,26 @@ void logIssues(KeyTextFile const& file)
 std::optional<String> LocalizedResource::find(String const& moduleGuid, String const& key,
                                               LanguageImp const& language)
 {
-    if (key.empty())
-        return std::nullopt;
+    return firstOf(searchPath(moduleGuid, language), key);
+}
+
+std::optional<String> LocalizedResource::findInLanguage(String const& moduleGuid, String const& key,
+                                                        LanguageImp const& language)
+{
+    std::vector<std::string> paths = searchPath(moduleGuid, language);
+    if (language != GlobalParameters::defaultLanguage())
+        for (String const& resource : resourcesOf(moduleGuid))
+            std::erase(paths, plainPath(resource));
+    return firstOf(paths, key);
+}
+
+std::vector<std::string> LocalizedResource::searchPath(String const& moduleGuid, LanguageImp const& language)
+{
+    std::vector<std::string> paths;
     for (String const& resource : resourcesOf(moduleGuid))
-        for (std::string const& path : candidates(resource, language))
-            if (auto text = textIn(*load(path), key))
-                return text;
-    return std::nullopt;
+        for (std::string& path : candidates(resource, language))
+            paths.push_back(std::move(path));
+    return paths;
 }
 
 std::optional<String> LocalizedResource::textIn(KeyTextFile const& file, String const& key)
@@ -85,7 +112,7 @@ std::vector<std::string> LocalizedResource::candidates(String const& moduleGuid,
     std::vector<std::string> paths;
     if (!isFileNamePart(moduleGuid))
         return paths;
-    std::string const stem = defaultPath() + "/" + moduleGuid.toUtf8();
+    std::string const stem = stemOf(moduleGuid);
     std::string const variant = asPart(GlobalParameters::instance().variant());
     std::string const customer = asPart(GlobalParameters::instance().customer());
     for (std::string const& tag : tagsOf(language))
@@ -94,7 +121,7 @@ std::vector<std::string> LocalizedResource::candidates(String const& moduleGuid,
             if (std::find(paths.begin(), paths.end(), path) == paths.end())
                 paths.push_back(std::move(path));
         }
-    paths.push_back(stem + ".w4p");
+    paths.push_back(plainPath(moduleGuid));
     return paths;
 }
 

@@ -7,6 +7,7 @@
 #include <libKrel5/internal/module/ErrorReporting.h>
 #include <libKrel5/internal/module/ModuleCommon.h>
 #include <libKrel5/internal/runs/PromptSwitches.h>
+#include <libKrel5/internal/runs/QuestionTexts.h>
 
 #include <krel5/DiagDevice.h>
 #include <krel5/KrelException.h>
@@ -54,27 +55,6 @@ BoxRow const& boxRow(MsgBoxType type)
     return *found;
 }
 
-char const* answerText(MsgBoxReturn answer)
-{
-    switch (answer) {
-    case MsgBoxReturn::OK:
-        return "OK";
-    case MsgBoxReturn::CANCEL:
-        return "Cancel";
-    case MsgBoxReturn::YES:
-        return "Yes";
-    case MsgBoxReturn::NO:
-        return "No";
-    case MsgBoxReturn::RETRY:
-        return "Retry";
-    case MsgBoxReturn::ABORT:
-        return "Abort";
-    case MsgBoxReturn::IGNORE:
-        return "Ignore";
-    }
-    return "";
-}
-
 zel::MessageBoxImp::Look look(LookAndFeel lookAndFeel)
 {
     using enum zel::MessageBoxImp::Look;
@@ -97,10 +77,13 @@ zel::MessageBoxImp makeBox(MsgBoxType type, KrelString const& title, KrelString 
     BoxRow const& row = boxRow(type);
     std::vector<zel::MessageBoxImp::Answer> answers;
     for (MsgBoxReturn const answer : row.answers)
-        answers.push_back({static_cast<int>(answer), answerText(answer)});
+        answers.push_back(
+            {static_cast<int>(answer), QuestionTexts::answer(answer), QuestionTexts::english(answer)});
     appearance.type = row.record;
-    return zel::MessageBoxImp(title.zelString(), text.zelString(), std::move(answers),
-                              static_cast<std::size_t>(option), row.cancel, appearance);
+    zel::MessageBoxImp box(title.zelString(), text.zelString(), std::move(answers),
+                           static_cast<std::size_t>(option), row.cancel, appearance);
+    box.setWords(QuestionTexts::words());
+    return box;
 }
 
 void takeDefault(zel::MessageBoxImp& box)
@@ -108,7 +91,7 @@ void takeDefault(zel::MessageBoxImp& box)
     box.setAnswer(box.defaultCode());
     zel::String const text = "Question \"" + box.heading().withoutControls(false) +
                              "\": nobody can be asked; the default answer \"" +
-                             box.textOf(box.defaultCode()) + "\" is taken";
+                             box.englishOf(box.defaultCode()) + "\" is taken";
     ZEL_LOG(logger(), zel::LogLevel::Warning) << text;
     ErrorReporting::tell(text);
 }

@@ -21,7 +21,7 @@ std::vector<std::string> ModuleResource::files() const
 {
     std::vector<std::string> existing;
     for (std::string& path :
-         zel::LocalizedResource::candidates(m_moduleGuid, zel::GlobalParameters::instance().language()))
+         zel::LocalizedResource::searchPath(m_moduleGuid, zel::GlobalParameters::instance().language()))
         if (zel::LocalizedResource::load(path)->state() == zel::KeyTextFile::State::Read)
             existing.push_back(std::move(path));
     if (existing.empty())

@@ -11,7 +11,8 @@ namespace krel5 {
 class KrelString;
 
 /// Looks texts up in a module's localized resource files and logs what is missing. The files are those that
-/// exist of the ones that zel::LocalizedResource names for the current language, the most particular first.
+/// exist of the ones that zel::LocalizedResource::find asks for the current language, in its order, those of
+/// registered libraries included.
 class ModuleResource
 {
 public:

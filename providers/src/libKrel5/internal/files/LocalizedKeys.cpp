@@ -24,7 +24,7 @@ bool isOptionalTextOfEvent(zel::String const& key, zel::String const& eventKey)
 // while the module runs, so that any of their keys may be in use.
 bool isUsedBesideTheList(zel::String const& key)
 {
-    if (key.startsWith("Alert.") || key.startsWith("Tip."))
+    if (key.startsWith("Alert.") || key.startsWith("Tip.") || key.startsWith("Question."))
         return true;
     for (auto const& indicator : Factories::indicators()) {
         zel::String const prefix = zel::String("Indicator.") + indicator->key().zelString();
@@ -105,6 +105,43 @@ zel::String LocalizedKeys::skeletonText() const
     return text;
 }
 
+namespace {
+
+zel::LanguageImp language() { return zel::GlobalParameters::instance().language(); }
+bool isDefaultLanguage() { return language() == zel::GlobalParameters::defaultLanguage(); }
+
+zel::String inLanguage()
+{
+    return isDefaultLanguage() ? zel::String() : zel::String(" in the language ") + language().toString();
+}
+
+// The code by which a customer's service knows an event is the same in every language.
+bool isForAllLanguages(zel::String const& key) { return key.endsWith(".CustomerEventCode"); }
+
+} // namespace
+
+// A default text is in the default language, as are the plain files. In another language a text that need not
+// be there at all is missed where the plain file has it.
+std::vector<zel::String> LocalizedKeys::keysWithoutText(zel::String const& guid) const
+{
+    auto const isMissing = [&](zel::String const& key) {
+        return !zel::LocalizedResource::findInLanguage(guid, key, language());
+    };
+    std::vector<zel::String> keys;
+    for (Row const& row : m_rows)
+        if ((row.defaultText.empty() || !isDefaultLanguage()) && isMissing(row.key))
+            keys.push_back(row.key);
+    auto const paths = zel::LocalizedResource::candidates(guid, zel::LanguageImp::nil()); // the plain file
+    if (isDefaultLanguage() || paths.empty())
+        return keys;
+    auto const plain = zel::LocalizedResource::load(paths.front());
+    for (zel::String const& key : plain->keys())
+        if (!m_used.contains(key) && isUsedBesideTheList(key) && !isForAllLanguages(key) && isMissing(key) &&
+            zel::LocalizedResource::textIn(*plain, key))
+            keys.push_back(key);
+    return keys;
+}
+
 bool LocalizedKeys::isUsed(zel::String const& key) const
 {
     return m_used.contains(key) || isUsedBesideTheList(key);
@@ -113,11 +150,9 @@ bool LocalizedKeys::isUsed(zel::String const& key) const
 std::vector<zel::String> LocalizedKeys::notes() const
 {
     zel::String const& guid = ModuleCommon::module().guid();
-    zel::LanguageImp const language = zel::GlobalParameters::instance().language();
     std::vector<zel::String> notes;
-    for (Row const& row : m_rows)
-        if (row.defaultText.empty() && !zel::LocalizedResource::find(guid, row.key, language))
-            notes.push_back(zel::String("Note: \"") + row.key + "\" has no text.");
+    for (zel::String const& key : keysWithoutText(guid))
+        notes.push_back(zel::String("Note: \"") + key + "\" has no text" + inLanguage() + ".");
     auto const texts = zel::LocalizedResource::load(zel::LocalizedResource::getLocalizedResource(guid));
     for (zel::KeyTextFile::Issue const& issue : texts->issues())
         notes.push_back(zel::String("Note: ") + issue.toString());

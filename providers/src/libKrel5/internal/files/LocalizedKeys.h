@@ -19,8 +19,8 @@ public:
     zel::String listText() const;
     /// Content of a fresh text file: every key with its default text, or empty.
     zel::String skeletonText() const;
-    /// For the author: keys for which neither a text file nor the module itself has a text, and keys of the
-    /// module's most particular text file that no object has.
+    /// For the author: keys that have no text in the current language, and keys of the module's most particular
+    /// text file that no object has.
     std::vector<zel::String> notes() const;
 
 private:
@@ -31,6 +31,7 @@ private:
     void add(zel::String const& key, zel::String const& defaultText = zel::String());
     void addNamed(char const* kind, zel::String const& key);
     bool isUsed(zel::String const& key) const;
+    std::vector<zel::String> keysWithoutText(zel::String const& guid) const;
 
     std::vector<Row> m_rows;
     std::unordered_set<zel::String> m_used; // keys of m_rows

@@ -11,7 +11,6 @@
 #include <zel/model/settings/ParameterImp.h>
 #include <zel/model/settings/SettingsKeys.h>
 #include <zel/model/settings/SettingsResource.h>
-#include <zel/model/texts/LocalizedResource.h>
 
 namespace krel5 {
 namespace {
@@ -29,9 +28,14 @@ class Writer
 {
 public:
     void raw(String const& line) { m_made.text += line + "\n"; }
+    /// The value stands as it is: who reads the line takes everything behind the first '='. A line end in it
+    /// would begin a line that nobody meant.
     void line(String const& key, String const& value)
     {
-        raw(key + "=" + zel::LocalizedResource::escaped(value));
+        String const oneLine = value.replaced("\n", " ").replaced("\r", " ");
+        if (oneLine != value)
+            note(String("WARNING: the value of ") + key + " holds a line end; a blank stands in its place.");
+        raw(key + "=" + oneLine);
     }
     void flag(String const& key, bool value) { line(key, value ? "true" : "false"); }
     void flagIfSet(String const& key, bool value)
