@@ -25,10 +25,12 @@ struct KrelExceptionInternalData;
 class KREL5_EXPORT KrelException
 {
 public:
-    /// The text is the message, "Stack Trace:" and the stack trace of this place. `message` as char const* is
+    /// The text is the message, "Stack Trace:" and the stack trace of this place. `message` as bytes is
     /// UTF-8.
     KrelException(KrelString const& message);
     KrelException(char const* message);
+    KrelException(std::string const& message);
+    KrelException(std::string_view message);
     KrelException(zel::String const& message);
     /// The text is the message, then the message and the stack trace of the cause; no trace of this place.
     KrelException(KrelString const& message, zel::Exception const& cause);

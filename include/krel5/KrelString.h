@@ -14,6 +14,9 @@
 
 #include <zel/foundation/String.h>
 
+#include <string>
+#include <string_view>
+
 namespace zel {
 class LoggerStream;
 class OStream;
@@ -33,6 +36,9 @@ public:
     KrelString(char const* utf8);
     /// From zero-terminated UCS-2; null counts as empty.
     KrelString(unsigned short const* ucs2);
+    /// From UTF-8, so that either may stand where a text is asked for; a zero byte in it does not end the text.
+    KrelString(std::string const& utf8);
+    KrelString(std::string_view utf8);
     KrelString(zel::String const& text);
     KrelString(KrelString const& other);
     /// The text of a localized string in the current language, its variables filled in.

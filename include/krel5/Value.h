@@ -54,6 +54,8 @@ public:
     Value(void const*) = delete;
     Value(char const* utf8);           ///< STRING; null counts as empty
     Value(unsigned short const* ucs2); ///< STRING; null counts as empty
+    Value(std::string const& utf8);    ///< STRING
+    Value(std::string_view utf8);      ///< STRING
     Value(KrelString const& value);    ///< STRING
     Value(zel::String const& value);   ///< STRING
     Value(zel::CString const& value);  ///< STRING, from UTF-8

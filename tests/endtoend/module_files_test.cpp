@@ -191,7 +191,7 @@ Test.2.supportsParallelTesting=true
 Test.2.minShutdownSeconds=0
 Test.2.deviceExistenceRequirements=Memory, CPU
 Test.2.deviceAbsenceRequirements=TapeDrive
-Test.2.devicePropertyRequirements=Size:<MorvaneIncValidDataRange>1..</MorvaneIncValidDataRange>, !Vendor:<MorvaneIncValidDataRange>acme, none</MorvaneIncValidDataRange>
+Test.2.devicePropertyRequirements=Size:<MorvaneIncValidDataRange>1..</MorvaneIncValidDataRange>, !Vendor:<MorvaneIncValidDataRange>acme\, inc, none</MorvaneIncValidDataRange>
 Test.2.enumeratesOnlyOnce=true
 Test.2.Parameter.1.ParameterKey=level
 Test.2.Parameter.1.DataType=INT32
@@ -210,9 +210,12 @@ TEST_F(ModuleFiles, MetadataLineForLine)
     Outcome const outcome = module({"-m"});
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.out, "Created describing.w4m\n");
-    EXPECT_EQ(outcome.err, "ERROR: Test \"full\" enabled using the old method. Change the line to: "
-                           "Test.full.Enable.value=true\n"
-                           "WARNING: Test \"#a=b\xF0\x9F\x94\xA7\" not enabled in the .w4i file.\n");
+    EXPECT_EQ(outcome.err,
+              "ERROR: Test \"full\" enabled using the old method. Change the line to: "
+              "Test.full.Enable.value=true\n"
+              "WARNING: the value of Test.2.Parameter.1.ValidDataRange holds a line end; a blank stands "
+              "in its place.\n"
+              "WARNING: Test \"#a=b\xF0\x9F\x94\xA7\" not enabled in the .w4i file.\n");
     std::string const written = m_folder.read("describing.w4m");
     std::regex const date("BuildDate=20[0-9]{2}-[01][0-9]-[0-3][0-9]\n");
     EXPECT_TRUE(std::regex_search(written, date));
@@ -315,6 +318,44 @@ TEST_F(ModuleFiles, NotesNameWhatIsMissingAndWhatNobodyUses)
     EXPECT_FALSE(has(outcome.err, "Event.broken.Tip"));
     EXPECT_FALSE(has(outcome.err, "Alert.any"));
     EXPECT_FALSE(has(outcome.err, "Test.#a=b\xF0\x9F\x94\xA7.Name"));
+}
+
+// In a language other than that of the plain files a text is missed that those or the program have.
+TEST_F(ModuleFiles, NotesNameWhatIsNotTranslated)
+{
+    m_folder.write("describing.w4p",
+                   "Event.broken.Message=broken\nEvent.broken.Tip.1=tip\nEvent.broken.Tip.2=tip\n"
+                   "Event.broken.CustomerEventCode=E1\nModule.Name=n\nAlert.any.Title=alert\n");
+    m_folder.write("describing.de.w4p", "Module.Name=n\nEvent.broken.Tip.1=Rat\n");
+    m_folder.write("common.de.w4p", "Test.show.Name=Zeigen\n");
+    m_folder.write("common.w4p", "Test.full.Name=Full\n");
+    std::vector<std::string> const lines = linesOf(module({"-k", "-lang", "de"}).err);
+    auto const missed = [&](std::string const& key) {
+        return std::count(lines.begin(), lines.end(),
+                          "Note: \"" + key + "\" has no text in the language de.");
+    };
+    for (char const* const key : {"Event.broken.Message", "Text.greeting", "Event.broken.Tip.2",
+                                  "Test.full.Name", "Alert.any.Title", "Module.Company"})
+        EXPECT_EQ(missed(key), 1) << key;
+    for (char const* const key :
+         {"Module.Name", "Test.show.Name", "Event.broken.Tip.1", "Event.broken.CustomerEventCode"})
+        EXPECT_EQ(missed(key), 0) << key;
+}
+
+// Tips and codes come from wherever messages come from; see the table of files in docs/text-files.md. Where no
+// text has a line end of its own, a warning begins a line all the same.
+TEST_F(ModuleFiles, EventsHaveTipsAndCodesOfLibraries)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "tests run as root only";
+    m_folder.write("common.w4p",
+                   "Event.broken.Message=message\nEvent.broken.Tip.1=first\nEvent.broken.Tip.2=second\n");
+    m_folder.write("extra.de.w4p", "Event.broken.CustomerEventCode=E-17\n");
+    Outcome const english = module({"run", "-t", "1", "-d", "1"});
+    EXPECT_TRUE(has(english.out, "messageTip(0): firstTip(1): second\nWarning (")) << english.out;
+    EXPECT_TRUE(has(english.out, "\nTip(0): firstTip(1): second")) << english.out;
+    Outcome const german = module({"run", "-t", "1", "-d", "1", "-lang", "de"});
+    EXPECT_TRUE(has(german.out, "second\nWarning (E-17) : message\n")) << german.out;
 }
 
 // Whatever stands in the way, the old file stays and nothing half-made is left beside it.

@@ -16,6 +16,7 @@ static TestResult show(DiagDevice const&)
     DiagModule::progress(&name);
     s_broken->setVariable("part", Value("fan"));
     DiagModule::informative(s_broken, "describing.cpp", 1);
+    DiagModule::warning(s_broken, "describing.cpp", 2);
     return TestResult::PASS();
 }
 
@@ -24,7 +25,7 @@ static void chooseTests(DiagDevice&) {}
 static void createTests()
 {
     Parameter* const level =
-        DiagModule::createParameter("level", DataType::INT32(), "", true, false, "-3..3, 7");
+        DiagModule::createParameter("level", DataType::INT32(), "", true, false, "-3..3,\n7");
     Parameter* const odd = DiagModule::createParameter("odd=#\xC3\xBC", DataType::STRING(), "a=b", false);
     DiagModule::createParameter("attachedToNoTest", DataType::BOOLEAN(), "true", false);
     DiagModule::createParameter("timeout", DataType::UINT32(), "30", false, true, "1..600");
@@ -42,7 +43,7 @@ static void createTests()
         ->addDeviceExistenceRequirement(DeviceCapability::CPU())
         ->addDeviceAbsenceRequirement(DeviceCapability::TapeDrive())
         ->addDevicePropertyRequirement("Size", "1..")
-        ->addDevicePropertyExclusion("Vendor", "acme, none")
+        ->addDevicePropertyExclusion("Vendor", "acme\\, inc, none")
         ->addOptionalDeviceCapabilities(DeviceCapability::Fan())
         ->addOptionalDeviceCapabilities(DeviceCapability::CDROM())
         ->addParameter(level)

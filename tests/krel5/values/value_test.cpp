@@ -78,6 +78,10 @@ TEST(Value, isMadeFromEveryIntegerType)
     EXPECT_EQ(typeOfNumber<bool>(true), "BOOLEAN");
     EXPECT_EQ(typeOf(Value(0)), "INT32");
     EXPECT_EQ(typeOf(Value("text")), "STRING");
+    std::string const text = "B\xC3\xA4r";
+    for (Value const& value :
+         {Value(text), Value(std::string_view(text)), Value(text + ""), Value(text.c_str())})
+        EXPECT_TRUE(value == Value(KrelString(text)));
     EXPECT_FALSE((std::is_constructible_v<Value, double>)) << "a real number needs its type";
     EXPECT_FALSE((std::is_constructible_v<Value, Event*>)) << "a pointer is no BOOLEAN";
     EXPECT_EQ(
@@ -197,6 +201,26 @@ TEST(Measurement, hexadecimalUnitsAreForCounts)
     EXPECT_EQ(KrelDiscreteMeasurement(KrelUnitType::HERTZ(), 2.4, KrelUnitMagnitude::GIGA()).value(),
               2400000000u);
     EXPECT_TRUE(KrelUnitMagnitude::AUTOSCALEUNIT() != base);
+}
+
+// Each of these had no way from std::string to KrelString, or has two now.
+TEST(Value, standardStringsStandWhereTextsAreAskedFor)
+{
+    std::string const text = "a b";
+    std::string_view const view = text;
+    Event event("SomeEvent", 1);
+    event.setVariable(text, text)->setVariable("view", view);
+    EXPECT_TRUE(event.imp().message().valueForVariable("a b").string() == zel::String("a b"));
+    Value list(DataType::STRINGARRAY());
+    list.append(text);
+    list.append(view);
+    EXPECT_EQ(utf8(list.toString()), "a b, a b");
+    EXPECT_EQ(utf8(LocalizedString("key", text).localizedString() + text + view), "a ba ba b");
+    EXPECT_EQ(KrelString("a b"), text);
+    EXPECT_EQ(Value(std::string("0x2A"), DataType::UINT32()).valueUint32(), 42u);
+    EXPECT_EQ(messageOf<KrelException>([&] { throw KrelException(text); }), "a b");
+    EXPECT_EQ(messageOf<KrelException>([&] { throw KrelException(view); }), "a b");
+    EXPECT_EQ(KrelString(std::string_view("a\0b", 3)).size(), 3u);
 }
 
 // A localized string inside a text is refused everywhere, under the operation's own name, and nothing

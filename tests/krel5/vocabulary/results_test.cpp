@@ -38,6 +38,24 @@ TEST(TestResult, mergesToTheGreaterPriority)
     EXPECT_EQ(TestResult::FAIL().toString(), "FAIL"); // the constants took no part
 }
 
+// What merge() makes of a FAIL is why the other fold is there.
+TEST(TestResult, failStaysWhereItIsMeantTo)
+{
+    for (TestResult const& other :
+         {TestResult::SKIPPED(), TestResult::COMPLETED(), TestResult::NOTSUPPORTED(), TestResult::WARN(),
+          TestResult::PASS(), TestResult::FAIL()}) {
+        bool const isGreater = other.priority() > TestResult::FAIL().priority();
+        EXPECT_EQ(TestResult(TestResult::FAIL()).merge(other), isGreater ? other : TestResult::FAIL());
+        TestResult first = TestResult::FAIL(), second = other;
+        EXPECT_EQ(&first.mergeKeepingFail(other), &first);
+        EXPECT_EQ(first, TestResult::FAIL()) << other.toString().getUTF8Buffer();
+        EXPECT_EQ(second.mergeKeepingFail(TestResult::FAIL()), TestResult::FAIL());
+        EXPECT_EQ(TestResult(TestResult::PASS()).mergeKeepingFail(other), other) << "else as merge()";
+    }
+    EXPECT_EQ(TestResult(TestResult::SKIPPED()).mergeKeepingFail(TestResult::NOTSUPPORTED()),
+              TestResult::SKIPPED());
+}
+
 TEST(TestResult, aMergeLeavesTheTextAloneUntilItIsAskedFor)
 {
     TestResult result = TestResult::PASS();

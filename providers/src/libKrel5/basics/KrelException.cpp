@@ -55,6 +55,18 @@ KrelException::KrelException(char const* message)
     setMessageWithStackTrace(message);
 }
 
+KrelException::KrelException(std::string const& message)
+{
+    zel::TraceScope const scope(exceptionLogger(), "KrelException Ctor from std::string", __LINE__);
+    setMessageWithStackTrace(message);
+}
+
+KrelException::KrelException(std::string_view message)
+{
+    zel::TraceScope const scope(exceptionLogger(), "KrelException Ctor from std::string_view", __LINE__);
+    setMessageWithStackTrace(message);
+}
+
 KrelException::KrelException(zel::String const& message)
 {
     zel::TraceScope const scope(exceptionLogger(), "KrelException Ctor from zel::String", __LINE__);

@@ -31,6 +31,10 @@ KrelString::KrelString(char const* utf8) : m_holder(KrelStringInternalData(zel::
 
 KrelString::KrelString(unsigned short const* ucs2) : m_holder(KrelStringInternalData(zel::String(ucs2))) {}
 
+KrelString::KrelString(std::string const& utf8) : m_holder(KrelStringInternalData(zel::String(utf8))) {}
+
+KrelString::KrelString(std::string_view utf8) : m_holder(KrelStringInternalData(zel::String(utf8))) {}
+
 KrelString::KrelString(zel::String const& text) : m_holder(KrelStringInternalData(text)) {}
 
 KrelString::KrelString(KrelString const& other) = default;

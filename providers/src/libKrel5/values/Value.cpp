@@ -90,6 +90,8 @@ Value::Value(bool value) : m_holder(ValueInternalData(zel::ValueImp(value))) {}
 Value::Value(double value, DataType const& type) : m_holder(ValueInternalData(fromReal(value, type))) {}
 Value::Value(char const* utf8) : m_holder(ValueInternalData(zel::ValueImp(zel::String(utf8)))) {}
 Value::Value(unsigned short const* ucs2) : m_holder(ValueInternalData(zel::ValueImp(zel::String(ucs2)))) {}
+Value::Value(std::string const& utf8) : m_holder(ValueInternalData(zel::ValueImp(zel::String(utf8)))) {}
+Value::Value(std::string_view utf8) : m_holder(ValueInternalData(zel::ValueImp(zel::String(utf8)))) {}
 Value::Value(KrelString const& value) : m_holder(ValueInternalData(zel::ValueImp(value.zelString()))) {}
 Value::Value(zel::String const& value) : m_holder(ValueInternalData(zel::ValueImp(value))) {}
 Value::Value(zel::CString const& value) : m_holder(ValueInternalData(zel::ValueImp(zel::String(value)))) {}

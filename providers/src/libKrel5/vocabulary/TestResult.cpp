@@ -34,6 +34,13 @@ TestResult& TestResult::merge(TestResult const& other)
     return *this;
 }
 
+TestResult& TestResult::mergeKeepingFail(TestResult const& other)
+{
+    if (*this == FAIL())
+        return *this;
+    return other == FAIL() ? *this = other : merge(other);
+}
+
 // Only a merge makes the cache stale. A constant's never is, so that threads may read constants together.
 KrelString const& TestResult::toString() const
 {

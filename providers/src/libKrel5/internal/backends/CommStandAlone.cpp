@@ -28,13 +28,6 @@ zel::Logger& logger()
 
 zel::OStream& out() { return zel::OStream::out(); }
 
-// Without a line end: the text may bring its own.
-void printText(zel::String const& text)
-{
-    out() << text.withoutControls(true);
-    out().flush();
-}
-
 // What stands in one line: names and values come from devices, and none may begin a line of its own.
 zel::String inLine(zel::String const& text) { return text.withoutControls(false); }
 
@@ -47,6 +40,11 @@ zel::TestRunImp* currentRun()
     if (!run)
         ZEL_LOG(logger(), zel::LogLevel::Critical) << "StateManager is missing its TestRunImp ";
     return run;
+}
+
+bool isFault(zel::EventTypeImp const& type)
+{
+    return type == zel::EventTypeImp::ERR() || type == zel::EventTypeImp::WARNING();
 }
 
 zel::String deviceLine(zel::DeviceImp const& device, std::size_t position)
@@ -70,16 +68,37 @@ void printDeviceLine(zel::DeviceImp const& device, std::size_t position)
 
 } // namespace
 
+void CommStandAlone::printLine(zel::String const& line)
+{
+    out() << line << endl;
+    m_lineIsOpen = false;
+}
+
+// Without a line end: the text may bring its own.
+void CommStandAlone::printText(zel::String const& text)
+{
+    out() << text.withoutControls(true);
+    out().flush();
+    if (!text.empty())
+        m_lineIsOpen = !text.endsWith("\n");
+}
+
+void CommStandAlone::endOpenLine()
+{
+    if (m_lineIsOpen)
+        printLine("");
+}
+
 void CommStandAlone::sendPercentDoneMessage()
 {
     if (zel::TestRunImp const* const run = currentRun())
-        out() << "Percent Done: " << run->percentComplete() << "%" << endl;
+        printLine(zel::String("Percent Done: ") + zel::String::number(run->percentComplete()) + "%");
 }
 
 void CommStandAlone::sendEstimatedTimeLeftMessage()
 {
     if (zel::TestRunImp const* const run = currentRun())
-        out() << "Estimated Time Left: " << run->estimatedTimeLeft() << endl;
+        printLine(zel::String("Estimated Time Left: ") + zel::String::number(run->estimatedTimeLeft()));
 }
 
 void CommStandAlone::sendProgressInformativeMessage()
@@ -93,9 +112,12 @@ void CommStandAlone::sendEvent()
     zel::TestRunImp* const run = currentRun();
     if (!run)
         return;
-    while (auto const event = run->nextEvent())
+    while (auto const event = run->nextEvent()) {
+        if (isFault(event->type())) // people and tools look for "Error (" at the beginning of a line
+            endOpenLine();
         for (zel::String const& text : eventTexts(*event))
             printText(text);
+    }
 }
 
 void CommStandAlone::sendVersion()

@@ -6,7 +6,8 @@
 
 namespace krel5 {
 
-/// Holds no state of its own: everything is in the process's state manager and test-run manager.
+/// What it shows is in the process's state manager and test-run manager; of its own it knows only whether the
+/// last text left its line open.
 /// Thread rule: that of CommInterface; it starts no thread and takes no lock.
 class CommStandAlone : public CommInterface
 {
@@ -45,6 +46,11 @@ public:
 
 private:
     void receiveDiagnosticDevices();
+    void printLine(zel::String const& line);
+    void printText(zel::String const& text);
+    void endOpenLine();
+
+    bool m_lineIsOpen = false; // under the library mutex, as the reports are
 };
 
 } // namespace krel5
