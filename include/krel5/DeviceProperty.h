@@ -8,9 +8,9 @@
 // A property that a device holds is reached through the device; a property that the module declared is the
 // pattern from which devices take copies. SyncDeviceProperty declares one; the module facade whose factories
 // declare the other kinds is to come. Thread rule: what is returned by value or as a text may be asked for
-// from several threads, and a returned text stays valid and unchanged as long as the handle; one object is not
-// changed in one thread while another uses it, nor is the value of valueRef(). See SyncDeviceProperty for filling
-// many devices from several threads.
+// from several threads, and a returned text stays valid and unchanged as long as the handle; one object is
+// not changed in one thread while another uses it, nor is the value of valueRef(). See SyncDeviceProperty for
+// filling many devices from several threads.
 
 #include <krel5/DataHolder.h>
 #include <krel5/Export.h>
@@ -56,8 +56,8 @@ public:
     Value value() const;
     /// The value in place; changing it changes the property. Nobody looks at the type then.
     Value& valueRef();
-    /// Stores a copy of the value. One of another type than declared is stored as it is, with a warning in the
-    /// log: the module's metadata says something else of it. Returns this.
+    /// Stores a copy of the value. One of another type than declared is stored as it is, with a warning in
+    /// the log: the module's metadata says something else of it. Returns this.
     DeviceProperty* setValue(Value const& value);
 
     /// The group property under which this one is shown; null: top level. The group must outlive this

@@ -7,8 +7,8 @@
 //     int file = open(device.osLocator().getUTF8Buffer(), O_RDONLY);
 //
 // Thread rule: every operation takes the library's one mutex. A returned reference stays valid as long as the
-// device, whatever becomes of the handle, and its text never changes: a device that is renamed keeps its earlier
-// names beside the new one. Such a text may be read from several threads at once.
+// device, whatever becomes of the handle, and its text never changes: a device that is renamed keeps its
+// earlier names beside the new one. Such a text may be read from several threads at once.
 
 #include <krel5/DataHolder.h>
 #include <krel5/Export.h>

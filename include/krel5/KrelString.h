@@ -36,7 +36,8 @@ public:
     KrelString(char const* utf8);
     /// From zero-terminated UCS-2; null counts as empty.
     KrelString(unsigned short const* ucs2);
-    /// From UTF-8, so that either may stand where a text is asked for; a zero byte in it does not end the text.
+    /// From UTF-8, so that either may stand where a text is asked for; a zero byte in it does not end the
+    /// text.
     KrelString(std::string const& utf8);
     KrelString(std::string_view utf8);
     KrelString(zel::String const& text);

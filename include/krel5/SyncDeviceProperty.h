@@ -18,9 +18,9 @@ class KREL5_EXPORT SyncDeviceProperty
 {
 public:
     /// Declares the property. Before start() or inside the module-init callback, else InvalidInitException;
-    /// InvalidKeyException for a key that is empty or has a blank. Where the module has declared a property of the
-    /// key already, this object stands for that one as it is; category, type, capability and group given here
-    /// have no effect then, which the log says.
+    /// InvalidKeyException for a key that is empty or has a blank. Where the module has declared a property
+    /// of the key already, this object stands for that one as it is; category, type, capability and group
+    /// given here have no effect then, which the log says.
     SyncDeviceProperty(char const* key, PropertyCategory const& category, DataType const& type,
                        DeviceCapability const& capability);
     /// The same, shown under `group`.

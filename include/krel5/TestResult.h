@@ -8,7 +8,8 @@
 //
 // FAIL is also a macro of several test frameworks, GoogleTest among them. Where one of these is included,
 // `TestResult::FAIL()` does not compile: write `(TestResult::FAIL)()`, or keep the macro away with
-// `#define GTEST_DONT_DEFINE_FAIL 1` in front of <gtest/gtest.h>. This header may be included before and after it.
+// `#define GTEST_DONT_DEFINE_FAIL 1` in front of <gtest/gtest.h>. This header may be included before and
+// after it.
 //
 // Thread rule: one handle is not used from two threads at once; the constants may be read from any thread.
 
@@ -48,8 +49,8 @@ public:
     int priority() const;
     /// Folds another result into this one: this becomes the one of greater priority, and stays on a tie.
     /// Returns this result, so that calls chain. Beware: the priorities put nearly everything above FAIL,
-    /// SKIPPED, COMPLETED, NOT SUPPORTED and WARNING among it, so that FAIL merged with one of these is FAIL no
-    /// more. For the parts of a verdict take the next one.
+    /// SKIPPED, COMPLETED, NOT SUPPORTED and WARNING among it, so that FAIL merged with one of these is FAIL
+    /// no more. For the parts of a verdict take the next one.
     TestResult& merge(TestResult const& other);
     /// As merge(), but FAIL stays: where one of the two is FAIL, so is this.
     TestResult& mergeKeepingFail(TestResult const& other);

@@ -40,8 +40,8 @@ public:
     /// integer type holds, is refused with InvalidDataTypeException, which names it.
     Value(long value);
     Value(long long value);
-    /// UINT64, whatever the number, where the type has 64 bits (std::uint64_t and std::size_t come here), else
-    /// UINT32.
+    /// UINT64, whatever the number, where the type has 64 bits (std::uint64_t and std::size_t come here),
+    /// else UINT32.
     Value(unsigned long value);
     Value(unsigned long long value); ///< UINT64, whatever the number
     Value(bool value);               ///< BOOLEAN

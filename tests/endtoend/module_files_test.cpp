@@ -342,8 +342,8 @@ TEST_F(ModuleFiles, NotesNameWhatIsNotTranslated)
         EXPECT_EQ(missed(key), 0) << key;
 }
 
-// Tips and codes come from wherever messages come from; see the table of files in docs/text-files.md. Where no
-// text has a line end of its own, a warning begins a line all the same.
+// Tips and codes come from wherever messages come from; see the table of files in docs/text-files.md. Where
+// no text has a line end of its own, a warning begins a line all the same.
 TEST_F(ModuleFiles, EventsHaveTipsAndCodesOfLibraries)
 {
     if (::geteuid() != 0)

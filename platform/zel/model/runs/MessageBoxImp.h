@@ -8,8 +8,8 @@
 
 namespace zel {
 
-/// A question to the person: title, text, the answers that may be given, one of them the default, and how it is
-/// to be shown. Thread rule: one thread at a time.
+/// A question to the person: title, text, the answers that may be given, one of them the default, and how it
+/// is to be shown. Thread rule: one thread at a time.
 class ZEL_EXPORT MessageBoxImp
 {
 public:
@@ -69,8 +69,8 @@ public:
     /// Reads one line without its end; false at the end of input or when the wait was interrupted by a stop.
     using ReadLine = std::function<bool(String&)>;
     /// Asks on a console: prints the question and a numbered list, reads a number, a text or its first
-    /// letters that fit one answer alone, in the person's language before English; an empty line is the default. Asks again at most 10 times, then
-    /// takes the default. No more input: the cancel answer.
+    /// letters that fit one answer alone, in the person's language before English; an empty line is the
+    /// default. Asks again at most 10 times, then takes the default. No more input: the cancel answer.
     void present(OStream& out, ReadLine const& readLine);
 
 private:

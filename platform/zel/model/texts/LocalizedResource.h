@@ -21,8 +21,8 @@ public:
     /// libraries that the module registered. Nothing when no file has it, or `moduleGuid` is no file name.
     static std::optional<String> find(String const& moduleGuid, String const& key,
                                       LanguageImp const& language);
-    /// The same without the plain files, which are in no language: nothing where only those have the key. They
-    /// count for the default language.
+    /// The same without the plain files, which are in no language: nothing where only those have the key.
+    /// They count for the default language.
     static std::optional<String> findInLanguage(String const& moduleGuid, String const& key,
                                                 LanguageImp const& language);
     /// Paths of all files that find() asks, in its order: the module's candidates, then those of each library

@@ -11,8 +11,9 @@
 
 namespace krel5 {
 
-/// Each operation takes the library mutex and reads the record of the device. The texts belong to that record,
-/// not to a handle: they stay valid and unchanged as long as the device, and any thread may read them.
+/// Each operation takes the library mutex and reads the record of the device. The texts belong to that
+/// record, not to a handle: they stay valid and unchanged as long as the device, and any thread may read
+/// them.
 struct DeviceInternalData
 {
     KrelString const& name() const;

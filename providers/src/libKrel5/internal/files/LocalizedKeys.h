@@ -19,8 +19,8 @@ public:
     zel::String listText() const;
     /// Content of a fresh text file: every key with its default text, or empty.
     zel::String skeletonText() const;
-    /// For the author: keys that have no text in the current language, and keys of the module's most particular
-    /// text file that no object has.
+    /// For the author: keys that have no text in the current language, and keys of the module's most
+    /// particular text file that no object has.
     std::vector<zel::String> notes() const;
 
 private:
