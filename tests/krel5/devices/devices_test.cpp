@@ -384,8 +384,10 @@ TEST(SyncDeviceProperty, fillsDevicesFromSeveralThreads)
 TEST(SyncDeviceProperty, aSecondOneOfAKeyHasNoEffect)
 {
     auto const declared = [](char const* key, auto const&... group) {
-        return new SyncDeviceProperty(key, PropertyCategory::Group(), DataType::STRING(),
-                                      DeviceCapability::HardDrive(), group...);
+        static auto* const s_declared = new std::vector<SyncDeviceProperty*>(); // for the life of the process
+        s_declared->push_back(new SyncDeviceProperty(key, PropertyCategory::Group(), DataType::STRING(),
+                                                     DeviceCapability::HardDrive(), group...));
+        return s_declared->back();
     };
     SyncDeviceProperty* const one = declared("twice.one");
     SyncDeviceProperty* const two = declared("twice.two");
