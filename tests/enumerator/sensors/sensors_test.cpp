@@ -166,7 +166,7 @@ TEST(Sensors, StandBelowWhatTheyMeasureAndAreNamedAfterIt)
 {
     std::string const top = "sys/devices/pci0000:00/";
     std::string const ata = top + "0000:00:1f.2/ata1/host0/target0:0:0/0:0:0:0";
-    std::string const supplies = "sys/devices/LNXSYSTM:00/PNP0C0A:00/power_supply/";
+    std::string const optical = top + "0000:00:1f.2/ata2/host1/target1:0:0/1:0:0:0";
     struct Chip
     {
         char const *number, *name;
@@ -186,11 +186,11 @@ TEST(Sensors, StandBelowWhatTheyMeasureAndAreNamedAfterIt)
          "Memory Memory"},
         {"hwmon6", "coretemp", "sys/devices/platform/coretemp.0", "Processor 0 temperature 1", "CPU CPU:0"},
         {"hwmon7", "coretemp", "sys/devices/platform/coretemp.1", "Processor 1 temperature 1", "CPU CPU:1"},
-        {"hwmon8", "acpitz", "", "Thermal zone hwmon8 temperature 1", "System System"},
+        {"hwmon8", "acpitz", "", "Thermal zone hwmon8 temperature 1", "System System"}, // no zone is named
         {"hwmon9", "acpitz", "", "Thermal zone hwmon9 temperature 1", "System System"},
         {"hwmon10", "iwlwifi_1", "", "Wireless network card temperature 1", "System System"},
         {"hwmon11", "k10temp", top + "0000:00:18.3", "Processor temperature 1", "CPU CPU:3"},
-        {"hwmon12", "BAT0", supplies + "BAT0", "Battery temperature 1", "Battery POWER:BAT0"},
+        {"hwmon12", "drivetemp", optical, "DVD-RAM UJ-842 temperature 1", "DVD SATA:250:2:0:0"},
         {"hwmon13", "nct6775", "sys/devices/platform/nct6775.656", "nct6775 temperature 1", "System System"},
     };
     MemoryRoot root;
@@ -203,7 +203,10 @@ TEST(Sensors, StandBelowWhatTheyMeasureAndAreNamedAfterIt)
         .file(ata + "/model", "ST910021AS  \n")
         .file(ata + "/block/sda/size", "1\n")
         .link("sys/block/sda", "/" + ata + "/block/sda")
-        .file(supplies + "BAT0/type", "Battery\n")
+        .file(optical + "/model", "DVD-RAM UJ-842  \n")
+        .file(optical + "/block/sr0/size", "1\n")
+        .link("sys/block/sr0", "/" + optical + "/block/sr0")
+        .file("proc/sys/dev/cdrom/info", "drive name:\tsr0\nCan read DVD:\t1\n")
         .file("sys/devices/system/cpu/cpu0/topology/physical_package_id", "3\n");
     for (Chip const& chip : chips) {
         std::string const folder = std::string("sys/class/hwmon/") + chip.number;
@@ -219,6 +222,46 @@ TEST(Sensors, StandBelowWhatTheyMeasureAndAreNamedAfterIt)
         EXPECT_EQ((sensor.parentType.toString() + " " + sensor.parentLocator).toUtf8(), chips[i].below)
             << chips[i].wanted;
     }
+}
+
+// The kernel makes a chip of each battery, supply and thermal zone, of files that their own records tell of.
+TEST(Sensors, WhatHasARecordIsNoChipAsWell)
+{
+    std::string const supplies = "sys/devices/LNXSYSTM:00/PNP0C0A:00/power_supply/";
+    struct Chip
+    {
+        char const* name;
+        std::string device;
+        bool isKnown; ///< its class has it, too
+        char const* wanted;
+    } const chips[] = {
+        {"BAT0", supplies + "BAT0", true, nullptr},
+        {"BAT1", supplies + "BAT1", false, "Battery temperature 1"},
+        {"hidpp_battery_0", "sys/devices/0003:046D:405E/power_supply/hidpp_battery_0", true, nullptr},
+        {"acpitz", "sys/devices/virtual/thermal/thermal_zone0", true, nullptr},
+        {"SEN1", "sys/devices/virtual/thermal/thermal_zone1", true, nullptr},
+        {"acpitz", "sys/devices/virtual/thermal/thermal_zone2", false,
+         "Thermal zone thermal_zone2 temperature 1"},
+        {"iwlwifi_1", "sys/devices/virtual/thermal/thermal_zone3", true,
+         "Wireless network card temperature 1"},
+    };
+    MemoryRoot root;
+    std::vector<std::string> wanted;
+    for (std::size_t i = 0; i < std::size(chips); ++i) {
+        std::string const folder = "sys/class/hwmon/hwmon" + std::to_string(i), &device = chips[i].device;
+        root.files(folder, {{"name", chips[i].name + std::string("\n")}, {"temp1_input", "30000\n"}})
+            .link(folder + "/device", "/" + device)
+            .file(device + "/type", "Battery\n");
+        std::string const kind = device.find("/thermal/") == std::string::npos ? "power_supply/" : "thermal/";
+        if (chips[i].isKnown)
+            root.link("sys/class/" + kind + device.substr(device.rfind('/') + 1), "/" + device);
+        if (chips[i].wanted)
+            wanted.emplace_back(chips[i].wanted);
+    }
+    std::vector<std::string> names;
+    for (DeviceDescription const& sensor : discovered(&discoverSensors, root).devices)
+        names.push_back(sensor.name.toUtf8());
+    EXPECT_EQ(names, wanted);
 }
 
 TEST(Sensors, SilenceHasAReason)
@@ -311,6 +354,14 @@ TEST(Power, EnergyAndChargeBatteries)
                                                {"charge_now", "5879000\n"},
                                                {"current_now", "-4520000\n"},
                                                {"power_now", "34350000\n"},
+                                               {"voltage_now", "8370000\n"},
+                                               {"voltage_min", "0\n"},
+                                               {"voltage_max", "8700000\n"},
+                                               {"current_max", "0\n"},
+                                               {"temp", "-53\n"},
+                                               {"temp_alert_min", "0\n"},
+                                               {"temp_alert_max", "450\n"},
+                                               {"temp_max", "600\n"},
                                                {"cycle_count", "17\n"},
                                                {"voltage_min_design", "7600000\n"}});
     root.files("sys/class/power_supply/BAT2", {{"type", "Battery\n"}, {"present", "0\n"}});
@@ -324,8 +375,14 @@ TEST(Power, EnergyAndChargeBatteries)
     for (Measured const& m :
          {Measured{"POWER:BAT0", "FullCapacity", 42.12}, Measured{"POWER:BAT0", "DesignVoltage", 10.8},
           Measured{"POWER:BAT0", "Power", 25.83}, Measured{"POWER:BAT1", "FullCapacity", 8.548123 * 7.6},
-          Measured{"POWER:BAT1", "Current", -4.52}, Measured{"POWER:BAT1", "Power", 34.35}})
+          Measured{"POWER:BAT1", "Current", -4.52}, Measured{"POWER:BAT1", "Power", 34.35},
+          Measured{"POWER:BAT1", "Voltage", 8.37}, Measured{"POWER:BAT1", "MaximumVoltage", 8.7},
+          Measured{"POWER:BAT1", "Temperature", -5.3}, Measured{"POWER:BAT1", "MinimumTemperature", 0},
+          Measured{"POWER:BAT1", "MaximumTemperature", 45},
+          Measured{"POWER:BAT1", "CriticalTemperature", 60}})
         EXPECT_NEAR(measured(sink, m.location, m.key), m.value, 1e-9) << m.location << " " << m.key;
+    for (char const* unset : {"MinimumVoltage", "MaximumCurrent"})
+        EXPECT_EQ(fact(sink, "POWER:BAT1", unset), "-");
     auto const percent = [&sink](char const* location, std::string_view key) {
         for (auto const& [name, value] : sink.at(location)->properties)
             if (name == key)
@@ -382,10 +439,14 @@ TEST(Power, UselessNumbers)
                                                {"energy_full_design", "0\n"},
                                                {"energy_full", "-1\n"},
                                                {"energy_now", "full\n"},
+                                               {"temp", "2147483647\n"},
+                                               {"temp_alert_min", "0\n"},
+                                               {"temp_alert_max", "0\n"},
                                                {"voltage_now", "99999999999999999999\n"}});
     RecordingSink const sink = discovered(&discoverPower, root);
     ASSERT_EQ(sink.devices.size(), 1u);
-    for (char const* key : {"Charge", "Health", "FullCapacity", "RemainingCapacity", "Voltage"})
+    for (char const* key : {"Charge", "Health", "FullCapacity", "RemainingCapacity", "Voltage", "Temperature",
+                            "MinimumTemperature", "MaximumTemperature"})
         EXPECT_EQ(fact(sink, "POWER:BAT0", key), "-") << key;
 }
 

@@ -36,9 +36,14 @@ std::vector<std::string_view> columns(std::string_view text)
 
 } // namespace
 
-std::map<std::string, CapabilityImp, std::less<>> parseCdromInfo(std::string_view text)
+OpticalDrives opticalDrives(Root const& root)
 {
-    std::map<std::string, CapabilityImp, std::less<>> drives;
+    return parseCdromInfo(root.read("proc/sys/dev/cdrom/info", 1u << 16).value_or(""));
+}
+
+OpticalDrives parseCdromInfo(std::string_view text)
+{
+    OpticalDrives drives;
     std::vector<std::string_view> names;
     for (std::string_view const line : text::split(text, '\n')) {
         std::size_t const colon = line.find(':');

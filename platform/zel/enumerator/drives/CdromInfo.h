@@ -1,6 +1,7 @@
 #pragma once
 // What optical drives can do, from /proc/sys/dev/cdrom/info: a table with one column a drive.
 
+#include <zel/enumerator/root/Root.h>
 #include <zel/model/vocabulary/CapabilityImp.h>
 
 #include <map>
@@ -10,7 +11,10 @@
 namespace zel {
 
 /// Capabilities by drive name ("sr0"); every drive named has at least CDROM.
-std::map<std::string, CapabilityImp, std::less<>> parseCdromInfo(std::string_view text);
+using OpticalDrives = std::map<std::string, CapabilityImp, std::less<>>;
+OpticalDrives parseCdromInfo(std::string_view text);
+/// Of that machine.
+OpticalDrives opticalDrives(Root const& root);
 /// The member of an optical drive's capabilities that names it best: the one of greatest rank.
 CapabilityImp opticalType(CapabilityImp const& capabilities);
 

@@ -3,6 +3,7 @@
 // vital product data pages need Linux 3.15; nothing needs a privilege.
 #include <zel/enumerator/drives/Drive.h>
 
+#include <zel/enumerator/drives/CdromInfo.h>
 #include <zel/enumerator/drives/ScsiVpd.h>
 #include <zel/enumerator/root/Text.h>
 
@@ -197,6 +198,13 @@ DriveIdentity readIdentity(Root const& root, Drive const& drive)
         break;
     }
     return identity;
+}
+
+CapabilityImp recordType(Root const& root, Drive const& drive)
+{
+    if (isNumbered(drive.kernelName, "sr"))
+        return opticalType(opticalDrives(root)[drive.kernelName]);
+    return isNumbered(drive.kernelName, "fd") ? CapabilityImp::FloppyDrive() : CapabilityImp::HardDrive();
 }
 
 std::pair<String, char const*> driveLocation(HardwareTree const& tree, Drive const& drive)

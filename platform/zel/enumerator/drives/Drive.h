@@ -31,6 +31,8 @@ struct DriveIdentity
 };
 DriveIdentity readIdentity(Root const& root, Drive const& drive);
 
+/// What the drive's record is: hard drive, floppy drive, or the best that an optical drive can do.
+CapabilityImp recordType(Root const& root, Drive const& drive);
 /// Location and bus class, before it is made unique.
 std::pair<String, char const*> driveLocation(HardwareTree const& tree, Drive const& drive);
 

@@ -148,7 +148,7 @@ void addDisk(Drive const& drive, HardwareTree& tree, MountedDevices const& mount
     auto const rotational = flag(root, queue + "rotational");
     auto const removable = flag(root, drive.path + "/removable");
     DeviceDescription device;
-    device.type = drive.kernelName.starts_with("fd") ? C::FloppyDrive() : C::HardDrive();
+    device.type = recordType(root, drive);
     device.capabilities = device.type;
     device.description = descriptionOf(drive.bus, rotational, removable.value_or(false));
     if (removable.value_or(false) || drive.bus == DriveBus::MemoryCard)
@@ -207,7 +207,7 @@ std::vector<std::string> drivesOf(Root const& root)
 void discoverDrives(HardwareTree& tree, DeviceSink& sink)
 {
     MountedDevices const mounted(tree.root());
-    std::optional<std::map<std::string, C, std::less<>>> optical;
+    std::optional<OpticalDrives> optical;
     for (std::string const& name : drivesOf(tree.root())) {
         std::optional<Drive> const drive = readDrive(tree, name);
         if (!drive)
@@ -217,7 +217,7 @@ void discoverDrives(HardwareTree& tree, DeviceSink& sink)
             continue;
         }
         if (!optical)
-            optical = parseCdromInfo(tree.root().read("proc/sys/dev/cdrom/info", 1u << 16).value_or(""));
+            optical = opticalDrives(tree.root());
         addOptical(*drive, (*optical)[name], tree, sink);
     }
 }

@@ -10,7 +10,7 @@ namespace {
 
 using C = CapabilityImp;
 
-enum class Part { Processor, Memory, Other };
+enum class Part { Processor, Memory, Zone, Other };
 
 struct ChipWords
 {
@@ -36,7 +36,7 @@ constexpr ChipWords kChips[] = {
     {"xe", "Graphics card", Part::Other},
     {"iwlwifi", "Wireless network card", Part::Other},
     {"pch_", "Chipset", Part::Other},
-    {"acpitz", "Thermal zone", Part::Other},
+    {"acpitz", "Thermal zone", Part::Zone},
     {"ucsi_source_psy_", "USB-C power supply", Part::Other},
     {"BAT", "Battery", Part::Other},
     {"thinkpad", "ThinkPad", Part::Other},
@@ -100,19 +100,8 @@ bool placeAtDrive(HardwareTree const& tree, std::string const& folder, std::stri
     part.title = model ? *model : "Drive " + name.value_or(device);
     auto const drive = name ? readDrive(tree, *name) : std::nullopt;
     if (drive)
-        place(part, C::HardDrive(), driveLocation(tree, *drive).first);
+        place(part, recordType(tree.root(), *drive), driveLocation(tree, *drive).first);
     return drive.has_value();
-}
-
-/// False when the chip is none of a battery or supply.
-bool placeAtSupply(Root const& root, std::string const& folder, std::string const& device,
-                   MonitoredPart& part)
-{
-    if (folder.find("/power_supply/") == std::string::npos)
-        return false;
-    bool const isBattery = root.text(folder + "/type") == "Battery";
-    place(part, isBattery ? C::Battery() : C::PowerSupply(), String("POWER:" + device));
-    return true;
 }
 
 } // namespace
@@ -136,13 +125,25 @@ MonitoredPart monitoredPart(HardwareTree const& tree, MonitoringChip const& chip
         place(part, C::CPU(), location::cpu(static_cast<int>(*package)).text);
     } else if (words && words->part == Part::Memory) {
         place(part, C::Memory(), location::memory().text);
-    } else if (!folder || (!placeAtDrive(tree, *folder, *chip.device, part) &&
-                           !placeAtSupply(root, *folder, *chip.device, part))) {
+    } else if (!folder || !placeAtDrive(tree, *folder, *chip.device, part)) {
         DeviceDescription device; // for the place that any device on that path has
         tree.placeBelowController(device, DevicePath::parse(folder.value_or("")));
         place(part, device.parentType, device.parentLocator);
     }
     return part;
+}
+
+bool isShownElsewhere(Root const& root, MonitoringChip const& chip)
+{
+    if (!chip.device)
+        return false;
+    auto const folder = root.resolve("sys/class/hwmon/" + chip.number + "/device");
+    if (folder && folder->find("/power_supply/") != std::string::npos)
+        return root.exists("sys/class/power_supply/" + *chip.device);
+    // A zone whose chip says what it measures is a sensor of that part as well.
+    ChipWords const* const words = wordsOf(chip.name);
+    return text::indexAfter(*chip.device, "thermal_zone") && (!words || words->part == Part::Zone) &&
+           root.exists("sys/class/thermal/" + *chip.device);
 }
 
 } // namespace zel

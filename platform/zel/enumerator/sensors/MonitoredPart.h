@@ -24,7 +24,11 @@ struct MonitoringChip
     std::size_t namesakes = 1;         ///< chips of that name on the machine, itself among them
 };
 
-/// The processor, drive, card, battery or memory; the bus's device that the chip hangs on; else the system.
+/// The processor, drive, card or memory; the bus's device that the chip hangs on; else the system.
 MonitoredPart monitoredPart(HardwareTree const& tree, MonitoringChip const& chip);
+
+/// Whether all that the chip tells stands on another record already: the kernel makes a chip of every battery and
+/// supply, and of thermal zones.
+bool isShownElsewhere(Root const& root, MonitoringChip const& chip);
 
 } // namespace zel

@@ -1,5 +1,5 @@
 // Batteries and power supplies, those that feed over USB with what they give and may give. Reads
-// /sys/class/power_supply/*; units are millionths
+// /sys/class/power_supply/*; units are millionths, temperatures tenths of a degree
 // (Documentation/ABI/testing/sysfs-class-power). Some firmware counts energy, some counts charge.
 
 #include <zel/enumerator/sensors/discover.h>
@@ -7,6 +7,7 @@
 #include <zel/enumerator/records/Describe.h>
 #include <zel/enumerator/records/Measures.h>
 #include <zel/enumerator/root/Text.h>
+#include <zel/enumerator/sensors/SensorReading.h>
 
 #include <algorithm>
 #include <cmath>
@@ -48,6 +49,14 @@ public:
         auto const count = number(attribute);
         return count ? Number(static_cast<double>(*count) / 1e6) : std::nullopt;
     }
+    /// Of tenths of a degree.
+    measure::Reading celsius(char const* attribute) const
+    {
+        constexpr std::int64_t kMost = 10'000; // the product below fits, and no battery is that hot
+        auto const tenths = number(attribute);
+        return tenths && *tenths >= -kMost && *tenths <= kMost ? sensor::celsius(*tenths * 100)
+                                                               : std::nullopt;
+    }
     bool has(char const* attribute) const
     {
         return std::find(m_attributes.begin(), m_attributes.end(), attribute) != m_attributes.end();
@@ -88,6 +97,30 @@ struct Capacity
     Number design, full, now;
 };
 
+/// What it feeds and how warm it is, each with its limits; the kernel makes a monitoring chip of the same files, which
+/// has no record. A limit of 0 was never set.
+void addReadings(Supply const& supply, Number current, Number power, DeviceDescription& device)
+{
+    auto const limit = [&supply](UnitType const& unit, char const* attribute) {
+        Number const value = supply.millionths(attribute);
+        return value && *value > 0 ? measure::reading(unit, value, 3) : std::nullopt;
+    };
+    device.add("Voltage", measure::reading(UnitType::VOLTS(), supply.millionths("voltage_now"), 3));
+    device.add("MinimumVoltage", limit(UnitType::VOLTS(), "voltage_min"));
+    device.add("MaximumVoltage", limit(UnitType::VOLTS(), "voltage_max"));
+    device.add("Current", measure::reading(UnitType::AMPS(), current, 3));
+    device.add("MaximumCurrent", limit(UnitType::AMPS(), "current_max"));
+    device.add("Power", measure::reading(UnitType::WATTS(), power, 2));
+    device.add("Temperature", supply.celsius("temp"));
+    bool const hasRange = supply.number("temp_alert_min") != 0 || supply.number("temp_alert_max") != 0;
+    if (hasRange) {
+        device.add("MinimumTemperature", supply.celsius("temp_alert_min"));
+        device.add("MaximumTemperature", supply.celsius("temp_alert_max"));
+    }
+    if (supply.number("temp_max").value_or(0) > 0)
+        device.add("CriticalTemperature", supply.celsius("temp_max"));
+}
+
 void addCapacities(Supply const& supply, DeviceDescription& device)
 {
     Number const volts = supply.millionths("voltage_min_design");
@@ -116,9 +149,7 @@ void addCapacities(Supply const& supply, DeviceDescription& device)
     Number power = supply.flow("power_now"), current = supply.flow("current_now");
     if (&counted == &energy && !power)
         std::swap(power, current);
-    device.add("Voltage", measure::reading(UnitType::VOLTS(), supply.millionths("voltage_now"), 3));
-    device.add("Current", measure::reading(UnitType::AMPS(), current, 3));
-    device.add("Power", measure::reading(UnitType::WATTS(), power, 2));
+    addReadings(supply, current, power, device);
 }
 
 /// Of what is plugged into a USB-C port, the port as the firmware counts it: "ucsi-source-psy-USBC000:001".
@@ -174,11 +205,7 @@ void addSupply(Supply const& supply, std::optional<std::string> const& kind, Dev
     if (auto const kinds = supply.text("usb_type"))
         if (auto const chosen = text::chosenOf(*kinds); chosen && *chosen != "Unknown")
             device.add("UsbSupplyType", chosen);
-    device.add("Voltage", measure::reading(UnitType::VOLTS(), supply.millionths("voltage_now"), 3));
-    device.add("MaximumVoltage", measure::reading(UnitType::VOLTS(), supply.millionths("voltage_max"), 3));
-    device.add("Current", measure::reading(UnitType::AMPS(), supply.flow("current_now"), 3));
-    device.add("MaximumCurrent", measure::reading(UnitType::AMPS(), supply.millionths("current_max"), 3));
-    device.add("Power", measure::reading(UnitType::WATTS(), supply.flow("power_now"), 2));
+    addReadings(supply, supply.flow("current_now"), supply.flow("power_now"), device);
     sink.add(std::move(device));
 }
 

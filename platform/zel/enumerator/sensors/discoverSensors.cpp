@@ -1,6 +1,6 @@
 // Sensors of temperature, voltage, current, power, energy and humidity, and fans, of hardware monitoring chips.
 // Reads /sys/class/hwmon/hwmon*: name, temp*, in*, fan*, curr*, power*, energy*, humidity*; before Linux 2.6.31
-// these stood in hwmon*/device. What a chip belongs to: MonitoredPart.h.
+// these stood in hwmon*/device. What a chip belongs to, and which chips show nothing of their own: MonitoredPart.h.
 
 #include <zel/enumerator/sensors/discover.h>
 
@@ -245,7 +245,10 @@ void discoverSensors(HardwareTree& tree, DeviceSink& sink)
             ++names[chips.emplace_back(readChip(root, number)).name];
     std::set<std::string> keys;
     for (Chip& chip : chips) {
-        chip.part = monitoredPart(tree, {chip.name, chip.number, chip.device, names[chip.name]});
+        MonitoringChip const monitoring{chip.name, chip.number, chip.device, names[chip.name]};
+        if (isShownElsewhere(root, monitoring))
+            continue;
+        chip.part = monitoredPart(tree, monitoring);
         chip.key = chip.name + ":" + chip.device.value_or(chip.number);
         if (!keys.insert(chip.key).second) // two chips of one kind on one device
             chip.key += ":" + chip.number;
