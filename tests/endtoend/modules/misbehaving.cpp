@@ -155,8 +155,8 @@ static TestResult late(DiagDevice const&)
 
 static TestResult ask(DiagDevice const&)
 {
-    MsgBoxReturn const answer = DiagModule::createMessageBox(MsgBoxType::YESNO, "Cable", "Is the cable in?",
-                                                             MsgBoxOption::DEFAULTSECOND);
+    MsgBoxReturn const answer = DiagModule::createMessageBox(
+        MsgBoxType::YESNO, "Cable", "Is the cable in?", MsgBoxOption::DEFAULTSECOND, LookAndFeel::WARNING);
     return answer == MsgBoxReturn::YES ? TestResult::PASS() : TestResult::NOCABLE();
 }
 

@@ -495,7 +495,7 @@ TEST(MessageBoxImp, takesNumbersTextsAndBeginnings)
                            {kCancel, "Nie", "Cancel"},
                            {kAgain, "Wiederholen", "Retry"}},
                           0, 1, {});
-        box.setWords({"(Vorgabe)", "Noch einmal."});
+        box.setWords({.defaultMark = "(Vorgabe)", .again = "Noch einmal."});
         int lines = 0;
         box.present(sink, [&, what = typed](String& line) {
             line = lines++ == 0 ? "n" : what; // which of the two is not said

@@ -22,16 +22,16 @@ MessageBoxImp::MessageBoxImp(String title, String text, std::vector<Answer> answ
       m_answer(m_answers.at(m_default).code)
 {}
 
-String MessageBoxImp::heading() const
+String MessageBoxImp::headingIn(Words const& words) const
 {
     switch (m_appearance.look) {
     case Look::Information:
     case Look::Question:
         return m_title;
     case Look::Warning:
-        return "Warning: " + m_title;
+        return words.warning + ": " + m_title;
     case Look::Error:
-        return "Error: " + m_title;
+        return words.error + ": " + m_title;
     }
     return m_title;
 }
@@ -84,7 +84,7 @@ MessageBoxImp::Answer const* MessageBoxImp::find(String const& typed) const
 
 void MessageBoxImp::present(OStream& out, ReadLine const& readLine)
 {
-    out << heading().withoutControls(false) << endl << m_text.withoutControls(true) << endl;
+    out << headingIn(m_words).withoutControls(false) << endl << m_text.withoutControls(true) << endl;
     for (std::size_t i = 0; i < m_answers.size(); ++i)
         out << "  " << static_cast<std::uint64_t>(i + 1) << ") " << m_answers[i].text.withoutControls(false)
             << (i == m_default ? String(" ") + m_words.defaultMark.withoutControls(false) : String()) << endl;

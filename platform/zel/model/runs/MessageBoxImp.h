@@ -19,9 +19,11 @@ public:
         String text;               ///< what the person reads and types, in his language: "Wiederholen"
         String english = String(); ///< "Retry": may be typed as well; empty: the same as the text
     };
-    /// What a console says around the answers, in the person's language.
+    /// What a console says around title and answers, in the person's language.
     struct Words
     {
+        String warning = String("Warning");
+        String error = String("Error");
         String defaultMark = String("(default)");
         String again = String("Please type one of the numbers or answers above.");
     };
@@ -48,8 +50,9 @@ public:
 
     void setWords(Words words) { m_words = std::move(words); }
     Appearance const& appearance() const noexcept { return m_appearance; }
-    /// The title where the look can only be said: "Warning: {title}".
-    String heading() const;
+    /// The title where the look can only be said, as the library's own lines say it: "Warning: {title}". What is
+    /// presented says it in the words of setWords().
+    String englishHeading() const { return headingIn(Words()); }
     String const& title() const noexcept { return m_title; }
     String const& text() const noexcept { return m_text; }
     std::vector<Answer> const& answers() const noexcept { return m_answers; }
@@ -74,6 +77,7 @@ public:
     void present(OStream& out, ReadLine const& readLine);
 
 private:
+    String headingIn(Words const& words) const;
     Answer const* find(String const& typed) const;
     Answer const* findWhole(String const& typed) const;
 

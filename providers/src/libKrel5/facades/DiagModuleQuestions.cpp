@@ -89,7 +89,7 @@ zel::MessageBoxImp makeBox(MsgBoxType type, KrelString const& title, KrelString 
 void takeDefault(zel::MessageBoxImp& box)
 {
     box.setAnswer(box.defaultCode());
-    zel::String const text = "Question \"" + box.heading().withoutControls(false) +
+    zel::String const text = "Question \"" + box.englishHeading().withoutControls(false) +
                              "\": nobody can be asked; the default answer \"" +
                              box.englishOf(box.defaultCode()) + "\" is taken";
     ZEL_LOG(logger(), zel::LogLevel::Warning) << text;

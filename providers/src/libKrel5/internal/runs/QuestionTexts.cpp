@@ -16,6 +16,8 @@ struct Row
     char const* german;
 };
 
+constexpr Row kWarning{"Question.Warning", "Warning", "Warnung"};
+constexpr Row kError{"Question.Error", "Error", "Fehler"};
 constexpr Row kDefaultMark{"Question.Default", "(default)", "(Vorgabe)"};
 constexpr Row kAgain{"Question.Again", "Please type one of the numbers or answers above.",
                      "Bitte eine der Nummern oder Antworten oben eingeben."};
@@ -58,6 +60,9 @@ zel::String QuestionTexts::answer(MsgBoxReturn answer) { return shown(row(answer
 
 zel::String QuestionTexts::english(MsgBoxReturn answer) { return row(answer).english; }
 
-zel::MessageBoxImp::Words QuestionTexts::words() { return {shown(kDefaultMark), shown(kAgain)}; }
+zel::MessageBoxImp::Words QuestionTexts::words()
+{
+    return {shown(kWarning), shown(kError), shown(kDefaultMark), shown(kAgain)};
+}
 
 } // namespace krel5
