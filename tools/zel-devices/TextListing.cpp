@@ -2,6 +2,8 @@
 
 #include "Listing.h"
 
+#include <algorithm>
+
 namespace listing {
 
 using namespace zel;
@@ -29,6 +31,31 @@ std::string wrapped(std::string const& line, std::size_t indent)
     return out + line.substr(begin) + "\n";
 }
 
+/// Whether the value is a list whose elements are sentences: the commas between them would not be told from theirs.
+bool isListOfPhrases(ValueImp const& value)
+{
+    if (value.type() != DataTypeImp::STRINGARRAY() || value.elementCount() < 2)
+        return false;
+    auto const& elements = value.stringArray();
+    return std::any_of(elements.begin(), elements.end(),
+                       [](String const& element) { return element.find(" ") != String::npos; });
+}
+
+void addProperty(PropertyImp const& property, std::size_t indent, std::string& out)
+{
+    constexpr std::size_t kStep = 4;
+    String const& name = property.spec()->defaultName();
+    std::string const line = std::string(indent, ' ') + harmless(name.empty() ? property.key() : name) + ":";
+    ValueImp const& value = property.value();
+    if (!isListOfPhrases(value)) {
+        out += wrapped(line + " " + harmless(value.toString()), indent + kStep);
+        return;
+    }
+    out += line + "\n";
+    for (String const& element : value.stringArray())
+        out += wrapped(std::string(indent + kStep, ' ') + harmless(element), indent + 2 * kStep);
+}
+
 void addDevice(StateManager const& state, DeviceImp const& device, std::size_t indent, std::string& out)
 {
     std::string const margin(indent, ' ');
@@ -39,12 +66,8 @@ void addDevice(StateManager const& state, DeviceImp const& device, std::size_t i
     if (!(device.state() == DeviceStateImp::FUNCTIONAL()))
         head += "  (" + harmless(device.state().toString()) + ")";
     out += head + "\n";
-    for (std::size_t i = 0; i < device.propertyCount(); ++i) {
-        PropertyImp const& property = device.getProperty(i);
-        String const& name = property.spec()->defaultName();
-        std::string const label = harmless(name.empty() ? property.key() : name);
-        out += wrapped(margin + "    " + label + ": " + harmless(property.value().toString()), indent + 8);
-    }
+    for (std::size_t i = 0; i < device.propertyCount(); ++i)
+        addProperty(device.getProperty(i), indent + 4, out);
     for (DeviceImp const* child : state.childrenOf(device))
         addDevice(state, *child, indent + 2, out);
 }

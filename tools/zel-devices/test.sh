@@ -64,6 +64,12 @@ check "count" 0 '^      Sectors that differed at the last check: 128$' --root "$
 check "count in XML" 0 '<Property key="MismatchCount" type="UINT64" name="[^"]*">128<' --root "$folder" --xml
 check "count in JSON" 0 '"value": 128\b' --root "$folder" --json
 check "list" 0 '^      Members and their states: sda1: in_sync$' --root "$folder"
+mkdir "$folder/sys/block/md0/md/dev-sdb1"
+printf 'faulty,write_error\n' > "$folder/sys/block/md0/md/dev-sdb1/state"
+check "list of phrases" 0 '^      Members and their states:$' --root "$folder"
+check "list of phrases" 0 '^          sdb1: faulty,write_error$' --root "$folder"
+check "list in XML" 0 '>sda1: in_sync, sdb1: faulty,write_error<' --root "$folder" --xml
+check "list in JSON" 0 '^ *"sdb1: faulty,write_error"$' --root "$folder" --json
 rm -r "$folder/sys/block"
 
 check "help" 0 '--root' --help
