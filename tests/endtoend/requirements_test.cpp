@@ -36,7 +36,7 @@ TEST_F(Requirements, BringOptionalDevices)
 {
     Outcome const cpu = module("requiring", {"run", "-t", "5", "-d", "1"});
     EXPECT_EQ(cpu.status, 0) << cpu.err;
-    EXPECT_TRUE(holds(cpu.out, "companions: all of them CPUs\n"));
+    EXPECT_TRUE(holds(cpu.out, "companions: all of them CPUs\nfirst: cpu0")) << "a text outlives its handle";
     Outcome const tape = module("requiring", {"run", "-t", "6", "-d", "1"});
     EXPECT_EQ(tape.status, 0) << tape.err;
     EXPECT_TRUE(holds(tape.out, "companions: none\n"));

@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <string_view>
+#include <vector>
 
 using namespace krel5;
 
@@ -20,6 +21,11 @@ static TestResult companions(DiagDevice const&)
     std::printf("companions: %s\n", count == 0            ? "none"
                                     : processors == count ? "all of them CPUs"
                                                           : "others");
+    if (count > 0) {
+        KrelString const& first = DiagModule::optionalDevice(0).osLocator(); // the device's, not the handle's
+        std::vector<KrelString> const others(100, "something else");
+        std::printf("first: %s\n", first.getUTF8Buffer());
+    }
     try {
         DiagModule::optionalDevice(count);
     } catch (IndexOutOfBoundsException const& e) {
