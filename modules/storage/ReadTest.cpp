@@ -90,37 +90,6 @@ EventKey eventOf(BadRange::Extent extent)
     return kEventBadBlock;
 }
 
-struct Ending
-{
-    Outcome m_outcome;
-    EventKey m_event;
-};
-
-/// How a test ends after an error that the medium is not to blame for.
-Ending endingOf(DriveError error)
-{
-    switch (error) {
-    case DriveError::Gone:
-        return {Outcome::NoDevice, kEventDeviceGone};
-    case DriveError::NoMedia:
-        return {Outcome::NoMedia, kEventNoMedia};
-    case DriveError::Unanswered:
-        return {Outcome::CannotRun, kEventUnanswered};
-    case DriveError::PathFailed:
-        return {Outcome::CannotRun, kEventPathFailed};
-    case DriveError::Reserved:
-        return {Outcome::CannotRun, kEventReserved};
-    case DriveError::Busy:
-        return {Outcome::CannotRun, kEventBusy};
-    case DriveError::TryAgain:
-        return {Outcome::CannotRun, kEventTryAgain};
-    case DriveError::Medium:
-    case DriveError::Refused:
-        return {Outcome::CannotRun, kEventReadRefused};
-    }
-    return {Outcome::CannotRun, kEventReadRefused};
-}
-
 /// Bad places as they come in, each reported once. Sectors at the end of a block wait for the next one, which
 /// may go on with them; nothing else waits, since the blocks of a dying drive take minutes each.
 class BadPlaces
@@ -357,6 +326,30 @@ private:
 };
 
 } // namespace
+
+Ending endingOf(DriveError error)
+{
+    switch (error) {
+    case DriveError::Gone:
+        return {Outcome::NoDevice, kEventDeviceGone};
+    case DriveError::NoMedia:
+        return {Outcome::NoMedia, kEventNoMedia};
+    case DriveError::Unanswered:
+        return {Outcome::CannotRun, kEventUnanswered};
+    case DriveError::PathFailed:
+        return {Outcome::CannotRun, kEventPathFailed};
+    case DriveError::Reserved:
+        return {Outcome::CannotRun, kEventReserved};
+    case DriveError::Busy:
+        return {Outcome::CannotRun, kEventBusy};
+    case DriveError::TryAgain:
+        return {Outcome::CannotRun, kEventTryAgain};
+    case DriveError::Medium:
+    case DriveError::Refused:
+        return {Outcome::CannotRun, kEventReadRefused};
+    }
+    return {Outcome::CannotRun, kEventReadRefused};
+}
 
 std::optional<Outcome> refusedPlan(TestHost& host, ReadPlan const& plan, std::uint32_t sectorSize)
 {

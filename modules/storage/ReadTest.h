@@ -13,6 +13,7 @@
 
 #include <common/TestHost.h>
 #include <storage/BlockSource.h>
+#include <storage/DriveError.h>
 
 #include <optional>
 
@@ -48,6 +49,15 @@ struct ReadSummary
 
 /// Largest block that a plan may ask for.
 constexpr std::size_t kMostBlockSize = std::size_t(64) << 20;
+
+struct Ending
+{
+    Outcome m_outcome;
+    EventKey m_event; ///< takes Offset, Error, Reason
+};
+
+/// How a test ends after an error that the medium is not to blame for.
+Ending endingOf(DriveError error);
 
 /// Says why a plan cannot be carried out on sectors of that size, with the problem "StorageBadBlockSize"
 /// (BlockSize, SectorSize, Most); nothing when it can.

@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <set>
 
@@ -48,9 +49,11 @@ std::optional<std::uint64_t> wholeOf(Json const& value)
     if (value.is_number_unsigned())
         return value.get<std::uint64_t>();
     // NVMe counts with 128 bits, which the parser makes a floating-point number of.
-    if (!value.is_number_float() || !(value.get<double>() >= 0))
+    if (!value.is_number_float())
         return std::nullopt;
     double const number = value.get<double>();
+    if (!(number >= 0) || std::floor(number) != number)
+        return std::nullopt;
     return number < kTwoTo64 ? static_cast<std::uint64_t>(number) : std::numeric_limits<std::uint64_t>::max();
 }
 

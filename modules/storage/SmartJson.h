@@ -43,7 +43,7 @@ public:
         bool isThere() const noexcept { return m_value != nullptr; }
         Field operator[](char const* name) const;
         std::optional<bool> truth() const;
-        /// Numbers that JSON counts as floating-point are cut to whole ones, the largest one at most.
+        /// Whole numbers only. Those that JSON counts as floating-point are the largest one at most.
         std::optional<std::uint64_t> count(std::uint64_t most = ~std::uint64_t(0)) const;
         std::optional<std::int64_t> number() const;
         /// Without control characters, at most 1000 bytes, where "..." tells of the rest. Empty when absent.

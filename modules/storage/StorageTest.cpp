@@ -2,6 +2,7 @@
 #include <storage/Events.h>
 #include <storage/ScratchChoice.h>
 #include <storage/StorageTest.h>
+#include <storage/Texts.h>
 
 #include <common/ErrorText.h>
 
@@ -72,39 +73,23 @@ Outcome readDrive(TestHost& host, std::string const& device, ReadPlan const& pla
     return runReadTest(host, *drive.m_source, plan).m_outcome;
 }
 
-/// What the failure of a file that was being written says of the drive under it.
-Outcome outcomeOfWriting(int error)
-{
-    switch (driveErrorOf(error)) {
-    case DriveError::Gone:
-        return Outcome::NoDevice;
-    case DriveError::NoMedia:
-        return Outcome::NoMedia;
-    case DriveError::Unanswered:
-    case DriveError::PathFailed:
-        return Outcome::CannotRun;
-    case DriveError::Medium:
-    case DriveError::Reserved:
-    case DriveError::Busy:
-    case DriveError::TryAgain:
-    case DriveError::Refused: // a file system that turned read-only
-        return Outcome::Fail;
-    }
-    return Outcome::Fail;
-}
-
 Outcome fileFailed(TestHost& host, OpenedSource const& scratch, std::uint64_t size)
 {
     TextValues const values = {{"Directory", scratch.m_place}, {"Reason", reasonOf(scratch.m_error)}};
     if (scratch.m_error == ECANCELED)
         return Outcome::Stopped;
-    if (scratch.m_driveFailed) {
-        Outcome const outcome = outcomeOfWriting(scratch.m_error);
-        if (outcome == Outcome::Fail)
-            host.fault({kEventWriteFailed, values});
-        else
-            host.problem({kEventWriteFailed, values});
-        return outcome;
+    DriveError const error = driveErrorOf(scratch.m_error);
+    if (error != DriveError::Medium && error != DriveError::Refused) {
+        Ending const ending = endingOf(error);
+        host.problem({ending.m_event,
+                      {{"Offset", host.text(kTextUnknown)},
+                       {"Error", std::to_string(scratch.m_error)},
+                       {"Reason", reasonOf(scratch.m_error)}}});
+        return ending.m_outcome;
+    }
+    if (scratch.m_driveFailed) { // or the file system, which turns read-only when that is damaged
+        host.fault({kEventWriteFailed, values});
+        return Outcome::Fail;
     }
     if (scratch.m_wanted > 0) {
         host.problem({kEventNoSpace,
