@@ -93,6 +93,10 @@ TEST_F(SettingsTest, WhatIsNotUnderstoodRefusesItsTestAlone)
              {"fail", "ForceEvent", "ForceEvent.value=none"},
              {"fail", "ForceAllEvents", "ForceAllEvents.value="},
              {"parameter", "count", "count.value=101"},
+             {"fail", "Test.fail.Enabel.value", "Enabel.value=false"},
+             {"fail", "Test.fail.whatever", "whatever=1"},
+             {"parameter", "Test.parameter.count", "count=42"},
+             {"parameter", "Test.parameter.cuont.value", "cuont.value=42"},
          }) {
         std::string const line = "Test." + one.test + "." + one.value;
         settings("# wrong\n" + line + "\n");
@@ -105,6 +109,42 @@ TEST_F(SettingsTest, WhatIsNotUnderstoodRefusesItsTestAlone)
         EXPECT_EQ(runTest("pass").status, 0) << line;
         expectTheRestToWork(where);
     }
+}
+
+// Who mistyped the name of a test, or wrote a line that contradicts another, may have meant to switch it off.
+TEST_F(SettingsTest, ALineThatMayHaveBeenMeantForATestRefusesIt)
+{
+    struct Case
+    {
+        std::string test, lines, reason;
+    };
+    std::string const nothing = "nothing here reads this setting";
+    for (Case const& one : std::vector<Case>{
+             {"fail", "Test.fial.Enable.value=false\n",
+              ":1: Test.fial.Enable.value: " + nothing + "; did you mean Test.fail.Enable.value?"},
+             {"fail", "test.FAIL.gone.value=1\n", ":1: test.FAIL.gone.value: " + nothing},
+             {"parameter", "Parameter.count.value=42\n",
+              ":1: Parameter.count.value: " + nothing + "; did you mean Test.parameter.count.value?"},
+             {"fail", "Test.fail.Enable.value=true\nTest.fail.Enable=no\n",
+              ":2: Test.fail.Enable: is the old form of Test.fail.Enable.value, which says something else in "
+              "line 1"},
+         }) {
+        settings(one.lines);
+        Outcome const refused = runTest(one.test);
+        EXPECT_EQ(refused.status, 22) << one.lines;
+        EXPECT_EQ(refused.out, "\nFinal Result: INTERNAL ERROR\n\n\n") << "it has not run";
+        EXPECT_TRUE(
+            holds(refused.err, file() + one.reason + "; the test \"" + one.test + "\" does not run\n"));
+        EXPECT_EQ(runTest("pass").status, 0) << one.lines;
+    }
+    settings("Test.paxl.Enable.value=no\n"); // two slips from either
+    EXPECT_EQ(runTest("pass").status, 22);
+    EXPECT_EQ(runTest("fail").status, 22);
+    // What resembles nothing here was meant for nothing here.
+    settings("Test.fail.Enable=on\nTest.fail.Enable.value=yes\nentirely.different=1\n");
+    Outcome const stranger = runTest("fail");
+    EXPECT_EQ(stranger.status, 23);
+    EXPECT_TRUE(holds(stranger.err, "WARNING: " + file() + ":3: entirely.different: " + nothing + "\n"));
 }
 
 TEST_F(SettingsTest, ARefusedRunIsCountedAndTheOthersGoOn)
@@ -130,6 +170,9 @@ TEST_F(SettingsTest, AFileThatCannotBeTakenRefusesEveryRun)
         char const* reason;
         std::function<void(std::string const& path)> make;
     };
+    std::string strangers;
+    for (int i = 0; i <= 100; ++i)
+        strangers += "stranger" + std::to_string(i) + "=1\n";
     auto const text = [this](std::string const& content) {
         return [this, content](std::string const&) { settings(content); };
     };
@@ -153,12 +196,20 @@ TEST_F(SettingsTest, AFileThatCannotBeTakenRefusesEveryRun)
                   settings("");
                   EXPECT_EQ(::chown(path.c_str(), kNobody, kNobody), 0);
               }},
+             {": cannot be read: Input/output error",
+              [](std::string const& path) { std::filesystem::create_symlink("/proc/self/mem", path); }},
              {":1: has no '='", text("Test.pass.Enable.value false\n")},
              {":1: holds a zero byte", text(std::string("Test.pass.Enable.value=fals\0e\n", 29))},
              {":1: MinTimePerTest.value: \"soon\" is no time", text("MinTimePerTest.value=soon\n")},
              {":1: MinTimePerTest.value: \"50000d\" is no time", text("MinTimePerTest.value=50000d\n")},
              {":1: TimeOut: \"-1\" is no time", text("TimeOut=-1\n")},
              {":1: PromptEnable.value: \"never\" is neither", text("PromptEnable.value=never\n")},
+             {":1: MinTimePerTset.value: nothing here reads this setting; did you mean MinTimePerTest.value?",
+              text("MinTimePerTset.value=24h\n")},
+             {":1: MinTimePerTest: is the old form of MinTimePerTest.value, which says something else in "
+              "line 2",
+              text("MinTimePerTest=1d\nMinTimePerTest.value=1h\n")},
+             {":101: stranger100: so is this, and what follows may be", text(strangers)},
          }) {
         std::filesystem::remove_all(file());
         one.make(file());
@@ -224,19 +275,31 @@ TEST_F(SettingsTest, OthersMustNotHaveAHandInThem)
     EXPECT_EQ(runTest("pass").status, 22);
 }
 
-TEST_F(SettingsTest, AForcedResultSaysSoWhereverItStands)
+TEST_F(SettingsTest, WhatIsForcedSaysSoWhereverItStands)
 {
     settings("Test.fail.ForceResult.value=PASS\nTest.fail.ForceAllEvents.value=yes\n");
     std::string const line = file() + ":1: Test.fail.ForceResult.value=PASS";
     Outcome const forced = runTest("fail");
     EXPECT_EQ(forced.status, 0);
-    EXPECT_TRUE(holds(forced.out,
-                      "\nForced result: PASS; the test did not run (" + line + ")\n\nFinal Result: PASS\n"));
+    std::string const events =
+        "Forced events: not reported by the test (" + file() + ":2: Test.fail.ForceAllEvents.value=yes)\n";
+    EXPECT_TRUE(holds(forced.out, "\nForced result: PASS; the test did not run (" + line + ")\n" + events +
+                                      "\nFinal Result: PASS\n"));
     EXPECT_FALSE(has(forced.out, "Error (1)")) << "a forced result takes the place of the test";
     EXPECT_TRUE(
         holds(forced.err, "WARNING: the settings force the result PASS; the test \"fail\" does not run"));
     EXPECT_TRUE(holds(log(), "pass 1: Forced result: PASS; the test did not run (" + line + ")\n"));
     EXPECT_TRUE(holds(log(), " warning krel5.DiagModule ")) << "without asking for a finer log";
+
+    settings("Test.pass.ForceEvent.value=note\n");
+    std::string const event =
+        "Forced events: not reported by the test (" + file() + ":1: Test.pass.ForceEvent.value=note)\n";
+    std::filesystem::remove_all(m_folder.path("logs"));
+    Outcome const real = runTest("pass");
+    EXPECT_EQ(real.status, 0);
+    EXPECT_TRUE(holds(real.out, "Percent Done: 100%\n" + event + "\nFinal Result: PASS\n"));
+    EXPECT_TRUE(holds(real.err, "WARNING: " + event));
+    EXPECT_TRUE(holds(log(), "pass 1: " + event));
 
     settings("Test.fail.ForceResult.value=PASS\nTest.fail.ForceEvent.value=note\nMinTimePerTest.value=1\n");
     std::string const both = "Nothing is forced in minimum-time mode; the test runs (" + line + ", " +

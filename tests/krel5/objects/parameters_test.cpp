@@ -62,9 +62,9 @@ TEST(ParameterSetup, handsDownResolvesAndInsists)
     }
     EXPECT_EQ(
         testing::internal::GetCapturedStderr(),
-        "WARNING: " + folder.path() +
+        folder.path() +
             "/setup.w4i:2: Test.taking.level: nothing here reads this setting; did you mean "
-            "Test.taking.level.value?\n"
+            "Test.taking.level.value?; the test \"taking\" does not run\n"
             "Parameter not set: maybe you are using the old method of setting parameters; try changing it "
             "to:\nTest.taking.level.value=YOUR VALUE HERE\n");
 
@@ -94,14 +94,30 @@ TEST(ParameterSetup, handsDownResolvesAndInsists)
     zel::SettingsResource::clearCache();
     testing::internal::CaptureStderr();
     setUpParameters();
-    std::string const nothing = ": nothing here reads this setting", file = "WARNING: " + folder.path();
+    std::string const nothing = ": nothing here reads this setting", file = folder.path() + "/setup.w4i";
+    std::string const ofOwn = "; the test \"own\" does not run\n";
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              file + "/setup.w4i:1: Test.own.levle.value" + nothing +
-                  "; did you mean Test.own.level.value?\n" + file + "/setup.w4i:4: test.own.LEVEL.value" +
-                  nothing + "; did you mean Test.own.level.value?\n" + file + "/setup.w4i:5: Test.own.speed" +
-                  nothing + "; did you mean Test.own.speed.value?\n" + file +
-                  "/setup.w4i:6: Test.none.speed.value" + nothing + "; did you mean Test.own.speed.value?\n" +
-                  file + "/setup.w4i:8: entirely.different" + nothing + "\n");
+              "WARNING: " + file + ":8: entirely.different" + nothing + "\n" + file +
+                  ":1: Test.own.levle.value" + nothing + "; did you mean Test.own.level.value?" + ofOwn +
+                  file + ":4: test.own.LEVEL.value" + nothing + "; did you mean Test.own.level.value?" +
+                  ofOwn + file + ":5: Test.own.speed" + nothing + "; did you mean Test.own.speed.value?" +
+                  ofOwn + file + ":6: Test.none.speed.value" + nothing +
+                  "; did you mean Test.own.speed.value?" + ofOwn + file + ":6: Test.none.speed.value" +
+                  nothing + "; did you mean Test.own.speed.value?; the test \"none\" does not run\n");
+    testing::internal::CaptureStderr();
+    EXPECT_TRUE(refusesRunsOf(none->imp()));
+    EXPECT_FALSE(refusesRunsOf(taking->imp()));
+    EXPECT_NE(testing::internal::GetCapturedStderr().find(
+                  "Parameter \"Test.none.speed.value\" not valid for Test \"none\": "),
+              std::string::npos);
+    // A global parameter is meant for every test that takes it.
+    folder.write("setup.w4i", "Test.own.level.value=2\nParameter.level.value=3\nParameter.sped.value=4\n");
+    zel::SettingsResource::clearCache();
+    testing::internal::CaptureStderr();
+    setUpParameters();
+    EXPECT_TRUE(refusesRunsOf(own->imp()) && refusesRunsOf(taking->imp()));
+    EXPECT_FALSE(refusesRunsOf(none->imp()));
+    testing::internal::GetCapturedStderr();
     folder.write("setup.w4i",
                  "Test.own.level.value=2\nParameter.level.value=3\nTest.own.ForceEvent.value=none\n");
     zel::SettingsResource::clearCache();
@@ -125,7 +141,8 @@ TEST(ParameterSetup, handsDownResolvesAndInsists)
     setUpParameters();
     std::string const told = testing::internal::GetCapturedStderr();
     EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), 101);
-    EXPECT_NE(told.find("setup.w4i:103: k100: so is this, and what follows may be\n"), told.npos) << told;
+    EXPECT_NE(told.find("what follows may be; no test runs\n"), told.npos) << told;
+    EXPECT_NE(told.find("setup.w4i:103: k100: so is this, "), told.npos) << told;
 
     char const* const name = own->localizedName().getUTF8Buffer();
     EXPECT_EQ(own->localizedName().getUTF8Buffer(), name)

@@ -114,6 +114,19 @@ std::optional<std::uint32_t> readSeconds(String const& text)
     return static_cast<std::uint32_t>(seconds);
 }
 
+// Beside a line in the new form; none where that line is in the old form itself.
+SettingsResource::Line oldFormBeside(SettingsResource const& settings, SettingsResource::Line const& line)
+{
+    String const old = SettingsKeys::oldForm(line.key);
+    return {old, line.key.endsWith(".value") ? settings.find(old) : nullptr};
+}
+
+String contradicts(SettingsResource::Line const& line)
+{
+    return "is the old form of " + line.key + ", which says something else in line " +
+           String::number(line.entry->m_line);
+}
+
 } // namespace
 
 String SettingsError::toString() const
@@ -198,7 +211,12 @@ bool SettingsResource::flag(String const& key, bool fallback) const
 std::optional<SettingsError> SettingsResource::flagError(String const& key) const
 {
     Line const line = eitherForm(key);
-    if (!line || readFlag(line.entry->m_text))
+    if (!line)
+        return std::nullopt;
+    auto const value = readFlag(line.entry->m_text);
+    if (Line const old = oldFormBeside(*this, line); value && old && readFlag(old.entry->m_text) != value)
+        return error(old, contradicts(line));
+    if (value)
         return std::nullopt;
     return error(line, "\"" + line.entry->m_text + "\" is neither true, yes, on, 1 nor false, no, off, 0");
 }
@@ -212,7 +230,12 @@ std::optional<std::uint32_t> SettingsResource::seconds(String const& key) const
 std::optional<SettingsError> SettingsResource::secondsError(String const& key) const
 {
     Line const line = eitherForm(key);
-    if (!line || readSeconds(line.entry->m_text))
+    if (!line)
+        return std::nullopt;
+    auto const value = readSeconds(line.entry->m_text);
+    if (Line const old = oldFormBeside(*this, line); value && old && readSeconds(old.entry->m_text) != value)
+        return error(old, contradicts(line));
+    if (value)
         return std::nullopt;
     return error(
         line,

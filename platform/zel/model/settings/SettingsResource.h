@@ -66,7 +66,7 @@ public:
     /// "mymod.w4i:12: Test.memory.Enable.value=off"; empty for no line.
     String shown(Line const& line) const;
 
-    // The keys below end in ".value", and the old form without it counts too.
+    // The keys below end in ".value"; the old form without it counts too, but must not contradict the new one.
 
     /// A switch: `true`, `yes`, `on`, `1` or `false`, `no`, `off`, `0` in any case of letters; `fallback` when
     /// there is no line or flagError() names one.

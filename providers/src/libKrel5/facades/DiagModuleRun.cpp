@@ -20,6 +20,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <span>
 
 namespace krel5 {
 namespace {
@@ -59,13 +60,19 @@ Event const& interactiveMinTimeErrorEvent()
     return *s_event;
 }
 
-// The first lines of the settings that force something: " (mymod.w4i:3: Test.memory.ForceResult.value=PASS)".
-zel::String forcingLines(zel::TestImp const& test, std::size_t count)
+// Lines of the settings that force something: " (mymod.w4i:3: Test.memory.ForceResult.value=PASS)".
+zel::String inBrackets(std::span<zel::String const> forcingLines)
 {
     zel::String text;
-    for (std::size_t i = 0; i < std::min(count, test.forcingLines().size()); ++i)
-        text += (text.empty() ? zel::String(" (") : zel::String(", ")) + test.forcingLines()[i];
+    for (zel::String const& line : forcingLines)
+        text += (text.empty() ? zel::String(" (") : zel::String(", ")) + line;
     return text.empty() ? text : text + ")";
+}
+
+/// How many of them, the first ones, are about the result and not about events.
+std::size_t resultLines(zel::TestImp const& test)
+{
+    return std::min<std::size_t>(test.forcedResult() ? 1 : 0, test.forcingLines().size());
 }
 
 } // namespace
@@ -197,7 +204,8 @@ void DiagModuleRun::note(zel::TestRunImp& run, zel::String const& text)
         LogLevel::Warning,
         (zel::String::number(std::int64_t{__LINE__}) + " " + run.toString() + ": " + text).toUtf8());
     zel::AutoMutex const guard(libraryMutex());
-    run.setResultNote(text);
+    zel::String const line = text.withoutControls(false);
+    run.setResultNote(run.resultNote().empty() ? line : run.resultNote() + "\n" + line);
 }
 
 TestResult DiagModuleRun::runOnce(zel::TestRunImp& run, Test& test)
@@ -211,17 +219,27 @@ TestResult DiagModuleRun::runOnce(zel::TestRunImp& run, Test& test)
             << "forced result: " << result.toString().zelString();
         ErrorReporting::tell("WARNING: the settings force the result " + result.toString().zelString() +
                              "; the test \"" + test.imp().keyInModule() + "\" does not run");
-        note(run, "Forced result: " + result.toString().zelString() + "; the test did not run" +
-                      forcingLines(test.imp(), 1));
+        note(run,
+             "Forced result: " + result.toString().zelString() + "; the test did not run" +
+                 inBrackets(
+                     std::span<zel::String const>(test.imp().forcingLines()).first(resultLines(test.imp()))));
     } else {
         result = callTest(run, test);
     }
-    sendForcedEvents(test);
+    sendForcedEvents(run, test);
     return result;
 }
 
-void DiagModuleRun::sendForcedEvents(Test& test)
+// They look like any other event, so it is said first that the test has no part in them.
+void DiagModuleRun::sendForcedEvents(zel::TestRunImp& run, Test& test)
 {
+    if (!test.imp().forcedEvent() && !test.imp().getForceAllEvents())
+        return;
+    zel::String const text =
+        "Forced events: not reported by the test" +
+        inBrackets(std::span<zel::String const>(test.imp().forcingLines()).subspan(resultLines(test.imp())));
+    ErrorReporting::tell("WARNING: " + text);
+    note(run, text);
     if (zel::TestRunEventImp forced; test.getForcedEvent(forced))
         DiagModule::sendPreparedEvent(std::move(forced));
     if (!test.imp().getForceAllEvents())
@@ -269,8 +287,7 @@ TestResult DiagModuleRun::runForMinimumTime(zel::TestRunImp& run, Test& test)
                                  __LINE__);
         return TestResult::BADPARAMS();
     }
-    if (zel::String const lines = forcingLines(test.imp(), test.imp().forcingLines().size());
-        !lines.empty()) {
+    if (zel::String const lines = inBrackets(test.imp().forcingLines()); !lines.empty()) {
         zel::String const text = "Nothing is forced in minimum-time mode; the test runs" + lines;
         ErrorReporting::tell("WARNING: " + text);
         note(run, text);

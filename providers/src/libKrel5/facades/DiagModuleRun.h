@@ -36,7 +36,7 @@ private:
     static TestResult runOnce(zel::TestRunImp& run, Test& test);
     static TestResult runForMinimumTime(zel::TestRunImp& run, Test& test);
     static TestResult callTest(zel::TestRunImp& run, Test& test);
-    static void sendForcedEvents(Test& test);
+    static void sendForcedEvents(zel::TestRunImp& run, Test& test);
     static CurrentRun begin(zel::TestRunImp& run);
     static void end(CurrentRun& current, zel::TestRunImp& run, TestResult const& result, double seconds);
     static Test& testOf(zel::TestRunImp& run);

@@ -195,7 +195,7 @@ void CommStandAlone::sendFinalResult()
 {
     zel::TestRunImp const* const run = currentRun();
     if (run && !run->resultNote().empty())
-        out() << run->resultNote().withoutControls(false) << endl;
+        out() << run->resultNote().withoutControls(true) << endl;
     if (run)
         out() << endl << "Final Result: " << run->result().toString() << endl << endl << endl;
 }

@@ -87,6 +87,24 @@ void warnOfOldForms(zel::SettingsResource const& settings)
                 << settings.error(line, "is the old form of " + key).toString();
 }
 
+// Of nothing in this module; what may have been meant for something is refused with that.
+void warnOfStrangeKeys(std::vector<UnreadSetting> const& unread)
+{
+    for (UnreadSetting const& one : unread) {
+        if (one.concernsEveryRun || !one.functions.empty())
+            continue;
+        ZEL_LOG(logger(), zel::LogLevel::Warning) << one.error.toString();
+        ErrorReporting::tell("WARNING: " + one.error.toString());
+    }
+}
+
+void takeMistypedKeys(std::vector<UnreadSetting> const& unread, zel::ModuleFunctionImp& function)
+{
+    for (UnreadSetting const& one : unread)
+        if (std::find(one.functions.begin(), one.functions.end(), &function) != one.functions.end())
+            function.addSettingsError(one.error);
+}
+
 void tellWhatConcernsEveryTest(zel::SettingsResource const& settings)
 {
     constexpr char kConsequence[] = "no test runs";
@@ -128,24 +146,24 @@ void requireSet(zel::TestImp& test)
 void setUpParameters()
 {
     auto const settings = zel::SettingsResource::ofModule(ModuleCommon::module().guid());
+    for (auto const& test : Factories::tests())
+        handDownGlobalParameters(*test);
     tellWhatConcernsEveryTest(*settings);
     warnOfOldForms(*settings);
     resolveUpdateInterval(*settings);
-    for (auto const& test : Factories::tests())
-        handDownGlobalParameters(*test);
-    for (zel::SettingsError const& unread : unreadSettings(*settings)) {
-        ZEL_LOG(logger(), zel::LogLevel::Warning) << unread.toString();
-        ErrorReporting::tell("WARNING: " + unread.toString());
-    }
+    std::vector<UnreadSetting> const unread = unreadSettings(*settings);
+    warnOfStrangeKeys(unread);
     for (auto const& test : Factories::tests()) {
         test->imp().resolveParameterData(*settings);
         checkForcedEvent(test->imp(), *settings);
+        takeMistypedKeys(unread, test->imp());
         reportErrors(test->imp(), "test");
         if (settings->unknown().empty()) // what is not set may stand where nobody can read it
             requireSet(test->imp());
     }
     for (auto const& indicator : Factories::indicators()) {
         indicator->imp().resolveParameterData(*settings);
+        takeMistypedKeys(unread, indicator->imp());
         reportErrors(indicator->imp(), "indicator");
     }
 }

@@ -1,6 +1,7 @@
 #include <libKrel5/internal/settings/SettingsRefusal.h>
 
 #include <libKrel5/internal/module/ErrorReporting.h>
+#include <libKrel5/internal/settings/UnreadSettings.h>
 
 #include <krel5/ParameterNotValidException.h>
 
@@ -30,6 +31,9 @@ std::vector<zel::SettingsError> moduleWideErrors(zel::SettingsResource const& se
     for (char const* key : {Keys::kPromptEnable, Keys::kGuiPromptSupported, Keys::kAlwaysUseGuiPrompt})
         if (auto error = settings.flagError(key))
             errors.push_back(std::move(*error));
+    for (UnreadSetting& unread : unreadSettings(settings))
+        if (unread.concernsEveryRun)
+            errors.push_back(std::move(unread.error));
     return errors;
 }
 

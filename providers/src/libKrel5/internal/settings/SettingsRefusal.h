@@ -12,7 +12,8 @@ class TestImp;
 
 namespace krel5 {
 
-/// What is wrong with the settings that concern every run: times and the switches of questions.
+/// What is wrong with the settings that concern every run: times and the switches of questions, mistyped keys of
+/// these too. REQUIRES: global parameters have been handed down to the tests.
 std::vector<zel::SettingsError> moduleWideErrors(zel::SettingsResource const& settings);
 
 /// Whether no run may begin, because the settings as a whole or one that concerns every run cannot be taken.

@@ -9,7 +9,7 @@
 
 #include <algorithm>
 #include <numeric>
-#include <unordered_set>
+#include <unordered_map>
 
 namespace krel5 {
 namespace {
@@ -20,43 +20,98 @@ constexpr std::size_t kMaxReports = 100;
 constexpr std::size_t kMaxComparedUnits = 256; // of a key that is compared with the known ones
 constexpr std::size_t kMaxSlips = 3;           // letters between a key and the one that was probably meant
 
-using KnownKeys = std::unordered_set<zel::String>;
-
-template <typename Owner>
-void addKeysOf(Owner const& owner, char const* kind, std::initializer_list<char const*> switches,
-               KnownKeys& known)
+/// What a setting is for.
+struct Purpose
 {
-    for (char const* name : switches) {
-        zel::String const key = zel::String(kind) + "." + owner.keyInModule() + "." + name;
-        known.insert({key, Keys::oldForm(key)});
+    std::vector<zel::ModuleFunctionImp*> functions;
+    bool concernsEveryRun = false;
+
+    void join(Purpose const& other)
+    {
+        for (zel::ModuleFunctionImp* const one : other.functions)
+            if (std::find(functions.begin(), functions.end(), one) == functions.end())
+                functions.push_back(one);
+        concernsEveryRun |= other.concernsEveryRun;
     }
-    for (zel::ParameterImp const& parameter : owner.parameters())
-        known.insert(parameter.settingsKey());
-}
+};
 
-void addTestKeys(zel::TestImp const& test, KnownKeys& known)
+/// Every key that something reads.
+class KnownKeys
 {
-    addKeysOf(test, "Test", {Keys::kEnable, Keys::kForceAllEvents}, known);
-    for (char const* name : {Keys::kForceResult, Keys::kForceEvent})
-        known.insert("Test." + test.keyInModule() + "." + name);
-}
+public:
+    KnownKeys();
 
-KnownKeys knownKeys()
+    bool contains(zel::String const& key) const { return m_purposes.contains(key); }
+    UnreadSetting describe(zel::SettingsResource const& settings, zel::String const& key) const;
+
+private:
+    struct Function
+    {
+        zel::String begin; ///< of its keys, in small letters: "test.memory."
+        zel::ModuleFunctionImp* record;
+    };
+
+    void addOfEveryRun(char const* key);
+    void addFunction(zel::ModuleFunctionImp& function, char const* kind,
+                     std::initializer_list<char const*> switches);
+    void add(zel::String const& key, Purpose const& purpose) { m_purposes[key].join(purpose); }
+    Purpose namedBy(zel::String const& key) const;
+    std::vector<zel::String> probablyMeant(zel::String const& key) const;
+    std::vector<zel::String> nearest(zel::String const& key) const;
+
+    std::unordered_map<zel::String, Purpose> m_purposes;
+    std::vector<Function> m_functions;
+};
+
+KnownKeys::KnownKeys()
 {
-    KnownKeys known;
     for (char const* key : {Keys::kTimeOut, Keys::kMinTimePerTest, Keys::kPromptEnable,
                             Keys::kGuiPromptSupported, Keys::kAlwaysUseGuiPrompt})
-        known.insert({key, Keys::oldForm(key)});
+        addOfEveryRun(key);
     for (auto const& parameter : Factories::parameters())
         if (parameter->imp().isGlobalParameter())
-            known.insert(parameter->imp().globalSettingsKey());
-    for (auto const& test : Factories::tests())
-        addTestKeys(test->imp(), known);
+            add(parameter->imp().globalSettingsKey(), {});
+    for (auto const& test : Factories::tests()) {
+        addFunction(test->imp(), "Test", {Keys::kEnable, Keys::kForceAllEvents});
+        for (char const* name : {Keys::kForceResult, Keys::kForceEvent})
+            add("Test." + test->imp().keyInModule() + "." + name, {{&test->imp()}});
+    }
     if (Factories::indicators().size() > 0) // without one, nothing has an interval
-        known.insert(updateIntervalParameter().globalSettingsKey());
+        add(updateIntervalParameter().globalSettingsKey(), {});
     for (auto const& indicator : Factories::indicators())
-        addKeysOf(indicator->imp(), "Indicator", {Keys::kEnable}, known);
-    return known;
+        addFunction(indicator->imp(), "Indicator", {Keys::kEnable});
+}
+
+void KnownKeys::addOfEveryRun(char const* key)
+{
+    add(key, {{}, true});
+    add(Keys::oldForm(key), {{}, true});
+}
+
+void KnownKeys::addFunction(zel::ModuleFunctionImp& function, char const* kind,
+                            std::initializer_list<char const*> switches)
+{
+    zel::String const begin = zel::String(kind) + "." + function.keyInModule() + ".";
+    m_functions.push_back({begin.lowered(), &function});
+    for (char const* name : switches) {
+        add(begin + name, {{&function}});
+        add(Keys::oldForm(begin + name), {{&function}});
+    }
+    for (zel::ParameterImp const& parameter : function.parameters()) {
+        add(parameter.settingsKey(), {{&function}});
+        if (parameter.isGlobalParameter())
+            add(parameter.globalSettingsKey(), {{&function}});
+    }
+}
+
+/// "Test.memory.enabel": somebody meant that test, whatever else.
+Purpose KnownKeys::namedBy(zel::String const& key) const
+{
+    Purpose purpose;
+    for (Function const& function : m_functions)
+        if ((key.lowered() + ".").startsWith(function.begin))
+            purpose.functions.push_back(function.record);
+    return purpose;
 }
 
 // Insertions, deletions and replacements that turn one text into the other; row by row of the table of all
@@ -77,54 +132,75 @@ std::size_t distance(zel::String const& a, zel::String const& b)
     return row[b.size()];
 }
 
-// The known key that differs least, or nothing when every one differs by more than a few slips of the finger.
-// The forgotten ".value" counts as one.
-zel::String probablyMeant(zel::String const& key, KnownKeys const& known)
+// All that differ least from the key: any of them may have been meant.
+std::vector<zel::String> KnownKeys::nearest(zel::String const& key) const
+{
+    std::vector<zel::String> found;
+    std::size_t least = kMaxSlips;
+    for (auto const& [one, purpose] : m_purposes) {
+        if (one.size() > key.size() + least || key.size() > one.size() + least)
+            continue;
+        std::size_t const slips = distance(key.lowered(), one.lowered());
+        if (slips > least)
+            continue;
+        if (slips < least)
+            found.clear();
+        least = slips;
+        found.push_back(one);
+    }
+    return found;
+}
+
+// The known keys that differ least, in the order of the alphabet, or none when every one differs by more than a
+// few slips of the finger. The forgotten ".value" counts as one; "Parameter." may be a test's by mistake.
+std::vector<zel::String> KnownKeys::probablyMeant(zel::String const& key) const
 {
     if (key.size() > kMaxComparedUnits)
         return {};
-    if (known.contains(key + ".value"))
-        return key + ".value";
-    zel::String best;
+    if (contains(key + ".value"))
+        return {key + ".value"};
+    std::vector<zel::String> meant;
     zel::String const global("Parameter"), value(".value"); // only global parameters have such keys
     if (key.startsWith(global + ".") && key.size() > global.size() + 1 + value.size())
-        for (zel::String const& one : known)
-            if (one.endsWith(key.substr(global.size())) && (best.empty() || one < best))
-                best = one;
-    if (!best.empty())
-        return best;
-    std::size_t least = kMaxSlips + 1;
-    for (zel::String const& one : known) {
-        if (one.size() > key.size() + kMaxSlips || key.size() > one.size() + kMaxSlips)
-            continue;
-        std::size_t const slips = distance(key.lowered(), one.lowered());
-        if (slips < least || (slips == least && !best.empty() && one < best)) {
-            least = slips;
-            best = one;
-        }
-    }
-    return best;
+        for (auto const& [one, purpose] : m_purposes)
+            if (one.endsWith(key.substr(global.size())))
+                meant.push_back(one);
+    if (meant.empty())
+        meant = nearest(key);
+    std::sort(meant.begin(), meant.end());
+    return meant;
+}
+
+UnreadSetting KnownKeys::describe(zel::SettingsResource const& settings, zel::String const& key) const
+{
+    std::vector<zel::String> const meant = probablyMeant(key);
+    Purpose purpose = namedBy(key);
+    for (zel::String const& one : meant)
+        purpose.join(m_purposes.at(one));
+    zel::String reason("nothing here reads this setting");
+    if (!meant.empty())
+        reason += zel::String("; did you mean ") + meant.front() + "?";
+    UnreadSetting unread{settings.error({key, settings.find(key)}, reason), purpose.functions,
+                         purpose.concernsEveryRun};
+    unread.error.m_parameter = key;
+    return unread;
 }
 
 } // namespace
 
-std::vector<zel::SettingsError> unreadSettings(zel::SettingsResource const& settings)
+std::vector<UnreadSetting> unreadSettings(zel::SettingsResource const& settings)
 {
-    std::vector<zel::SettingsError> unread;
-    KnownKeys const known = knownKeys();
+    std::vector<UnreadSetting> unread;
+    KnownKeys const known;
     for (zel::String const& key : settings.keys()) {
         if (known.contains(key))
             continue;
         if (unread.size() == kMaxReports) {
-            unread.push_back(
-                settings.error({key, settings.find(key)}, "so is this, and what follows may be"));
+            zel::SettingsResource::Line const line{key, settings.find(key)};
+            unread.push_back({settings.error(line, "so is this, and what follows may be"), {}, true});
             break;
         }
-        zel::String const meant = probablyMeant(key, known);
-        zel::String reason("nothing here reads this setting");
-        if (!meant.empty())
-            reason += zel::String("; did you mean ") + meant + "?";
-        unread.push_back(settings.error({key, settings.find(key)}, reason));
+        unread.push_back(known.describe(settings, key));
     }
     return unread;
 }
