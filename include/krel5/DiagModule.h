@@ -70,7 +70,7 @@ public:
     static void setEnumTestsCallback(EnumTestsCallback callback);
     /// Runs inside start() before anything else; may make objects. An exception in it ends the start.
     static void setModuleInitCallback(Callback callback);
-    /// Runs last, whatever the outcome; an exception in it is logged and changes nothing.
+    /// Runs last, unless the process ends on the spot; an exception in it is logged and changes nothing.
     static void setModuleExitCallback(Callback callback);
     /// Names a library that the module uses.
     static void registerLibrary(KrelString const& name);

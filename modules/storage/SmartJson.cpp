@@ -17,21 +17,6 @@ constexpr std::size_t kMostBytes = 1000;
 
 Json const& jsonOf(void const* value) { return *static_cast<Json const*>(value); }
 
-/// A blank for each control character: below U+0020, and U+007F to U+009F, which terminals obey, too. `text`
-/// is UTF-8, where the latter but the first are the byte C2 and one of 80 to 9F.
-std::string withoutControls(std::string_view text)
-{
-    auto const byteAt = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-    std::string out;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        bool const twoBytes =
-            byteAt(i) == 0xC2 && i + 1 < text.size() && byteAt(i + 1) >= 0x80 && byteAt(i + 1) <= 0x9F;
-        out += twoBytes || byteAt(i) < 0x20 || byteAt(i) == 0x7F ? ' ' : text[i];
-        i += twoBytes ? 1 : 0;
-    }
-    return out;
-}
-
 /// Whole characters only.
 std::string cut(std::string const& text)
 {
@@ -95,7 +80,7 @@ SmartJson::SmartJson(std::string_view text) : m_document(std::make_unique<Docume
     };
     m_document->m_top = Json::parse(text.begin(), text.end(), watch, false);
     for (std::string const& name : names.twice())
-        addDoubt({Doubt::Kind::Twice, cut(withoutControls(name))});
+        addDoubt({Doubt::Kind::Twice, cut(name)});
 }
 
 SmartJson::~SmartJson() = default;
@@ -161,8 +146,7 @@ std::string SmartJson::Field::text() const
 {
     bool const is = isThere() && jsonOf(m_value).is_string();
     auto const read =
-        orDoubt(is ? std::optional(cut(withoutControls(jsonOf(m_value).get_ref<std::string const&>())))
-                   : std::nullopt);
+        orDoubt(is ? std::optional(cut(jsonOf(m_value).get_ref<std::string const&>())) : std::nullopt);
     return read.value_or("");
 }
 

@@ -49,6 +49,7 @@ public:
     void warning(Report const& report) override { m_host.warning(report); }
     void problem(Report const& report) override { m_host.problem(report); }
     void note(Report const& report) override { m_host.note(report); }
+    void signOfLife(Report const& report) override { m_host.signOfLife(report); }
     std::string text(LocalText const& text, TextValues const& values) override
     {
         return m_host.text(text, values);

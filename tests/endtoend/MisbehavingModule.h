@@ -7,15 +7,17 @@
 
 namespace test {
 
-class ModuleTest : public ::testing::Test
+class ModuleTest : public ModuleFolder
 {
 protected:
+    // Texts and settings stand beside the program, so each test has a program of its own.
+    ModuleTest() : ModuleFolder(MISBEHAVING_MODULE, "misbehaving") {}
+
     void SetUp() override
     {
-        if (::geteuid() != 0)
-            GTEST_SKIP() << "modules run as root only";
-        // Texts and settings stand beside the program, so each test has a program of its own.
-        std::filesystem::copy_file(MISBEHAVING_MODULE, m_folder.path("misbehaving"));
+        ModuleFolder::SetUp();
+        if (IsSkipped())
+            return;
         // Which number a test has follows from the listing, as it does for a technician.
         std::string const listing = module({"enum"}).out;
         std::size_t at = 0;
@@ -26,11 +28,7 @@ protected:
         }
     }
 
-    Outcome module(Start start)
-    {
-        start.folder = m_folder.path();
-        return test::run(m_folder.path("misbehaving"), start);
-    }
+    using ModuleFolder::module;
     Outcome module(std::vector<std::string> arguments)
     {
         Start start;
@@ -46,16 +44,7 @@ protected:
     }
     Outcome runTest(std::string const& testKey) { return module(startOf(testKey)); }
     void settings(std::string const& text) { m_folder.write("misbehaving.w4i", text); }
-    /// The text of the newest log file.
-    std::string log()
-    {
-        std::string all;
-        for (auto const& entry : std::filesystem::directory_iterator(m_folder.path("logs")))
-            all += m_folder.read("logs/" + entry.path().filename().string());
-        return all;
-    }
 
-    test::TemporaryFolder m_folder;
     std::map<std::string, std::string> m_numbers;
 };
 

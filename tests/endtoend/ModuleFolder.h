@@ -27,39 +27,48 @@ inline ::testing::AssertionResult holds(std::string const& text, std::string con
 class ModuleFolder : public ::testing::Test
 {
 protected:
-    explicit ModuleFolder(std::string const& program) : m_program(program) {}
+    /// `file`: what the copy of the program is called in the folder.
+    explicit ModuleFolder(std::string program, std::string file = "module")
+        : m_program(std::move(program)), m_file(std::move(file))
+    {}
 
     void SetUp() override
     {
         if (::geteuid() != 0)
             GTEST_SKIP() << "modules run as root only";
-        std::filesystem::copy_file(m_program, m_folder.path("module"));
+        std::filesystem::copy_file(m_program, program());
     }
 
+    std::string program() const { return m_folder.path(m_file); }
+
+    Outcome module(Start start)
+    {
+        start.folder = m_folder.path();
+        return run(program(), start);
+    }
     /// Called as `name`, which is also the module's name.
     Outcome module(std::string const& name, std::vector<std::string> arguments)
     {
         Start start;
         start.name = name;
         start.arguments = std::move(arguments);
-        start.folder = m_folder.path();
-        return run(m_folder.path("module"), start);
+        return module(std::move(start));
     }
 
-    /// The text of all log files since the folder was made or the log last read.
-    std::string log()
+    /// The text of all log files.
+    std::string log() const
     {
         std::string all;
         for (auto const& entry : std::filesystem::directory_iterator(m_folder.path("logs")))
             all += m_folder.read("logs/" + entry.path().filename().string());
-        std::filesystem::remove_all(m_folder.path("logs"));
         return all;
     }
+    void forgetLog() { std::filesystem::remove_all(m_folder.path("logs")); }
 
     TemporaryFolder m_folder;
 
 private:
-    std::string m_program;
+    std::string m_program, m_file;
 };
 
 } // namespace test

@@ -80,7 +80,7 @@ TEST_F(ModuleTest, WordsThatAreNotUnderstoodAreNamed)
         char const* const line = !obsolete ? "1243 " : has(one.named, "-s") ? "506 " : "501 ";
         EXPECT_TRUE(holds(log(), " error krel5.ModuleCommon " +
                                      (line + (obsolete ? one.named : start.substr(0, start.size() - 1)))));
-        std::filesystem::remove_all(m_folder.path("logs"));
+        forgetLog();
     }
 }
 
@@ -141,7 +141,7 @@ TEST_F(ModuleTest, BackendsThatAreNotThereSayNo)
              {{"run", "-dl", "-x"}, "1204 CommInterface: using CommXml\n"},
              {{"run", "-dl"}, "1208 CommInterface: using CommDirectLink\n"},
          }) {
-        std::filesystem::remove_all(m_folder.path("logs"));
+        forgetLog();
         std::vector<std::string> arguments = one.arguments;
         arguments.insert(arguments.end(), {"-ll", "debug"});
         Outcome const outcome = module(arguments);

@@ -21,7 +21,7 @@ protected:
     {
         Start start = startOf("pass");
         start.folder = folder;
-        return test::run(m_folder.path("misbehaving"), start);
+        return test::run(program(), start);
     }
     /// All that runs no test works, and says what is wrong.
     void expectTheRestToWork(std::string const& reason)
@@ -267,11 +267,11 @@ TEST_F(SettingsTest, OthersMustNotHaveAHandInThem)
     settings(forced);
     ::chmod(file().c_str(), 0666);
     ASSERT_EQ(::chown(file().c_str(), kNobody, kNobody), 0);
-    ASSERT_EQ(::chown(m_folder.path("misbehaving").c_str(), kNobody, kNobody), 0);
+    ASSERT_EQ(::chown(program().c_str(), kNobody, kNobody), 0);
     EXPECT_EQ(runTest("pass").status, 22);
-    ::chmod(m_folder.path("misbehaving").c_str(), 0777);
+    ::chmod(program().c_str(), 0777);
     EXPECT_EQ(runTest("pass").status, 25);
-    ASSERT_EQ(::chown(m_folder.path("misbehaving").c_str(), 0, 0), 0);
+    ASSERT_EQ(::chown(program().c_str(), 0, 0), 0);
     EXPECT_EQ(runTest("pass").status, 22);
 }
 
@@ -304,7 +304,7 @@ TEST_F(SettingsTest, WhatIsForcedSaysSoWhereverItStands)
     settings("Test.fail.ForceResult.value=PASS\nTest.fail.ForceEvent.value=note\nMinTimePerTest.value=1\n");
     std::string const both = "Nothing is forced in minimum-time mode; the test runs (" + line + ", " +
                              file() + ":2: Test.fail.ForceEvent.value=note)\n";
-    std::filesystem::remove_all(m_folder.path("logs"));
+    forgetLog();
     Outcome const timed = runTest("fail");
     EXPECT_EQ(timed.status, 23) << "it runs";
     EXPECT_TRUE(holds(timed.out, both + "\nFinal Result: FAIL\n"));

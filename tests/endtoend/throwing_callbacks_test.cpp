@@ -51,6 +51,7 @@ TEST_F(ThrowingCallbacks, TheExitCallbackLeavesItsWordsInTheLog)
         Outcome const outcome = module(one.name, {"run", "-t", "2", "-d", "1"});
         EXPECT_EQ(outcome.status, 23) << "the result stands: " << outcome.err;
         EXPECT_TRUE(holds(log(), one.line));
+        forgetLog();
     }
 }
 

@@ -28,8 +28,7 @@ TEST_F(UntrustedValues, NeitherSteerTheTerminalNorForgeALine)
     start.name = "untrusted";
     start.arguments = {"run", "-t", "1", "-d", "1", "-ll", "information"};
     start.input = "o\x1B[2Jk\nok\n";
-    start.folder = m_folder.path();
-    test::Outcome const outcome = test::run(m_folder.path("module"), start);
+    test::Outcome const outcome = module(start);
     EXPECT_EQ(outcome.status, 23) << outcome.err;
 
     std::string const serial = "S\\x1b]0;pwn\\x07\\x1b[2J\\x0d\\x0a\\x0aFinal Result: PASS\\x0a\\x9b"

@@ -250,6 +250,7 @@ TEST_F(LoggerTest, aFileThatCannotBeOpenedOrIsNotOursCostsOneLine)
     std::filesystem::create_directory(m_folder.path("folder"));
     std::filesystem::create_directory_symlink("folder", m_folder.path("linked"));
     ASSERT_EQ(::mkfifo(m_folder.path("fifo").c_str(), 0600), 0);
+    ASSERT_EQ(::mkfifo(m_folder.path("unread").c_str(), 0600), 0);
     int const reader = ::open(m_folder.path("fifo").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     struct Case
     {
@@ -261,6 +262,7 @@ TEST_F(LoggerTest, aFileThatCannotBeOpenedOrIsNotOursCostsOneLine)
         {m_folder.path("link"), "Too many levels of symbolic links"},
         {m_folder.path("second"), "it has further names"},
         {m_folder.path("fifo"), "it is no regular file"},
+        {m_folder.path("unread"), "No such device or address"}, // and nobody waits for a reader
         {"/dev/full", "it is no regular file"},
         {m_folder.path(), "Is a directory"},
         {m_folder.path("folder/"), "it names no file"},

@@ -20,6 +20,13 @@ allow() {
   fi
 }
 
+# The rows of a layer's table in docs/architecture.md: the rooms that they name, as lines of words.
+floors() {
+  awk -F'|' -v heading="^### .$1.[:,]" '
+    /^##/ { inside = ($0 ~ heading) }
+    inside && NF > 2 && $2 ~ /`/ { gsub(/\/?`/, "", $2); print $2 }' docs/architecture.md
+}
+
 # Inside a layer the arrows run one way as well. rooms FOLDER PREFIX reads the floors of a layer from standard input, the
 # ground floor first. A room, with its sub-folders, may include itself and the rooms of the floors below; those of one
 # floor do not know each other. "." is what stands in the layer's folder itself. Further lines "home HEADER ROOM" say in
@@ -89,38 +96,9 @@ allow modules 'krel5/|common/|memory/|cpu/|storage/|nlohmann/'
 allow examples 'krel5/'
 allow tools 'zel/|CLI/'
 
-rooms platform/zel/model zel/model <<'END'
-vocabulary
-texts
-values
-settings devices
-module
-runs
-state
-END
-
-rooms platform/zel/enumerator zel/enumerator <<'END'
-root
-records firmware modules
-buses
-memory processors system drives attached
-sensors
-.
-END
-
-rooms providers/src/libKrel5 libKrel5 < <(cat <<'END'
-basics
-vocabulary
-values
-devices
-objects
-internal/module
-internal/files internal/settings internal/backends
-internal/runs
-facades
-internal/start
-END
-homes)
+rooms platform/zel/model zel/model < <(floors platform/zel/model)
+rooms platform/zel/enumerator zel/enumerator < <(floors platform/zel/enumerator; echo .)
+rooms providers/src/libKrel5 libKrel5 < <(floors providers/src/libKrel5; homes)
 
 # each third-party library stays in one unit or two
 once() {

@@ -11,6 +11,7 @@ struct ReportLog : TestHost
 {
     int m_percent = -1; ///< the last one
     std::vector<std::string> m_faults, m_warnings, m_problems, m_notes;
+    std::vector<std::string> m_signsOfLife; ///< in m_notes as well
     /// Questions for a stop that are answered no, before the first yes.
     int m_stopAfterQuestions = std::numeric_limits<int>::max();
 
@@ -20,6 +21,11 @@ struct ReportLog : TestHost
     void warning(Report const& report) override { m_warnings.push_back(lineOf(report)); }
     void problem(Report const& report) override { m_problems.push_back(lineOf(report)); }
     void note(Report const& report) override { m_notes.push_back(lineOf(report)); }
+    void signOfLife(Report const& report) override
+    {
+        note(report);
+        m_signsOfLife.push_back(m_notes.back());
+    }
 
 private:
     static std::string lineOf(Report const& report)

@@ -6,13 +6,13 @@
 //         static zel::Logger& s_logger = zel::LogFactory::getLogger("krel5.DiagModule"); // takes a lock
 //         return s_logger;
 //     }
+// and where there is something to say
 //     ZEL_LOG(logger(), zel::LogLevel::Debug) << "devices found = " << count;
 //     ZEL_LOG_LINE(logger(), zel::LogLevel::Debug, 1200) << "CommInterface: using CommEngine";
 //
-// A message begins with the number of the source line that wrote it and a blank; ZEL_LOG puts its own
-// __LINE__, ZEL_LOG_LINE a number that is part of the log format. Below the threshold nothing is formatted:
-// the right-hand side is not evaluated. Thread rule: everything here may be used from any thread; a line
-// reaches the file whole.
+// A message begins with the number of the source line that wrote it and a blank; ZEL_LOG puts its own __LINE__,
+// ZEL_LOG_LINE a number of the log format. Below the threshold nothing is formatted: the right-hand side is not
+// evaluated. Thread rule: everything here may be used from any thread; a line reaches the file whole.
 
 #include <zel/foundation/Export.h>
 #include <zel/foundation/String.h>

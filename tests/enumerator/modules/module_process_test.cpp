@@ -2,6 +2,7 @@
 
 #include <zel/enumerator/modules/ModuleProcess.h>
 
+#include <foundation/ProcessEnd.h>
 #include <foundation/TemporaryFolder.h>
 
 #include <gtest/gtest.h>
@@ -56,23 +57,6 @@ TEST(ModuleProcess, ChildrenThatMisbehave)
     EXPECT_FALSE(ModuleProcess::run("/nonexistent/module", {}, "", {}).error.empty());
 }
 
-namespace {
-
-/// Whether the process is gone, or comes to be within a few seconds.
-bool ends(pid_t id)
-{
-    for (int i = 0; i < 5000; ++i) {
-        std::ifstream state("/proc/" + std::to_string(id) + "/stat");
-        std::string text;
-        if (!std::getline(state, text) || text.find(") Z ") != std::string::npos)
-            return true;
-        ::usleep(1000);
-    }
-    return false;
-}
-
-} // namespace
-
 TEST(ModuleProcess, WhatEscapesFromAChildIsNotWaitedFor)
 {
     auto const outcome = run("setsid sleep 600 & echo $! >&4; exit 0");
@@ -96,5 +80,5 @@ TEST(ModuleProcess, AChildDiesWithAParentThatIsKilled)
         ::usleep(1000);
     EXPECT_EQ(::kill(parent, SIGKILL), 0);
     EXPECT_EQ(::waitpid(parent, nullptr, 0), parent);
-    EXPECT_TRUE(ends(std::atoi(folder.read("id").c_str())));
+    EXPECT_TRUE(test::ends(std::atoi(folder.read("id").c_str())));
 }

@@ -2,6 +2,8 @@
 // What the samples in the public headers take for granted.
 #include <krel5/krel5.h>
 
+#include <zel/foundation/Logger.h>
+
 #include <cstdio>
 #include <fcntl.h>
 
@@ -33,5 +35,9 @@ extern int errors;
 TestResult patternTest(DiagDevice const& device);
 TestResult memoryTest(DiagDevice const& device);
 TestResult readSurface(DiagDevice const& device);
+
+// where something is logged
+zel::Logger& logger();
+extern std::uint64_t count;
 
 } // namespace samples

@@ -25,6 +25,7 @@ match($0, /^ *\/\/\/?     /) {
         first = FNR
         name = FILENAME
         sub(/.*\/include\//, "include/", name)
+        sub(/.*\/platform\//, "platform/", name)
     }
     for (; empty > 0; empty--)
         line[++count] = ""

@@ -1,3 +1,4 @@
+#include <foundation/ProcessEnd.h>
 #include <modules/ReportLog.h>
 
 #include <storage/ChildProcess.h>
@@ -180,19 +181,6 @@ TEST(ChildProcess, thatDoesNotDieIsLeftAndNamed)
     EXPECT_EQ(::waitpid(id, nullptr, 0), id);
 }
 
-/// Whether the process is gone, or comes to be within a few seconds.
-bool ends(long id)
-{
-    for (int i = 0; i < 5000; ++i) {
-        std::ifstream state("/proc/" + std::to_string(id) + "/stat");
-        std::string text;
-        if (!std::getline(state, text) || text.find(") Z ") != std::string::npos)
-            return true;
-        ::usleep(1000);
-    }
-    return false;
-}
-
 TEST(ChildProcess, isOverWhenItEndsWhoeverHoldsItsOutputOpen)
 {
     // Both sleepers hold the pipe; the second has left the group when the shell goes on.
@@ -207,7 +195,7 @@ TEST(ChildProcess, isOverWhenItEndsWhoeverHoldsItsOutputOpen)
     long inGroup = 0, escaped = 0;
     ASSERT_TRUE(printed >> inGroup >> escaped);
     EXPECT_EQ(child.m_output.size() - static_cast<std::size_t>(printed.tellg()) - 1, 60000u);
-    EXPECT_TRUE(ends(inGroup));
+    EXPECT_TRUE(test::ends(inGroup));
     EXPECT_EQ(::kill(static_cast<pid_t>(escaped), SIGKILL), 0) << "it was not the runner's to end";
 }
 
@@ -229,7 +217,7 @@ TEST(ChildProcess, diesWithAParentThatIsKilled)
     ASSERT_TRUE(std::ifstream(note) >> id);
     EXPECT_EQ(::kill(parent, SIGKILL), 0);
     EXPECT_EQ(::waitpid(parent, nullptr, 0), parent);
-    EXPECT_TRUE(ends(id));
+    EXPECT_TRUE(test::ends(id));
 }
 
 TEST(ChildProcess, keepsNoFileOfItsParentOpen)

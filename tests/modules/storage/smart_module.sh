@@ -25,6 +25,7 @@ judge() {
   ((status == ${verdict##* })) || fault "exit status $status, not ${verdict##* }"
   grep -q "^Final Result: ${verdict% *}\$" output || fault "not ${verdict% *}"
   grep -qF -- "$shows" output || fault "does not show: $shows"
+  ! LC_ALL=C grep -qaP '[\x00-\x08\x0b-\x1f\x7f]|\xc2[\x80-\x9f]' output || fault "shows what a terminal obeys"
   [[ $type == *\ * || $(cat sbin/words) == "$wanted" ]] || fault "smartctl was given: $(cat sbin/words)"
   ((++done))
 }

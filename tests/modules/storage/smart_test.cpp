@@ -44,22 +44,6 @@ TEST(SmartParser, doubtsWhatIsThereTwiceAtAnyDepth)
               (Doubts{{Doubt::Kind::Twice, "x"}}));
 }
 
-TEST(SmartParser, leavesNothingThatATerminalObeys)
-{
-    struct Row
-    {
-        std::string m_given, m_kept;
-    };
-    for (Row const& row :
-         {Row{"a\\u001b[2Jb\\n", "a [2Jb "}, Row{"\x7F~", " ~"}, Row{"\xC2\x80|\xC2\x9B|\xC2\x9F", " | | "},
-          Row{"\xC2\xA0\xC3\x80\xE2\x82\x80", "\xC2\xA0\xC3\x80\xE2\x82\x80"}}) {
-        std::string const json = R"({"ata_smart_attributes":{"table":[{"name":")" + row.m_given + "\"}]}}";
-        SmartReport const report = parseSmartReport(json);
-        ASSERT_EQ(report.m_attributes.size(), 1u) << json;
-        EXPECT_EQ(report.m_attributes[0].m_name, row.m_kept);
-    }
-}
-
 TEST(SmartReport, saysHowOldAndHowWarmADriveIs)
 {
     struct Row

@@ -134,6 +134,26 @@ INSTANTIATE_TEST_SUITE_P(
         Choice{"none", {}, Outcome::CannotRun, "StorageNoFileSystem", 0}),
     [](auto const& row) { return row.param.m_name; });
 
+TEST(StorageTest, ofAFileSaysWhatItsHostHasToHear)
+{
+    DriveAccess access;
+    access.m_directories = [](std::string const&) { return std::vector<std::string>{"here"}; };
+    access.m_make = [](std::string const&, std::uint64_t size, SeededContent const&, ScratchProgress const&) {
+        auto drive = std::make_unique<PaperDrive>(size);
+        drive->m_sectorSize = SeededContent::kUnit;
+        drive->m_bad[3] = EIO;
+        OpenedSource opened;
+        opened.m_source = std::move(drive);
+        return opened;
+    };
+    ReportLog host;
+    EXPECT_EQ(runStorageTest(host, "/dev/drive", fileSettings(), access), Outcome::Fail);
+    EXPECT_FALSE(host.m_faults.empty());
+    ASSERT_FALSE(host.m_signsOfLife.empty()) << "of a read that takes long";
+    EXPECT_EQ(host.m_signsOfLife[0].rfind("StorageReadFailing Lba=", 0), 0u) << host.m_signsOfLife[0];
+    EXPECT_EQ(host.m_percent, 100);
+}
+
 TEST(StorageTest, writesNothingForAPlanThatCannotBeCarriedOut)
 {
     DriveAccess access;

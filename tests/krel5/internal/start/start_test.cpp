@@ -6,7 +6,6 @@
 #include <libKrel5/internal/module/CommandLine.h>
 #include <libKrel5/internal/module/ErrorReporting.h>
 #include <libKrel5/internal/module/ModuleCommon.h>
-#include <libKrel5/internal/start/BackendSelection.h>
 
 #include <krel5/InvalidInitException.h>
 #include <krel5/krel5.h>
@@ -117,6 +116,11 @@ std::unique_ptr<CommInterface> make()
 TestResult passes(DiagDevice const&) { return TestResult::PASS(); }
 TestResult throwsOurs(DiagDevice const&) { throw KrelException("out of paper"); }
 TestResult throwsNumber(DiagDevice const&) { throw 42; }
+TestResult postsItself(DiagDevice const&)
+{
+    ErrorReporting::post(KrelException("no way back")); // ends the process where it stands
+    return TestResult::PASS();
+}
 void refusesDevices(DiagDevice&) { throw std::runtime_error("no"); }
 
 TEST(Start, theConnectionIsClosedOnceOnEveryWayOutAndBeforeTheExitCallback)
@@ -135,6 +139,7 @@ TEST(Start, theConnectionIsClosedOnceOnEveryWayOutAndBeforeTheExitCallback)
         {"run", passes, make<Engine>, "open, result, close, exit callback", TestResult::PASS().value()},
         {"run", throwsOurs, make<Engine>, "open, close, exit callback", internalError},
         {"run", throwsNumber, make<Engine>, "open, close, exit callback", internalError},
+        {"run", postsItself, make<Engine>, "open, close, exit callback", internalError},
         {"enum", passes, make<Engine>, "open, close, exit callback", internalError}, // refusesDevices
         {"run", passes, make<Breaking>, "open, close, exit callback", internalError},
         {"run", passes, make<Unreachable>, "open, exit callback", TestResult::CANNOTRUN().value()},
@@ -147,7 +152,7 @@ TEST(Start, theConnectionIsClosedOnceOnEveryWayOutAndBeforeTheExitCallback)
     for (Case const& one : cases) {
         auto const outcome = test::runInChild([&] {
             char const* const words[] = {"mod", one.action, "-bd", logs.c_str()};
-            BackendSelection::useInstead(one.backend);
+            ModuleCommon::setComm(one.backend());
             DiagModule::setCmdLineArgs(4, words);
             DiagModule::setVersion(1, 0, "1");
             DiagModule::setModuleExitCallback([] { tell("exit callback"); });

@@ -32,7 +32,8 @@ private:
 zel::Array<zel::TestImp*> selectedTests();
 zel::Array<zel::IndicatorImp*> selectedIndicators();
 
-/// Writes the line to standard error and the log, then ends the process with the result's value.
+/// Writes the line to standard error and the log, closes the connection, then ends the process with the result's
+/// value. The module-exit callback is not called.
 [[noreturn]] void endWithSelectionError(zel::String const& line, TestResult const& result);
 
 /// Ends the process with the message that fits an empty selection. What of the selected is switched off is told

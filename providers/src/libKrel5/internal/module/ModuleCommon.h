@@ -49,7 +49,7 @@ public:
 
     /// The backend; null before it was chosen.
     static CommInterface* comm();
-    /// Takes the place of the backend that start() would choose by the command line; for tests.
+    /// Set before start(), takes the place of the backend that the command line asks for; for tests.
     static void setComm(std::unique_ptr<CommInterface> comm);
     static zel::String baseDirectory();
 

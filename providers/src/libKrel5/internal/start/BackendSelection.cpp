@@ -39,16 +39,10 @@ Row const s_backends[] = {
     {nullptr, "CommStandAlone", 1212, &make<CommStandAlone>},
 };
 
-std::unique_ptr<CommInterface> (*s_instead)() = nullptr;
-
 } // namespace
-
-void BackendSelection::useInstead(std::unique_ptr<CommInterface> (*make)()) { s_instead = make; }
 
 std::unique_ptr<CommInterface> BackendSelection::choose()
 {
-    if (s_instead)
-        return s_instead();
     for (Row const& row : s_backends) {
         if (row.option && !CommandLine::isSet(row.option()))
             continue;

@@ -12,9 +12,6 @@ struct BackendSelection
     /// console runner when none is. Null, after a message on standard error and in the log, when that backend
     /// is not part of this library.
     static std::unique_ptr<CommInterface> choose();
-    /// From now on choose() gives what `make` makes, whatever the command line says: for tests, which listen to
-    /// what a module tells its backend.
-    static void useInstead(std::unique_ptr<CommInterface> (*make)());
 };
 
 } // namespace krel5

@@ -335,7 +335,8 @@ bool ModuleCommon::runInformationalCommands(TestResult& result)
 
 TestResult ModuleCommon::chooseBackend()
 {
-    state().comm = BackendSelection::choose();
+    if (!state().comm)
+        state().comm = BackendSelection::choose();
     return state().comm ? TestResult::PASS() : TestResult::CANNOTRUN();
 }
 
