@@ -3,9 +3,9 @@
 #include <common/SeedParameter.h>
 #include <common/TimedHost.h>
 #include <storage/Events.h>
-#include <storage/SmartReport.h>
 #include <storage/StorageTest.h>
 #include <storage/Texts.h>
+#include <storage/smart/SmartReport.h>
 
 #include <krel5/DataType.h>
 #include <krel5/DeviceCapability.h>

@@ -100,6 +100,14 @@ rooms platform/zel/model zel/model < <(floors platform/zel/model)
 rooms platform/zel/enumerator zel/enumerator < <(floors platform/zel/enumerator; echo .)
 rooms providers/src/libKrel5 libKrel5 < <(floors providers/src/libKrel5; homes)
 
+# reading a drive and asking it for its health know nothing of each other
+found=$(grep -rlE 'include <storage/smart/' modules/storage | grep -vE '^modules/storage/(main\.cpp|smart/)')
+if [[ -n $found ]]; then
+  echo "Only main.cpp knows modules/storage/smart from outside:"
+  echo "$found"
+  status=1
+fi
+
 # each third-party library stays in one unit or two
 once() {
   local header=$1 limit=$2 count

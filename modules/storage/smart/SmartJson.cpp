@@ -1,4 +1,4 @@
-#include <storage/SmartJson.h>
+#include <storage/smart/SmartJson.h>
 
 #include <nlohmann/json.hpp>
 

@@ -1,6 +1,6 @@
-#include <storage/SelfTestLog.h>
-#include <storage/SmartJson.h>
-#include <storage/SmartReport.h>
+#include <storage/smart/SelfTestLog.h>
+#include <storage/smart/SmartJson.h>
+#include <storage/smart/SmartReport.h>
 
 #include <algorithm>
 #include <charconv>

@@ -8,7 +8,7 @@
 
 #include <common/TestHost.h>
 #include <storage/ChildProcess.h>
-#include <storage/SmartJson.h>
+#include <storage/smart/SmartJson.h>
 
 #include <cstdint>
 #include <optional>

@@ -1,6 +1,6 @@
 #include <modules/ReportLog.h>
 
-#include <storage/SmartReport.h>
+#include <storage/smart/SmartReport.h>
 
 #include <gtest/gtest.h>
 

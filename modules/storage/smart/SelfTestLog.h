@@ -6,8 +6,8 @@
 //
 // Thread rule: plain functions on values.
 
-#include <storage/SmartJson.h>
-#include <storage/SmartReport.h>
+#include <storage/smart/SmartJson.h>
+#include <storage/smart/SmartReport.h>
 
 namespace krel5::modules::storage {
 

@@ -1,6 +1,6 @@
 #include <storage/Events.h>
-#include <storage/SmartReport.h>
 #include <storage/Texts.h>
+#include <storage/smart/SmartReport.h>
 
 #include <common/ErrorText.h>
 

@@ -6,7 +6,7 @@
 //
 // Thread rule: plain functions on values.
 
-#include <storage/SmartEvidence.h>
+#include <storage/smart/SmartEvidence.h>
 
 namespace krel5::modules::storage {
 

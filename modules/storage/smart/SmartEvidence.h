@@ -8,7 +8,7 @@
 //
 // Thread rule: a plain value; refers to the report and the options, which outlive it.
 
-#include <storage/SmartReport.h>
+#include <storage/smart/SmartReport.h>
 
 namespace krel5::modules::storage {
 

@@ -2,7 +2,7 @@
 
 #include <modules/ReportLog.h>
 
-#include <storage/SmartReport.h>
+#include <storage/smart/SmartReport.h>
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
-#include <storage/SelfTestLog.h>
-#include <storage/SmartEvidence.h>
+#include <storage/smart/SelfTestLog.h>
+#include <storage/smart/SmartEvidence.h>
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 #include <storage/Events.h>
-#include <storage/SmartSilence.h>
 #include <storage/Texts.h>
+#include <storage/smart/SmartSilence.h>
 
 #include <algorithm>
 #include <initializer_list>

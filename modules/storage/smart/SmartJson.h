@@ -46,7 +46,8 @@ public:
         /// Whole numbers only. Those that JSON counts as floating-point are the largest one at most.
         std::optional<std::uint64_t> count(std::uint64_t most = ~std::uint64_t(0)) const;
         std::optional<std::int64_t> number() const;
-        /// Without control characters, at most 1000 bytes, where "..." tells of the rest. Empty when absent.
+        /// As it stands (a report escapes what it is told), at most 1000 bytes, where "..." tells of the rest. Empty
+        /// when absent.
         std::string text() const;
         /// Entries of a list; more than `most` are a doubt, and handed on all the same.
         void each(std::size_t most, std::function<void(Field const& entry)> const& take) const;

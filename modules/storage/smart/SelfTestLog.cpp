@@ -1,4 +1,4 @@
-#include <storage/SelfTestLog.h>
+#include <storage/smart/SelfTestLog.h>
 
 namespace krel5::modules::storage {
 namespace {
@@ -43,15 +43,22 @@ std::optional<bool> ataPassed(Field const& status)
     return ended ? std::optional(result == 0) : std::nullopt;
 }
 
-SelfTest ataSelfTest(Field const& entry)
+/// What every bus has a field for, under names of its own.
+SelfTest selfTest(Field const& type, Field const& status, Field const& hours, Field const& lba)
 {
-    Field const status = entry["status"], type = entry["type"];
     SelfTest test;
     test.m_type = type["string"].text();
     test.m_kind = kindOf(type["value"].count(kByte), test.m_type);
     test.m_status = status["string"].text();
-    test.m_hours = entry["lifetime_hours"].count();
-    test.m_lba = entry["lba"].count();
+    test.m_hours = hours.count();
+    test.m_lba = lba.count();
+    return test;
+}
+
+SelfTest ataSelfTest(Field const& entry)
+{
+    Field const status = entry["status"];
+    SelfTest test = selfTest(entry["type"], status, entry["lifetime_hours"], entry["lba"]);
     test.m_passed = ataPassed(status);
     if (!test.m_passed && !status["value"].isThere())
         status.doubt();
@@ -73,13 +80,8 @@ std::optional<bool> passed(Field const& result, std::uint64_t firstFailure, std:
 /// NVMe: 0 for passed, 5 to 7 for failed; the others were aborted.
 SelfTest nvmeSelfTest(Field const& entry)
 {
-    Field const result = entry["self_test_result"], code = entry["self_test_code"];
-    SelfTest test;
-    test.m_type = code["string"].text();
-    test.m_kind = kindOf(code["value"].count(kByte), test.m_type);
-    test.m_status = result["string"].text();
-    test.m_hours = entry["power_on_hours"].count();
-    test.m_lba = entry["lba"].count();
+    Field const result = entry["self_test_result"];
+    SelfTest test = selfTest(entry["self_test_code"], result, entry["power_on_hours"], entry["lba"]);
     test.m_passed = passed(result, 5, 7);
     return test;
 }
@@ -87,13 +89,9 @@ SelfTest nvmeSelfTest(Field const& entry)
 /// SCSI: 0 for passed, 3 to 7 for failed; 1 and 2 were aborted, 15 is still running.
 SelfTest scsiSelfTest(Field const& entry)
 {
-    Field const result = entry["result"], code = entry["code"], lba = entry["lba_first_failure"];
-    SelfTest test;
-    test.m_type = code["string"].text();
-    test.m_kind = kindOf(code["value"].count(kByte), test.m_type);
-    test.m_status = result["string"].text();
-    test.m_hours = entry["power_on_time"]["hours"].count();
-    test.m_lba = lba.isObject() ? lba["value"].count() : lba.count();
+    Field const result = entry["result"], lba = entry["lba_first_failure"];
+    SelfTest test =
+        selfTest(entry["code"], result, entry["power_on_time"]["hours"], lba.isObject() ? lba["value"] : lba);
     test.m_passed = passed(result, 3, 7);
     return test;
 }

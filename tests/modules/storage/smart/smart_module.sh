@@ -4,7 +4,7 @@
 #   smart_module.sh FOLDER_OF_THE_BUILT_MODULES
 set -uo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
-. "$here/machine.sh"
+. "$here/../machine.sh"
 
 cat >sbin/smartctl <<'END'
 #!/bin/sh

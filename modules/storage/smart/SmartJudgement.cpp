@@ -1,8 +1,8 @@
 #include <storage/Events.h>
-#include <storage/SmartEvidence.h>
-#include <storage/SmartReport.h>
-#include <storage/SmartSilence.h>
 #include <storage/Texts.h>
+#include <storage/smart/SmartEvidence.h>
+#include <storage/smart/SmartReport.h>
+#include <storage/smart/SmartSilence.h>
 
 #include <algorithm>
 
