@@ -64,6 +64,32 @@ TEST(System, carriesATextLargerThanThePipe)
     EXPECT_EQ(written, read);
 }
 
+TEST(System, aPeerThatNeverComesDoesNotHoldUpWhoIsStopped)
+{
+    static int s_asked = 0;
+    auto const stop = [] { return ++s_asked > 2; };
+    Pipe pipe;
+    std::string text = "old";
+    std::size_t count = 7;
+    EXPECT_FALSE(System::readFromPipeUtf8(pipe.ends[0], text, count, stop));
+    EXPECT_EQ(System::getSystemErrorMsg(), String("Operation canceled"));
+    EXPECT_EQ(text, "old");
+    EXPECT_EQ(s_asked, 3) << "it waited between two questions";
+
+    s_asked = 0;
+    EXPECT_FALSE(System::writeToPipeUtf8(pipe.ends[1], std::string(3u << 20, 'x'), count, stop));
+    EXPECT_EQ(System::getSystemErrorMsg(), String("Operation canceled"));
+    EXPECT_TRUE(count > 0 && count < 3u << 20) << count;
+    EXPECT_EQ(::fcntl(pipe.ends[1], F_GETFL) & O_NONBLOCK, 0) << "the pipe has the mode that it had";
+
+    // What is there goes through all the same.
+    Pipe ready;
+    EXPECT_TRUE(System::writeToPipeUtf8(ready.ends[1], "text", count, [] { return false; }));
+    ready.closeWriter();
+    EXPECT_TRUE(System::readFromPipeUtf8(ready.ends[0], text, count, [] { return false; }));
+    EXPECT_EQ(text, "text");
+}
+
 TEST(System, pipeErrorsKeepTheirReasonAndTheOldText)
 {
     String text("old");
@@ -72,8 +98,10 @@ TEST(System, pipeErrorsKeepTheirReasonAndTheOldText)
     EXPECT_EQ(System::getSystemErrorMsg(), String("Bad file descriptor"));
     EXPECT_EQ(text, String("old"));
     EXPECT_EQ(count, 0u);
+    EXPECT_FALSE(System::readFromPipe(std::int64_t{1} << 32, text, count)) << "which is not descriptor 0";
+    EXPECT_EQ(System::getSystemErrorMsg(), String("Bad file descriptor"));
     auto const broken = runInChild([] {
-        System::secureStandardStreams(); // SIGPIPE would end the process here
+        ::signal(SIGPIPE, SIG_DFL);
         Pipe pipe;
         pipe.closeReader();
         std::size_t bytes = 0;

@@ -5,6 +5,8 @@
 #include <zel/foundation/String.h>
 
 #include <cstdint>
+#include <string>
+#include <string_view>
 
 namespace zel {
 
@@ -26,11 +28,25 @@ struct ZEL_EXPORT System
     /// Ends the process at once with `status`, after flushing standard output and standard error.
     [[noreturn]] static void exitProcess(int status) noexcept;
 
-    /// Reads everything from a pipe until its end. False, with getSystemErrorMsg(), when that fails or the
-    /// text is larger than 256 MiB. `text` then keeps its old content.
-    static bool readFromPipe(int pipeId, String& text, std::size_t& byteCount);
-    /// Writes the whole text as UTF-8 and closes nothing. False, with getSystemErrorMsg(), when that fails.
-    static bool writeToPipe(int pipeId, String const& text, std::size_t& byteCount);
+    // Pipes carry a whole text each way. Any open descriptor will do, and none is closed: the end of a text is
+    // where its writer closes the pipe, or ends. `stop`, unless null, is asked every tenth of a second while the
+    // other side lets us wait, and true gives up ("Operation canceled"). A signal ends no call, and nobody's
+    // SIGPIPE ends the process.
+
+    /// Reads everything up to the end. False, with getSystemErrorMsg(), when that fails or the text is larger
+    /// than 256 MiB. `utf8`, as it was written, then keeps its old content.
+    static bool readFromPipeUtf8(std::int64_t pipeId, std::string& utf8, std::size_t& byteCount,
+                                 bool (*stop)() = nullptr);
+    static bool readFromPipe(std::int64_t pipeId, String& text, std::size_t& byteCount,
+                             bool (*stop)() = nullptr);
+    /// Writes the whole text. False, with getSystemErrorMsg(), when that fails; `byteCount` went out all the
+    /// same.
+    static bool writeToPipeUtf8(std::int64_t pipeId, std::string_view utf8, std::size_t& byteCount,
+                                bool (*stop)() = nullptr);
+    static bool writeToPipe(std::int64_t pipeId, String const& text, std::size_t& byteCount,
+                            bool (*stop)() = nullptr);
+    /// Programs that this process starts do not get the pipe: one that outlives it would hold the other side up.
+    static void keepPipeFromChildren(std::int64_t pipeId) noexcept;
 
     /// Opens what is closed of descriptors 0, 1 and 2, so that no file opened later takes the place of
     /// standard output; writing to a replaced one fails. Ignores SIGPIPE, so that a reader that went away is

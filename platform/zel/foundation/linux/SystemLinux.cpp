@@ -1,6 +1,7 @@
 #include <zel/foundation/System.h>
 
 #include <zel/foundation/linux/FileDescriptor.h>
+#include <zel/foundation/linux/PipeTransfer.h>
 
 #include <climits>
 #include <csignal>
@@ -18,6 +19,12 @@ namespace {
 constexpr std::size_t kPipeLimit = 256u << 20;
 
 thread_local int t_lastError = 0;
+
+// A number that is none of a descriptor stays none: it must not be cut to one.
+int descriptorOf(std::int64_t pipeId) noexcept
+{
+    return pipeId >= 0 && pipeId <= INT_MAX ? static_cast<int>(pipeId) : -1;
+}
 
 bool succeeded(int errorNumber) noexcept
 {
@@ -67,26 +74,45 @@ void System::exitProcess(int status) noexcept
     ::_exit(status);
 }
 
-bool System::readFromPipe(int pipeId, String& text, std::size_t& byteCount)
-try {
+bool System::readFromPipeUtf8(std::int64_t pipeId, std::string& utf8, std::size_t& byteCount, bool (*stop)())
+{
     byteCount = 0;
     std::string bytes;
-    if (!succeeded(readAll(pipeId, bytes, kPipeLimit)))
+    if (!succeeded(readPipe(descriptorOf(pipeId), bytes, kPipeLimit, stop)))
+        return false;
+    utf8 = std::move(bytes);
+    byteCount = utf8.size();
+    return true;
+}
+
+bool System::readFromPipe(std::int64_t pipeId, String& text, std::size_t& byteCount, bool (*stop)())
+try {
+    std::string bytes;
+    if (!readFromPipeUtf8(pipeId, bytes, byteCount, stop))
         return false;
     text = String(bytes);
-    byteCount = bytes.size();
     return true;
 } catch (std::bad_alloc const&) {
     return succeeded(ENOMEM);
 }
 
-bool System::writeToPipe(int pipeId, String const& text, std::size_t& byteCount)
+bool System::writeToPipeUtf8(std::int64_t pipeId, std::string_view utf8, std::size_t& byteCount,
+                             bool (*stop)())
+{
+    return succeeded(writePipe(descriptorOf(pipeId), utf8, byteCount, stop));
+}
+
+bool System::writeToPipe(std::int64_t pipeId, String const& text, std::size_t& byteCount, bool (*stop)())
 try {
     byteCount = 0;
-    std::string const bytes = text.toUtf8();
-    return succeeded(writeAll(pipeId, bytes.data(), bytes.size(), byteCount));
+    return writeToPipeUtf8(pipeId, text.toUtf8(), byteCount, stop);
 } catch (std::bad_alloc const&) {
     return succeeded(ENOMEM);
+}
+
+void System::keepPipeFromChildren(std::int64_t pipeId) noexcept
+{
+    ::fcntl(descriptorOf(pipeId), F_SETFD, FD_CLOEXEC);
 }
 
 void System::secureStandardStreams() noexcept

@@ -1,6 +1,7 @@
 #include <zel/enumerator/modules/ModuleProcess.h>
 
 #include <zel/foundation/System.h>
+#include <zel/foundation/linux/BrokenPipesAreErrors.h>
 #include <zel/foundation/linux/FileDescriptor.h>
 
 #include <fcntl.h>
@@ -145,31 +146,6 @@ bool hasEnded(pid_t child)
     return ::waitid(P_PID, static_cast<id_t>(child), &found, WEXITED | WNOHANG | WNOWAIT) == 0 &&
            found.si_pid == child;
 }
-
-/// A write to a pipe that nobody reads is an error of the write for this thread, not the end of the process.
-class BrokenPipesAreErrors
-{
-public:
-    BrokenPipesAreErrors()
-    {
-        ::sigemptyset(&m_signals);
-        ::sigaddset(&m_signals, SIGPIPE);
-        ::pthread_sigmask(SIG_BLOCK, &m_signals, &m_before);
-    }
-    ~BrokenPipesAreErrors()
-    {
-        timespec const now{};
-        if (!::sigismember(&m_before, SIGPIPE))
-            ::sigtimedwait(&m_signals, nullptr, &now);
-        ::pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
-    }
-    BrokenPipesAreErrors(BrokenPipesAreErrors const&) = delete;
-    BrokenPipesAreErrors& operator=(BrokenPipesAreErrors const&) = delete;
-
-private:
-    sigset_t m_signals{};
-    sigset_t m_before{};
-};
 
 /// Writes and reads at the same time, so that neither side can wait for the other for ever.
 class Exchange

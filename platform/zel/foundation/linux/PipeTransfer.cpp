@@ -1,0 +1,127 @@
+#include <zel/foundation/linux/PipeTransfer.h>
+
+#include <zel/foundation/linux/BrokenPipesAreErrors.h>
+#include <zel/foundation/linux/FileDescriptor.h>
+
+#include <algorithm>
+#include <fcntl.h>
+#include <new>
+#include <poll.h>
+#include <stdexcept>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace zel {
+namespace {
+
+constexpr int kSliceMilliseconds = 100;
+// What anybody may ask for as the system is shipped (/proc/sys/fs/pipe-max-size). A pipe begins with 64 KiB, so
+// that both sides would wake sixteen times as often.
+constexpr int kPipeBytes = 1 << 20;
+constexpr std::size_t kFirstRoom = 64u << 10;
+
+// Whoever may not have that much works with what there is.
+void widen(int descriptor) noexcept
+{
+    int const size = ::fcntl(descriptor, F_GETPIPE_SZ);
+    if (size > 0 && size < kPipeBytes)
+        ::fcntl(descriptor, F_SETPIPE_SZ, kPipeBytes);
+}
+
+// 0 once a read or a write would not wait.
+int waitFor(int descriptor, short events, StopWaiting stop)
+{
+    pollfd request{descriptor, events, 0};
+    for (;;) {
+        if (stop && stop())
+            return ECANCELED;
+        int const ready = ::poll(&request, 1, stop ? kSliceMilliseconds : -1);
+        if (ready > 0)
+            return 0;
+        if (ready < 0 && errno != EINTR)
+            return errno;
+    }
+}
+
+// A write to a blocking pipe returns when everything is written, however long its reader takes.
+class NonBlocking
+{
+public:
+    explicit NonBlocking(int descriptor) noexcept : m_descriptor(descriptor)
+    {
+        struct stat status;
+        if (::fstat(descriptor, &status) == 0 && S_ISFIFO(status.st_mode))
+            m_before = ::fcntl(descriptor, F_GETFL);
+        if (changes())
+            ::fcntl(m_descriptor, F_SETFL, m_before | O_NONBLOCK);
+    }
+    ~NonBlocking()
+    {
+        if (changes())
+            ::fcntl(m_descriptor, F_SETFL, m_before);
+    }
+    NonBlocking(NonBlocking const&) = delete;
+    NonBlocking& operator=(NonBlocking const&) = delete;
+
+private:
+    bool changes() const noexcept { return m_before != -1 && (m_before & O_NONBLOCK) == 0; }
+
+    int m_descriptor;
+    int m_before = -1;
+};
+
+} // namespace
+
+int readPipe(int descriptor, std::string& content, std::size_t limit, StopWaiting stop)
+try {
+    widen(descriptor);
+    content.clear();
+    std::size_t used = 0;
+    for (;;) {
+        // One byte more than allowed tells a text of exactly `limit` bytes from a larger one.
+        if (used == content.size())
+            content.resize(std::min(std::max(2 * used, kFirstRoom), limit + 1));
+        if (int const error = stop ? waitFor(descriptor, POLLIN, stop) : 0; error != 0)
+            return error;
+        ssize_t const count = ::read(descriptor, content.data() + used, content.size() - used);
+        if (count < 0 && errno == EAGAIN) {
+            if (int const error = waitFor(descriptor, POLLIN, stop); error != 0)
+                return error;
+        } else if (count < 0 && errno != EINTR) {
+            return errno;
+        } else if (count == 0) {
+            content.resize(used);
+            return 0;
+        }
+        used += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+        if (used > limit)
+            return EFBIG;
+    }
+} catch (std::bad_alloc const&) {
+    return ENOMEM;
+} catch (std::length_error const&) {
+    return ENOMEM;
+}
+
+int writePipe(int descriptor, std::string_view bytes, std::size_t& written, StopWaiting stop)
+{
+    BrokenPipesAreErrors const guard;
+    written = 0;
+    if (bytes.size() > kFirstRoom)
+        widen(descriptor);
+    if (!stop)
+        return writeAll(descriptor, bytes.data(), bytes.size(), written);
+    NonBlocking const mode(descriptor);
+    while (written < bytes.size()) {
+        ssize_t const count = ::write(descriptor, bytes.data() + written, bytes.size() - written);
+        if (count >= 0)
+            written += static_cast<std::size_t>(count);
+        else if (errno != EAGAIN && errno != EINTR)
+            return errno;
+        else if (int const error = waitFor(descriptor, POLLOUT, stop); error != 0)
+            return error;
+    }
+    return 0;
+}
+
+} // namespace zel
