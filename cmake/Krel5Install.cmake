@@ -14,6 +14,8 @@ install(FILES
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zel/foundation)
 install(DIRECTORY platform/zel/model/vocabulary/tables DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zel/model/vocabulary)
 
+install(FILES examples/SystemInformationFilter.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/krel5)
+
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Krel5)
 install(EXPORT Krel5Targets NAMESPACE Krel5:: DESTINATION ${package_folder})
 configure_package_config_file(cmake/Krel5Config.cmake.in ${PROJECT_BINARY_DIR}/Krel5Config.cmake

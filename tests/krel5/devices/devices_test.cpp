@@ -289,7 +289,7 @@ TEST(DeviceProperty, aWrongDeviceIsSaidAndTheFilterObeyed)
     auto& filter = zel::SystemInformationFilter::instance();
     for (Case const& one : cases)
         if (one.isFiltered)
-            filter.excludeProperty(one.key);
+            filter.addPropertyRule(false, zel::CapabilityImp::ALL(), one.key);
     SysInfoDevice* const device = drive("filter");
     for (Case const& one : cases) {
         std::string const log =

@@ -35,6 +35,7 @@ public:
     /// The devices that the module is for: the union of what its tests and indicators take, and what it sets.
     CapabilityImp const& supportedCapabilities() const noexcept { return m_capabilities; }
     void addSupportedCapabilities(CapabilityImp const& capabilities) { m_capabilities |= capabilities; }
+    void setSupportedCapabilities(CapabilityImp const& capabilities) { m_capabilities = capabilities; }
 
     /// Whether the module decides itself which of its tests apply to a device.
     bool choosesOwnTests() const noexcept { return m_choosesOwnTests; }

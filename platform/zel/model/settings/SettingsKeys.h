@@ -12,6 +12,13 @@ inline constexpr char kPromptEnable[] = "PromptEnable.value";
 inline constexpr char kGuiPromptSupported[] = "GUIPromptSupported.value";
 inline constexpr char kAlwaysUseGuiPrompt[] = "AlwaysUseGUIPrompt.value";
 
+// Of a module that reports devices: the switch of all overrides, and the two parts around a property's key of
+// the lines that say its value and the type of that.
+inline constexpr char kPropertyOverrides[] = "PropertyOverrides.value";
+inline constexpr char kPropertyOverride[] = "PropertyOverride.";
+inline constexpr char kOverrideValue[] = ".value";
+inline constexpr char kOverrideType[] = ".type";
+
 // Of a test, after "Test.{test}."; the first two also of an indicator, after "Indicator.{indicator}.".
 inline constexpr char kEnable[] = "Enable.value";
 inline constexpr char kForceResult[] = "ForceResult.value";

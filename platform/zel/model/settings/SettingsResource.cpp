@@ -2,9 +2,9 @@
 
 #include <zel/foundation/FileSystem.h>
 #include <zel/foundation/Logger.h>
-#include <zel/foundation/System.h>
 #include <zel/model/settings/SettingsKeys.h>
 #include <zel/model/texts/FileNamePart.h>
+#include <zel/model/texts/ModuleFolders.h>
 #include <zel/model/values/ValueImp.h>
 
 #include <filesystem>
@@ -18,34 +18,17 @@ Logger& logger() { return LogFactory::getLogger("zel.SettingsResource"); }
 
 using Shared = std::shared_ptr<SettingsResource const>;
 
-using Writers = FileSystem::Writers;
-
-struct Folder
-{
-    std::string path;
-    Writers writers; // of a file in it
-};
-
 struct Cache
 {
     std::mutex m_mutex; // guards everything below
     std::unordered_map<String, Shared> m_byGuid;
-    std::vector<Folder> m_folders;
+    std::vector<ModuleFolder> m_folders; // empty: those of the program
 };
 
 Cache& cache()
 {
     static auto* const instance = new Cache; // never destroyed: exit handlers still read settings
     return *instance;
-}
-
-std::vector<Folder> defaultFolders()
-{
-    std::string const program = System::executablePath().bytes();
-    Folder const working{".", Writers::CallerOrRoot};
-    if (program.empty())
-        return {working};
-    return {{FileSystem::folderOf(program), Writers::AsProgram}, working};
 }
 
 void logIssues(KeyTextFile const& file)
@@ -56,14 +39,14 @@ void logIssues(KeyTextFile const& file)
 
 // A file that is there but cannot be read is taken for what it is: going on to the next folder would run the
 // module with settings that nobody meant.
-Shared loadFirst(std::vector<Folder> const& folders, String const& guid)
+Shared loadFirst(std::vector<ModuleFolder> const& folders, String const& guid)
 {
     if (!isFileNamePart(guid)) {
         ZEL_LOG(logger(), LogLevel::Debug) << "no settings file is looked for: the module has no proper guid";
         return std::make_shared<SettingsResource const>(KeyTextFile());
     }
     KeyTextFile file;
-    for (Folder const& folder : folders) {
+    for (ModuleFolder const& folder : folders) {
         std::string const path = folder.path + "/" + guid.toUtf8() + ".w4i";
         if (file.state() != KeyTextFile::State::Absent) {
             std::error_code error;
@@ -143,7 +126,7 @@ Shared SettingsResource::ofModule(String const& guid)
     std::lock_guard const lock(known.m_mutex);
     if (auto const found = known.m_byGuid.find(guid); found != known.m_byGuid.end())
         return found->second;
-    auto const folders = known.m_folders.empty() ? defaultFolders() : known.m_folders;
+    auto const folders = known.m_folders.empty() ? moduleFolders() : known.m_folders;
     auto const settings = loadFirst(folders, guid);
     logIssues(settings->m_file);
     constexpr std::size_t kMaxModules = 256; // guids come from outside, too
@@ -163,7 +146,7 @@ void SettingsResource::setSearchFolders(std::vector<std::string> folders)
     std::lock_guard const lock(cache().m_mutex);
     cache().m_folders.clear();
     for (std::string const& folder : folders)
-        cache().m_folders.push_back({folder, Writers::CallerOrRoot});
+        cache().m_folders.push_back({folder, FileSystem::Writers::CallerOrRoot});
     cache().m_byGuid.clear();
 }
 

@@ -29,7 +29,7 @@ public:
     /// "." until it is set.
     String baseDirectory() const;
     void setBaseDirectory(String const& path);
-    /// Whether "PropertyOverride." lines of a settings file are to be applied; true until it is set.
+    /// Whether "PropertyOverride." lines of a settings file are to be applied; false until it is set.
     bool propertyOverridesEnabled() const;
     void setPropertyOverridesEnabled(bool enabled);
 
@@ -37,7 +37,7 @@ private:
     mutable std::mutex m_mutex; // guards everything below
     LanguageImp m_language = LanguageImp::en();
     String m_customer, m_variant, m_baseDirectory = String(".");
-    bool m_propertyOverridesEnabled = true;
+    bool m_propertyOverridesEnabled = false;
 };
 
 } // namespace zel
