@@ -6,11 +6,11 @@
 //         std::puts(serial->value().toString().getUTF8Buffer());
 //
 // A property that a device holds is reached through the device; a property that the module declared is the
-// pattern from which devices take copies. SyncDeviceProperty declares one; the module facade whose factories
-// declare the other kinds is to come. Thread rule: what is returned by value or as a text may be asked for
-// from several threads, and a returned text stays valid and unchanged as long as the handle; one object is
-// not changed in one thread while another uses it, nor is the value of valueRef(). See SyncDeviceProperty for
-// filling many devices from several threads.
+// pattern from which devices take copies. SyncDeviceProperty declares one, the factories of SysInfoModule all
+// kinds. Thread rule: what is returned by value or as a text may be asked for from several threads, and a
+// returned text stays valid and unchanged as long as the handle; one object is not changed in one thread while
+// another uses it, nor is the value of valueRef(). See SyncDeviceProperty for filling many devices from several
+// threads.
 
 #include <krel5/DataHolder.h>
 #include <krel5/Export.h>

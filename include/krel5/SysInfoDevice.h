@@ -11,9 +11,9 @@
 // Every factory takes, in this order: what the device is, its capabilities, its name, its description, and
 // where the operating system knows it; then the numbers that locate it on its bus. The library prints the
 // location string from those numbers. The devices belong to the library and live as long as the process; they
-// are known to nobody until the module hands them on, and the facade for that is to come. Thread rule: every
-// operation takes the library's one mutex, so that a module may enumerate from several threads; the texts
-// that it returns are as those of DiagDevice.
+// are known to nobody until SysInfoModule::addDevice hands them on. Thread rule: every operation takes the
+// library's one mutex, so that a module may enumerate from several threads; the texts that it returns are as
+// those of DiagDevice.
 
 #include <krel5/DataHolder.h>
 #include <krel5/Export.h>

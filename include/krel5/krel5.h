@@ -1,5 +1,5 @@
 #pragma once
-// Everything at once. Start with DiagModule.h.
+// Everything at once. Start with DiagModule.h, or with SysInfoModule.h.
 
 #include <krel5/Alert.h>
 #include <krel5/AlertType.h>
@@ -49,6 +49,7 @@
 #include <krel5/PropertyCategory.h>
 #include <krel5/SyncDeviceProperty.h>
 #include <krel5/SysInfoDevice.h>
+#include <krel5/SysInfoModule.h>
 #include <krel5/Test.h>
 #include <krel5/TestObserver.h>
 #include <krel5/TestResult.h>

@@ -66,8 +66,11 @@ public:
 
     void output(Outcome const& outcome)
     {
-        bool const first = m_sent == 0 && !m_start.stopWhen.empty() &&
-                           outcome.out.find(m_start.stopWhen) != std::string::npos;
+        auto const stands = [this](std::string const& text) {
+            return text.find(m_start.stopWhen) != std::string::npos;
+        };
+        bool const first =
+            m_sent == 0 && !m_start.stopWhen.empty() && (stands(outcome.out) || stands(outcome.err));
         bool const next = m_sent > 0 && outcome.err.find("Press Ctrl-C again") != std::string::npos;
         if (m_sent < m_start.stops && (first || next)) {
             ::kill(m_child, m_start.stopSignal);

@@ -27,7 +27,7 @@ struct Start
     bool closeErrors = false;
     bool asNobody = false;    ///< drop root first
     bool withoutArgv = false; ///< an argument vector with nothing in it
-    std::string stopWhen;     ///< once this text stands in the output, send stopSignal ...
+    std::string stopWhen;     ///< once this text stands in output or errors, send stopSignal ...
     int stops = 0; ///< ... so many times, each after the one before has been seen on standard error
     int stopSignal = SIGINT;
 };

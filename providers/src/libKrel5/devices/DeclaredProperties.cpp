@@ -42,10 +42,10 @@ DeviceProperty* DeclaredProperties::createFake(KrelString const& key, PropertyCa
 }
 
 DeviceProperty* DeclaredProperties::createGroup(KrelString const& key, PropertyCategory const& category,
-                                                DeviceCapability const& capability)
+                                                DataType const& type, DeviceCapability const& capability)
 {
-    return declare("createDevicePropertyGroup", key, category | PropertyCategory::Group(), DataType::STRING(),
-                   capability, "");
+    return declare("createDevicePropertyGroup", key, category | PropertyCategory::Group(), type, capability,
+                   "");
 }
 
 DeviceProperty* DeclaredProperties::createLink(KrelString const& key, PropertyCategory const& category,

@@ -32,7 +32,7 @@ public:
                                       DataType const& type, DeviceCapability const& capability,
                                       KrelString const& alias);
     static DeviceProperty* createGroup(KrelString const& key, PropertyCategory const& category,
-                                       DeviceCapability const& capability);
+                                       DataType const& type, DeviceCapability const& capability);
     static DeviceProperty* createLink(KrelString const& key, PropertyCategory const& category,
                                       DeviceCapability const& capability);
 

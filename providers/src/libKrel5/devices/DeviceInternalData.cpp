@@ -4,21 +4,26 @@
 #include <libKrel5/basics/LibraryMutex.h>
 #include <libKrel5/basics/SharedText.h>
 
+#include <krel5/SysInfoDevice.h>
+
+#include <memory>
+
 namespace krel5 {
 
 template class DataHolder<DeviceInternalData>;
 
 namespace {
 
-/// What the handles of one device have given out. Kept in the device's record.
-struct DeviceTexts
+/// What was given out of one device. Kept in the device's record.
+struct DeviceHandles
 {
     SharedText name, description, osLocator, hwLocator;
+    std::unique_ptr<SysInfoDevice> sysInfo; // null until it is asked for
 };
 
-DeviceTexts& textsOf(zel::DeviceImp const& device)
+DeviceHandles& handlesOf(zel::DeviceImp const& device)
 {
-    return device.handleSlot().get<DeviceTexts>([] { return new DeviceTexts(); });
+    return device.handleSlot().get<DeviceHandles>([] { return new DeviceHandles(); });
 }
 
 } // namespace
@@ -26,25 +31,25 @@ DeviceTexts& textsOf(zel::DeviceImp const& device)
 KrelString const& DeviceInternalData::name() const
 {
     zel::AutoMutex const guard(libraryMutex());
-    return textsOf(*device).name.give(device->name());
+    return handlesOf(*device).name.give(device->name());
 }
 
 KrelString const& DeviceInternalData::description() const
 {
     zel::AutoMutex const guard(libraryMutex());
-    return textsOf(*device).description.give(device->description());
+    return handlesOf(*device).description.give(device->description());
 }
 
 KrelString const& DeviceInternalData::osLocator() const
 {
     zel::AutoMutex const guard(libraryMutex());
-    return textsOf(*device).osLocator.give(device->osLocator());
+    return handlesOf(*device).osLocator.give(device->osLocator());
 }
 
 KrelString const& DeviceInternalData::hwLocator() const
 {
     zel::AutoMutex const guard(libraryMutex());
-    return textsOf(*device).hwLocator.give(device->hwLocator());
+    return handlesOf(*device).hwLocator.give(device->hwLocator());
 }
 
 DeviceCapability DeviceInternalData::deviceType() const
@@ -97,6 +102,14 @@ DeviceProperty& handleOf(zel::DeviceImp& device, zel::PropertyImp& property)
     if (zel::PropertyImp* const group = isNew ? device.groupOf(property) : nullptr)
         handle.setGroup(&handleOf(device, *group));
     return handle;
+}
+
+SysInfoDevice& sysInfoHandleOf(zel::DeviceImp& device)
+{
+    auto& handle = handlesOf(device).sysInfo;
+    if (!handle)
+        handle = std::make_unique<SysInfoDevice>(&device);
+    return *handle;
 }
 
 } // namespace krel5

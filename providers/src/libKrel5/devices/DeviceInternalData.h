@@ -11,6 +11,8 @@
 
 namespace krel5 {
 
+class SysInfoDevice;
+
 /// Each operation takes the library mutex and reads the record of the device. The texts belong to that
 /// record, not to a handle: they stay valid and unchanged as long as the device, and any thread may read
 /// them.
@@ -35,5 +37,7 @@ struct DeviceInternalData
 /// The one handle of a property record of `device`, made on first request and kept in the record. It knows
 /// the handle of its group. Under the library mutex.
 DeviceProperty& handleOf(zel::DeviceImp& device, zel::PropertyImp& property);
+/// The one handle of a device's record that is given to system-information modules, likewise.
+SysInfoDevice& sysInfoHandleOf(zel::DeviceImp& device);
 
 } // namespace krel5

@@ -1,6 +1,7 @@
 // What the console shows.
 #include <libKrel5/internal/backends/CommStandAlone.h>
 
+#include <libKrel5/basics/LibraryMutex.h>
 #include <libKrel5/internal/backends/CommStandAloneText.h>
 #include <libKrel5/internal/backends/Prompt.h>
 #include <libKrel5/internal/backends/Selection.h>
@@ -57,6 +58,30 @@ zel::String memberLine(zel::String const& key, std::size_t position, zel::String
 {
     return zel::String("  ") + key + " (" + zel::String::number(static_cast<std::uint64_t>(position)) +
            ") : " + moduleGuid;
+}
+
+// All devices, each completed by what the enumerator knows, then the alerts. Under the library mutex: a thread that
+// discovery left behind may still be at work.
+zel::String inventoryText()
+{
+    zel::AutoMutex const guard(libraryMutex());
+    zel::StateManager complete;
+    complete.mergeWithTracking(zel::ModuleManager::getInstance().getStateManager());
+    complete.mergeWithTracking(manager());
+    zel::Enumerator::instance().buildStateManager(complete);
+    zel::String text;
+    std::unordered_set<zel::String> kept;
+    zel::DeviceImp const* device = nullptr;
+    while ((device = manager().nextDevice(device, zel::CapabilityImp::ALL()))) {
+        zel::DeviceImp const* const match = complete.matchingDevice(*device);
+        if (match && kept.insert(match->guid()).second)
+            text += match->toString(2);
+    }
+    if (manager().alertCount() > 0)
+        text += "\n";
+    for (std::size_t i = 0; i < manager().alertCount(); ++i)
+        text += alertText(*manager().alertAtIndex(i)).withoutControls(true);
+    return text;
 }
 
 void printDeviceLine(zel::DeviceImp const& device, std::size_t position)
@@ -132,21 +157,8 @@ void CommStandAlone::sendAddDevice(zel::DeviceImp&)
 
 void CommStandAlone::sendAddDevices()
 {
-    zel::StateManager complete;
-    complete.mergeWithTracking(zel::ModuleManager::getInstance().getStateManager());
-    complete.mergeWithTracking(manager());
-    zel::Enumerator::instance().buildStateManager(complete);
-    std::unordered_set<zel::String> kept;
-    zel::DeviceImp const* device = nullptr;
-    while ((device = manager().nextDevice(device, zel::CapabilityImp::ALL()))) {
-        zel::DeviceImp const* const match = complete.matchingDevice(*device);
-        if (match && kept.insert(match->guid()).second)
-            out() << match->toString(2);
-    }
-    if (manager().alertCount() > 0)
-        out() << endl;
-    for (std::size_t i = 0; i < manager().alertCount(); ++i)
-        out() << alertText(*manager().alertAtIndex(i)).withoutControls(true);
+    zel::String const text = inventoryText();
+    out() << text;
     out().flush();
 }
 

@@ -69,9 +69,11 @@ void reportEarlyExit()
 
 Facade const* ErrorReporting::facade() { return s_facade; }
 
+void ErrorReporting::putInCharge(Facade const& facade) { s_facade = &facade; }
+
 void ErrorReporting::install(Facade const& facade, bool running)
 {
-    s_facade = &facade;
+    putInCharge(facade);
     int const status = TestResult::INTERNALERROR().value();
     OwnProcess::catchFaults(status, reportFault);
     if (running)

@@ -17,7 +17,9 @@ namespace krel5 {
 class ErrorReporting
 {
 public:
-    /// Makes `facade` the one whose internalErrorPost receives errors. Where the process is ours, installs the
+    /// Makes `facade` the one whose internalErrorPost receives errors.
+    static void putInCharge(Facade const& facade);
+    /// The same. Where the process is ours, installs the
     /// handlers for uncaught exceptions and for faults in module code, and when `running` for an exit behind
     /// the library's back.
     static void install(Facade const& facade, bool running);

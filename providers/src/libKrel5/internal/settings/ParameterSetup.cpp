@@ -2,6 +2,7 @@
 
 #include <libKrel5/internal/module/ErrorReporting.h>
 #include <libKrel5/internal/module/ModuleCommon.h>
+#include <libKrel5/internal/settings/PropertyOverrides.h>
 #include <libKrel5/internal/settings/SettingsRefusal.h>
 #include <libKrel5/internal/settings/UnreadSettings.h>
 #include <libKrel5/objects/Factories.h>
@@ -76,6 +77,8 @@ void warnOfOldForms(zel::SettingsResource const& settings)
 {
     std::vector<zel::String> keys{Keys::kTimeOut, Keys::kMinTimePerTest, Keys::kPromptEnable,
                                   Keys::kGuiPromptSupported, Keys::kAlwaysUseGuiPrompt};
+    if (moduleTakesOverrides())
+        keys.push_back(Keys::kPropertyOverrides);
     for (auto const& test : Factories::tests())
         for (char const* name : {Keys::kEnable, Keys::kForceAllEvents})
             keys.push_back("Test." + test->imp().keyInModule() + "." + name);
@@ -91,7 +94,7 @@ void warnOfOldForms(zel::SettingsResource const& settings)
 void warnOfStrangeKeys(std::vector<UnreadSetting> const& unread)
 {
     for (UnreadSetting const& one : unread) {
-        if (one.concernsEveryRun || !one.functions.empty())
+        if ((one.concernsEveryRun && !moduleTakesOverrides()) || !one.functions.empty())
             continue;
         ZEL_LOG(logger(), zel::LogLevel::Warning) << one.error.toString();
         ErrorReporting::tell("WARNING: " + one.error.toString());
@@ -105,17 +108,19 @@ void takeMistypedKeys(std::vector<UnreadSetting> const& unread, zel::ModuleFunct
             function.addSettingsError(one.error);
 }
 
-void tellWhatConcernsEveryTest(zel::SettingsResource const& settings)
+void tellWhatConcernsTheWholeModule(zel::SettingsResource const& settings)
 {
-    constexpr char kConsequence[] = "no test runs";
+    char const* const consequence = moduleTakesOverrides() ? "no property is overridden" : "no test runs";
     for (auto const& issue : settings.issues())
         ErrorReporting::tell(issue.toString() +
-                             (issue.isWarning ? zel::String() : zel::String("; ") + kConsequence));
+                             (issue.isWarning ? zel::String() : zel::String("; ") + consequence));
     if (!settings.passedOver().empty())
         ErrorReporting::tell(zel::String("WARNING: ") + settings.passedOver() + " is not read; " +
                              settings.path() + " comes first");
+    if (moduleTakesOverrides())
+        return;
     for (zel::SettingsError const& error : moduleWideErrors(settings))
-        report(error, kConsequence);
+        report(error, consequence);
 }
 
 // A line that is there and says something wrong refuses the test; it is not a line that is missing.
@@ -126,18 +131,38 @@ bool hasError(zel::TestImp const& test, zel::String const& parameter)
                        [&](zel::SettingsError const& one) { return one.m_parameter == parameter; });
 }
 
+[[noreturn]] void throwNotSet(zel::String const& settingsKey, zel::String const& owner,
+                              zel::String const& key)
+{
+    zel::String const text =
+        zel::String("Parameter not set: maybe you are using the old method of setting parameters; try "
+                    "changing it to:\n") +
+        settingsKey + "=YOUR VALUE HERE\n";
+    ZEL_LOG_LINE(logger(), zel::LogLevel::Warning, 436) << text;
+    zel::OStream::err() << text;
+    throw ParameterNotSetException(KrelString(owner), KrelString(key));
+}
+
 void requireSet(zel::TestImp& test)
 {
-    for (zel::ParameterImp* one = test.firstParameter(); one; one = test.nextParameter()) {
-        if (one->isSet() || !one->isRequired() || hasError(test, one->key()))
-            continue;
-        zel::String const text =
-            zel::String("Parameter not set: maybe you are using the old method of setting parameters; try "
-                        "changing it to:\n") +
-            "Test." + test.keyInModule() + "." + one->key() + ".value=YOUR VALUE HERE\n";
-        ZEL_LOG_LINE(logger(), zel::LogLevel::Warning, 436) << text;
-        zel::OStream::err() << text;
-        throw ParameterNotSetException(KrelString(test.keyInModule()), KrelString(one->key()));
+    for (zel::ParameterImp* one = test.firstParameter(); one; one = test.nextParameter())
+        if (!one->isSet() && one->isRequired() && !hasError(test, one->key()))
+            throwNotSet("Test." + test.keyInModule() + "." + one->key() + ".value", test.keyInModule(),
+                        one->key());
+}
+
+// It has no tests that could hand a parameter down to a run: each takes its value from the module's own line. One
+// that cannot be taken counts as not set, since an inventory is no verdict.
+void resolveParametersOfInventory(zel::SettingsResource const& settings)
+{
+    for (auto const& parameter : Factories::parameters()) {
+        zel::ParameterImp resolved = parameter->imp();
+        auto const error = resolved.resolve(settings);
+        if (error)
+            report(*error, "it counts as not set");
+        else if (resolved.isRequired() && !resolved.isSet() && settings.unknown().empty())
+            throwNotSet(resolved.globalSettingsKey(), ModuleCommon::module().guid(), resolved.key());
+        parameter->bindTo(resolved);
     }
 }
 
@@ -148,9 +173,13 @@ void setUpParameters()
     auto const settings = zel::SettingsResource::ofModule(ModuleCommon::module().guid());
     for (auto const& test : Factories::tests())
         handDownGlobalParameters(*test);
-    tellWhatConcernsEveryTest(*settings);
+    tellWhatConcernsTheWholeModule(*settings);
     warnOfOldForms(*settings);
     resolveUpdateInterval(*settings);
+    if (moduleTakesOverrides()) {
+        resolveParametersOfInventory(*settings);
+        setUpPropertyOverrides(*settings);
+    }
     std::vector<UnreadSetting> const unread = unreadSettings(*settings);
     warnOfStrangeKeys(unread);
     for (auto const& test : Factories::tests()) {

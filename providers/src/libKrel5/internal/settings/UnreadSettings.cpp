@@ -1,5 +1,6 @@
 #include <libKrel5/internal/settings/UnreadSettings.h>
 
+#include <libKrel5/internal/settings/PropertyOverrides.h>
 #include <libKrel5/objects/Factories.h>
 #include <libKrel5/objects/UpdateInterval.h>
 
@@ -65,9 +66,14 @@ private:
 
 KnownKeys::KnownKeys()
 {
-    for (char const* key : {Keys::kTimeOut, Keys::kMinTimePerTest, Keys::kPromptEnable,
-                            Keys::kGuiPromptSupported, Keys::kAlwaysUseGuiPrompt})
-        addOfEveryRun(key);
+    if (moduleTakesOverrides())
+        for (zel::String const& key :
+             {zel::String(Keys::kPropertyOverrides), Keys::oldForm(Keys::kPropertyOverrides)})
+            add(key, {});
+    else
+        for (char const* key : {Keys::kTimeOut, Keys::kMinTimePerTest, Keys::kPromptEnable,
+                                Keys::kGuiPromptSupported, Keys::kAlwaysUseGuiPrompt})
+            addOfEveryRun(key);
     for (auto const& parameter : Factories::parameters())
         if (parameter->imp().isGlobalParameter())
             add(parameter->imp().globalSettingsKey(), {});
@@ -193,7 +199,7 @@ std::vector<UnreadSetting> unreadSettings(zel::SettingsResource const& settings)
     std::vector<UnreadSetting> unread;
     KnownKeys const known;
     for (zel::String const& key : settings.keys()) {
-        if (known.contains(key))
+        if (known.contains(key) || (moduleTakesOverrides() && isOverrideKey(key)))
             continue;
         if (unread.size() == kMaxReports) {
             zel::SettingsResource::Line const line{key, settings.find(key)};

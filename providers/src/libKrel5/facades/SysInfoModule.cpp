@@ -1,0 +1,247 @@
+// Set-up and factories of the system-information facade, and what its discovery callback asks.
+#include <krel5/SysInfoModule.h>
+
+#include <libKrel5/basics/Arguments.h>
+#include <libKrel5/basics/LibraryMutex.h>
+#include <libKrel5/devices/DeclaredProperties.h>
+#include <libKrel5/devices/DeviceInternalData.h>
+#include <libKrel5/facades/Enumeration.h>
+#include <libKrel5/internal/module/CommandLine.h>
+#include <libKrel5/internal/module/ErrorReporting.h>
+#include <libKrel5/internal/module/ModuleCommon.h>
+#include <libKrel5/objects/Factories.h>
+
+#include <krel5/CommandLineOption.h>
+#include <krel5/DataType.h>
+#include <krel5/InvalidInitException.h>
+#include <krel5/PropertyCategory.h>
+#include <krel5/SysInfoDevice.h>
+
+#include <zel/foundation/Logger.h>
+#include <zel/model/devices/SystemInformationFilter.h>
+#include <zel/model/state/StateManager.h>
+
+namespace krel5 {
+
+bool SysInfoModule::s_started = false;
+bool SysInfoModule::s_collectAll = false;
+
+namespace {
+
+using zel::LogLevel;
+
+SysInfoModule::Callback s_discoverDevices = nullptr;
+zel::DeviceImp const* s_cursor = nullptr; // of firstDevice() and nextDevice(); under the library mutex
+
+zel::Logger& logger()
+{
+    static zel::Logger& s_logger = zel::LogFactory::getLogger("krel5.SysInfoModule");
+    return s_logger;
+}
+
+void checkNotStarted(bool started, char const* name)
+{
+    try {
+        ModuleCommon::checkNotStarted(started, name);
+    } catch (InvalidInitException const& e) {
+        ZEL_LOG(logger(), LogLevel::Critical) << "caught exception: " << e.toString().zelString();
+        throw;
+    }
+}
+
+SysInfoDevice const* deviceBehind(zel::DeviceImp const* previous)
+{
+    zel::DeviceImp* const next =
+        zel::StateManager::instance().nextDevice(previous, zel::CapabilityImp::ALL());
+    s_cursor = next;
+    return next ? &sysInfoHandleOf(*next) : nullptr;
+}
+
+} // namespace
+
+struct SysInfoModuleFacade
+{
+    static Facade const& get()
+    {
+        static Facade const s_facade{"SysInfoModule", Facade::Kind::SysInfo, &zel::ModuleTypeImp::SYSINFO,
+                                     &SysInfoModule::internalErrorPost, &checkSetUp};
+        return s_facade;
+    }
+
+    static void checkSetUp()
+    {
+        if (!s_discoverDevices)
+            throw InvalidInitException("Cannot start a module without setting the device discovery callback");
+        if (ModuleCommon::module().supportedCapabilities().isEmpty())
+            throw InvalidInitException(
+                "Cannot start a module without setting the device capabilities of the module");
+    }
+
+    /// The action step of start(). Who asks for help beside the action wants to read.
+    static TestResult act()
+    {
+        if (!CommandLine::isSet(CommandLineOption::ENUM()) || CommandLine::isSet(CommandLineOption::HELP())) {
+            ModuleCommon::printUsage();
+            return TestResult::FAIL();
+        }
+        SysInfoModule::s_collectAll = CommandLine::isSet(CommandLineOption::VERBOSE());
+        return Enumeration::run(*ModuleCommon::comm(), s_discoverDevices);
+    }
+};
+
+void SysInfoModule::internalErrorPost(KrelException const& error)
+{
+    ErrorReporting::internalErrorPost(error);
+}
+
+// ---- set-up
+
+void SysInfoModule::setCmdLineArgs(int argc, char const* const argv[])
+{
+    checkNotStarted(s_started, "SysInfoModule::setCmdLineArgs");
+    ModuleCommon::setCmdLineArgs(SysInfoModuleFacade::get(), argc, argv);
+}
+
+void SysInfoModule::setVersion(unsigned int major, unsigned int minor, KrelString const& build)
+{
+    checkNotStarted(s_started, "SysInfoModule::setVersion");
+    ModuleCommon::setVersion(major, minor, build);
+}
+
+void SysInfoModule::setDiscoverDevicesCallback(Callback callback)
+{
+    checkNotStarted(s_started, "SysInfoModule::setDiscoverDevicesCallback");
+    s_discoverDevices = callback;
+}
+
+void SysInfoModule::setModuleInitCallback(Callback callback)
+{
+    checkNotStarted(s_started, "SysInfoModule::setModuleInitCallback");
+    ModuleCommon::setModuleInitCallback(callback);
+}
+
+void SysInfoModule::setModuleExitCallback(Callback callback)
+{
+    checkNotStarted(s_started, "SysInfoModule::setModuleExitCallback");
+    ModuleCommon::setModuleExitCallback(callback);
+}
+
+void SysInfoModule::setModuleCapabilities(DeviceCapability const& capabilities)
+{
+    checkNotStarted(s_started, "SysInfoModule::setModuleCapabilities");
+    ModuleCommon::module().setSupportedCapabilities(capabilities.imp());
+}
+
+void SysInfoModule::addModuleEnumerationRequirement(zel::String const& module, bool completion)
+{
+    checkNotStarted(s_started, "SysInfoModule::addModuleEnumerationRequirement");
+    ErrorReporting::putInCharge(SysInfoModuleFacade::get());
+    guarded(
+        "SysInfoModule::addModuleEnumerationRequirement(...)",
+        [&] { ModuleCommon::module().addEnumerationRequirement(module, completion); },
+        [](KrelException const& error) { ErrorReporting::post(error); });
+}
+
+void SysInfoModule::registerLibrary(KrelString const& name)
+{
+    checkNotStarted(s_started, "SysInfoModule::registerLibrary");
+    ModuleCommon::module().registerLibrary(name.zelString());
+}
+
+// ---- factories
+
+DeviceProperty* SysInfoModule::createDeviceProperty(KrelString const& key, PropertyCategory const& category,
+                                                    DataType const& type, DeviceCapability const& capability)
+{
+    return DeclaredProperties::create(key, category, type, capability);
+}
+
+DeviceProperty* SysInfoModule::createFakeDeviceProperty(KrelString const& key,
+                                                        PropertyCategory const& category,
+                                                        DataType const& type,
+                                                        DeviceCapability const& capability,
+                                                        KrelString const& alias)
+{
+    return DeclaredProperties::createFake(key, category, type, capability, alias);
+}
+
+DeviceProperty* SysInfoModule::createDevicePropertyGroup(KrelString const& key,
+                                                         PropertyCategory const& category,
+                                                         DeviceCapability const& capability)
+{
+    return DeclaredProperties::createGroup(key, category, DataType::STRING(), capability);
+}
+
+DeviceProperty* SysInfoModule::createDevicePropertyGroup(KrelString const& key, DataType const& type,
+                                                         DeviceCapability const& capability)
+{
+    return DeclaredProperties::createGroup(key, PropertyCategory::SysInfo(), type, capability);
+}
+
+DeviceProperty* SysInfoModule::createDevicePropertyGroup(KrelString const& key,
+                                                         DeviceCapability const& capability)
+{
+    return createDevicePropertyGroup(key, DataType::STRING(), capability);
+}
+
+DeviceProperty* SysInfoModule::createDevicePropertyLink(KrelString const& key,
+                                                        PropertyCategory const& category,
+                                                        DeviceCapability const& capability)
+{
+    return DeclaredProperties::createLink(key, category, capability);
+}
+
+Parameter* SysInfoModule::createParameter(KrelString const& key, DataType const& type,
+                                          KrelString const& defaultText, bool required, bool isGlobal,
+                                          KrelString const& validRange)
+{
+    return Factories::createParameter(key, type, defaultText, required, isGlobal, validRange);
+}
+
+LocalizedString* SysInfoModule::createLocalizedString(KrelString const& key)
+{
+    return Factories::createLocalizedString(key, "");
+}
+
+// ---- run
+
+int SysInfoModule::start()
+{
+    s_started = true;
+    return ModuleCommon::start(SysInfoModuleFacade::get(), &SysInfoModuleFacade::act);
+}
+
+bool SysInfoModule::collectSysInfo() { return s_collectAll; }
+
+void SysInfoModule::addDevice(SysInfoDevice* device)
+{
+    requireArgument(device != nullptr, "device != nullptr", "SysInfoModule::addDevice(...)");
+    zel::AutoMutex const guard(libraryMutex());
+    zel::DeviceImp& record = device->imp();
+    if (!zel::SystemInformationFilter::instance().includeDeviceType(record.deviceType())) {
+        ZEL_LOG(logger(), LogLevel::Information)
+            << "addDevice() Device: " << record.guid() << " of type: " << record.deviceType().toString()
+            << " filtered out";
+        return;
+    }
+    try {
+        zel::StateManager::instance().addDevice(record, nullptr);
+        zel::StateManager::instance().associate(ModuleCommon::module(), record, true);
+    } catch (zel::StateException const& e) {
+        ZEL_LOG(logger(), LogLevel::Error) << e.toString();
+    }
+}
+
+SysInfoDevice const* SysInfoModule::firstDevice()
+{
+    zel::AutoMutex const guard(libraryMutex());
+    return deviceBehind(nullptr);
+}
+
+SysInfoDevice const* SysInfoModule::nextDevice()
+{
+    zel::AutoMutex const guard(libraryMutex());
+    return s_cursor ? deviceBehind(s_cursor) : nullptr;
+}
+
+} // namespace krel5
