@@ -144,6 +144,28 @@ TEST(ParameterSetup, handsDownResolvesAndInsists)
     EXPECT_NE(told.find("what follows may be; no test runs\n"), told.npos) << told;
     EXPECT_NE(told.find("setup.w4i:103: k100: so is this, "), told.npos) << told;
 
+    // No single slip of a finger lets a test run that was to stay off, or one pass stand for a day.
+    for (std::string const key : {"Test.own.Enable.value", "MinTimePerTest.value"}) {
+        for (std::size_t i = 0; i < key.size(); ++i) {
+            std::string left = key, doubled = key, swapped = key;
+            left.erase(i, 1);
+            doubled.insert(i, 1, key[i]);
+            std::swap(swapped[i], swapped[std::min(i + 1, key.size() - 1)]);
+            for (std::string const& typed : {left, doubled, swapped}) {
+                folder.write("setup.w4i",
+                             "Test.own.level.value=2\nParameter.level.value=3\n" + typed + "=no\n");
+                zel::SettingsResource::clearCache();
+                testing::internal::CaptureStderr();
+                setUpParameters();
+                auto const settings = zel::SettingsResource::ofModule("setup");
+                EXPECT_TRUE(own->imp().isSwitchedOff() || refusesRunsOf(own->imp()) ||
+                            refusesEveryRun(*settings))
+                    << typed;
+                testing::internal::GetCapturedStderr();
+            }
+        }
+    }
+
     char const* const name = own->localizedName().getUTF8Buffer();
     EXPECT_EQ(own->localizedName().getUTF8Buffer(), name)
         << "reading a name again leaves the first one alone";
