@@ -29,7 +29,9 @@ endfunction()
 function(krel5_add_shared_library name)
   add_library(${name} SHARED)
   target_link_libraries(${name} PRIVATE krel5_build_flags ${ARGN})
-  target_link_options(${name} PRIVATE -Wl,-Bsymbolic-functions -Wl,-O1 -Wl,--exclude-libs,ALL)
+  target_link_options(${name} PRIVATE -Wl,-Bsymbolic-functions -Wl,-O1 -Wl,--exclude-libs,ALL
+    -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map)
+  set_target_properties(${name} PROPERTIES LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/exports.map)
   set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
 endfunction()
 

@@ -40,6 +40,15 @@ String core(String const& word)
     return word.substr(start).lowered();
 }
 
+// Whether `word` is what a person types for the option: option.word() == word, without making that text.
+bool isWordOf(Option const& option, String const& word)
+{
+    String const& command = option.command();
+    if (!option.hasDash())
+        return word == command;
+    return word.size() == command.size() + 1 && word[0] == '-' && word.endsWith(command);
+}
+
 String choicesText(Option const& option)
 {
     String text;
@@ -93,11 +102,12 @@ OptionManager& OptionManager::instance()
 
 void OptionManager::registerOption(Option const& option)
 {
+    String const word = option.word();
     for (Entry const& entry : m_entries) {
         if (entry.option.name() == option.name())
             throw OptionException(String("Option registered twice: ") + quoted(option.name()));
-        if (entry.option.word() == option.word())
-            throw OptionException(String("Two options with the same word: ") + quoted(option.word()));
+        if (isWordOf(entry.option, word))
+            throw OptionException(String("Two options with the same word: ") + quoted(word));
     }
     m_entries.push_back({option, std::nullopt});
 }
@@ -105,7 +115,7 @@ void OptionManager::registerOption(Option const& option)
 std::size_t OptionManager::indexOfWord(String const& word) const
 {
     auto const found = std::find_if(m_entries.begin(), m_entries.end(),
-                                    [&](Entry const& entry) { return entry.option.word() == word; });
+                                    [&](Entry const& entry) { return isWordOf(entry.option, word); });
     return static_cast<std::size_t>(found - m_entries.begin());
 }
 

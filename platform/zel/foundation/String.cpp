@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <iterator>
 
 namespace zel {
 namespace {
@@ -77,6 +78,11 @@ String::String(char const* utf8) : String(std::string_view(utf8 ? utf8 : "")) {}
 
 String::String(std::string_view utf8)
 {
+    Unit units[128];
+    if (utf8.size() <= std::size(units)) { // nearly all: one allocation of the right size, filled once
+        m_units.assign(units, utf::decodeUtf8(utf8.data(), utf8.size(), units));
+        return;
+    }
     m_units.resize(utf8.size());
     m_units.resize(utf::decodeUtf8(utf8.data(), utf8.size(), m_units.data()));
 }

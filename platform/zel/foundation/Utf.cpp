@@ -61,6 +61,12 @@ std::size_t copyAscii(char const* bytes, std::size_t length, Unit* out) noexcept
         _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_unpacklo_epi8(chunk, zero));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i + 8), _mm_unpackhi_epi8(chunk, zero));
     }
+    for (; i + 8 <= length; i += 8) { // most names and keys are shorter than sixteen
+        __m128i const chunk = _mm_loadl_epi64(reinterpret_cast<__m128i const*>(bytes + i));
+        if (_mm_movemask_epi8(chunk) != 0)
+            break;
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_unpacklo_epi8(chunk, zero));
+    }
 #endif
     for (; i < length && static_cast<unsigned char>(bytes[i]) < 0x80; ++i)
         out[i] = static_cast<unsigned char>(bytes[i]);

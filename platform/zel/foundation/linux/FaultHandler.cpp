@@ -11,11 +11,12 @@
 #include <zel/foundation/linux/GuardedStack.h>
 #include <zel/foundation/linux/MachineContext.h>
 
+#include <algorithm>
 #include <atomic>
 #include <csetjmp>
 #include <cstring>
-#include <execinfo.h>
 #include <pthread.h>
+#include <unwind.h>
 
 namespace zel {
 namespace {
@@ -32,6 +33,7 @@ struct Frames
     void* addresses[kMostFrames];
     int first = 0;
     int count = 0;
+    _Unwind_Word last = 0; // frame of the last address
 };
 
 int s_exitStatus = 1;
@@ -63,7 +65,21 @@ void writeMinimalLine(FaultSignal const& signal) noexcept
     writeBoth(line);
 }
 
-// Leaves out the handler's own frames: the frame that the signal interrupted has exactly its program counter.
+// The C library's backtrace() loads the unwinder when it is first called, and that allocates; this library is
+// linked with it. In a damaged stack one frame may repeat for ever.
+_Unwind_Reason_Code addFrame(_Unwind_Context* context, void*) noexcept
+{
+    void* const address = reinterpret_cast<void*>(_Unwind_GetIP(context));
+    _Unwind_Word const frame = _Unwind_GetCFA(context);
+    bool const repeats =
+        s_frames.count > 0 && s_frames.addresses[s_frames.count - 1] == address && s_frames.last == frame;
+    if (!address || repeats)
+        return _URC_END_OF_STACK;
+    s_frames.addresses[s_frames.count++] = address;
+    s_frames.last = frame;
+    return s_frames.count < kMostFrames ? _URC_NO_REASON : _URC_END_OF_STACK;
+}
+
 void collectFrames(ucontext_t& context) noexcept
 {
     if (s_info.si_signo == SIGSEGV && s_info.si_code > 0 &&
@@ -72,10 +88,22 @@ void collectFrames(ucontext_t& context) noexcept
         s_frames.badTarget = s_info.si_addr;
         machine::returnToCaller(context);
     }
-    s_frames.count = ::backtrace(s_frames.addresses, kMostFrames);
-    for (int i = s_frames.count - 1; i >= 0; --i)
-        if (reinterpret_cast<std::uintptr_t>(s_frames.addresses[i]) == machine::programCounter(context))
-            s_frames.first = i;
+    _Unwind_Backtrace(addFrame, nullptr);
+}
+
+// Leaves out the handler's own frames: the frame that the signal interrupted has exactly its program
+// counter, which is known also where the unwinder did not get as far.
+void beginWithInterruptedFrame(ucontext_t const& context) noexcept
+{
+    auto* const interrupted = reinterpret_cast<void*>(machine::programCounter(context));
+    auto* const end = s_frames.addresses + s_frames.count;
+    auto const* const found = std::find(s_frames.addresses, end, interrupted);
+    if (found != end) {
+        s_frames.first = static_cast<int>(found - s_frames.addresses);
+    } else if (interrupted || s_frames.count == 0) { // else the processor is not known, and all frames stay
+        s_frames.addresses[0] = interrupted;
+        s_frames.count = s_frames.hasBadTarget ? 0 : 1;
+    }
 }
 
 // Unwinding a damaged stack may fault in turn; the report then goes out with what is known.
@@ -86,10 +114,7 @@ void collectFramesGuarded(ucontext_t& context) noexcept
         collectFrames(context);
     }
     s_unwinding = 0;
-    if (s_frames.count == 0 && !s_frames.hasBadTarget) {
-        s_frames.addresses[0] = reinterpret_cast<void*>(machine::programCounter(context));
-        s_frames.count = 1;
-    }
+    beginWithInterruptedFrame(context);
 }
 
 StackTrace trace()
@@ -194,8 +219,6 @@ void FaultHandler::install(int exitStatus, Report report)
     s_report = report;
     if (!s_reportStack)
         s_reportStack = new GuardedStack(kReportStack);
-    void* address = nullptr;
-    ::backtrace(&address, 1); // the first call loads the unwinder, which a handler must not do
     prepareThread();
     struct sigaction action = {};
     action.sa_sigaction = handleFault;

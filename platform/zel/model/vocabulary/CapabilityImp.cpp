@@ -1,16 +1,42 @@
 #include <zel/model/vocabulary/CapabilityImp.h>
 
 #include <algorithm>
+#include <array>
 #include <iterator>
+#include <numeric>
+#include <string_view>
 
 namespace zel {
 
 static constexpr int kRowCount = static_cast<int>(CapabilityImp::Code::kCount);
 
-static VocabularyRow const kRows[] = {
+static constexpr VocabularyRow kRows[] = {
 #define ZEL_CONSTANT(accessor, ...) {#accessor, __VA_ARGS__},
 #include <zel/model/vocabulary/tables/Capability.def>
 };
+
+// The rows in the order of their texts, of equal texts the first one first. Made by the compiler: every module
+// names a capability when it starts, and few need more of them, so the table's strings would be made in vain.
+static constexpr auto kRowsByText = [] {
+    std::array<short, kRowCount> rows{};
+    std::iota(rows.begin(), rows.end(), short{0});
+    auto const text = [](short row) { return std::string_view(kRows[row].text); };
+    std::sort(rows.begin(), rows.end(), [text](short left, short right) {
+        return text(left) != text(right) ? text(left) < text(right) : left < right;
+    });
+    return rows;
+}();
+
+// As table().find().
+static int rowOf(String const& word)
+{
+    auto const isBefore = [&word](short row, String const&) {
+        std::string_view const text = kRows[row].text;
+        return std::lexicographical_compare(text.begin(), text.end(), word.ucs2(), word.ucs2() + word.size());
+    };
+    auto const found = std::lower_bound(kRowsByText.begin(), kRowsByText.end(), word, isBefore);
+    return found != kRowsByText.end() && word == kRows[*found].text ? *found : VocabularyTable::kNone;
+}
 
 VocabularyTable const& CapabilityImp::table()
 {
@@ -46,7 +72,7 @@ CapabilityImp::CapabilityImp(String const& text)
     std::vector<String> words;
     for (String const& part : text.split(',')) {
         String word = part.trimmed();
-        int const row = table().find(word);
+        int const row = rowOf(word);
         if (row > static_cast<int>(Code::NIL))
             m_rows.insert(static_cast<std::size_t>(row));
         else if (row == VocabularyTable::kNone && !word.empty())
@@ -60,7 +86,7 @@ CapabilityImp CapabilityImp::getConstantByString(String const& text) { return Ca
 String CapabilityImp::toString() const
 {
     if (isEmpty())
-        return table().text(static_cast<int>(Code::NIL));
+        return kRows[static_cast<int>(Code::NIL)].text;
     String text;
     auto append = [&text](String const& member) {
         if (!text.empty())
@@ -69,7 +95,7 @@ String CapabilityImp::toString() const
     };
     for (int row = 0; row < kRowCount; ++row) {
         if (m_rows.has(static_cast<std::size_t>(row)))
-            append(table().text(row));
+            append(kRows[row].text);
     }
     for (String const& word : m_words)
         append(word);
