@@ -134,6 +134,7 @@ TEST(DeviceRecords, PropertiesAreChecked)
     EXPECT_EQ(records.count(), 0u);
 
     DeviceDescription good = with("SerialNumber", ValueImp("S1"));
+    good.properties.emplace_back("Model", ValueImp(String(std::string(4000, 'q')))); // a page of noise
     good.osLocator = "/proc/meminfo";
     good.description = "System memory";
     good.childBusIds = {"PCI:2"};
@@ -143,6 +144,7 @@ TEST(DeviceRecords, PropertiesAreChecked)
     records.fill(state);
     DeviceImp const& record = *state.deviceAtIndex(0);
     EXPECT_EQ(record.property("SerialNumber")->value().string().toUtf8(), "S1");
+    EXPECT_EQ(record.property("Model"), nullptr);
     EXPECT_TRUE(record.property("SerialNumber")->category().isCapable(PropertyCategoryImp::FRU()));
     EXPECT_EQ(record.property("SerialNumber")->spec()->defaultName().toUtf8(), "Serial number");
     EXPECT_EQ(record.osLocator().toUtf8(), "/proc/meminfo");

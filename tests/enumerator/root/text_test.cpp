@@ -98,8 +98,10 @@ TEST(Text, WhatVendorsLeaveBlank)
                               "Manufacturer01",
                               "Not Available",
                               "No Asset Information",
-                              "Undefined"})
+                              "Undefined",
+                              "\xFF\xFF\xFF\xFF"})
         EXPECT_EQ(text::meaningful(std::string_view(blank)), std::nullopt) << blank;
+    EXPECT_EQ(text::meaningful(std::string_view(std::string(4095, 'q'))), std::nullopt) << "a page of noise";
     // Looks like a blank, is none.
     for (char const* kept :
          {"L3AK195", "0", "7", "F1", "None of them", "Dell Inc.", "15C774EF", "ffff1", "Manufacturer X"})

@@ -44,6 +44,13 @@ std::shared_ptr<PropertySpecImp> const& specOf(char const* key)
     return s_specs.at(key);
 }
 
+/// What is too long to be said of a device: a damaged attribute may be a page of anything.
+bool isNoise(ValueImp const& value)
+{
+    constexpr std::size_t kMost = 1024;
+    return value.type() == DataTypeImp::STRING() && value.string().size() > kMost;
+}
+
 } // namespace
 
 std::unique_ptr<DeviceImp> makeRecord(DeviceDescription const& device)
@@ -77,6 +84,7 @@ void DeviceRecords::add(DeviceDescription device)
             throw InvalidArgumentException(String("Device \"") + device.name + "\": property " + key +
                                            " given twice");
     }
+    std::erase_if(device.properties, [](auto const& property) { return isNoise(property.second); });
     device.capabilities |= device.type;
     if (!device.capabilities.intersects(m_wanted))
         return;

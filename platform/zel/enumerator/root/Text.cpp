@@ -95,7 +95,8 @@ bool isPlaceholder(std::string_view lower)
         return true;
     // "...", "00000000", "0x00000000", "FFFFFFFF", "xxxxxxx", "--------": one filler sign over and over.
     std::string_view const signs = lower.starts_with("0x") && lower.size() > 2 ? lower.substr(2) : lower;
-    std::string_view const fillers = signs.size() > 1 ? ".-_*x0f?/" : ".-_*x?/";
+    // 0xFF: what an erased chip holds.
+    std::string_view const fillers = signs.size() > 1 ? ".-_*x0f?/\xFF" : ".-_*x?/\xFF";
     return signs.find_first_not_of(signs.front()) == std::string_view::npos &&
            fillers.find(signs.front()) != std::string_view::npos;
 }
@@ -278,8 +279,9 @@ std::optional<std::string> chosenOf(std::string_view text)
 
 std::optional<std::string> meaningful(std::string_view text)
 {
+    constexpr std::size_t kMost = 1024; // a page without an end of line is noise
     std::string clean = cleaned(text);
-    if (clean.empty() || isPlaceholder(lowered(clean)))
+    if (clean.empty() || clean.size() > kMost || isPlaceholder(lowered(clean)))
         return std::nullopt;
     return clean;
 }
