@@ -1,5 +1,11 @@
 // What must not cost more than it needs, in allocations: those can be counted, times cannot.
+#include <krel5/DataType.h>
+#include <krel5/DeviceCapability.h>
+#include <krel5/DiagDevice.h>
 #include <krel5/InvalidInitException.h>
+#include <krel5/PropertyCategory.h>
+#include <krel5/SyncDeviceProperty.h>
+#include <krel5/SysInfoDevice.h>
 #include <krel5/Value.h>
 
 #include <foundation/ChildProcess.h>
@@ -66,6 +72,25 @@ TEST(Costs, namesOfATraceAreLookedUpOnceAndOnlyWhenTheyAreRead)
         EXPECT_LT(allocationsOf([&] { EXPECT_EQ(outer.toString().getUTF8Buffer(), "outer:\n" + text); }),
                   kDepth);
     }
+}
+
+// Reading a text that other threads may read at the same moment changes nothing: its UTF-8 form is there already.
+TEST(Costs, aTextOfADeviceIsReadyBeforeAnybodyHasIt)
+{
+    using namespace krel5;
+    SysInfoDevice* const drive =
+        SysInfoDevice::createGeneric(DeviceCapability::HardDrive(), DeviceCapability::SCSI(), "a name",
+                                     "a description", "/dev/disk/by-path/a", "at a place");
+    static SyncDeviceProperty s_serial("costs.serial", PropertyCategory::SysInfo(), DataType::STRING(),
+                                       DeviceCapability::HardDrive());
+    drive->addPropertyValue(s_serial, "A1");
+    DiagDevice const device(&drive->imp());
+    DeviceProperty const& serial = *device.property("costs.serial");
+    for (KrelString const* const text :
+         {&device.name(), &device.description(), &device.osLocator(), &device.hwLocator(), &serial.key(),
+          &serial.localizedName(), &serial.localizedDescription(), &serial.category().toString()})
+        EXPECT_EQ(allocationsOf([&] { static_cast<void>(text->getUTF8Buffer()); }), 0u)
+            << text->getUTF8Buffer();
 }
 
 TEST(Costs, assigningAValueCostsNoMoreThanCopyingIt)
