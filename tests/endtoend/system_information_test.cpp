@@ -220,6 +220,7 @@ TEST_F(SystemInformation, LeavesOutWhatTheFilterLeavesOut)
     EXPECT_TRUE(holds(log(), std::string("start(): SysinfoFilter failed loading filter file: ") + name +
                                  " result = 1\n"));
 
+    forgetLog();
     m_folder.write(name, begin + "<exclude capability='Monitor'/><exclude property='Speed'/>" + end);
     Outcome outcome = inventory();
     EXPECT_EQ(outcome.err, "");
