@@ -25,13 +25,18 @@ function(krel5_add_layer name)
   target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/platform)
 endfunction()
 
-# A shared library of this project. Calls inside it are bound when it is linked: half the work of the loader at start.
+# A shared library of this project. What refers to itself is bound when it is linked, and only what is ours is exported: half
+# the work of the loader at start. A sanitizer tells types by the address of their one name, so there all of them are shared.
 function(krel5_add_shared_library name)
   add_library(${name} SHARED)
   target_link_libraries(${name} PRIVATE krel5_build_flags ${ARGN})
-  target_link_options(${name} PRIVATE -Wl,-Bsymbolic-functions -Wl,-O1 -Wl,--exclude-libs,ALL
-    -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map)
-  set_target_properties(${name} PROPERTIES LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/exports.map)
+  target_link_options(${name} PRIVATE -Wl,-O1 -Wl,--exclude-libs,ALL)
+  if(KREL5_SANITIZE)
+    target_link_options(${name} PRIVATE -Wl,-Bsymbolic-functions)
+  else()
+    target_link_options(${name} PRIVATE -Wl,-Bsymbolic -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map)
+    set_target_properties(${name} PROPERTIES LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/exports.map)
+  endif()
   set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
 endfunction()
 
