@@ -108,7 +108,8 @@ void takeMistypedKeys(std::vector<UnreadSetting> const& unread, zel::ModuleFunct
             function.addSettingsError(one.error);
 }
 
-void tellWhatConcernsTheWholeModule(zel::SettingsResource const& settings)
+void tellWhatConcernsTheWholeModule(zel::SettingsResource const& settings,
+                                    std::vector<UnreadSetting> const& unread)
 {
     char const* const consequence = moduleTakesOverrides() ? "no property is overridden" : "no test runs";
     for (auto const& issue : settings.issues())
@@ -119,7 +120,7 @@ void tellWhatConcernsTheWholeModule(zel::SettingsResource const& settings)
                              settings.path() + " comes first");
     if (moduleTakesOverrides())
         return;
-    for (zel::SettingsError const& error : moduleWideErrors(settings))
+    for (zel::SettingsError const& error : moduleWideErrors(settings, unread))
         report(error, consequence);
 }
 
@@ -173,14 +174,14 @@ void setUpParameters()
     auto const settings = zel::SettingsResource::ofModule(ModuleCommon::module().guid());
     for (auto const& test : Factories::tests())
         handDownGlobalParameters(*test);
-    tellWhatConcernsTheWholeModule(*settings);
+    std::vector<UnreadSetting> const unread = unreadSettings(*settings);
+    tellWhatConcernsTheWholeModule(*settings, unread);
     warnOfOldForms(*settings);
     resolveUpdateInterval(*settings);
     if (moduleTakesOverrides()) {
         resolveParametersOfInventory(*settings);
         setUpPropertyOverrides(*settings);
     }
-    std::vector<UnreadSetting> const unread = unreadSettings(*settings);
     warnOfStrangeKeys(unread);
     for (auto const& test : Factories::tests()) {
         test->imp().resolveParameterData(*settings);

@@ -1,7 +1,6 @@
 #include <libKrel5/internal/settings/SettingsRefusal.h>
 
 #include <libKrel5/internal/module/ErrorReporting.h>
-#include <libKrel5/internal/settings/UnreadSettings.h>
 
 #include <krel5/ParameterNotValidException.h>
 
@@ -22,7 +21,8 @@ void report(zel::String const& text)
 
 } // namespace
 
-std::vector<zel::SettingsError> moduleWideErrors(zel::SettingsResource const& settings)
+std::vector<zel::SettingsError> moduleWideErrors(zel::SettingsResource const& settings,
+                                                 std::vector<UnreadSetting> const& unread)
 {
     std::vector<zel::SettingsError> errors;
     for (char const* key : {Keys::kTimeOut, Keys::kMinTimePerTest})
@@ -31,9 +31,9 @@ std::vector<zel::SettingsError> moduleWideErrors(zel::SettingsResource const& se
     for (char const* key : {Keys::kPromptEnable, Keys::kGuiPromptSupported, Keys::kAlwaysUseGuiPrompt})
         if (auto error = settings.flagError(key))
             errors.push_back(std::move(*error));
-    for (UnreadSetting& unread : unreadSettings(settings))
-        if (unread.concernsEveryRun)
-            errors.push_back(std::move(unread.error));
+    for (UnreadSetting const& one : unread)
+        if (one.concernsEveryRun)
+            errors.push_back(one.error);
     return errors;
 }
 
@@ -41,7 +41,7 @@ bool refusesEveryRun(zel::SettingsResource const& settings)
 {
     zel::String reason = settings.unknown();
     if (reason.empty())
-        if (auto const errors = moduleWideErrors(settings); !errors.empty())
+        if (auto const errors = moduleWideErrors(settings, unreadSettings(settings)); !errors.empty())
             reason = errors.front().toString();
     if (reason.empty())
         return false;
