@@ -12,7 +12,7 @@ allow() {
   [[ -d $folder ]] || { echo "no folder $folder"; status=1; return; }
   found=$(grep -rnE '^ *# *include' --include='*.h' --include='*.cpp' --include='*.def' "$folder" |
     grep -vE "include (<($allowed)|\"[A-Za-z]+\.(h|inc)\")" |
-    grep -E 'include (<((zel|krel5|libKrel5|common|memory|cpu|storage|nlohmann|CLI|elfutils)/|pugixml|libudev|spdlog)|")')
+    grep -E 'include (<((zel|krel5|libKrel5|common|memory|cpu|storage|listing|nlohmann|CLI|elfutils)/|pugixml|libudev|spdlog)|")')
   if [[ -n $found ]]; then
     echo "$folder may include only <$allowed>:"
     echo "$found"
@@ -94,7 +94,8 @@ allow include/krel5 'krel5/|zel/foundation/String.h>|zel/model/vocabulary/tables
 allow providers/src/libKrel5 'zel/|krel5/|libKrel5/'
 allow modules 'krel5/|common/|memory/|cpu/|storage/|nlohmann/'
 allow examples 'krel5/'
-allow tools 'zel/|CLI/'
+allow tools 'zel/|listing/|CLI/|nlohmann/'
+allow tools/listing 'zel/|listing/|nlohmann/'
 
 rooms platform/zel/model zel/model < <(floors platform/zel/model)
 rooms platform/zel/enumerator zel/enumerator < <(floors platform/zel/enumerator; echo .)
@@ -111,7 +112,7 @@ fi
 # each third-party library stays in one unit or two
 once() {
   local header=$1 limit=$2 count
-  count=$(grep -rlE "include <$header" --include='*.h' --include='*.cpp' platform providers modules | wc -l)
+  count=$(grep -rlE "include <$header" --include='*.h' --include='*.cpp' platform providers modules tools | wc -l)
   if ((count > limit)); then
     echo "$header is included by $count files, more than $limit"
     status=1

@@ -1,106 +1,199 @@
-// zel-devices: prints the devices that the enumerator sees.
+// zel-devices: prints the devices that the enumerator sees, and what differs between two such listings.
+
+#include "CommandLine.h"
+
+#include <listing/ClassWords.h>
+#include <listing/Compare.h>
+#include <listing/Listing.h>
+#include <listing/Mask.h>
+#include <listing/SavedListing.h>
 
 #include <zel/enumerator/Enumerator.h>
 #include <zel/foundation/Exception.h>
+#include <zel/foundation/System.h>
 #include <zel/model/state/StateManager.h>
 
-#include "Listing.h"
-
-#include <CLI/CLI.hpp>
-
+#include <cerrno>
 #include <cstdio>
+#include <ctime>
 #include <iostream>
-#include <string>
-#include <vector>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 namespace {
 
-enum ExitStatus { kDone = 0, kFailed = 1, kBadUsage = 2 };
+enum ListStatus { kListed = 0, kFailed = 1, kBadUsage = 2 };
+enum CompareStatus { kSame = 0, kDiffers = 1, kTrouble = 2 };
 
-struct Request
-{
-    std::string root = "/";
-    bool json = false;
-    bool xml = false;
-};
+void complain(std::string const& what) { std::cerr << "zel-devices: " << listing::harmless(what) << "\n"; }
 
-/// True when everything went out.
+/// True when everything went out, or as much as somebody wanted to read.
 bool printed(std::string const& text)
 {
     if (std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0)
         return true;
-    std::perror("zel-devices: standard output");
+    if (errno == EPIPE)
+        return true; // "| head"
+    complain("standard output: " + zel::System::getSystemErrorMsg().toUtf8());
     return false;
 }
 
-/// Says which directories could not be read; false when the root itself is one of them.
-bool reportRefusals(std::string const& root, std::vector<std::string> const& directories)
+std::string now()
+{
+    std::time_t const seconds = std::time(nullptr);
+    std::tm utc{};
+    gmtime_r(&seconds, &utc);
+    char text[32];
+    return {text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc)};
+}
+
+std::size_t terminalWidth()
+{
+    winsize size{};
+    return isatty(STDOUT_FILENO) && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
+/// The directories that could not be read; sets `rootIsRead` to false when the root itself is one of them.
+std::vector<zel::String> refusals(std::string const& root, std::vector<std::string> const& directories,
+                                  bool& rootIsRead)
 {
     std::string const top = root.ends_with('/') ? root : root + "/";
-    bool rootIsRead = true;
+    std::vector<zel::String> texts;
     for (std::string const& directory : directories) {
-        std::cerr << "zel-devices: cannot read the directory \""
-                  << listing::harmless(directory.empty() ? root : top + directory)
-                  << "\": permission denied\n";
+        texts.emplace_back("cannot read the directory \"" + (directory.empty() ? root : top + directory) +
+                           "\": permission denied");
         rootIsRead = rootIsRead && !directory.empty();
     }
-    return rootIsRead;
+    return texts;
 }
 
-/// Says what kept the scan from looking everywhere; false when there was anything.
-bool reportFailures(std::vector<zel::RootFailure> const& failures)
+struct Scan
 {
-    for (zel::RootFailure const& failure : failures)
-        std::cerr << "zel-devices: devices may be missing: " << listing::harmless(failure.toString()) << "\n";
-    return failures.empty();
-}
+    listing::Machine machine;
+    bool rootIsRead = true;
+    bool isComplete = true; ///< but for what the user may not read
+};
 
-int list(Request const& request)
+/// Says on standard error why devices may be missing. Throws InvalidArgumentException for a root that is none.
+Scan scan(std::string const& root)
 {
     zel::Enumerator& enumerator = zel::Enumerator::instance();
     try {
-        enumerator.setRoot(request.root);
+        enumerator.setRoot(root);
     } catch (zel::InvalidArgumentException const& error) {
-        std::cerr << "zel-devices: --root: " << error.what() << "\n";
-        return kBadUsage;
+        throw zel::InvalidArgumentException("--root: " + error.getMessage());
     }
     enumerator.getDevicesOfType(zel::CapabilityImp::ALL(), 1, 0);
-    if (!reportRefusals(request.root, enumerator.refusedDirectories()))
+    Scan found;
+    found.machine = listing::machineOf(zel::ModuleManager::getInstance().getStateManager());
+    listing::Origin& origin = found.machine.origin;
+    origin.program = "zel-devices";
+    origin.version = KREL5_VERSION;
+    origin.date = now();
+    origin.isLive = root == "/";
+    origin.gaps = refusals(root, enumerator.refusedDirectories(), found.rootIsRead);
+    for (zel::RootFailure const& failure : enumerator.failures()) {
+        origin.gaps.emplace_back("devices may be missing: " + failure.toString());
+        found.isComplete = false;
+    }
+    for (zel::String const& gap : origin.gaps)
+        complain(gap.toUtf8());
+    return found;
+}
+
+std::string written(listing::Machine const& machine, Form form)
+{
+    switch (form) {
+    case Form::Tree:
+        return listing::tree(machine, terminalWidth());
+    case Form::Properties:
+        return listing::text(machine);
+    case Form::Json:
+        return listing::json(machine);
+    case Form::Xml:
+        return listing::xml(machine);
+    case Form::Html:
+        return listing::html(machine);
+    }
+    return {};
+}
+
+int list(Request const& request, std::vector<zel::CapabilityImp> const& classes)
+{
+    Scan found = scan(request.root);
+    if (!found.rootIsRead)
         return kFailed;
-    zel::StateManager const& state = zel::ModuleManager::getInstance().getStateManager();
-    std::string const text = request.json  ? listing::json(state)
-                             : request.xml ? listing::xml(state)
-                                           : listing::text(state);
-    bool const isComplete = reportFailures(enumerator.failures());
-    return printed(text) && isComplete ? kDone : kFailed;
+    if (request.mask) // before what is not selected takes its host name along
+        listing::Mask().apply(found.machine);
+    listing::selectClasses(found.machine, classes);
+    return printed(written(found.machine, request.form)) && found.isComplete ? kListed : kFailed;
+}
+
+zel::CapabilityImp classOf(std::string const& word)
+{
+    try {
+        return listing::classNamed(zel::String(word));
+    } catch (zel::InvalidArgumentException const& error) {
+        throw zel::InvalidArgumentException("--class: " + error.getMessage());
+    }
+}
+
+listing::Machine saved(std::string const& path)
+{
+    return listing::readSaved(listing::readBytes(path), path == "-" ? "standard input" : path);
+}
+
+int compare(Request const& request, std::vector<zel::CapabilityImp> const& classes)
+{
+    Scan before, after;
+    before.machine = saved(request.before);
+    if (request.after.empty())
+        after = scan(request.root);
+    else
+        after.machine = saved(request.after);
+    if (!after.rootIsRead)
+        return kTrouble;
+    if (request.mask && before.machine.origin.isMasked == after.machine.origin.isMasked) {
+        listing::Mask mask; // one for both: what is the same stays the same
+        mask.apply(before.machine);
+        mask.apply(after.machine);
+    }
+    listing::align(before.machine, after.machine);
+    listing::selectClasses(before.machine, classes);
+    listing::selectClasses(after.machine, classes);
+    listing::Comparison const found = listing::compare(before.machine, after.machine, request.all);
+    std::string const thisMachine = request.root == "/" ? "this machine" : request.root;
+    auto const nameOf = [&](std::string const& file) {
+        return file.empty() ? thisMachine : file == "-" ? "standard input" : file;
+    };
+    if (!printed(listing::text(found, before.machine, nameOf(request.before), after.machine,
+                               nameOf(request.after))))
+        return kTrouble;
+    return !after.isComplete ? kTrouble : found.isSame() ? kSame : kDiffers;
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-    CLI::App app("Lists the devices of this machine, or of a machine whose /sys and /proc were captured.",
-                 "zel-devices");
-    Request request;
-    app.add_option("--root", request.root, "Folder that stands for the machine's \"/\"")->type_name("DIR");
-    CLI::Option* const json = app.add_flag("--json", request.json, "Print JSON, with typed values");
-    app.add_flag("--xml", request.xml, "Print XML")->excludes(json);
-    app.footer("Directories that may not be read are named on standard error; the rest is listed.\n"
-               "Exit status: 0 listed, 1 the root could not be read, the list not be printed or devices may "
-               "be missing, "
-               "2 bad usage.");
+    zel::System::secureStandardStreams();
+    CommandLine const line = parseCommandLine(argc, argv);
+    if (line.answer)
+        return printed(*line.answer) ? kListed : kFailed;
+    Request const& request = line.request;
     try {
-        app.parse(argc, argv);
-    } catch (CLI::CallForHelp const&) {
-        return printed(app.help()) ? kDone : kFailed;
-    } catch (CLI::ParseError const& error) {
-        std::cerr << "zel-devices: " << error.what() << "\nTry zel-devices --help.\n";
+        if (!line.error.empty())
+            throw zel::InvalidArgumentException(line.error);
+        std::vector<zel::CapabilityImp> classes;
+        for (std::string const& word : request.classes)
+            classes.push_back(classOf(word));
+        return request.compare ? compare(request, classes) : list(request, classes);
+    } catch (zel::InvalidArgumentException const& error) {
+        complain(error.getMessage().toUtf8());
+        std::cerr << "Try zel-devices --help.\n";
         return kBadUsage;
-    }
-    try {
-        return list(request);
     } catch (std::exception const& error) {
-        std::cerr << "zel-devices: " << error.what() << "\n";
-        return kFailed;
+        complain(error.what());
+        return request.compare ? int(kTrouble) : int(kFailed);
     }
 }

@@ -47,6 +47,7 @@ PropertyCategoryImp PropertyRow::category() const
         {Volatile, &PropertyCategoryImp::Volatile},
         {Inventory, &PropertyCategoryImp::Inventory},
         {Summary, &PropertyCategoryImp::Summary},
+        {Identifying, &PropertyCategoryImp::SecurityInfo},
     };
     PropertyCategoryImp all;
     for (Mapping const& mapping : kMappings)

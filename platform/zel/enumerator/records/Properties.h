@@ -10,7 +10,7 @@
 namespace zel {
 
 /// One row of Properties.def.
-struct PropertyRow
+struct ZEL_EXPORT PropertyRow
 {
     char const* key;
     char const* dataType; ///< text of the DataTypeImp constant
@@ -25,6 +25,7 @@ struct PropertyRow
         Volatile = 1u << 4,
         Inventory = 1u << 5,
         Summary = 1u << 6,
+        Identifying = 1u << 7,
     };
 
     DataTypeImp type() const;

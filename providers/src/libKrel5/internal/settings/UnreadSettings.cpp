@@ -4,12 +4,12 @@
 #include <libKrel5/objects/Factories.h>
 #include <libKrel5/objects/UpdateInterval.h>
 
+#include <zel/foundation/Spelling.h>
 #include <zel/model/module/IndicatorImp.h>
 #include <zel/model/module/TestImp.h>
 #include <zel/model/settings/SettingsKeys.h>
 
 #include <algorithm>
-#include <numeric>
 #include <unordered_map>
 
 namespace krel5 {
@@ -18,8 +18,6 @@ namespace {
 namespace Keys = zel::SettingsKeys;
 
 constexpr std::size_t kMaxReports = 100;
-constexpr std::size_t kMaxComparedUnits = 256; // of a key that is compared with the known ones
-constexpr std::size_t kMaxSlips = 3;           // letters between a key and the one that was probably meant
 
 /// What a setting is for.
 struct Purpose
@@ -120,49 +118,20 @@ Purpose KnownKeys::namedBy(zel::String const& key) const
     return purpose;
 }
 
-// Insertions, deletions and replacements that turn one text into the other; row by row of the table of all
-// prefixes (Wagner, Fischer: The String-to-String Correction Problem, 1974).
-std::size_t distance(zel::String const& a, zel::String const& b)
-{
-    std::vector<std::size_t> row(b.size() + 1);
-    std::iota(row.begin(), row.end(), std::size_t{0});
-    for (std::size_t i = 1; i <= a.size(); ++i) {
-        std::size_t diagonal = row[0]; // what stood in row[j - 1] before this round
-        row[0] = i;
-        for (std::size_t j = 1; j <= b.size(); ++j) {
-            std::size_t const replaced = diagonal + (a[i - 1] == b[j - 1] ? 0 : 1);
-            diagonal = row[j];
-            row[j] = std::min({replaced, row[j] + 1, row[j - 1] + 1});
-        }
-    }
-    return row[b.size()];
-}
-
 // All that differ least from the key: any of them may have been meant.
 std::vector<zel::String> KnownKeys::nearest(zel::String const& key) const
 {
-    std::vector<zel::String> found;
-    std::size_t least = kMaxSlips;
-    for (auto const& [one, purpose] : m_purposes) {
-        if (one.size() > key.size() + least || key.size() > one.size() + least)
-            continue;
-        std::size_t const slips = distance(key.lowered(), one.lowered());
-        if (slips > least)
-            continue;
-        if (slips < least)
-            found.clear();
-        least = slips;
-        found.push_back(one);
-    }
-    return found;
+    std::vector<zel::String> known;
+    known.reserve(m_purposes.size());
+    for (auto const& [one, purpose] : m_purposes)
+        known.push_back(one);
+    return zel::nearestSpellings(key, known);
 }
 
 // The known keys that differ least, in the order of the alphabet, or none when every one differs by more than a
 // few slips of the finger. The forgotten ".value" counts as one; "Parameter." may be a test's by mistake.
 std::vector<zel::String> KnownKeys::probablyMeant(zel::String const& key) const
 {
-    if (key.size() > kMaxComparedUnits)
-        return {};
     if (contains(key + ".value"))
         return {key + ".value"};
     std::vector<zel::String> meant;

@@ -1,4 +1,4 @@
-#include "JsonWriter.h"
+#include <listing/JsonWriter.h>
 
 #include <zel/foundation/ControlCharacters.h>
 
