@@ -52,7 +52,7 @@ TEST(Mask, NothingOfAMarkedValueIsLeftAnywhere)
         {list("Ipv6Addresses", R"("fe80::fc:ff:fe00:1/64", "fd00::2/64")"),
          {"route via fe80::fc:ff:fe00:1"},
          {"fe80", "fd00"},
-         "[IPv6 addresses 1]/64, [IPv6 addresses 2]/64"},
+         "[IPv6 addresses 2]/64"},
         {text("Model", "x"), // no property tells of it
          {"9a3c0b12-0000-4000-8000-00c04fd430c8", "BLUETOOTH:aa:bb:cc:dd:ee:ff", "wlxaabbccddeeff"},
          {"9a3c0b12", "aa:bb", "aabbcc"},

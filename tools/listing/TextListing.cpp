@@ -44,9 +44,7 @@ void addDevice(Device const& device, std::string& out)
         head += "  (" + harmless(device.state) + ")";
     out += head + "\n";
     for (Property const& property : device.properties)
-        out +=
-            wrapped(margin + "    " + harmless(property.name()) + ": " + harmless(property.value.toString()),
-                    margin.size() + 8);
+        addProperty(property, margin.size() + kStep, out);
 }
 
 } // namespace

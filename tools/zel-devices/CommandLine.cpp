@@ -45,10 +45,8 @@ std::string unknownWord(CLI::App const& app, std::string const& fallback)
     for (CLI::App const* command : app.get_subcommands([](CLI::App const*) { return true; }))
         known.emplace_back(command->get_name());
     std::vector<zel::String> const meant = zel::nearestSpellings(zel::String(word), known);
-    return "\"" + word + "\" is not understood" +
-           (meant.empty() ? "" : "; did you mean " + meant.front().toUtf8() + "?");
-    did you mean " + meant->toUtf8() + " ? " : "
-                                           ");
+    std::string const hint = meant.empty() ? "" : "; did you mean " + meant.front().toUtf8() + "?";
+    return "\"" + word + "\" is not understood" + hint;
 }
 
 Form formOf(Flags const& flags)
