@@ -1,5 +1,6 @@
 #include <common/Workers.h>
 #include <cpu/Coherence.h>
+#include <cpu/CoreTest.h>
 #include <cpu/Events.h>
 #include <cpu/Texts.h>
 
@@ -342,6 +343,7 @@ Outcome runCoherenceTest(TestHost& host, CpuAffinity& affinity, CoherenceOptions
         host.problem({kEventSingleCore, {{"Core", std::to_string(cores[0])}}});
         return Outcome::NotApplicable;
     }
+    warnOfUntested(host, affinity, cores.size());
     auto const pairs = corePairs(cores, mostPairs(options, cores.size()));
     bool failed = false;
     for (std::size_t i = 0; i < pairs.size(); ++i) {

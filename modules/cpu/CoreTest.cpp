@@ -140,6 +140,13 @@ void reportFindings(TestHost& host, Findings& findings, std::size_t cores, std::
 
 } // namespace
 
+void warnOfUntested(TestHost& host, CpuAffinity& affinity, std::size_t usable)
+{
+    if (std::size_t const online = affinity.online(); online > usable)
+        host.warning(
+            {kEventNotAllUsable, {{"Cores", std::to_string(usable)}, {"Online", std::to_string(online)}}});
+}
+
 Outcome runCoreTest(TestHost& host, KernelTable kernels, CpuAffinity& affinity,
                     CoreTestOptions const& options)
 {
@@ -150,6 +157,7 @@ Outcome runCoreTest(TestHost& host, KernelTable kernels, CpuAffinity& affinity,
                       {{"Cores", std::to_string(cores.size())}, {"Kernels", std::to_string(chosen.size())}}});
         return Outcome::CannotRun;
     }
+    warnOfUntested(host, affinity, cores.size());
     Findings findings;
     host.note({kEventSeed, {{"Seed", std::to_string(options.m_seed)}}});
     CoreRun run(chosen, affinity, options, findings);

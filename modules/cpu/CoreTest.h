@@ -28,9 +28,14 @@ struct CoreTestOptions
 /// Runs the kernels whose processor feature is there; the names of those left out are noted. A wrong answer
 /// is one fault "CpuWrongAnswer" (Core, Kernel, Expected, Actual, Seed, Count, Source) for each core and
 /// kernel, the seed that of the first wrong answer; the note "CpuSeed" names the seed of the run; a core that
-/// the process may use but that cannot be pinned is the problem "CpuCoreNotUsable" and CannotRun. Heeds a
+/// the process may use but that cannot be pinned is the problem "CpuCoreNotUsable" and CannotRun; cores that it
+/// may not use are a warning. Heeds a
 /// stop request within one run of one kernel, some ten milliseconds.
 Outcome runCoreTest(TestHost& host, KernelTable kernels, CpuAffinity& affinity,
                     CoreTestOptions const& options);
+
+/// The warning "CpuNotAllUsable" (Cores, Online) where the system runs on more cores than the `usable` ones: what
+/// passes has then said nothing of the others.
+void warnOfUntested(TestHost& host, CpuAffinity& affinity, std::size_t usable);
 
 } // namespace krel5::modules::cpu

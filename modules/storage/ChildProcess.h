@@ -24,7 +24,7 @@ struct ChildLimits
 
 struct ChildResult
 {
-    enum class End { Exited, Signalled, TimedOut, Stopped, TooMuchOutput, NotStarted };
+    enum class End { Exited, Signalled, TimedOut, Stopped, TooMuchOutput, NotStarted, Lost };
     End m_end = End::NotStarted;
     int m_status = 0; ///< exit status, signal number, or errno value, as m_end says
     std::string m_output;
@@ -38,7 +38,8 @@ struct ChildResult
 /// is asked every 20 ms. A child that is over its limits or no longer wanted is killed with its descendants
 /// of the same process group; it is gone when this returns, or m_leftBehind says that it is not. The run is
 /// over when the child itself ends: what it left in its group is killed, and a descendant that escaped from
-/// the group is not waited for, though it holds the output open. A child is killed by the kernel when the
+/// the group is not waited for, though it holds the output open. Where the process ignores SIGCHLD, the kernel
+/// throws away how a child ended: such a run is Lost, as soon as the child is gone. A child is killed by the kernel when the
 /// thread that called is gone, so that it does not outlive a killed module.
 ChildResult runChild(std::vector<std::string> const& words, ChildLimits const& limits,
                      std::function<bool()> const& stopping);

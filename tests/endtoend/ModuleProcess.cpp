@@ -37,12 +37,22 @@ struct Pipe
 [[noreturn]] void becomeModule(std::string const& program, Start const& start, Pipe& in, Pipe& out, Pipe& err)
 {
     ::signal(start.stopSignal, SIG_DFL);
+    for (int const number : start.ignored)
+        ::signal(number, SIG_IGN);
+    sigset_t blocked;
+    ::sigemptyset(&blocked);
+    for (int const number : start.blocked)
+        ::sigaddset(&blocked, number);
+    ::pthread_sigmask(SIG_SETMASK, &blocked, nullptr);
     if (!start.folder.empty() && ::chdir(start.folder.c_str()) != 0)
         ::_exit(120);
     ::dup2(in.ends[0], 0);
     int const file = start.outputFile.empty() ? out.ends[1] : ::open(start.outputFile.c_str(), O_WRONLY);
     ::dup2(file, 1);
     ::dup2(err.ends[1], 2);
+    if (start.outputNeverWaits &&
+        (::fcntl(1, F_SETPIPE_SZ, 4096) < 0 || ::fcntl(1, F_SETFL, O_NONBLOCK) != 0))
+        ::_exit(123);
     if (start.closeOutput)
         ::close(1);
     if (start.closeErrors)

@@ -30,6 +30,9 @@ struct Start
     std::string stopWhen;     ///< once this text stands in output or errors, send stopSignal ...
     int stops = 0; ///< ... so many times, each after the one before has been seen on standard error
     int stopSignal = SIGINT;
+    std::vector<int> blocked;      ///< signals that the process is started with blocked ...
+    std::vector<int> ignored;      ///< ... or ignored
+    bool outputNeverWaits = false; ///< standard output is a pipe with O_NONBLOCK and room for one page
 };
 
 /// Never waits longer than a minute: then the process is killed and the outcome says so.

@@ -62,6 +62,7 @@ TEST_F(ModuleTest, WordsThatAreNotUnderstoodAreNamed)
              {{"run", "-d", "99999999999999999999"}, "99999999999999999999"},
              {{"\xff\xfe"}, "\xEF\xBF\xBD"},
              {{"-lang", "xx"}, "zh-cn"},
+             {{"run", "-ll", "loud"}, "\"loud\""},
              {{"devices"}, "Obsolete command line option: \"devices\". Use \"enum\" instead."},
              {{"run", "tests"}, "Obsolete command line option: \"tests\". Use \"enum\" instead."},
              {{"-s"}, "Obsolete command line option: \"-s\". Use \"-v\" instead."},
@@ -284,6 +285,35 @@ TEST_F(ModuleTest, StoppedRunsNeverPass)
     EXPECT_EQ(listing.out, "");
 }
 
+TEST_F(ModuleTest, WhatItsStarterDidToItsSignalsDoesNotCount)
+{
+    Start start = startOf("waitForStop");
+    start.stopWhen = "Percent Done: 1%";
+    start.stops = 1;
+    for (int const number : {SIGINT, SIGTERM, SIGHUP})
+        start.blocked.push_back(start.stopSignal = number);
+    EXPECT_EQ(module(start).status, 24);
+
+    Start faulty = startOf("crash");
+    faulty.blocked = {SIGSEGV, SIGBUS, SIGABRT};
+    Outcome const crashed = module(faulty);
+    EXPECT_EQ(crashed.status, 22) << "signal " << crashed.signal;
+    EXPECT_TRUE(holds(crashed.err, "SIGSEGV"));
+
+    Start parent = startOf("child");
+    parent.ignored = {SIGCHLD};
+    EXPECT_EQ(module(parent).status, 0) << "a child's exit status would be lost";
+}
+
+TEST_F(ModuleTest, OutputThatFindsNoRoomIsWaitedFor)
+{
+    Start start = startOf("flood");
+    start.outputNeverWaits = true;
+    Outcome const outcome = module(start);
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_TRUE(holds(outcome.out, "\nFinal Result: PASS\n"));
+}
+
 TEST_F(ModuleTest, WhatATestDoesToItsOwnProcess)
 {
     EXPECT_EQ(runTest("child").status, 0);
@@ -391,6 +421,10 @@ TEST_F(ModuleTest, QuestionsHaveAnswers)
                           "Warnung: Cable\nIs the cable in?\n  1) Ja\n  2) Nein (Vorgabe)\n> vielleicht\n"
                           "Bitte eine der Nummern oder Antworten oben eingeben.\n> "));
     }
+    start.input.clear();
+    for (int i = 0; i < 20; ++i)
+        start.input += "maybe\n";
+    EXPECT_EQ(module(start).status, 24) << "the default is not what a person has chosen";
     Start stopped = startOf("askStopped");
     stopped.input = "y\n";
     EXPECT_EQ(module(stopped).status, 24) << "what the test makes of no answer is nobody's finding";

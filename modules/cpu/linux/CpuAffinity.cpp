@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <memory>
 #include <sched.h>
+#include <unistd.h>
 
 namespace krel5::modules::cpu {
 namespace {
@@ -38,6 +39,12 @@ public:
             return cores;
         }
         return cores;
+    }
+
+    std::size_t online() override
+    {
+        long const count = ::sysconf(_SC_NPROCESSORS_ONLN);
+        return count > 0 ? static_cast<std::size_t>(count) : 0;
     }
 
     int pin(unsigned core) override

@@ -193,12 +193,17 @@ public:
     }
 
     /// True when the child has ended. What it left in its group is then killed, before the id of the group
-    /// can be anybody else's, and the child reaped.
-    bool ended(int& status)
+    /// can be anybody else's, and the child reaped. `lost`: somebody else, the kernel maybe, has reaped it.
+    bool ended(int& status, bool& lost)
     {
         siginfo_t found = {};
-        if (::waitid(P_PID, static_cast<id_t>(m_id), &found, WEXITED | WNOHANG | WNOWAIT) != 0 ||
-            found.si_pid != m_id)
+        if (::waitid(P_PID, static_cast<id_t>(m_id), &found, WEXITED | WNOHANG | WNOWAIT) != 0) {
+            lost = errno == ECHILD;
+            if (lost)
+                m_id = 0; // it may be another process's by now
+            return lost;
+        }
+        if (found.si_pid != m_id)
             return false;
         ::kill(-m_id, SIGKILL);
         ::waitpid(m_id, &status, 0);
@@ -246,9 +251,14 @@ ChildResult runChild(std::vector<std::string> const& words, ChildLimits const& l
         if (printing)
             printing = child.read(result.m_output) != Child::Part::End;
         int status = 0;
+        bool lost = false;
         // The end of the pipe is not waited for: a descendant that left the group may hold it for ever.
-        if (child.ended(status)) {
+        if (child.ended(status, lost)) {
             child.readRest(result.m_output);
+            if (lost) {
+                result.m_end = ChildResult::End::Lost;
+                return result;
+            }
             bool const exited = WIFEXITED(status);
             result.m_end = exited ? ChildResult::End::Exited : ChildResult::End::Signalled;
             result.m_status = exited ? WEXITSTATUS(status) : WTERMSIG(status);

@@ -47,6 +47,8 @@ Outcome judgeSmartRun(TestHost& host, ChildResult const& child, ChildLimits cons
         return cannotRun(host, host.text(kTextSignal, {{"Signal", std::to_string(child.m_status)}}));
     case ChildResult::End::NotStarted:
         return cannotRun(host, host.text(kTextNotStarted, {{"Reason", errorText(child.m_status)}}));
+    case ChildResult::End::Lost:
+        return cannotRun(host, host.text(kTextLost));
     }
     return Outcome::CannotRun;
 }

@@ -215,9 +215,13 @@ void LoggerConfig::applyOptions(OptionManager const& options)
 {
     std::optional<String> const level = options.lookupStringValue(loggerLevelOption().name());
     std::optional<String> const root = options.lookupStringValue(loggerRootOption().name());
-    if (level)
-        LogFactory::setOverride(*level, root.value_or(String()));
-    else if (root)
+    if (level) {
+        try {
+            LogFactory::setOverride(*level, root.value_or(String()));
+        } catch (InvalidArgumentException const& error) {
+            throw OptionException(error.getMessage());
+        }
+    } else if (root)
         throw OptionException("The option \"-lr\" needs the option \"-ll\" beside it");
 }
 

@@ -66,6 +66,15 @@ TEST(ModuleProcess, WhatEscapesFromAChildIsNotWaitedFor)
     EXPECT_EQ(::kill(escaped, SIGKILL), 0);
 }
 
+TEST(ModuleProcess, AChildThatTheKernelHasReapedIsAnError)
+{
+    auto const before = ::signal(SIGCHLD, SIG_IGN);
+    auto const outcome = run("setsid sleep 600 & echo $! >&4; exit 0"); // its pipe stays open
+    ::signal(SIGCHLD, before);
+    EXPECT_EQ(outcome.error.toUtf8(), "No child processes");
+    EXPECT_EQ(outcome.output.empty() ? -1 : ::kill(std::atoi(outcome.output.c_str()), SIGKILL), 0);
+}
+
 TEST(ModuleProcess, AChildDiesWithAParentThatIsKilled)
 {
     test::TemporaryFolder const folder;

@@ -22,9 +22,11 @@ struct PaperCores : CpuAffinity
 {
     std::vector<unsigned> m_cores;
     unsigned m_refused = ~0u;
+    std::size_t m_online = 0;
 
     explicit PaperCores(std::vector<unsigned> cores) : m_cores(std::move(cores)) {}
     std::vector<unsigned> usable() override { return m_cores; }
+    std::size_t online() override { return m_online; }
     int pin(unsigned core) override
     {
         t_core = core;

@@ -199,6 +199,16 @@ TEST(ChildProcess, isOverWhenItEndsWhoeverHoldsItsOutputOpen)
     EXPECT_EQ(::kill(static_cast<pid_t>(escaped), SIGKILL), 0) << "it was not the runner's to end";
 }
 
+// As in the process of a host that does so. The kernel reaps its children, and their ids become other processes'.
+TEST(ChildProcess, isLostAtOnceWhereChildrenAreIgnored)
+{
+    auto const before = ::signal(SIGCHLD, SIG_IGN);
+    ChildResult const child = runChild({"/bin/sh", "-c", "echo out; exit 0"}, {}, never);
+    ::signal(SIGCHLD, before);
+    EXPECT_EQ(child.m_end, ChildResult::End::Lost);
+    EXPECT_EQ(child.m_output, "out\n");
+}
+
 TEST(ChildProcess, diesWithAParentThatIsKilled)
 {
     Folder const folder;

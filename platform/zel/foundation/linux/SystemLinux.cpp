@@ -1,5 +1,6 @@
 #include <zel/foundation/System.h>
 
+#include <zel/foundation/linux/FaultText.h>
 #include <zel/foundation/linux/FileDescriptor.h>
 #include <zel/foundation/linux/PipeTransfer.h>
 
@@ -11,6 +12,8 @@
 #include <fcntl.h>
 #include <new>
 #include <stdexcept>
+#include <string>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace zel {
@@ -31,6 +34,22 @@ bool succeeded(int errorNumber) noexcept
     if (errorNumber != 0)
         t_lastError = errorNumber;
     return errorNumber == 0;
+}
+
+// O_NONBLOCK belongs to what all processes with this pipe or terminal share: taking it away would hit the others,
+// and keeping it loses output, so the file is opened anew. A socket cannot be.
+void waitWhenFull(int descriptor) noexcept
+{
+    struct stat status;
+    int const flags = ::fcntl(descriptor, F_GETFL);
+    if (flags == -1 || (flags & O_NONBLOCK) == 0 || ::fstat(descriptor, &status) != 0 ||
+        !(S_ISFIFO(status.st_mode) || ::isatty(descriptor) == 1))
+        return;
+    std::string const self = "/proc/self/fd/" + std::to_string(descriptor);
+    FileDescriptor const own =
+        FileDescriptor::open(self.c_str(), (flags & O_ACCMODE) | (flags & O_APPEND) | O_NOCTTY);
+    if (own.isOpen())
+        ::dup2(own.number(), descriptor);
 }
 
 } // namespace
@@ -124,10 +143,27 @@ void System::secureStandardStreams() noexcept
         // every write to it fail, so that lost output is noticed. Inherited by children, hence no O_CLOEXEC.
         retryOnInterrupt([] { return ::open("/dev/null", O_RDONLY); });
     }
+    waitWhenFull(STDOUT_FILENO);
+    waitWhenFull(STDERR_FILENO);
     struct sigaction current;
     if (::sigaction(SIGPIPE, nullptr, &current) == 0 && (current.sa_flags & SA_SIGINFO) == 0 &&
         current.sa_handler == SIG_DFL)
         ::signal(SIGPIPE, SIG_IGN);
+}
+
+void System::secureSignals() noexcept
+{
+    sigset_t heard;
+    ::sigemptyset(&heard);
+    for (int const number : {SIGINT, SIGTERM, SIGHUP})
+        ::sigaddset(&heard, number);
+    for (FaultSignal const& fault : faultSignals())
+        ::sigaddset(&heard, fault.number);
+    ::pthread_sigmask(SIG_UNBLOCK, &heard, nullptr);
+    struct sigaction current;
+    if (::sigaction(SIGCHLD, nullptr, &current) == 0 && (current.sa_flags & SA_SIGINFO) == 0 &&
+        current.sa_handler == SIG_IGN)
+        ::signal(SIGCHLD, SIG_DFL);
 }
 
 } // namespace zel

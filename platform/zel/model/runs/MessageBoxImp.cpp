@@ -103,7 +103,7 @@ void MessageBoxImp::present(OStream& out, ReadLine const& readLine)
             return setAnswer(chosen->code);
         out << m_words.again << endl;
     }
-    setAnswer(defaultCode());
+    cutShort(); // whatever comes in there, it is nobody who answers
 }
 
 } // namespace zel

@@ -45,6 +45,12 @@ void OwnProcess::secureStandardStreams() noexcept
         zel::System::secureStandardStreams();
 }
 
+void OwnProcess::secureSignals() noexcept
+{
+    if (s_isOurs)
+        zel::System::secureSignals();
+}
+
 void OwnProcess::catchFaults(int exitStatus, void (*report)(zel::String const& text))
 {
     if (!s_isOurs)

@@ -28,6 +28,8 @@ struct OwnProcess
 
     /// See zel::System::secureStandardStreams.
     static void secureStandardStreams() noexcept;
+    /// See zel::System::secureSignals.
+    static void secureSignals() noexcept;
     /// Faults (zel::FaultHandler) go to `report` and uncaught exceptions to the handler above, whatever the
     /// program has set.
     static void catchFaults(int exitStatus, void (*report)(zel::String const& text));

@@ -140,11 +140,13 @@ int start(std::string const& program, std::vector<std::string> words, Pipe const
     return child < 0 ? errno : startFailure(child, std::move(report));
 }
 
+/// Also when nobody can tell any more: a process that ignores SIGCHLD has its children reaped by the kernel.
 bool hasEnded(pid_t child)
 {
     siginfo_t found{};
-    return ::waitid(P_PID, static_cast<id_t>(child), &found, WEXITED | WNOHANG | WNOWAIT) == 0 &&
-           found.si_pid == child;
+    if (::waitid(P_PID, static_cast<id_t>(child), &found, WEXITED | WNOHANG | WNOWAIT) != 0)
+        return errno == ECHILD;
+    return found.si_pid == child;
 }
 
 /// Writes and reads at the same time, so that neither side can wait for the other for ever.
@@ -173,7 +175,7 @@ public:
             int const ready = ::poll(waiting.data(), m_toChild.isOpen() ? 2 : 1,
                                      ended ? 0 : std::min(remaining(), kSliceMilliseconds));
             if (ready < 0 && errno != EINTR)
-                return System::getSystemErrorMsg();
+                return System::errorText(errno);
             if (ended && ready >= 0 && waiting[0].revents == 0)
                 return String();
             if (ready <= 0)
@@ -232,7 +234,7 @@ String reap(pid_t child, Exchange const& exchange, bool kill)
         if (ended == child)
             break;
         if (ended < 0 && errno != EINTR)
-            return System::getSystemErrorMsg();
+            return System::errorText(errno);
         kill = kill || exchange.remaining() == 0;
         if (ended == 0)
             System::sleepMilliseconds(1); // it has closed its pipe, so its end is near
@@ -254,7 +256,7 @@ ModuleProcess::Outcome ModuleProcess::run(std::string const& program,
     Pipe in = makePipe();
     Pipe out = makePipe();
     if (!in.reading.isOpen() || !in.writing.isOpen() || !out.reading.isOpen() || !out.writing.isOpen()) {
-        outcome.error = System::getSystemErrorMsg();
+        outcome.error = System::errorText(errno);
         return outcome;
     }
     pid_t child = -1;

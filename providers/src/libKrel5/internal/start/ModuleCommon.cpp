@@ -104,6 +104,7 @@ void ModuleCommon::setCmdLineArgs(Facade const& facade, int argc, char const* co
     if (CommandLine::isOfHost(argc, argv))
         OwnProcess::leaveToHost();
     OwnProcess::secureStandardStreams();
+    OwnProcess::secureSignals();
     ErrorReporting::install(facade, false);
     CommandLine::addFacadeOptions(facade.kind);
     zel::String const call = zel::String(facade.className) + "::setCmdLineArgs(...)";
