@@ -138,7 +138,7 @@ TEST(Options, handsLoggerOptionsToTheLoggers)
     EXPECT_FALSE(beside.isEnabled(zel::LogLevel::Warning));
     apply({"-ll", "3"});
     EXPECT_TRUE(beside.isEnabled(zel::LogLevel::Warning));
-    EXPECT_THROW(apply({"-ll", "loud"}), zel::InvalidArgumentException);
+    EXPECT_THROW(apply({"-ll", "loud"}), zel::OptionException);
     EXPECT_THROW(apply({"-lr", "options"}), zel::OptionException);
     EXPECT_NO_THROW(apply({}));
     zel::LogFactory::clearOverrides();

@@ -459,7 +459,7 @@ TEST(MessageBoxImp, takesNumbersTextsAndBeginnings)
              {{"re", "0", "5", "retry"}, kRetry, 4},
              {{}, kIgnore, 1},
              {{"what"}, kIgnore, 2},
-             {eleven, kRetry, 10},
+             {eleven, kIgnore, 10}, // nobody answers: as if cancelled
          }) {
         MessageBoxImp box("Title", "Text",
                           {{kAbort, "Abort"}, {kRetry, "Retry"}, {kIgnore, "Ignore"}, {kRestart, "Restart"}},
