@@ -70,16 +70,17 @@ public:
     {
         if (!::mkdtemp(m_folder.data()))
             throw std::runtime_error("no scratch folder");
+        m_path = m_folder + "/scratch.log";
     }
     ~ScratchFile()
     {
         ::unlink(path().c_str());
         ::rmdir(m_folder.c_str());
     }
-    std::string path() const { return m_folder + "/scratch.log"; }
+    std::string const& path() const { return m_path; }
 
 private:
-    std::string m_folder = "/tmp/foundation-benchmark-XXXXXX";
+    std::string m_folder = "/tmp/foundation-benchmark-XXXXXX", m_path;
 };
 
 zel::Logger& logger()

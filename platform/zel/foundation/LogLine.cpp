@@ -2,6 +2,7 @@
 
 #include <zel/foundation/ControlCharacters.h>
 
+#include <algorithm>
 #include <cstring>
 
 namespace zel {
@@ -64,16 +65,17 @@ bool mayHoldControl(std::string_view text) noexcept
 {
     constexpr std::uint64_t kOnes = 0x0101010101010101u, kHighs = 0x8080808080808080u;
     std::uint64_t found = 0;
-    std::size_t i = 0;
-    for (; i + 8 <= text.size(); i += 8) {
+    auto const look = [&](std::size_t at) {
         std::uint64_t word;
-        std::memcpy(&word, text.data() + i, 8);
+        std::memcpy(&word, text.data() + at, 8);
         std::uint64_t const deleted = word ^ (kOnes * 0x7F);
         found |= ((word - kOnes * 0x20) & ~word) | ((deleted - kOnes) & ~deleted) | word;
-    }
-    for (; i < text.size(); ++i)
-        if (static_cast<unsigned char>(text[i]) < 0x20 || static_cast<unsigned char>(text[i]) >= 0x7F)
-            return true;
+    };
+    if (text.size() < 8)
+        return std::any_of(text.begin(), text.end(), [](char c) { return c < 0x20 || c >= 0x7F; });
+    for (std::size_t i = 0; i + 8 < text.size(); i += 8)
+        look(i);
+    look(text.size() - 8); // some of them twice, rather than the rest one by one
     return (found & kHighs) != 0;
 }
 
