@@ -115,6 +115,14 @@ std::size_t decodeUtf8(char const* bytes, std::size_t length, Unit* out) noexcep
     return static_cast<std::size_t>(out - begin);
 }
 
+std::size_t sequenceLength(char const* bytes, std::size_t length) noexcept
+{
+    auto const* const p = reinterpret_cast<unsigned char const*>(bytes);
+    auto const one = decodeOne(p, length);
+    bool const isWritten = p[0] == 0xEF && one.length == 3; // the replacement character itself: EF BF BD
+    return one.codePoint == kReplacement && !isWritten ? 0 : one.length;
+}
+
 std::size_t encodeUtf8(Unit const* units, std::size_t length, char* out) noexcept
 {
     char* to = out;

@@ -19,6 +19,9 @@ using Unit = unsigned short;
 /// units than UTF-8 needs bytes). Returns the number of units written.
 ZEL_EXPORT std::size_t decodeUtf8(char const* bytes, std::size_t length, Unit* out) noexcept;
 
+/// Bytes of the well-formed sequence that begins `bytes`; 0: none does. REQUIRES: length > 0.
+ZEL_EXPORT std::size_t sequenceLength(char const* bytes, std::size_t length) noexcept;
+
 /// Writes the UTF-8 form of `length` units to `out`, which has room for three times as many bytes. Returns
 /// the number of bytes written.
 ZEL_EXPORT std::size_t encodeUtf8(Unit const* units, std::size_t length, char* out) noexcept;

@@ -32,6 +32,22 @@ std::unique_ptr<DeviceImp> DeviceImp::createGeneric(CapabilityImp const& type,
     return device;
 }
 
+std::unique_ptr<DeviceImp> DeviceImp::restored(Identity identity)
+{
+    if (identity.guid.empty())
+        throw StateException("A device from outside has no guid");
+    std::unique_ptr<DeviceImp> device(new DeviceImp());
+    device->m_guid = std::move(identity.guid);
+    device->m_name = std::move(identity.name);
+    device->m_description = std::move(identity.description);
+    device->m_osLocator = std::move(identity.osLocator);
+    device->m_hwLocator = std::move(identity.hwLocator);
+    device->m_type = std::move(identity.type);
+    device->m_capabilities = std::move(identity.capabilities);
+    device->m_busClass = std::move(identity.busClass);
+    return device;
+}
+
 DeviceImp::DeviceImp(DeviceImp const& other)
     : m_guid(other.m_guid), m_name(other.m_name), m_description(other.m_description),
       m_osLocator(other.m_osLocator), m_hwLocator(other.m_hwLocator), m_type(other.m_type),
@@ -58,10 +74,23 @@ PropertyImp& DeviceImp::addProperty(PropertyImp const* property)
     m_properties.push_back(std::make_unique<PropertyImp>(*property));
     if (!m_propertyIndex.empty())
         m_propertyIndex.emplace(property->key(), m_properties.size() - 1);
-    else if (m_properties.size() > kFewProperties)
+    else
+        indexProperties();
+    return *m_properties.back();
+}
+
+void DeviceImp::adoptProperties(std::vector<std::unique_ptr<PropertyImp>> properties)
+{
+    ZEL_ASSERT(m_properties.empty());
+    m_properties = std::move(properties);
+    indexProperties();
+}
+
+void DeviceImp::indexProperties()
+{
+    if (m_properties.size() > kFewProperties)
         for (auto const& one : m_properties)
             m_propertyIndex.emplace(one->key(), m_propertyIndex.size());
-    return *m_properties.back();
 }
 
 std::size_t DeviceImp::indexOf(String const& key) const

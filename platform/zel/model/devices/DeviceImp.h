@@ -22,6 +22,13 @@ public:
                                                     CapabilityImp const& capabilities, String const& name,
                                                     String const& osLocator, String const& description,
                                                     String const& location, CapabilityImp const& busClass);
+    /// A device as it was found elsewhere, under the guid that it has there. Throws StateException for an empty guid.
+    struct Identity
+    {
+        String guid, name, description, osLocator, hwLocator;
+        CapabilityImp type, capabilities, busClass;
+    };
+    static std::unique_ptr<DeviceImp> restored(Identity identity);
     DeviceImp(DeviceImp const& other);
     DeviceImp& operator=(DeviceImp const&) = delete;
 
@@ -48,6 +55,8 @@ public:
 
     /// Stores a copy and returns it. Throws StateException when the key is there already.
     PropertyImp& addProperty(PropertyImp const* property);
+    /// Takes over records for a device that has no property yet. REQUIRES: no two of one key.
+    void adoptProperties(std::vector<std::unique_ptr<PropertyImp>> properties);
     /// Removes it; false when there is none. Its children stay, at top level.
     bool removeProperty(String const& key);
     std::size_t propertyCount() const noexcept { return m_properties.size(); }
@@ -79,6 +88,7 @@ private:
     static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
 
     DeviceImp() = default;
+    void indexProperties();
     std::size_t indexOf(String const& key) const;
     bool take(DeviceImp const& other, bool newerWins);
     bool mergeChildren(PropertyImp const& theirs);

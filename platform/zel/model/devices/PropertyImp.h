@@ -45,6 +45,8 @@ public:
     /// module's guid is stamped on it.
     String const& specGuid() const noexcept { return *m_specGuid; }
     void updateSpecGuid() { m_specGuid = m_spec->sharedGuid(); }
+    /// Of a property that was made elsewhere.
+    void restoreSpecGuid(String const& guid) { m_specGuid = std::make_shared<String const>(guid); }
 
     bool isPartOfGroup() const noexcept { return m_partOfGroup; }
     void setPartOfGroup(bool partOfGroup) noexcept { m_partOfGroup = partOfGroup; }
@@ -52,6 +54,8 @@ public:
     std::vector<String> const& children() const noexcept;
     /// A key that is there already is not added again.
     void addChild(PropertyImp const* child);
+    /// All at once. REQUIRES: no key twice.
+    void setChildren(std::vector<String> keys) { rare().children = std::move(keys); }
     void removeChild(String const& key);
     /// Forgets what a copy brought along from the device of its original.
     void leaveGroups();

@@ -14,7 +14,7 @@ ModuleFunctionImp::ModuleFunctionImp(char const* kind, String key, CapabilityImp
 void ModuleFunctionImp::setModuleGuid(String const& guid)
 {
     m_moduleGuid = guid;
-    m_guid = guid + "." + m_kind + "." + m_key;
+    m_guid = (guid.empty() ? guid : guid + ".") + m_kind + "." + m_key;
     for (ParameterImp& parameter : m_parameters)
         parameter.setModuleGuid(guid);
 }

@@ -44,6 +44,14 @@ public:
     /// empty: it is not.
     String const& switchedOffBy() const noexcept { return m_switchedOffBy; }
 
+    /// What another process found in its settings.
+    void restoreSwitch(SettingsResource::Enable enabled, bool isOff, String const& switchedOffBy)
+    {
+        m_enabled = enabled;
+        m_switchedOff = isOff;
+        m_switchedOffBy = switchedOffBy;
+    }
+
     /// What the settings say of the function and nobody understands. Such a function does not run: what was
     /// meant may have been to leave it alone.
     std::vector<SettingsError> const& settingsErrors() const noexcept { return m_settingsErrors; }

@@ -62,6 +62,7 @@ public:
     /// The lines of the settings that force something, "mymod.w4i:3: Test.memory.ForceResult.value=PASS": that
     /// of the result first.
     std::vector<String> const& forcingLines() const noexcept { return m_forcingLines; }
+    void addForcingLine(String const& line) { m_forcingLines.push_back(line); }
     void setForceAllEvents(bool force) noexcept { m_forceAllEvents = force; }
 
     /// Whether `test` applies to `device`, by docs/enumeration-rules.md: the test is not switched off, the

@@ -20,6 +20,7 @@ public:
     /// raised twice for a device is the same alert.
     String const& guid() const noexcept { return m_guid; }
     void setGuid(String const& guid);
+    bool hasOwnGuid() const noexcept { return m_guidWasSet; } ///< it was set
     String const& key() const noexcept { return m_key; }
     AlertTypeImp const& type() const noexcept { return m_type; }
     String const& moduleGuid() const noexcept { return m_moduleGuid; }

@@ -14,11 +14,11 @@ IndicatorRunImp IndicatorRunImp::restored(String const& indicatorGuidOrKey, Stri
     return run;
 }
 
-void IndicatorRunImp::restoreLastCall(double secondsAgo) noexcept
+void IndicatorRunImp::restoreClock(double secondsAgo, bool isCalled) noexcept
 {
     m_before = secondsAgo;
     m_sinceLastCall.reset();
-    m_called = true;
+    m_called = isCalled;
 }
 
 void IndicatorRunImp::bind(IndicatorImp& indicator, DeviceImp* device)

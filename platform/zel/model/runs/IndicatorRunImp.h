@@ -21,7 +21,9 @@ public:
     static IndicatorRunImp restored(String const& indicatorGuidOrKey, String const& deviceGuid,
                                     double updateIntervalSeconds);
     /// A call that happened elsewhere, so many seconds ago.
-    void restoreLastCall(double secondsAgo) noexcept;
+    void restoreLastCall(double secondsAgo) noexcept { restoreClock(secondsAgo, true); }
+    /// Likewise, or, not called yet, so many seconds waited.
+    void restoreClock(double secondsAgo, bool isCalled) noexcept;
     /// From here on the run is of this indicator and this device. Throws StateException, and the run stays as
     /// it is, when it names another indicator or device.
     void bind(IndicatorImp& indicator, DeviceImp* device);

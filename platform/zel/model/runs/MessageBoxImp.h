@@ -49,6 +49,7 @@ public:
                   std::size_t cancelAnswer, Appearance appearance);
 
     void setWords(Words words) { m_words = std::move(words); }
+    Words const& words() const noexcept { return m_words; }
     Appearance const& appearance() const noexcept { return m_appearance; }
     /// The title where the look can only be said, as the library's own lines say it: "Warning: {title}". What is
     /// presented says it in the words of setWords().
@@ -58,6 +59,8 @@ public:
     std::vector<Answer> const& answers() const noexcept { return m_answers; }
     String englishOf(int code) const; ///< the answer in English; empty when there is none of that code
     int defaultCode() const noexcept { return m_answers[m_default].code; }
+    std::size_t defaultIndex() const noexcept { return m_default; } ///< among the answers
+    std::size_t cancelIndex() const noexcept { return m_cancel; }
     int cancelCode() const noexcept { return m_answers[m_cancel].code; }
 
     /// The answer once it is known; the default before.

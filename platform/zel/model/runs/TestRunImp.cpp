@@ -72,6 +72,29 @@ void TestRunImp::bind(TestImp& test, DeviceImp& device)
     m_parameters = std::move(parameters);
 }
 
+std::vector<TestRunImp::ParameterValue> TestRunImp::givenParameters() const
+{
+    if (!m_test)
+        return m_restoredParameters;
+    std::vector<ParameterValue> given;
+    for (ParameterImp const& one : m_parameters)
+        if (one.isSet())
+            given.push_back({one.key(), one.value(), one.valueSource()});
+    return given;
+}
+
+TestRunImp TestRunImp::unbound() const
+{
+    TestRunImp copy(*this);
+    copy.m_testName = testGuidOrKey();
+    copy.m_deviceName = deviceGuid();
+    copy.m_restoredParameters = givenParameters();
+    copy.m_parameters.clear();
+    copy.m_test = nullptr;
+    copy.m_device = nullptr;
+    return copy;
+}
+
 void TestRunImp::addEvent(TestRunEventImp event)
 {
     m_hasErrors |= event.type() == EventTypeImp::ERR();

@@ -30,11 +30,14 @@ public:
         ParameterSourceImp source;
     };
     void restoreParameter(ParameterValue value) { m_restoredParameters.push_back(std::move(value)); }
-    std::vector<ParameterValue> const& restoredParameters() const noexcept { return m_restoredParameters; }
+    /// The values that the run was given, bound or not. What the others have is the test's default.
+    std::vector<ParameterValue> givenParameters() const;
     /// From here on the run is of this test and this device, with the test's parameters and the restored
     /// values in them. Throws StateException, and the run stays as it is, when it names another test or
     /// device, or has a value that the test has no parameter for or that the parameter cannot take.
     void bind(TestImp& test, DeviceImp& device);
+    /// A copy that is of no test and device yet: it names them, and has the values that this run was given.
+    TestRunImp unbound() const;
     /// What the run names, bound or not; empty: nothing.
     String const& testGuidOrKey() const noexcept { return m_test ? m_test->guid() : m_testName; }
     String const& deviceGuid() const noexcept { return m_device ? m_device->guid() : m_deviceName; }
@@ -66,12 +69,22 @@ public:
     void addEvent(TestRunEventImp event);
     /// Takes the oldest event that nobody has taken yet.
     std::optional<TestRunEventImp> nextEvent();
+    /// Those that nobody has taken yet, the oldest first.
+    std::deque<TestRunEventImp> const& events() const noexcept { return m_events; }
     void clearEvents() { m_events.clear(); }
 
     /// A question of the test ended without an answer, by a stop or the end of input: what the test makes of
     /// the answer that it got is nobody's finding, unless it had reported an error before.
     void interrupt() noexcept { m_isInterrupted |= !m_hasErrors; }
     bool isInterrupted() const noexcept { return m_isInterrupted; }
+    /// Whether it has reported an error, taken by somebody or not.
+    bool hasErrors() const noexcept { return m_hasErrors; }
+    /// Of a run that was made elsewhere: what its events do not tell any more.
+    void restoreFindings(bool hadErrors, bool isInterrupted) noexcept
+    {
+        m_hasErrors |= hadErrors;
+        m_isInterrupted = isInterrupted;
+    }
 
     TestResultImp const& result() const noexcept { return m_result; }
     void setFinalResult(TestResultImp const& result) { m_result = result; }

@@ -210,7 +210,35 @@ bool StateManager::removeAlert(String const& guid)
     return m_alerts.remove(String(guid));
 }
 
-std::size_t StateManager::testRunCount() const { return TestRunManager::instance().testRunCount(); }
+bool StateManager::isEmpty() const noexcept
+{
+    return m_modules.size() + m_devices.size() + m_tests.size() + m_indicators.size() + m_alerts.size() +
+               m_specs.size() + m_indicatorRuns.size() + m_testRuns.size() ==
+           0;
+}
+
+void StateManager::swap(StateManager& other) noexcept
+{
+    std::swap(m_modules, other.m_modules);
+    std::swap(m_devices, other.m_devices);
+    std::swap(m_tests, other.m_tests);
+    std::swap(m_indicators, other.m_indicators);
+    std::swap(m_alerts, other.m_alerts);
+    std::swap(m_specs, other.m_specs);
+    std::swap(m_specIndex, other.m_specIndex);
+    std::swap(m_indicatorRuns, other.m_indicatorRuns);
+    std::swap(m_runIndex, other.m_runIndex);
+    std::swap(m_endedRuns, other.m_endedRuns);
+    std::swap(m_hasHadIndicatorRuns, other.m_hasHadIndicatorRuns);
+    std::swap(m_testRuns, other.m_testRuns);
+    std::swap(m_moduleTests, other.m_moduleTests);
+    std::swap(m_moduleIndicators, other.m_moduleIndicators);
+    std::swap(m_moduleDevices, other.m_moduleDevices);
+    std::swap(m_deviceTests, other.m_deviceTests);
+    std::swap(m_deviceIndicators, other.m_deviceIndicators);
+    std::swap(m_children, other.m_children);
+    std::swap(m_changes, other.m_changes);
+}
 
 void StateManager::clear()
 {
@@ -224,6 +252,7 @@ void StateManager::clear()
     m_indicatorRuns.clear();
     m_endedRuns.clear();
     m_hasHadIndicatorRuns = false;
+    m_testRuns.clear();
     m_alerts.clear();
     m_indicators.clear();
     m_tests.clear();

@@ -42,6 +42,8 @@ public:
     // Modules. `track` records the addition as a change.
     void addModule(ModuleImp& module, bool track);
     ModuleImp* nextModule(ModuleImp const* previous) const { return m_modules.next(previous); }
+    /// Null when there is none.
+    ModuleImp* module(String const& guid) const { return m_modules.find(guid); }
 
     // Property specifications, found by guid.
     void addPropertySpec(std::shared_ptr<PropertySpecImp> const& spec, bool track);
@@ -111,6 +113,26 @@ public:
     DeviceImp* deviceByIndicatorAtIndex(IndicatorImp const& indicator, std::size_t index) const;
     std::size_t indicatorCountByDevice(DeviceImp const& device) const;
     IndicatorImp* indicatorByDeviceAtIndex(DeviceImp const& device, std::size_t index) const;
+    std::vector<TestImp*> const& testsOf(ModuleImp const& module) const
+    {
+        return m_moduleTests.rightsOf(module);
+    }
+    std::vector<IndicatorImp*> const& indicatorsOf(ModuleImp const& module) const
+    {
+        return m_moduleIndicators.rightsOf(module);
+    }
+    std::vector<DeviceImp*> const& devicesOf(ModuleImp const& module) const
+    {
+        return m_moduleDevices.rightsOf(module);
+    }
+    std::vector<TestImp*> const& testsOf(DeviceImp const& device) const
+    {
+        return m_deviceTests.rightsOf(device);
+    }
+    std::vector<IndicatorImp*> const& indicatorsOf(DeviceImp const& device) const
+    {
+        return m_deviceIndicators.rightsOf(device);
+    }
     std::size_t testCountByModule(ModuleImp const& module) const;
     std::size_t indicatorCountByModule(ModuleImp const& module) const;
     std::size_t deviceCountByModule(ModuleImp const& module) const;
@@ -120,7 +142,7 @@ public:
     // (AssertionException).
     IndicatorRunImp& addIndicatorRun(IndicatorRunImp run);
     std::size_t indicatorRunCount() const noexcept { return m_indicatorRuns.size(); }
-    IndicatorRunImp& indicatorRunAtIndex(std::size_t index);
+    IndicatorRunImp& indicatorRunAtIndex(std::size_t index) const;
     /// Null when there is none.
     IndicatorRunImp* indicatorRun(IndicatorImp const& indicator, DeviceImp const* device) const;
     /// Whether there ever was one: tells a list that is empty for the moment from one that nobody has filled.
@@ -137,15 +159,20 @@ public:
     std::size_t alertCount() const noexcept { return m_alerts.size(); }
     AlertImp* alertAtIndex(std::size_t index) const noexcept { return m_alerts.at(index); }
 
-    // Test runs are kept by TestRunManager; the instance answers for it.
+    // Test runs. Those of the instance are the queue of TestRunManager, which this process works through; any
+    // other manager holds those that came with it, bound or not.
     std::size_t testRunCount() const;
+    /// Throws IndexOutOfBoundsException.
+    TestRunImp& testRunAtIndex(std::size_t index) const;
+    TestRunImp& addTestRun(TestRunImp run);
 
     /// Takes in everything of `other`: unknown modules, devices, tests and indicators are copied (a device with
     /// its place below a known parent), known devices take over what is new (DeviceImp::mergeFrom, a parent
     /// where there is none), alerts and property specifications likewise; known tests and indicators stay. Then
     /// come the indicator runs, of which a known one stays, and every association, between records that
     /// `other` holds. Each difference is recorded as a change. `other` stays as it is, and nothing here points
-    /// into it.
+    /// into it. Test runs come too, bound to the tests and devices here where they are known and can take them;
+    /// but not into the instance: there only who was told to run a test queues it.
     void mergeWithTracking(StateManager const& other) { merge(other, true); }
     /// The same, but what is known here stays: only what is missing is taken in.
     void completeWithTracking(StateManager const& other) { merge(other, false); }
@@ -159,8 +186,12 @@ public:
     void createDeviceList(StateManager const& source, CapabilityImp const& capability,
                           PropertyCategoryImp const& category);
     void clear();
+    /// Whether it holds no record of any kind.
+    bool isEmpty() const noexcept;
 
 private:
+    friend class StateBuilder;
+    void swap(StateManager& other) noexcept;
     void note(bool track, Change::Kind kind, String const& guid, String const& otherGuid = String())
     {
         if (track)
@@ -173,6 +204,7 @@ private:
     void mergeDevice(DeviceImp const& theirs, StateManager const& other, bool newerWins);
     void mergeAlerts(StateManager const& other, bool newerWins);
     void mergeIndicatorRuns(StateManager const& other);
+    void mergeTestRuns(StateManager const& other);
     void mergeAssociations(StateManager const& other);
     template <typename Left, typename Right>
     void mergeAssociation(RecordList<Left> const& lefts, RecordList<Left> const& theirLefts,
@@ -192,6 +224,7 @@ private:
     std::map<std::pair<String, String>, IndicatorRunImp*> m_runIndex; // by guids of indicator and device
     std::vector<std::unique_ptr<IndicatorRunImp>> m_endedRuns;        // until releaseRemoved()
     bool m_hasHadIndicatorRuns = false;
+    std::vector<std::unique_ptr<TestRunImp>> m_testRuns; // empty in the instance
 
     Association<ModuleImp, TestImp> m_moduleTests;
     Association<ModuleImp, IndicatorImp> m_moduleIndicators;

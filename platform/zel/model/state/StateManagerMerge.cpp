@@ -2,9 +2,25 @@
 // record that comes late in the other's order.
 #include <zel/model/state/StateManager.h>
 
+#include <zel/foundation/Exception.h>
+#include <zel/foundation/Logger.h>
+#include <zel/model/runs/TestRunImp.h>
+
+#include <unordered_set>
+
 namespace zel {
 
 using Kind = Change::Kind;
+
+namespace {
+
+Logger& logger()
+{
+    static Logger& s_logger = LogFactory::getLogger("zel.StateManager");
+    return s_logger;
+}
+
+} // namespace
 
 // The parent comes first: a device may stand before its parent in the other manager's order. The depth of a
 // chain of parents is bounded by the number of devices, since a device has at most one parent and none is its
@@ -54,6 +70,7 @@ void StateManager::merge(StateManager const& other, bool newerWins)
         mergeDevice(*other.deviceAtIndex(i), other, newerWins);
     mergeAlerts(other, newerWins);
     mergeIndicatorRuns(other);
+    mergeTestRuns(other);
     mergeAssociations(other);
 }
 
@@ -121,6 +138,26 @@ void StateManager::mergeIndicatorRuns(StateManager const& other)
         copy.bind(*indicator, device);
         addIndicatorRun(std::move(copy));
         note(true, Kind::IndicatorRunAdded, indicator->guid(), theirs->deviceGuid());
+    }
+}
+
+// A run that is known stays. One that cannot be bound here still tells what came of it.
+void StateManager::mergeTestRuns(StateManager const& other)
+{
+    if (this == &instance())
+        return;
+    std::unordered_set<String> known;
+    for (auto const& mine : m_testRuns)
+        known.insert(mine->guid());
+    for (std::size_t i = 0; i < other.testRunCount(); ++i) {
+        if (!known.insert(other.testRunAtIndex(i).guid()).second)
+            continue;
+        TestRunImp& copy = addTestRun(other.testRunAtIndex(i).unbound());
+        try {
+            bind(copy);
+        } catch (StateException const& e) {
+            ZEL_LOG(logger(), LogLevel::Information) << e.getMessage();
+        }
     }
 }
 

@@ -2,7 +2,7 @@
 #include <zel/model/state/StateManager.h>
 
 #include <zel/foundation/Exception.h>
-#include <zel/model/runs/TestRunImp.h>
+#include <zel/model/runs/TestRunManager.h>
 
 #include <algorithm>
 
@@ -25,7 +25,7 @@ IndicatorRunImp& StateManager::addIndicatorRun(IndicatorRunImp run)
     return added;
 }
 
-IndicatorRunImp& StateManager::indicatorRunAtIndex(std::size_t index)
+IndicatorRunImp& StateManager::indicatorRunAtIndex(std::size_t index) const
 {
     if (index >= m_indicatorRuns.size())
         throw IndexOutOfBoundsException(0, static_cast<int>(m_indicatorRuns.size()) - 1,
@@ -43,6 +43,28 @@ void StateManager::endRunsOf(DeviceImp const& device)
         m_endedRuns.push_back(std::move(*one));
     }
     m_indicatorRuns.erase(ended, m_indicatorRuns.end());
+}
+
+std::size_t StateManager::testRunCount() const
+{
+    return this == &instance() ? TestRunManager::instance().testRunCount() : m_testRuns.size();
+}
+
+TestRunImp& StateManager::testRunAtIndex(std::size_t index) const
+{
+    if (this == &instance())
+        return TestRunManager::instance().testRunAtIndex(index);
+    if (index >= m_testRuns.size())
+        throw IndexOutOfBoundsException(0, static_cast<int>(m_testRuns.size()) - 1, static_cast<int>(index));
+    return *m_testRuns[index];
+}
+
+TestRunImp& StateManager::addTestRun(TestRunImp run)
+{
+    if (this == &instance())
+        return TestRunManager::instance().addTestRun(std::move(run));
+    m_testRuns.push_back(std::make_unique<TestRunImp>(std::move(run)));
+    return *m_testRuns.back();
 }
 
 void StateManager::bind(TestRunImp& run) const

@@ -27,17 +27,19 @@ void LocalizedStringImp::setVariable(String const& name, ZELValue const& value)
 {
     refuseLocalized(value.type());
     String reason;
-    if (!ValueImp::fromZELValue(value, reason))
+    auto const datum = ValueImp::fromZELValue(value, reason);
+    if (!datum)
         throw InvalidArgumentException(reason);
+    ZELValue canonical = datum->toZELValue(); // "007" and "7" are one number, and make equal texts
     for (auto& [knownName, knownValue] : m_variables) {
         if (knownName == name) {
-            knownValue = value;
+            knownValue = std::move(canonical);
             return;
         }
     }
     if (m_variables.size() >= kMaxVariables)
         throw InvalidArgumentException(String("a text has at most 1000 variables"));
-    m_variables.emplace_back(name, value);
+    m_variables.emplace_back(name, std::move(canonical));
 }
 
 ZELValue const* LocalizedStringImp::find(String const& name) const noexcept

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <zel/model/runs/AlertImp.h>
+#include <zel/model/wire/XmlReader.h>
+#include <zel/model/wire/XmlWriter.h>
+
+#include <memory>
+
+namespace zel::wire {
+
+void writeAlert(XmlWriter& writer, AlertImp const& alert);
+/// The element is open; it is read to its end.
+std::unique_ptr<AlertImp> readAlert(XmlReader& reader);
+
+} // namespace zel::wire

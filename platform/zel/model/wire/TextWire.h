@@ -1,0 +1,14 @@
+#pragma once
+
+#include <zel/model/values/LocalizedStringImp.h>
+#include <zel/model/wire/XmlReader.h>
+#include <zel/model/wire/XmlWriter.h>
+
+namespace zel::wire {
+
+/// A localized string as an element of that name, its variables below it.
+void writeText(XmlWriter& writer, std::string_view element, LocalizedStringImp const& text);
+/// The element is open; it is read to its end.
+LocalizedStringImp readText(XmlReader& reader);
+
+} // namespace zel::wire

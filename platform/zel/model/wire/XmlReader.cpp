@@ -1,0 +1,444 @@
+#include <zel/model/wire/XmlReader.h>
+
+#include <zel/model/wire/Serializable.h>
+
+#include <algorithm>
+#include <array>
+
+namespace zel::wire {
+namespace {
+
+enum Class : unsigned char {
+    kOrdinary,  // stands for itself
+    kMark,      // quotes and '<': ends what is scanned, or does not
+    kBlank,     // tab and line ends: a blank in an attribute
+    kReference, // '&'
+    kEscape,    // '\'
+    kLong,      // begins a sequence of UTF-8
+    kExcluded
+};
+
+constexpr auto kClasses = [] {
+    std::array<Class, 256> classes{};
+    for (unsigned c = 0; c < 256; ++c)
+        classes[c] = c < 0x20 ? kExcluded : c >= 0x80 ? kLong : kOrdinary;
+    for (char const c : {'"', '\'', '<'})
+        classes[static_cast<unsigned char>(c)] = kMark;
+    for (char const c : {'\t', '\n', '\r'})
+        classes[static_cast<unsigned char>(c)] = kBlank;
+    classes['&'] = kReference;
+    classes['\\'] = kEscape;
+    return classes;
+}();
+
+// Characters beyond ASCII are taken as they are.
+constexpr auto kInName = [] {
+    std::array<bool, 256> inName{};
+    for (unsigned c = 0; c < 256; ++c)
+        inName[c] = (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_' ||
+                    c == '-' || c == '.' || c == ':' || c >= 0x80;
+    return inName;
+}();
+
+Class classOf(char c) { return kClasses[static_cast<unsigned char>(c)]; }
+bool isBlank(char c) { return c == ' ' || classOf(c) == kBlank; }
+bool beginsName(char c)
+{
+    return kInName[static_cast<unsigned char>(c)] && !(c >= '0' && c <= '9') && c != '-' && c != '.';
+}
+
+bool isXmlCharacter(std::uint32_t code)
+{
+    return code == '\t' || code == '\n' || code == '\r' || (code >= 0x20 && code < 0xD800) ||
+           (code >= 0xE000 && code < 0xFFFE) || (code >= 0x10000 && code <= 0x10FFFF);
+}
+
+struct Entity
+{
+    std::string_view name;
+    char character;
+};
+constexpr Entity kEntities[] = {{"amp", '&'}, {"lt", '<'}, {"gt", '>'}, {"quot", '"'}, {"apos", '\''}};
+
+constexpr std::uint32_t kNoCharacter = 0;
+
+// The character of a reference, without its '&' and ';'; kNoCharacter for what is none.
+std::uint32_t characterOf(std::string_view reference)
+{
+    for (Entity const& one : kEntities)
+        if (reference == one.name)
+            return static_cast<unsigned char>(one.character);
+    if (!reference.starts_with('#'))
+        return kNoCharacter;
+    bool const isHex = reference.starts_with("#x");
+    reference.remove_prefix(isHex ? 2 : 1);
+    std::uint32_t code = 0;
+    auto const end = reference.data() + reference.size();
+    auto const result = std::from_chars(reference.data(), end, code, isHex ? 16 : 10);
+    return result.ec == std::errc() && result.ptr == end && isXmlCharacter(code) ? code : kNoCharacter;
+}
+
+void append(std::vector<String::Unit>& units, std::uint32_t code)
+{
+    if (code >= 0x10000) {
+        units.push_back(static_cast<String::Unit>(0xD800 + ((code - 0x10000) >> 10)));
+        code = 0xDC00 + ((code - 0x10000) & 0x3FF);
+    }
+    units.push_back(static_cast<String::Unit>(code));
+}
+
+int hexDigit(String::Unit unit)
+{
+    if (unit >= '0' && unit <= '9')
+        return unit - '0';
+    if ((unit >= 'A' && unit <= 'F') || (unit >= 'a' && unit <= 'f'))
+        return (unit | 0x20) - 'a' + 10;
+    return -1;
+}
+
+constexpr std::size_t kLongestReference = 16;
+
+} // namespace
+
+bool XmlReader::isName(std::string_view text) noexcept
+{
+    return !text.empty() && beginsName(text.front()) && std::all_of(text.begin(), text.end(), [](char c) {
+        return kInName[static_cast<unsigned char>(c)];
+    });
+}
+
+XmlReader::XmlReader(std::string_view utf8, Limits const& limits)
+    : m_begin(utf8.data()), m_at(m_begin), m_end(m_begin + utf8.size()), m_limits(limits)
+{
+    if (utf8.size() > limits.bytes)
+        failAt(m_begin, "more than " + String::number(std::uint64_t{limits.bytes}) + " bytes");
+    m_attributes.reserve(limits.attributes);
+}
+
+void XmlReader::failAt(char const* place, String const& reason) const
+{
+    String path;
+    for (std::string_view const name : m_open)
+        path += "/" + String(name);
+    throw DeserializationException(reason, path, static_cast<std::size_t>(place - m_begin));
+}
+
+void XmlReader::fail(String const& reason) const { failAt(m_tag ? m_tag : m_at, reason); }
+
+void XmlReader::fail(std::string_view attribute, String const& reason) const
+{
+    Attribute const* const found = find(attribute);
+    failAt(found ? found->raw.data() : m_tag, String(attribute) + ": " + reason);
+}
+
+void XmlReader::openRoot()
+{
+    if (startsWith("\xEF\xBB\xBF"))
+        m_at += 3;
+    skipBlanks();
+    while (startsWith("<?") || startsWith("<!")) {
+        if (!scanMisc())
+            failAt(m_at, "a document type");
+        skipBlanks();
+    }
+    if (m_at == m_end || *m_at != '<')
+        failAt(m_at, "no element");
+    scanStartTag();
+}
+
+void XmlReader::finish()
+{
+    while (!m_open.empty())
+        step();
+    skipBlanks();
+    while (m_at < m_end) {
+        if (!scanMisc())
+            failAt(m_at, "text behind the end");
+        skipBlanks();
+    }
+}
+
+bool XmlReader::openNext(std::size_t level)
+{
+    while (m_open.size() > level)
+        step();
+    if (m_open.size() < level)
+        return false;
+    step();
+    return m_open.size() > level;
+}
+
+// To the next tag, whose element is then open or closed.
+void XmlReader::step()
+{
+    if (m_isEmpty) {
+        m_isEmpty = false;
+        m_open.pop_back();
+        return;
+    }
+    for (;;) {
+        bool ignored = true;
+        scanText('<', ignored);
+        if (startsWith("</"))
+            return scanEndTag();
+        if (!startsWith("<!") && !startsWith("<?"))
+            return scanStartTag();
+        if (startsWith("<![CDATA["))
+            skipPast("<![CDATA[", "]]>");
+        else if (!scanMisc())
+            failAt(m_at, "a document type");
+    }
+}
+
+void XmlReader::scanStartTag()
+{
+    m_tag = m_at;
+    if (++m_elements > m_limits.elements)
+        failAt(m_at, "more than " + String::number(std::uint64_t{m_limits.elements}) + " elements");
+    if (m_open.size() >= m_limits.depth)
+        failAt(m_at, "more than " + String::number(m_limits.depth) + " elements deep");
+    ++m_at;
+    m_open.push_back(scanName());
+    m_attributes.clear();
+    for (;;) {
+        char const* const before = m_at;
+        skipBlanks();
+        if (m_at == m_end)
+            failAt(m_at, "cut off");
+        if (*m_at == '>' || *m_at == '/')
+            break;
+        if (m_at == before)
+            failAt(m_at, "no blank before an attribute");
+        scanAttribute();
+    }
+    m_isEmpty = *m_at == '/';
+    if (m_isEmpty)
+        ++m_at;
+    expect('>');
+}
+
+void XmlReader::scanAttribute()
+{
+    if (m_attributes.size() >= m_limits.attributes)
+        failAt(m_at, "more than " + String::number(std::uint64_t{m_limits.attributes}) + " attributes");
+    char const* const place = m_at;
+    Attribute attribute{scanName(), {}, true};
+    if (find(attribute.name))
+        failAt(place, "attribute \"" + String(attribute.name) + "\" twice");
+    skipBlanks();
+    expect('=');
+    skipBlanks();
+    if (m_at == m_end || (*m_at != '"' && *m_at != '\''))
+        failAt(m_at, "no quote");
+    char const quote = *m_at++;
+    char const* const from = m_at;
+    scanText(quote, attribute.isPlain);
+    attribute.raw = std::string_view(from, static_cast<std::size_t>(m_at - from));
+    ++m_at;
+    m_attributes.push_back(attribute);
+}
+
+void XmlReader::scanEndTag()
+{
+    char const* const place = m_at;
+    m_at += 2;
+    std::string_view const name = scanName();
+    skipBlanks();
+    expect('>');
+    if (name != m_open.back())
+        failAt(place, "\"" + String(m_open.back()) + "\" ends as \"" + String(name) + "\"");
+    m_open.pop_back();
+}
+
+// Up to `until`, a quote or '<', which is not taken.
+void XmlReader::scanText(char until, bool& isPlain)
+{
+    for (;;) {
+        while (m_at < m_end && classOf(*m_at) == kOrdinary)
+            ++m_at;
+        if (m_at == m_end)
+            failAt(m_at, "cut off");
+        if (*m_at == until)
+            return;
+        switch (classOf(*m_at)) {
+        case kOrdinary:
+            break;
+        case kMark:
+            if (*m_at == '<')
+                failAt(m_at, "\"<\" in an attribute");
+            ++m_at;
+            break;
+        case kBlank:
+        case kEscape:
+            isPlain = false;
+            ++m_at;
+            break;
+        case kReference:
+            isPlain = false;
+            scanReference();
+            break;
+        case kLong:
+            scanSequence();
+            break;
+        case kExcluded:
+            failAt(m_at, "a character that XML excludes");
+        }
+    }
+}
+
+void XmlReader::scanReference()
+{
+    std::string_view const rest(m_at + 1,
+                                std::min(kLongestReference, static_cast<std::size_t>(m_end - m_at - 1)));
+    std::size_t const length = rest.find(';');
+    if (length == std::string_view::npos || characterOf(rest.substr(0, length)) == kNoCharacter)
+        failAt(m_at, "a reference to no character that is known here");
+    m_at += length + 2;
+}
+
+void XmlReader::scanSequence()
+{
+    std::size_t const length = utf::sequenceLength(m_at, static_cast<std::size_t>(m_end - m_at));
+    if (length == 0)
+        failAt(m_at, "no UTF-8");
+    std::string_view const sequence(m_at, length);
+    if (sequence == "\xEF\xBF\xBE" || sequence == "\xEF\xBF\xBF")
+        failAt(m_at, "a character that XML excludes");
+    m_at += length;
+}
+
+// A comment or a processing instruction; false for anything else.
+bool XmlReader::scanMisc()
+{
+    if (startsWith("<!--"))
+        skipPast("<!--", "-->");
+    else if (startsWith("<?"))
+        skipPast("<?", "?>");
+    else
+        return false;
+    return true;
+}
+
+void XmlReader::skipPast(std::string_view opening, std::string_view closing)
+{
+    char const* const place = m_at;
+    m_at = std::search(m_at + opening.size(), m_end, closing.begin(), closing.end());
+    if (m_at == m_end)
+        failAt(place, "cut off");
+    m_at += closing.size();
+}
+
+void XmlReader::skipBlanks()
+{
+    while (m_at < m_end && isBlank(*m_at))
+        ++m_at;
+}
+
+std::string_view XmlReader::scanName()
+{
+    char const* const from = m_at;
+    if (m_at < m_end && beginsName(*m_at))
+        while (m_at < m_end && kInName[static_cast<unsigned char>(*m_at)])
+            ++m_at;
+    if (m_at == from)
+        failAt(m_at, m_at == m_end ? "cut off" : "no name");
+    return std::string_view(from, static_cast<std::size_t>(m_at - from));
+}
+
+void XmlReader::expect(char what)
+{
+    if (m_at == m_end)
+        failAt(m_at, "cut off");
+    if (*m_at != what)
+        failAt(m_at, "no \"" + String(std::string_view(&what, 1)) + "\"");
+    ++m_at;
+}
+
+XmlReader::Attribute const* XmlReader::find(std::string_view name) const
+{
+    for (Attribute const& one : m_attributes)
+        if (one.name == name)
+            return &one;
+    return nullptr;
+}
+
+XmlReader::Attribute const& XmlReader::get(std::string_view name) const
+{
+    Attribute const* const found = find(name);
+    if (!found)
+        fail("no attribute \"" + String(name) + "\"");
+    return *found;
+}
+
+std::string_view XmlReader::raw(std::string_view attribute) const
+{
+    Attribute const* const found = find(attribute);
+    return found ? found->raw : std::string_view();
+}
+
+String XmlReader::text(std::string_view attribute) const
+{
+    Attribute const* const found = find(attribute);
+    return found ? decoded(*found) : String();
+}
+
+String XmlReader::required(std::string_view attribute) const { return decoded(get(attribute)); }
+
+bool XmlReader::flag(std::string_view attribute) const
+{
+    std::string_view const value = raw(attribute);
+    if (value != "true" && value != "false" && (!value.empty() || has(attribute)))
+        fail(attribute, "\"" + String(value) + "\" is neither true nor false");
+    return value == "true";
+}
+
+// What was scanned holds only sequences and references that are known good.
+String XmlReader::decoded(Attribute const& attribute) const
+{
+    std::string_view rest = attribute.raw;
+    if (attribute.isPlain)
+        return String(rest);
+    std::vector<String::Unit> units;
+    units.reserve(rest.size());
+    while (!rest.empty()) {
+        auto const special = std::find_if(rest.begin(), rest.end(), [](char c) {
+            return classOf(c) == kReference || classOf(c) == kBlank;
+        });
+        auto const count = static_cast<std::size_t>(special - rest.begin());
+        std::size_t const before = units.size();
+        units.resize(before + count);
+        units.resize(before + utf::decodeUtf8(rest.data(), count, units.data() + before));
+        rest.remove_prefix(count);
+        if (rest.empty())
+            break;
+        std::size_t const length = rest.front() == '&' ? rest.find(';') + 1 : 1;
+        append(units, rest.front() == '&' ? characterOf(rest.substr(1, length - 2)) : ' ');
+        rest.remove_prefix(length);
+    }
+    unescape(units, attribute);
+    return String(units.data(), units.size());
+}
+
+void XmlReader::unescape(std::vector<String::Unit>& units, Attribute const& attribute) const
+{
+    auto to = units.begin();
+    for (auto at = units.begin(); at != units.end();) {
+        if (*at != '\\') {
+            *to++ = *at++;
+            continue;
+        }
+        auto const left = units.end() - at;
+        int code = left >= 2 && at[1] == '\\' ? '\\' : left >= 6 && at[1] == 'u' ? 0 : -1;
+        bool const isUnit = code == 0;
+        for (int i = 2; isUnit && i < 6 && code >= 0; ++i)
+            code = hexDigit(at[i]) < 0 ? -1 : code * 16 + hexDigit(at[i]);
+        if (code < 0)
+            fail(attribute.name,
+                 "\"\\\" is followed neither by \"\\\" nor by \"u\" and four hexadecimal digits");
+        *to++ = static_cast<String::Unit>(code);
+        at += isUnit ? 6 : 2;
+    }
+    units.erase(to, units.end());
+}
+
+} // namespace zel::wire

@@ -1,0 +1,138 @@
+#pragma once
+// XML read as it goes: no tree, nothing kept but the names of the open elements.
+//
+//     wire::XmlReader reader(text);
+//     reader.openRoot();
+//     for (wire::XmlReader::Children children(reader); children.next();)
+//         if (reader.name() == "device")
+//             use(reader.text("guid")); // then its children in the same way; what nobody reads is passed over
+//     reader.finish();
+
+#include <zel/foundation/String.h>
+
+#include <charconv>
+#include <concepts>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace zel::wire {
+
+/// Reads a document without document type, in UTF-8. Character data is passed over. Every fault of form throws
+/// DeserializationException with the path and the byte, also in what nobody asks for: characters that XML
+/// excludes, bytes that are no UTF-8, entities other than the five predefined, an attribute twice, a tag that
+/// does not match; and so does what exceeds the limits, before memory is spent on it.
+class XmlReader
+{
+public:
+    struct Limits
+    {
+        std::size_t bytes = std::size_t{256} << 20;
+        unsigned depth = 64;
+        std::size_t elements = 8'000'000;
+        std::size_t attributes = 32; ///< of one element
+    };
+
+    /// The text outlives the reader.
+    explicit XmlReader(std::string_view utf8, Limits const& limits);
+    explicit XmlReader(std::string_view utf8) : XmlReader(utf8, Limits()) {}
+
+    void openRoot();
+    /// The children of the element that is open when this is made.
+    class Children
+    {
+    public:
+        explicit Children(XmlReader& reader) : m_reader(reader), m_level(reader.m_open.size()) {}
+        /// Opens the next one, and passes over what is left of the one before; false where there is none.
+        bool next() { return m_reader.openNext(m_level); }
+
+    private:
+        XmlReader& m_reader;
+        std::size_t m_level;
+    };
+    /// Nothing but comments may follow the root, which is closed.
+    void finish();
+
+    /// Of the element opened last, until the next one is opened. So are the attributes.
+    std::string_view name() const { return m_open.back(); }
+    bool has(std::string_view attribute) const { return find(attribute) != nullptr; }
+    /// The bytes between the quotes, references and escapes as they stand; empty when there is no such attribute.
+    std::string_view raw(std::string_view attribute) const;
+    /// Empty when there is no such attribute.
+    String text(std::string_view attribute) const;
+    // Throw when there is no such attribute.
+    String required(std::string_view attribute) const;
+    template <typename T>
+    requires std::integral<T> || std::floating_point<T> T number(std::string_view attribute)
+    const;
+    /// `absent` when there is no such attribute.
+    template <typename T>
+    T number(std::string_view attribute, T absent) const
+    {
+        return has(attribute) ? number<T>(attribute) : absent;
+    }
+    /// "true" or "false"; false when there is no such attribute.
+    bool flag(std::string_view attribute) const;
+
+    /// Whether XML takes the text as a name. Characters beyond ASCII are taken as they are.
+    static bool isName(std::string_view text) noexcept;
+
+    /// At the element opened last.
+    [[noreturn]] void fail(String const& reason) const;
+    /// At the attribute.
+    [[noreturn]] void fail(std::string_view attribute, String const& reason) const;
+
+private:
+    struct Attribute
+    {
+        std::string_view name, raw;
+        bool isPlain; // the bytes are the text
+    };
+
+    Attribute const* find(std::string_view name) const;
+    Attribute const& get(std::string_view name) const;
+    String decoded(Attribute const& attribute) const;
+    void unescape(std::vector<String::Unit>& units, Attribute const& attribute) const;
+
+    bool openNext(std::size_t level);
+    void step();
+    void scanStartTag();
+    void scanAttribute();
+    void scanEndTag();
+    bool scanMisc();
+    void scanText(char until, bool& isPlain);
+    void scanReference();
+    void scanSequence();
+    void skipPast(std::string_view opening, std::string_view closing);
+    void skipBlanks();
+    std::string_view scanName();
+    void expect(char what);
+    bool startsWith(std::string_view what) const
+    {
+        return std::string_view(m_at, static_cast<std::size_t>(m_end - m_at)).starts_with(what);
+    }
+    [[noreturn]] void failAt(char const* place, String const& reason) const;
+
+    char const *m_begin, *m_at, *m_end;
+    Limits m_limits;
+    std::vector<std::string_view> m_open;
+    std::vector<Attribute> m_attributes; // of the last of m_open
+    char const* m_tag = nullptr;         // where its tag begins
+    std::size_t m_elements = 0;
+    bool m_isEmpty = false; // the last of m_open ends with its tag
+};
+
+template <typename T>
+requires std::integral<T> || std::floating_point<T> T XmlReader::number(std::string_view attribute)
+const
+{
+    Attribute const& found = get(attribute);
+    std::string const text = found.isPlain ? std::string(found.raw) : decoded(found).toUtf8();
+    T value{};
+    auto const result = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (result.ec != std::errc() || result.ptr != text.data() + text.size())
+        fail(attribute, "\"" + String(text) + "\" is no number of its type");
+    return value;
+}
+
+} // namespace zel::wire
