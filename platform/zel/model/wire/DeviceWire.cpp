@@ -107,12 +107,12 @@ void writeDevice(XmlWriter& writer, DeviceImp const& device, DeviceImp const* pa
 
 std::unique_ptr<DeviceImp> DeviceReader::read()
 {
+    if (m_reader.has("guid") && m_reader.raw("guid").empty())
+        m_reader.fail("guid", "a device without guid");
     auto device = DeviceImp::restored(
         {m_reader.required("guid"), m_reader.text("name"), m_reader.text("description"),
          m_reader.text("osLocator"), m_reader.text("location"), readCapabilities(m_reader, "type"),
          readCapabilities(m_reader, "capabilities"), readCapabilities(m_reader, "busClass")});
-    if (device->guid().empty())
-        m_reader.fail("guid", "a device without guid");
     device->setState(readConstant(m_reader, "state", DeviceStateImp::FUNCTIONAL()));
     device->setDeviceID(m_reader.number<unsigned>("id", 0));
     device->setComplete(!m_reader.flag("incomplete"));

@@ -2,6 +2,8 @@
 
 #include <zel/model/wire/WordWire.h>
 
+#include <utility>
+
 namespace zel::wire {
 namespace {
 
@@ -22,6 +24,12 @@ constexpr Word<Look> kLooks[] = {{Look::Information, "information"},
 constexpr Word<Surface> kSurfaces[] = {
     {Surface::Text, "text"}, {Surface::TextFirst, "textFirst"}, {Surface::Window, "window"}};
 
+constexpr std::pair<std::string_view, String MessageBoxImp::Words::*> kWords[] = {
+    {"warning", &MessageBoxImp::Words::warning},
+    {"error", &MessageBoxImp::Words::error},
+    {"defaultMark", &MessageBoxImp::Words::defaultMark},
+    {"again", &MessageBoxImp::Words::again}};
+
 } // namespace
 
 void writeMessageBox(XmlWriter& writer, MessageBoxImp const& box)
@@ -37,8 +45,8 @@ void writeMessageBox(XmlWriter& writer, MessageBoxImp const& box)
     if (box.hasAnswer())
         writer.number("answer", box.answer());
     writer.flag("cutShort", box.wasCutShort());
-    writer.text("defaultMark", box.words().defaultMark);
-    writer.text("again", box.words().again);
+    for (auto const& [name, word] : kWords)
+        writer.text(name, box.words().*word);
     for (MessageBoxImp::Answer const& one : box.answers()) {
         writer.open("answer");
         writer.number("code", one.code);
@@ -60,10 +68,9 @@ MessageBoxImp readMessageBox(XmlReader& reader)
     bool const isAnswered = reader.has("answer"), wasCutShort = reader.flag("cutShort");
     int const answer = reader.number<int>("answer", 0);
     MessageBoxImp::Words words;
-    if (reader.has("defaultMark"))
-        words.defaultMark = reader.text("defaultMark");
-    if (reader.has("again"))
-        words.again = reader.text("again");
+    for (auto const& [name, word] : kWords)
+        if (reader.has(name))
+            words.*word = reader.text(name);
     std::vector<MessageBoxImp::Answer> answers;
     for (XmlReader::Children children(reader); children.next();)
         if (reader.name() == "answer")

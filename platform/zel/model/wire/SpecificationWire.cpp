@@ -16,26 +16,24 @@ bool SpecificationNames::areAlike(PropertySpecImp const& a, PropertySpecImp cons
 
 void SpecificationNames::add(PropertySpecImp const& specification, bool isListed)
 {
-    for (PropertySpecImp const* one = &specification; one && !m_index.contains(one);
-         one = one->group().get()) {
-        auto& alike = m_byKey[one->keyInModule()];
-        auto const same = std::find_if(alike.begin(), alike.end(), [&](std::size_t index) {
-            return !isListed && areAlike(*m_entries[index].specification, *one);
-        });
-        if (same != alike.end()) {
-            m_index.emplace(one, *same);
-            return;
-        }
-        String name = one->keyInModule();
-        for (std::uint64_t number = alike.size() + 1; !m_names.insert(name).second; ++number)
-            name = one->keyInModule() + "#" + String::number(number);
-        std::string escaped;
-        XmlWriter::appendEscaped(escaped, name);
-        alike.push_back(m_entries.size());
-        m_index.emplace(one, m_entries.size());
-        m_entries.push_back({one, std::move(escaped), isListed});
-        isListed = false; // what stands above may be
+    if (m_index.contains(&specification))
+        return;
+    auto& alike = m_byKey[specification.keyInModule()];
+    auto const same = std::find_if(alike.begin(), alike.end(), [&](std::size_t index) {
+        return !isListed && areAlike(*m_entries[index].specification, specification);
+    });
+    if (same != alike.end()) {
+        m_index.emplace(&specification, *same);
+        return;
     }
+    String name = specification.keyInModule();
+    for (std::uint64_t number = alike.size() + 1; !m_names.insert(name).second; ++number)
+        name = specification.keyInModule() + "#" + String::number(number);
+    std::string escaped;
+    XmlWriter::appendEscaped(escaped, name);
+    alike.push_back(m_entries.size());
+    m_index.emplace(&specification, m_entries.size());
+    m_entries.push_back({&specification, std::move(escaped), isListed});
 }
 
 void SpecificationNames::addAllOf(DeviceImp const& device)
@@ -65,8 +63,11 @@ std::string const& SpecificationNames::nameOf(PropertySpecImp const& specificati
     return m_entries[indexOf(specification)].name;
 }
 
-void SpecificationNames::write(XmlWriter& writer) const
+void SpecificationNames::write(XmlWriter& writer)
 {
+    for (std::size_t i = 0; i < m_entries.size(); ++i) // which grows meanwhile
+        if (auto const& group = m_entries[i].specification->group())
+            add(*group, false);
     std::vector<std::size_t> groups(m_entries.size(), kNoParent);
     for (std::size_t i = 0; i < m_entries.size(); ++i)
         if (auto const& group = m_entries[i].specification->group())
@@ -105,18 +106,19 @@ void Specifications::read(XmlReader& reader)
         reader.fail("name", "specification \"" + name + "\" twice");
     std::size_t const keyNumber = m_keys.emplace(key, m_keys.size()).first->second;
     m_entries.push_back({specification, reader.flag("listed"), keyNumber, std::string(reader.raw("name")),
-                         reader.text("group")});
+                         reader.has("group") ? std::optional(reader.text("group")) : std::nullopt});
 }
 
 void Specifications::finish(XmlReader const& reader)
 {
     std::vector<std::size_t> groups(m_entries.size(), kNoParent);
     for (std::size_t i = 0; i < m_entries.size(); ++i) {
-        if (m_entries[i].groupName.empty())
+        auto const& group = m_entries[i].groupName;
+        if (!group)
             continue;
-        auto const found = m_names.find(m_entries[i].groupName);
+        auto const found = m_names.find(*group);
         if (found == m_names.end())
-            reader.fail("the group \"" + m_entries[i].groupName + "\" of a specification is not known");
+            reader.fail("the group \"" + *group + "\" of a specification is not known");
         groups[i] = found->second;
     }
     for (std::size_t const closer : ringClosers(groups))

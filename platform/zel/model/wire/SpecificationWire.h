@@ -7,6 +7,7 @@
 #include <zel/model/wire/XmlWriter.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
@@ -14,17 +15,19 @@
 
 namespace zel::wire {
 
-/// Names specifications and writes them. All are added before the first is named.
+/// Names specifications and writes them: first all are added, those that the state lists before the others, then they
+/// are written, then each may be asked for its name.
 class SpecificationNames
 {
 public:
-    /// `isListed`: the state itself lists it; else only properties have it. With the groups above it. One that says
-    /// the same as another shares its name.
+    /// `isListed`: the state itself lists it; else only properties have it. One that says the same as another
+    /// shares its name.
     void add(PropertySpecImp const& specification, bool isListed);
     void addAllOf(DeviceImp const& device);
     /// As it stands between quotes. REQUIRES: it was added.
     std::string const& nameOf(PropertySpecImp const& specification);
-    void write(XmlWriter& writer) const;
+    /// With the groups above them.
+    void write(XmlWriter& writer);
 
 private:
     struct Entry
@@ -54,7 +57,7 @@ public:
         bool isListed;
         std::size_t keyNumber; ///< equal for equal keys, below keyCount()
         std::string rawName;
-        String groupName;
+        std::optional<String> groupName;
     };
 
     /// The element is open; it is read to its end.

@@ -1,0 +1,151 @@
+// Whatever a state holds comes back as it was, and is written as the schema says.
+#include "RandomState.h"
+#include "StateDump.h"
+
+#include <zel/model/wire/MessageBoxWire.h>
+#include <zel/model/wire/RunWire.h>
+#include <zel/model/wire/Serializable.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <regex>
+#include <sstream>
+
+using namespace zel;
+using namespace zel::test;
+
+namespace {
+
+std::string written(StateManager const& state) { return Serializable::serializeUtf8(state, "StateManager"); }
+
+// The clocks of indicator runs go on between two writings.
+std::string withoutClocks(std::string const& document)
+{
+    return std::regex_replace(document, std::regex(" elapsed=\"[^\"]*\""), "");
+}
+
+// A record alone, as messages carry it.
+template <typename Record, typename Write, typename Read>
+std::string copied(Record const& record, Write write, Read read)
+{
+    std::string text;
+    wire::XmlWriter writer(text);
+    write(writer, record);
+    wire::XmlReader reader(text);
+    reader.openRoot();
+    auto const copy = read(reader);
+    reader.finish();
+    return dump(copy);
+}
+
+void expectValid(std::string const& document, std::string const& name)
+{
+    std::string const path = ::testing::TempDir() + name;
+    std::ofstream(path) << document;
+    std::string const command =
+        "xmllint --huge --noout --schema '" KREL5_SCHEMA "' '" + path + "' 2>'" + path + ".log'";
+    EXPECT_EQ(std::system(command.c_str()), 0)
+        << std::ifstream(path + ".log").rdbuf() << "\n(xmllint comes with libxml2-utils)";
+}
+
+} // namespace
+
+TEST(SerializedState, comesBackEqualWhateverItHolds)
+{
+    for (unsigned seed = 1; seed <= 300; ++seed) {
+        RandomState original(seed);
+        std::string const document = written(original.state());
+        StateManager back;
+        ASSERT_NO_THROW(Serializable::deserializeUtf8(document, back)) << "seed " << seed << document;
+        ASSERT_EQ(dump(back), dump(original.state())) << "seed " << seed;
+        ASSERT_EQ(withoutClocks(written(back)), withoutClocks(document)) << "seed " << seed;
+        ASSERT_TRUE(back.takeChanges().empty());
+    }
+}
+
+TEST(SerializedState, carriesEveryUnitOfText)
+{
+    DeviceImp::Identity identity;
+    identity.guid = "g";
+    std::vector<String::Unit> units(0x10000);
+    for (unsigned unit = 0; unit < 0x10000; ++unit)
+        units[unit] = static_cast<String::Unit>(unit);
+    identity.name = String(units.data(), units.size());
+    std::reverse(units.begin(), units.end()); // now each surrogate is alone
+    identity.description = String(units.data(), units.size());
+    for (std::uint32_t code = 0x10000; code < 0x110000; code += 0x3FF)
+        for (String::Unit const unit : {static_cast<String::Unit>(0xD7C0 + (code >> 10)),
+                                        static_cast<String::Unit>(0xDC00 + (code & 0x3FF))})
+            identity.osLocator += String(&unit, 1);
+    StateManager state, back;
+    state.addDevice(DeviceImp::restored(identity), nullptr);
+    Serializable::deserialize(Serializable::serialize(state, "Any.name"), back);
+    EXPECT_EQ(back.deviceAtIndex(0)->name(), identity.name);
+    EXPECT_EQ(back.deviceAtIndex(0)->description(), identity.description);
+    EXPECT_EQ(back.deviceAtIndex(0)->osLocator(), identity.osLocator);
+    expectValid(written(state), "every_unit.xml");
+}
+
+TEST(SerializedState, isWhatTheSchemaSays)
+{
+    for (unsigned seed = 1; seed <= 20; ++seed)
+        expectValid(written(RandomState(seed).state()), "state" + std::to_string(seed) + ".xml");
+    std::string box;
+    wire::XmlWriter writer(box);
+    wire::writeMessageBox(writer, Random(1).box());
+    expectValid(box, "box.xml");
+}
+
+TEST(SerializedState, isReadByAnyReaderOfXml)
+{
+    RandomState original(3);
+    std::string const path = ::testing::TempDir() + "rewritten.xml";
+    std::ofstream(path) << written(original.state());
+    std::string const command = "xmllint --huge --format --encode ASCII '" + path + "' >'" + path + ".2'";
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    std::stringstream rewritten;
+    rewritten << std::ifstream(path + ".2").rdbuf();
+    StateManager back;
+    Serializable::deserializeUtf8(rewritten.str(), back);
+    EXPECT_EQ(dump(back), dump(original.state()));
+}
+
+TEST(SerializedRecords, comeBackEqualAlone)
+{
+    Random random(7);
+    for (int i = 0; i < 200; ++i) {
+        MessageBoxImp const box = random.box();
+        EXPECT_EQ(copied(box, wire::writeMessageBox, wire::readMessageBox), dump(box));
+        TestRunEventImp const event = random.event();
+        EXPECT_EQ(copied(event, wire::writeEvent, wire::readEvent), dump(event));
+    }
+}
+
+TEST(SerializedState, leavesOutWhatIsNobodys)
+{
+    StateManager state, back;
+    auto const spec =
+        std::make_shared<PropertySpecImp>("k", PropertyCategoryImp(), DataTypeImp::STRING(), CapabilityImp());
+    DeviceImp::Identity identity;
+    identity.guid = "d";
+    DeviceImp& device = state.addDevice(DeviceImp::restored(identity), nullptr);
+    TestImp gone("t", CapabilityImp());
+    state.associate(device, gone, false);
+    auto const other =
+        std::make_shared<PropertySpecImp>("l", PropertyCategoryImp(), DataTypeImp::STRING(), CapabilityImp());
+    spec->setGroup(other), other->setGroup(spec); // a ring of two
+    for (auto const& one : {spec, other}) {
+        PropertyImp const property(one, ValueImp("v"));
+        device.addProperty(&property).setPartOfGroup(true);
+    }
+    device.property("k")->addChild(device.property("l"));
+    device.property("l")->addChild(device.property("k"));
+    Serializable::deserializeUtf8(written(state), back);
+    DeviceImp const& copy = *back.device("d");
+    EXPECT_EQ(back.testsOf(copy).size(), 0u);
+    EXPECT_EQ(copy.groupOf(*copy.property("k")) != nullptr, copy.groupOf(*copy.property("l")) == nullptr);
+    spec->setGroup(nullptr);
+}
