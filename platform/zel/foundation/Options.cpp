@@ -102,6 +102,8 @@ OptionManager& OptionManager::instance()
 
 void OptionManager::registerOption(Option const& option)
 {
+    if (m_entries.empty())
+        m_entries.reserve(32); // entries are large, and all of a module's are made at its start
     String const word = option.word();
     for (Entry const& entry : m_entries) {
         if (entry.option.name() == option.name())

@@ -1,22 +1,20 @@
 #include <zel/model/vocabulary/VocabularyTable.h>
 
+#include <algorithm>
+
 namespace zel {
 
 VocabularyTable::VocabularyTable(std::span<VocabularyRow const> rows) : m_rows(rows)
 {
     m_texts.reserve(rows.size());
-    m_indexByText.reserve(rows.size());
-    for (VocabularyRow const& row : rows) {
+    for (VocabularyRow const& row : rows)
         m_texts.emplace_back(row.text);
-        m_indexByText.emplace(m_texts.back(),
-                              static_cast<int>(m_texts.size()) - 1); // keeps the first of equals
-    }
 }
 
 int VocabularyTable::find(String const& text) const
 {
-    auto const found = m_indexByText.find(text);
-    return found == m_indexByText.end() ? kNone : found->second;
+    auto const found = std::find(m_texts.begin(), m_texts.end(), text);
+    return found == m_texts.end() ? kNone : static_cast<int>(found - m_texts.begin());
 }
 
 String const& VocabularyTable::text(int index) const noexcept

@@ -12,7 +12,6 @@
 
 #include <cstddef>
 #include <span>
-#include <unordered_map>
 #include <vector>
 
 namespace zel {
@@ -38,7 +37,8 @@ public:
     explicit VocabularyTable(std::span<VocabularyRow const> rows);
 
     std::size_t size() const noexcept { return m_rows.size(); }
-    /// The first row of exactly this text, else kNone.
+    /// The first row of exactly this text, else kNone. Looks at one row after the other: tables are short, and
+    /// most modules look nothing up.
     int find(String const& text) const;
     /// "INVALID" for an index that is no row.
     String const& text(int index) const noexcept;
@@ -53,7 +53,6 @@ private:
 
     std::span<VocabularyRow const> m_rows;
     std::vector<String> m_texts;
-    std::unordered_map<String, int> m_indexByText;
 };
 
 /// Base of a vocabulary whose values are single constants. `Constant` supplies

@@ -42,7 +42,11 @@ void addRows(Column column)
 
 std::vector<CommandLine::Entry>& CommandLine::entries()
 {
-    static auto* const s_entries = new std::vector<Entry>();
+    static auto* const s_entries = [] {
+        auto* const made = new std::vector<Entry>();
+        made->reserve(32); // entries are large
+        return made;
+    }();
     return *s_entries;
 }
 

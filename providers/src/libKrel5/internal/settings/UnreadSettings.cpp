@@ -25,14 +25,82 @@ struct Purpose
     std::vector<zel::ModuleFunctionImp*> functions;
     bool concernsEveryRun = false;
 
+    void add(zel::ModuleFunctionImp* function)
+    {
+        if (function && std::find(functions.begin(), functions.end(), function) == functions.end())
+            functions.push_back(function);
+    }
     void join(Purpose const& other)
     {
         for (zel::ModuleFunctionImp* const one : other.functions)
-            if (std::find(functions.begin(), functions.end(), one) == functions.end())
-                functions.push_back(one);
+            add(one);
         concernsEveryRun |= other.concernsEveryRun;
     }
 };
+
+zel::String beginOfKeys(char const* kind, zel::ModuleFunctionImp const& function)
+{
+    return zel::String(kind) + "." + function.keyInModule() + ".";
+}
+
+template <typename Visit>
+void forEachKeyOf(zel::ModuleFunctionImp& function, char const* kind,
+                  std::initializer_list<char const*> switches, Visit visit)
+{
+    for (char const* name : switches) {
+        zel::String const key = beginOfKeys(kind, function) + name;
+        visit(key, &function, false);
+        visit(Keys::oldForm(key), &function, false);
+    }
+    for (zel::ParameterImp const& parameter : function.parameters()) {
+        visit(parameter.settingsKey(), &function, false);
+        if (parameter.isGlobalParameter())
+            visit(parameter.globalSettingsKey(), &function, false);
+    }
+}
+
+/// Calls `visit(key, function, concernsEveryRun)` for every key that something reads, with the function that
+/// it is for (null: none). Some come more than once.
+template <typename Visit>
+void forEachKnownKey(Visit visit)
+{
+    zel::ModuleFunctionImp* const nobody = nullptr;
+    auto const withOldForm = [&](char const* key, bool concernsEveryRun) {
+        visit(zel::String(key), nobody, concernsEveryRun);
+        visit(Keys::oldForm(key), nobody, concernsEveryRun);
+    };
+    if (moduleTakesOverrides())
+        withOldForm(Keys::kPropertyOverrides, false);
+    else
+        for (char const* key : {Keys::kTimeOut, Keys::kMinTimePerTest, Keys::kPromptEnable,
+                                Keys::kGuiPromptSupported, Keys::kAlwaysUseGuiPrompt})
+            withOldForm(key, true);
+    for (auto const& parameter : Factories::parameters())
+        if (parameter->imp().isGlobalParameter())
+            visit(parameter->imp().globalSettingsKey(), nobody, false);
+    for (auto const& test : Factories::tests()) {
+        forEachKeyOf(test->imp(), "Test", {Keys::kEnable, Keys::kForceAllEvents}, visit);
+        for (char const* name : {Keys::kForceResult, Keys::kForceEvent})
+            visit(beginOfKeys("Test", test->imp()) + name, &test->imp(), false);
+    }
+    if (Factories::indicators().size() > 0) // without one, nothing has an interval
+        visit(updateIntervalParameter().globalSettingsKey(), nobody, false);
+    for (auto const& indicator : Factories::indicators())
+        forEachKeyOf(indicator->imp(), "Indicator", {Keys::kEnable}, visit);
+}
+
+/// The usual case, at each start, without a table of all keys.
+bool everyLineIsRead(zel::SettingsResource const& settings)
+{
+    std::vector<zel::KeyTextFile::Entry const*> read;
+    if (!settings.keys().empty())
+        forEachKnownKey([&](zel::String const& key, zel::ModuleFunctionImp*, bool) {
+            auto const* const entry = settings.find(key);
+            if (entry && std::find(read.begin(), read.end(), entry) == read.end())
+                read.push_back(entry);
+        });
+    return read.size() == settings.keys().size();
+}
 
 /// Every key that something reads.
 class KnownKeys
@@ -50,10 +118,6 @@ private:
         zel::ModuleFunctionImp* record;
     };
 
-    void addOfEveryRun(char const* key);
-    void addFunction(zel::ModuleFunctionImp& function, char const* kind,
-                     std::initializer_list<char const*> switches);
-    void add(zel::String const& key, Purpose const& purpose) { m_purposes[key].join(purpose); }
     Purpose namedBy(zel::String const& key) const;
     std::vector<zel::String> probablyMeant(zel::String const& key) const;
     std::vector<zel::String> nearest(zel::String const& key) const;
@@ -64,48 +128,15 @@ private:
 
 KnownKeys::KnownKeys()
 {
-    if (moduleTakesOverrides())
-        for (zel::String const& key :
-             {zel::String(Keys::kPropertyOverrides), Keys::oldForm(Keys::kPropertyOverrides)})
-            add(key, {});
-    else
-        for (char const* key : {Keys::kTimeOut, Keys::kMinTimePerTest, Keys::kPromptEnable,
-                                Keys::kGuiPromptSupported, Keys::kAlwaysUseGuiPrompt})
-            addOfEveryRun(key);
-    for (auto const& parameter : Factories::parameters())
-        if (parameter->imp().isGlobalParameter())
-            add(parameter->imp().globalSettingsKey(), {});
-    for (auto const& test : Factories::tests()) {
-        addFunction(test->imp(), "Test", {Keys::kEnable, Keys::kForceAllEvents});
-        for (char const* name : {Keys::kForceResult, Keys::kForceEvent})
-            add("Test." + test->imp().keyInModule() + "." + name, {{&test->imp()}});
-    }
-    if (Factories::indicators().size() > 0) // without one, nothing has an interval
-        add(updateIntervalParameter().globalSettingsKey(), {});
+    forEachKnownKey([this](zel::String const& key, zel::ModuleFunctionImp* function, bool concernsEveryRun) {
+        Purpose& purpose = m_purposes[key];
+        purpose.add(function);
+        purpose.concernsEveryRun |= concernsEveryRun;
+    });
+    for (auto const& test : Factories::tests())
+        m_functions.push_back({beginOfKeys("Test", test->imp()).lowered(), &test->imp()});
     for (auto const& indicator : Factories::indicators())
-        addFunction(indicator->imp(), "Indicator", {Keys::kEnable});
-}
-
-void KnownKeys::addOfEveryRun(char const* key)
-{
-    add(key, {{}, true});
-    add(Keys::oldForm(key), {{}, true});
-}
-
-void KnownKeys::addFunction(zel::ModuleFunctionImp& function, char const* kind,
-                            std::initializer_list<char const*> switches)
-{
-    zel::String const begin = zel::String(kind) + "." + function.keyInModule() + ".";
-    m_functions.push_back({begin.lowered(), &function});
-    for (char const* name : switches) {
-        add(begin + name, {{&function}});
-        add(Keys::oldForm(begin + name), {{&function}});
-    }
-    for (zel::ParameterImp const& parameter : function.parameters()) {
-        add(parameter.settingsKey(), {{&function}});
-        if (parameter.isGlobalParameter())
-            add(parameter.globalSettingsKey(), {{&function}});
-    }
+        m_functions.push_back({beginOfKeys("Indicator", indicator->imp()).lowered(), &indicator->imp()});
 }
 
 /// "Test.memory.enabel": somebody meant that test, whatever else.
@@ -166,6 +197,8 @@ UnreadSetting KnownKeys::describe(zel::SettingsResource const& settings, zel::St
 std::vector<UnreadSetting> unreadSettings(zel::SettingsResource const& settings)
 {
     std::vector<UnreadSetting> unread;
+    if (everyLineIsRead(settings))
+        return unread;
     KnownKeys const known;
     for (zel::String const& key : settings.keys()) {
         if (known.contains(key) || (moduleTakesOverrides() && isOverrideKey(key)))
