@@ -77,6 +77,7 @@ TEST_F(SettingsTest, ATestThatIsOffIsRefusedWithTheLineThatDidIt)
     EXPECT_TRUE(holds(off.err, line));
     EXPECT_TRUE(holds(off.err, "is not associated with the test \"fail\"\n"));
     EXPECT_TRUE(holds(log(), line));
+    EXPECT_FALSE(has(log(), "is the old form of")) << log();
     EXPECT_FALSE(has(module({"run", "-t", m_numbers["noSuchDevice"]}).err, "switched off"));
 }
 

@@ -56,6 +56,18 @@ TEST(Hardware, DrivesOfEveryBus)
     expectWhole(sink);
 }
 
+// Older captures hold no sys/block.
+TEST(Hardware, APartitionIsNoDriveWhereOnlyTheClassWasCaptured)
+{
+    MemoryRoot root;
+    std::string const drive = "sys/devices/pci0000:00/0000:00:05.0/host0/target0:0:0/0:0:0:0/block/sda";
+    node(root, "sys/class/block", drive, {{"size", "16\n"}});
+    node(root, "sys/class/block", drive + "/sda1", {{"size", "8\n"}, {"start", "8\n"}, {"partition", "1\n"}});
+    RecordingSink const sink = scan(root);
+    EXPECT_EQ(sink.ofType(C::HardDrive()).size(), 1u);
+    EXPECT_EQ(sink.ofType(C::DrivePartition()).size(), 1u);
+}
+
 TEST(Hardware, DriversAndLinksOfDrives)
 {
     MemoryRoot root = machine();

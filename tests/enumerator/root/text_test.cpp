@@ -52,6 +52,7 @@ TEST(Text, KernelListsAndMasks)
     EXPECT_EQ(text::toMask("100000000"), std::nullopt);
     EXPECT_EQ(text::listText({0, 1, 2, 8}), "0-2,8");
     EXPECT_EQ(text::listText({5, 7}), "5,7");
+    EXPECT_EQ(text::listText({3, 5, 6}), "3,5-6");
 }
 
 TEST(Text, CacheSizes)

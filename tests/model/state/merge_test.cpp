@@ -132,6 +132,22 @@ TEST(Merge, leavesOutWhatTheOtherDoesNotHold)
     EXPECT_EQ(mine.testCountByDevice(*mine.deviceAtIndex(0)) + mine.indicatorRunCount(), 0u);
 }
 
+// Only a place below itself is refused.
+TEST(Merge, aDeviceWithChildrenComesToStandBelowItsParent)
+{
+    StateManager mine, other;
+    mine.addDevice(device("drive"), &mine.addDevice(device("controller"), nullptr));
+    DeviceImp& bus = other.addDevice(device("bus"), nullptr);
+    other.addDevice(device("controller"), &bus);
+    mine.mergeWithTracking(other);
+    EXPECT_EQ(devices(mine), "controller<bus drive<controller bus");
+
+    StateManager upsideDown;
+    upsideDown.addDevice(device("bus"), &upsideDown.addDevice(device("drive"), nullptr));
+    mine.mergeWithTracking(upsideDown);
+    EXPECT_EQ(devices(mine), "controller<bus drive<controller bus");
+}
+
 // A step that looks at all the others for each device, tie or run would take minutes; so would a walk up to the
 // top of the longest chain for each of its devices.
 TEST(Merge, takesInThirtyThousandDevices)

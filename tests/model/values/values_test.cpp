@@ -1,5 +1,6 @@
 #include <zel/foundation/Exception.h>
 #include <zel/model/texts/GlobalParameters.h>
+#include <zel/model/values/Number.h>
 #include <zel/model/values/ValidRange.h>
 #include <zel/model/values/ValueImp.h>
 
@@ -310,6 +311,17 @@ TEST(Value, arrayTakesOnlyItsOwnElements)
     EXPECT_EQ(scalar.elementCount(), 1u);
 }
 
+TEST(Number, isAnIntegerWhereOneOf64BitsHoldsIt)
+{
+    auto const integer = [](char const* text) { return Number::parse(text)->asInteger(); };
+    EXPECT_EQ(integer("9223372036854775807"), std::numeric_limits<std::int64_t>::max());
+    EXPECT_EQ(integer("9223372036854775808"), std::nullopt);
+    EXPECT_EQ(integer("-9223372036854775808"), std::numeric_limits<std::int64_t>::min());
+    EXPECT_EQ(integer("-9223372036854775809"), std::nullopt);
+    EXPECT_EQ(integer("-2.0"), -2);
+    EXPECT_EQ(integer("-2.5"), std::nullopt);
+}
+
 TEST(ValidRange, contains)
 {
     struct Row
@@ -324,6 +336,7 @@ TEST(ValidRange, contains)
         {"1..16, 32, 64..", ValueImp(17u), false},
         {"1..16, 32, 64..", ValueImp(32), true},
         {"1..16, 32, 64..", ValueImp(kUint64Max), true},
+        {"5..5", ValueImp(5), true},
         {"..-1", ValueImp(-1), true},
         {"..-1", ValueImp(0), false},
         {"0x10..0x1F", ValueImp(31u), true},
