@@ -15,11 +15,13 @@ TEST_F(ModuleTest, UsageAndVersion)
 {
     Outcome const usage = module(std::vector<std::string>{});
     EXPECT_EQ(usage.status, 23);
+    EXPECT_TRUE(holds(usage.err, "Nothing was done: \"enum\" lists"));
     EXPECT_TRUE(holds(usage.out, "Usage: misbehaving.w4x  enum [run -t "));
     EXPECT_TRUE(holds(usage.out, "\n -h : Help. Help: This message.\n"));
     Outcome const help = module({"-h", "run"});
     EXPECT_EQ(help.status, 23);
     EXPECT_EQ(help.out, usage.out) << "who asks for help runs nothing";
+    EXPECT_FALSE(has(help.err, "Nothing was done")) << "and got what he asked for";
     EXPECT_TRUE(holds(usage.out, "\nenum : Enumerate. Lists all the tests, devices, and indicators"));
     EXPECT_FALSE(has(usage.out, "pipeIn")) << "hidden options stay out of the usage text";
     EXPECT_EQ(module({"-h"}).out, usage.out);
@@ -102,6 +104,10 @@ TEST_F(ModuleTest, WrongSetUpIsRefused)
                           "module.\n"},
              {"early", "Exception in module code:\n"},
              {"twice", "Internal Exception in DiagModule::start():\nAssertion failed: !s_initialized "},
+             {"nokey", "Invalid Key: createEvent(...) - \"\" cannot be empty\n"},
+             {"argumentstwice",
+              "Cannot call DiagModule::setCmdLineArgs after calling DiagModule::setCmdLineArgs\n"},
+             {"otherkind", "Cannot call SysInfoModule::start after calling DiagModule::setCmdLineArgs\n"},
          }) {
         Start start;
         start.name = one.name;
@@ -172,7 +178,7 @@ TEST_F(ModuleTest, ListsAndPicksByNumber)
              {{"run", "-d", "2"}, 31, "Error: Device Number 2 is too large\n"},
              {{"run", "-d", "-1"}, 31, "Error: Device Number -1 is too small\n"},
              {{"run", "-t", "0"}, 32, "Error: Test Number 0 is too small\n"},
-             {{"run", "-t", "25"}, 32, "Error: Test Number 25 is too large\n"},
+             {{"run", "-t", "99"}, 32, "Error: Test Number 99 is too large\n"},
              {{"run", "-t", "19", "-d", "1"}, 32, "is not associated with the test \"noSuchDevice\"\n"},
          }) {
         Outcome const outcome = module(one.arguments);
@@ -180,6 +186,11 @@ TEST_F(ModuleTest, ListsAndPicksByNumber)
         EXPECT_TRUE(holds(outcome.err, one.line));
         EXPECT_EQ(outcome.out, "");
     }
+    EXPECT_TRUE(holds(module({"run", "-d", "2"}).err, "Numbers are 1 to 1; \"enum\" lists them\n"));
+
+    module({"enum", "-ll", "debug"});
+    EXPECT_TRUE(holds(log(), ".mistyped applies to no device: none is known as Memroy\n"));
+    EXPECT_FALSE(has(log(), ".pass applies to no device"));
 }
 
 TEST_F(ModuleTest, PassAndFailAndTheirReports)
@@ -190,6 +201,10 @@ TEST_F(ModuleTest, PassAndFailAndTheirReports)
               "Percent Done: 0%\nPercent Done: 50%\nPercent Done: 100%\n\nFinal Result: PASS\n\n\n");
     EXPECT_TRUE(
         holds(pass.err, "misbehaving.w4p is missing; what has none is shown by its key\nexit callback\n"));
+
+    Outcome const keys = runTest("events");
+    EXPECT_TRUE(holds(keys.out, "\nEvent.note.Message\nEvent.note.Message\nlooking around"))
+        << "a text that is missing sticks to no other line";
 
     m_folder.write("misbehaving.w4p", "Event.broken.Message=The {part} is broken\nEvent.note.Message=a note\n"
                                       "Event.broken.Tip.1=Replace it\n");

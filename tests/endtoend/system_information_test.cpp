@@ -62,6 +62,8 @@ TEST_F(SystemInformation, NeedsTheWordAndSaysHowItIsUsed)
         EXPECT_TRUE(holds(outcome.out, " -v : Verbose. Verbose output.\n"));
         EXPECT_FALSE(has(outcome.out, "Device: "));
     }
+    EXPECT_TRUE(holds(module("inventorying", {"-v"}).err, "Nothing was done: \"enum\" lists"));
+    EXPECT_EQ(module("none", {"enum"}).err, "No devices reported\n") << "silence is no answer";
     EXPECT_EQ(module("inventorying", {"run"}).status, kInternalError) << "there are no tests";
     EXPECT_TRUE(holds(module("inventorying", {"-version"}).out, "Version: 1.0.1\n"));
 }

@@ -162,6 +162,7 @@ int main(int argc, char** argv)
         {"number", throwNumber},
         {"crash", crash},
         {"nothing", addNothing},
+        {"none", [] {}},
         {"depth", showDepth},
         {"inventorying", discover},
         {"nocapabilities", discover},

@@ -1,6 +1,6 @@
 // A module whose tests each behave, or misbehave, in one known way. The name by which the program is called
 // chooses a wrong set-up instead: "noversion", "nocommandline", "badinit", "hoards", "doubleinit", "uncaught",
-// "early", "twice"; or a callback that picks the tests itself: "chooses", and "stopped", where a stop comes
+// "early", "twice", "nokey", "argumentstwice", "otherkind"; or a callback that picks the tests itself: "chooses", and "stopped", where a stop comes
 // meanwhile.
 #include <krel5/krel5.h>
 
@@ -275,6 +275,7 @@ static void createTests()
     DiagModule::createTest("askStopped", memory, askStopped)->setInteractive(true);
     DiagModule::createTest("deepThread", memory, deepThread);
     DiagModule::createTest("childThrows", memory, childThrows);
+    DiagModule::createTest("mistyped", DeviceCapability("Memroy"), pass);
 }
 
 int main(int argc, char** argv)
@@ -285,6 +286,10 @@ int main(int argc, char** argv)
     DiagModule::setModuleExitCallback(goodbye);
     if (name != "nocommandline")
         DiagModule::setCmdLineArgs(argc, argv);
+    if (name == "argumentstwice")
+        DiagModule::setCmdLineArgs(argc, argv);
+    if (name == "nokey")
+        DiagModule::createEvent("");
     if (name != "noversion")
         DiagModule::setVersion(1, 2, "3");
     if (name == "badinit")
@@ -306,5 +311,5 @@ int main(int argc, char** argv)
         createTests();
     if (name == "twice")
         DiagModule::start();
-    return DiagModule::start();
+    return name == "otherkind" ? SysInfoModule::start() : DiagModule::start();
 }

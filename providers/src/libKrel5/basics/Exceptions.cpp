@@ -68,7 +68,8 @@ InvalidKeyException::InvalidKeyException(KrelString const& what, KrelString cons
 {
     zel::TraceScope const scope(exceptionLogger(), "InvalidKeyException Ctor", __LINE__);
     setMessageWithStackTrace(zel::String("Invalid Key: create") + what.zelString() + "(...) - " +
-                             quoted(key) + " cannot contain any spaces");
+                             quoted(key) +
+                             (key.size() == 0 ? " cannot be empty" : " cannot contain any spaces"));
 }
 
 InvalidCreationException::InvalidCreationException(KrelString const& message)

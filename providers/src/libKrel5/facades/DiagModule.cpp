@@ -72,6 +72,21 @@ void tellMissingTexts()
                              " is missing; what has none is shown by its key");
 }
 
+// A mistyped capability looks like a device that the machine does not have.
+void logTestsForNoDevice()
+{
+    for (auto const& test : Factories::tests()) {
+        zel::CapabilityImp const& wanted = test->imp().deviceCapabilities();
+        zel::DeviceImp* device = nullptr;
+        while ((device = manager().nextDevice(device, zel::CapabilityImp::ALL())) &&
+               !device->deviceCapabilities().intersects(wanted)) {
+        }
+        if (!device)
+            ZEL_LOG(logger(), LogLevel::Debug)
+                << test->imp().guid() << " applies to no device: none is known as " << wanted.toString();
+    }
+}
+
 } // namespace
 
 struct DiagModuleFacade
@@ -98,6 +113,7 @@ struct DiagModuleFacade
         if (CommandLine::isSet(CommandLineOption::ENUM()))
             return DiagModule::enumTests();
         ModuleCommon::printUsage();
+        ErrorReporting::tell("Nothing was done: \"enum\" lists devices and tests, \"run\" runs tests");
         return TestResult::FAIL();
     }
 };
@@ -249,6 +265,8 @@ void DiagModule::doTestEnumeration()
             << "doTestEnumeration: calling Module Test Enumeration Callback for device: " << device->guid();
         s_enumTestsCallback(handle);
     }
+    if (!s_enumTestsCallback)
+        logTestsForNoDevice();
 }
 
 } // namespace krel5

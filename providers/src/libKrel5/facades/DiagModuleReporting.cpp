@@ -6,6 +6,7 @@
 #include <libKrel5/basics/OwnProcess.h>
 #include <libKrel5/facades/DiagModuleRun.h>
 #include <libKrel5/internal/backends/CommInterface.h>
+#include <libKrel5/internal/backends/CommStandAloneText.h>
 #include <libKrel5/internal/backends/StopRequest.h>
 #include <libKrel5/internal/module/ErrorReporting.h>
 #include <libKrel5/internal/module/ModuleCommon.h>
@@ -155,7 +156,7 @@ void DiagModule::progress(LocalizedString const* text)
         CommInterface* const comm = commOfRunningTest(s_testRunImp, "progress");
         if (!comm)
             return;
-        s_testRunImp->setProgressInformation(resolved);
+        s_testRunImp->setProgressInformation(shownText(text->imp()));
         comm->sendProgressInformativeMessage();
     }
     notify("TestObserver::onProgress(...)",

@@ -11,6 +11,7 @@
 #include <zel/foundation/Logger.h>
 #include <zel/foundation/Stopwatch.h>
 #include <zel/model/devices/SystemInformationFilter.h>
+#include <zel/model/state/StateManager.h>
 
 namespace krel5 {
 namespace {
@@ -69,6 +70,9 @@ TestResult Enumeration::run(CommInterface& comm, void (*discover)())
     bool const isStopped = StopRequest::isMade();
     if (!isStopped)
         comm.sendAddDevices();
+    if (!isStopped && zel::StateManager::instance().deviceCount() == 0)
+        ErrorReporting::tell(
+            "No devices reported"); // an empty list on standard output is no answer to a person
     endStep("sendEnumDevices", step);
     Connection::close();
     endStep("closeConnection", step);

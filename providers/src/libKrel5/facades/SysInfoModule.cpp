@@ -80,8 +80,11 @@ struct SysInfoModuleFacade
     /// The action step of start(). Who asks for help beside the action wants to read.
     static TestResult act()
     {
-        if (!CommandLine::isSet(CommandLineOption::ENUM()) || CommandLine::isSet(CommandLineOption::HELP())) {
+        bool const isHelp = CommandLine::isSet(CommandLineOption::HELP());
+        if (!CommandLine::isSet(CommandLineOption::ENUM()) || isHelp) {
             ModuleCommon::printUsage();
+            if (!isHelp)
+                ErrorReporting::tell("Nothing was done: \"enum\" lists the devices");
             return TestResult::FAIL();
         }
         SysInfoModule::s_collectAll = CommandLine::isSet(CommandLineOption::VERBOSE());

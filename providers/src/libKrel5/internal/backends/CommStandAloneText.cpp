@@ -1,5 +1,9 @@
 #include <libKrel5/internal/backends/CommStandAloneText.h>
 
+#include <zel/model/texts/GlobalParameters.h>
+#include <zel/model/texts/LocalizedResource.h>
+#include <zel/model/values/LocalizedStringImp.h>
+
 namespace krel5 {
 namespace {
 
@@ -26,10 +30,18 @@ std::vector<zel::String> eventTexts(zel::TestRunEventImp const& event)
         texts.push_back(faultText("Warning", event));
     else if (event.type() == zel::EventTypeImp::INFORMATIVE() ||
              event.type() == zel::EventTypeImp::PROGRESS())
-        texts.push_back(event.message().resolve());
+        texts.push_back(shownText(event.message()));
     for (std::size_t i = 0; i < event.tipCount(); ++i)
         texts.push_back(zel::String("Tip(") + number(i) + "): " + event.tip(i).resolve());
     return texts;
+}
+
+zel::String shownText(zel::LocalizedStringImp const& text)
+{
+    bool const hasText = text.overrideText() || !text.defaultText().empty() ||
+                         zel::LocalizedResource::find(text.moduleGuid(), text.key(),
+                                                      zel::GlobalParameters::instance().language());
+    return text.resolve() + (hasText ? "" : "\n");
 }
 
 zel::String alertText(zel::AlertImp const& alert)

@@ -12,5 +12,8 @@ namespace krel5 {
 /// only informs and a tip have no line end of their own.
 std::vector<zel::String> eventTexts(zel::TestRunEventImp const& event);
 zel::String alertText(zel::AlertImp const& alert);
+/// The text as the console shows it. One that nobody wrote, so that its key shows, is a line of its own: a key brings
+/// no line end, and what comes next would stick to it.
+zel::String shownText(zel::LocalizedStringImp const& text);
 
 } // namespace krel5

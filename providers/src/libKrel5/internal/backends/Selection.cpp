@@ -19,6 +19,26 @@ zel::Logger& logger()
 
 zel::StateManager& manager() { return zel::StateManager::instance(); }
 
+// The hint is for the person alone.
+[[noreturn]] void endWith(zel::String const& line, zel::String const& hint, TestResult const& result)
+{
+    ErrorReporting::tell(line);
+    if (!hint.empty())
+        ErrorReporting::tell(hint);
+    ZEL_LOG(logger(), zel::LogLevel::Error) << line;
+    Connection::close();
+    ErrorReporting::endProcess(result);
+}
+
+// "Too large" says little where nothing is there at all: no test fits a device of this machine.
+zel::String knownNumbers(std::size_t count)
+{
+    if (count == 0)
+        return "There is none here; \"enum -ll debug\" writes into the log why";
+    return zel::String("Numbers are 1 to ") + zel::String::number(static_cast<std::uint64_t>(count)) +
+           "; \"enum\" lists them";
+}
+
 // The index from 0 that an option names among `count` things; nothing when the option is absent. The log says
 // "-t" for indicators too: readers of logs look for that line.
 std::optional<std::size_t> pick(CommandLineOption const& option, char const* logName, char const* thing,
@@ -30,9 +50,9 @@ std::optional<std::size_t> pick(CommandLineOption const& option, char const* log
     ZEL_LOG(logger(), zel::LogLevel::Information) << logName << " Option set with value: " << *number;
     zel::String const start = zel::String("Error: ") + thing + " Number " + zel::String::number(*number);
     if (*number < 1)
-        endWithSelectionError(start + " is too small", error);
+        endWith(start + " is too small", knownNumbers(count), error);
     if (static_cast<std::uint64_t>(*number) > count)
-        endWithSelectionError(start + " is too large", error);
+        endWith(start + " is too large", knownNumbers(count), error);
     return static_cast<std::size_t>(*number) - 1;
 }
 
@@ -40,13 +60,7 @@ zel::String quoted(zel::String const& text) { return zel::String("\"") + text + 
 
 } // namespace
 
-void endWithSelectionError(zel::String const& line, TestResult const& result)
-{
-    ErrorReporting::tell(line);
-    ZEL_LOG(logger(), zel::LogLevel::Error) << line;
-    Connection::close();
-    ErrorReporting::endProcess(result);
-}
+void endWithSelectionError(zel::String const& line, TestResult const& result) { endWith(line, "", result); }
 
 void DeviceSelection::add(zel::DeviceImp* device)
 {

@@ -41,7 +41,7 @@ zel::Logger& logger()
 struct State
 {
     bool versionSet = false;
-    bool commandLineSet = false;
+    Facade const* commandLineOf = nullptr; // the facade that took the command line
     bool logNamed = false;
     bool initialized = false;
     bool insideInitCallback = false;
@@ -74,6 +74,15 @@ void refuseCommandLine(zel::String const& call, zel::OptionException const& erro
     ErrorReporting::tell(error.toString() + "; \"-h\" lists what can be asked for");
     if (OwnProcess::isOurs())
         ErrorReporting::endProcess(TestResult::INTERNALERROR());
+}
+
+// One module is of one kind. With two facades the options, the callback and the devices would be those of the other.
+void checkOneFacade(Facade const& facade, char const* operation, bool isFirst)
+{
+    Facade const* const earlier = state().commandLineOf;
+    if (earlier && (isFirst || earlier->kind != facade.kind))
+        throw InvalidInitException(KrelString("Cannot call ") + facade.className + operation +
+                                   " after calling " + earlier->className + "::setCmdLineArgs");
 }
 
 } // namespace
@@ -114,7 +123,9 @@ void ModuleCommon::setCmdLineArgs(Facade const& facade, int argc, char const* co
     };
     auto const body = [&] {
         try {
+            checkOneFacade(facade, "::setCmdLineArgs", true);
             understandCommandLine(argc, argv);
+            state().commandLineOf = &facade;
         } catch (zel::OptionException const& error) {
             logAtLeastHere();
             refuseCommandLine(call, error);
@@ -136,7 +147,6 @@ void ModuleCommon::understandCommandLine(int argc, char const* const argv[])
     zel::LoggerConfig::applyOptions(zel::OptionManager::instance());
     setUpLogging(CommandLine::text(CommandLineOption::LOGGINGBASEDIR()).value_or("").trimmed());
     applyLanguage();
-    state().commandLineSet = true;
 }
 
 void ModuleCommon::deriveGuid(int argc, char const* const argv[])
@@ -214,7 +224,7 @@ void ModuleCommon::initialize(zel::ModuleTypeImp const& type)
     module().registerLibrary("libKrel5");
     if (!state().versionSet)
         throw InvalidInitException("Cannot start a module without setting the module version");
-    if (!state().commandLineSet)
+    if (!state().commandLineOf)
         throw InvalidInitException("Cannot start a module without setting the command line args");
     state().initialized = true;
     module().setType(type);
@@ -296,6 +306,7 @@ int ModuleCommon::start(Facade const& facade, TestResult (*action)())
         state().exitStepDue = true;
     zel::String const call = zel::String(facade.className) + "::start()";
     auto const body = [&] {
+        checkOneFacade(facade, "::start", false);
         initialize(facade.type());
         facade.checkSetUp();
         if (runInformationalCommands(result))
