@@ -28,9 +28,11 @@ void widen(int descriptor) noexcept
         ::fcntl(descriptor, F_SETPIPE_SZ, kPipeBytes);
 }
 
-// 0 once a read or a write would not wait.
+// 0 once a read or a write would not wait. A negative number is one that poll(2) passes over, and waits.
 int waitFor(int descriptor, short events, StopWaiting stop)
 {
+    if (descriptor < 0)
+        return EBADF;
     pollfd request{descriptor, events, 0};
     for (;;) {
         if (stop && stop())

@@ -1,0 +1,186 @@
+#include <libKrel5/internal/backends/CommXml.h>
+
+#include <libKrel5/basics/LibraryMutex.h>
+#include <libKrel5/internal/backends/StopRequest.h>
+#include <libKrel5/internal/module/CommandLine.h>
+
+#include <krel5/CommandLineOption.h>
+
+#include <zel/foundation/Exception.h>
+#include <zel/foundation/Logger.h>
+#include <zel/foundation/OStream.h>
+#include <zel/foundation/Stopwatch.h>
+#include <zel/foundation/System.h>
+#include <zel/foundation/XmlDocument.h>
+#include <zel/model/state/StateManager.h>
+#include <zel/model/wire/Serializable.h>
+
+#include <optional>
+
+namespace krel5 {
+namespace {
+
+using zel::LogLevel;
+
+constexpr char kElement[] = "StateManager";
+
+zel::Logger& logger()
+{
+    static zel::Logger& s_logger = zel::LogFactory::getLogger("krel5.Comm.Xml");
+    return s_logger;
+}
+
+zel::StateManager& manager() { return zel::StateManager::instance(); }
+
+bool isStopped() { return StopRequest::isMade(); }
+
+std::optional<std::string> read(std::int64_t pipe)
+{
+    std::string text;
+    std::size_t bytes = 0;
+    if (!zel::System::readFromPipeUtf8(pipe, text, bytes, isStopped)) {
+        ZEL_LOG(logger(), LogLevel::Critical)
+            << "openConnection(): readFromPipe() failed" << zel::System::getSystemErrorMsg();
+        return std::nullopt;
+    }
+    ZEL_LOG(logger(), LogLevel::Information) << "openConnection(): Read " << static_cast<std::uint64_t>(bytes)
+                                             << " bytes from pipe " << pipe << text;
+    return text;
+}
+
+void countDevices(zel::StateManager const& state, char const* before, char const* behind)
+{
+    ZEL_LOG(logger(), LogLevel::Information)
+        << before << static_cast<std::uint64_t>(state.deviceCount()) << behind;
+}
+
+// Nothing of a text that is no state counts.
+void takeIn(std::string const& text, bool mergesDevices)
+{
+    try {
+        zel::StateManager received;
+        countDevices(received, "openConnection(): manager had ", " devices before xml transfer");
+        zel::Serializable::deserializeUtf8(text, received);
+        zel::AutoMutex const guard(libraryMutex());
+        manager().mergePropertySpecs(received);
+        if (mergesDevices)
+            manager().mergeWithTracking(received);
+        countDevices(received, "openConnection(): ", " devices from xml transfer");
+    } catch (zel::DeserializationException const& e) {
+        ZEL_LOG(logger(), LogLevel::Error) << "Failed to receive correct sysinfo.  Instead we got :\n"
+                                           << text;
+        ZEL_LOG(logger(), LogLevel::Error) << e.toString();
+    } catch (zel::Exception const& e) {
+        ZEL_LOG(logger(), LogLevel::Error) << "Deserialization threw: " << e.toString();
+    } catch (...) {
+        ZEL_LOG(logger(), LogLevel::Error) << "Unknown error during deserialization";
+    }
+}
+
+std::optional<std::string> serialize()
+{
+    zel::Stopwatch const watch;
+    std::optional<std::string> text;
+    try {
+        zel::AutoMutex const guard(libraryMutex());
+        text = zel::Serializable::serializeUtf8(manager(), kElement);
+    } catch (zel::Exception const& e) {
+        ZEL_LOG(logger(), LogLevel::Critical) << "doSerialization exception " << e.toString();
+    } catch (...) {
+        ZEL_LOG(logger(), LogLevel::Critical) << "doSerialization unknown exception";
+    }
+    ZEL_LOG(logger(), LogLevel::Information)
+        << "  doSerialization took " << watch.getElapsed() << " seconds.";
+    return text;
+}
+
+void write(std::int64_t pipe, std::string const& text)
+{
+    zel::Stopwatch const watch;
+    std::size_t bytes = 0;
+    if (zel::System::writeToPipeUtf8(pipe, text, bytes, isStopped))
+        ZEL_LOG(logger(), LogLevel::Information)
+            << "sendEnumDevices(): Wrote " << static_cast<std::uint64_t>(bytes)
+            << " bytes into pipeId = " << pipe;
+    else
+        ZEL_LOG(logger(), LogLevel::Critical) << "sendEnumDevices(): writeToPipe() failed pipeId = " << pipe
+                                              << " : " << zel::System::getSystemErrorMsg();
+    ZEL_LOG(logger(), LogLevel::Information) << "writeToPipe took " << watch.getElapsed() << " seconds.";
+}
+
+void print(std::string const& text)
+{
+    try {
+        zel::OStream::out().write(zel::XmlDocument::print(zel::XmlDocument::parse(text)));
+        zel::OStream::out().flush();
+    } catch (zel::Exception const& e) {
+        ZEL_LOG(logger(), LogLevel::Critical) << "doSerialization exception " << e.toString();
+    } catch (...) {
+        ZEL_LOG(logger(), LogLevel::Critical) << "doSerialization unknown exception";
+    }
+}
+
+} // namespace
+
+// What the module starts inherits no pipe: the other process waits for the end of the document.
+bool CommXml::openConnection()
+{
+    zel::TraceScope const trace(logger(), "openConnection", __LINE__);
+    for (auto const& pipe : {CommandLine::integer(CommandLineOption::PIPEIN()),
+                             CommandLine::integer(CommandLineOption::PIPEOUT())})
+        if (pipe)
+            zel::System::keepPipeFromChildren(*pipe);
+    return true;
+}
+
+bool CommXml::closeConnection()
+{
+    zel::TraceScope const trace(logger(), "closeConnection", __LINE__);
+    return true;
+}
+
+void CommXml::receiveDevices()
+{
+    auto const pipe = CommandLine::integer(CommandLineOption::PIPEIN());
+    if (!pipe)
+        return;
+    if (auto const text = read(*pipe))
+        takeIn(*text, m_mergesReceived);
+}
+
+void CommXml::sendPercentDoneMessage()
+{
+    ZEL_LOG(logger(), LogLevel::Debug) << "sendPercentDoneMessage Stub";
+}
+
+bool CommXml::receiveStopMessage()
+{
+    ZEL_LOG(logger(), LogLevel::Debug) << "receiveStopMessage Stub";
+    return false;
+}
+
+void CommXml::sendVersion() { ZEL_LOG(logger(), LogLevel::Debug) << "sendVersion Stub"; }
+
+void CommXml::sendAddDevice(zel::DeviceImp&)
+{
+    ZEL_LOG(logger(), LogLevel::Debug) << "sendAddDevice Device Stub";
+}
+
+void CommXml::sendAddDevices()
+{
+    zel::TraceScope const trace(logger(), "sendEnumDevices", __LINE__);
+    {
+        zel::AutoMutex const guard(libraryMutex());
+        manager().clearPropertySpecs();
+    }
+    auto const pipe = CommandLine::integer(CommandLineOption::PIPEOUT());
+    auto const text = serialize();
+    if (!text)
+        return;
+    if (pipe)
+        write(*pipe, *text);
+    else
+        print(*text);
+}
+
+} // namespace krel5
