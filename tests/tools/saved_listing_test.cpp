@@ -213,6 +213,10 @@ TEST(SavedListing, BoundsWhatAFileMayCost)
     for (int i = 0; i < 100; ++i)
         nested += "[{\"type\": \"X\", \"children\": ";
     EXPECT_EQ(refusal(nested), "file:3: nested deeper than 160 levels");
+    std::string keys = head("\"devices\": [{\"type\": \"X\", \"properties\": {");
+    for (int i = 0; i <= 10'000; ++i)
+        keys += (i ? ",\n\"" : "\"") + std::to_string(i) + R"(": {"type": "UINT32", "value": 1})";
+    EXPECT_EQ(refusal(keys + "}}]}"), "file:10003: more than 10000 different properties");
     SavedLimits few;
     few.values = 10;
     few.bytes = 1u << 20;

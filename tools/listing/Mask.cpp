@@ -237,7 +237,8 @@ void Mask::mask(Device& device)
 {
     mask(device.name);
     mask(device.description);
-    bool const isElsewhere = mask(device.hwLocator) | mask(device.osLocator);
+    bool const hasMoved = mask(device.hwLocator);
+    bool const isElsewhere = mask(device.osLocator) || hasMoved;
     for (String& bus : device.childBusIds)
         mask(bus);
     for (Property& property : device.properties)

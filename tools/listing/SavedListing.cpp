@@ -21,6 +21,8 @@ namespace {
 
 using Kind = JsonNode::Kind;
 
+constexpr std::size_t kMostKeys = 10'000; // a machine has a few hundred; each costs a specification
+
 class Reader
 {
 public:
@@ -108,15 +110,22 @@ private:
             spec->setDefaultName(text(one, "name"));
             if (!m_specs.emplace(one.key, std::move(spec)).second)
                 refuse(m_name, one.line, "\"" + one.key + "\" is described twice");
+            checkKeys(one);
         }
     }
 
-    std::shared_ptr<PropertySpecImp const> const& specOf(std::string const& key)
+    std::shared_ptr<PropertySpecImp const> const& specOf(JsonNode const& node)
     {
-        auto& spec = m_specs[key];
+        auto& spec = m_specs[node.key];
         if (!spec)
-            spec = specificationOf(String(key));
+            spec = specificationOf(String(node.key));
+        checkKeys(node);
         return spec;
+    }
+    void checkKeys(JsonNode const& node) const
+    {
+        if (m_specs.size() > kMostKeys)
+            refuse(m_name, node.line, "more than " + std::to_string(kMostKeys) + " different properties");
     }
 
     void addDevices(JsonNode const& list, std::size_t parent)
@@ -178,7 +187,7 @@ private:
             if (!value)
                 refuse(m_name, node.line, "the property \"" + node.key + "\" has no value");
             try {
-                device.properties.push_back({specOf(node.key), valueOf(*value, type.text)});
+                device.properties.push_back({specOf(node), valueOf(*value, type.text)});
             } catch (InvalidArgumentException const& error) {
                 refuse(m_name, value->line,
                        "the property \"" + node.key + "\": " + error.getMessage().toUtf8());
