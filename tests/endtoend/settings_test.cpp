@@ -67,6 +67,16 @@ TEST_F(SettingsTest, SteerTheRun)
     EXPECT_EQ(module(ask).status, 40) << "nobody is asked";
 }
 
+TEST_F(SettingsTest, OldFormsAreWarnedOf)
+{
+    settings("Test.fail.Enable.value=off\nTest.pass.Enable=on\nTimeOut=3\n");
+    module({"enum", "-ll", "warning"});
+    EXPECT_TRUE(holds(log(), ":2: Test.pass.Enable: is the old form of Test.pass.Enable.value\n"));
+    EXPECT_TRUE(holds(log(), ":3: TimeOut: is the old form of TimeOut.value\n"));
+    EXPECT_FALSE(has(log(), "Test.fail.Enable"))
+        << "not of the form of today, nor of what is not there: " << log();
+}
+
 TEST_F(SettingsTest, ATestThatIsOffIsRefusedWithTheLineThatDidIt)
 {
     settings("#\nTest.fail.Enable.value=Off\n");
@@ -77,7 +87,6 @@ TEST_F(SettingsTest, ATestThatIsOffIsRefusedWithTheLineThatDidIt)
     EXPECT_TRUE(holds(off.err, line));
     EXPECT_TRUE(holds(off.err, "is not associated with the test \"fail\"\n"));
     EXPECT_TRUE(holds(log(), line));
-    EXPECT_FALSE(has(log(), "is the old form of")) << log();
     EXPECT_FALSE(has(module({"run", "-t", m_numbers["noSuchDevice"]}).err, "switched off"));
 }
 
