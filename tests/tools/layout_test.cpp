@@ -56,7 +56,7 @@ TEST(Layout, OneLineADeviceInColumns)
 
 TEST(Layout, LinesFitTheTerminal)
 {
-    for (std::size_t const width : {20, 50, 80, 120}) {
+    for (std::size_t const width : {20u, 50u, 80u, 120u}) {
         std::string const text = tree(server(), width);
         std::size_t begin = 0;
         for (std::size_t end; (end = text.find('\n', begin)) != std::string::npos; begin = end + 1)
