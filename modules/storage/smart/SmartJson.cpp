@@ -78,7 +78,9 @@ SmartJson::SmartJson(std::string_view text) : m_document(std::make_unique<Docume
         names.take(event, parsed);
         return true;
     };
-    m_document->m_top = Json::parse(text.begin(), text.end(), watch, false);
+    // The parser takes a zero byte for the end of the text, whatever follows; JSON has none.
+    if (text.find('\0') == text.npos)
+        m_document->m_top = Json::parse(text.begin(), text.end(), watch, false);
     for (std::string const& name : names.twice())
         addDoubt({Doubt::Kind::Twice, cut(name)});
 }

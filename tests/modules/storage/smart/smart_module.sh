@@ -54,6 +54,12 @@ judge
 echo "$done reports"
 ((done >= 31)) || { echo "too few"; exit 1; }
 
+name='zero byte' type='' verdict='CANNOT RUN 28' shows='smartctl printed no JSON object'
+: >storage.w4i
+echo 0 >sbin/status
+printf '{"smart_status":{"passed":true}}\0{"smart_status":{"passed":false}}' >sbin/report
+judge
+
 # A child of smartctl that has left its group and holds its output does not hold the test.
 name='escaped child' type='' verdict='PASS 0' shows='according to SMART: yes'
 : >storage.w4i

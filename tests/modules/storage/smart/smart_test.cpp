@@ -44,6 +44,13 @@ TEST(SmartParser, doubtsWhatIsThereTwiceAtAnyDepth)
               (Doubts{{Doubt::Kind::Twice, "x"}}));
 }
 
+TEST(SmartParser, readsNothingOfATextThatAZeroByteCuts)
+{
+    std::string const passed = R"({"smart_status":{"passed":true}})";
+    EXPECT_TRUE(parseSmartReport(passed).m_readable);
+    EXPECT_FALSE(parseSmartReport(passed + '\0' + passed).m_readable);
+}
+
 TEST(SmartReport, saysHowOldAndHowWarmADriveIs)
 {
     struct Row
