@@ -1,6 +1,8 @@
 #include <memory/Texts.h>
 #include <memory/linux/LockedMemory.h>
 
+#include <common/ErrorText.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -10,7 +12,6 @@
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
-#include <system_error>
 #include <unistd.h>
 
 namespace krel5::modules::memory {
@@ -19,8 +20,6 @@ namespace {
 constexpr std::size_t kLockStep = std::size_t{8} << 20;
 // Reading what is available takes a tenth of a millisecond, on a machine with many mounts a few.
 constexpr std::size_t kStepsForACheck = 4;
-
-std::string errorText(int error) { return std::generic_category().message(error); }
 
 /// The users of the system's first namespace are all its own: "0 0 4294967295".
 bool inFirstUserNamespace()
