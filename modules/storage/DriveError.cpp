@@ -13,9 +13,6 @@ DriveError driveErrorOf(int error) noexcept
     case ENODATA: // "critical medium"
     case EILSEQ:  // "protection": the check bytes beside a sector are wrong
     case EBADMSG: // file systems: wrong checksum
-#if defined(EREMOTEIO)
-    case EREMOTEIO: // "critical target"
-#endif
 #if defined(EUCLEAN)
     case EUCLEAN: // file systems: damaged structures
 #endif
@@ -31,6 +28,10 @@ DriveError driveErrorOf(int error) noexcept
     case ETIMEDOUT:
     case ETIME: // "command duration limit"
         return DriveError::Unanswered;
+#if defined(EREMOTEIO)
+    case EREMOTEIO: // "critical target": an error of its hardware, or a request that it does not take
+        return DriveError::GaveUp;
+#endif
     case ENOLINK: // "recoverable transport"
     case ECONNRESET:
     case ECONNABORTED:
@@ -59,6 +60,7 @@ bool mayPass(DriveError error) noexcept
     switch (error) {
     case DriveError::Medium:
     case DriveError::Unanswered:
+    case DriveError::GaveUp:
     case DriveError::PathFailed:
     case DriveError::Busy:
     case DriveError::TryAgain:

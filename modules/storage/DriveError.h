@@ -14,6 +14,7 @@ enum class DriveError {
     Gone,       ///< the drive is no longer there
     NoMedia,    ///< nothing in the drive
     Unanswered, ///< no answer within the time that the system waits
+    GaveUp,     ///< the drive answered that it cannot, and not because of its medium
     PathFailed, ///< the link to the drive, not the drive
     Reserved,   ///< another computer has reserved it
     Busy,       ///< something on this computer occupies it

@@ -336,6 +336,8 @@ Ending endingOf(DriveError error)
         return {Outcome::NoMedia, kEventNoMedia};
     case DriveError::Unanswered:
         return {Outcome::CannotRun, kEventUnanswered};
+    case DriveError::GaveUp:
+        return {Outcome::CannotRun, kEventDriveGaveUp};
     case DriveError::PathFailed:
         return {Outcome::CannotRun, kEventPathFailed};
     case DriveError::Reserved:

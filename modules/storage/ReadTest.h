@@ -68,9 +68,9 @@ std::optional<Outcome> refusedPlan(TestHost& host, ReadPlan const& plan, std::ui
 /// one piece, each with the same values; "StorageContentWrong" (Lba, Offset), "StorageTooSlow" (Speed,
 /// Floor). Warnings: "StorageReadRepeated" and, for a read that failed and was not repeated because of a
 /// stop, "StorageReadNotRepeated" (Lba, Offset, Repeats, Error, Reason); "StorageEndedEarly" (BadBlocks).
-/// Problems: "StorageDeviceGone", "StorageNoMedia", "StorageUnanswered", "StoragePathFailed",
-/// "StorageReserved", "StorageBusy", "StorageTryAgain", "StorageReadRefused" (Offset, Error, Reason), and
-/// refusedPlan's. Notes: "StorageRead" (Blocks, Planned, Bad, Repeated, Bytes, Seconds, Speed, SlowestLba,
+/// Problems: "StorageDeviceGone", "StorageNoMedia", "StorageUnanswered", "StorageDriveGaveUp",
+/// "StoragePathFailed", "StorageReserved", "StorageBusy", "StorageTryAgain", "StorageReadRefused" (Offset, Error,
+/// Reason), and refusedPlan's. Notes: "StorageRead" (Blocks, Planned, Bad, Repeated, Bytes, Seconds, Speed, SlowestLba,
 /// SlowestMilliseconds), and for Random "StorageSeed" (Seed). A sign of life at a block's first failing read:
 /// "StorageReadFailing" (Lba, Offset, Error, Reason). After a fault the outcome is Fail, whatever ended the
 /// test.

@@ -36,6 +36,7 @@ bool isDriveFailure(int error, ScratchStep step) noexcept
     case DriveError::Gone:
     case DriveError::NoMedia:
     case DriveError::Unanswered:
+    case DriveError::GaveUp:
     case DriveError::PathFailed:
         return true;
     case DriveError::Reserved:

@@ -20,9 +20,9 @@ done <<'END'
 EIO|23|FAIL|unreadable sectors within LBA 2048 to 4095
 ENODATA|23|FAIL|unreadable sectors within LBA 2048 to 4095
 EILSEQ|23|FAIL|unreadable sectors within LBA 2048 to 4095
-EREMOTEIO|23|FAIL|unreadable sectors within LBA 2048 to 4095
 EBADMSG|23|FAIL|unreadable sectors within LBA 2048 to 4095
 EBADE|28|CANNOT RUN|reserved by another computer
+EREMOTEIO|28|CANNOT RUN|answered that it cannot do what was asked
 ENOLINK|28|CANNOT RUN|The connection to the drive failed
 ETIMEDOUT|28|CANNOT RUN|did not answer within the time
 EBUSY|28|CANNOT RUN|The drive is busy

@@ -71,7 +71,6 @@ INSTANTIATE_TEST_SUITE_P(
                EIO,
                {badSectors(128, 3, EIO), badSectors(160, 1, EIO), badSectors(255, 1, EIO)}},
         Damage{"across two blocks", {255, 256}, EIO, {badSectors(255, 2, EIO)}},
-        Damage{"target", {1}, EREMOTEIO, {badSectors(1, 1, EREMOTEIO)}},
         Damage{"checksum of the file system", {2}, EBADMSG, {badSectors(2, 1, EBADMSG)}},
         Damage{"two blocks", {5, 1000}, EILSEQ, {badSectors(5, 1, EILSEQ), badSectors(1000, 1, EILSEQ)}}),
     [](auto const& row) {
@@ -150,6 +149,7 @@ INSTANTIATE_TEST_SUITE_P(Each, Endings,
                                          Ending{ERANGE, Outcome::CannotRun, "StorageReadRefused"},
                                          Ending{EBADE, Outcome::CannotRun, "StorageReserved"},
                                          Ending{ETIMEDOUT, Outcome::CannotRun, "StorageUnanswered", 3},
+                                         Ending{EREMOTEIO, Outcome::CannotRun, "StorageDriveGaveUp", 3},
                                          Ending{ENOLINK, Outcome::CannotRun, "StoragePathFailed", 3},
                                          Ending{EBUSY, Outcome::CannotRun, "StorageBusy", 3},
                                          Ending{EAGAIN, Outcome::CannotRun, "StorageTryAgain", 3}));

@@ -105,6 +105,7 @@ INSTANTIATE_TEST_SUITE_P(
         Choice{"goes", {{ENODEV, Step::Writing}, {0}}, Outcome::NoDevice, "StorageDeviceGone", 1},
         Choice{
             "doesNotAnswer", {{ETIMEDOUT, Step::Writing}, {0}}, Outcome::CannotRun, "StorageUnanswered", 1},
+        Choice{"givesUp", {{EREMOTEIO, Step::Writing}, {0}}, Outcome::CannotRun, "StorageDriveGaveUp", 1},
         Choice{"linkDown", {{ENOLINK, Step::Writing}, {0}}, Outcome::CannotRun, "StoragePathFailed", 1},
         Choice{"reserved", {{EBADE, Step::Writing}}, Outcome::CannotRun, "StorageReserved Offset=unknown", 1},
         Choice{"busy", {{EBUSY, Step::Writing}, {0}}, Outcome::Pass, "", 2},
