@@ -36,7 +36,7 @@ SeededContent const& content()
 BlockSource* scratch(benchmark::State& state)
 {
     static OpenedSource const s_opened =
-        makeScratchFile({"."}, kFileBytes, content(), [](std::uint64_t) { return true; });
+        makeScratchFile(".", kFileBytes, content(), [](std::uint64_t) { return true; });
     if (s_opened.m_error != 0)
         state.SkipWithError(std::strerror(s_opened.m_error));
     else if (!s_opened.m_direct)

@@ -3,7 +3,7 @@
 //
 //     OpenedSource drive = openDrive("/dev/sda");
 //     if (drive.m_error == EPERM)
-//         drive = makeScratchFile(scratchDirectories("/dev/sda"), size, content, progress);
+//         drive = makeScratchFile(directory, size, content, progress); // one of scratchDirectories("/dev/sda")
 //
 // Everything is opened for reading only; the scratch file's writing descriptor is closed before it is read.
 //
@@ -45,11 +45,7 @@ using ScratchProgress = std::function<bool(std::uint64_t written)>;
 /// once, where the file system cannot make such files), so that it is gone when the source is destroyed or
 /// the process dies in whatever way. ENOSPC also when less than twice the size is free: the running system is
 /// to have as much again.
-OpenedSource makeScratchFileIn(std::string const& directory, std::uint64_t size, SeededContent const& content,
-                               ScratchProgress const& progress);
-
-/// The same in the first of these directories that takes it; see firstThatTakes.
-OpenedSource makeScratchFile(std::vector<std::string> const& directories, std::uint64_t size,
-                             SeededContent const& content, ScratchProgress const& progress);
+OpenedSource makeScratchFile(std::string const& directory, std::uint64_t size, SeededContent const& content,
+                             ScratchProgress const& progress);
 
 } // namespace krel5::modules::storage

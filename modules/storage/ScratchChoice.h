@@ -3,7 +3,7 @@
 // drive.
 //
 //     OpenedSource scratch = firstThatTakes(directories, [&](std::string const& directory) {
-//         return makeScratchFileIn(directory, size, content, progress);
+//         return makeScratchFile(directory, size, content, progress);
 //     });
 //
 // Thread rule: plain functions.

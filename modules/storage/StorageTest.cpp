@@ -15,8 +15,6 @@ namespace {
 constexpr std::uint64_t kMebibyte = 1 << 20;
 constexpr int kWritingShare = 50; // percent
 
-std::string reasonOf(int error) { return errorText(error); }
-
 Outcome outcomeOfOpening(int error)
 {
     switch (error) {
@@ -66,7 +64,7 @@ Outcome readDrive(TestHost& host, std::string const& device, ReadPlan const& pla
     if (drive.m_error != 0) {
         Outcome const outcome = outcomeOfOpening(drive.m_error);
         host.problem({outcome == Outcome::InsufficientPrivilege ? kEventOpenRefused : kEventOpenFailed,
-                      {{"Device", device}, {"Reason", reasonOf(drive.m_error)}}});
+                      {{"Device", device}, {"Reason", errorText(drive.m_error)}}});
         return outcome;
     }
     if (!drive.m_direct)
@@ -76,7 +74,7 @@ Outcome readDrive(TestHost& host, std::string const& device, ReadPlan const& pla
 
 Outcome fileFailed(TestHost& host, OpenedSource const& scratch, std::uint64_t size)
 {
-    TextValues const values = {{"Directory", scratch.m_place}, {"Reason", reasonOf(scratch.m_error)}};
+    TextValues const values = {{"Directory", scratch.m_place}, {"Reason", errorText(scratch.m_error)}};
     if (scratch.m_error == ECANCELED)
         return Outcome::Stopped;
     DriveError const error = driveErrorOf(scratch.m_error);
@@ -85,7 +83,7 @@ Outcome fileFailed(TestHost& host, OpenedSource const& scratch, std::uint64_t si
         host.problem({ending.m_event,
                       {{"Offset", host.text(kTextUnknown)},
                        {"Error", std::to_string(scratch.m_error)},
-                       {"Reason", reasonOf(scratch.m_error)}}});
+                       {"Reason", errorText(scratch.m_error)}}});
         return ending.m_outcome;
     }
     if (scratch.m_driveFailed) { // or the file system, which turns read-only when that is damaged

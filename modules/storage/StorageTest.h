@@ -32,7 +32,7 @@ struct DriveAccess
     std::function<std::vector<std::string>(std::string const& device)> m_directories = scratchDirectories;
     std::function<OpenedSource(std::string const& directory, std::uint64_t size, SeededContent const& content,
                                ScratchProgress const& progress)>
-        m_make = makeScratchFileIn;
+        m_make = makeScratchFile;
 };
 
 /// What runReadTest reports, and: problems "StorageOpenFailed" and "StorageOpenRefused" (Device, Reason),

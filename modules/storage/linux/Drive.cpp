@@ -264,8 +264,8 @@ std::vector<std::string> scratchDirectories(std::string const& drivePath)
     return directories;
 }
 
-OpenedSource makeScratchFileIn(std::string const& directory, std::uint64_t size, SeededContent const& content,
-                               ScratchProgress const& progress)
+OpenedSource makeScratchFile(std::string const& directory, std::uint64_t size, SeededContent const& content,
+                             ScratchProgress const& progress)
 {
     struct statvfs space = {};
     if (::statvfs(directory.c_str(), &space) != 0)
@@ -295,14 +295,6 @@ OpenedSource makeScratchFileIn(std::string const& directory, std::uint64_t size,
     opened.m_source = std::make_unique<DescriptorSource>(std::move(reading), size, SeededContent::kUnit,
                                                          SeededContent::kUnit);
     return opened;
-}
-
-OpenedSource makeScratchFile(std::vector<std::string> const& directories, std::uint64_t size,
-                             SeededContent const& content, ScratchProgress const& progress)
-{
-    return firstThatTakes(directories, [&](std::string const& directory) {
-        return makeScratchFileIn(directory, size, content, progress);
-    });
 }
 
 } // namespace krel5::modules::storage

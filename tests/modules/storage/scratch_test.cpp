@@ -66,7 +66,7 @@ TEST(ScratchFile, hasNoNameAndReadsBackWhatWasWritten)
     {
         bool namelessWhileWritten = true;
         OpenedSource const scratch =
-            makeScratchFile({"/nowhere/at/all", folder.m_path.string()}, kSize, content,
+            makeScratchFile(folder.m_path.string(), kSize, content,
                             [&](std::uint64_t) { return namelessWhileWritten = folder.empty(); });
         EXPECT_TRUE(namelessWhileWritten);
         ASSERT_EQ(scratch.m_error, 0) << scratch.m_place;
@@ -93,16 +93,16 @@ TEST(ScratchFile, isRefusedWithTheReason)
 {
     Folder const folder;
     SeededContent const content(7);
-    EXPECT_EQ(makeScratchFile({folder.m_path.string()}, kSize, content, [](std::uint64_t) { return false; })
-                  .m_error,
-              ECANCELED);
+    EXPECT_EQ(
+        makeScratchFile(folder.m_path.string(), kSize, content, [](std::uint64_t) { return false; }).m_error,
+        ECANCELED);
     OpenedSource const full =
-        makeScratchFile({folder.m_path.string()}, std::uint64_t(1) << 60, content, goOn());
+        makeScratchFile(folder.m_path.string(), std::uint64_t(1) << 60, content, goOn());
     EXPECT_EQ(full.m_error, ENOSPC);
     EXPECT_EQ(full.m_wanted, std::uint64_t(1) << 61);
     EXPECT_GT(full.m_free, 0u);
     EXPECT_FALSE(full.m_driveFailed);
-    EXPECT_EQ(makeScratchFile({"/nowhere/at/all"}, kSize, content, goOn()).m_error, ENOENT);
+    EXPECT_EQ(makeScratchFile("/nowhere/at/all", kSize, content, goOn()).m_error, ENOENT);
     EXPECT_TRUE(folder.empty());
 }
 
