@@ -7,22 +7,22 @@
 namespace krel5::modules::storage {
 namespace {
 
-std::vector<std::string_view> words(std::string_view line)
+std::vector<std::string_view> pieces(std::string_view text, char separator)
 {
     std::vector<std::string_view> out;
-    while (!line.empty()) {
-        std::size_t const end = std::min(line.find(' '), line.size());
-        if (end > 0)
-            out.push_back(line.substr(0, end));
-        line.remove_prefix(std::min(end + 1, line.size()));
+    while (!text.empty()) {
+        std::size_t const end = std::min(text.find(separator), text.size());
+        out.push_back(text.substr(0, end));
+        text.remove_prefix(std::min(end + 1, text.size()));
     }
     return out;
 }
 
-std::optional<unsigned> number(std::string_view text)
+template <typename Number>
+std::optional<Number> number(std::string_view text, int base = 10)
 {
-    unsigned value = 0;
-    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    Number value = 0;
+    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
     if (error != std::errc() || end != text.data() + text.size())
         return std::nullopt;
     return value;
@@ -32,63 +32,53 @@ std::optional<unsigned> number(std::string_view text)
 std::string unescaped(std::string_view text)
 {
     std::string out;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        auto const digit = [&](std::size_t place) {
-            return i + place < text.size() && text[i + place] >= '0' && text[i + place] <= '7'
-                       ? text[i + place] - '0'
-                       : -1;
-        };
-        if (text[i] == '\\' && digit(1) >= 0 && digit(1) < 4 && digit(2) >= 0 && digit(3) >= 0) {
-            out += static_cast<char>(digit(1) * 64 + digit(2) * 8 + digit(3));
-            i += 3;
-        } else {
-            out += text[i];
-        }
+    while (!text.empty()) {
+        bool const mayBeEscaped = text[0] == '\\' && text.size() >= 4;
+        auto const escaped = mayBeEscaped ? number<unsigned char>(text.substr(1, 3), 8) : std::nullopt;
+        out += escaped ? static_cast<char>(*escaped) : text[0];
+        text.remove_prefix(escaped ? 4 : 1);
     }
     return out;
 }
 
 bool hasOption(std::string_view options, std::string_view wanted)
 {
-    while (!options.empty()) {
-        std::size_t const end = std::min(options.find(','), options.size());
-        if (options.substr(0, end) == wanted)
-            return true;
-        options.remove_prefix(std::min(end + 1, options.size()));
-    }
-    return false;
+    auto const all = pieces(options, ',');
+    return std::find(all.begin(), all.end(), wanted) != all.end();
 }
 
 // id parent major:minor root directory options [optional fields] - type source super-options
 std::optional<Mount> parseLine(std::string_view line)
 {
-    auto const fields = words(line);
+    auto const fields = pieces(line, ' ');
     auto const dash = std::find(fields.begin(), fields.end(), "-");
     if (dash - fields.begin() < 6 || fields.end() - dash < 4)
         return std::nullopt;
-    std::size_t const colon = fields[2].find(':');
-    if (colon == std::string_view::npos)
+    auto const device = parseDeviceNumber(fields[2]);
+    if (!device)
         return std::nullopt;
-    auto const majorNumber = number(fields[2].substr(0, colon));
-    auto const minorNumber = number(fields[2].substr(colon + 1));
-    if (!majorNumber || !minorNumber)
-        return std::nullopt;
-    return Mount{{*majorNumber, *minorNumber},
-                 unescaped(fields[4]),
-                 hasOption(fields[5], "ro") || hasOption(*(dash + 3), "ro")};
+    return Mount{*device, unescaped(fields[4]), hasOption(fields[5], "ro") || hasOption(*(dash + 3), "ro")};
 }
 
 } // namespace
 
+std::optional<DeviceNumber> parseDeviceNumber(std::string_view text)
+{
+    auto const parts = pieces(text, ':');
+    if (parts.size() != 2)
+        return std::nullopt;
+    auto const majorNumber = number<unsigned>(parts[0]), minorNumber = number<unsigned>(parts[1]);
+    if (!majorNumber || !minorNumber)
+        return std::nullopt;
+    return DeviceNumber(*majorNumber, *minorNumber);
+}
+
 std::vector<Mount> parseMountInfo(std::string_view text)
 {
     std::vector<Mount> mounts;
-    while (!text.empty()) {
-        std::size_t const end = std::min(text.find('\n'), text.size());
-        if (auto mount = parseLine(text.substr(0, end)))
+    for (std::string_view const line : pieces(text, '\n'))
+        if (auto mount = parseLine(line))
             mounts.push_back(*std::move(mount));
-        text.remove_prefix(std::min(end + 1, text.size()));
-    }
     return mounts;
 }
 

@@ -6,6 +6,7 @@
 //
 // Thread rule: plain functions on values.
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -14,6 +15,9 @@
 namespace krel5::modules::storage {
 
 using DeviceNumber = std::pair<unsigned, unsigned>; ///< major, minor
+
+/// Reads "8:1", as the kernel writes them; nothing where it is anything else.
+std::optional<DeviceNumber> parseDeviceNumber(std::string_view text);
 
 struct Mount
 {

@@ -2,6 +2,8 @@
 #include <storage/MountTable.h>
 #include <storage/ScratchChoice.h>
 
+#include <common/RandomSeed.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
@@ -10,7 +12,6 @@
 #include <linux/fs.h>
 #include <sstream>
 #include <sys/ioctl.h>
-#include <sys/random.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/sysmacros.h>
@@ -56,7 +57,7 @@ public:
     ReadOutcome readAt(std::uint64_t offset, std::span<std::byte> into) override
     {
         ReadOutcome outcome;
-        while (outcome.m_bytes < into.size()) {
+        while (outcome.m_bytes != into.size()) {
             ssize_t const got =
                 ::pread(m_file.get(), into.data() + outcome.m_bytes, into.size() - outcome.m_bytes,
                         static_cast<off_t>(offset + outcome.m_bytes));
@@ -101,22 +102,14 @@ Descriptor openForReading(char const* path, int flags, bool& direct)
     return file;
 }
 
-/// A name that nobody else has or can guess.
-std::string uncommonName(std::string const& directory)
-{
-    std::uint64_t random = 0;
-    if (::getrandom(&random, sizeof random, 0) != ssize_t(sizeof random))
-        random = static_cast<std::uint64_t>(::getpid());
-    return directory + "/.storage-test-" + std::to_string(random);
-}
-
 Descriptor makeNameless(std::string const& directory)
 {
     Descriptor file = openRetrying(directory.c_str(), O_TMPFILE | O_RDWR, 0600);
     // EISDIR and EOPNOTSUPP: kernels and file systems without nameless files (open(2)).
     if (file || (errno != EOPNOTSUPP && errno != EISDIR))
         return file;
-    std::string const name = uncommonName(directory);
+    // A name that nobody else has or can guess.
+    std::string const name = directory + "/.storage-test-" + std::to_string(randomSeed());
     file = openRetrying(name.c_str(), O_CREAT | O_EXCL | O_NOFOLLOW | O_RDWR, 0600);
     if (file && ::unlink(name.c_str()) != 0) {
         int const error = errno;
@@ -142,12 +135,12 @@ int writeContent(int file, std::uint64_t size, SeededContent const& content, Scr
 {
     constexpr std::size_t kChunk = std::size_t(1) << 20;
     std::vector<std::byte> chunk(kChunk);
-    for (std::uint64_t written = 0; written < size;) {
+    for (std::uint64_t written = 0; written != size;) {
         if (!progress(written))
             return ECANCELED;
         auto const part = static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, size - written));
         content.fill(written, std::span(chunk).first(part));
-        for (std::size_t done = 0; done < part;) {
+        for (std::size_t done = 0; done != part;) {
             ssize_t const put =
                 ::pwrite(file, chunk.data() + done, part - done, static_cast<off_t>(written + done));
             if (put < 0 && errno == EINTR)
@@ -192,13 +185,10 @@ std::string firstLine(fs::path const& file)
 /// The numbers of the device of a /sys/block folder, its partitions and its holders.
 void addFamily(fs::path const& folder, int depth, std::vector<DeviceNumber>& family)
 {
-    unsigned majorNumber = 0, minorNumber = 0;
-    char colon = 0;
-    std::istringstream numbers(firstLine(folder / "dev"));
-    if (numbers >> majorNumber >> colon >> minorNumber && colon == ':')
-        family.emplace_back(majorNumber, minorNumber);
+    if (auto const number = parseDeviceNumber(firstLine(folder / "dev")))
+        family.push_back(*number);
     constexpr int kDeepest = 6; // encryption on volumes on a RAID on a partition is 5
-    if (depth == kDeepest || family.size() > 4096)
+    if (depth == kDeepest)
         return;
     std::error_code ignored;
     for (auto const& entry : fs::directory_iterator(folder, ignored))
@@ -227,14 +217,14 @@ OpenedSource openDrive(std::string const& path)
         return failed(errno, path);
     if (sectorSize < 512 || sectorSize > int(kReadAlignment) * 16)
         return failed(EINVAL, path);
-    int const flags = ::fcntl(file.get(), F_GETFL);
-    if (flags < 0 || ::fcntl(file.get(), F_SETFL, flags & ~O_NONBLOCK) != 0)
+    if (::fcntl(file.get(), F_SETFL, ::fcntl(file.get(), F_GETFL) & ~O_NONBLOCK) != 0)
         return failed(errno, path);
     // A drive made of 4 KiB sectors loses all of one. What claims more means the unit that it likes to be
     // written in.
     unsigned physical = 0;
-    bool const known = ::ioctl(file.get(), BLKPBSZGET, &physical) == 0 && physical <= kReadAlignment &&
-                       physical > 0 && physical % static_cast<unsigned>(sectorSize) == 0;
+    (void)::ioctl(file.get(), BLKPBSZGET, &physical); // which leaves the zero where it cannot tell
+    bool const known = physical > 0 && physical <= kReadAlignment &&
+                       physical % static_cast<unsigned>(sectorSize) == 0;
     opened.m_source =
         std::make_unique<DescriptorSource>(std::move(file), size, static_cast<std::uint32_t>(sectorSize),
                                            known ? physical : static_cast<std::uint32_t>(sectorSize));
@@ -244,7 +234,8 @@ OpenedSource openDrive(std::string const& path)
 std::vector<std::string> scratchDirectories(std::string const& drivePath)
 {
     struct stat status = {};
-    if (::stat(drivePath.c_str(), &status) != 0 || !S_ISBLK(status.st_mode))
+    (void)::stat(drivePath.c_str(), &status); // which leaves the zeros where it fails
+    if (!S_ISBLK(status.st_mode))
         return {};
     std::vector<DeviceNumber> family;
     addFamily("/sys/dev/block/" + std::to_string(major(status.st_rdev)) + ":" +

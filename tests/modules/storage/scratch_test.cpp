@@ -135,11 +135,17 @@ TEST(MountTable, findsTheWritableFileSystemsOfADevice)
 
 TEST(MountTable, skipsWhatIsNotALineOfIt)
 {
-    for (char const* line : {"", " ", "-", "27 1 8:1 / /", "27 1 8 / / rw - ext4 x rw",
-                             "27 1 8:x / / rw - ext4 x rw", "27 1 8:1 / / rw ext4 x rw",
-                             "27 1 8:1 / / rw - ext4", "a - b - c", "27 1 99999999999:1 / / rw - e x rw"})
+    for (char const* line :
+         {"", " ", "-", "27 1 8:1 / /", "27 1 8 / / rw - ext4 x rw", "27 1 8:x / / rw - ext4 x rw",
+          "27 1 8:1 / / rw ext4 x rw", "27 1 8:1 / / rw - ext4", "27 1 8:1 / / rw - ext4 x", "a - b - c",
+          "1 1 8:1 - ext4 x rw y", "27 1 8: / / rw - ext4 x rw", "27 1 :1 / / rw - ext4 x rw",
+          "27 1 99999999999:1 / / rw - e x rw"})
         EXPECT_TRUE(parseMountInfo(line).empty()) << line;
-    EXPECT_EQ(parseMountInfo("1 1 8:1 / /a\\04 rw - e x rw").at(0).m_directory, "/a\\04");
+    for (auto const& [written, directory] :
+         {std::pair{"/a\\04", "/a\\04"}, std::pair{"/a\\040", "/a "}, std::pair{"/a\\400", "/a\\400"},
+          std::pair{"/a\\09\\377b", "/a\\09\377b"}})
+        EXPECT_EQ(parseMountInfo("1 1 8:1 / " + std::string(written) + " rw - e x rw").at(0).m_directory,
+                  directory);
 }
 
 bool never() { return false; }
