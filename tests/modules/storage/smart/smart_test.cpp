@@ -18,6 +18,11 @@ TEST(SmartParser, isBoundedAndSaysWhatItCutsOff)
         many += R"(,{"id":1})";
     SmartReport const sound = parseSmartReport(many + "]}}");
     EXPECT_EQ(sound.m_attributes.at(0).m_name, std::string(999, 'x') + "...") << "no half a character";
+    std::string const whole(1000, 'x');
+    EXPECT_EQ(parseSmartReport(R"({"ata_smart_attributes":{"table":[{"name":")" + whole + R"("}]}})")
+                  .m_attributes.at(0)
+                  .m_name,
+              whole);
     ReportLog host;
     EXPECT_EQ(judgeSmart(host, sound, 0), Outcome::CannotRun);
     EXPECT_EQ(host.m_problems,
@@ -42,6 +47,10 @@ TEST(SmartParser, doubtsWhatIsThereTwiceAtAnyDepth)
     EXPECT_EQ(parseSmartReport(R"({"a":{"x":1,"y":[{"x":2},{"x":3}]},"x":4})").m_doubts, Doubts{});
     EXPECT_EQ(parseSmartReport(R"({"a":[{"x":{},"y":1,"x":[]}]})").m_doubts,
               (Doubts{{Doubt::Kind::Twice, "x"}}));
+    std::string many = "{";
+    for (char name = 'a'; name <= 'z'; ++name)
+        many += std::string("\"") + name + "\":0,\"" + name + "\":0,";
+    EXPECT_EQ(parseSmartReport(many + R"("":0})").m_doubts.size(), 10u);
 }
 
 TEST(SmartParser, readsNothingOfATextThatAZeroByteCuts)
