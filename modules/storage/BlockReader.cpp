@@ -25,14 +25,14 @@ public:
         : m_source(source), m_stopping(stopping), m_offset(offset), m_block(block),
           m_failuresLeft(failuresLeft)
     {
-        bool const fits = source.unitSize() % source.sectorSize() == 0 && offset % source.unitSize() == 0;
+        bool const fits = offset % source.unitSize() == 0;
         m_unit = fits ? source.unitSize() : source.sectorSize();
     }
 
     /// Leaves the parts that fail, and why the search ended early, in `found`.
     void run(BlockVerdict& found)
     {
-        std::vector<Part> parts{{0, (m_block.size() + m_unit - 1) / m_unit, found.m_error}};
+        std::vector<Part> parts{{0, unitsOf(m_block.size(), m_unit), found.m_error}};
         for (bool halving = true; halving;) {
             halving = false;
             std::vector<Part> smaller;
@@ -151,7 +151,7 @@ BlockVerdict BlockReader::read(std::uint64_t offset, std::span<std::byte> block)
             verdict.m_error = outcome.m_error;
         if (!mayPass(error))
             return verdict;
-        if (tries == 0 && m_failing)
+        if (tries == 0)
             m_failing(offset, outcome.m_error);
     }
     if (verdict.m_kind == Kind::Bad)

@@ -1,7 +1,7 @@
 #pragma once
 // Reads one block for sure: repeats a failing read, and finds which sectors of a block cannot be read.
 //
-//     BlockReader reader(source, 3, [&host] { return host.stopRequested(); });
+//     BlockReader reader(source, 3, stopRequested, sayWhatFails);
 //     BlockVerdict verdict = reader.read(offset, block);
 //     for (BadRange const& range : verdict.m_bad)
 //         report(range.m_offset, range.m_length, range.m_error);
@@ -66,7 +66,7 @@ public:
     /// asked before every read but the first of a block. `failing` is told of the first failing read of a
     /// block before anything else is read.
     using Failing = std::function<void(std::uint64_t offset, int error)>;
-    BlockReader(BlockSource& source, unsigned repeats, std::function<bool()> stopping, Failing failing = {})
+    BlockReader(BlockSource& source, unsigned repeats, std::function<bool()> stopping, Failing failing)
         : m_source(source), m_repeats(repeats), m_stopping(std::move(stopping)), m_failing(std::move(failing))
     {}
 

@@ -36,6 +36,12 @@ struct BlockSource
 /// Meets every drive's demand on memory for direct reads.
 constexpr std::size_t kReadAlignment = 4096;
 
+/// How many units it takes to hold so many bytes.
+constexpr std::uint64_t unitsOf(std::uint64_t bytes, std::uint64_t unit) noexcept
+{
+    return bytes / unit + (bytes % unit != 0 ? 1 : 0);
+}
+
 /// Checks that what was read at `offset` is what was once written there.
 struct ContentCheck
 {

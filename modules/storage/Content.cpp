@@ -14,7 +14,7 @@ constexpr std::size_t kTilesBytes = 64 * SeededContent::kUnit;
 SeededContent::SeededContent(std::uint64_t seed) : m_seed(seed), m_tiles(kTilesBytes)
 {
     std::uint64_t state = seed;
-    for (std::size_t i = 0; i < kTilesBytes; i += 8) {
+    for (std::size_t i = 0; i != kTilesBytes; i += 8) {
         std::uint64_t const word = splitMix(state);
         std::memcpy(m_tiles.data() + i, &word, 8);
     }

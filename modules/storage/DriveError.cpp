@@ -69,7 +69,7 @@ bool mayPass(DriveError error) noexcept
     case DriveError::NoMedia:
     case DriveError::Reserved:
     case DriveError::Refused:
-        return false;
+        break;
     }
     return false;
 }

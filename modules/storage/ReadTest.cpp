@@ -47,11 +47,9 @@ class BlockOrder
 {
 public:
     BlockOrder(ReadPlan const& plan, std::uint64_t size)
-        : m_plan(plan), m_size(size), m_state(plan.m_seed),
-          m_blocks((size + plan.m_blockSize - 1) / plan.m_blockSize)
+        : m_plan(plan), m_size(size), m_state(plan.m_seed), m_blocks(unitsOf(size, plan.m_blockSize))
     {
-        std::uint64_t const asked =
-            plan.m_amount / plan.m_blockSize + (plan.m_amount % plan.m_blockSize ? 1 : 0);
+        std::uint64_t const asked = unitsOf(plan.m_amount, plan.m_blockSize);
         m_count = plan.m_order == ReadPlan::Order::Random    ? std::max<std::uint64_t>(asked, 1)
                   : plan.m_order == ReadPlan::Order::Surface ? m_blocks
                                                              : std::clamp<std::uint64_t>(asked, 1, m_blocks);
@@ -184,10 +182,7 @@ private:
             repeated(offset, verdict);
         if (filled) {
             m_summary.m_bytes += block.size();
-            if (seconds > m_slowestSeconds) {
-                m_slowestSeconds = seconds;
-                m_slowestOffset = offset;
-            }
+            m_slowest = std::max(m_slowest, {seconds, offset});
             m_bad.flush();
             checkContent(offset, block);
         } else if (verdict.m_kind == BlockVerdict::Kind::Bad) {
@@ -296,10 +291,9 @@ private:
                       {"Repeated", std::to_string(m_repeatedBlocks)},
                       {"Seconds", decimal(m_summary.m_seconds)},
                       {"Speed", decimal(speed)},
-                      {"SlowestLba", std::to_string(m_slowestOffset / m_source.sectorSize())},
-                      {"SlowestMilliseconds", decimal(m_slowestSeconds * 1000, 1)}}});
-        if (m_summary.m_outcome == Outcome::Pass && !m_failed && m_plan.m_floor > 0 &&
-            speed < m_plan.m_floor) {
+                      {"SlowestLba", std::to_string(m_slowest.second / m_source.sectorSize())},
+                      {"SlowestMilliseconds", decimal(m_slowest.first * 1000, 1)}}});
+        if (m_summary.m_outcome == Outcome::Pass && !m_failed && speed < m_plan.m_floor) {
             m_host.fault({kEventTooSlow, {{"Speed", decimal(speed)}, {"Floor", decimal(m_plan.m_floor)}}});
             m_failed = true;
         }
@@ -318,8 +312,7 @@ private:
     std::uint64_t m_blocksRead = 0;
     std::uint64_t m_repeatedBlocks = 0;
     std::uint64_t m_failingBlocks = 0;
-    std::uint64_t m_slowestOffset = 0;
-    double m_slowestSeconds = 0;
+    std::pair<double, std::uint64_t> m_slowest; // seconds, and the offset of the block
     unsigned m_badBlocks = 0;
     bool m_failed = false;
     int m_percent = -1;

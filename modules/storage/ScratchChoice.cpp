@@ -43,9 +43,9 @@ bool isDriveFailure(int error, ScratchStep step) noexcept
     case DriveError::Busy:
     case DriveError::TryAgain:
     case DriveError::Refused:
-        return error == EROFS && step == ScratchStep::Writing;
+        break;
     }
-    return false;
+    return error == EROFS && step == ScratchStep::Writing;
 }
 
 OpenedSource firstThatTakes(std::vector<std::string> const& directories,

@@ -34,11 +34,11 @@ public:
     }
     ~Descriptor()
     {
-        if (m_number >= 0)
+        if (m_number != -1)
             ::close(m_number);
     }
     int get() const noexcept { return m_number; }
-    explicit operator bool() const noexcept { return m_number >= 0; }
+    explicit operator bool() const noexcept { return m_number != -1; }
 
 private:
     int m_number;
@@ -223,8 +223,8 @@ OpenedSource openDrive(std::string const& path)
     // written in.
     unsigned physical = 0;
     (void)::ioctl(file.get(), BLKPBSZGET, &physical); // which leaves the zero where it cannot tell
-    bool const known = physical > 0 && physical <= kReadAlignment &&
-                       physical % static_cast<unsigned>(sectorSize) == 0;
+    bool const known =
+        physical > 0 && physical <= kReadAlignment && physical % static_cast<unsigned>(sectorSize) == 0;
     opened.m_source =
         std::make_unique<DescriptorSource>(std::move(file), size, static_cast<std::uint32_t>(sectorSize),
                                            known ? physical : static_cast<std::uint32_t>(sectorSize));

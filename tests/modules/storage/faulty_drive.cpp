@@ -34,12 +34,12 @@ int errorNamed(char const* name)
         char const* m_name;
         int m_error;
     } const errors[] = {
-        {"EIO", EIO},         {"ENODATA", ENODATA}, {"EILSEQ", EILSEQ},         {"EREMOTEIO", EREMOTEIO},
-        {"EBADMSG", EBADMSG}, {"EBADE", EBADE},     {"EBUSY", EBUSY},           {"EAGAIN", EAGAIN},
-        {"ENOLINK", ENOLINK}, {"ENXIO", ENXIO},     {"ENOMEM", ENOMEM},         {"ETIMEDOUT", ETIMEDOUT},
-        {"EINTR", EINTR},     {"EINVAL", EINVAL},   {"EACCES", EACCES},         {"ENOSYS", ENOSYS},
-        {"ESPIPE", ESPIPE},   {"EISDIR", EISDIR},   {"EOPNOTSUPP", EOPNOTSUPP}, {"nothing", kNothing},
-        {"half", kHalf}};
+        {"EIO", EIO},          {"ENODATA", ENODATA}, {"EILSEQ", EILSEQ}, {"EREMOTEIO", EREMOTEIO},
+        {"EBADMSG", EBADMSG},  {"EBADE", EBADE},     {"EBUSY", EBUSY},   {"EAGAIN", EAGAIN},
+        {"ENOLINK", ENOLINK},  {"ENXIO", ENXIO},     {"ENOMEM", ENOMEM}, {"ETIMEDOUT", ETIMEDOUT},
+        {"EINTR", EINTR},      {"EINVAL", EINVAL},   {"EACCES", EACCES}, {"EDQUOT", EDQUOT},
+        {"ENOSYS", ENOSYS},    {"ESPIPE", ESPIPE},   {"EISDIR", EISDIR}, {"EOPNOTSUPP", EOPNOTSUPP},
+        {"nothing", kNothing}, {"half", kHalf}};
     for (auto const& one : errors)
         if (std::strcmp(name, one.m_name) == 0)
             return one.m_error;

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <numeric>
 
 namespace krel5::modules::storage {
 namespace {
@@ -88,6 +89,11 @@ TEST(Reading, ofASoundDriveTouchesEveryByteOnce)
     EXPECT_EQ(summary.m_bytes, drive.m_size);
     EXPECT_EQ(drive.m_reads, 11u);
     EXPECT_TRUE(host.m_faults.empty() && host.m_warnings.empty() && host.m_problems.empty());
+    ASSERT_EQ(host.m_notes.size(), 1u);
+    EXPECT_EQ(
+        host.m_notes[0].rfind("StorageRead Blocks=11 Planned=11 Bad=0 Bytes=655872 Repeated=0 Seconds=", 0),
+        0u)
+        << host.m_notes[0];
 }
 
 TEST(Reading, thatSucceedsAfterRepeatsIsAWarning)
@@ -99,6 +105,37 @@ TEST(Reading, thatSucceedsAfterRepeatsIsAWarning)
     EXPECT_TRUE(host.m_faults.empty());
     ASSERT_EQ(host.m_warnings.size(), 1u);
     EXPECT_EQ(host.m_warnings[0].rfind("StorageReadRepeated Lba=128 Offset=65536 Repeats=2 Error=5 ", 0), 0u);
+    EXPECT_EQ(host.m_signsOfLife.size(), 1u) << "of the first failure";
+}
+
+TEST(Reading, warnsOfAsManyRepeatsAsOfBadBlocksAndCountsThemAll)
+{
+    PaperDrive drive(8 * kBlock);
+    for (std::uint64_t block = 1; block < 6; ++block)
+        drive.m_failures[block * 128] = 1;
+    ReadPlan plan = surface();
+    plan.m_mostFaults = 3;
+    ReportLog host;
+    EXPECT_EQ(runReadTest(host, drive, plan).m_outcome, Outcome::Pass);
+    EXPECT_EQ(host.m_warnings.size(), 3u);
+    EXPECT_EQ(host.m_signsOfLife.size(), 3u);
+    EXPECT_NE(host.m_notes.back().find(" Repeated=5 "), std::string::npos) << host.m_notes.back();
+}
+
+TEST(Reading, tellsEachPercentOnce)
+{
+    PaperDrive drive(1000 * 4096);
+    ReadPlan plan = surface();
+    plan.m_blockSize = 4096;
+    struct : ReportLog
+    {
+        std::vector<int> m_told;
+        void progress(int percent) override { m_told.push_back(percent); }
+    } host;
+    runReadTest(host, drive, plan);
+    std::vector<int> all(101);
+    std::iota(all.begin(), all.end(), 0);
+    EXPECT_EQ(host.m_told, all);
 }
 
 TEST(Reading, thatComesShortOrFailsOnlyAsAWholeIsAFault)
@@ -183,16 +220,17 @@ TEST(Reading, keepsTheFaultOfADriveThatVanishesWhileItIsNarrowed)
 TEST(Reading, tellsTheRunsOfALargeBlockApart)
 {
     PaperDrive drive(1 << 20);
-    drive.m_bad = {{10, EIO}, {2000, ENODATA}};
+    drive.m_bad = {{10, EIO}, {11, ENODATA}, {2000, ENODATA}};
     ReadPlan plan = surface();
     plan.m_blockSize = 1 << 20;
     plan.m_repeats = 0;
     ReportLog host;
     EXPECT_EQ(runReadTest(host, drive, plan).m_outcome, Outcome::Fail);
-    ASSERT_EQ(host.m_faults.size(), 2u);
+    ASSERT_EQ(host.m_faults.size(), 3u);
     EXPECT_EQ(host.m_faults[0].rfind(badSectors(10, 1, EIO), 0), 0u) << host.m_faults[0];
-    EXPECT_EQ(host.m_faults[1].rfind(badSectors(2000, 1, ENODATA), 0), 0u) << host.m_faults[1];
-    EXPECT_LE(drive.m_failed, 1u + 2 * 11) << "half a minute each";
+    EXPECT_EQ(host.m_faults[1].rfind(badSectors(11, 1, ENODATA), 0), 0u) << host.m_faults[1];
+    EXPECT_EQ(host.m_faults[2].rfind(badSectors(2000, 1, ENODATA), 0), 0u) << host.m_faults[2];
+    EXPECT_LE(drive.m_failed, 1u + 2 * 11 + 1) << "half a minute each";
 }
 
 TEST(Reading, losesWholeUnitsOfTheDrive)
@@ -207,6 +245,16 @@ TEST(Reading, losesWholeUnitsOfTheDrive)
     EXPECT_EQ(host.m_faults[0].rfind(badSectors(8, 8, EIO), 0), 0u) << host.m_faults[0];
     EXPECT_EQ(host.m_faults[1].rfind(badSectors(2048, 3, EIO), 0), 0u) << host.m_faults[1];
     EXPECT_LE(drive.m_failed, 2u * 4 + 4) << "both blocks, and the halves of the first";
+
+    PaperDrive other(12 * 512);
+    other.m_unitSize = 4096;
+    other.m_bad[7] = EIO;
+    ReadPlan plan = surface();
+    plan.m_blockSize = 3 * 512;
+    ReportLog misplaced;
+    EXPECT_EQ(runReadTest(misplaced, other, plan).m_outcome, Outcome::Fail);
+    ASSERT_EQ(misplaced.m_faults.size(), 1u);
+    EXPECT_EQ(misplaced.m_faults[0].rfind(badSectors(7, 1, EIO), 0), 0u) << "blocks that begin within a unit";
 }
 
 TEST(Reading, givesUpOnADyingDrive)
@@ -224,6 +272,7 @@ TEST(Reading, givesUpOnADyingDrive)
         EXPECT_EQ(host.m_faults[i].rfind(bad("StorageBadWithin", i * 128, 128, EIO), 0), 0u)
             << host.m_faults[i];
     EXPECT_EQ(host.m_warnings, std::vector<std::string>{"StorageEndedEarly BadBlocks=4"});
+    EXPECT_EQ(host.m_signsOfLife.size(), 4u);
     EXPECT_LE(drive.m_reads, 4u + BlockReader::kMostFailures + 3 * BlockReader::kFurtherFailures);
 }
 
@@ -320,17 +369,19 @@ TEST(Reading, followsItsOrder)
 {
     ReadPlan plan = surface();
     plan.m_order = ReadPlan::Order::Sequential;
-    plan.m_amount = 3 * kBlock;
+    plan.m_amount = 2 * kBlock + 1;
     PaperDrive sequential(100 * kBlock);
     ReportLog host;
     runReadTest(host, sequential, plan);
     EXPECT_EQ(sequential.m_offsets, (std::vector<std::uint64_t>{0, kBlock, 2 * kBlock}));
+    EXPECT_EQ(host.m_notes.size(), 1u) << "and none about a seed";
 
     plan.m_order = ReadPlan::Order::Random;
     plan.m_amount = 200 * kBlock;
     plan.m_seed = 99;
     PaperDrive first(100 * kBlock), second(100 * kBlock);
     runReadTest(host, first, plan);
+    EXPECT_EQ(host.m_notes.at(1), "StorageSeed Seed=99");
     runReadTest(host, second, plan);
     EXPECT_EQ(first.m_offsets, second.m_offsets);
     std::set<std::uint64_t> const places(first.m_offsets.begin(), first.m_offsets.end());
@@ -368,6 +419,11 @@ TEST(Reading, refusesWhatCannotBeRead)
         EXPECT_EQ(host.m_problems.size(), 1u);
         EXPECT_EQ(drive.m_reads, 0u);
     }
+    PaperDrive drive(kBlock);
+    ReadPlan largest = surface();
+    largest.m_blockSize = kMostBlockSize;
+    ReportLog host;
+    EXPECT_EQ(runReadTest(host, drive, largest).m_outcome, Outcome::Pass);
 }
 
 TEST(Reading, belowItsFloorIsAFault)
@@ -379,6 +435,17 @@ TEST(Reading, belowItsFloorIsAFault)
     EXPECT_EQ(runReadTest(host, drive, plan).m_outcome, Outcome::Fail);
     ASSERT_EQ(host.m_faults.size(), 1u);
     EXPECT_EQ(host.m_faults[0].rfind("StorageTooSlow Speed=", 0), 0u);
+
+    ReportLog stopped;
+    stopped.m_stopAfterQuestions = 0;
+    EXPECT_EQ(runReadTest(stopped, drive, plan).m_outcome, Outcome::Stopped);
+    EXPECT_TRUE(stopped.m_faults.empty()) << "nothing was measured";
+    EXPECT_NE(stopped.m_notes.back().find(" Speed=0.00 "), std::string::npos) << stopped.m_notes.back();
+
+    drive.m_bad[1] = EIO;
+    ReportLog bad;
+    EXPECT_EQ(runReadTest(bad, drive, plan).m_outcome, Outcome::Fail);
+    EXPECT_EQ(bad.m_faults.size(), 1u) << "of a drive that is bad its speed says nothing";
 }
 
 } // namespace

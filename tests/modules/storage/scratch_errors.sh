@@ -57,6 +57,7 @@ pwrite half 2|0|PASS|Read: 4194304 bytes
 pwrite EINTR 2|0|PASS|Read: 4194304 bytes
 pwrite nothing|23|FAIL|failed while a temporary file was written
 pwrite EIO|23|FAIL|failed while a temporary file was written
+pwrite EDQUOT|28|CANNOT RUN|A temporary file cannot be made
 fsync EIO|23|FAIL|failed while a temporary file was written
 sync EIO 1|23|FAIL|failed while a temporary file was written
 sync ENOSYS|0|PASS|Read: 4194304 bytes

@@ -139,16 +139,23 @@ TEST(StorageTest, ofAFileSaysWhatItsHostHasToHear)
 {
     DriveAccess access;
     access.m_directories = [](std::string const&) { return std::vector<std::string>{"here"}; };
-    access.m_make = [](std::string const&, std::uint64_t size, SeededContent const&, ScratchProgress const&) {
+    access.m_make = [](std::string const&, std::uint64_t size, SeededContent const&,
+                       ScratchProgress const& progress) {
+        EXPECT_TRUE(progress(0) && progress(1) && progress(size));
         auto drive = std::make_unique<PaperDrive>(size);
-        drive->m_sectorSize = SeededContent::kUnit;
+        drive->m_sectorSize = drive->m_unitSize = SeededContent::kUnit;
         drive->m_bad[3] = EIO;
         OpenedSource opened;
         opened.m_source = std::move(drive);
         return opened;
     };
-    ReportLog host;
+    struct : ReportLog
+    {
+        std::vector<int> m_told;
+        void progress(int percent) override { m_told.push_back(m_percent = percent); }
+    } host;
     EXPECT_EQ(runStorageTest(host, "/dev/drive", fileSettings(), access), Outcome::Fail);
+    EXPECT_EQ(host.m_told, (std::vector<int>{0, 50, 62, 75, 87, 100})) << "half of it for writing";
     EXPECT_FALSE(host.m_faults.empty());
     ASSERT_FALSE(host.m_signsOfLife.empty()) << "of a read that takes long";
     EXPECT_EQ(host.m_signsOfLife[0].rfind("StorageReadFailing Lba=", 0), 0u) << host.m_signsOfLife[0];
