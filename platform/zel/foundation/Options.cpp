@@ -100,40 +100,45 @@ OptionManager& OptionManager::instance()
     return s_instance;
 }
 
-void OptionManager::registerOption(Option const& option)
+void OptionManager::registerOption(Option option)
 {
-    if (m_entries.empty())
-        m_entries.reserve(32); // entries are large, and all of a module's are made at its start
+    if (m_options.empty())
+        m_options.reserve(32); // options are large, and all of a module's are made at its start
     String const word = option.word();
-    for (Entry const& entry : m_entries) {
-        if (entry.option.name() == option.name())
-            throw OptionException(String("Option registered twice: ") + quoted(option.name()));
-        if (isWordOf(entry.option, word))
-            throw OptionException(String("Two options with the same word: ") + quoted(word));
-    }
-    m_entries.push_back({option, std::nullopt});
+    if (indexOfName(option.name()) != m_options.size())
+        throw OptionException(String("Option registered twice: ") + quoted(option.name()));
+    if (indexOfWord(word) != m_options.size())
+        throw OptionException(String("Two options with the same word: ") + quoted(word));
+    m_options.push_back(std::move(option));
+    m_values.emplace_back();
+}
+
+std::size_t OptionManager::indexOfName(String const& name) const
+{
+    auto const found = std::find_if(m_options.begin(), m_options.end(),
+                                    [&](Option const& option) { return option.name() == name; });
+    return static_cast<std::size_t>(found - m_options.begin());
 }
 
 std::size_t OptionManager::indexOfWord(String const& word) const
 {
-    auto const found = std::find_if(m_entries.begin(), m_entries.end(),
-                                    [&](Entry const& entry) { return isWordOf(entry.option, word); });
-    return static_cast<std::size_t>(found - m_entries.begin());
+    auto const found = std::find_if(m_options.begin(), m_options.end(),
+                                    [&](Option const& option) { return isWordOf(option, word); });
+    return static_cast<std::size_t>(found - m_options.begin());
 }
 
 void OptionManager::throwUnknown(String const& word) const
 {
     auto const meant = [&](auto spelling) {
-        return std::find_if(m_entries.begin(), m_entries.end(),
-                            [&](Entry const& entry) { return core(spelling(entry.option)) == core(word); });
+        return std::find_if(m_options.begin(), m_options.end(),
+                            [&](Option const& option) { return core(spelling(option)) == core(word); });
     };
     auto found = meant([](Option const& option) { return option.word(); });
-    if (found == m_entries.end()) // the name in full, as "--help" for "-h"
+    if (found == m_options.end()) // the name in full, as "--help" for "-h"
         found = meant([](Option const& option) { return option.name(); });
     String const message = String("Unknown word on the command line: ") + quoted(word);
-    throw OptionException(found == m_entries.end()
-                              ? message
-                              : message + " (did you mean " + quoted(found->option.word()) + "?)");
+    throw OptionException(
+        found == m_options.end() ? message : message + " (did you mean " + quoted(found->word()) + "?)");
 }
 
 void OptionManager::mergeCommandLine(int argc, char const* const argv[])
@@ -143,12 +148,12 @@ void OptionManager::mergeCommandLine(int argc, char const* const argv[])
         if (argv[i])
             words.emplace_back(argv[i]);
 
-    std::vector<std::optional<String>> values(m_entries.size());
+    std::vector<std::optional<String>> values(m_options.size());
     for (std::size_t i = 0; i < words.size(); ++i) {
         std::size_t const index = indexOfWord(words[i]);
-        if (index == m_entries.size())
+        if (index == m_options.size())
             throwUnknown(words[i]);
-        Option const& option = m_entries[index].option;
+        Option const& option = m_options[index];
         if (values[index])
             throw OptionException(String("Option given twice: ") + quoted(option.word()));
         if (option.type() == Option::Type::Flag) {
@@ -156,21 +161,14 @@ void OptionManager::mergeCommandLine(int argc, char const* const argv[])
             continue;
         }
         // A value that is another option's word is far more often a forgotten value.
-        if (i + 1 == words.size() || indexOfWord(words[i + 1]) != m_entries.size())
+        if (i + 1 == words.size() || indexOfWord(words[i + 1]) != m_options.size())
             throw OptionException(String("The option ") + quoted(option.word()) + " needs a value");
         checkValue(option, words[++i]);
         values[index] = words[i];
     }
     for (std::size_t i = 0; i < values.size(); ++i)
         if (values[i])
-            m_entries[i].value = std::move(values[i]);
-}
-
-OptionManager::Entry const* OptionManager::find(String const& name) const
-{
-    auto const found = std::find_if(m_entries.begin(), m_entries.end(),
-                                    [&](Entry const& entry) { return entry.option.name() == name; });
-    return found == m_entries.end() ? nullptr : &*found;
+            m_values[i] = std::move(values[i]);
 }
 
 std::optional<std::int64_t> OptionManager::lookupIntegerValue(String const& name) const
@@ -181,22 +179,26 @@ std::optional<std::int64_t> OptionManager::lookupIntegerValue(String const& name
 
 std::optional<String> OptionManager::lookupStringValue(String const& name) const
 {
-    Entry const* entry = find(name);
-    if (!entry)
+    std::size_t const index = indexOfName(name);
+    if (index == m_options.size())
         return std::nullopt;
-    if (entry->value)
-        return entry->value;
-    String const& fallback = entry->option.defaultValue();
+    if (m_values[index])
+        return m_values[index];
+    String const& fallback = m_options[index].defaultValue();
     return fallback.empty() ? std::nullopt : std::optional<String>(fallback);
 }
 
 bool OptionManager::lookupFlag(String const& name) const
 {
-    Entry const* entry = find(name);
-    return entry && entry->value.has_value();
+    std::size_t const index = indexOfName(name);
+    return index != m_options.size() && m_values[index].has_value();
 }
 
-void OptionManager::reset() { m_entries.clear(); }
+void OptionManager::reset()
+{
+    m_options.clear();
+    m_values.clear();
+}
 
 Option LoggerConfig::loggerLevelOption()
 {

@@ -48,7 +48,9 @@ public:
     static OptionManager& instance();
 
     /// Throws OptionException when another option has the same name or the same word on the command line.
-    void registerOption(Option const& option);
+    void registerOption(Option option);
+    /// What was registered, in that order. Valid until the next call that is not const.
+    std::vector<Option> const& options() const noexcept { return m_options; }
 
     /// Reads `argv[1]` to `argv[argc - 1]`. Words are matched whole and with their case. Throws
     /// OptionException, naming the word, for one that no option knows, a value that is missing, not of its
@@ -65,14 +67,10 @@ public:
     void reset();
 
 private:
-    struct Entry
-    {
-        Option option;
-        std::optional<String> value;
-    };
-    std::vector<Entry> m_entries;
-    Entry const* find(String const& name) const;
-    std::size_t indexOfWord(String const& word) const; // m_entries.size() when no option has it
+    std::vector<Option> m_options;
+    std::vector<std::optional<String>> m_values;       // of the option in the same place
+    std::size_t indexOfName(String const& name) const; // m_options.size() when no option has it
+    std::size_t indexOfWord(String const& word) const; // m_options.size() when no option has it
     [[noreturn]] void throwUnknown(String const& word) const;
 };
 

@@ -15,6 +15,7 @@
 #include <atomic>
 #include <csetjmp>
 #include <cstring>
+#include <new>
 #include <pthread.h>
 #include <unwind.h>
 
@@ -38,7 +39,6 @@ struct Frames
 
 int s_exitStatus = 1;
 FaultHandler::Report s_report = nullptr;
-GuardedStack* s_reportStack = nullptr; // never freed
 std::atomic<pid_t> s_faultingThread{0};
 
 // Of the one fault that is reported; written by the thread that claimed the report.
@@ -180,7 +180,11 @@ void handleFault(int number, siginfo_t* info, void* interrupted)
     writeMinimalLine(faultSignal(number));
     s_info = *info;
     collectFramesGuarded(context);
-    if (s_reportStack->empty() || !machine::continueIn(context, reportAndEnd, s_reportStack->end()))
+    // Taken now, by a system call: a process that never faults, as nearly all, need not have it from its start.
+    // Where there is none left, the report goes on here, on the smaller stack.
+    alignas(GuardedStack) static std::byte s_memory[sizeof(GuardedStack)];
+    auto const& stack = *new (s_memory) GuardedStack(kReportStack); // never freed: what follows stands on it
+    if (stack.empty() || !machine::continueIn(context, reportAndEnd, stack.end()))
         reportAndEnd();
 }
 
@@ -217,8 +221,6 @@ void FaultHandler::install(int exitStatus, Report report)
 {
     s_exitStatus = exitStatus;
     s_report = report;
-    if (!s_reportStack)
-        s_reportStack = new GuardedStack(kReportStack);
     prepareThread();
     struct sigaction action = {};
     action.sa_sigaction = handleFault;

@@ -5,6 +5,8 @@
 
 #include <zel/foundation/OStream.h>
 
+#include <vector>
+
 namespace krel5 {
 namespace {
 
@@ -28,6 +30,21 @@ Row const s_rows[] = {
 #include <krel5/vocabulary/CommandLineOption.def>
 };
 
+// How each of the manager's options shows, in the same order.
+std::vector<tCommandLineOptionCharacteristic>& characteristics()
+{
+    static auto* const s_characteristics = new std::vector<tCommandLineOptionCharacteristic>();
+    return *s_characteristics;
+}
+
+void add(zel::Option option, tCommandLineOptionCharacteristic characteristic)
+{
+    auto& manager = zel::OptionManager::instance();
+    manager.registerOption(std::move(option));
+    characteristics().resize(manager.options().size());
+    characteristics().back() = characteristic;
+}
+
 template <typename Column>
 void addRows(Column column)
 {
@@ -40,22 +57,12 @@ void addRows(Column column)
 
 } // namespace
 
-std::vector<CommandLine::Entry>& CommandLine::entries()
-{
-    static auto* const s_entries = [] {
-        auto* const made = new std::vector<Entry>();
-        made->reserve(32); // entries are large
-        return made;
-    }();
-    return *s_entries;
-}
-
 void CommandLine::addCommandLineOption(CommandLineOption const& option, zel::Option::Type type,
                                        tCommandLineOptionCharacteristic characteristic, bool dash)
 {
-    entries().push_back({zel::Option(option.name().zelString(), "", type, {}, option.command().zelString(),
-                                     option.description().zelString(), dash),
-                         characteristic});
+    add(zel::Option(option.name().zelString(), "", type, {}, option.command().zelString(),
+                    option.description().zelString(), dash),
+        characteristic);
 }
 
 void CommandLine::addFacadeOptions(Facade::Kind kind)
@@ -73,16 +80,13 @@ void CommandLine::addFacadeOptions(Facade::Kind kind)
 void CommandLine::addCommonOptions()
 {
     addRows([](Row const& row) { return row.common; });
-    entries().push_back({zel::LoggerConfig::loggerLevelOption(), Plain});
-    entries().push_back({zel::LoggerConfig::loggerRootOption(), Plain});
+    add(zel::LoggerConfig::loggerLevelOption(), Plain);
+    add(zel::LoggerConfig::loggerRootOption(), Plain);
 }
 
 void CommandLine::parse(int argc, char const* const argv[])
 {
-    auto& manager = zel::OptionManager::instance();
-    for (Entry const& entry : entries())
-        manager.registerOption(entry.option);
-    manager.mergeCommandLine(argc, argv);
+    zel::OptionManager::instance().mergeCommandLine(argc, argv);
 }
 
 // A value that reads like an option's word is no value, so the words alone decide.
@@ -117,17 +121,19 @@ std::optional<zel::String> CommandLine::text(CommandLineOption const& option)
 void CommandLine::printUsage(zel::OStream& out, zel::String const& moduleGuid)
 {
     out << "Usage: " << moduleGuid << ".w4x  ";
-    for (Entry const& entry : entries()) {
-        if (entry.characteristic == Hidden)
+    auto const& options = zel::OptionManager::instance().options();
+    for (std::size_t i = 0; i < options.size(); ++i) {
+        zel::Option const& option = options[i];
+        tCommandLineOptionCharacteristic const characteristic = characteristics()[i];
+        if (characteristic == Hidden)
             continue;
-        out << (entry.characteristic == OpensGroup ? "[" : "")
-            << entry.option.getUsageString(entry.option.hasDash() ? "-" : "")
-            << (entry.characteristic == ClosesGroup ? "]" : "");
+        out << (characteristic == OpensGroup ? "[" : "") << option.getUsageString(option.hasDash() ? "-" : "")
+            << (characteristic == ClosesGroup ? "]" : "");
     }
     out << zel::endl;
-    for (Entry const& entry : entries()) {
-        zel::Option const& option = entry.option;
-        if (entry.characteristic == Hidden)
+    for (std::size_t i = 0; i < options.size(); ++i) {
+        zel::Option const& option = options[i];
+        if (characteristics()[i] == Hidden)
             continue;
         out << (option.hasDash() ? " -" : "") << option.command() << " : " << option.name() << ". "
             << option.description();

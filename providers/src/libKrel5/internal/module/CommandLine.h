@@ -5,7 +5,7 @@
 
 #include <zel/foundation/Options.h>
 
-#include <vector>
+#include <optional>
 
 namespace zel {
 class OStream;
@@ -27,13 +27,14 @@ enum tCommandLineOptionCharacteristic {
 class CommandLine
 {
 public:
-    /// Appends one option.
+    /// Registers one option with zel::OptionManager, behind those before it.
     static void addCommandLineOption(CommandLineOption const& option, zel::Option::Type type,
                                      tCommandLineOptionCharacteristic characteristic, bool dash);
-    /// Appends the options of a kind of module, then registers the common ones and the logger's behind them.
+    /// Do so with the options of a kind of module, then the common ones and the logger's
+    /// behind them.
     static void addFacadeOptions(Facade::Kind kind);
     static void addCommonOptions();
-    /// Registers every appended option and parses. Throws zel::OptionException naming the word.
+    /// Throws zel::OptionException naming the word.
     static void parse(int argc, char const* const argv[]);
 
     /// Whether the words, which need not be understood yet, are those of a client that hosts the module in its
@@ -45,14 +46,6 @@ public:
     static std::optional<zel::String> text(CommandLineOption const& option);
 
     static void printUsage(zel::OStream& out, zel::String const& moduleGuid);
-
-private:
-    struct Entry
-    {
-        zel::Option option;
-        tCommandLineOptionCharacteristic characteristic;
-    };
-    static std::vector<Entry>& entries();
 };
 
 } // namespace krel5

@@ -115,7 +115,6 @@ void ModuleCommon::setCmdLineArgs(Facade const& facade, int argc, char const* co
     OwnProcess::secureStandardStreams();
     OwnProcess::secureSignals();
     ErrorReporting::install(facade, false);
-    CommandLine::addFacadeOptions(facade.kind);
     zel::String const call = zel::String(facade.className) + "::setCmdLineArgs(...)";
     auto const logAtLeastHere = [] {
         if (!state().logNamed)
@@ -124,6 +123,7 @@ void ModuleCommon::setCmdLineArgs(Facade const& facade, int argc, char const* co
     auto const body = [&] {
         try {
             checkOneFacade(facade, "::setCmdLineArgs", true);
+            CommandLine::addFacadeOptions(facade.kind);
             understandCommandLine(argc, argv);
             state().commandLineOf = &facade;
         } catch (zel::OptionException const& error) {
