@@ -221,7 +221,16 @@ TEST_F(ModuleTest, PassAndFailAndTheirReports)
     EXPECT_TRUE(holds(events.out, "Warning (1) : The "));
     EXPECT_TRUE(holds(events.out, "a notea notelooking aroundEstimated Time Left: 7\n"));
     EXPECT_EQ(events.status, 0);
+    EXPECT_EQ(events.err, "exit callback\n") << "a warning and a PASS agree";
     EXPECT_EQ(runTest("quit").status, 53);
+
+    Outcome const lenient = runTest("lenient");
+    EXPECT_EQ(lenient.status, 0);
+    EXPECT_EQ(lenient.err, "WARNING: the test \"lenient\" reported an error and returned PASS, which counts\n"
+                           "exit callback\n");
+    settings("Test.lenient.ForceEvent.value=note\n");
+    EXPECT_TRUE(holds(runTest("lenient").out, "a notea note\nForced events: not reported by the test ("))
+        << "a line of its own behind a text that has no end";
 }
 
 TEST_F(ModuleTest, ExceptionsOfATestAreInternalErrors)
@@ -294,6 +303,17 @@ TEST_F(ModuleTest, StoppedRunsNeverPass)
     EXPECT_TRUE(holds(never.err, "Runs: 2, 1 USER ABORTED, 1 not made\n"));
     EXPECT_FALSE(has(never.out, "50%")) << "asked to stop before the first test, none starts";
 
+    for (auto const& [forced, status] : {std::pair{"PASS", 24}, {"FAIL", 23}}) { // which no stop can prevent
+        m_folder.write("stopped.w4i", std::string("Test.pass.ForceResult.value=") + forced + "\n");
+        Outcome const outcome = module(early);
+        EXPECT_EQ(outcome.status, status) << "a stop takes back a PASS and nothing else";
+        EXPECT_TRUE(holds(outcome.err, std::string("Runs: 2, 1 ") + forced + ", 1 not made\n"));
+    }
+    Start all = early;
+    all.name = "chooses";
+    m_folder.write("chooses.w4i", "Test.fail.ForceResult.value=PASS\n");
+    EXPECT_TRUE(holds(module(all).err, "Runs: 2, 2 PASS\n"));
+
     early.arguments = {"enum"};
     Outcome const listing = module(early);
     EXPECT_EQ(listing.status, 24);
@@ -335,6 +355,10 @@ TEST_F(ModuleTest, WhatATestDoesToItsOwnProcess)
     Outcome const thrown = runTest("childThrows");
     EXPECT_EQ(thrown.status, 0) << thrown.err;
     EXPECT_EQ(thrown.err.find("exit callback"), thrown.err.rfind("exit callback")) << "the parent's alone";
+    Outcome const returned = runTest("childReturns");
+    EXPECT_EQ(returned.status, 0) << returned.out;
+    EXPECT_EQ(returned.out.find("Final Result"), returned.out.rfind("Final Result")) << "the parent's alone";
+    EXPECT_TRUE(holds(returned.err, "A child process of the test came back from it"));
     Outcome const nested = runTest("nested");
     EXPECT_EQ(nested.status, 23);
     EXPECT_TRUE(holds(nested.out, "Cannot call DiagModule::runTest while a test runs\n"));
@@ -445,6 +469,10 @@ TEST_F(ModuleTest, QuestionsHaveAnswers)
     EXPECT_EQ(module(stopped).status, 24) << "what the test makes of no answer is nobody's finding";
     settings("PromptEnable.value=false\n");
     EXPECT_EQ(module(start).status, 40);
+    settings("MinTimePerTest.value=1\n");
+    Outcome const repeated = module(start);
+    EXPECT_EQ(repeated.status, 29);
+    EXPECT_TRUE(holds(repeated.out, "An interactive test cannot run for a minimum time."));
 }
 
 TEST_F(ModuleTest, TooLateAndTooMuch)

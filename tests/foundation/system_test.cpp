@@ -202,7 +202,7 @@ TEST(StopSignal, theSecondRequestEndsTheProcessButOneLostTerminalIsOneRequest)
                 ::raise(SIGTERM);
         });
         EXPECT_EQ(outcome.status, 9) << number;
-        EXPECT_EQ(test::occurrences(outcome.output, "Stopping the test."), 1u) << outcome.output;
+        EXPECT_EQ(test::occurrences(outcome.output, "Stopping. "), 1u) << outcome.output;
     }
     auto const withoutTerminal = runInChild([] { // as nohup starts it
         ::signal(SIGHUP, SIG_IGN);

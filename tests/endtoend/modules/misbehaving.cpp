@@ -38,6 +38,14 @@ static TestResult const& fail(DiagDevice const&)
     return TestResult::FAIL();
 }
 
+static TestResult lenient(DiagDevice const& device)
+{
+    fail(device);
+    DiagModule::percentDone(100);
+    DiagModule::informative(s_note, "lenient.cpp", 1);
+    return TestResult::PASS();
+}
+
 static TestResult events(DiagDevice const& device)
 {
     s_broken->setVariable("part", device.name());
@@ -213,6 +221,17 @@ static TestResult childThrows(DiagDevice const&)
     return WIFEXITED(status) && WEXITSTATUS(status) == 22 ? TestResult::PASS() : TestResult::FAIL();
 }
 
+// A child that goes on with what is the parent's.
+static TestResult childReturns(DiagDevice const&)
+{
+    pid_t const id = fork();
+    int status = 0;
+    if (id != 0)
+        waitpid(id, &status, 0);
+    return WIFEXITED(status) && WEXITSTATUS(status) == (id == 0 ? 0 : 22) ? TestResult::PASS()
+                                                                          : TestResult::FAIL();
+}
+
 static TestResult nested(DiagDevice const&)
 {
     try {
@@ -276,6 +295,8 @@ static void createTests()
     DiagModule::createTest("deepThread", memory, deepThread);
     DiagModule::createTest("childThrows", memory, childThrows);
     DiagModule::createTest("mistyped", DeviceCapability("Memroy"), pass);
+    DiagModule::createTest("lenient", memory, lenient);
+    DiagModule::createTest("childReturns", memory, childReturns);
 }
 
 int main(int argc, char** argv)

@@ -27,7 +27,7 @@ void onSignal(int number) noexcept
         return;
     if (isSecond)
         ::_exit(s_exitStatus.load());
-    say("\nStopping the test. Press Ctrl-C again to end at once.\n");
+    say("\nStopping. Press Ctrl-C again to end at once.\n");
 }
 
 } // namespace

@@ -167,6 +167,12 @@ void DiagModuleRun::end(CurrentRun& current, zel::TestRunImp& run, TestResult co
     run.setFinalResult(result.imp());
     ZEL_LOG(logger(), result == TestResult::PASS() ? LogLevel::Information : LogLevel::Error)
         << "Final result of " << run.toString() << ": " << result.toString().zelString();
+    if (run.hasErrors() && result == TestResult::PASS()) {
+        zel::String const text = "the test \"" + run.test()->keyInModule() +
+                                 "\" reported an error and returned PASS, which counts";
+        ZEL_LOG(logger(), LogLevel::Warning) << text;
+        ErrorReporting::tell("WARNING: " + text);
+    }
     ZEL_LOG(logger(), LogLevel::Information) << "test done elapsed time: " << seconds;
     run.setState(zel::TestStateImp::EXITED());
 }

@@ -206,10 +206,13 @@ void CommStandAlone::sendEnumIndicators()
 void CommStandAlone::sendFinalResult()
 {
     zel::TestRunImp const* const run = currentRun();
-    if (run && !run->resultNote().empty())
-        out() << run->resultNote().withoutControls(true) << endl;
-    if (run)
-        out() << endl << "Final Result: " << run->result().toString() << endl << endl << endl;
+    if (!run)
+        return;
+    if (!run->resultNote().empty()) {
+        endOpenLine();
+        printLine(run->resultNote().withoutControls(true));
+    }
+    printLine("\nFinal Result: " + run->result().toString() + "\n\n");
 }
 
 void CommStandAlone::sendMessageBox(zel::MessageBoxImp& box) { presentOnConsole(box); }

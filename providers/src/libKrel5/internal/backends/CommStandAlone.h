@@ -50,7 +50,8 @@ private:
     void printText(zel::String const& text);
     void endOpenLine();
 
-    bool m_lineIsOpen = false; // under the library mutex, as the reports are
+    bool m_lineIsOpen =
+        false; // under the library mutex, as the reports are; the final result comes behind them
 };
 
 } // namespace krel5
