@@ -36,6 +36,8 @@ public:
     ParameterImp* nextParameter();
     std::deque<ParameterImp> const& parameters() const noexcept { return m_parameters; }
 
+    /// "{kind}.{key}.", what each key of the settings begins with that is about the function.
+    String settingsPrefix() const;
     /// How the settings file switches the function, as resolveParameterData found it.
     SettingsResource::Enable enabledInSettings() const noexcept { return m_enabled; }
     bool isEnabledInIniFile() const noexcept { return m_enabled == SettingsResource::Enable::Enabled; }
@@ -64,8 +66,6 @@ protected:
     ModuleFunctionImp(ModuleFunctionImp const&) = default;
     ModuleFunctionImp& operator=(ModuleFunctionImp const&) = default;
 
-    /// "{kind}.{key}."
-    String settingsPrefix() const;
     /// Gives each parameter its value from the settings file and reads the switch "Enable". What the file says
     /// wrongly are the settingsErrors(); such a parameter keeps no value.
     void resolveFromSettings(SettingsResource const& settings);

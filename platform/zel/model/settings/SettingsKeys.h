@@ -5,12 +5,14 @@
 
 namespace zel::SettingsKeys {
 
-// Of the module as a whole.
+// Of a module with tests as a whole: times in seconds, and switches.
 inline constexpr char kTimeOut[] = "TimeOut.value";
 inline constexpr char kMinTimePerTest[] = "MinTimePerTest.value";
 inline constexpr char kPromptEnable[] = "PromptEnable.value";
 inline constexpr char kGuiPromptSupported[] = "GUIPromptSupported.value";
 inline constexpr char kAlwaysUseGuiPrompt[] = "AlwaysUseGUIPrompt.value";
+inline constexpr char const* kTimes[] = {kTimeOut, kMinTimePerTest};
+inline constexpr char const* kSwitches[] = {kPromptEnable, kGuiPromptSupported, kAlwaysUseGuiPrompt};
 
 // Of a module that reports devices: the switch of all overrides, and the two parts around a property's key of
 // the lines that say its value and the type of that.
@@ -19,7 +21,7 @@ inline constexpr char kPropertyOverride[] = "PropertyOverride.";
 inline constexpr char kOverrideValue[] = ".value";
 inline constexpr char kOverrideType[] = ".type";
 
-// Of a test, after "Test.{test}."; the first two also of an indicator, after "Indicator.{indicator}.".
+// Of a test, after "Test.{test}."; the first also of an indicator, after "Indicator.{indicator}.".
 inline constexpr char kEnable[] = "Enable.value";
 inline constexpr char kForceResult[] = "ForceResult.value";
 inline constexpr char kForceEvent[] = "ForceEvent.value";

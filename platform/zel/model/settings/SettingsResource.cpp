@@ -97,17 +97,23 @@ std::optional<std::uint32_t> readSeconds(String const& text)
     return static_cast<std::uint32_t>(seconds);
 }
 
-// Beside a line in the new form; none where that line is in the old form itself.
-SettingsResource::Line oldFormBeside(SettingsResource const& settings, SettingsResource::Line const& line)
+// What is wrong with the line of the key in either form. Beside a line in the new form, one in the old form must say
+// the same.
+template <typename T>
+std::optional<SettingsError> valueError(SettingsResource const& settings, String const& key,
+                                        std::optional<T> (*read)(String const&), char const* complaint)
 {
-    String const old = SettingsKeys::oldForm(line.key);
-    return {old, line.key.endsWith(".value") ? settings.find(old) : nullptr};
-}
-
-String contradicts(SettingsResource::Line const& line)
-{
-    return "is the old form of " + line.key + ", which says something else in line " +
-           String::number(line.entry->m_line);
+    SettingsResource::Line const line = settings.eitherForm(key);
+    if (!line)
+        return std::nullopt;
+    auto const value = read(line.entry->m_text);
+    if (!value)
+        return settings.error(line, "\"" + line.entry->m_text + "\" " + complaint);
+    SettingsResource::Line const old{SettingsKeys::oldForm(key), settings.find(SettingsKeys::oldForm(key))};
+    if (!old || read(old.entry->m_text) == value)
+        return std::nullopt;
+    return settings.error(old, "is the old form of " + line.key + ", which says something else in line " +
+                                   String::number(line.entry->m_line));
 }
 
 } // namespace
@@ -193,15 +199,7 @@ bool SettingsResource::flag(String const& key, bool fallback) const
 
 std::optional<SettingsError> SettingsResource::flagError(String const& key) const
 {
-    Line const line = eitherForm(key);
-    if (!line)
-        return std::nullopt;
-    auto const value = readFlag(line.entry->m_text);
-    if (Line const old = oldFormBeside(*this, line); value && old && readFlag(old.entry->m_text) != value)
-        return error(old, contradicts(line));
-    if (value)
-        return std::nullopt;
-    return error(line, "\"" + line.entry->m_text + "\" is neither true, yes, on, 1 nor false, no, off, 0");
+    return valueError(*this, key, readFlag, "is neither true, yes, on, 1 nor false, no, off, 0");
 }
 
 std::optional<std::uint32_t> SettingsResource::seconds(String const& key) const
@@ -212,18 +210,9 @@ std::optional<std::uint32_t> SettingsResource::seconds(String const& key) const
 
 std::optional<SettingsError> SettingsResource::secondsError(String const& key) const
 {
-    Line const line = eitherForm(key);
-    if (!line)
-        return std::nullopt;
-    auto const value = readSeconds(line.entry->m_text);
-    if (Line const old = oldFormBeside(*this, line); value && old && readSeconds(old.entry->m_text) != value)
-        return error(old, contradicts(line));
-    if (value)
-        return std::nullopt;
-    return error(
-        line,
-        "\"" + line.entry->m_text +
-            "\" is no time: expecting a number of seconds up to 4294967295, or of s, m, h or d, as 24h");
+    return valueError(
+        *this, key, readSeconds,
+        "is no time: expecting a number of seconds up to 4294967295, or of s, m, h or d, as 24h");
 }
 
 SettingsResource::Line SettingsResource::enableLine(String const& kind, String const& key) const

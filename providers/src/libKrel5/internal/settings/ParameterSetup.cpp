@@ -47,7 +47,7 @@ void report(zel::SettingsError const& error, zel::String const& consequence)
 
 void checkForcedEvent(zel::TestImp& test, zel::SettingsResource const& settings)
 {
-    zel::String const key = "Test." + test.keyInModule() + "." + Keys::kForceEvent;
+    zel::String const key = test.settingsPrefix() + Keys::kForceEvent;
     auto const* const entry = settings.find(key);
     if (!entry || Factories::events().find(entry->m_text))
         return;
@@ -75,15 +75,18 @@ void reportErrors(Owner const& owner, char const* kind)
 
 void warnOfOldForms(zel::SettingsResource const& settings)
 {
-    std::vector<zel::String> keys{Keys::kTimeOut, Keys::kMinTimePerTest, Keys::kPromptEnable,
-                                  Keys::kGuiPromptSupported, Keys::kAlwaysUseGuiPrompt};
-    if (moduleTakesOverrides())
+    std::vector<zel::String> keys;
+    if (moduleTakesOverrides()) {
         keys.push_back(Keys::kPropertyOverrides);
+    } else {
+        keys.insert(keys.end(), std::begin(Keys::kTimes), std::end(Keys::kTimes));
+        keys.insert(keys.end(), std::begin(Keys::kSwitches), std::end(Keys::kSwitches));
+    }
     for (auto const& test : Factories::tests())
         for (char const* name : {Keys::kEnable, Keys::kForceAllEvents})
-            keys.push_back("Test." + test->imp().keyInModule() + "." + name);
+            keys.push_back(test->imp().settingsPrefix() + name);
     for (auto const& indicator : Factories::indicators())
-        keys.push_back("Indicator." + indicator->imp().keyInModule() + "." + Keys::kEnable);
+        keys.push_back(indicator->imp().settingsPrefix() + Keys::kEnable);
     for (zel::String const& key : keys)
         if (auto const line = settings.eitherForm(key); line && line.key != key)
             ZEL_LOG(logger(), zel::LogLevel::Warning)
@@ -148,8 +151,7 @@ void requireSet(zel::TestImp& test)
 {
     for (zel::ParameterImp* one = test.firstParameter(); one; one = test.nextParameter())
         if (!one->isSet() && one->isRequired() && !hasError(test, one->key()))
-            throwNotSet("Test." + test.keyInModule() + "." + one->key() + ".value", test.keyInModule(),
-                        one->key());
+            throwNotSet(one->settingsKey(), test.keyInModule(), one->key());
 }
 
 // It has no tests that could hand a parameter down to a run: each takes its value from the module's own line. One

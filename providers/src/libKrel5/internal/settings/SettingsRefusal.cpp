@@ -25,10 +25,10 @@ std::vector<zel::SettingsError> moduleWideErrors(zel::SettingsResource const& se
                                                  std::vector<UnreadSetting> const& unread)
 {
     std::vector<zel::SettingsError> errors;
-    for (char const* key : {Keys::kTimeOut, Keys::kMinTimePerTest})
+    for (char const* key : Keys::kTimes)
         if (auto error = settings.secondsError(key))
             errors.push_back(std::move(*error));
-    for (char const* key : {Keys::kPromptEnable, Keys::kGuiPromptSupported, Keys::kAlwaysUseGuiPrompt})
+    for (char const* key : Keys::kSwitches)
         if (auto error = settings.flagError(key))
             errors.push_back(std::move(*error));
     for (UnreadSetting const& one : unread)

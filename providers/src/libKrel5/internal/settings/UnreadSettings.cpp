@@ -38,17 +38,11 @@ struct Purpose
     }
 };
 
-zel::String beginOfKeys(char const* kind, zel::ModuleFunctionImp const& function)
-{
-    return zel::String(kind) + "." + function.keyInModule() + ".";
-}
-
 template <typename Visit>
-void forEachKeyOf(zel::ModuleFunctionImp& function, char const* kind,
-                  std::initializer_list<char const*> switches, Visit visit)
+void forEachKeyOf(zel::ModuleFunctionImp& function, std::initializer_list<char const*> switches, Visit visit)
 {
     for (char const* name : switches) {
-        zel::String const key = beginOfKeys(kind, function) + name;
+        zel::String const key = function.settingsPrefix() + name;
         visit(key, &function, false);
         visit(Keys::oldForm(key), &function, false);
     }
@@ -69,24 +63,26 @@ void forEachKnownKey(Visit visit)
         visit(zel::String(key), nobody, concernsEveryRun);
         visit(Keys::oldForm(key), nobody, concernsEveryRun);
     };
-    if (moduleTakesOverrides())
+    if (moduleTakesOverrides()) {
         withOldForm(Keys::kPropertyOverrides, false);
-    else
-        for (char const* key : {Keys::kTimeOut, Keys::kMinTimePerTest, Keys::kPromptEnable,
-                                Keys::kGuiPromptSupported, Keys::kAlwaysUseGuiPrompt})
+    } else {
+        for (char const* key : Keys::kTimes)
             withOldForm(key, true);
+        for (char const* key : Keys::kSwitches)
+            withOldForm(key, true);
+    }
     for (auto const& parameter : Factories::parameters())
         if (parameter->imp().isGlobalParameter())
             visit(parameter->imp().globalSettingsKey(), nobody, false);
     for (auto const& test : Factories::tests()) {
-        forEachKeyOf(test->imp(), "Test", {Keys::kEnable, Keys::kForceAllEvents}, visit);
+        forEachKeyOf(test->imp(), {Keys::kEnable, Keys::kForceAllEvents}, visit);
         for (char const* name : {Keys::kForceResult, Keys::kForceEvent})
-            visit(beginOfKeys("Test", test->imp()) + name, &test->imp(), false);
+            visit(test->imp().settingsPrefix() + name, &test->imp(), false);
     }
     if (Factories::indicators().size() > 0) // without one, nothing has an interval
         visit(updateIntervalParameter().globalSettingsKey(), nobody, false);
     for (auto const& indicator : Factories::indicators())
-        forEachKeyOf(indicator->imp(), "Indicator", {Keys::kEnable}, visit);
+        forEachKeyOf(indicator->imp(), {Keys::kEnable}, visit);
 }
 
 /// The usual case, at each start, without a table of all keys.
@@ -134,9 +130,9 @@ KnownKeys::KnownKeys()
         purpose.concernsEveryRun |= concernsEveryRun;
     });
     for (auto const& test : Factories::tests())
-        m_functions.push_back({beginOfKeys("Test", test->imp()).lowered(), &test->imp()});
+        m_functions.push_back({test->imp().settingsPrefix().lowered(), &test->imp()});
     for (auto const& indicator : Factories::indicators())
-        m_functions.push_back({beginOfKeys("Indicator", indicator->imp()).lowered(), &indicator->imp()});
+        m_functions.push_back({indicator->imp().settingsPrefix().lowered(), &indicator->imp()});
 }
 
 /// "Test.memory.enabel": somebody meant that test, whatever else.
