@@ -71,7 +71,7 @@ public:
     static void setDiscoverDevicesCallback(Callback callback);
     /// Runs inside start() before anything else; may make objects. An exception in it ends the start.
     static void setModuleInitCallback(Callback callback);
-    /// Runs last, whatever the outcome; an exception in it is logged and changes nothing.
+    /// Runs last, unless the process ends on the spot; an exception in it is logged and changes nothing.
     static void setModuleExitCallback(Callback callback);
     /// The kinds of device that the module reports. Required; the empty set does not count.
     static void setModuleCapabilities(DeviceCapability const& capabilities);

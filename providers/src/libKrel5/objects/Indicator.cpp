@@ -2,6 +2,7 @@
 
 #include <libKrel5/basics/Arguments.h>
 #include <libKrel5/basics/DataHolderDefinition.h>
+#include <libKrel5/basics/FactoryRules.h>
 #include <libKrel5/basics/ModuleIdentity.h>
 #include <libKrel5/basics/Texts.h>
 #include <libKrel5/objects/Factories.h>
@@ -11,7 +12,6 @@
 #include <krel5/DiagDevice.h>
 #include <krel5/InternalException.h>
 #include <krel5/InvalidCreationException.h>
-#include <krel5/InvalidKeyException.h>
 #include <krel5/KrelString.h>
 #include <krel5/Parameter.h>
 
@@ -45,8 +45,7 @@ zel::Logger& logger()
 IndicatorInternalData record(KrelString const& key, DeviceCapability const& capability, bool isFree,
                              bool hasCallback)
 {
-    if (key.size() == 0 || key.zelString().contains(" "))
-        throw InvalidKeyException("Indicator", key);
+    checkKeyOfNewObject("Indicator", key);
     if (!hasCallback)
         throw InvalidCreationException(KrelString("Indicator \"") + key + "\" has no callback");
     IndicatorInternalData data;

@@ -2,6 +2,7 @@
 
 #include <libKrel5/basics/Arguments.h>
 #include <libKrel5/basics/DataHolderDefinition.h>
+#include <libKrel5/basics/FactoryRules.h>
 #include <libKrel5/basics/ModuleIdentity.h>
 #include <libKrel5/basics/Texts.h>
 #include <libKrel5/objects/Factories.h>
@@ -10,7 +11,6 @@
 #include <krel5/DeviceCapability.h>
 #include <krel5/DiagDevice.h>
 #include <krel5/InvalidCreationException.h>
-#include <krel5/InvalidKeyException.h>
 #include <krel5/KrelString.h>
 
 #include <zel/foundation/Exception.h>
@@ -40,8 +40,7 @@ namespace {
 TestInternalData record(KrelString const& key, KrelString const& defaultName,
                         DeviceCapability const& capability)
 {
-    if (key.size() == 0 || key.zelString().contains(" "))
-        throw InvalidKeyException("Test", key);
+    checkKeyOfNewObject("Test", key);
     TestInternalData data;
     data.imp = zel::TestImp(key.zelString(), capability.imp());
     data.defaultName = defaultName;

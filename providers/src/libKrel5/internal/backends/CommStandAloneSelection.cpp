@@ -39,7 +39,6 @@ void addRun(zel::TestImp& test, zel::DeviceImp& device)
     ZEL_LOG(logger(), zel::LogLevel::Information)
         << "Creating TestRunImp Dev:" << device.guid() << " Test:" << test.guid();
     zel::TestRunImp run(&test, &device);
-    run.setCurrentPass(1);
     run.setMinTime(minimumTime());
     zel::TestRunManager::instance().addTestRun(std::move(run));
 }
@@ -52,12 +51,11 @@ std::size_t addRunsOfDevice(zel::DeviceImp& device, zel::Array<zel::TestImp*> co
     if (count == 0)
         ZEL_LOG(logger(), zel::LogLevel::Debug) << "no tests found for this device.";
     std::size_t made = 0;
-    for (zel::TestImp* const selected : tests)
-        for (std::size_t i = 0; i < count; ++i)
-            if (zel::TestImp* const test = manager().testByDeviceAtIndex(device, i); *test == *selected) {
-                addRun(*test, device);
-                ++made;
-            }
+    for (zel::TestImp* const test : tests)
+        if (manager().isAssociated(device, *test)) {
+            addRun(*test, device);
+            ++made;
+        }
     return made;
 }
 

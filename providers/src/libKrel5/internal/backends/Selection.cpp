@@ -56,6 +56,34 @@ std::optional<std::size_t> pick(CommandLineOption const& option, char const* log
     return static_cast<std::size_t>(*number) - 1;
 }
 
+zel::Array<zel::TestImp*> allTests()
+{
+    zel::Array<zel::TestImp*> all;
+    for (std::size_t i = 0; i < manager().testCount(); ++i)
+        all.append(manager().testAtIndex(i));
+    return all;
+}
+
+zel::Array<zel::IndicatorImp*> allIndicators()
+{
+    zel::Array<zel::IndicatorImp*> all;
+    for (std::size_t i = 0; i < manager().indicatorCount(); ++i)
+        all.append(manager().indicatorAtIndex(i));
+    return all;
+}
+
+template <typename Record>
+std::size_t positionOf(zel::Array<Record*> const& all, zel::String const& key)
+{
+    std::size_t position = 1;
+    for (Record const* const one : all) {
+        if (one->keyInModule() == key)
+            return position;
+        ++position;
+    }
+    return 0;
+}
+
 zel::String quoted(zel::String const& text) { return zel::String("\"") + text + "\""; }
 
 } // namespace
@@ -70,20 +98,16 @@ void DeviceSelection::add(zel::DeviceImp* device)
 
 void DeviceSelection::addDevicesOfTests()
 {
-    for (std::size_t t = 0; t < manager().testCount(); ++t) {
-        zel::TestImp const& test = *manager().testAtIndex(t);
-        for (std::size_t d = 0; d < manager().deviceCountByTest(test); ++d)
-            add(manager().deviceByTestAtIndex(test, d));
-    }
+    for (zel::TestImp const* const test : allTests())
+        for (std::size_t d = 0; d < manager().deviceCountByTest(*test); ++d)
+            add(manager().deviceByTestAtIndex(*test, d));
 }
 
 void DeviceSelection::addDevicesOfIndicators()
 {
-    for (std::size_t i = 0; i < manager().indicatorCount(); ++i) {
-        zel::IndicatorImp const& indicator = *manager().indicatorAtIndex(i);
-        for (std::size_t d = 0; d < manager().deviceCountByIndicator(indicator); ++d)
-            add(manager().deviceByIndicatorAtIndex(indicator, d));
-    }
+    for (zel::IndicatorImp const* const indicator : allIndicators())
+        for (std::size_t d = 0; d < manager().deviceCountByIndicator(*indicator); ++d)
+            add(manager().deviceByIndicatorAtIndex(*indicator, d));
 }
 
 zel::Array<zel::DeviceImp*> DeviceSelection::selected() const
@@ -98,32 +122,25 @@ zel::Array<zel::DeviceImp*> DeviceSelection::selected() const
 
 zel::Array<zel::TestImp*> selectedTests()
 {
-    auto const index =
-        pick(CommandLineOption::TESTNUM(), "-t", "Test", manager().testCount(), TestResult::NOTEST());
-    if (index)
-        return {manager().testAtIndex(*index)};
+    auto const all = allTests();
+    if (auto const index = pick(CommandLineOption::TESTNUM(), "-t", "Test", all.size(), TestResult::NOTEST()))
+        return {all[*index]};
     ZEL_LOG(logger(), zel::LogLevel::Information) << "-t Option Not Found Adding all tests";
-    zel::Array<zel::TestImp*> tests;
-    for (std::size_t i = 0; i < manager().testCount(); ++i) {
-        tests.append(manager().testAtIndex(i));
-        ZEL_LOG(logger(), zel::LogLevel::Information) << "Appending TestImp:" << tests[i]->guid();
-    }
-    return tests;
+    for (zel::TestImp const* const test : all)
+        ZEL_LOG(logger(), zel::LogLevel::Information) << "Appending TestImp:" << test->guid();
+    return all;
 }
 
 zel::Array<zel::IndicatorImp*> selectedIndicators()
 {
-    auto const index = pick(CommandLineOption::INDICATORNUM(), "-t", "Indicator", manager().indicatorCount(),
-                            TestResult::NOINDICATOR());
-    if (index)
-        return {manager().indicatorAtIndex(*index)};
+    auto const all = allIndicators();
+    if (auto const index =
+            pick(CommandLineOption::INDICATORNUM(), "-t", "Indicator", all.size(), TestResult::NOINDICATOR()))
+        return {all[*index]};
     ZEL_LOG(logger(), zel::LogLevel::Information) << "-i Option Not Found Adding all indicators";
-    zel::Array<zel::IndicatorImp*> indicators;
-    for (std::size_t i = 0; i < manager().indicatorCount(); ++i) {
-        indicators.append(manager().indicatorAtIndex(i));
-        ZEL_LOG(logger(), zel::LogLevel::Information) << "Appending IndicatorImp:" << indicators[i]->guid();
-    }
-    return indicators;
+    for (zel::IndicatorImp const* const indicator : all)
+        ZEL_LOG(logger(), zel::LogLevel::Information) << "Appending IndicatorImp:" << indicator->guid();
+    return all;
 }
 
 namespace {
@@ -167,34 +184,21 @@ void tellSwitchedOff(char const* thing, zel::ModuleFunctionImp const& one)
 
 void endWithoutTestRuns(zel::Array<zel::DeviceImp*> const& devices, zel::Array<zel::TestImp*> const& tests)
 {
-    for (std::size_t i = 0; i < tests.size(); ++i)
-        tellSwitchedOff("Test", *tests[i]);
+    for (zel::TestImp const* const test : tests)
+        tellSwitchedOff("Test", *test);
     endWithoutRuns("test", devices, tests.size(), tests.empty() ? zel::String() : tests[0]->keyInModule());
 }
 
 void endWithoutIndicatorRuns(zel::Array<zel::DeviceImp*> const& devices,
                              zel::Array<zel::IndicatorImp*> const& indicators)
 {
-    for (std::size_t i = 0; i < indicators.size(); ++i)
-        tellSwitchedOff("Indicator", *indicators[i]);
+    for (zel::IndicatorImp const* const indicator : indicators)
+        tellSwitchedOff("Indicator", *indicator);
     endWithoutRuns("indicator", devices, indicators.size(),
                    indicators.empty() ? zel::String() : indicators[0]->keyInModule());
 }
 
-std::size_t positionOfTest(zel::String const& key)
-{
-    for (std::size_t i = 0; i < manager().testCount(); ++i)
-        if (manager().testAtIndex(i)->keyInModule() == key)
-            return i + 1;
-    return 0;
-}
-
-std::size_t positionOfIndicator(zel::String const& key)
-{
-    for (std::size_t i = 0; i < manager().indicatorCount(); ++i)
-        if (manager().indicatorAtIndex(i)->keyInModule() == key)
-            return i + 1;
-    return 0;
-}
+std::size_t positionOfTest(zel::String const& key) { return positionOf(allTests(), key); }
+std::size_t positionOfIndicator(zel::String const& key) { return positionOf(allIndicators(), key); }
 
 } // namespace krel5

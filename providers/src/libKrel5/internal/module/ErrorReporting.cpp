@@ -126,13 +126,10 @@ void ErrorReporting::tell(zel::String const& line)
 zel::String ErrorReporting::withoutStackTrace(zel::String const& text)
 {
     zel::String shown;
-    bool first = true;
     for (zel::String const& line : text.split('\n')) {
-        if (line == zel::String("Stack Trace:") || line.startsWith("  #"))
+        if (line.empty() || line == zel::String("Stack Trace:") || line.startsWith("  #"))
             continue;
-        if (!line.empty())
-            shown += (first ? zel::String() : zel::String("\n")) + line;
-        first = first && line.empty();
+        shown += (shown.empty() ? zel::String() : zel::String("\n")) + line;
     }
     return shown;
 }
