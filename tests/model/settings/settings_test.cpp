@@ -65,7 +65,7 @@ TEST(SettingsFile, reportsGarbageAndReadsOn)
         {"no equals sign", "Test.memory.Enable true", false},
         {"no key", " = v", false},
         {"zero byte", std::string("x=\0v", 4), false},
-        {"far too long", "x=" + std::string(KeyTextFile::kMaxLineBytes, 'y'), false},
+        {"far too long", "x=" + std::string(KeyTextFile::kMaxLineBytes - 1, 'y'), false},
         {"malformed UTF-8", "x=\xC3\x28\xFF", true},
         {"key again", "first=2", true},
     };
@@ -80,6 +80,9 @@ TEST(SettingsFile, reportsGarbageAndReadsOn)
         EXPECT_EQ(file.find("x") != nullptr, row.isWarning && std::string(row.name) != "key again")
             << row.name;
     }
+    std::string const longest = "x=" + std::string(KeyTextFile::kMaxLineBytes - 2, 'y');
+    for (std::string const& fine : {longest, std::string("x=\xEF\xBF\xBD")})
+        EXPECT_TRUE(KeyTextFile::parse(fine, "f.w4i").issues().empty()) << fine.substr(0, 9);
     std::string noise;
     for (int i = 0; i < 1000; ++i)
         noise += "noise\n";

@@ -109,7 +109,9 @@ TEST_F(Resources, everyTextSurvivesItsLine)
                              "\xF0\x9F\x94\xA7 \xC3\xBC",
                              "\xC2\xA0\xE2\x80\xA8",
                              "{a}",
-                             "a\r\n"})
+                             "a\r\n",
+                             "\f",
+                             "\nabcd"})
         texts.push_back(text);
     std::string content = "# first\n";
     for (String const& text : texts)
@@ -123,6 +125,9 @@ TEST_F(Resources, everyTextSurvivesItsLine)
         ASSERT_TRUE(entry) << utf8(text);
         EXPECT_EQ(LocalizedResource::unescaped(entry->m_text), text) << utf8(text);
     }
+    EXPECT_EQ(utf8(LocalizedResource::escaped(" a b ")), "\\u0020a b\\u0020");
+    EXPECT_EQ(utf8(LocalizedResource::unescaped("\\u00af\\u00AF\\u00a9\\u00Ff")), "\u00AF\u00AF\u00A9\u00FF");
+    EXPECT_EQ(utf8(LocalizedResource::unescaped("\\u00g0\\u00G0\\u00:0")), "\\u00g0\\u00G0\\u00:0");
 }
 
 TEST_F(Resources, filesAreReadOnce)
@@ -159,6 +164,11 @@ TEST(LocalizedString, variablesAreFilledInOnce)
         text.setVariable("b", ValueImp("{a}"));
         EXPECT_EQ(utf8(text.resolve()), row.shown) << row.text;
     }
+    std::string const longest(255, 'n'), tooLong(256, 'n');
+    LocalizedStringImp names("Key", "{" + longest + "}{" + tooLong + "}{a}");
+    for (std::string const& name : {longest, tooLong, std::string("a")})
+        names.setVariable(String(name), ValueImp(static_cast<unsigned>(name.size())));
+    EXPECT_EQ(utf8(names.resolve()), "255{" + tooLong + "}1");
     LocalizedStringImp braces("Key", std::string(60000, '{') + "}");
     braces.setVariable("a", ValueImp(1u));
     EXPECT_EQ(braces.resolve().size(), 60001u);

@@ -96,9 +96,12 @@ TEST(Value, isReadAsAnotherTypeOnlyWithoutLoss)
         {ValueImp(7u), allNumbers},
         {ValueImp(kUint32Max), {"UINT64", "DOUBLE"}},
         {ValueImp(7), allNumbers},
+        {ValueImp(0), allNumbers},
         {ValueImp(-7), {"DOUBLE"}},
         {ValueImp(std::uint64_t{7}), allNumbers},
+        {ValueImp(std::uint64_t{kUint32Max}), {"UINT32", "DOUBLE"}},
         {ValueImp(std::uint64_t{kUint32Max} + 1), {"DOUBLE"}},
+        {real(0), {"UINT32", "INT32", "UINT64", "PERCENT"}},
         {ValueImp((std::uint64_t{1} << 53) + 1), none}, // no double holds it
         {ValueImp(std::uint64_t{1} << 63), {"DOUBLE"}},
         {ValueImp(kUint64Max), none},
@@ -262,7 +265,9 @@ TEST(Value, isParsedAndPrinted)
         {Type::DISCRETEMEASUREMENT(), "1.5KiB", "1.5 KiB"},
         {Type::DISCRETEMEASUREMENT(), "2400 MHz", "2.4 GHz"},
         {Type::DISCRETEMEASUREMENT(), "18446744073709551615 BYTES", "16384 PiB"},
-        {Type::DISCRETEMEASUREMENT(), "17000 PiB", nullptr},
+        {Type::DISCRETEMEASUREMENT(), "16384 PiB", nullptr}, // 2^64: one too many
+        {Type::DISCRETEMEASUREMENT(), "0 KiB", "0 B"},
+        {Type::DISCRETEMEASUREMENT(), "2.4E3 MHz", "2.4 GHz"},
         {Type::DISCRETEMEASUREMENT(), "-1 KiB", nullptr},
         {Type::DISCRETEMEASUREMENT(), "0x001f", "0x001F"},
         {Type::DISCRETEMEASUREMENT(), "0x00000000000000001", nullptr},
@@ -292,6 +297,8 @@ TEST(Value, isParsedAndPrinted)
 TEST(Value, equalityNeedsSameTypeAndDatum)
 {
     EXPECT_TRUE(real(std::nan("")) == real(std::nan("")));
+    EXPECT_FALSE(real(std::nan("")) == real(5));
+    EXPECT_FALSE(real(5) == real(std::nan("")));
     EXPECT_FALSE(ValueImp(5u) == ValueImp(5));
     EXPECT_FALSE(real(5) == percent(5));
     EXPECT_FALSE(ValueImp("a") == ValueImp(std::vector<String>{"a"}));
@@ -318,6 +325,9 @@ TEST(Number, isAnIntegerWhereOneOf64BitsHoldsIt)
     EXPECT_EQ(integer("9223372036854775808"), std::nullopt);
     EXPECT_EQ(integer("-9223372036854775808"), std::numeric_limits<std::int64_t>::min());
     EXPECT_EQ(integer("-9223372036854775809"), std::nullopt);
+    EXPECT_EQ(integer("9223372036854775808.0"), std::nullopt);
+    EXPECT_EQ(integer("-9223372036854775808.0"), std::numeric_limits<std::int64_t>::min());
+    EXPECT_EQ(integer("1e300"), std::nullopt);
     EXPECT_EQ(integer("-2.0"), -2);
     EXPECT_EQ(integer("-2.5"), std::nullopt);
 }
@@ -346,6 +356,7 @@ TEST(ValidRange, contains)
         {"..9007199254740992", real(kTwoTo53), true},
         {"..9007199254740991", real(kTwoTo53), false},
         {"..18446744073709551615", real(18446744073709551616.0), false},
+        {"..0.0", ValueImp(0), true},
         {"0.5..1.5", ValueImp(1), true},
         {"0.5..1.5", ValueImp(2), false},
         {"-1.5..-0.5", ValueImp(-1), true},
@@ -356,6 +367,9 @@ TEST(ValidRange, contains)
         {"0..100", percent(100.1), false},
         {"fast, thorough", ValueImp("thorough"), true},
         {"fast, thorough", ValueImp("Fast"), false},
+        {"fast, 5", ValueImp(7), false},
+        {"a\\,", ValueImp("a,"), true},
+        {"a\\", ValueImp("a\\"), true}, // escapes nothing
         {"a\\,b, c\\..d", ValueImp("a,b"), true},
         {"a\\,b, c\\..d", ValueImp("c..d"), true},
         {"1..9", ValueImp("5"), false}, // a text is no number
@@ -382,8 +396,11 @@ TEST(ValidRange, contains)
 TEST(ValidRange, reportsWhatIsMalformed)
 {
     std::string many = "1";
-    for (int i = 0; i < 5000; ++i)
+    for (int i = 1; i < 4096; ++i)
         many += ",1";
+    String none;
+    EXPECT_TRUE(ValidRange::parse(many, none)) << utf8(none);
+    many += ",1";
     for (std::string const& text :
          {std::string(".."), std::string("1..2,,3"), std::string(","), std::string("a..b"),
           std::string("1..x"), std::string("5..1"), std::string("1..2..3"), many}) {
@@ -418,6 +435,7 @@ TEST(Measurement, isScaledAndPrinted)
         {U::BYTES(), 1, M::KILO(), "0.000977 KiB"},
         {U::BYTES(), 3, M::MILLI(), "3072 mB"},
         {U::BYTES(), 0, M::AUTOSCALEUNIT(), "0 B"},
+        {U::HERTZ(), 0, M::AUTOSCALEUNIT(), "0 Hz"},
         {U::BYTES(), kUint64Max, M::BASEUNIT(), "18446744073709551615 B"},
         {U::BITS(), 2048, M::AUTOSCALEUNIT(), "2 Kibit"},
         {U::BITSPERSECOND(), 1000000000, M::AUTOSCALEUNIT(), "1 Gbit/s"},
@@ -439,6 +457,7 @@ TEST(Measurement, isScaledAndPrinted)
 
     EXPECT_EQ(DiscreteMeasurement(U::HERTZ(), 2.4, M::GIGA()).value(), 2400000000u);
     EXPECT_EQ(DiscreteMeasurement(U::BYTES(), 1.5, M::KILO()).value(), 1536u);
+    EXPECT_EQ(DiscreteMeasurement(U::BYTES(), 0.0, M::KILO()).value(), 0u);
     EXPECT_EQ(bytes(17179869184u).value(M::AUTOSCALEUNIT()), 16.0);
     for (double impossible : {-1.0, 1e300, std::nan(""), 18446744073709551616.0})
         EXPECT_THROW(DiscreteMeasurement(U::BYTES(), impossible, M::BASEUNIT()), InvalidArgumentException);
@@ -480,6 +499,9 @@ TEST(Measurement, ofARealNumberKeepsItsPrecision)
                 NonDiscreteMeasurement(U::VOLTS(), 1500, M::BASEUNIT(), 0));
     EXPECT_FALSE(rail == NonDiscreteMeasurement(U::VOLTS(), 3.3, M::BASEUNIT(), 3));
     EXPECT_FALSE(rail == NonDiscreteMeasurement(U::AMPS(), 3.3, M::BASEUNIT(), 2));
+    NonDiscreteMeasurement const noNumber(U::VOLTS(), std::nan(""), M::BASEUNIT(), 2);
+    EXPECT_TRUE(noNumber == noNumber);
+    EXPECT_FALSE(noNumber == rail || rail == noNumber);
 }
 
 TEST(Measurement, localizedUsesTheSeparatorOfTheLanguage)

@@ -1,5 +1,7 @@
 #include <zel/model/texts/KeyTextFile.h>
 
+#include <algorithm>
+
 namespace zel {
 namespace {
 
@@ -64,10 +66,10 @@ namespace {
 std::size_t endOfKey(std::string_view line)
 {
     bool escaped = false;
-    for (std::size_t i = 0; i < line.size(); ++i) {
-        if (line[i] == '=' && !escaped)
-            return i;
-        escaped = line[i] == '\\' && !escaped;
+    for (char const& one : line) {
+        if (one == '=' && !escaped)
+            return static_cast<std::size_t>(&one - line.data());
+        escaped = one == '\\' && !escaped;
     }
     return std::string_view::npos;
 }
@@ -103,8 +105,7 @@ std::optional<String::Unit> shortEscape(String::Unit unit, std::string_view lite
         return String::Unit{'\n'};
     if (unit == 'r')
         return String::Unit{'\r'};
-    bool const literal =
-        unit == '\\' || (unit < 0x80 && literals.find(static_cast<char>(unit)) != literals.npos);
+    bool const literal = unit == '\\' || std::find(literals.begin(), literals.end(), unit) != literals.end();
     return literal ? std::optional(unit) : std::nullopt;
 }
 
@@ -116,7 +117,7 @@ String unicodeEscape(String::Unit unit)
     return String(std::string_view(text, sizeof text));
 }
 
-bool isBlank(String::Unit unit) { return unit == ' ' || (unit >= '\t' && unit <= '\r'); }
+bool isBlank(String::Unit unit) { return unit == ' ' || (unit >= '\t' && unit <= '\f'); }
 
 } // namespace
 
@@ -125,7 +126,7 @@ String KeyTextFile::unescaped(String const& text, std::string_view literals)
     std::vector<String::Unit> units;
     units.reserve(text.size());
     for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != '\\' || i + 1 == text.size()) {
+        if (text[i] != '\\') {
             units.push_back(text[i]);
         } else if (auto const unit = unicodeEscapeAt(text, i)) {
             units.push_back(*unit);
@@ -144,7 +145,7 @@ String KeyTextFile::escaped(String const& text)
 {
     // A zero would make the line unreadable, a blank at either end would be taken for the line's own.
     std::size_t first = 0, last = text.size();
-    while (first < last && isBlank(text[first]))
+    while (isBlank(text[first])) // behind the last there is a zero
         ++first;
     while (last > first && isBlank(text[last - 1]))
         --last;

@@ -4,6 +4,7 @@
 #include <zel/model/texts/GlobalParameters.h>
 #include <zel/model/values/MeasurementScale.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <string>
@@ -29,9 +30,8 @@ String hexadecimal(std::uint64_t count, int bits)
     for (char& digit : digits)
         if (digit >= 'a')
             digit = static_cast<char>(digit - 'a' + 'A');
-    auto const width = static_cast<std::size_t>(bits) / 4;
-    if (digits.size() < width)
-        digits.insert(0, width - digits.size(), '0');
+    auto const width = std::max(static_cast<std::size_t>(bits) / 4, digits.size());
+    digits.insert(0, width - digits.size(), '0');
     return String("0x" + digits);
 }
 

@@ -68,7 +68,7 @@ String LocalizedStringImp::substitute(String const& text, LanguageImp const& lan
     String result;
     std::size_t from = 0, close = text.find(closing);
     for (std::size_t open = text.find(opening); open != String::npos; open = text.find(opening, open + 1)) {
-        if (close != String::npos && close < open)
+        if (close < open)
             close = text.find(closing, open);
         if (close == String::npos)
             break;

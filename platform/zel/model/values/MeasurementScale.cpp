@@ -2,6 +2,7 @@
 
 #include <zel/model/values/Number.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
@@ -97,14 +98,14 @@ double convert(UnitType const& unit, double value, UnitMagnitude const& from, Un
     if (rowOf(unit).m_binary)
         return std::ldexp(value, from.powerOfTwo() - to.powerOfTwo());
     // 10^n is exact in a double up to n = 22, and a division rounds once where a factor 10^-n would round
-    // twice. Both powers are at most 15, so their difference needs two steps at most.
-    int power = from.powerOfTen() - to.powerOfTen();
-    for (; power > 22; power -= 22)
-        value *= 1e22;
-    for (; power < -22; power += 22)
-        value /= 1e22;
-    double const factor = std::pow(10.0, std::abs(power));
-    return power < 0 ? value / factor : value * factor;
+    // twice. Powers are -12 to 15, so their difference needs two steps at most.
+    auto const times = [](double amount, int power) {
+        double const factor = std::pow(10.0, std::abs(power));
+        return power < 0 ? amount / factor : amount * factor;
+    };
+    int const power = from.powerOfTen() - to.powerOfTen();
+    int const firstStep = std::clamp(power, -22, 22);
+    return times(times(value, firstStep), power - firstStep);
 }
 
 UnitMagnitude choose(UnitType const& unit, double plainValue, UnitMagnitude const& wanted)
@@ -117,12 +118,12 @@ UnitMagnitude choose(UnitType const& unit, double plainValue, UnitMagnitude cons
         return UnitMagnitude::BASEUNIT();
     UnitRow const& row = rowOf(unit);
     // The constants stand in the order of their size.
-    for (int code = static_cast<int>(row.m_largest); code > static_cast<int>(row.m_smallest); --code) {
+    for (int code = static_cast<int>(row.m_largest);; --code) {
         UnitMagnitude const candidate(static_cast<Magnitude>(code));
-        if (std::fabs(convert(unit, plainValue, UnitMagnitude::BASEUNIT(), candidate)) >= 1)
+        if (candidate.code() == row.m_smallest ||
+            std::fabs(convert(unit, plainValue, UnitMagnitude::BASEUNIT(), candidate)) >= 1)
             return candidate;
     }
-    return UnitMagnitude(row.m_smallest);
 }
 
 UnitMagnitude afterRounding(UnitType const& unit, UnitMagnitude const& chosen, String const& number)
@@ -161,10 +162,8 @@ String brief(double value)
 {
     if (!std::isfinite(value))
         return String::number(value);
-    int decimals = 2;
-    if (value != 0 && std::fabs(value) < 1)
-        decimals = std::min(2 - static_cast<int>(std::floor(std::log10(std::fabs(value)))), 30);
-    std::string text = fixed(value, decimals).toUtf8();
+    double const order = value == 0 ? 0 : std::floor(std::log10(std::fabs(value)));
+    std::string text = fixed(value, std::clamp(2 - static_cast<int>(order), 2, 30)).toUtf8();
     text.erase(text.find_last_not_of('0') + 1);
     if (text.ends_with('.'))
         text.pop_back();

@@ -2,6 +2,7 @@
 
 #include <zel/model/texts/GlobalParameters.h>
 #include <zel/model/values/MeasurementScale.h>
+#include <zel/model/values/SameReal.h>
 
 #include <algorithm>
 
@@ -68,9 +69,8 @@ String NonDiscreteMeasurement::localizedString(int precision, UnitMagnitude cons
 
 bool NonDiscreteMeasurement::operator==(NonDiscreteMeasurement const& other) const
 {
-    double const mine = value(UnitMagnitude::BASEUNIT()), theirs = other.value(UnitMagnitude::BASEUNIT());
-    bool const sameValue = mine == theirs || (mine != mine && theirs != theirs); // a NaN equals a NaN
-    return m_unit == other.m_unit && sameValue &&
+    return m_unit == other.m_unit &&
+           sameReal(value(UnitMagnitude::BASEUNIT()), other.value(UnitMagnitude::BASEUNIT())) &&
            m_precision - m_magnitude.powerOfTen() == other.m_precision - other.m_magnitude.powerOfTen();
 }
 

@@ -36,7 +36,7 @@ Number Number::ofInteger(std::int64_t value) noexcept
     Number number;
     number.m_negative = value < 0;
     auto const bits = static_cast<std::uint64_t>(value);
-    number.m_magnitude = value < 0 ? 0 - bits : bits;
+    number.m_magnitude = number.m_negative ? 0 - bits : bits;
     return number;
 }
 

@@ -25,7 +25,7 @@ std::vector<RawItem> splitItems(String const& text)
     std::vector<RawItem> items(1);
     for (std::size_t i = 0; i < text.size(); ++i) {
         RawItem& item = items.back();
-        if (text[i] == '\\' && i + 1 < text.size()) {
+        if (text[i] == '\\' && text[i + 1] != 0) { // a zero stands behind the last
             item.m_units.push_back(text[++i]);
             continue;
         }
@@ -33,7 +33,7 @@ std::vector<RawItem> splitItems(String const& text)
             items.emplace_back();
             continue;
         }
-        if (text[i] == '.' && i + 1 < text.size() && text[i + 1] == '.' && item.m_dots == String::npos) {
+        if (text[i] == '.' && text[i + 1] == '.' && item.m_dots == String::npos) {
             item.m_dots = item.m_units.size();
             item.m_units.push_back(text[i++]);
         }
@@ -165,11 +165,11 @@ bool ValidRange::contains(ValueImp const& value) const
     case Code::NONDISCRETEMEASUREMENT:
         return containsNumber(
             Number::ofReal(value.nonDiscreteMeasurement().value(UnitMagnitude::BASEUNIT())));
-    case Code::LOCALIZEDSTRING:
+    case Code::LOCALIZEDSTRING: // what it says depends on the language: nobody can list that
     case Code::LOCALIZEDSTRINGARRAY:
-        return true;
+        break;
     }
-    return false;
+    return true;
 }
 
 } // namespace zel

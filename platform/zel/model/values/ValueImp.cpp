@@ -2,8 +2,8 @@
 
 #include <zel/foundation/Exception.h>
 #include <zel/model/values/Number.h>
+#include <zel/model/values/SameReal.h>
 
-#include <cmath>
 #include <limits>
 
 namespace zel {
@@ -23,8 +23,6 @@ ValueImp fittingInteger(std::int64_t value)
         return *std::move(fitting);
     throw InvalidArgumentException(String::number(value) + String(" fits no integer type"));
 }
-
-bool sameReal(double a, double b) { return a == b || (std::isnan(a) && std::isnan(b)); }
 
 } // namespace
 

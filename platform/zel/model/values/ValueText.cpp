@@ -78,7 +78,7 @@ std::optional<DiscreteMeasurement> parseDiscrete(String const& text)
     auto const value = parseReal(parsed->m_number);
     double const plain =
         value ? scale::convert(parsed->m_unit, *value, parsed->m_magnitude, UnitMagnitude()) : -1;
-    if (!(plain >= 0 && plain < 18446744073709549568.0)) // the last double below 2^64
+    if (!(plain >= 0 && plain < 18446744073709551616.0)) // 2^64
         return std::nullopt;
     return DiscreteMeasurement(parsed->m_unit, *value, parsed->m_magnitude);
 }
@@ -112,8 +112,8 @@ std::vector<String> splitList(String const& text)
         element.clear();
     };
     for (std::size_t i = 0; i < text.size(); ++i) {
-        bool const escapes =
-            text[i] == '\\' && i + 1 < text.size() && (text[i + 1] == ',' || text[i + 1] == '\\');
+        auto const next = text[i + 1]; // behind the last there is a zero
+        bool const escapes = text[i] == '\\' && (next == ',' || next == '\\');
         if (escapes)
             element.push_back(text[++i]);
         else if (text[i] == ',')
