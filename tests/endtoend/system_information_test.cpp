@@ -250,6 +250,12 @@ TEST_F(SystemInformation, LeavesOutWhatTheFilterLeavesOut)
         EXPECT_TRUE(holds(log(), name + std::string(" result = ") + std::to_string(one.result) + "\n"));
     }
 
+    std::filesystem::remove(m_folder.path(name));
+    std::filesystem::create_symlink("nowhere", m_folder.path(name));
+    outcome = inventory();
+    EXPECT_TRUE(holds(outcome.err, std::string(name) + ": ")) << "somebody meant a filter to be there";
+    EXPECT_TRUE(holds(outcome.err, "; nothing is left out\n"));
+
     // In the folder of others, where the program does not stand, only a file that nobody else may write counts.
     std::filesystem::remove(m_folder.path(name));
     std::filesystem::create_directory(m_folder.path("elsewhere"));

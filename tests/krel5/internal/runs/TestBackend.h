@@ -8,6 +8,7 @@
 #include <zel/model/runs/TestRunManager.h>
 #include <zel/model/state/StateManager.h>
 
+#include <atomic>
 #include <functional>
 #include <mutex>
 #include <set>
@@ -35,7 +36,7 @@ public:
     /// Neither is owned; `device` may be null.
     TestBackend(zel::TestImp* test, zel::DeviceImp* device) : m_test(test), m_device(device) {}
 
-    bool openConnection() override { return note("openConnection"), true; }
+    bool openConnection() override { return note("openConnection"), m_opens; }
     bool closeConnection() override { return note("closeConnection"), true; }
     bool receiveTestRun() override
     {
@@ -47,10 +48,18 @@ public:
     void sendPercentDoneMessage() override { note("sendPercentDoneMessage"); }
     void sendEstimatedTimeLeftMessage() override { note("sendEstimatedTimeLeftMessage"); }
     bool receiveStopMessage() override { return note("receiveStopMessage"), false; }
-    void sendSetTimeOutMessage(unsigned) override { note("sendSetTimeOutMessage"); }
+    void sendSetTimeOutMessage(unsigned seconds) override
+    {
+        note("sendSetTimeOutMessage");
+        m_timeOut = seconds;
+    }
     unsigned receiveGetTimeOutMessage() override { return note("receiveGetTimeOutMessage"), 7u; }
     void sendClearTimeOutMessage() override { note("sendClearTimeOutMessage"); }
-    void sendProgressInformativeMessage() override { note("sendProgressInformativeMessage"); }
+    void sendProgressInformativeMessage() override
+    {
+        note("sendProgressInformativeMessage");
+        ++m_progressTexts; // under the library mutex
+    }
     void sendEvent() override { note("sendEvent"); }
     void sendEnumTests() override { note("sendEnumTests"); }
     void sendFinalResult() override
@@ -83,6 +92,9 @@ public:
         return calls().contains({operation, true}) || calls().contains({operation, false});
     }
 
+    bool m_opens = true;
+    int m_progressTexts = 0;
+    std::atomic<unsigned> m_timeOut{0};
     std::function<void()> m_onFinalResult;
     std::function<void(zel::MessageBoxImp&)> m_onMessageBox;
     zel::StateManager m_state; ///< the engine's

@@ -1,7 +1,10 @@
 // A run against another side that answers late: which lock a report holds, and who waits for whom.
 #include <krel5/internal/runs/RunTest.h>
 
+#include <foundation/TemporaryFolder.h>
+
 #include <zel/foundation/Locks.h>
+#include <zel/model/settings/SettingsResource.h>
 
 #include <stdexcept>
 
@@ -115,4 +118,74 @@ TEST_F(RunTest, theEnginesStateIsMergedUnderTheLibraryMutex)
     }
     merging.join();
     EXPECT_EQ(own.deviceCount(), 1u);
+}
+
+TEST_F(RunTest, nothingRunsWithoutAConnection)
+{
+    m_backend->m_opens = false;
+    bool hasRun = false;
+    EXPECT_EQ(run([&] { return hasRun = true, TestResult::PASS(); }), TestResult::CANNOTRUN());
+    EXPECT_EQ(DiagModule::enumTests(), TestResult::CANNOTRUN());
+    EXPECT_FALSE(hasRun || m_backend->wasCalled("receiveDevices") || m_backend->wasCalled("closeConnection"));
+}
+
+// What an engine may send that this module cannot run.
+TEST_F(RunTest, aRunOfNothingKnownIsAnInternalError)
+{
+    zel::TestImp stranger("stranger", zel::CapabilityImp::HardDrive());
+    struct Case
+    {
+        zel::TestImp* test;
+        zel::DeviceImp* device;
+        char const* what;
+    };
+    for (Case const& one : std::initializer_list<Case>{{nullptr, m_device.get(), "NULL TestImp"},
+                                                       {&test().imp(), nullptr, "NULL DeviceImp"},
+                                                       {&stranger, m_device.get(), "test \"stranger\""}}) {
+        zel::TestRunManager::instance().clear();
+        ModuleCommon::setComm(std::make_unique<TestBackend>(one.test, one.device));
+        try {
+            run([] { return TestResult::PASS(); });
+            ADD_FAILURE() << one.what;
+        } catch (InternalException const& e) {
+            EXPECT_NE(e.toString().zelString().toUtf8().find(one.what), std::string::npos);
+        }
+    }
+}
+
+TEST_F(RunTest, anObserverHearsEachReportOnceWhileItIsRegistered)
+{
+    struct : TestObserver
+    {
+        void onProgress(KrelString const&) override { ++texts; }
+        int texts = 0;
+    } observer;
+    DiagModule::registerObserver(&observer);
+    DiagModule::registerObserver(&observer);
+    run([&] {
+        EXPECT_EQ(DiagModule::getCurrentPass(), 1u);
+        DiagModule::progressTimed(60000, text());
+        DiagModule::progressTimed(60000, text());
+        DiagModule::unregisterObserver(&observer);
+        DiagModule::progressTimed(60000, text());
+        return TestResult::PASS();
+    });
+    EXPECT_EQ(observer.texts, 2);
+    EXPECT_EQ(m_backend->m_progressTexts, 3) << "none is held back";
+    EXPECT_EQ(DiagModule::getCurrentPass(), 0u);
+}
+
+TEST_F(RunTest, aTimeOutIsTheTestsOwnOrThatOfTheSettings)
+{
+    test::TemporaryFolder folder;
+    for (auto const& [line, seconds] :
+         {std::pair<char const*, unsigned>{"TimeOut.value=5m\n", 300}, {"", DiagModule::INFINITE_TIMEOUT}}) {
+        folder.write("mod.w4i", line);
+        zel::SettingsResource::setSearchFolders({folder.path()});
+        DiagModule::setTimeOut(DiagModule::FROM_SETTINGS_FILE);
+        EXPECT_EQ(m_backend->m_timeOut, seconds) << line;
+        DiagModule::setTimeOut(8);
+        EXPECT_EQ(m_backend->m_timeOut, 8u);
+    }
+    zel::SettingsResource::setSearchFolders({});
 }
