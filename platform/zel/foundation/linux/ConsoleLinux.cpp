@@ -26,7 +26,7 @@ bool readable(int milliseconds)
     return ::poll(&one, 1, milliseconds) > 0;
 }
 
-// True when something was added to pending(); false at the end of input or on an error other than EINTR.
+/// Data: something was added to pending(). End also of what cannot be read.
 enum class Fill { Data, End, Interrupted };
 
 Fill fill()
@@ -44,12 +44,11 @@ bool takeLine(String& line, bool atEnd)
 {
     std::string& text = pending();
     std::size_t const end = text.find('\n');
-    bool const whole = end != std::string::npos;
-    if (!whole && text.size() < kLongestLine && !(atEnd && !text.empty()))
+    if (end == std::string::npos && text.size() <= kLongestLine && (!atEnd || text.empty()))
         return false;
-    std::size_t const length = whole ? end : std::min(text.size(), kLongestLine);
+    std::size_t const length = std::min({end, text.size(), kLongestLine});
     line = String(text.substr(0, length));
-    text.erase(0, length + (whole ? 1 : 0));
+    text.erase(0, length + (length == end ? 1 : 0));
     return true;
 }
 
