@@ -26,7 +26,7 @@ std::size_t editDistance(String const& a, String const& b)
             row[j] = std::min({replaced, row[j] + 1, row[j - 1] + 1});
         }
     }
-    return row[b.size()];
+    return row.back();
 }
 
 std::vector<String> nearestSpellings(String const& word, std::vector<String> const& known)
@@ -36,10 +36,12 @@ std::vector<String> nearestSpellings(String const& word, std::vector<String> con
         return found;
     // Of a short word, a few slips leave nothing.
     std::size_t least = std::min(kMaxSlips, std::max<std::size_t>(word.size() / 2, 1));
+    String const lowered = word.lowered();
     for (String const& one : known) {
-        if (one.size() > word.size() + least || word.size() > one.size() + least)
+        auto const [shorter, longer] = std::minmax({word.size(), one.size()});
+        if (longer - shorter > least)
             continue;
-        std::size_t const slips = editDistance(word.lowered(), one.lowered());
+        std::size_t const slips = editDistance(lowered, one.lowered());
         if (slips > least)
             continue;
         if (slips < least)
