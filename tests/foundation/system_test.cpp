@@ -1,6 +1,7 @@
 #include <zel/foundation/OStream.h>
 #include <zel/foundation/StopSignal.h>
 #include <zel/foundation/System.h>
+#include <zel/foundation/linux/PipeTransfer.h>
 
 #include <foundation/ChildProcess.h>
 
@@ -9,6 +10,8 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <stdlib.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <thread>
@@ -45,23 +48,54 @@ private:
 
 TEST(System, carriesATextLargerThanThePipe)
 {
-    Pipe pipe;
-    // Non-blocking at the writer: a full pipe is waited for.
-    ASSERT_EQ(::fcntl(pipe.ends[1], F_SETFL, O_NONBLOCK), 0);
     String sent;
-    for (int i = 0; i < 40000; ++i)
+    for (int i = 0; i < 150000; ++i)
         sent += "\xC3\xA9\xF0\x9F\x98\x80 text ";
-    std::size_t written = 0, read = 0;
-    String received;
-    std::thread writer([&] {
-        EXPECT_TRUE(System::writeToPipe(pipe.ends[1], sent, written));
+    using Stop = bool (*)();
+    for (Stop const stop : {Stop(nullptr), Stop([] { return false; })}) {
+        Pipe pipe;
+        // Non-blocking at both ends: a full pipe is waited for, and an empty one.
+        for (int const end : pipe.ends)
+            ASSERT_EQ(::fcntl(end, F_SETFL, O_NONBLOCK), 0);
+        std::size_t written = 0, read = 0;
+        String received;
+        std::thread writer([&] {
+            EXPECT_TRUE(System::writeToPipe(pipe.ends[1], sent, written, stop));
+            pipe.closeWriter();
+        });
+        EXPECT_TRUE(System::readFromPipe(pipe.ends[0], received, read, stop));
+        writer.join();
+        EXPECT_EQ(received, sent);
+        EXPECT_EQ(read, sent.toUtf8().size());
+        EXPECT_EQ(written, read);
+    }
+}
+
+TEST(System, readsTextsUpToTheirLimit)
+{
+    for (auto const& [limit, error] : {std::pair<std::size_t, int>(5, 0), {4, 0}, {3, EFBIG}, {0, EFBIG}}) {
+        Pipe pipe;
+        ASSERT_EQ(::write(pipe.ends[1], "text", 4), 4);
         pipe.closeWriter();
+        std::string text = "old";
+        EXPECT_EQ(zel::readPipe(pipe.ends[0], text, limit, nullptr), error) << limit;
+        EXPECT_TRUE(error != 0 || text == "text") << limit;
+    }
+}
+
+TEST(System, aPipeMayBeDescriptorZero)
+{
+    auto const outcome = runInChild([] {
+        Pipe pipe;
+        std::size_t count = 0;
+        std::string text;
+        if (!System::writeToPipeUtf8(pipe.ends[1], "text", count))
+            ::_exit(1);
+        pipe.closeWriter();
+        ::dup2(pipe.ends[0], STDIN_FILENO);
+        ::_exit(System::readFromPipeUtf8(0, text, count, [] { return false; }) && text == "text" ? 5 : 2);
     });
-    EXPECT_TRUE(System::readFromPipe(pipe.ends[0], received, read));
-    writer.join();
-    EXPECT_EQ(received, sent);
-    EXPECT_EQ(read, sent.toUtf8().size());
-    EXPECT_EQ(written, read);
+    EXPECT_EQ(outcome.status, 5);
 }
 
 TEST(System, aPeerThatNeverComesDoesNotHoldUpWhoIsStopped)
@@ -76,11 +110,17 @@ TEST(System, aPeerThatNeverComesDoesNotHoldUpWhoIsStopped)
     EXPECT_EQ(text, "old");
     EXPECT_EQ(s_asked, 3) << "it waited between two questions";
 
-    s_asked = 0;
-    EXPECT_FALSE(System::writeToPipeUtf8(pipe.ends[1], std::string(3u << 20, 'x'), count, stop));
-    EXPECT_EQ(System::getSystemErrorMsg(), String("Operation canceled"));
-    EXPECT_TRUE(count > 0 && count < 3u << 20) << count;
-    EXPECT_EQ(::fcntl(pipe.ends[1], F_GETFL) & O_NONBLOCK, 0) << "the pipe has the mode that it had";
+    int sockets[2]; // what some programs give their children for a pipe
+    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, sockets), 0);
+    for (int const end : {pipe.ends[1], sockets[1]}) {
+        s_asked = 0;
+        EXPECT_FALSE(System::writeToPipeUtf8(end, std::string(3u << 20, 'x'), count, stop));
+        EXPECT_EQ(System::getSystemErrorMsg(), String("Operation canceled"));
+        EXPECT_TRUE(count > 0 && count < 3u << 20) << count;
+        EXPECT_EQ(::fcntl(end, F_GETFL) & O_NONBLOCK, 0) << "it has the mode that it had";
+    }
+    for (int const end : sockets)
+        ::close(end);
 
     // What is there goes through all the same.
     Pipe ready;
@@ -101,21 +141,26 @@ TEST(System, pipeErrorsKeepTheirReasonAndTheOldText)
     EXPECT_FALSE(System::readFromPipe(std::int64_t{1} << 32, text, count)) << "which is not descriptor 0";
     EXPECT_EQ(System::getSystemErrorMsg(), String("Bad file descriptor"));
     auto const broken = runInChild([] {
+        ::alarm(20);
         ::signal(SIGPIPE, SIG_DFL);
         Pipe pipe;
         pipe.closeReader();
-        std::size_t bytes = 0;
-        ::_exit(!System::writeToPipe(pipe.ends[1], "x", bytes) &&
-                        System::getSystemErrorMsg() == String("Broken pipe")
-                    ? 5
-                    : 1);
+        using Stop = bool (*)();
+        for (Stop const stop : {Stop(nullptr), Stop([] { return false; })}) {
+            std::size_t bytes = 0;
+            if (System::writeToPipe(pipe.ends[1], "x", bytes, stop) ||
+                System::getSystemErrorMsg() != String("Broken pipe"))
+                ::_exit(1);
+        }
+        ::_exit(5);
     });
     EXPECT_EQ(broken.status, 5) << broken.signal;
 }
 
 TEST(System, aPipeIsReadThroughSignals)
 {
-    auto const outcome = runInChild([] {
+    using Stop = bool (*)();
+    auto const readAll = [](Stop stop) {
         struct sigaction action = {};
         action.sa_handler = [](int) {}; // without SA_RESTART every read is interrupted
         ::sigaction(SIGALRM, &action, nullptr);
@@ -133,9 +178,10 @@ TEST(System, aPipeIsReadThroughSignals)
         pipe.closeWriter();
         String text;
         std::size_t count = 0;
-        ::_exit(System::readFromPipe(pipe.ends[0], text, count) && count == 200 ? 5 : 1);
-    });
-    EXPECT_EQ(outcome.status, 5) << outcome.signal;
+        ::_exit(System::readFromPipe(pipe.ends[0], text, count, stop) && count == 200 ? 5 : 1);
+    };
+    EXPECT_EQ(runInChild([&] { readAll(nullptr); }).status, 5);
+    EXPECT_EQ(runInChild([&] { readAll([] { return false; }); }).status, 5);
 }
 
 TEST(System, closedStandardStreamsAreReplacedAndLostOutputIsNoticed)
@@ -159,6 +205,39 @@ TEST(System, closedStandardStreamsAreReplacedAndLostOutputIsNoticed)
         ::_exit(OStream::out().failed() && !OStream::err().failed() ? 5 : 2);
     });
     EXPECT_EQ(full.status, 5);
+    auto const another = runInChild([] {
+        ::dup2(::open("/dev/full", O_WRONLY), STDOUT_FILENO);
+        std::printf("lost");
+        ::_exit(std::fflush(stdout) != 0 && OStream::out().failed() ? 5 : 2);
+    });
+    EXPECT_EQ(another.status, 5) << "what module code prints is part of the output";
+}
+
+TEST(System, anOutputThatDoesNotWaitIsOpenedAnewAndNoOther)
+{
+    auto const terminal = [] {
+        int const person = ::posix_openpt(O_RDWR | O_NOCTTY);
+        if (::grantpt(person) != 0 || ::unlockpt(person) != 0)
+            ::_exit(1);
+        return ::open(::ptsname(person), O_RDWR | O_NOCTTY);
+    };
+    // Of two descriptors for one opened file, a flag that is set at one shows at the other.
+    auto const secured = [](int output, int mode) {
+        ::fcntl(output, F_SETFL, mode);
+        ::dup2(output, STDOUT_FILENO);
+        System::secureStandardStreams();
+        bool const waits = (::fcntl(STDOUT_FILENO, F_GETFL) & O_NONBLOCK) == 0;
+        ::fcntl(STDOUT_FILENO, F_SETFL, O_NONBLOCK | O_APPEND);
+        bool const isShared = (::fcntl(output, F_GETFL) & O_APPEND) != 0;
+        ::_exit((waits ? 10 : 0) + (isShared ? 1 : 0));
+    };
+    Pipe pipe;
+    for (int const mode : {O_NONBLOCK, 0}) {
+        int const expected = mode == 0 ? 11 : 10;
+        EXPECT_EQ(runInChild([&] { secured(pipe.ends[1], mode); }).status, expected) << mode;
+        EXPECT_EQ(runInChild([&] { secured(terminal(), mode); }).status, expected) << mode;
+    }
+    EXPECT_EQ(runInChild([&] { secured(::open("/dev/null", O_WRONLY), O_NONBLOCK); }).status, 1);
 }
 
 TEST(System, openStreamsAndAChosenSigpipeStayAsTheyAre)
@@ -171,6 +250,13 @@ TEST(System, openStreamsAndAChosenSigpipeStayAsTheyAre)
     });
     EXPECT_EQ(outcome.status, 6);
     EXPECT_EQ(outcome.output, "number 5 -1.5 \xC3\xA9\n");
+    auto const ignored = runInChild([] {
+        ::signal(SIGPIPE, SIG_DFL);
+        System::secureStandardStreams();
+        ::raise(SIGPIPE);
+        ::_exit(5);
+    });
+    EXPECT_EQ(ignored.status, 5);
 }
 
 TEST(System, endsTheProcessWithItsOutputWritten)
@@ -204,11 +290,17 @@ TEST(StopSignal, theSecondRequestEndsTheProcessButOneLostTerminalIsOneRequest)
         EXPECT_EQ(outcome.status, 9) << number;
         EXPECT_EQ(test::occurrences(outcome.output, "Stopping. "), 1u) << outcome.output;
     }
-    auto const withoutTerminal = runInChild([] { // as nohup starts it
-        ::signal(SIGHUP, SIG_IGN);
-        zel::StopSignal::install(9);
-        ::raise(SIGHUP);
-        ::_exit(zel::StopSignal::requested() ? 1 : 0);
-    });
-    EXPECT_EQ(withoutTerminal.status, 0);
+    for (int const number : {SIGINT, SIGTERM, SIGHUP}) {
+        auto const ignored =
+            runInChild([number] { // as nohup starts it, or a shell without job control in the background
+                ::signal(number, SIG_IGN);
+                zel::StopSignal::install(9);
+                ::raise(number);
+                if (zel::StopSignal::requested())
+                    ::_exit(1);
+                ::raise(number == SIGTERM ? SIGHUP : SIGTERM);
+                ::_exit(zel::StopSignal::requested() ? 5 : 2);
+            });
+        EXPECT_EQ(ignored.status, 5) << number;
+    }
 }

@@ -20,11 +20,10 @@ constexpr int kSliceMilliseconds = 100;
 constexpr int kPipeBytes = 1 << 20;
 constexpr std::size_t kFirstRoom = 64u << 10;
 
-// Whoever may not have that much works with what there is.
+// Whoever may not have that much, or has no pipe, works with what there is.
 void widen(int descriptor) noexcept
 {
-    int const size = ::fcntl(descriptor, F_GETPIPE_SZ);
-    if (size > 0 && size < kPipeBytes)
+    if (::fcntl(descriptor, F_GETPIPE_SZ) < kPipeBytes)
         ::fcntl(descriptor, F_SETPIPE_SZ, kPipeBytes);
 }
 
@@ -45,14 +44,14 @@ int waitFor(int descriptor, short events, StopWaiting stop)
     }
 }
 
-// A write to a blocking pipe returns when everything is written, however long its reader takes.
+// A write to a blocking pipe or socket returns when everything is written, however long its reader takes.
 class NonBlocking
 {
 public:
     explicit NonBlocking(int descriptor) noexcept : m_descriptor(descriptor)
     {
         struct stat status;
-        if (::fstat(descriptor, &status) == 0 && S_ISFIFO(status.st_mode))
+        if (::fstat(descriptor, &status) == 0 && (S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode)))
             m_before = ::fcntl(descriptor, F_GETFL);
         if (changes())
             ::fcntl(m_descriptor, F_SETFL, m_before | O_NONBLOCK);
@@ -66,10 +65,10 @@ public:
     NonBlocking& operator=(NonBlocking const&) = delete;
 
 private:
-    bool changes() const noexcept { return m_before != -1 && (m_before & O_NONBLOCK) == 0; }
+    bool changes() const noexcept { return (m_before & O_NONBLOCK) == 0; }
 
     int m_descriptor;
-    int m_before = -1;
+    int m_before = O_NONBLOCK; // nothing to be changed
 };
 
 } // namespace

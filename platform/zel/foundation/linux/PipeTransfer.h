@@ -16,7 +16,7 @@ int readPipe(int descriptor, std::string& content, std::size_t limit, StopWaitin
 
 /// Writes everything; `written` counts what went out. Returns 0 or an errno value: EPIPE when nobody reads any
 /// more, ECANCELED when it was stopped. Without `stop` a pipe keeps the mode that it has; with it, it is
-/// non-blocking for the time of the call, for whoever shares it.
+/// non-blocking for the time of the call, for whoever shares it, and so is a socket.
 int writePipe(int descriptor, std::string_view bytes, std::size_t& written, StopWaiting stop);
 
 } // namespace zel

@@ -15,6 +15,7 @@
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace zel {
 namespace {
@@ -26,7 +27,7 @@ thread_local int t_lastError = 0;
 // A number that is none of a descriptor stays none: it must not be cut to one.
 int descriptorOf(std::int64_t pipeId) noexcept
 {
-    return pipeId >= 0 && pipeId <= INT_MAX ? static_cast<int>(pipeId) : -1;
+    return std::in_range<int>(pipeId) ? static_cast<int>(pipeId) : -1;
 }
 
 bool succeeded(int errorNumber) noexcept
@@ -41,8 +42,9 @@ bool succeeded(int errorNumber) noexcept
 void waitWhenFull(int descriptor) noexcept
 {
     struct stat status;
-    int const flags = ::fcntl(descriptor, F_GETFL);
-    if (flags == -1 || (flags & O_NONBLOCK) == 0 || ::fstat(descriptor, &status) != 0 ||
+    int const flags =
+        ::fcntl(descriptor, F_GETFL); // -1, with all bits, for what is closed: fstat says so too
+    if ((flags & O_NONBLOCK) == 0 || ::fstat(descriptor, &status) != 0 ||
         !(S_ISFIFO(status.st_mode) || ::isatty(descriptor) == 1))
         return;
     std::string const self = "/proc/self/fd/" + std::to_string(descriptor);
@@ -136,18 +138,16 @@ void System::keepPipeFromChildren(std::int64_t pipeId) noexcept
 
 void System::secureStandardStreams() noexcept
 {
-    for (int descriptor = 0; descriptor <= 2; ++descriptor) {
-        if (::fcntl(descriptor, F_GETFD) != -1 || errno != EBADF)
-            continue;
+    for (int const descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         // The lowest free number is this one, as those below are open. Read-only in place of an output makes
         // every write to it fail, so that lost output is noticed. Inherited by children, hence no O_CLOEXEC.
-        retryOnInterrupt([] { return ::open("/dev/null", O_RDONLY); });
+        if (::fcntl(descriptor, F_GETFD) == -1)
+            retryOnInterrupt([] { return ::open("/dev/null", O_RDONLY); });
     }
     waitWhenFull(STDOUT_FILENO);
     waitWhenFull(STDERR_FILENO);
     struct sigaction current;
-    if (::sigaction(SIGPIPE, nullptr, &current) == 0 && (current.sa_flags & SA_SIGINFO) == 0 &&
-        current.sa_handler == SIG_DFL)
+    if (::sigaction(SIGPIPE, nullptr, &current) == 0 && current.sa_handler == SIG_DFL)
         ::signal(SIGPIPE, SIG_IGN);
 }
 
@@ -161,8 +161,7 @@ void System::secureSignals() noexcept
         ::sigaddset(&heard, fault.number);
     ::pthread_sigmask(SIG_UNBLOCK, &heard, nullptr);
     struct sigaction current;
-    if (::sigaction(SIGCHLD, nullptr, &current) == 0 && (current.sa_flags & SA_SIGINFO) == 0 &&
-        current.sa_handler == SIG_IGN)
+    if (::sigaction(SIGCHLD, nullptr, &current) == 0 && current.sa_handler == SIG_IGN)
         ::signal(SIGCHLD, SIG_DFL);
 }
 
