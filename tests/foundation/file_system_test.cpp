@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -29,6 +30,7 @@ TEST(FileSystem, takesNamesApart)
         {"/my.mod.w4x", "my.mod", "/"},
         {"/home/.profile", ".profile", "/home"},
         {"/dir/", "", "/dir"},
+        {"a.b", "a", "."},
         {"", "", "."},
     };
     for (auto const& c : cases) {
@@ -42,6 +44,7 @@ TEST(FileSystem, readsWholeFilesWithinTheirLimit)
     TemporaryFolder const folder;
     std::string const bytes("a\0\n\xFF", 4);
     std::string const path = folder.write("file", bytes);
+    errno = EIO; // of something else, before
     EXPECT_EQ(FileSystem::readFile(path).content, bytes);
     EXPECT_EQ(FileSystem::readFile(path, 4).content, bytes);
     EXPECT_EQ(FileSystem::readFile(path, 3).errorNumber, EFBIG);
@@ -50,6 +53,14 @@ TEST(FileSystem, readsWholeFilesWithinTheirLimit)
     EXPECT_EQ(FileSystem::readFile(folder.path()).errorNumber, EISDIR);
     ASSERT_EQ(::mkfifo(folder.path("fifo").c_str(), 0600), 0);
     EXPECT_EQ(FileSystem::readFile(folder.path("fifo")).errorNumber, EINVAL);
+    std::filesystem::create_symlink("loop", folder.path("loop"));
+    EXPECT_EQ(FileSystem::readFile(folder.path("loop")).reason(),
+              zel::String("Too many levels of symbolic links"));
+    auto const first = test::runInChild([&] {
+        ::close(STDIN_FILENO);
+        ::_exit(FileSystem::readFile(path).content == bytes && ::fcntl(STDIN_FILENO, F_GETFD) == -1 ? 5 : 1);
+    });
+    EXPECT_EQ(first.status, 5) << "a file with the number 0 is closed like any other";
     EXPECT_FALSE(FileSystem::readFile("/proc/self/stat").content->empty()); // a file that says its size is 0
 }
 
@@ -94,6 +105,41 @@ TEST(FileSystem, namesWhoElseMayWriteAFile)
     }
 }
 
+TEST(FileSystem, trustsWhatBelongsToRootOrTheCaller)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "needs two users";
+    TemporaryFolder const folder;
+    ASSERT_EQ(::chmod(folder.path().c_str(), 0755), 0);
+    std::string const paths[] = {folder.write("own", "text"), folder.write("of root", "text")};
+    ASSERT_EQ(::chown(paths[0].c_str(), 65534, 65534), 0);
+    for (std::string const& path : paths) {
+        ASSERT_EQ(::chmod(path.c_str(), 0644), 0);
+        auto const outcome = test::runInChild([&] {
+            ::_exit(::seteuid(65534) == 0 &&
+                            FileSystem::readFile(path, 100, FileSystem::Writers::CallerOrRoot).content ==
+                                "text"
+                        ? 5
+                        : 1);
+        });
+        EXPECT_EQ(outcome.status, 5) << path;
+    }
+}
+
+TEST(FileSystem, knowsWhatIsThereAndSinceWhen)
+{
+    TemporaryFolder const folder;
+    std::string const path = folder.write("file", "");
+    timespec const leapDay[] = {{1709164800, 0}, {1709251199, 0}}; // the last second of 2024-02-29
+    ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), leapDay, 0), 0);
+    EXPECT_EQ(FileSystem::modificationDate(path), zel::String("2024-02-29"));
+    EXPECT_EQ(FileSystem::modificationDate(folder.path("none")), zel::String());
+    EXPECT_TRUE(FileSystem::exists(path));
+    EXPECT_FALSE(FileSystem::exists(folder.path("none")));
+    std::filesystem::create_symlink("none", folder.path("link"));
+    EXPECT_TRUE(FileSystem::exists(folder.path("link"))) << "the link itself";
+}
+
 TEST(FileSystem, replacesFilesWholeOrNotAtAll)
 {
     TemporaryFolder const folder;
@@ -106,6 +152,18 @@ TEST(FileSystem, replacesFilesWholeOrNotAtAll)
     EXPECT_EQ(folder.read("link"), "own");
     EXPECT_EQ(folder.read("other"), "other"); // a link is replaced, not followed
     EXPECT_EQ(folder.entryCount(), 3u);
+}
+
+TEST(FileSystem, passesOverNamesOfTemporariesThatAreTaken)
+{
+    TemporaryFolder const folder;
+    std::string const begin = "file." + std::to_string(::getpid()) + "-";
+    for (int i = 0; i < 50; ++i)
+        folder.write(begin + std::to_string(i) + ".tmp", "another's");
+    FileSystem::writeFileAtomically(folder.path("file"), "new");
+    EXPECT_EQ(folder.read("file"), "new");
+    EXPECT_EQ(folder.entryCount(), 51u);
+    EXPECT_EQ(folder.read(begin + "49.tmp"), "another's");
 }
 
 TEST(FileSystem, aWriteThatFailsNamesThePathAndLeavesNothing)

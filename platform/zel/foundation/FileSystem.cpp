@@ -20,17 +20,10 @@ String FileSystem::ReadResult::reason() const
 
 String FileSystem::extractBaseFileName(String const& path)
 {
-    std::size_t start = 0, dot = String::npos;
-    for (std::size_t i = 0; i < path.size(); ++i) {
-        if (path[i] == '/' || path[i] == '\\') {
-            start = i + 1;
-            dot = String::npos;
-        } else if (path[i] == '.') {
-            dot = i;
-        }
-    }
-    bool const hasExtension = dot != String::npos && dot > start;
-    return path.substr(start, hasExtension ? dot - start : String::npos);
+    std::string const bytes = path.toUtf8();
+    std::string const name = bytes.substr(bytes.find_last_of("/\\") + 1); // npos + 1 is the beginning
+    std::size_t const dot = name.rfind('.');
+    return String(name.substr(0, dot == 0 ? std::string::npos : dot));
 }
 
 std::string FileSystem::folderOf(std::string const& path)

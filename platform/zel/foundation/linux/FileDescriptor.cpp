@@ -13,9 +13,9 @@ namespace {
 constexpr std::size_t kFirstChunk = 4096;
 constexpr std::size_t kLargestChunk = 1u << 20;
 
-void waitFor(int descriptor, short events) noexcept
+void waitForRoom(int descriptor) noexcept
 {
-    pollfd request{descriptor, events, 0};
+    pollfd request{descriptor, POLLOUT, 0};
     retryOnInterrupt([&] { return ::poll(&request, 1, -1); });
 }
 
@@ -43,7 +43,7 @@ int writeAll(int descriptor, char const* bytes, std::size_t size, std::size_t& w
         if (count >= 0)
             written += static_cast<std::size_t>(count);
         else if (errno == EAGAIN && waitWhenFull)
-            waitFor(descriptor, POLLOUT);
+            waitForRoom(descriptor);
         else
             return errno;
     }
@@ -65,9 +65,7 @@ try {
         content.resize(used + static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
         if (content.size() - before > limit)
             return EFBIG;
-        if (error == EAGAIN)
-            waitFor(descriptor, POLLIN);
-        else if (error != 0 || count == 0)
+        if (error != 0 || count == 0)
             return error;
         chunk = std::min(chunk * 2, kLargestChunk);
     }
