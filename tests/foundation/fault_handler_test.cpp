@@ -30,6 +30,11 @@ FAULTING void readBadAddress() { s_zero = *reinterpret_cast<int volatile*>(s_bad
 FAULTING void divideByZero() { s_zero = s_numerator / s_zero; }
 FAULTING void illegalInstruction() { __builtin_trap(); }
 FAULTING void abortProcess() { std::abort(); }
+FAULTING void signalItself()
+{
+    ::kill(::getpid(), SIGFPE);
+    s_zero = 0;
+}
 FAULTING void callBadAddress()
 {
     reinterpret_cast<void (*)()>(s_badAddress)();
@@ -81,6 +86,7 @@ TEST(FaultHandler, reportsEverySignalAndEndsWithItsStatus)
         {illegalInstruction, "SIGILL (illegal instruction), code ILL_ILLOPN, address 0x",
          "illegalInstruction()"},
         {touchBeyondFile, "SIGBUS (bus error), code BUS_ADRERR, address 0x", "touchBeyondFile()"},
+        {signalItself, "SIGFPE (arithmetic error), code SI_USER, sent by process ", "signalItself()"},
         {abortProcess, "SIGABRT (abnormal termination), code SI_TKILL, sent by process ", "abortProcess()"},
         {leaveException, "SIGABRT (abnormal termination), code SI_TKILL, sent by process ",
          "leaveException()"},
@@ -101,6 +107,7 @@ TEST(FaultHandler, reportsEverySignalAndEndsWithItsStatus)
         ASSERT_NE(trace, std::string::npos) << out;
         EXPECT_LT(out.find(c.function, trace), out.size()) << out;
         EXPECT_EQ(out.find("handleFault", trace), std::string::npos) << out;
+        EXPECT_EQ(out.find(" [0xffff", trace), std::string::npos) << out;
         EXPECT_NE(out.find("after the report\n"), std::string::npos) << out;
     }
 }
@@ -146,10 +153,13 @@ TEST(FaultHandler, writesTheLogFileFirst)
     test::TemporaryFolder const folder;
     auto const outcome = runInChild([&] {
         zel::LogFactory::createDefaultFileAppender(folder.path("a.log"));
-        setUp();
+        zel::FaultHandler::install(kStatus, [](zel::String const&) {
+            zel::OStream::out() << "log: " << zel::LogFactory::currentFile().c_str() << zel::endl;
+        });
         readBadAddress();
     });
     EXPECT_EQ(outcome.status, kStatus);
+    EXPECT_TRUE(outcome.output.ends_with("log: " + folder.path("a.log") + "\n")) << outcome.output;
     EXPECT_EQ(folder.read("a.log"), "Structured system exception: SIGSEGV (invalid memory reference)\n");
 }
 

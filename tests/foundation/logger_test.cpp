@@ -55,9 +55,9 @@ TEST_F(LoggerTest, thresholdsComeFromTheNearestRule)
     Logger& deep = LogFactory::getLogger("test.Logger.Deep");
     Logger& other = LogFactory::getLogger("tests");
     std::string const file = m_folder.write("modules.xml", "<?xml version=\"1.0\"?><logging>"
-                                                           "<logger level=\"Warning\"/>"
+                                                           "<logger level=\"Warning\"/><unknown/>"
                                                            "<logger category=\"test.Logger\" level=\"1\"/>"
-                                                           "<unknown/></logging>");
+                                                           "</logging>");
     LogFactory::configure(zel::String(file), 4);
     EXPECT_EQ(thresholdOf(m_logger), 1);
     EXPECT_EQ(thresholdOf(deep), 1);
@@ -80,6 +80,9 @@ TEST_F(LoggerTest, looksForTheConfigurationInTheBaseDirectory)
     LogFactory::setBaseDirectory(m_folder.path());
     LogFactory::configure("modules.xml", 4);
     EXPECT_EQ(thresholdOf(m_logger), 0);
+    LogFactory::configure(
+        zel::String(m_folder.write("other.xml", "<logging><logger level=\"1\"/></logging>")), 4);
+    EXPECT_EQ(thresholdOf(m_logger), 1) << "a whole path is taken as it is";
     LogFactory::setBaseDirectory(zel::CString());
 }
 
@@ -163,6 +166,10 @@ TEST_F(LoggerTest, noTextCanForgeALine)
          "second set \\x9b"
          "31m"},
         {"\xE2\x80\xAEright to left\xE2\x81\xA9 \xC3\xBC \xC2", "\\u202eright to left\\u2069 \xC3\xBC \xC2"},
+        {"short\x7F", "short\\x7f"},
+        {"sixteen letters,\x1B, and as many as that again",
+         "sixteen letters,\\x1b, and as many as that again"},
+        {"cut: \xE2\x80. \xE2@. \x80", "cut: \xE2\x80. \xE2@. \x80"},
         {std::string("zero\0inside, longer than a block", 32), "zero\\x00inside, longer than a block"},
         {std::string(5000, 'x'), std::string(5000, 'x')},
         {std::string(5000, '\n') + "x",
@@ -196,6 +203,9 @@ TEST_F(LoggerTest, aLongMessageOfManyPartsArrivesWhole)
         }
     }
     EXPECT_TRUE(m_folder.read("long.log").ends_with(expected + "\n"));
+    std::string const large(300, 'y'); // more than the stream holds without memory of its own
+    ZEL_LOG_LINE(m_logger, LogLevel::Error, 2) << zel::String(large) << "z";
+    EXPECT_TRUE(m_folder.read("long.log").ends_with(" error test.Logger 2 " + large + "z\n"));
 }
 
 TEST_F(LoggerTest, linesOfManyThreadsStayWhole)
@@ -239,6 +249,50 @@ TEST_F(LoggerTest, aProcessThatContinuesTheFileOfAnotherSaysSoOnce)
     std::string const text = m_folder.read("a.log");
     EXPECT_EQ(test::occurrences(text, "\n"), 5u) << text;
     EXPECT_EQ(test::occurrences(text, "Z information zel.LogFile 1 a new process begins; "), 1u) << text;
+
+    m_folder.write("empty.log", "");
+    runInChild([&] {
+        LogFactory::createDefaultFileAppender(m_folder.path("empty.log"));
+        m_logger.log(LogLevel::Error, "1 own");
+        writeTwice();
+    });
+    EXPECT_EQ(test::occurrences(m_folder.read("empty.log"), "\n"), 1u) << "nobody's lines stand above";
+    EXPECT_EQ(test::occurrences(m_folder.read("a.log"), "a new process begins; "), 2u)
+        << "coming from another file";
+}
+
+TEST_F(LoggerTest, aPlaceOfOnesOwnOrOfRootTakesTheLog)
+{
+    std::filesystem::create_directory(m_folder.path("own"));
+    std::filesystem::create_directory(m_folder.path("shared"));
+    std::filesystem::create_directory(m_folder.path("closed"));
+    for (std::string const& folder : {m_folder.path(), m_folder.path("closed")})
+        ASSERT_EQ(::chmod(folder.c_str(), 0555), 0);
+    ASSERT_EQ(::chmod(m_folder.path("shared").c_str(), 0777), 0);
+    bool const isRoot = ::geteuid() == 0;
+    constexpr uid_t kSomebody = 65534;
+    if (isRoot) {
+        ASSERT_EQ(::chown(m_folder.path("own").c_str(), kSomebody, kSomebody), 0);
+    }
+    std::string const closed = m_folder.path("closed/new/a.log");
+    std::pair<std::string, std::string> const cases[] = {
+        {m_folder.path("own/a.log"), ""},
+        {m_folder.path("shared/a.log"), ""},
+        {closed, "Cannot open the log file " + closed + ": Permission denied\n"},
+    };
+    for (auto const& [path, complaint] : cases) {
+        auto const outcome = runInChild([&, &path = path] {
+            if (isRoot && ::seteuid(kSomebody) != 0)
+                ::_exit(77); // no second user in this container
+            LogFactory::createDefaultFileAppender(path);
+            m_logger.log(LogLevel::Error, "1 own");
+        });
+        if (outcome.status == 77)
+            GTEST_SKIP() << "no second user";
+        EXPECT_EQ(outcome.output, complaint) << path;
+        EXPECT_EQ(std::filesystem::exists(path), complaint.empty()) << path;
+    }
+    ASSERT_EQ(::chmod(m_folder.path().c_str(), 0755), 0);
 }
 
 TEST_F(LoggerTest, aFileThatCannotBeOpenedOrIsNotOursCostsOneLine)
@@ -249,6 +303,7 @@ TEST_F(LoggerTest, aFileThatCannotBeOpenedOrIsNotOursCostsOneLine)
     std::filesystem::create_hard_link(victim, m_folder.path("second"));
     std::filesystem::create_directory(m_folder.path("folder"));
     std::filesystem::create_directory_symlink("folder", m_folder.path("linked"));
+    std::filesystem::create_directory_symlink("loop", m_folder.path("loop"));
     ASSERT_EQ(::mkfifo(m_folder.path("fifo").c_str(), 0600), 0);
     ASSERT_EQ(::mkfifo(m_folder.path("unread").c_str(), 0600), 0);
     int const reader = ::open(m_folder.path("fifo").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
@@ -259,6 +314,7 @@ TEST_F(LoggerTest, aFileThatCannotBeOpenedOrIsNotOursCostsOneLine)
     std::vector<Case> cases = {
         {m_folder.path("file/below/a.log"), "its folder is no folder, or a link to one"},
         {m_folder.path("linked/a.log"), "its folder is no folder, or a link to one"},
+        {m_folder.path("loop/below/a.log"), "its folder is no folder, or a link to one"},
         {m_folder.path("link"), "Too many levels of symbolic links"},
         {m_folder.path("second"), "it has further names"},
         {m_folder.path("fifo"), "it is no regular file"},
@@ -278,15 +334,23 @@ TEST_F(LoggerTest, aFileThatCannotBeOpenedOrIsNotOursCostsOneLine)
     }
     for (Case const& c : cases) {
         auto const outcome = runInChild([&] {
-            LogFactory::createDefaultFileAppender(c.path);
+            bool const isNamed = LogFactory::createDefaultFileAppender(c.path);
             m_logger.log(LogLevel::Critical, "lost");
             m_logger.log(LogLevel::Critical, "lost");
-            ::_exit(LogFactory::currentFile().bytes() == c.path ? 1 : 0);
+            ::_exit(LogFactory::currentFile().bytes() == c.path || isNamed == c.path.ends_with('/') ? 1 : 0);
         });
         EXPECT_EQ(outcome.status, 0) << c.path;
         EXPECT_EQ(outcome.output, "Cannot open the log file " + c.path + ": " + c.reason + "\n");
     }
     ::close(reader);
+    auto const exhausted = runInChild([&] {
+        LogFactory::createDefaultFileAppender(m_folder.path("folder/a.log"));
+        rlimit const nothing{};
+        ::setrlimit(RLIMIT_NOFILE, &nothing);
+        m_logger.log(LogLevel::Critical, "lost");
+    });
+    EXPECT_EQ(exhausted.output,
+              "Cannot open the log file " + m_folder.path("folder/a.log") + ": Too many open files\n");
     EXPECT_EQ(m_folder.read("victim") + m_folder.read("foreign"), "");
     EXPECT_TRUE(std::filesystem::is_empty(m_folder.path("folder")));
 }
@@ -309,9 +373,35 @@ TEST_F(LoggerTest, aFileThatCannotBeWrittenCostsOneLineAndTheEarlierFileStaysAft
     auto const kept = runInChild([&] {
         LogFactory::createDefaultFileAppender(m_folder.path("kept.log"));
         m_logger.log(LogLevel::Critical, "first");
-        LogFactory::createDefaultFileAppender(m_folder.path());
-        m_logger.log(LogLevel::Critical, "still here");
+        for (std::string const& refused : {m_folder.path(), std::string("/dev/null")}) {
+            LogFactory::createDefaultFileAppender(refused);
+            m_logger.log(LogLevel::Critical, "still here");
+            if (LogFactory::currentFile().bytes() != m_folder.path("kept.log"))
+                ::_exit(1);
+        }
     });
     EXPECT_EQ(kept.status, 0);
-    EXPECT_NE(m_folder.read("kept.log").find("still here\n"), std::string::npos);
+    EXPECT_EQ(test::occurrences(m_folder.read("kept.log"), "still here\n"), 2u);
+}
+
+TEST_F(LoggerTest, aLineThatWasCutEndsBeforeTheNextOne)
+{
+    for (rlim_t const room : {0, 50}) {
+        std::string const name = std::to_string(room) + ".log";
+        runInChild([&] {
+            ::signal(SIGXFSZ, SIG_IGN);
+            rlimit limit{room, RLIM_INFINITY};
+            ::setrlimit(RLIMIT_FSIZE, &limit);
+            LogFactory::createDefaultFileAppender(m_folder.path(name));
+            m_logger.log(LogLevel::Critical, std::string(100, 'x'));
+            limit.rlim_cur = RLIM_INFINITY;
+            ::setrlimit(RLIMIT_FSIZE, &limit);
+            m_logger.log(LogLevel::Critical, "1 whole");
+            m_logger.log(LogLevel::Critical, "2 whole");
+        });
+        std::string const text = withDigitsAlike(m_folder.read(name));
+        std::string const begin = "9999-99-99T99:99:99.999Z critical test.Logger ";
+        std::string const cut = room == 0 ? "" : (begin + std::string(100, 'x')).substr(0, room) + "\n";
+        EXPECT_EQ(text, cut + begin + "9 whole\n" + begin + "9 whole\n");
+    }
 }

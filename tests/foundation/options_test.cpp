@@ -60,6 +60,7 @@ TEST(Options, refusesWhatIsWrongNamesItAndTakesNothing)
         {{""}, "Unknown word on the command line: \"\""},
         {{"-run"}, "Unknown word on the command line: \"-run\" (did you mean \"run\"?)"},
         {{"--version"}, "Unknown word on the command line: \"--version\" (did you mean \"-version\"?)"},
+        {{"/version"}, "Unknown word on the command line: \"/version\" (did you mean \"-version\"?)"},
         {{"-LANG", "de"}, "Unknown word on the command line: \"-LANG\" (did you mean \"-lang\"?)"},
         {{"--testNum"}, "Unknown word on the command line: \"--testNum\" (did you mean \"-t\"?)"},
         {{"-ver"}, "Unknown word on the command line: \"-ver\""},
@@ -99,6 +100,9 @@ TEST(Options, survivesAnArgumentVectorWithNothingInIt)
     EXPECT_FALSE(manager.lookupFlag("Version"));
     EXPECT_NO_THROW(manager.mergeCommandLine(4, holes));
     EXPECT_TRUE(manager.lookupFlag("Version"));
+    char const* const more[] = {nullptr, "run", "beyond the count", nullptr};
+    EXPECT_NO_THROW(manager.mergeCommandLine(2, more));
+    EXPECT_TRUE(manager.lookupFlag("Run"));
 }
 
 TEST(Options, refusesTwoOptionsOfOneNameOrWord)

@@ -98,6 +98,38 @@ TEST(Utf, agreesWithItselfAtEveryAlignment)
     }
 }
 
+// What stands behind the end would complete the sequence.
+TEST(Utf, takesNothingFromBehindTheEnd)
+{
+    std::string const whole[] = {"\xC3\xA9", "\xE4\xB8\xAD", "\xF0\x9F\x98\x80"};
+    for (std::string const& bytes : whole) {
+        EXPECT_EQ(zel::utf::sequenceLength(bytes.data(), bytes.size()), bytes.size());
+        for (std::size_t length = 1; length < bytes.size(); ++length) {
+            Units units(length);
+            EXPECT_EQ(zel::utf::decodeUtf8(bytes.data(), length, units.data()), 1u) << length;
+            EXPECT_EQ(units[0], X);
+            EXPECT_EQ(zel::utf::sequenceLength(bytes.data(), length), 0u) << length;
+        }
+    }
+    Units const pair = {0xD83D, 0xDE00};
+    char out[3];
+    EXPECT_EQ(std::string(out, zel::utf::encodeUtf8(pair.data(), 1, out)), "\xEF\xBF\xBD");
+}
+
+TEST(Utf, tellsAWrittenReplacementFromAMalformedSequence)
+{
+    struct
+    {
+        std::string bytes;
+        std::size_t length;
+    } const cases[] = {
+        {"\xEF\xBF\xBD", 3}, {"\xEF\xBF ", 0}, {"\xF0\x9F\x98 ", 0}, {"\x80", 0},
+        {"\xEF\xBF\xBC", 3}, {"ab", 1},        {"\xED\xA0\x80", 0},  {"\xF4\x8F\xBF\xBF", 4},
+    };
+    for (auto const& c : cases)
+        EXPECT_EQ(zel::utf::sequenceLength(c.bytes.data(), c.bytes.size()), c.length) << c.bytes;
+}
+
 TEST(Utf, encodesLoneSurrogatesAsReplacement)
 {
     struct

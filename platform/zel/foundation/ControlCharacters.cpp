@@ -26,7 +26,7 @@ ControlAt controlAt(std::string_view utf8, std::size_t at) noexcept
         found = {(byte(0) & 0x1F) << 6 | (byte(1) & 0x3F), 2};
     else if ((byte(0) & 0xF0) == 0xE0 && continues(1) && continues(2))
         found = {(byte(0) & 0xF) << 12 | (byte(1) & 0x3F) << 6 | (byte(2) & 0x3F), 3};
-    return found.length > 0 && isControlCharacter(found.code) ? found : ControlAt();
+    return isControlCharacter(found.code) ? found : ControlAt();
 }
 
 std::string readableEscape(std::uint32_t code)

@@ -86,7 +86,7 @@ std::string escaped(std::string_view message)
     for (std::size_t i = 0; i < message.size(); ++i) {
         char const c = message[i];
         ControlAt const control = controlAt(message, i);
-        bool const endsLine = c == '\r' && i + 1 < message.size() && message[i + 1] == '\n';
+        bool const endsLine = message.substr(i).starts_with("\r\n");
         if (c == '\n')
             out += "\n\t";
         else if (c == '\t' || control.length == 0)

@@ -35,7 +35,7 @@ std::optional<std::int64_t> toInteger(String const& text)
 String core(String const& word)
 {
     std::size_t start = 0;
-    while (start < word.size() && (word[start] == '-' || word[start] == '/'))
+    while (word[start] == '-' || word[start] == '/') // the zero at the end is neither
         ++start;
     return word.substr(start).lowered();
 }

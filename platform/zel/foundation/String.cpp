@@ -2,6 +2,7 @@
 
 #include <zel/foundation/ControlCharacters.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -37,7 +38,7 @@ int String::Traits::compare(Unit const* a, Unit const* b, std::size_t count) noe
 {
     for (std::size_t i = 0; i < count; ++i)
         if (a[i] != b[i])
-            return a[i] < b[i] ? -1 : 1;
+            return a[i] - b[i];
     return 0;
 }
 
@@ -51,10 +52,9 @@ std::size_t String::Traits::length(Unit const* text) noexcept
 
 String::Unit const* String::Traits::find(Unit const* text, std::size_t count, Unit const& what) noexcept
 {
-    for (std::size_t i = 0; i < count; ++i)
-        if (text[i] == what)
-            return text + i;
-    return nullptr;
+    Unit const* const end = text + count;
+    Unit const* const found = std::find(text, end, what);
+    return found == end ? nullptr : found;
 }
 
 String::Unit* String::Traits::move(Unit* to, Unit const* from, std::size_t count) noexcept
@@ -69,8 +69,7 @@ String::Unit* String::Traits::copy(Unit* to, Unit const* from, std::size_t count
 
 String::Unit* String::Traits::assign(Unit* to, std::size_t count, Unit what) noexcept
 {
-    for (std::size_t i = 0; i < count; ++i)
-        to[i] = what;
+    std::fill_n(to, count, what);
     return to;
 }
 
@@ -101,9 +100,9 @@ String String::number(double value)
     if (std::isnan(value))
         return String("nan");
     if (std::isinf(value))
-        return String(value < 0 ? "-inf" : "inf");
+        return String(std::signbit(value) ? "-inf" : "inf");
     double const amount = std::fabs(value);
-    bool const readsPlainly = value == 0 || (amount >= 1e-5 && amount < 1e15);
+    bool const readsPlainly = amount >= 1e-5 && amount < 1e15;
     return readsPlainly ? fromNumber(value, std::chars_format::fixed) : fromNumber(value);
 }
 
@@ -125,22 +124,14 @@ std::size_t String::find(String const& what, std::size_t from) const noexcept
     return m_units.find(what.m_units, from);
 }
 
-bool String::startsWith(String const& prefix) const noexcept
-{
-    return m_units.compare(0, prefix.size(), prefix.m_units) == 0;
-}
+bool String::startsWith(String const& prefix) const noexcept { return m_units.starts_with(prefix.m_units); }
 
-bool String::endsWith(String const& suffix) const noexcept
-{
-    return size() >= suffix.size() &&
-           m_units.compare(size() - suffix.size(), suffix.size(), suffix.m_units) == 0;
-}
+bool String::endsWith(String const& suffix) const noexcept { return m_units.ends_with(suffix.m_units); }
 
 String String::substr(std::size_t from, std::size_t count) const
 {
     String part;
-    if (from < size())
-        part.m_units = m_units.substr(from, count);
+    part.m_units = m_units.substr(std::min(from, size()), count);
     return part;
 }
 
@@ -160,12 +151,11 @@ String String::replaced(String const& what, String const& with) const
 
 String String::trimmed() const
 {
-    std::size_t first = 0, last = size();
-    while (first < last && isSpace(m_units[first]))
-        ++first;
-    while (last > first && isSpace(m_units[last - 1]))
-        --last;
-    return substr(first, last - first);
+    auto const first = std::find_if_not(m_units.begin(), m_units.end(), isSpace);
+    auto const last = std::find_if_not(m_units.rbegin(), std::make_reverse_iterator(first), isSpace).base();
+    String rest;
+    rest.m_units.assign(first, last);
+    return rest;
 }
 
 String String::lowered() const
@@ -191,7 +181,7 @@ std::vector<String> String::split(Unit separator) const
 String String::withoutControls(bool keepLineFeeds) const
 {
     auto const endsLine = [&](std::size_t at) {
-        return m_units[at] == '\n' || (m_units[at] == '\r' && at + 1 < size() && m_units[at + 1] == '\n');
+        return m_units[at] == '\n' || (m_units[at] == '\r' && m_units[at + 1] == '\n'); // zero-terminated
     };
     String shown;
     for (std::size_t i = 0; i < size(); ++i) {

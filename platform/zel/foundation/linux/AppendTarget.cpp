@@ -24,12 +24,12 @@ FileDescriptor openIn(FileDescriptor const& folder, std::string const& name, int
         retryOnInterrupt([&] { return ::openat(folder.number(), name.c_str(), flags | O_CLOEXEC, 0644); }));
 }
 
-/// Zero or the errno value; a folder that is there already is left to who opens it.
+/// Zero or the errno value of the last, which whoever can open the folder passes over: it was there already.
 int makeFolders(std::vector<std::string> const& folders) noexcept
 {
     int error = 0;
     for (std::string const& folder : folders)
-        error = ::mkdir(folder.c_str(), 0755) == 0 || errno == EEXIST ? 0 : errno;
+        error = ::mkdir(folder.c_str(), 0755) == 0 ? 0 : errno;
     return error;
 }
 
@@ -37,8 +37,7 @@ int makeFolders(std::vector<std::string> const& folders) noexcept
 
 AppendTarget::AppendTarget(std::string path) : m_path(std::move(path))
 {
-    std::size_t const slash = m_path.rfind('/');
-    m_name = m_path.substr(slash == std::string::npos ? 0 : slash + 1);
+    m_name = m_path.substr(m_path.rfind('/') + 1); // npos + 1 is the beginning
     std::string const folder = FileSystem::folderOf(m_path);
     for (std::size_t end = folder.find('/', 1); end != std::string::npos; end = folder.find('/', end + 1))
         m_folders.push_back(folder.substr(0, end));

@@ -197,20 +197,17 @@ public:
         stack_t stack = {};
         stack.ss_sp = m_memory.begin();
         stack.ss_size = m_memory.size();
-        m_set = !m_memory.empty() && ::sigaltstack(&stack, &m_previous) == 0;
+        m_previous.ss_flags = SS_DISABLE; // what stays where there is no memory
+        if (!m_memory.empty())
+            ::sigaltstack(&stack, &m_previous);
     }
-    ~AlternateStack()
-    {
-        if (m_set)
-            ::sigaltstack(&m_previous, nullptr);
-    }
+    ~AlternateStack() { ::sigaltstack(&m_previous, nullptr); }
     AlternateStack(AlternateStack const&) = delete;
     AlternateStack& operator=(AlternateStack const&) = delete;
 
 private:
     GuardedStack m_memory{kAlternateStack};
     stack_t m_previous = {};
-    bool m_set;
 };
 
 } // namespace

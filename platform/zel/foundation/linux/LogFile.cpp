@@ -47,8 +47,8 @@ void tellFailure(char const* what, std::string const& path, std::string const& r
 bool isSameFile(int one, int other) noexcept
 {
     struct stat first, second;
-    return one >= 0 && ::fstat(one, &first) == 0 && ::fstat(other, &second) == 0 &&
-           first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+    return ::fstat(one, &first) == 0 && ::fstat(other, &second) == 0 && first.st_dev == second.st_dev &&
+           first.st_ino == second.st_ino;
 }
 
 int append(int descriptor, std::string_view line) noexcept

@@ -28,14 +28,10 @@ __attribute__((noinline)) StackTrace StackTrace::getCurrentStackTrace(unsigned f
     void* addresses[kMostFrames];
     int const count = ::backtrace(addresses, kMostFrames);
     // The caller's frame is found by its address: a sanitizer puts frames of its own in front.
-    int first = 1;
-    for (int i = count - 1; i > 0; --i)
-        if (addresses[i] == __builtin_return_address(0))
-            first = i;
-    first += static_cast<int>(std::min(framesToSkip, static_cast<unsigned>(kMostFrames)));
-    std::vector<void*> own;
-    if (first < count)
-        own.assign(addresses + first, addresses + count);
+    void** const end = addresses + count;
+    void** const caller = std::find(addresses, end, __builtin_return_address(0));
+    std::ptrdiff_t const first = (caller == end ? 1 : caller - addresses) + std::ptrdiff_t{framesToSkip};
+    std::vector<void*> own(addresses + std::min<std::ptrdiff_t>(first, count), end);
     // A return address may already belong to the next line or function; one byte less is inside the call.
     for (void*& address : own)
         address = static_cast<char*>(address) - 1;

@@ -111,9 +111,8 @@ std::string demangled(char const* name)
     {
         void operator()(char* text) const { std::free(text); }
     };
-    int status = 0;
-    std::unique_ptr<char, Free> const text(abi::__cxa_demangle(name, nullptr, nullptr, &status));
-    return status == 0 && text ? text.get() : name;
+    std::unique_ptr<char, Free> const text(abi::__cxa_demangle(name, nullptr, nullptr, nullptr));
+    return text ? text.get() : name;
 }
 
 void askLibdw(Library const& library, Session& session, Dwarf_Addr address, SymbolFinder::Symbol& symbol)
@@ -141,16 +140,16 @@ SymbolFinder::Symbol SymbolFinder::find(void* address)
 
     Symbol symbol;
     symbol.place = hexadecimal(reinterpret_cast<std::uintptr_t>(address));
-    Dl_info info;
-    bool const mapped = ::dladdr(address, &info) != 0 && info.dli_fname;
-    if (mapped) {
+    Dl_info info = {};
+    ::dladdr(address, &info);
+    if (info.dli_fname) {
         auto const offset =
             reinterpret_cast<std::uintptr_t>(address) - reinterpret_cast<std::uintptr_t>(info.dli_fbase);
         symbol.place = fileName(info.dli_fname) + "+" + hexadecimal(offset);
     }
     if (s_session)
         askLibdw(s_library, *s_session, reinterpret_cast<Dwarf_Addr>(address), symbol);
-    if (symbol.function.empty() && mapped && info.dli_sname)
+    if (symbol.function.empty() && info.dli_sname)
         symbol.function = demangled(info.dli_sname);
     return symbol;
 }
