@@ -267,9 +267,11 @@ TEST_F(ModuleTest, FaultsInAModuleLeaveATrace)
     Outcome const deep = runTest("deepThread");
     EXPECT_EQ(deep.status, 22);
     EXPECT_TRUE(holds(deep.err, "SIGSEGV"));
-    Outcome const left = runTest("exitZero");
-    EXPECT_EQ(left.status, 22);
-    EXPECT_TRUE(holds(left.err, "ended the process before"));
+    for (char const* leaving : {"exitZero", "quickExitZero"}) {
+        Outcome const left = runTest(leaving);
+        EXPECT_EQ(left.status, 22) << leaving;
+        EXPECT_TRUE(holds(left.err, "ended the process before"));
+    }
 }
 
 TEST_F(ModuleTest, StoppedRunsNeverPass)

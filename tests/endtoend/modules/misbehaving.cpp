@@ -80,6 +80,7 @@ static TestResult crash(DiagDevice const&)
 static TestResult abortProcess(DiagDevice const&) { std::abort(); }
 
 static TestResult exitZero(DiagDevice const&) { std::exit(0); }
+static TestResult quickExitZero(DiagDevice const&) { std::quick_exit(0); }
 
 // The thread sanitizer loses a signal that comes while its thread waits for the very first time.
 static void firstWait() { usleep(1); }
@@ -294,6 +295,7 @@ static void createTests()
     DiagModule::createTest("askStopped", memory, askStopped)->setInteractive(true);
     DiagModule::createTest("deepThread", memory, deepThread);
     DiagModule::createTest("childThrows", memory, childThrows);
+    DiagModule::createTest("quickExitZero", memory, quickExitZero);
     DiagModule::createTest("mistyped", DeviceCapability("Memroy"), pass);
     DiagModule::createTest("lenient", memory, lenient);
     DiagModule::createTest("childReturns", memory, childReturns);
