@@ -386,7 +386,7 @@ TEST_F(LoggerTest, aFileThatCannotBeWrittenCostsOneLineAndTheEarlierFileStaysAft
 
 TEST_F(LoggerTest, aLineThatWasCutEndsBeforeTheNextOne)
 {
-    for (rlim_t const room : {0, 50}) {
+    for (rlim_t const room : {0u, 50u}) {
         std::string const name = std::to_string(room) + ".log";
         runInChild([&] {
             ::signal(SIGXFSZ, SIG_IGN);
