@@ -106,6 +106,11 @@ TEST(SettingsFile, isThatOfTheFirstFolderThatHasOne)
     EXPECT_EQ(utf8(*SettingsResource::ofModule("mymod")->text("k")), "first");
     EXPECT_EQ(SettingsResource::ofModule("mymod")->passedOver(), second.path("mymod.w4i"));
 
+    test::TemporaryFolder const none;
+    SettingsResource::setSearchFolders({first.path(), first.path(), none.path(), second.path()});
+    EXPECT_EQ(SettingsResource::ofModule("mymod")->passedOver(), second.path("mymod.w4i"))
+        << "another file, wherever it stands";
+
     EXPECT_FALSE(SettingsResource::ofModule("other")->exists());
     EXPECT_TRUE(SettingsResource::ofModule("other")->issues().empty()) << "no file is normal";
     for (char const* guid : {"", "../mymod", "a/b", ".hidden"})
@@ -245,6 +250,7 @@ TEST(Parameter, saysWhatIsWrongAndKeepsItsValue)
     EXPECT_EQ(error({"n", "x", uint32, "", false, false}, "").find("n: the default: \"x\""), 0u);
     EXPECT_EQ(error({"n", "10", uint32, "1..9", false, false}, "").find("n: the default: \"10\""), 0u);
     EXPECT_EQ(error({"n", "", uint32, "1..9", false, false}, ""), "none");
+    EXPECT_EQ(error({"n", "fast", DataTypeImp::STRING(), "fast, thorough", false, false}, ""), "none");
 }
 
 TEST(Parameter, takesAClientsValueWhenNothingIsLost)

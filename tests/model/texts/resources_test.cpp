@@ -3,6 +3,7 @@
 #include <zel/foundation/Exception.h>
 #include <zel/model/runs/AlertImp.h>
 #include <zel/model/runs/TestRunEventImp.h>
+#include <zel/model/texts/FileNamePart.h>
 #include <zel/model/texts/GlobalParameters.h>
 #include <zel/model/texts/LocalizedResource.h>
 #include <zel/model/values/LocalizedStringImp.h>
@@ -71,6 +72,17 @@ TEST_F(Resources, namesFromOutsideLeadNowhereElse)
     LocalizedResource::setDefaultPath(m_folder.path());
     GlobalParameters::instance().setCustomer("x/../../../secret");
     EXPECT_EQ(resolved("Key", LanguageImp::en()), "text");
+}
+
+TEST(FileNamePart, isWhatStaysOneNameInItsFolder)
+{
+    for (std::string const& name : {std::string("mod"), std::string("a b.c-d"), std::string(128, 'x')})
+        EXPECT_TRUE(isFileNamePart(String(name))) << name;
+    for (std::string const& name :
+         {std::string(), std::string(".hidden"), std::string("a/b"), std::string("a\\b"),
+          std::string("a\x1F"), std::string("ab\nc"), std::string("a\x7F"), std::string(129, 'x')})
+        EXPECT_FALSE(isFileNamePart(String(name))) << name;
+    EXPECT_TRUE(isFileNamePart(String("a\u0080 ")));
 }
 
 TEST_F(Resources, escapesAndLibraries)

@@ -187,6 +187,9 @@ TEST(Value, refusesTextsFromOutsideThatAreNoValue)
         {Type::UINT32(), {"4294967296"}},
         {Type::UINT32(), {" 1"}},
         {Type::INT32(), {"1.0"}},
+        {Type::STRING(), {}},
+        {Type::DOUBLE(), {}},
+        {Type::DOUBLE(), {"1", "2"}},
         {Type::DOUBLE(), {"1,5"}},
         {Type::DOUBLE(), {"1e999"}},
         {Type::BOOLEAN(), {"yes"}},
@@ -196,6 +199,7 @@ TEST(Value, refusesTextsFromOutsideThatAreNoValue)
         {Type::DISCRETEMEASUREMENT(), {"BYTES", "-1"}},
         {Type::DISCRETEMEASUREMENTARRAY(), {"BYTES", "1", "BYTES"}},
         {Type::NONDISCRETEMEASUREMENT(), {"VOLTS", "1", "HUGE", "2"}},
+        {Type::NONDISCRETEMEASUREMENT(), {"VOLTS", "1", "MILLI"}},
         {Type::LOCALIZEDSTRING(), {"Key"}},
         {Type::LOCALIZEDSTRING(), key},
         {Type::LOCALIZEDSTRING(), with(key, {"n", "UINT32", "99999999999", "1"})},
@@ -316,6 +320,24 @@ TEST(Value, arrayTakesOnlyItsOwnElements)
     ValueImp scalar("x");
     EXPECT_THROW(scalar.append(String("y")), InvalidArgumentException);
     EXPECT_EQ(scalar.elementCount(), 1u);
+}
+
+TEST(Value, arrayHasALimitOnEveryWayIn)
+{
+    std::vector<std::uint32_t> most(ValueImp::kMaxElements - 1);
+    ValueImp appended(most);
+    EXPECT_NO_THROW(appended.append(std::uint32_t{0}));
+    EXPECT_THROW(appended.append(std::uint32_t{0}), InvalidArgumentException);
+    for (bool const fits : {true, false}) {
+        std::vector<String> texts(ValueImp::kMaxElements + (fits ? 0 : 1), String("0"));
+        std::string line(texts.size() * 2 - 1, '0');
+        for (std::size_t i = 1; i < line.size(); i += 2)
+            line[i] = ',';
+        String reason;
+        EXPECT_EQ(ValueImp::parse(String(line), Type::UINT32ARRAY(), reason).has_value(), fits);
+        EXPECT_EQ(ValueImp::fromZELValue(ZELValue(Type::UINT32ARRAY(), std::move(texts)), reason).has_value(),
+                  fits);
+    }
 }
 
 TEST(Number, isAnIntegerWhereOneOf64BitsHoldsIt)

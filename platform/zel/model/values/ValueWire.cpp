@@ -62,9 +62,8 @@ public:
 private:
     bool takeUnit(UnitType& unit)
     {
-        String name;
-        if (!take(name))
-            return false;
+        String name; // stays empty where there is none, which names no unit
+        take(name);
         unit = UnitType::getConstantByString(name);
         return unit.isValid();
     }
@@ -120,7 +119,7 @@ bool Reader::take(LocalizedStringImp& result)
     bool overridden = false;
     std::size_t variables = 0;
     if (!take(key) || !take(defaultText) || !take(moduleGuid) || !take(overridden) || !take(overrideText) ||
-        !take(variables) || variables > LocalizedStringImp::kMaxVariables)
+        !take(variables))
         return false;
     LocalizedStringImp text(key, defaultText, moduleGuid);
     if (overridden)
