@@ -2,6 +2,7 @@
 
 #include <common/Stopwatch.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
@@ -44,10 +45,10 @@ struct Pipe
         closeEnd(reading);
         closeEnd(writing);
     }
-    bool isOpen() const { return reading >= 0 && writing >= 0; }
+    bool isOpen() const { return reading != -1 && writing != -1; }
     static void closeEnd(int& end)
     {
-        if (end >= 0)
+        if (end != -1)
             ::close(std::exchange(end, -1));
     }
 };
@@ -74,8 +75,8 @@ private:
 bool takeFiles(int output, int report)
 {
     int const nothing = ::open("/dev/null", O_RDWR);
-    if (nothing < 0 || ::dup2(nothing, STDIN_FILENO) < 0 || ::dup2(output, STDOUT_FILENO) < 0 ||
-        ::dup2(nothing, STDERR_FILENO) < 0 || ::dup3(report, kReport, O_CLOEXEC) < 0)
+    if (nothing == -1 || ::dup2(nothing, STDIN_FILENO) == -1 || ::dup2(output, STDOUT_FILENO) == -1 ||
+        ::dup2(nothing, STDERR_FILENO) == -1 || ::dup3(report, kReport, O_CLOEXEC) == -1)
         return false;
     // A child that is left behind must not keep this process's connections open.
     if (::syscall(SYS_close_range, kReport + 1, ~0u, 0) != 0)
@@ -119,8 +120,7 @@ public:
     Child& operator=(Child const&) = delete;
     ~Child()
     {
-        if (m_reading >= 0)
-            ::close(m_reading);
+        Pipe::closeEnd(m_reading);
         end(ChildLimits());
     }
 
@@ -158,7 +158,7 @@ public:
             if (m_id == 0)
                 becomeProgram(parent, output.writing, report.writing, arguments.data(), environment);
         }
-        if (m_id < 0)
+        if (m_id == -1)
             return errno;
         Pipe::closeEnd(report.writing);
         m_reading = std::exchange(output.reading, -1);
@@ -173,11 +173,10 @@ public:
         if (::poll(&ready, 1, kPollMilliseconds) <= 0)
             return Part::None;
         char bytes[16384];
-        ssize_t const got = ::read(m_reading, bytes, sizeof bytes);
-        if (got > 0)
-            into.append(bytes, static_cast<std::size_t>(got));
-        else if (got == 0 || errno != EINTR)
+        ssize_t const got = ::read(m_reading, bytes, sizeof bytes); // which waits for nothing, as poll said
+        if (got <= 0)
             return Part::End;
+        into.append(bytes, static_cast<std::size_t>(got));
         return Part::More;
     }
 
@@ -185,11 +184,10 @@ public:
     void readRest(std::string& into)
     {
         int left = 0;
-        if (::ioctl(m_reading, FIONREAD, &left) != 0 || left <= 0)
-            return;
+        (void)::ioctl(m_reading, FIONREAD, &left);
         std::string bytes(static_cast<std::size_t>(left), '\0');
         ssize_t const got = ::read(m_reading, bytes.data(), bytes.size());
-        into.append(bytes, 0, got > 0 ? static_cast<std::size_t>(got) : 0);
+        into.append(bytes, 0, static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
     }
 
     /// True when the child has ended. What it left in its group is then killed, before the id of the group
@@ -221,7 +219,7 @@ private:
         ssize_t got;
         do
             got = ::read(report, &error, sizeof error);
-        while (got < 0 && errno == EINTR);
+        while (got == -1 && errno == EINTR);
         if (got != sizeof error)
             return 0;
         ::waitpid(std::exchange(m_id, 0), nullptr, 0);

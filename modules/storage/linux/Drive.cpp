@@ -88,7 +88,7 @@ Descriptor openRetrying(char const* path, int flags, mode_t mode = 0)
     int number;
     do
         number = ::open(path, flags | O_CLOEXEC, mode);
-    while (number < 0 && errno == EINTR);
+    while (number == -1 && errno == EINTR);
     return Descriptor(number);
 }
 
@@ -143,7 +143,7 @@ int writeContent(int file, std::uint64_t size, SeededContent const& content, Scr
         for (std::size_t done = 0; done != part;) {
             ssize_t const put =
                 ::pwrite(file, chunk.data() + done, part - done, static_cast<off_t>(written + done));
-            if (put < 0 && errno == EINTR)
+            if (put == -1 && errno == EINTR)
                 continue;
             if (put <= 0)
                 return put < 0 ? errno : EIO;

@@ -11,9 +11,11 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -238,10 +240,58 @@ TEST(ChildProcess, diesWithAParentThatIsKilled)
 
 TEST(ChildProcess, keepsNoFileOfItsParentOpen)
 {
-    int const ours = ::dup(STDERR_FILENO); // unlike most, without O_CLOEXEC
-    std::string const script = "[ -e /proc/self/fd/" + std::to_string(ours) + " ] && echo leaked";
-    EXPECT_EQ(runChild({"/bin/sh", "-c", script}, {}, never).m_output, "");
-    ::close(ours);
+    int const ours = ::fcntl(STDERR_FILENO, F_DUPFD, 4); // unlike most, without O_CLOEXEC
+    int const input = ::dup(STDIN_FILENO);
+    int ends[2];
+    ASSERT_EQ(::pipe(ends), 0);
+    ASSERT_EQ(::write(ends[1], "secret", 6), 6);
+    ::dup2(ends[0], STDIN_FILENO);
+    ::close(ends[1]);
+    EXPECT_EQ(
+        runChild({"/bin/sh", "-c", "cat; [ /proc/self/fd/2 -ef /dev/null ] || echo loud; ls /proc/self/fd"},
+                 {}, never)
+            .m_output,
+        "0\n1\n2\n3\n")
+        << "the last is that of ls";
+    ::dup2(input, STDIN_FILENO);
+    for (int const end : {ours, input, ends[0]})
+        ::close(end);
+}
+
+/// As many files as the process may have, but so many.
+class FilesTaken
+{
+public:
+    explicit FilesTaken(std::size_t left)
+    {
+        ::getrlimit(RLIMIT_NOFILE, &m_before);
+        rlimit const few{64, m_before.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &few);
+        for (int file = ::dup(STDERR_FILENO); file != -1; file = ::dup(STDERR_FILENO))
+            m_files.push_back(file);
+        for (; left > 0; --left, m_files.pop_back())
+            ::close(m_files.back());
+    }
+    ~FilesTaken()
+    {
+        for (int const file : m_files)
+            ::close(file);
+        ::setrlimit(RLIMIT_NOFILE, &m_before);
+    }
+
+private:
+    rlimit m_before{};
+    std::vector<int> m_files;
+};
+
+TEST(ChildProcess, isNotStartedWhereFilesAreMissing)
+{
+    for (std::size_t const left : {0u, 1u, 2u, 3u, 4u, 8u}) {
+        FilesTaken const taken(left);
+        ChildResult const result = runChild({"/bin/sh", "-c", "exit 5"}, {}, never);
+        EXPECT_EQ(result.m_end, left == 8 ? ChildResult::End::Exited : ChildResult::End::NotStarted) << left;
+        EXPECT_EQ(result.m_status, left == 8 ? 5 : EMFILE) << left;
+    }
 }
 
 TEST(ChildProcess, needsAProgramOfAnAbsolutePath)
@@ -253,6 +303,7 @@ TEST(ChildProcess, needsAProgramOfAnAbsolutePath)
         EXPECT_NE(result.m_status, 0);
     }
     EXPECT_EQ(findProgram("no such program"), "");
+    EXPECT_EQ(findProgram("."), "");
     EXPECT_EQ(findProgram("sh").front(), '/');
 }
 
