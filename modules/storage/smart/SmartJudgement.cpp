@@ -147,7 +147,7 @@ void judgeCriticalWarning(TestHost& host, SmartEvidence const& evidence)
         return;
     std::uint64_t const bits = *evidence.report().m_criticalWarning;
     std::vector<std::string> meanings;
-    for (unsigned bit = 0; bit < 8; ++bit)
+    for (unsigned bit = 0; bits >> bit != 0; ++bit)
         if (bits >> bit & 1u)
             meanings.push_back(host.text(bit < std::size(kCriticalBits) ? kCriticalBits[bit] : kTextUnknown));
     host.fault({kEventSmartCriticalWarning, {{"Bits", std::to_string(bits)}, {"Meaning", joined(meanings)}}});

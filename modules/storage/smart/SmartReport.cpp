@@ -20,8 +20,9 @@ std::optional<std::uint64_t> rawCountOf(Field const& raw)
     auto const value = raw["value"].count();
     std::string const text = raw["string"].text();
     std::uint64_t number = 0;
-    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error == std::errc() && (end == text.data() + text.size() || *end == ' '))
+    char const* const last = text.data() + text.size();
+    auto const [end, error] = std::from_chars(text.data(), last, number);
+    if (error == std::errc() && (end == last || *end == ' '))
         return number;
     return value ? std::optional(*value & kSixBytes) : std::nullopt;
 }

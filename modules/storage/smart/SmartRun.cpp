@@ -4,8 +4,6 @@
 
 #include <common/ErrorText.h>
 
-#include <algorithm>
-
 namespace krel5::modules::storage {
 namespace {
 
@@ -17,13 +15,9 @@ Outcome cannotRun(TestHost& host, std::string const& reason)
 
 bool isDeviceType(std::string const& text)
 {
-    auto const allowed = [](char c) {
-        bool const letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-        return letter || (c >= '0' && c <= '9') ||
-               std::string_view(",/+-_").find(c) != std::string_view::npos;
-    };
     constexpr std::size_t kLongest = 100;
-    return text.size() <= kLongest && std::all_of(text.begin(), text.end(), allowed);
+    constexpr char kAllowed[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789,/+-_";
+    return text.size() <= kLongest && text.find_first_not_of(kAllowed) == text.npos;
 }
 
 } // namespace
@@ -65,7 +59,7 @@ Outcome runSmartTest(TestHost& host, std::string const& device, SmartOptions con
         cannotRun(host, host.text(kTextNoSmartctl));
         return Outcome::NotSupported; // by this machine, not by the drive
     }
-    if (device.empty() || device[0] != '/') { // it could be taken for an option
+    if (!device.starts_with('/')) { // it could be taken for an option
         host.problem(
             {kEventSmartNotSupported, {{"Reason", host.text(kTextNoDevicePath, {{"Device", device}})}}});
         return Outcome::NotSupported;

@@ -53,6 +53,16 @@ TEST(SmartParser, doubtsWhatIsThereTwiceAtAnyDepth)
     EXPECT_EQ(parseSmartReport(many + R"("":0})").m_doubts.size(), 10u);
 }
 
+TEST(SmartParser, keepsTwentyMessages)
+{
+    std::string text = R"({"smartctl":{"messages":[{"string":"0","severity":"warning"})";
+    for (int i = 1; i < 30; ++i)
+        text += R"(,{"string":")" + std::to_string(i) + R"(","severity":"error"})";
+    SmartReport const report = parseSmartReport(text + "]}}");
+    ASSERT_EQ(report.m_errors.size(), 20u);
+    EXPECT_EQ(report.m_errors.front(), "1");
+}
+
 TEST(SmartParser, readsNothingOfATextThatAZeroByteCuts)
 {
     std::string const passed = R"({"smart_status":{"passed":true}})";
@@ -72,7 +82,10 @@ TEST(SmartReport, saysHowOldAndHowWarmADriveIs)
          {Row{R"("temperature":{"current":41},"power_on_time":{"hours":20512,"minutes":7})",
               {"SmartAge Temperature=41 Hours=20512", healthy}},
           Row{R"("temperature":{"current":-5})", {"SmartAge Temperature=-5 Hours=unknown", healthy}},
-          Row{R"("temperature":{"current":70000})", {healthy}},
+          Row{R"("temperature":{"current":250})", {healthy}},
+          Row{R"("temperature":{"current":249})", {"SmartAge Temperature=249 Hours=unknown", healthy}},
+          Row{R"("temperature":{"current":-99})", {"SmartAge Temperature=-99 Hours=unknown", healthy}},
+          Row{R"("temperature":{"current":-100})", {healthy}},
           Row{R"("nvme_smart_health_information_log":{"critical_warning":0,"percentage_used":3,
               "available_spare":100})",
               {"SmartWear PercentageUsed=3 Spare=100 Threshold=unknown", healthy}}}) {
@@ -133,6 +146,8 @@ TEST(SmartTest, runsItsProgramWithASafeTypeOnly)
         options.m_deviceType = type;
         EXPECT_EQ(runSmartTest(host, "/dev/sda", options, "/bin/echo"), outcome) << type;
     }
+    options.m_deviceType = std::string(100, '1');
+    EXPECT_EQ(runSmartTest(host, "/dev/sda", options, "/bin/echo"), Outcome::CannotRun);
     options.m_deviceType = std::string(101, '1');
     EXPECT_EQ(runSmartTest(host, "/dev/sda", options, "/bin/echo"), Outcome::BadParameters);
 }
