@@ -28,7 +28,7 @@ public:
         m_percent = percent;
         double const elapsed = now - m_start;
         bool const early = percent < kFirstPercent || elapsed < kFirstSeconds;
-        if (early || percent >= 100 || (m_told >= m_start && now - m_told < kSecondsBetween))
+        if (early || percent >= 100 || now - m_told < kSecondsBetween)
             return std::nullopt;
         m_told = now;
         return static_cast<unsigned>(elapsed * (100 - percent) / percent + 0.5);
@@ -38,10 +38,11 @@ private:
     static constexpr int kFirstPercent = 5;
     static constexpr double kFirstSeconds = 5.0;
     static constexpr double kSecondsBetween = 2.0;
+    static_assert(kSecondsBetween < kFirstSeconds, "what a former run was told is then older than that");
 
     int m_percent = -1;
     double m_start = 0;
-    double m_told = -1; // when it was last told
+    double m_told = 0; // when it was last told
 };
 
 } // namespace krel5::modules

@@ -32,16 +32,15 @@ struct Crew
 
     void runOne(Work const& work, unsigned worker) noexcept
     {
-        std::exception_ptr failure;
         try {
             work(worker, m_control);
         } catch (...) {
-            failure = std::current_exception();
             m_control.stop();
+            std::lock_guard lock(m_mutex);
+            if (!m_exception)
+                m_exception = std::current_exception();
         }
         std::lock_guard lock(m_mutex);
-        if (failure && !m_exception)
-            m_exception = failure;
         --m_running;
         m_ended.notify_one();
     }
@@ -68,7 +67,7 @@ struct Crew
 
 int percentOf(std::uint64_t done, std::uint64_t total, ProgressSpan span)
 {
-    double const share = total == 0 ? 1.0 : std::min(1.0, double(done) / double(total));
+    double const share = std::min(1.0, double(done) / double(total));
     return span.m_from + static_cast<int>(share * (span.m_to - span.m_from));
 }
 
@@ -76,13 +75,13 @@ int percentOf(std::uint64_t done, std::uint64_t total, ProgressSpan span)
 
 bool runWorkers(TestHost& host, unsigned count, std::uint64_t totalUnits, Work const& work, ProgressSpan span)
 {
-    bool stopped = host.stopRequested();
-    if (stopped)
+    if (host.stopRequested())
         return false;
+    bool stopped = false;
     Crew crew;
     crew.start(work, std::max(1u, count));
     while (!crew.waitABit()) {
-        if (!stopped && host.stopRequested()) {
+        if (host.stopRequested()) {
             stopped = true;
             crew.m_control.stop();
         }

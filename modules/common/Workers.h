@@ -44,7 +44,7 @@ struct ProgressSpan
 using Work = std::function<void(unsigned worker, WorkerControl& control)>;
 
 /// Runs `work` on `count` threads (at least 1) and returns when all have ended. Progress goes from
-/// `span.m_from` to `span.m_to` as the workers advance to `totalUnits`. The host is asked for a stop every 10
+/// `span.m_from` to `span.m_to` as the workers advance to `totalUnits`, which is at least 1. The host is asked for a stop every 10
 /// ms. False when the run was stopped. An exception of a worker stops the others and is thrown again here,
 /// after all have ended; a thread that cannot be made is such an exception (std::system_error).
 bool runWorkers(TestHost& host, unsigned count, std::uint64_t totalUnits, Work const& work,

@@ -26,6 +26,25 @@ TEST(Workers, EachRunsOnceAndProgressFillsItsSpan)
     EXPECT_EQ(host.m_progress.back(), 40);
 }
 
+/// Lets the workers go on when it is told that they have done half.
+struct HalfwayHost : RecordingHost
+{
+    std::atomic<bool> m_isHalfway{false};
+    void progress(int percent) override { m_isHalfway = m_isHalfway || percent == 30; }
+};
+
+TEST(Workers, TellHowFarTheyAre)
+{
+    HalfwayHost host;
+    EXPECT_TRUE(runWorkers(host, 2, 500,
+                           [&host](unsigned, WorkerControl& control) {
+                               control.advance(125);
+                               while (!host.m_isHalfway)
+                                   std::this_thread::yield();
+                           },
+                           {20, 40}));
+}
+
 TEST(Workers, StopReachesAllOfThem)
 {
     RecordingHost host;
