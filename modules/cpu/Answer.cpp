@@ -25,7 +25,7 @@ bool hasFeature(CpuFeature feature) noexcept
     __builtin_cpu_init();
     switch (feature) {
     case CpuFeature::None:
-        return true;
+        break;
     case CpuFeature::Sse42:
         return __builtin_cpu_supports("sse4.2") != 0;
     case CpuFeature::Aes:
@@ -35,10 +35,8 @@ bool hasFeature(CpuFeature feature) noexcept
     case CpuFeature::Avx512:
         return __builtin_cpu_supports("avx512f") != 0;
     }
-    return false;
-#else
-    return feature == CpuFeature::None;
 #endif
+    return feature == CpuFeature::None;
 }
 
 } // namespace krel5::modules::cpu

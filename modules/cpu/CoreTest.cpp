@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <mutex>
 #include <optional>
+#include <utility>
 
 namespace krel5::modules::cpu {
 namespace {
@@ -81,10 +82,7 @@ private:
     void advance(WorkerControl& control, double elapsed, std::uint64_t& advanced) const
     {
         auto const units = std::min(static_cast<std::uint64_t>(elapsed * 1000.0), unitsPerCore());
-        if (units > advanced) {
-            control.advance(units - advanced);
-            advanced = units;
-        }
+        control.advance(units - std::exchange(advanced, units));
     }
 
     static void note(std::vector<Wrong>& wrong, Wrong const& found)
@@ -121,8 +119,7 @@ std::vector<Kernel const*> runnable(TestHost& host, KernelTable kernels)
 
 void reportFindings(TestHost& host, Findings& findings, std::size_t cores, std::size_t kernels)
 {
-    std::sort(findings.m_wrong.begin(), findings.m_wrong.end(),
-              [](Wrong const& a, Wrong const& b) { return a.m_core < b.m_core; });
+    std::ranges::sort(findings.m_wrong, {}, &Wrong::m_core);
     for (Wrong const& wrong : findings.m_wrong)
         host.fault({kEventWrongAnswer,
                     {{"Core", std::to_string(wrong.m_core)},
