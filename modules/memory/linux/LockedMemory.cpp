@@ -76,7 +76,7 @@ LockedMemory::Made lockAll(char* begin, std::size_t bytes, std::function<bool()>
             return {nullptr, LockError::Stopped};
         if (at / kLockStep % kStepsForACheck == 0) {
             std::uint64_t const available = spare.m_available();
-            if (available < spare.m_floor || available - spare.m_floor < rest)
+            if (available < spare.m_floor + rest)
                 return memoryWasTaken(rest, available, spare.m_floor);
         }
         if (mlock(begin + at, std::min(kLockStep, rest)) != 0)

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <sched.h>
 
 namespace krel5::modules::memory::test {
 namespace {
@@ -37,6 +38,8 @@ struct Tree
 
 constexpr char const* kSecondMounted =
     "25 1 8:1 / / rw - ext4 /dev/sda1 rw\n"
+    "31 25 0:26 / /no - cgroup2 cgroup2 rw\n" // neither this line nor the next has all its fields
+    "31 25 0:26 / /no rw - cgroup2 cgroup2\n"
     "31 25 0:26 / /sys/fs/cgroup rw,nosuid shared:4 master:1 - cgroup2 cgroup2 rw,nsdelegate\n";
 
 constexpr char const* kBothMounted =
@@ -66,6 +69,7 @@ TEST(AvailableMemory, IsTheTightestOfSystemAndControlGroups)
         {"MemAvailable: lots\n", "0::/a/b\n", "8192\n", "4096\n", "max", 0},
         {"MemAvailable: 99999999999999999999 kB\n", "", "", "", "", 0},
         {"MemAvailable: 18446744073709551615 kB\n", "", "", "", "", 0},
+        {"MemAvailable: 18014398509481983 kB\n", "", "", "", "", 18446744073709550592u},
         {"", "0::/a/b\n", "8192\n", "4096\n", "max", 0},
     };
     for (auto const& one : cases) {
@@ -174,6 +178,45 @@ TEST(LockedMemory, IsGivenUpWhenTheRestDoesNotFitAnyMore)
         EXPECT_EQ(made.m_error, error) << taken;
         EXPECT_EQ(made.m_memory != nullptr, error == LockError::None);
     }
+}
+
+TEST(MemoryRun, TakesTheLastMebibyteThatIsNotLeftToTheSystem)
+{
+    struct Case
+    {
+        std::uint64_t m_available, m_asked;
+        Outcome m_outcome;
+        EventKey m_said;
+    };
+    for (auto const& one :
+         {Case{130, 2, Outcome::Pass, kEventRegion}, Case{130, 3, Outcome::BadParameters, kEventParameters},
+          Case{128, 1, Outcome::BadParameters, kEventParameters},
+          Case{128, 0, Outcome::CannotRun, kEventNoMemory}}) {
+        Tree const tree;
+        tree.write("proc/meminfo", "MemAvailable: " + std::to_string(one.m_available * 1024) + " kB\n");
+        MemorySettings settings;
+        settings.m_mebibytes = one.m_asked;
+        settings.m_root = tree.m_root;
+        RecordingHost host;
+        EXPECT_EQ(runMemoryTest(host, Algorithm::Random, settings), one.m_outcome) << one.m_asked;
+        auto const& said = one.m_outcome == Outcome::Pass ? host.m_notes : host.m_problems;
+        ASSERT_FALSE(said.empty());
+        EXPECT_EQ(said[0].m_eventKey, one.m_said);
+    }
+}
+
+TEST(MachineMemory, CountsTheProcessorsThatMayBeUsed)
+{
+    cpu_set_t before, one;
+    ASSERT_EQ(sched_getaffinity(0, sizeof before, &before), 0);
+    CPU_ZERO(&one);
+    for (std::size_t core = 0; CPU_COUNT(&one) == 0; ++core)
+        if (CPU_ISSET(core, &before))
+            CPU_SET(core, &one);
+    ASSERT_EQ(sched_setaffinity(0, sizeof one, &one), 0);
+    EXPECT_EQ(usableProcessors(), 1u);
+    ASSERT_EQ(sched_setaffinity(0, sizeof before, &before), 0);
+    EXPECT_EQ(usableProcessors(), static_cast<unsigned>(CPU_COUNT(&before)));
 }
 
 /// Another run takes memory while this one is locking its own. Ends the test as soon as the region is there.

@@ -266,6 +266,9 @@ TEST(BusErrorsDeathTest, OfOtherKindsGoWhereTheyWent)
     EXPECT_EXIT(signal(SIGBUS, SIG_DFL); within(behindTheRegion), testing::KilledBySignal(SIGBUS), "");
     EXPECT_EXIT(signal(SIGBUS, exits); within([] { raise(SIGBUS); }), testing::ExitedWithCode(42), "")
         << "another process sent it";
+    EXPECT_EXIT(signal(SIGBUS, exits); within([&region] { sendBusError(region.at(1), SI_USER, 12); }),
+                                       testing::ExitedWithCode(42), "")
+        << "whatever address it names";
     EXPECT_EXIT(signal(SIGBUS, exits); within([] {}); behindTheRegion(), testing::ExitedWithCode(42), "")
         << "afterwards";
 }

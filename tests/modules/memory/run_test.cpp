@@ -341,6 +341,20 @@ TEST(MemoryRun, RefusedLockIsAMatterOfPrivilege)
     EXPECT_EQ(outcome, static_cast<int>(Outcome::InsufficientPrivilege));
 }
 
+TEST(LockedMemory, NeighboursInAPageAreNeighboursInMemory)
+{
+    auto const made = LockedMemory::make(1, [] { return false; }, {[] { return UINT64_MAX; }});
+    ASSERT_NE(made.m_memory, nullptr);
+    EXPECT_EQ(made.m_memory->wordCount() * sizeof(std::uint64_t), pageSize());
+    auto const first = physicalAddress(made.m_memory->words()),
+               sixth = physicalAddress(made.m_memory->words() + 5);
+    EXPECT_EQ(first.has_value(), sixth.has_value());
+    if (first) {
+        EXPECT_EQ(*first % pageSize(), 0u);
+        EXPECT_EQ(*sixth - *first, 5 * sizeof(std::uint64_t));
+    }
+}
+
 TEST(LockedMemory, ImpossibleSizesAreRefused)
 {
     auto const never = [] { return false; };
