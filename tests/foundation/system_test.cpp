@@ -259,6 +259,19 @@ TEST(System, openStreamsAndAChosenSigpipeStayAsTheyAre)
     EXPECT_EQ(ignored.status, 5);
 }
 
+TEST(System, onlyIgnoredChildrenAreHeardOfAgain)
+{
+    auto const outcome = runInChild([] {
+        ::signal(SIGCHLD, SIG_IGN);
+        System::secureSignals();
+        if (::signal(SIGCHLD, [](int) { ::_exit(6); }) != SIG_DFL)
+            ::_exit(1);
+        System::secureSignals();
+        ::raise(SIGCHLD);
+    });
+    EXPECT_EQ(outcome.status, 6);
+}
+
 TEST(System, endsTheProcessWithItsOutputWritten)
 {
     auto const outcome = runInChild([] {
