@@ -220,8 +220,7 @@ void HardwareTree::placeBelowController(DeviceDescription& device, DevicePath co
 
 void HardwareTree::tellFromController(DeviceDescription& device, DevicePath const& path) const
 {
-    if (device.name == String(controllerName(path)))
-        device.name += " (" + device.description + ")";
+    tellFrom(device, String(controllerName(path)));
 }
 
 void HardwareTree::addBus(DeviceDescription& device, DevicePath const& path) const

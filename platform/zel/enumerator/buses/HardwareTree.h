@@ -52,8 +52,7 @@ public:
     PciFunction const* pci(std::optional<PciAddress> const& address) const;
     UsbDevice const* usb(std::optional<UsbAddress> const& address) const;
 
-    /// Where a device is called what its controller is called, says which of the two it is: "Intel I350 (Network
-    /// card)". REQUIRES: name and description.
+    /// tellFrom() with the controller's name.
     void tellFromController(DeviceDescription& device, DevicePath const& path) const;
     /// Puts the device below the nearest USB device or PCI function on its path that has a record, else below
     /// the system.

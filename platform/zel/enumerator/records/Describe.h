@@ -35,6 +35,14 @@ inline void placeBelowSystem(DeviceDescription& device)
     placeBelow(device, CapabilityImp::System(), location::system().text);
 }
 
+/// Where a device has the name of another one that it belongs to, says which of the two it is: "Intel I350 (Network
+/// card)". REQUIRES: name and description.
+inline void tellFrom(DeviceDescription& device, String const& other)
+{
+    if (device.name == other)
+        device.name += " (" + device.description + ")";
+}
+
 /// The words that are there, with a blank between them; a word that the text so far begins with or that it
 /// holds is left out ("Intel" before "Intel(R) Core(TM) i5"). `fallback` when there is none.
 String joinedName(std::initializer_list<std::optional<std::string>> words, char const* fallback);

@@ -176,8 +176,7 @@ void addBoard(Facts facts, std::size_t sockets, String const& systemName, Device
     Text const product = facts.text(0x05, "board_name");
     board.name = joinedName({manufacturer, product}, "System board");
     board.description = "System board";
-    if (board.name == systemName)
-        board.name += " (" + board.description + ")";
+    tellFrom(board, systemName);
     board.add("Manufacturer", manufacturer);
     board.add("Model", product);
     board.add("Version", facts.text(0x06, "board_version"));
