@@ -141,13 +141,9 @@ void selectClasses(Machine& machine, std::vector<CapabilityImp> const& classes)
 std::shared_ptr<PropertySpecImp const> specificationOf(String const& key)
 {
     PropertyRow const* const row = findProperty(key.toUtf8());
-    auto spec =
-        row ? std::make_shared<PropertySpecImp>(key, row->category(), row->type(), CapabilityImp::ALL())
-            : std::make_shared<PropertySpecImp>(key, PropertyCategoryImp::SysInfo(), DataTypeImp::STRING(),
-                                                CapabilityImp::ALL());
-    if (row)
-        spec->setDefaultName(row->name);
-    return spec;
+    return row ? row->specification()
+               : std::make_shared<PropertySpecImp>(key, PropertyCategoryImp::SysInfo(), DataTypeImp::STRING(),
+                                                   CapabilityImp::ALL());
 }
 
 } // namespace listing

@@ -33,12 +33,8 @@ std::shared_ptr<PropertySpecImp> const& specOf(char const* key)
     using Specs = std::unordered_map<std::string_view, std::shared_ptr<PropertySpecImp>>;
     static Specs const s_specs = [] {
         Specs specs;
-        for (PropertyRow const& row : propertyRows()) {
-            auto spec =
-                std::make_shared<PropertySpecImp>(row.key, row.category(), row.type(), CapabilityImp::ALL());
-            spec->setDefaultName(row.name);
-            specs.emplace(row.key, std::move(spec));
-        }
+        for (PropertyRow const& row : propertyRows())
+            specs.emplace(row.key, row.specification());
         return specs;
     }();
     return s_specs.at(key);

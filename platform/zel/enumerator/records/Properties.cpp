@@ -56,4 +56,11 @@ PropertyCategoryImp PropertyRow::category() const
     return all;
 }
 
+std::shared_ptr<PropertySpecImp> PropertyRow::specification() const
+{
+    auto spec = std::make_shared<PropertySpecImp>(key, category(), type(), CapabilityImp::ALL());
+    spec->setDefaultName(name);
+    return spec;
+}
+
 } // namespace zel

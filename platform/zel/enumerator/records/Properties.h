@@ -1,9 +1,11 @@
 #pragma once
 // The properties that the enumerator knows, from Properties.def.
 
+#include <zel/model/devices/PropertySpecImp.h>
 #include <zel/model/vocabulary/DataTypeImp.h>
 #include <zel/model/vocabulary/PropertyCategoryImp.h>
 
+#include <memory>
 #include <span>
 #include <string_view>
 
@@ -30,6 +32,8 @@ struct ZEL_EXPORT PropertyRow
 
     DataTypeImp type() const;
     PropertyCategoryImp category() const;
+    /// A new one, by which modules and listings know the property.
+    std::shared_ptr<PropertySpecImp> specification() const;
 };
 
 ZEL_EXPORT std::span<PropertyRow const> propertyRows() noexcept;
