@@ -1,5 +1,7 @@
 #include <zel/enumerator/attached/MacAddress.h>
 
+#include <zel/enumerator/root/Text.h>
+
 #include <charconv>
 #include <cstdio>
 
@@ -34,17 +36,11 @@ std::string macText(MacAddress const& address)
 std::optional<std::string> infinibandAddress(std::string_view text)
 {
     constexpr std::size_t kLength = 20 * 3 - 1;
-    std::string lower(text);
-    bool isZero = true;
-    for (std::size_t i = 0; i < lower.size(); ++i) {
-        char& sign = lower[i];
-        if (sign >= 'A' && sign <= 'F')
-            sign = static_cast<char>(sign - 'A' + 'a');
-        bool const isDigit = (sign >= '0' && sign <= '9') || (sign >= 'a' && sign <= 'f');
-        if (i % 3 == 2 ? sign != ':' : !isDigit)
+    std::string const lower = text::lowered(text);
+    for (std::size_t i = 0; i < lower.size(); ++i)
+        if (std::string_view(i % 3 == 2 ? ":" : "0123456789abcdef").find(lower[i]) == std::string_view::npos)
             return std::nullopt;
-        isZero = isZero && (sign == '0' || sign == ':');
-    }
+    bool const isZero = lower.find_first_not_of("0:") == std::string::npos;
     return lower.size() == kLength && !isZero ? std::optional(lower) : std::nullopt;
 }
 

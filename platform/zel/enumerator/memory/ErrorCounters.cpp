@@ -28,14 +28,6 @@ Count sum(Count left, Count right)
     return *right <= ~std::uint64_t{0} - *left ? Count(*left + *right) : std::nullopt;
 }
 
-std::string lowered(std::string text)
-{
-    std::transform(text.begin(), text.end(), text.begin(), [](char sign) {
-        return sign >= 'A' && sign <= 'Z' ? static_cast<char>(sign - 'A' + 'a') : sign;
-    });
-    return text;
-}
-
 MemoryErrorCounter readModule(Root const& root, std::string const& controller, std::string const& name)
 {
     std::string const folder = std::string(kControllers) + "/" + controller + "/" + name + "/";
@@ -78,9 +70,9 @@ std::vector<std::string> namesOf(SmbiosMemoryModule const& module)
 {
     std::vector<std::string> names;
     if (module.locator) {
-        names.push_back(lowered(*module.locator));
+        names.push_back(text::lowered(*module.locator));
         if (module.bank)
-            names.push_back(lowered(*module.bank + " " + *module.locator));
+            names.push_back(text::lowered(*module.bank + " " + *module.locator));
     }
     return names;
 }
@@ -129,7 +121,7 @@ void MemoryErrorCounters::match(Smbios const& smbios)
                 modules[name].push_back(module->instance);
     for (Row& row : m_rows)
         if (row.counter.label)
-            if (auto const found = modules.find(lowered(*row.counter.label));
+            if (auto const found = modules.find(text::lowered(*row.counter.label));
                 found != modules.end() && found->second.size() == 1)
                 row.module = found->second.front();
 }

@@ -23,30 +23,17 @@ std::optional<Number> parse(std::string_view digits, int base) noexcept
     return number;
 }
 
-bool hasHexPrefix(std::string_view text) noexcept
-{
-    return text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
-}
+bool hasHexPrefix(std::string_view text) noexcept { return text.starts_with("0x") || text.starts_with("0X"); }
 
-/// Length of the run of digits at `at`, without leading zeros: first digit that counts and the end of the
-/// run.
+/// The run of digits at `at` without leading zeros, so that of two such runs the longer is the greater number; moves
+/// `at` behind the run.
 std::string_view digitsAt(std::string_view text, std::size_t& at) noexcept
 {
-    std::size_t begin = at;
-    while (at < text.size() && isDigit(text[at]))
-        ++at;
-    while (begin + 1 < at && text[begin] == '0')
-        ++begin;
-    return text.substr(begin, at - begin);
-}
-
-std::string lowered(std::string_view text)
-{
-    std::string lower(text);
-    for (char& c : lower)
-        if (c >= 'A' && c <= 'Z')
-            c = static_cast<char>(c - 'A' + 'a');
-    return lower;
+    std::string_view const rest = text.substr(at);
+    std::string_view digits = rest.substr(0, rest.find_first_not_of("0123456789"));
+    at += digits.size();
+    digits.remove_prefix(std::min(digits.find_first_not_of('0'), digits.size()));
+    return digits;
 }
 
 /// One blank between words, none at the ends, no control characters.
@@ -111,6 +98,15 @@ std::string_view trimmed(std::string_view text) noexcept
     return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
 }
 
+std::string lowered(std::string_view text)
+{
+    std::string lower(text);
+    for (char& c : lower)
+        if (c >= 'A' && c <= 'Z')
+            c = static_cast<char>(c - 'A' + 'a');
+    return lower;
+}
+
 std::string_view firstLine(std::string_view text) noexcept
 {
     return trimmed(text.substr(0, text.find('\n')));
@@ -154,8 +150,8 @@ bool naturalLess(std::string_view left, std::string_view right) noexcept
 std::optional<std::int64_t> toNumber(std::string_view text) noexcept
 {
     text = trimmed(text);
-    return hasHexPrefix(text) && text[2] != '-' ? parse<std::int64_t>(text.substr(2), 16)
-                                                : parse<std::int64_t>(text, 10);
+    return hasHexPrefix(text) && !text.substr(2).starts_with('-') ? parse<std::int64_t>(text.substr(2), 16)
+                                                                  : parse<std::int64_t>(text, 10);
 }
 
 std::optional<std::uint64_t> toUnsigned(std::string_view text) noexcept
@@ -268,9 +264,9 @@ std::map<std::string, std::string, std::less<>> keyValueLines(std::string_view t
 std::optional<std::string> chosenOf(std::string_view text)
 {
     text = trimmed(text);
-    std::size_t const open = text.find('['), close = text.find(']', open == text.npos ? 0 : open);
+    std::size_t const open = text.find('['), close = text.find(']', open);
     std::string_view const word =
-        open == text.npos || close == text.npos ? text : trimmed(text.substr(open + 1, close - open - 1));
+        close == text.npos ? text : trimmed(text.substr(open + 1, close - open - 1));
     constexpr std::size_t kMostSigns = 64;
     return word.empty() || word.size() > kMostSigns || word.find_first_of(" []") != word.npos
                ? std::nullopt

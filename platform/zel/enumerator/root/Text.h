@@ -15,6 +15,8 @@ namespace zel::text {
 
 /// Without white space (ASCII) and zeros at both ends.
 ZEL_EXPORT std::string_view trimmed(std::string_view text) noexcept;
+/// Capital letters (ASCII) as small ones.
+ZEL_EXPORT std::string lowered(std::string_view text);
 /// First line, trimmed.
 ZEL_EXPORT std::string_view firstLine(std::string_view text) noexcept;
 ZEL_EXPORT std::vector<std::string_view> split(std::string_view text, char separator);

@@ -160,10 +160,9 @@ std::optional<char const*> statusOf(Input const& input, bool reads)
 /// "temperature 1" for "temp1"
 std::string wordsOf(Input const& input, Kind const& kind)
 {
-    std::string const description = kind.description; // "Temperature sensor"
-    std::string word = description.substr(0, description.find(' '));
-    word.front() = static_cast<char>(word.front() - 'A' + 'a');
-    return word + " " + input.name().substr(std::string_view(kind.prefix).size());
+    std::string const description = text::lowered(kind.description); // "temperature sensor"
+    return description.substr(0, description.find(' ')) + " " +
+           input.name().substr(std::string_view(kind.prefix).size());
 }
 
 void addInput(Input const& input, Kind const& kind, DeviceSink& sink)
