@@ -35,8 +35,10 @@ TEST(Mounts, readsBothFilesAndLeavesOutOtherLines)
         parseMountInfo("22 27 0:21 / /proc rw - proc proc rw\n"
                        "67 0 8:4 / / rw,relatime shared:1 master:2 - ext4 /dev/sda4 rw\n"
                        "80 67 8:5 / /mnt/two\\040words rw - vfat /dev/sda5 rw\n"
-                       "garbage\n81 67 8:6 / /x rw shared:1\n81 67 8:6 / /x rw - ext4\n- - - - - - -\n");
-    ASSERT_EQ(mounts.size(), 3u);
+                       "garbage\n81 67 8:6 / /x rw shared:1\n81 67 8:6 / /x rw - ext4\n- - - - - - -\n"
+                       "1 2 3:4 / -\n82 67 8:7 / /y rw - ext4 /dev/sdb7\n");
+    ASSERT_EQ(mounts.size(), 4u);
+    EXPECT_EQ(mounts[3].source, "/dev/sdb7");
     EXPECT_EQ(mounts[1].device, "8:4");
     EXPECT_EQ(mounts[1].source, "/dev/sda4");
     EXPECT_EQ(mounts[1].mountPoint, "/");
@@ -47,6 +49,16 @@ TEST(Mounts, readsBothFilesAndLeavesOutOtherLines)
     ASSERT_EQ(old.size(), 2u);
     EXPECT_EQ(old[0].source, "/dev/sda2");
     EXPECT_EQ(old[1].mountPoint, "\\777"); // no character has that number
+    for (auto const& [written, read] : {std::pair{"\\040x", " x"},
+                                        {"\\123\\134", "S\\"},
+                                        {"\\377", "\xFF"},
+                                        {"\\400", "\\400"},
+                                        {"\\048", "\\048"},
+                                        {"\\/12", "\\/12"},
+                                        {"x\\04", "x\\04"},
+                                        {"x\\", "x\\"},
+                                        {"0400", "0400"}})
+        EXPECT_EQ(parseMounts("/dev/sda1 " + std::string(written) + " ext4 rw\n").at(0).mountPoint, read);
 }
 
 TEST(CdromInfo, givesEachColumnToItsDrive)
@@ -54,7 +66,7 @@ TEST(CdromInfo, givesEachColumnToItsDrive)
     auto const drives = parseCdromInfo("CD-ROM information, Id: cdrom.c 3.20 2003/12/17\n\n"
                                        "drive name:\t\tsr1\tsr0\n"
                                        "Can write CD-R:\t\t0\t1\n"
-                                       "Can read DVD:\t\t1\t1\n"
+                                       "Can read DVD:1\t1\n"
                                        "Can write DVD-RAM:\t0\t1\t1\t1\n");
     ASSERT_EQ(drives.size(), 2u);
     EXPECT_EQ(opticalType(drives.at("sr0")), C::DVDRAM());
@@ -89,6 +101,8 @@ TEST(Drives, knowTheirPartitions)
 {
     EXPECT_EQ(partitionNumber("sda10", "sda"), 10u);
     EXPECT_EQ(partitionNumber("nvme0n1p2", "nvme0n1"), 2u);
+    EXPECT_EQ(partitionNumber("nvme0n9p2", "nvme0n9"), 2u);
+    EXPECT_EQ(partitionNumber("mmcblk0p3", "mmcblk0"), 3u);
     for (auto const& [name, drive] : {std::pair("sdaa1", "sda"),
                                       {"nvme0n12", "nvme0n1"},
                                       {"sda", "sda"},

@@ -19,7 +19,7 @@ TEST(Hardware, DrivesOfEveryBus)
     disk(root, slot + "/nvme/nvme3/nvme3n1", "16\n");
     root.files(slot + "/nvme/nvme3",
                {{"model", "Samsung SSD 970 EVO 1TB\n"}, {"serial", "S5H9\n"}, {"firmware_rev", "2B2Q\n"}});
-    disk(root, slot + "/nvme/nvme3/nvme3n2", "16\n");
+    disk(root, slot + "/nvme/nvme3/nvme3n5", "16\n");
     disk(root, slot + "/nvme/nvme3/nvme3c3n1", "16\n"); // the path behind a drive with several
     disk(root, "sys/devices/virtual/nvme-subsystem/nvme-subsys0/nvme4n1", "16\n");
     root.link("sys/devices/virtual/nvme-subsystem/nvme-subsys0/nvme4",
@@ -34,19 +34,21 @@ TEST(Hardware, DrivesOfEveryBus)
          "16\n");
     disk(root, "sys/devices/platform/soc/fe34.mmc/mmc_host/mmc0/mmc0:aaaa/block/mmcblk0", "16\n");
     disk(root, "sys/devices/platform/soc/fe34.mmc/mmc_host/mmc0/mmc0:aaaa/block/mmcblk0boot0", "16\n");
+    disk(root, "sys/devices/platform/spi.flash/mtd/mtd0/mtdblock0", "16\n");
     RecordingSink const sink = scan(root);
     struct Case
     {
         char const *osLocator, *place;
     } const cases[] = {
         {"/dev/nvme3n1", "HardDrive PCI:256:2:0 below PCI:256:2:0"}, // domain 1
-        {"/dev/nvme3n2", "HardDrive PCI:256:2:0:2 below PCI:256:2:0"},
+        {"/dev/nvme3n5", "HardDrive PCI:256:2:0:5 below PCI:256:2:0"},
         {"/dev/nvme3c3n1", "none"},
         {"/dev/nvme4n1", "HardDrive PCI:0:6:0 below System"},
         {"/dev/sr0", "DVD IDE:1:1 below PCI:0:31:1"},
         {"/dev/sda", "HardDrive SCSI:40:0:7:0 below PCI:0:5:0"},
         {"/dev/mmcblk0", "HardDrive fe34.mmc below System"},
         {"/dev/mmcblk0boot0", "none"},
+        {"/dev/mtdblock0", "none"},
     };
     for (Case const& c : cases)
         EXPECT_EQ(placeOf(sink, c.osLocator), c.place);
@@ -157,4 +159,54 @@ TEST(Hardware, ConditionOfDrives)
     }
     EXPECT_TRUE(known(sink, "/dev/sda")->state == DeviceStateImp::OTHER());
     EXPECT_TRUE(known(sink, "/dev/sdb")->state == DeviceStateImp::FUNCTIONAL());
+}
+
+TEST(Hardware, WhatADriveIsCalledAndHolds)
+{
+    struct Case
+    {
+        char const *what, *file, *content, *key, *wanted;
+    } const cases[] = {
+        {"solid state", "queue/rotational", "0\n", "description", "Solid-state drive"},
+        {"rotating", "queue/rotational", "1\n", "description", "Hard disk"},
+        {"nobody says", "queue/rotational", "", "description", "Drive"},
+        {"fixed", "removable", "0\n", "MediumPresent", "-"},
+        {"a medium", "removable", "1\n", "MediumPresent", "true"},
+        {"no size", "size", "0\n", "Size", "-"},
+        {"less than no size", "size", "-1\n", "Size", "-"},
+        {"size in sectors of 512", "size", "2048\n", "Size", "1 MiB"},
+        {"no sectors", "queue/logical_block_size", "0\n", "LogicalSectorSize", "-"},
+        {"sectors", "queue/logical_block_size", "4096\n", "LogicalSectorSize", "4 KiB"},
+        {"partition at the start", "sda1/start", "0\n", "Start", "0 B"},
+        {"no model, no borrowed name", "../../model", "\n", "name", "Solid-state drive"},
+    };
+    std::string const sda = kAhci + "/ata3/host9/target9:0:0/9:0:0:0/block/sda"s;
+    for (Case const& c : cases) {
+        MemoryRoot root = machine();
+        root.file(c.file == "../../model"s ? sda.substr(0, sda.find("/block")) + "/model"
+                                           : sda + "/" + c.file,
+                  c.content);
+        RecordingSink const sink = scan(root);
+        DeviceDescription const* const drive = known(sink, c.key == "Start"s ? "/dev/sda1" : "/dev/sda");
+        ASSERT_TRUE(drive) << c.what;
+        std::string const told = c.key == "description"s ? drive->description.toUtf8()
+                                 : c.key == "name"s      ? drive->name.toUtf8()
+                                                         : RecordingSink::property(drive, c.key);
+        EXPECT_EQ(told, c.wanted) << c.what;
+        EXPECT_EQ(drive->capabilities.isCapable(C::RemovableStorage()), c.what == "a medium"s) << c.what;
+    }
+    MemoryRoot root = machine();
+    std::string const stick = kXhci + "/usb1/1-2/1-2.4/1-2.4:1.0/host11/target11:0:0/11:0:0:0/block/sdc"s;
+    root.file(stick + "/size", "0\n");
+    EXPECT_EQ(RecordingSink::property(known(scan(root), "/dev/sdc"), "MediumPresent"), "false");
+    EXPECT_EQ(known(scan(root), "/dev/sdc")->name, String("USB device 0951:1666 (USB removable drive)"));
+    // An ATA drive behind a translation that gives no maker: the page with its identity is read all the same.
+    std::string const device = sda.substr(0, sda.find("/block"));
+    std::string ata =
+        "ATA     " + std::string("ACME Rocket") + std::string(29, ' ') + "S123" + std::string(16, ' ');
+    root.remove(device + "/vendor")
+        .file(device + "/vpd_pg83", "\0\x83\0\x48\2\1\0\x44"s + ata)
+        .file(device + "/vpd_pg80", "\0\x80\0\4OLD1"s);
+    EXPECT_EQ(RecordingSink::property(known(scan(root), "/dev/sda"), "SerialNumber"), "S123");
+    EXPECT_EQ(RecordingSink::property(known(scan(root), "/dev/sda"), "Model"), "ACME Rocket");
 }

@@ -46,5 +46,6 @@ TEST(RaidArrays, LevelStateAndMembers)
         EXPECT_EQ(RecordingSink::property(sink.at("MD:md_d0"), c.key), c.second) << c.key;
     }
     EXPECT_EQ(sink.at("MD:md127")->name, String("Array md127 (raid1)"));
+    EXPECT_TRUE(sink.at("MD:md127")->state == DeviceStateImp::FUNCTIONAL());
     EXPECT_TRUE(sink.at("MD:md_d0")->state == DeviceStateImp::OTHER()) << "it does not run";
 }

@@ -11,8 +11,6 @@ namespace {
 using C = CapabilityImp;
 using Code = CapabilityImp::Code;
 
-constexpr std::size_t kMaxDrives = 256;
-
 struct Row
 {
     std::string_view label;
@@ -29,7 +27,7 @@ std::vector<std::string_view> columns(std::string_view text)
 {
     std::vector<std::string_view> found;
     for (std::string_view const part : text::split(text, '\t'))
-        if (std::string_view const column = text::trimmed(part); !column.empty() && found.size() < kMaxDrives)
+        if (std::string_view const column = text::trimmed(part); !column.empty())
             found.push_back(column);
     return found;
 }

@@ -50,12 +50,11 @@ std::string pathByName(Root const& root, std::string const& name)
 {
     if (name.empty() || name.find("..") != std::string::npos)
         return std::string();
-    // The drive of a partition by its name: "sda1" -> "sda", "nvme0n1p2" -> "nvme0n1".
-    std::string drive = name.substr(0, name.find_last_not_of("0123456789") + 1);
-    if (drive.size() > 1 && drive.back() == 'p' && drive.size() < name.size())
-        drive.pop_back();
-    for (std::string const& path :
-         {"sys/class/block/" + name, "sys/block/" + name, "sys/block/" + drive + "/" + name})
+    // The drive of a partition by its name: "sda1" -> "sda", "nvme0n1p2" -> "nvme0n1"; "sdp1" -> "sdp".
+    std::string const drive = name.substr(0, name.find_last_not_of("0123456789") + 1);
+    std::string const numbered = drive.substr(0, drive.find_last_not_of('p') + 1);
+    for (std::string const& path : {"sys/class/block/" + name, "sys/block/" + name,
+                                    "sys/block/" + drive + "/" + name, "sys/block/" + numbered + "/" + name})
         if (auto const found = root.resolve(path))
             return *found;
     return std::string();

@@ -2,27 +2,27 @@
 
 #include <zel/enumerator/root/Text.h>
 
+#include <algorithm>
+#include <charconv>
+
 namespace zel {
 
 namespace {
 
 constexpr std::size_t kMaxMounts = 65536;
 
-bool isOctal(char digit) { return digit >= '0' && digit <= '7'; }
-
+/// Blanks and backslashes stand as three octal digits: "two\040words".
 std::string unescaped(std::string_view text)
 {
     std::string plain;
     plain.reserve(text.size());
     for (std::size_t i = 0; i < text.size(); ++i) {
-        bool const escape = text[i] == '\\' && i + 3 < text.size() && text[i + 1] >= '0' &&
-                            text[i + 1] <= '3' && isOctal(text[i + 2]) && isOctal(text[i + 3]);
-        if (!escape) {
-            plain += text[i];
-            continue;
-        }
-        plain += static_cast<char>((text[i + 1] - '0') * 64 + (text[i + 2] - '0') * 8 + (text[i + 3] - '0'));
-        i += 3;
+        std::string_view const digits = text.substr(i).substr(1, 3);
+        unsigned number = 256; // more than a character has
+        auto const end = std::from_chars(digits.data(), digits.data() + digits.size(), number, 8).ptr;
+        bool const isEscape = text[i] == '\\' && end - digits.data() == 3 && number < 256;
+        plain += isEscape ? static_cast<char>(number) : text[i];
+        i += isEscape ? 3 : 0;
     }
     return plain;
 }
@@ -45,13 +45,14 @@ std::vector<Mount> parseMountInfo(std::string_view text)
 {
     // 36 35 98:0 /mnt1 /mnt2 rw,noatime master:1 - ext3 /dev/root rw,errors=continue
     return parseLines(text, [](std::vector<std::string_view> const& fields) -> std::optional<Mount> {
-        std::size_t dash = 6; // optional fields stand before it, any number of them
-        while (dash < fields.size() && fields[dash] != "-")
-            ++dash;
-        if (dash + 2 >= fields.size())
+        constexpr std::ptrdiff_t kBefore = 6, kBehind = 3; // the dash itself, type, source
+        if (fields.size() < kBefore)
             return std::nullopt;
-        return Mount{std::string(fields[2]), unescaped(fields[dash + 2]), unescaped(fields[4]),
-                     unescaped(fields[dash + 1])};
+        // Optional fields stand before the dash, any number of them.
+        auto const dash = std::find(fields.begin() + kBefore, fields.end(), "-");
+        if (fields.end() - dash < kBehind)
+            return std::nullopt;
+        return Mount{std::string(fields[2]), unescaped(dash[2]), unescaped(fields[4]), unescaped(dash[1])};
     });
 }
 

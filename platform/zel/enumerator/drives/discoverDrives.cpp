@@ -23,9 +23,7 @@ constexpr std::uint64_t kSector = 512; // unit of `size` and `start`, whatever t
 
 measure::Count sectorsToBytes(Root const& root, std::string const& path)
 {
-    auto const sectors = root.number(path);
-    return sectors && *sectors >= 0 ? measure::scaled(static_cast<std::uint64_t>(*sectors), kSector)
-                                    : std::nullopt;
+    return measure::scaled(counter(root.number(path)), kSector);
 }
 
 std::optional<bool> flag(Root const& root, std::string const& path)
