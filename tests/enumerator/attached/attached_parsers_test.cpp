@@ -14,8 +14,9 @@ TEST(MacAddress, readsWhatIdentifiesACard)
 {
     EXPECT_EQ(parseMac("00:1A:2b:ff:0d:01"), (MacAddress{0, 0x1A, 0x2B, 0xFF, 0x0D, 1}));
     EXPECT_EQ(macText(*parseMac("00:1A:2b:ff:0d:01")), "00:1a:2b:ff:0d:01");
-    for (char const* text : {"00:00:00:00:00:00", "ff:ff:ff:ff:ff:ff", "01:00:5e:00:00:01", "00:1a:2b:ff:0d",
-                             "", "00:1a:2b:ff:0d:0g", "00-1a-2b-ff-0d-01", "00:1a:2b:ff:0d:01:02"})
+    for (char const* text :
+         {"00:00:00:00:00:00", "ff:ff:ff:ff:ff:ff", "01:00:5e:00:00:01", "00:1a:2b:ff:0d", "",
+          "00:1a:2b:ff:0d:0g", "00-1a-2b-ff-0d-01", "00:1a:2b:ff:0d-01", "00:1a:2b:ff:0d:01:02"})
         EXPECT_FALSE(parseMac(text)) << text;
 }
 
@@ -48,6 +49,17 @@ TEST(InputKind, tellsWhatAHandWorksWith)
          C::Digitizer(), "Pen tablet"},
         {"EV=20000B\nMODALIAS=input:b0003v045Ep028Ee0114-e0,1,3,15,k130,131,133,ra0,1,2,mlsf50,w\n",
          C::Joystick(), "Game controller"},
+        {"EV=20000B\nMODALIAS=input:b0003v046DpC215e0110-e0,1,3,k120,121,ra0,1,mlsfw\n", C::Joystick(),
+         "Game controller"},
+        // A touch screen of an old kernel, which says nothing of its surface; a touchpad on glass.
+        {"EV=B\nMODALIAS=input:b0003v0EEFp0001e0100-e0,1,3,k14A,ra0,1,mlsfw\n", C::TouchScreen(),
+         "Touch screen"},
+        {"EV=B\nMODALIAS=input:b0003v05ACp0265e0110-e0,1,3,k110,145,14A,ra0,1,mlsfw\nPROP=2\n",
+         C::TouchScreen(), "Touch screen"},
+        // The pointer of a virtual machine; a wheel without a button.
+        {"EV=B\nMODALIAS=input:b0003v0627p0001e0001-e0,1,3,k110,111,112,ra0,1,mlsfw\n", C::Mouse(),
+         "Pointing device"},
+        {"EV=F\nMODALIAS=input:b0003v0001p0001e0001-e0,1,2,3,k71,72,r8,a28,mlsfw\n", C(), ""},
         {"EV=3\nKEY=10000000000000 0\nMODALIAS=input:b0019v0000p0001e0000-e0,1,k74,ramlsfw\n", C(),
          ""},                                                                            // power button
         {"EV=21\nMODALIAS=input:b0019v0000p0005e0000-e0,5,kramlsfw0,\nSW=1\n", C(), ""}, // lid
@@ -68,18 +80,21 @@ TEST(SoundCards, haveTheNameAfterTheDash)
 {
     auto const cards = parseSoundCards(" 0 [PCH            ]: HDA-Intel - HDA Intel PCH\n"
                                        "                      HDA Intel PCH at 0xdf240000 irq 141\n"
+                                       "x [A]: B - C\n9999999 [A]: B - C\n256 [A]: B - C\n2 [A]: B\n3 ]: [\n"
                                        " 1 [C920           ]: USB-Audio - HD Pro Webcam C920\n"
-                                       "x [A]: B - C\n9999999 [A]: B - C\n2 [A]: B\n3 ]: [\n");
-    ASSERT_EQ(cards.size(), 2u);
+                                       "255 [A]: B - C\n");
+    ASSERT_EQ(cards.size(), 3u);
     EXPECT_EQ(cards.at(0).driver, "HDA-Intel");
     EXPECT_EQ(cards.at(1).name, "HD Pro Webcam C920");
 }
 
 TEST(InputName, WithoutTheIdsThatTheKernelPutsThere)
 {
-    for (auto const& [name, wanted] : {std::pair{"HID 05f3:0007", ""}, std::pair{"DLL07D1:01 044E:120B", ""},
-                                       std::pair{"SYNA7DB5:01 06CB:CD41 Touchpad", "Touchpad"},
-                                       std::pair{"Logitech USB Receiver", "Logitech USB Receiver"},
-                                       std::pair{"My 05f3-0007", "My 05f3-0007"}, std::pair{"", ""}})
+    for (auto const& [name, wanted] :
+         {std::pair{"HID 05f3:0007", ""}, std::pair{"DLL07D1:01 044E:120B", ""},
+          std::pair{"SYNA7DB5:01 06CB:CD41 Touchpad", "Touchpad"},
+          std::pair{"Logitech USB Receiver", "Logitech USB Receiver"},
+          std::pair{"My 05f3-0007", "My 05f3-0007"}, std::pair{"", ""}, std::pair{"Cafe Mouse", "Cafe Mouse"},
+          std::pair{"ACME Game 05f3:0007 Pad", "ACME Game 05f3:0007 Pad"}})
         EXPECT_EQ(inputName(name), wanted) << name;
 }

@@ -2,6 +2,8 @@
 
 #include "../HardwareMachine.h"
 
+#include <zel/enumerator/attached/Edid.h>
+
 #include <gtest/gtest.h>
 
 using namespace zel;
@@ -56,10 +58,11 @@ TEST(Monitors, WhatTheySayOfThemselves)
     std::string const card = kBridge + "/0000:02:00.0/drm/card1"s;
     MemoryRoot root = machine();
     node(root, "sys/class/drm", card, {{"dev", "226:1\n"}});
-    node(root, "sys/class/drm", card + "/card1-DP-1", {{"status", "connected\n"}, {"edid", edid()}});
+    node(root, "sys/class/drm", card + "/card1-DP-1",
+         {{"status", "connected\n"}, {"edid", edid() + std::string(128, '\x02')}});
     node(root, "sys/class/drm", card + "/card1-HDMI-A-1", {{"status", "disconnected\n"}, {"edid", edid()}});
     node(root, "sys/class/drm", card + "/card1-HDMI-A-2", {{"status", "connected\n"}, {"edid", edid(false)}});
-    root.file("sys/class/drm/version", "drm 1.1.0\n");
+    root.file("sys/class/drm/version", "drm 1.1.0\n").file("sys/class/drm/card0-/status", "connected\n");
     RecordingSink const sink = scan(root);
     EXPECT_EQ(sink.ofType(C::Monitor()).size(), 2u);
     EXPECT_EQ(placeOf(sink, "card1-DP-1"), "Monitor PCI:2:0:0:DP-1 below PCI:2:0:0");
@@ -107,5 +110,72 @@ TEST(Monitors, DamageCostsFactsOnly)
         EXPECT_EQ(property(sink, "card0-VGA-1", "Status"), c.status);
         for (char const* key : {"PreferredMode", "PictureWidth", "YearOfManufacture", "SerialNumber"})
             EXPECT_EQ(property(sink, "card0-VGA-1", key), "-") << key;
+    }
+}
+
+TEST(Monitors, EachFactStandsForItself)
+{
+    using Edits = std::vector<std::pair<std::size_t, std::string>>;
+    constexpr std::size_t kTiming = 54, kSerial = 77, kNameTag = 93; // of the block above
+    std::string const blank(13, ' ');
+    struct Case
+    {
+        char const* what;
+        Edits edits;
+        char const* wanted;
+    } const cases[] = {
+        {"as it is", {}, "DEL, DELL U2713HM, 9X2VY43D00TL, 597x336, 2560x1440, 60 Hz"},
+        {"half-pictures",
+         {{kTiming + 17, "\x9A"}},
+         "DEL, DELL U2713HM, 9X2VY43D00TL, 597x336, 2560x2880i, 60 Hz"},
+        {"first and last letter",
+         {{8, "\x07\x5A"}},
+         "AZZ, DELL U2713HM, 9X2VY43D00TL, 597x336, 2560x1440, 60 Hz"},
+        {"beyond the last letter",
+         {{8, "\x6C\x21"}},
+         "-, DELL U2713HM, 9X2VY43D00TL, 597x336, 2560x1440, 60 Hz"},
+        {"before the first letter",
+         {{8, "\x04\x01"}},
+         "-, DELL U2713HM, 9X2VY43D00TL, 597x336, 2560x1440, 60 Hz"},
+        {"no name", {{kNameTag, "\xFE"}}, "DEL, -, 9X2VY43D00TL, 597x336, 2560x1440, 60 Hz"},
+        {"a ratio for the size, centimetres",
+         {{kTiming + 12, "\x10\x09\0"s}},
+         "DEL, DELL U2713HM, 9X2VY43D00TL, 600x340, 2560x1440, 60 Hz"},
+        {"a ratio on one side",
+         {{kTiming + 13, "\x09\x20"}},
+         "DEL, DELL U2713HM, 9X2VY43D00TL, 600x340, 2560x1440, 60 Hz"},
+        {"a ratio twice",
+         {{kTiming + 12, "\x10\x09\0"s}, {22, "\0"s}},
+         "DEL, DELL U2713HM, 9X2VY43D00TL, -, 2560x1440, 60 Hz"},
+        {"a ratio twice, upright",
+         {{kTiming + 12, "\x10\x09\0"s}, {21, "\0"s}},
+         "DEL, DELL U2713HM, 9X2VY43D00TL, -, 2560x1440, 60 Hz"},
+        {"the smallest picture",
+         {{kTiming + 12, "\x14\x14\0"s}},
+         "DEL, DELL U2713HM, 9X2VY43D00TL, 20x20, 2560x1440, 60 Hz"},
+        {"no timing", {{kTiming, "\0\0"s}}, "DEL, DELL U2713HM, 9X2VY43D00TL, 600x340, -"},
+        {"no columns", {{kTiming + 2, "\0\xA0\0"s}}, "DEL, DELL U2713HM, 9X2VY43D00TL, 600x340, -"},
+        {"no serial number",
+         {{kSerial, blank}, {12, "\0\0\0\0"s}},
+         "DEL, DELL U2713HM, -, 597x336, 2560x1440, 60 Hz"},
+        {"ones for a serial number",
+         {{kSerial, blank}, {12, "\1\1\1\1"}},
+         "DEL, DELL U2713HM, -, 597x336, 2560x1440, 60 Hz"},
+        {"an erased serial number",
+         {{kSerial, blank}, {12, "\xFF\xFF\xFF\xFF"}},
+         "DEL, DELL U2713HM, -, 597x336, 2560x1440, 60 Hz"},
+    };
+    for (Case const& c : cases) {
+        std::string block = edid();
+        for (auto const& [at, octets] : c.edits)
+            block.replace(at, octets.size(), octets);
+        auto const read = Edid::parse(summed(block) + std::string(128, '\x11')); // and a block of extensions
+        ASSERT_TRUE(read) << c.what;
+        std::string const size =
+            read->widthMm ? std::to_string(*read->widthMm) + "x" + std::to_string(*read->heightMm) : "-";
+        EXPECT_EQ(read->manufacturer.value_or("-") + ", " + read->name.value_or("-") + ", " +
+                      read->serial.value_or("-") + ", " + size + ", " + read->preferredMode.value_or("-"),
+                  c.wanted)
+            << c.what;
     }
 }

@@ -82,3 +82,40 @@ TEST(Hardware, UsbCPorts)
     }
     EXPECT_EQ(placeOf(sink, "/sys/class/typec/port0"), "Port TYPEC:port0 below PCI:0:20:0");
 }
+
+TEST(Hardware, RegistersAndChipsOfPorts)
+{
+    struct Case
+    {
+        char const *what, *file, *content, *key, *wanted;
+    } const cases[] = {
+        {"no chip", "type", "0\n", "Chip", "none"},
+        {"the oldest chip", "type", "1\n", "Chip", "8250"},
+        {"the newest chip", "type", "8\n", "Chip", "16750"},
+        {"a chip that no PC has", "type", "9\n", "Chip", "-"},
+        {"a chip below zero", "type", "-1\n", "Chip", "none"},
+        {"no registers", "port", "0x0\n", "IoAddress", "-"},
+        {"the last narrow address", "port", "0xFFFF\n", "IoAddress", "0xFFFF"},
+        {"the first wide address", "port", "0x10000\n", "IoAddress", "0x00010000"},
+        {"the last address", "port", "0xFFFFFFFF\n", "IoAddress", "0xFFFFFFFF"},
+        {"beyond all", "port", "0x100000000\n", "IoAddress", "-"},
+        {"no interrupt", "irq", "0\n", "Interrupt", "-"},
+        {"interrupt", "irq", "4\n", "Interrupt", "4"},
+    };
+    for (Case const& c : cases) {
+        MemoryRoot root = machine();
+        root.file("sys/devices/pnp0/00:03/tty/ttyS0/"s + c.file, c.content);
+        RecordingSink const sink = scan(root);
+        DeviceDescription const* const port = known(sink, "/dev/ttyS0");
+        EXPECT_EQ(port ? RecordingSink::property(port, c.key) : "none", c.wanted) << c.what;
+    }
+    MemoryRoot root = machine();
+    for (char const* name : {"ttyS4095", "ttyS4096"})
+        node(root, "sys/class/tty", "sys/devices/pnp0/00:04/tty/"s + name, {{"type", "4\n"}});
+    for (char const* name : {"parport4095", "parport4096"})
+        root.file("proc/sys/dev/parport/"s + name + "/base-addr", "0\t0\n");
+    RecordingSink const sink = scan(root);
+    EXPECT_EQ(placeOf(sink, "/dev/ttyS4095"), "SerialPort COM:4096 below System");
+    EXPECT_EQ(RecordingSink::property(known(sink, "/dev/parport4095"), "IoAddress"), "-");
+    EXPECT_FALSE(known(sink, "/dev/ttyS4096") || known(sink, "/dev/parport4096")) << "nobody has so many";
+}

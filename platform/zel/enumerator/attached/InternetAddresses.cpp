@@ -86,8 +86,7 @@ std::vector<Network> networks(std::string const& routes)
         auto const flags = text::toHexadecimal(words[kFlags]);
         auto const address = text::toHexadecimal(words[kDestination]),
                    mask = text::toHexadecimal(words[kMask]);
-        if (!flags || (*flags & (kUp | kReject)) != kUp || !address || !mask || *address > 0xFFFFFFFFu ||
-            *mask > 0xFFFFFFFFu)
+        if (!flags || (*flags & (kUp | kReject)) != kUp || !address || !mask || (*address | *mask) >> 32 != 0)
             continue;
         Network network{std::string(words[kInterface]), static_cast<std::uint32_t>(*address),
                         static_cast<std::uint32_t>(*mask)};

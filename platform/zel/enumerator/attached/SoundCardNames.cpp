@@ -11,16 +11,14 @@ std::map<unsigned, SoundCardName> parseSoundCards(std::string_view text)
     constexpr unsigned kMaxCards = 256;
     std::map<unsigned, SoundCardName> cards;
     for (std::string_view const line : text::split(text, '\n')) {
-        std::size_t const open = line.find('['), close = line.find("]: ");
-        if (open == std::string_view::npos || close == std::string_view::npos || close < open)
+        std::size_t const open = line.find('['), close = line.find("]: ", open);
+        if (close == std::string_view::npos)
             continue;
-        auto const number = text::toUnsigned(line.substr(0, open));
+        auto const number = text::indexAfter(text::trimmed(line.substr(0, open)), "");
         std::string_view const rest = text::trimmed(line.substr(close + 3));
         std::size_t const dash = rest.find(" - ");
-        if (!number || *number >= kMaxCards || dash == std::string_view::npos || dash + 3 >= rest.size())
-            continue;
-        cards[static_cast<unsigned>(*number)] = {std::string(rest.substr(0, dash)),
-                                                 std::string(rest.substr(dash + 3))};
+        if (number && *number < kMaxCards && dash != std::string_view::npos)
+            cards[*number] = {std::string(rest.substr(0, dash)), std::string(rest.substr(dash + 3))};
     }
     return cards;
 }

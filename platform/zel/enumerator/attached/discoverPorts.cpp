@@ -23,9 +23,8 @@ char const* chipName(std::int64_t type)
 {
     static constexpr std::array<char const*, 9> kNames{"", "8250",  "16450",   "16550", "16550A",
                                                        "", "16650", "16650V2", "16750"};
-    return type > 0 && static_cast<std::uint64_t>(type) < kNames.size()
-               ? kNames[static_cast<std::size_t>(type)]
-               : "";
+    auto const number = static_cast<std::uint64_t>(type); // what is below zero becomes too large
+    return number < kNames.size() ? kNames[number] : "";
 }
 
 /// The kernel makes nodes for ports that might be there; a port that is there has a chip, or (where the
@@ -84,8 +83,6 @@ void addSerial(HardwareTree& tree, DeviceSink& sink, std::string const& name, un
     Root const& root = tree.root();
     std::string const folder = "sys/class/tty/" + name + "/";
     auto const type = root.number(folder + "type");
-    if (type && *type <= 0)
-        return;
     DevicePath const place = DevicePath::parse(root.resolve("sys/class/tty/" + name).value_or(""));
     if (!isReal(type, place))
         return;
