@@ -142,4 +142,6 @@ TEST(Hardware, WhatCannotBeToldApartStillHasItsOwnPlace)
     RecordingSink const sink = scan(root);
     ASSERT_EQ(sink.devices.size(), 6u);
     expectWhole(sink);
+    for (char const* place : {"vbd", "vbd:2", "vbd:3"})
+        EXPECT_TRUE(sink.at(place)) << place;
 }

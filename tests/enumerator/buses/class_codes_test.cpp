@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 using namespace zel;
 using C = CapabilityImp;
 
@@ -50,13 +52,19 @@ TEST(ClassCodes, sayWhatAUsbDeviceIs)
     EXPECT_TRUE(usbKind(perInterface, {{odd, storage}})
                     .capabilities.isCapable(C::USBComposite() | C::USBMassStorage()));
     EXPECT_EQ(usbKind(perInterface, {{odd}}).type, C::USB());
+    UsbClass const modem{2, 2, 1}, data{0x0A, 0, 0}, plain{};
+    EXPECT_FALSE(usbKind(perInterface, {{modem, data}}).capabilities.isCapable(C::USBComposite()));
+    EXPECT_TRUE(usbKind(perInterface, {{plain, storage}}).capabilities.isCapable(C::USBComposite()));
+    EXPECT_EQ(usbKind(storage, {{keyboard}}).type, C::USBMassStorage()) << "what the device itself says";
 }
 
 TEST(UsbSpeed, isReadInMegabits)
 {
     EXPECT_EQ(usbSpeed("480"), 480'000'000u);
     EXPECT_EQ(usbSpeed("1.5"), 1'500'000u);
-    for (char const* text : {"", "fast", "-1", "1.55", "99999999999", "."})
+    EXPECT_EQ(usbSpeed("0.9"), 900'000u);
+    EXPECT_EQ(usbSpeed("1000000"), 1'000'000'000'000u);
+    for (char const* text : {"", "fast", "-1", "1.55", "99999999999", "1000001", "1.10", "1.", "."})
         EXPECT_FALSE(usbSpeed(text)) << text;
 }
 
@@ -76,6 +84,13 @@ TEST(HardwareNames, areWhatPeopleSay)
         {"Corp", "Corp"},
         {"", ""},
         {"[]", "[]"},
+        {"ACME []", "ACME []"},
+        {"ACME [X]", "X"},
+        {"ACME [X] Ltd", "ACME [X]"},
+        {"NovaTech", "NovaTech"},
+        {"TechCo", "TechCo"}, // no word of its own
+        {"Nokia.Corp.", "Nokia."},
+        {"Foo,Inc", "Foo"},
     };
     for (Case const& c : cases)
         EXPECT_EQ(shortVendor(c.vendor), c.brief);
@@ -85,4 +100,19 @@ TEST(HardwareNames, areWhatPeopleSay)
     PciId const id{0x8086, 0x1234};
     EXPECT_EQ(nameOf(HardwareNames::none().pci(id), id), "PCI device 8086:1234");
     EXPECT_EQ(nameOf(HardwareName{"Intel Corporation", {}}, id), "Intel PCI device 8086:1234");
+}
+
+TEST(HardwareNames, comeFromTheSystemsDatabase)
+{
+    HardwareNames const& names = HardwareNames::system();
+    if (::access("/usr/lib/udev/hwdb.bin", R_OK) != 0 && ::access("/etc/udev/hwdb.bin", R_OK) != 0)
+        GTEST_SKIP() << "no hardware database";
+    for (int asked = 0; asked < 2; ++asked) {
+        HardwareName const card = names.pci({0x8086, 0x10D3});
+        EXPECT_EQ(card.vendor, "Intel Corporation");
+        EXPECT_EQ(card.product, "82574L Gigabit Network Connection");
+        EXPECT_EQ(names.usb({0x046D, 0xC31C}).product, "Keyboard K120");
+        HardwareName const nobody = names.pci({0x0002, 0x0001});
+        EXPECT_FALSE(nobody.vendor || nobody.product);
+    }
 }

@@ -17,6 +17,7 @@ TEST(PciAddress, readsWhatTheKernelPrints)
         {"0000:00:1f.2", 0xFA},
         {"0000:ff:1f.7", 0xFFFF},
         {"0001:02:00.0", 0x10200},
+        {"12345678:00:00.0", 0x12345678ull << 16},
         {"10000:e1:00.0", 0x1000'0000ull << 4 | 0xE100}, // behind a storage controller
         {"0000:00:20.0", ~0ull},
         {"0000:00:1f.8", ~0ull},

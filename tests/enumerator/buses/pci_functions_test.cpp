@@ -32,6 +32,9 @@ TEST(Hardware, WhatBothEndsOfALinkCanDo)
         {"16\n", "2.5 GT/s\n", "1\n", "2.5 GT/s PCIe\n", "1", "2.5 GT/s PCIe"},
         {"255\n", "Unknown speed\n", "4\n", "8 GT/s\n", "-", "-"}, // only one end is known
         {"4\n", "fast GT/s\n", "4\n", ". GT/s\n", "4", "-"},
+        {"32\n", "1024.5 GT/s\n", "32\n", "1024.25 GT/s\n", "32", "1024.25 GT/s"},
+        {"33\n", "10240 GT/s\n", "4\n", "8 GT/s\n", "-", "-"},
+        {"0\n", "8 GT/s x\n", "4\n", "8 GT/s\n", "-", "8 GT/s"},
     };
     for (Case const& c : cases) {
         SCOPED_TRACE(c.slotSpeed);
@@ -54,7 +57,7 @@ TEST(Hardware, BusErrorsMemoryNodeAndSlot)
                       {"aer_dev_nonfatal", "Undefined 0\nTOTAL_ERR_NONFATAL 2\n"},
                       {"aer_dev_fatal", "Undefined 1\nTOTAL_ERR_FATAL many\n"}})
         .file(kAhci + "/numa_node"s, "-1\n")
-        .file(kXhci + "/numa_node"s, "4096\n")
+        .file(kXhci + "/numa_node"s, "1024\n")
         .file("sys/bus/pci/slots/0/address", "0000:02:00\n")
         .file("sys/bus/pci/slots/4-1/address", "0000:1f:00\n");
     RecordingSink const sink = scan(root);
@@ -68,4 +71,38 @@ TEST(Hardware, BusErrorsMemoryNodeAndSlot)
     for (char const* other : {"0000:00:1f.2", "0000:00:14.0"})
         for (char const* key : {"NumaNode", "SlotName", "CorrectableBusErrors"})
             EXPECT_EQ(RecordingSink::property(known(sink, other), key), "-") << other << " " << key;
+}
+
+TEST(Hardware, IdsAndClassesOfFunctions)
+{
+    struct Case
+    {
+        char const *uevent, *device, *subsystem, *classCode;
+        bool isExpress;
+    } const cases[] = {
+        {"PCI_CLASS=20000\nPCI_ID=8086:10D3\nPCI_SUBSYS_ID=8086:A01F\n", "10d3", "a01f", "020000", false},
+        {"PCI_CLASS=FFFFFF\nPCI_ID=8086:FFFF\nPCI_SUBSYS_ID=0000:0000\n", "ffff", "-", "ffffff", false},
+        {"PCI_CLASS=1000000\nPCI_ID=8086:10000\n", "-", "-", "-", false},
+        {"PCI_CLASS=20000\nPCI_ID=8086\n", "-", "-", "020000", false},
+        {"DRIVER=e1000e\n", "10d3", "-", "020000", true}, // the single files
+    };
+    for (Case const& c : cases) {
+        std::string const card = "sys/devices/pci0000:00/0000:09:00.0";
+        MemoryRoot root;
+        node(root, "sys/bus/pci/devices", card, {{"uevent", c.uevent}});
+        if (c.isExpress)
+            root.files(card, {{"vendor", "0x8086\n"},
+                              {"device", "0x10d3\n"},
+                              {"class", "0x020000\n"},
+                              {"max_link_width", "4\n"}});
+        RecordingSink const sink = scan(root);
+        DeviceDescription const* const function = known(sink, "0000:09:00.0");
+        ASSERT_TRUE(function) << c.uevent;
+        EXPECT_EQ(RecordingSink::property(function, "DeviceId"), c.device) << c.uevent;
+        EXPECT_EQ(RecordingSink::property(function, "SubsystemDeviceId"), c.subsystem) << c.uevent;
+        EXPECT_EQ(RecordingSink::property(function, "ClassCode"), c.classCode) << c.uevent;
+        EXPECT_EQ(function->capabilities.isCapable(C::PCIExpress()), c.isExpress) << c.uevent;
+        EXPECT_EQ(function->name,
+                  c.device == "-"s ? function->description : String("PCI device 8086:"s + c.device));
+    }
 }

@@ -54,9 +54,9 @@ void readComponent(DevicePath& path, std::string const& name)
     } else if (auto const ata = text::indexAfter(name, "ata")) {
         path.ata = ata;
     } else if (path.usb && !path.usbInterface) { // "1-2.3:1.0": device, ':', configuration, '.', interface
-        std::size_t const colon = name.find(':'), dot = name.rfind('.');
+        std::size_t const colon = name.find(':'), dot = name.find('.', colon);
         std::uint32_t interface = 0;
-        if (colon != std::string::npos && dot != std::string::npos && dot > colon &&
+        if (dot != std::string::npos &&
             UsbAddress::parse(std::string_view(name).substr(0, colon)) == path.usb &&
             whole(std::string_view(name).substr(dot + 1), interface))
             path.usbInterface = interface;

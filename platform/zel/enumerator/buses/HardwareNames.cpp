@@ -50,16 +50,15 @@ bool cutLegalForm(std::string_view& vendor)
                                                              "Electronics",
                                                              "Technologies",
                                                              "and subsidiaries"};
-    std::string_view rest = vendor;
-    while (!rest.empty() && (rest.back() == '.' || rest.back() == ',' || rest.back() == ' '))
-        rest.remove_suffix(1);
+    constexpr std::string_view kBetween = "., ";
+    std::string_view const rest = vendor.substr(0, vendor.find_last_not_of(kBetween) + 1);
     for (std::string_view const form : kForms) {
-        if (rest.size() <= form.size() || !rest.ends_with(form))
+        if (!rest.ends_with(form))
             continue;
-        char const before = rest[rest.size() - form.size() - 1];
-        if (before != ' ' && before != ',' && before != '.')
+        std::string_view const before = rest.substr(0, rest.size() - form.size());
+        if (before.empty() || kBetween.find(before.back()) == std::string_view::npos)
             continue;
-        vendor = rest.substr(0, rest.size() - form.size());
+        vendor = before;
         return true;
     }
     return false;
@@ -90,9 +89,7 @@ std::string shortVendor(std::string_view vendor)
         return std::string(vendor.substr(open + 1, vendor.size() - open - 2));
     while (cutLegalForm(vendor))
         ;
-    while (!vendor.empty() && (vendor.back() == ',' || vendor.back() == ' '))
-        vendor.remove_suffix(1);
-    return std::string(vendor);
+    return std::string(vendor.substr(0, vendor.find_last_not_of(", ") + 1));
 }
 
 std::string joinName(std::optional<std::string> const& vendor, std::optional<std::string> const& product)
