@@ -49,7 +49,9 @@ TEST(Smbios, ReadsStructuresAndTheirTexts)
     Smbios const smbios(sampleTable().bytes(), SmbiosTable::entryPoint(3, 2, 4096));
     EXPECT_EQ(smbios.version(), "3.2");
     EXPECT_TRUE(smbios.isAtLeast(2, 6));
+    EXPECT_TRUE(smbios.isAtLeast(3, 2));
     EXPECT_FALSE(smbios.isAtLeast(3, 3));
+    EXPECT_FALSE(smbios.isAtLeast(4, 0));
     ASSERT_EQ(smbios.structures().size(), 8u);
     SmbiosStructure const* const system = smbios.first(1);
     ASSERT_NE(system, nullptr);
@@ -76,6 +78,29 @@ TEST(Smbios, EntryPointBoundsTheTable)
     EXPECT_EQ(smbios.structures().size(), 8u);
     for (std::size_t size = 0; size < 24; ++size)
         EXPECT_EQ(Smbios(table, SmbiosTable::entryPoint(3, 0, 60).substr(0, size)).version(), std::nullopt);
+    // The 32-bit entry point counts the structures as well; some firmware writes that it is one byte shorter.
+    auto const older = [](unsigned length, unsigned bytes, unsigned structures) {
+        std::string entry = "_SM_";
+        entry += {0, static_cast<char>(length), 2, 6};
+        entry.resize(31, '\0');
+        entry[0x16] = static_cast<char>(bytes & 0xFF);
+        entry[0x17] = static_cast<char>(bytes >> 8);
+        entry[0x1C] = static_cast<char>(structures);
+        unsigned sum = 0;
+        for (char const byte : entry)
+            sum += static_cast<std::uint8_t>(byte);
+        entry[4] = static_cast<char>(256 - sum % 256);
+        return entry;
+    };
+    for (unsigned const length : {31u, 30u}) {
+        EXPECT_EQ(Smbios(table, older(length, 4096, 100)).version(), "2.6");
+        EXPECT_EQ(Smbios(table, older(length, 4096, 2)).structures().size(), 2u);
+        EXPECT_EQ(Smbios(table, older(length, 60, 100)).structures().size(), 1u);
+    }
+    EXPECT_EQ(Smbios(table, older(29, 4096, 100)).version(), std::nullopt);
+    EXPECT_EQ(Smbios(table, older(32, 4096, 100)).version(), std::nullopt) << "longer than what is there";
+    EXPECT_EQ(Smbios(table.substr(0, table.size() - 1), "").structures().size(), 7u)
+        << "its last zero is missing";
     // Nothing stands behind the end-of-table structure.
     EXPECT_EQ(Smbios(sampleTable().add(1, {1}, {"x"}).bytes(), "").structures().size(), 8u);
 }
@@ -150,8 +175,11 @@ TEST(Smbios, ProcessorSockets)
         EXPECT_EQ(sockets[0].socketHertz, 4'000'000'000u);
         EXPECT_EQ(sockets[0].volts, 0.9);
     }
-    Smbios const coprocessor(SmbiosTable().add(4, processorSocket(0x41, 1, 0, 4)).bytes(), "");
-    EXPECT_TRUE(smbiosProcessors(coprocessor).empty());
+    for (unsigned const kind : {3u, 4u, 5u, 6u, 7u}) {
+        Smbios const coprocessor(
+            SmbiosTable().add(4, processorSocket(0x41, 1, 0, static_cast<std::uint8_t>(kind))).bytes(), "");
+        EXPECT_EQ(smbiosProcessors(coprocessor).empty(), kind >= 4 && kind <= 6) << kind;
+    }
 }
 
 TEST(Smbios, MemoryAsAWhole)
@@ -192,6 +220,8 @@ TEST(Smbios, MemoryAsAWhole)
              .add(17, memoryDevice(8192))
              .add(17, memoryDevice(8192)),
          16 * kGib, std::nullopt, std::nullopt, 2},
+        {"as much as fits", SmbiosTable().add(16, memoryArray(8u << 20, 1)).add(17, memoryDevice(8192)),
+         8 * kGib, 8 * kGib, 1, 1},
         {"a module without size",
          SmbiosTable().add(17, memoryDevice(8192)).add(17, memoryDevice(0xFFFF)).add(17, memoryDevice(8192)),
          std::nullopt, std::nullopt, std::nullopt, 3},
@@ -224,9 +254,16 @@ TEST(Smbios, Fields)
     large[0x18 - 4] = 32;
     EXPECT_EQ(smbiosRomSize(*Smbios(SmbiosTable().add(0, large).bytes(), "").first(0)), 32u << 20);
 
+    large[0x18 - 4] = 1;
+    large[0x19 - 4] = 0x40; // in GiB
+    EXPECT_EQ(smbiosRomSize(*Smbios(SmbiosTable().add(0, large).bytes(), "").first(0)), 1u << 30);
+    large[0x19 - 4] = 0x80; // in a unit that nobody knows
+    EXPECT_EQ(smbiosRomSize(*Smbios(SmbiosTable().add(0, large).bytes(), "").first(0)), std::nullopt);
+
     EXPECT_EQ(smbiosChassisType(10), "Notebook");
+    EXPECT_EQ(smbiosChassisType(36), "Stick PC");
     EXPECT_EQ(smbiosChassisType(0x80 | 3), "Desktop");
-    for (unsigned const unknown : {0u, 1u, 2u, 100u, 255u})
+    for (unsigned const unknown : {0u, 1u, 2u, 37u, 100u, 255u})
         EXPECT_EQ(smbiosChassisType(unknown), std::nullopt);
 }
 

@@ -127,6 +127,12 @@ TEST(Processors, GroupingSurvivesOddFirmware)
     EXPECT_EQ(two.ofType(C::CPU()).size(), 2u);
     EXPECT_EQ(two.ofType(C::CPUCore()).size(), 4u);
     EXPECT_FALSE(two.at("CPU:1")->capabilities.isCapable(C::HT()));
+    MemoryRoot lone;
+    addProcessor(lone, 0, 0x7FFFFFFF, 0x7FFFFFFF, "0", "0");
+    RecordingSink const one = discovered(lone);
+    EXPECT_FALSE(one.at("CPU:2147483647")->capabilities.isCapable(C::MultiCore()));
+    EXPECT_EQ(fact(one, "CPU:2147483647", "PackageId"), "2147483647");
+    EXPECT_EQ(fact(one, "CPU:2147483647:CORE:0", "CoreId"), "2147483647");
 
     // Packages without ids are told apart by who belongs together.
     MemoryRoot power;
@@ -149,6 +155,8 @@ TEST(Processors, GroupingSurvivesOddFirmware)
         old.files(kFolder + ("cpu" + std::to_string(cpu)) + "/topology",
                   {{"physical_package_id", "0\n"}, {"thread_siblings", "00000000,00000003\n"}});
     EXPECT_EQ(discovered(old).ofType(C::CPUCore()).size(), 1u);
+    old.file(kFolder + std::string("cpu0/topology/thread_siblings_list"), "x\n");
+    EXPECT_EQ(discovered(old).ofType(C::CPUCore()).size(), 1u) << "the next file tells as well";
 }
 
 TEST(Processors, CoresWithoutListsOfSiblings)
@@ -198,6 +206,8 @@ TEST(Processors, ClocksOfCoresThatDiffer)
     EXPECT_EQ(hertz(sink, "CPU:0", "MaximumClock"), 3'100'000'000u);
     EXPECT_EQ(hertz(sink, "CPU:0:CORE:0", "MinimumClock"), 800'000'000u);
     EXPECT_EQ(hertz(sink, "CPU:0:CORE:1", "MaximumClock"), 2'667'000'000u);
+    root.file(kFolder + std::string("cpu1/cpufreq/cpuinfo_max_freq"), "0\n");
+    EXPECT_EQ(fact(discovered(root), "CPU:0:CORE:1", "MaximumClock"), "-");
 }
 
 TEST(Processors, SocketsOfTheFirmware)
@@ -253,6 +263,8 @@ TEST(Processors, DamagedAttributesCostFactsOnly)
         {"cpu1/topology/physical_package_id", "999999999999999999999\n"},
         {"cpu1/topology/physical_package_id", nullptr},
         {"cpu0/cache/index0/level", "-1\n"},
+        {"cpu0/cache/index0/level", "10\n"},
+        {"cpu0/cache/index0/coherency_line_size", "0\n"},
         {"cpu0/cache/index3/shared_cpu_list", "garbage\n"},
         {"cpu0/cache/index3/size", "99999999999999999999K\n"},
         {"online", "0-\n"},
@@ -266,6 +278,10 @@ TEST(Processors, DamagedAttributesCostFactsOnly)
             root.unreadable(kFolder + std::string(damage.path));
         RecordingSink const sink = discovered(root);
         EXPECT_GE(sink.ofType(C::CPUThread()).size(), 4u) << damage.path;
+        EXPECT_TRUE(sink.at("CPU:0:L1i:0")) << damage.path << ": the cache behind it";
+        if (std::string_view(damage.path).ends_with("line_size")) {
+            EXPECT_EQ(fact(sink, "CPU:0:L1d:0", "CacheLineSize"), "-");
+        }
         std::set<std::string> locations;
         for (DeviceDescription const& device : sink.devices)
             EXPECT_TRUE(locations.insert(device.hwLocator.toUtf8()).second)
@@ -281,6 +297,8 @@ TEST(Processors, AHybridSaysWhatItIsMadeOf)
     EXPECT_EQ(fact(x86, "CPU:0", "CoreKinds"), "1 x Performance core, 1 x Efficient core");
     EXPECT_EQ(fact(x86, "CPU:0:CORE:1", "CoreKind"), "Efficient core");
     EXPECT_EQ(fact(discovered(laptop()), "CPU:0", "CoreKinds"), "-");
+    MemoryRoot const alike = laptop().file("sys/devices/cpu_core/cpus", "0-3\n");
+    EXPECT_EQ(fact(discovered(alike), "CPU:0", "CoreKinds"), "-") << "all of one kind";
     EXPECT_EQ(fact(discovered(laptop()), "CPU:0:CORE:1", "CoreKind"), "-");
 
     MemoryRoot arm;
@@ -335,6 +353,12 @@ TEST(CpuInfo, ProcessorsOfEveryFamilyHaveAName)
          "SiFive U74-MC", "SiFive", "RISC-V 64-bit", "-", "zba", 0},
         {"processor\t: 0\nisa\t\t: rv64imafdcv_sscofpmf\nmvendorid\t: 0x5b7\n", "T-Head RISC-V rv64imafdcv",
          "T-Head", "RISC-V 64-bit", "-", "sscofpmf", 0},
+        {"processor\t: 0\nisa\t\t: rv64gc\nuarch\t\t: acme,az1\n", "acme AZ1", "-", "RISC-V 64-bit", "-",
+         "rv64gc", 0},
+        {"processor\t: 0\nisa\t\t: rv64gc\nuarch\t\t: acme,\n", "acme,", "-", "RISC-V 64-bit", "-", "rv64gc",
+         0},
+        {"processor\t: 0\nisa\t\t: rv64gc\nuarch\t\t: acme,x\n", "acme X", "-", "RISC-V 64-bit", "-",
+         "rv64gc", 0},
         {"processor\t: 0\nisa\t\t: rv32imac\n", "RISC-V rv32imac", "-", "RISC-V 32-bit", "-", "rv32imac", 0},
         {"system type\t\t: generic-loongson-machine\n\nprocessor\t\t: 0\npackage\t\t\t: 0\ncore\t\t\t: 0\n"
          "CPU Family\t\t: Loongson-64bit\nModel Name\t\t: Loongson-3A5000-HV\nCPU MHz\t\t\t: 2500.00\n"
@@ -381,11 +405,18 @@ TEST(CpuInfo, Garbage)
 {
     for (char const* content :
          {"", "\n\n\n", "processor", "processor:\n\n", "processor : -1\n", "processor : 99999999\n", ":\n:\n",
-          "processor : 0\ncpu MHz : nan\n", "processor : 0\ncpu MHz : 1e300\n"}) {
+          "processor : 0\ncpu MHz : nan\n", "processor : 0\ncpu MHz : 1e300\n",
+          "processor : 0\ncpu MHz : 0\n", "processor : 0\ncpu MHz : 1000000\n",
+          "processor : 0\nCpu0ClkTck : 0\n", "processor:0\ncpu MHz : -1\n"}) {
         CpuInfo const info(content);
         EXPECT_LE(info.processors().size(), 1u);
         EXPECT_EQ(info.hertz(0), std::nullopt) << content;
     }
+    EXPECT_EQ(CpuInfo("processor : 65535\n\nprocessor : 65536\n").processors(), std::vector<unsigned>{65535});
+    EXPECT_EQ(CpuInfo("processor:1\ncpu MHz:2000\n").hertz(1), 2'000'000'000u) << "no blanks";
+    // The number stands in one of the first four lines; looking further would cost more than all the rest.
+    EXPECT_EQ(CpuInfo("a:\nb:\nc:\nprocessor : 3\n").processors(), std::vector<unsigned>{3});
+    EXPECT_TRUE(CpuInfo("a:\nb:\nc:\nd:\nprocessor : 3\n").processors().empty());
 }
 
 TEST(Processors, ThrottlingAndVulnerabilities)

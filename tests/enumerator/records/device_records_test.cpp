@@ -93,6 +93,12 @@ TEST(DeviceRecords, ParentsComeBeforeChildren)
     EXPECT_EQ(state.parentOf(find("orphan")), nullptr);
     records.fill(state);
     EXPECT_EQ(state.deviceCount(), 4u) << "the same devices again are the same devices";
+    StateManager other;
+    DeviceRecords parent(C::ALL());
+    parent.add(device(C::CPU(), "CPU:0"));
+    parent.fill(other);
+    records.fill(other);
+    EXPECT_EQ(other.deviceCount(), 4u) << "those below a device that is known";
 }
 
 TEST(DeviceRecords, EachOthersParentsEnd)

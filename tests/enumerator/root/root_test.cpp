@@ -266,6 +266,12 @@ TEST(Root, AnIoErrorIsAFailure)
     EXPECT_EQ(root->failures()[0].toString(), "Input/output error (at /proc/self/mem)");
 }
 
+TEST(Root, FilesOfProcComeInPieces)
+{
+    // Each read gives less than a page: as many whole entries as fit.
+    EXPECT_GT(Root::open("/")->read("proc/self/smaps", 1u << 20).value_or("").size(), 8192u);
+}
+
 TEST_P(RootTest, LinkNamesNeedNoTarget)
 {
     link("root/driver", "../../bus/pci/drivers/e1000e");

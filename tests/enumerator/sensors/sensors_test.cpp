@@ -323,13 +323,17 @@ TEST(ThermalZones, CriticalTripOnly)
                                                    {"trip_point_0_temp", "100000\n"},
                                                    {"trip_point_0_type", "critical\n"},
                                                    {"trip_point_1_temp", "95500\n"},
-                                                   {"trip_point_1_type", "passive\n"}});
+                                                   {"trip_point_1_type", "passive\n"},
+                                                   {"trip_point_2_temp", "105000\n"},
+                                                   {"trip_point_2_type", "critical\n"},
+                                                   {"trip_point_3_temp", "99000\n"},
+                                                   {"trip_point_3_type", "critical\n"}});
     root.file("sys/class/thermal/thermal_zone2/uevent", "")
         .file("sys/class/thermal/cooling_device0/type", "Fan\n");
     RecordingSink const sink = discovered(&discoverThermalZones, root);
     ASSERT_EQ(sink.devices.size(), 2u);
     EXPECT_EQ(measured(sink, "THERMAL:1", "Temperature"), 47);
-    EXPECT_EQ(measured(sink, "THERMAL:1", "CriticalTemperature"), 100);
+    EXPECT_EQ(measured(sink, "THERMAL:1", "CriticalTemperature"), 99) << "the lowest";
     EXPECT_TRUE(sink.at("THERMAL:2")->state == DeviceStateImp::OTHER());
 }
 
@@ -448,6 +452,37 @@ TEST(Power, UselessNumbers)
     for (char const* key : {"Charge", "Health", "FullCapacity", "RemainingCapacity", "Voltage", "Temperature",
                             "MinimumTemperature", "MaximumTemperature"})
         EXPECT_EQ(fact(sink, "POWER:BAT0", key), "-") << key;
+}
+
+TEST(Power, ReadingsAtTheirEnds)
+{
+    struct Case
+    {
+        char const *what, *file, *content, *key, *wanted;
+    } const cases[] = {
+        {"empty", "capacity", "0\n", "Charge", "0%"},
+        {"full", "capacity", "100\n", "Charge", "100%"},
+        {"fuller than full", "capacity", "101\n", "Charge", "-"},
+        {"at rest", "power_now", "0\n", "Power", "0.00 W"},
+        {"as hot as can be told", "temp", "10000\n", "Temperature", "1000.0 °C"},
+        {"hotter", "temp", "10001\n", "Temperature", "-"},
+        {"no limit set", "temp_max", "0\n", "CriticalTemperature", "-"},
+        {"of the machine", "type", "Battery\n", "description", "Battery"},
+        {"of a mouse", "scope", "Device\n", "description", "Battery of a peripheral device"},
+        {"from the wall", "type", "Mains\n", "description", "Mains power supply"},
+        {"from elsewhere", "type", "UPS\n", "description", "Power supply"},
+    };
+    for (Case const& c : cases) {
+        MemoryRoot root;
+        root.files("sys/class/power_supply/X", {{"type", "Battery\n"}, {c.file, c.content}});
+        RecordingSink const sink = discovered(&discoverPower, root);
+        DeviceDescription const* const supply = sink.at("POWER:X");
+        ASSERT_TRUE(supply) << c.what;
+        EXPECT_EQ(c.key == std::string("description") ? supply->description.toUtf8()
+                                                      : fact(sink, "POWER:X", c.key),
+                  c.wanted)
+            << c.what;
+    }
 }
 
 TEST(Switches, Lid)

@@ -101,6 +101,13 @@ TEST(StartFacts, VirtualOrNotAndByWhom)
         {named("ACME", "Box").file("sys/hypervisor/type", "xen\n"), "true", "Xen"},
         {named("ACME", "Box").file("proc/device-tree/hypervisor/compatible", "linux,kvm\0"s), "true", "KVM"},
         {named("ACME", "Box").file("proc/device-tree/compatible", "linux,dummy-virt\0"s), "true", "QEMU"},
+        {named("ACME", "Box").file("proc/device-tree/compatible", "qemu,virt\0"s), "true", "QEMU"},
+        {named("ACME", "Box").file("proc/device-tree/compatible", "acme,box\0"s), "-", "-"},
+        {named("ACME", "Box")
+             .file("sys/firmware/devicetree/base/hypervisor/compatible", "xen,xen-4.17\0xen,xen\0"s),
+         "true", "Xen"},
+        {named("ACME", "Box").file("proc/device-tree/hypervisor/compatible", "acme,visor\0x\0"s), "true",
+         "acme,visor"},
         {named("IBM", "8561").file("proc/sysinfo", "Type: 8561\nVM00 Control Program: KVM/Linux\n"), "true",
          "KVM/Linux"},
     };

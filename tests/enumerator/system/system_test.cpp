@@ -79,6 +79,36 @@ TEST(System, FromTheKernelsCopy)
     EXPECT_TRUE(sink.at("SMBIOS:3")->parentType == CapabilityImp::System());
 }
 
+TEST(System, NamesTypesAndVersionsAtTheirEnds)
+{
+    struct Case
+    {
+        char const *file, *content, *location, *key, *wanted;
+    } const cases[] = {
+        {"sys/class/dmi/id/chassis_type", "0\n", "SMBIOS:3", "ChassisType", "-"},
+        {"sys/class/dmi/id/chassis_type", "3\n", "SMBIOS:3", "ChassisType", "Desktop"},
+        {"sys/class/dmi/id/chassis_type", "131\n", "SMBIOS:3", "ChassisType", "Desktop"}, // with a lock
+        {"sys/class/dmi/id/chassis_type", "259\n", "SMBIOS:3", "ChassisType", "-"},
+        {"sys/class/dmi/id/chassis_type", "-1\n", "SMBIOS:3", "ChassisType", "-"},
+        {"proc/version", "Linux version\n", "System", "KernelRelease", "-"},
+        {"proc/version", "Linux release 6.1\n", "System", "KernelRelease", "-"},
+        {"etc/os-release", "PRETTY_NAME=\"\"\n", "System", "OperatingSystemName", "-"},
+        {"etc/os-release", "PRETTY_NAME='Alpine'\n", "System", "OperatingSystemName", "Alpine"},
+        {"etc/os-release", "PRETTY_NAME=Void\n", "System", "OperatingSystemName", "Void"},
+        {"etc/os-release", "PRETTY_NAME=\"Odd'\n", "System", "OperatingSystemName", "\"Odd'"},
+    };
+    for (Case const& c : cases) {
+        RecordingSink const sink = discovered(kernelCopy().file(c.file, c.content));
+        EXPECT_EQ(fact(sink, c.location, c.key), c.wanted) << c.file << " " << c.content;
+    }
+    MemoryRoot alike = kernelCopy();
+    alike.file("sys/class/dmi/id/product_name", "8741C4G\n").file("sys/class/dmi/id/product_version", "\n");
+    RecordingSink const sink = discovered(alike);
+    EXPECT_EQ(sink.at("System")->name, String("LENOVO 8741C4G"));
+    EXPECT_EQ(sink.at("SMBIOS:2")->name, String("LENOVO 8741C4G (System board)"));
+    EXPECT_EQ(discovered(kernelCopy()).at("SMBIOS:2")->name, String("LENOVO 8741C4G"));
+}
+
 TEST(System, TableAndKernelsCopyGiveTheSameDevices)
 {
     MemoryRoot root = kernelCopy();
@@ -166,8 +196,9 @@ TEST(Memory, CountsAreKibibytes)
     EXPECT_EQ(bytes(sink, "Size"), 32777916ull * 1024) << "where nothing tells what is built in";
     EXPECT_EQ(fact(sink, "Memory", "HugePageSize"), "2 MiB");
 
-    for (char const* useless : {"", "MemTotal: many kB\n", "MemTotal: 12 GB\n",
-                                "MemTotal: 18446744073709551615 kB\n", "MemFree: 1 kB\n"}) {
+    for (char const* useless :
+         {"", "MemTotal: many kB\n", "MemTotal: 12 GB\n", "MemTotal: 18446744073709551615 kB\n",
+          "MemFree: 1 kB\n", "MemTotal: kB\n", "MemTotal:\n"}) {
         EXPECT_TRUE(memoryOf(MemoryRoot().file("proc/meminfo", useless)).devices.empty()) << useless;
     }
 }
@@ -187,6 +218,7 @@ TEST(Memory, SizeIsWhatIsBuiltIn)
         {"modules before blocks", 3900, 4096, 33, "8000000", 4096},
         {"blocks where there are no modules", 3900, 0, 32, "8000000", 4096},
         {"modules that cannot be all", 3900, 2048, 32, "8000000", 4096},
+        {"all of it can be used", 4096, 4096, 33, "8000000", 4096},
         {"blocks that cannot be all", 3900, 0, 8, "8000000", 3900},
         {"blocks of unknown size", 3900, 0, 32, nullptr, 3900},
         {"nonsense", 3900, 0, 32, "-8000000", 3900},
@@ -236,6 +268,12 @@ TEST(Memory, PagesThatTheKernelFound)
         {"of 64 KiB, as the usable memory tells", 60'000'000, 0, kZones, 1003998 * 64},
         {"of 4 KiB, as the usable memory tells", 3'900'000, 0, kZones, 1003998 * 4},
         {"no page is that small", 3'900'000, 7, kZones, 1003998 * 4},
+        {"nor that small", 3'900'000, 2048, kZones, 1003998 * 4},
+        {"the largest page", 60'000'000, 1u << 20, kZones, 1003998 * 1024},
+        {"no page is that large", 3'900'000, 1u << 21, kZones, 1003998 * 4},
+        {"no such number of bytes", 3'900'000, 12288, kZones, 1003998 * 4},
+        {"all pages are managed", 1003998 * 4, 0, kZones, 1003998 * 4},
+        {"the largest page, as the usable memory tells", 1003998 * 1024 - 1000, 0, kZones, 1003998 * 1024},
         {"not all of it", 16'777'216, 4096, kZones, 67'108'864}, // the blocks stand
         {"nothing told", 3'900'000, 4096, "Node 0, zone DMA\n", 67'108'864},
         {"garbage", 3'900'000, 4096, "present x\npresent -1\npresent\n", 67'108'864},
@@ -246,7 +284,7 @@ TEST(Memory, PagesThatTheKernelFound)
         root.file("proc/meminfo", "MemTotal: " + std::to_string(c.usable) + " kB\n");
         root.file("proc/zoneinfo", c.zones);
         if (c.page) {
-            std::uint64_t const words[] = {16, 0xbfebfbff, 6, c.page, 0, 0};
+            std::uint64_t const words[] = {16, 0xbfebfbff, 6, c.page}; // the end of the vector was cut off
             root.file("proc/self/auxv", std::string(reinterpret_cast<char const*>(words), sizeof words));
         }
         root.file("sys/devices/system/memory/memory0/state", "online\n")

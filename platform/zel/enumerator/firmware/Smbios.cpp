@@ -45,9 +45,10 @@ bool isEntryPoint(std::string_view bytes, std::string_view anchor, std::size_t l
 template <typename Number>
 std::optional<Number> SmbiosStructure::field(std::size_t offset) const noexcept
 {
-    if (offset > m_formatted.size() || m_formatted.size() - offset < sizeof(Number))
+    std::string_view const octets = bytes(offset, sizeof(Number));
+    if (octets.empty())
         return std::nullopt;
-    return static_cast<Number>(littleEndian(m_formatted, offset, sizeof(Number)));
+    return static_cast<Number>(littleEndian(octets, 0, sizeof(Number)));
 }
 
 std::optional<std::uint8_t> SmbiosStructure::byte(std::size_t offset) const noexcept
@@ -73,9 +74,8 @@ std::optional<std::string> SmbiosStructure::text(std::size_t offset) const
 
 std::string_view SmbiosStructure::bytes(std::size_t offset, std::size_t count) const noexcept
 {
-    if (offset > m_formatted.size() || m_formatted.size() - offset < count)
-        return {};
-    return m_formatted.substr(offset, count);
+    std::string_view const there = m_formatted.substr(std::min(offset, m_formatted.size()), count);
+    return there.size() == count ? there : std::string_view();
 }
 
 Smbios::Smbios(std::string table, std::string_view entryPoint) : m_table(std::move(table))

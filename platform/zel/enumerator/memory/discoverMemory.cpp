@@ -25,10 +25,12 @@ measure::Count amountOf(Lines const& lines, char const* key)
     auto const found = lines.find(key);
     if (found == lines.end())
         return std::nullopt;
+    constexpr std::string_view kUnit = " kB";
     std::string_view line = found->second;
-    if (line.size() < 3 || line.substr(line.size() - 3) != " kB")
+    if (!line.ends_with(kUnit))
         return std::nullopt;
-    return measure::scaled(text::toUnsigned(line.substr(0, line.size() - 3)), 1024);
+    line.remove_suffix(kUnit.size());
+    return measure::scaled(text::toUnsigned(line), 1024);
 }
 
 struct Blocks
@@ -42,7 +44,7 @@ Blocks readBlocks(Root const& root)
     Blocks blocks;
     for (std::string const& name : root.list(kBlocks))
         blocks.count += text::indexAfter(name, "memory") ? 1 : 0;
-    if (blocks.count > 0) // hexadecimal, without 0x
+    if (blocks.count != 0) // hexadecimal, without 0x
         if (auto const size = root.hexadecimal(std::string(kBlocks) + "/block_size_bytes"); size && *size > 0)
             blocks.bytes = measure::scaled(size, blocks.count);
     return blocks;
@@ -73,13 +75,13 @@ DeviceDescription describe(Lines const& lines, SmbiosMemory const& firmware, mea
     placeAt(memory, location::memory());
     placeBelowSystem(memory);
     auto const usable = amountOf(lines, "MemTotal");
-    memory.osLocator = usable ? "/proc/meminfo" : blocks.count > 0 ? "/sys/devices/system/memory" : "";
+    memory.osLocator = usable ? "/proc/meminfo" : blocks.count != 0 ? "/sys/devices/system/memory" : "";
     memory.add("Size", measure::bytes(size ? size : usable));
     memory.add("UsableMemory", measure::bytes(usable));
     memory.add("AvailableMemory", measure::bytes(amountOf(lines, "MemAvailable")));
     memory.add("SwapSize", measure::bytes(amountOf(lines, "SwapTotal")));
     memory.add("HugePageSize", measure::bytes(amountOf(lines, "Hugepagesize")));
-    if (!size && !usable && blocks.count > 0) // all that can be told
+    if (!size && !usable && blocks.count != 0) // all that can be told
         memory.add("MemoryBlocks", std::optional(blocks.count));
     memory.add("MemorySlots", firmware.slots);
     if (firmware.slots)
@@ -107,7 +109,7 @@ void discoverMemory(Root const& root, DeviceSink& sink)
     MemoryErrorCounters const errors(root, smbios);
     Blocks blocks;
     auto const size = installed(root, firmware, usable, blocks);
-    if (usable || size || blocks.count > 0 || firmware.filledSlots > 0)
+    if (usable || size || blocks.count != 0 || firmware.filledSlots > 0)
         sink.add(describe(lines, firmware, size, blocks, errors));
     addMemoryModules(smbios, errors, sink);
     errors.addOthers(sink);

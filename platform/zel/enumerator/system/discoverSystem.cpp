@@ -221,9 +221,8 @@ void addChassis(Facts facts, DeviceSink& sink)
         number = facts.structure()->byte(0x05);
     else if (auto const line = facts.fromKernel("chassis_type"))
         number = text::toNumber(*line);
-    Text const kind = number && *number > 0 && *number < 256
-                          ? smbiosChassisType(static_cast<unsigned>(*number))
-                          : std::nullopt;
+    bool const isByte = number && *number >> 8 == 0;
+    Text const kind = isByte ? smbiosChassisType(static_cast<unsigned>(*number)) : std::nullopt;
     chassis.name = joinedName({manufacturer, kind}, "Chassis");
     chassis.description = "Chassis";
     chassis.add("Manufacturer", manufacturer);
