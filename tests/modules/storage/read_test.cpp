@@ -217,6 +217,17 @@ TEST(Reading, keepsTheFaultOfADriveThatVanishesWhileItIsNarrowed)
     EXPECT_EQ(drive.m_reads, 9u);
 }
 
+TEST(Reading, endsAsWhatARepeatBrings)
+{
+    PaperDrive drive(8 * kBlock);
+    drive.m_bad[10] = EIO;
+    drive.m_goneAfter = 1;
+    ReportLog host;
+    EXPECT_EQ(runReadTest(host, drive, surface()).m_outcome, Outcome::NoDevice);
+    ASSERT_EQ(host.m_problems.size(), 1u);
+    EXPECT_EQ(host.m_problems[0].rfind("StorageDeviceGone Offset=0 Error=6 ", 0), 0u) << host.m_problems[0];
+}
+
 TEST(Reading, tellsTheRunsOfALargeBlockApart)
 {
     PaperDrive drive(1 << 20);

@@ -39,6 +39,15 @@ TEST(SmartParser, isBoundedAndSaysWhatItCutsOff)
     ReportLog flood;
     EXPECT_EQ(judgeSmart(flood, parseSmartReport(many + "]}}"), 0), Outcome::Fail);
     EXPECT_EQ(flood.m_faults.size(), 30u);
+
+    std::string past = R"({"smart_status":{"passed":true},"ata_smart_attributes":{"table":[{"id":9})";
+    for (int i = 1; i < 30; ++i)
+        past += R"(,{"id":9,"when_failed":"past"})";
+    EXPECT_TRUE(parseSmartReport(past + "]}}").m_doubts.empty()) << "as many as there can be";
+    past += past.substr(past.find(",{\"id\":9"));
+    ReportLog first;
+    EXPECT_EQ(judgeSmart(first, parseSmartReport(past + failing + "]}}"), 0), Outcome::Fail);
+    EXPECT_EQ(first.m_faults.size(), 1u) << "faults come before the rest";
 }
 
 TEST(SmartParser, doubtsWhatIsThereTwiceAtAnyDepth)
