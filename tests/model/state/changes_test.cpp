@@ -1,6 +1,8 @@
 // What the list of changes says after things came, changed and went, and that it stays flat.
 #include "../TestDevices.h"
 
+#include <zel/foundation/Exception.h>
+
 #include <gtest/gtest.h>
 
 using namespace zel;
@@ -137,4 +139,27 @@ TEST(StateManager, propertiesThatComeAndGoAreChangesOfTheirOwn)
     EXPECT_NE(std::find(changes.begin(), changes.end(),
                         Change{Kind::PropertyAdded, held.guid(), String(), "merged"}),
               changes.end());
+}
+
+TEST(Device, isAskedWithinItsBoundsAndShownAsFarAsAsked)
+{
+    auto const one = device("x");
+    EXPECT_EQ(one->firstProperty(), nullptr);
+    for (char const* key : {"a", "b", "c"})
+        add(*one, key, key);
+    EXPECT_TRUE(one->removeProperty("a"));
+    EXPECT_EQ(one->firstProperty()->key(), String("b"));
+    EXPECT_EQ(one->nextProperty()->key(), String("c"));
+    EXPECT_EQ(one->nextProperty(), nullptr);
+    try {
+        one->getProperty(2);
+        ADD_FAILURE();
+    } catch (IndexOutOfBoundsException const& e) {
+        EXPECT_TRUE(e.getMessage().contains("1")) << "the last that there is: " << e.getMessage().toUtf8();
+    }
+    EXPECT_EQ(one->toString(0), String("Device: x\n"));
+    String const facts = one->toString(1);
+    EXPECT_TRUE(facts.contains("  Type: HardDrive\n") && facts.contains("  Location: x\n"));
+    EXPECT_FALSE(facts.contains("Description") || facts.contains("    b"));
+    EXPECT_TRUE(one->toString(2).endsWith("    b: b\n    c: c\n"));
 }
