@@ -194,14 +194,22 @@ String String::withoutControls(bool keepLineFeeds) const
     return shown;
 }
 
-// FNV-1a, 64 bit (Fowler, Noll, Vo; IETF draft "The FNV Non-Cryptographic Hash Algorithm").
+// Multiplicative, eight bytes a step (Knuth, "The Art of Computer Programming" 3, chapter 6.4: the golden ratio's bits);
+// the high half is folded into the low one, which a product alone does not reach.
 std::size_t String::hash() const noexcept
 {
-    std::uint64_t value = 14695981039346656037ull;
-    for (Unit unit : m_units) {
-        value = (value ^ (unit & 0xFFu)) * 1099511628211ull;
-        value = (value ^ (unit >> 8)) * 1099511628211ull;
-    }
+    std::uint64_t value = size();
+    auto const take = [&value](Unit const* units, std::size_t count) {
+        std::uint64_t word = 0;
+        std::memcpy(&word, units, count * sizeof(Unit));
+        value = (value ^ word) * 0x9E3779B97F4A7C15ull;
+        value ^= value >> 32;
+    };
+    constexpr std::size_t kStep = sizeof(std::uint64_t) / sizeof(Unit);
+    std::size_t i = 0;
+    for (; i + kStep <= size(); i += kStep)
+        take(ucs2() + i, kStep);
+    take(ucs2() + i, size() - i);
     return static_cast<std::size_t>(value);
 }
 

@@ -77,6 +77,14 @@ TEST(BadDocument, isRefusedWithReasonAndPlace)
         {inState("<device guid='\xEF\xBF\xBE'/>"), "a character that XML excludes"},
         {inState("<device guid='\xC0\x80'/>"), "no UTF-8"},
         {inState("<device guid='\xED\xA0\x80'/>"), "no UTF-8"},
+        {inState("<!--\x01-->"), "a character that XML excludes"},
+        {inState("<!--\xC0\x80-->"), "no UTF-8 at /StateManager, byte 49"},
+        {"<!--\xE2\x82--><s/>", "no UTF-8, byte 4"},
+        {inState("<![CDATA[\xFF]]>"), "no UTF-8"},
+        {inState("<?pi \xEF\xBF\xBF?>"), "a character that XML excludes"},
+        {inState("\xFF"), "no UTF-8"},
+        {inState("<a\xFF/>"), "no UTF-8"},
+        {inState("<a b\xC3=''/>"), "no UTF-8"},
         {inState("<device guid='\\x'/>"), "guid: \"\\\" is followed neither"},
         {inState("<device guid='\\u12'/>"), "guid: \"\\\" is followed neither"},
         {inState("<device guid='\\u12g4'/>"), "guid: \"\\\" is followed neither"},
@@ -165,9 +173,14 @@ TEST(BadDocument, mayHoldWhatIsNotKnownHere)
         refusal(
             "\xEF\xBB\xBF<?xml version='1.0'?>\n<!-- a --><any format='zel-state' version='1' more='x'>text"
             "<![CDATA[<>&]]><future><device guid='d'/><deep><deeper/></deep></future><?pi?>"
-            "<device guid='d' colour='red'><future><property spec='x'/></future></device>"
+            "<device guid='d' colour = \"red\"\n id\t='1' ><future><property spec='x'/></future></device>"
             "<!-- b --></any>\n<!-- c -->\n"),
         "");
+    EXPECT_EQ(
+        refusal(inState("<specification name='s' key='s'/><device guid='d'><property spec='s' value='v'/>"
+                        "</device>")),
+        "")
+        << "who says no type has texts";
 }
 
 TEST(BadDocument, isRefusedWhereverItIsCut)
@@ -193,6 +206,23 @@ TEST(BadDocument, spendsNothingOnABomb)
               std::string::npos);
     EXPECT_NE(refusal(std::string(limits.bytes + 1, ' ')).find("more than 268435456 bytes"),
               std::string::npos);
+    struct
+    {
+        char const *before, *child, *after, *reason;
+    } const lists[] = {
+        {"<device guid='d'>", "<childBus id='", "</device>", "more than 1000 buses"},
+        {"<test key='t'>", "<parameter key='", "</test>", "more than 1000 parameters"},
+        {"<module guid='m'>", "<library name='", "</module>", "more than 1000 libraries"},
+        {"<module guid='m'>", "<localizedLibrary name='", "</module>", "more than 1000 libraries"},
+    };
+    for (auto const& list : lists)
+        for (int const count : {1000, 200'000}) {
+            std::string children;
+            for (int i = 0; i < count; ++i)
+                children += list.child + std::to_string(i) + "'/>";
+            std::string const answer = refusal(inState(list.before + children + list.after));
+            EXPECT_EQ(answer.find(list.reason) != std::string::npos, count > 1000) << answer;
+        }
     std::string const variables = repeated("<variable name='n' type='STRING' value=''/>", 2);
     EXPECT_NE(
         refusal(withProperty("<property spec='t'><text>" + variables + "</text></property>")).find("twice"),
@@ -268,6 +298,6 @@ TEST(BadDocument, isNotReadIntoAStateThatHoldsSomething)
 {
     RandomState state(2);
     EXPECT_THROW(Serializable::deserializeUtf8(inState(""), state.state()), StateException);
-    for (char const* name : {"", "a b", "<", "1a"})
+    for (char const* name : {"", "a b", "<", "1a", "a\xC3"})
         EXPECT_THROW(Serializable::serializeUtf8(StateManager(), name), InvalidArgumentException) << name;
 }

@@ -89,6 +89,39 @@ TEST(SerializedState, carriesEveryUnitOfText)
     expectValid(written(state), "every_unit.xml");
 }
 
+// The reader looks at many bytes at a time.
+TEST(SerializedState, carriesEachMarkWhereverItStands)
+{
+    String::Unit const marks[] = {'"',  '\'', '<', '>',  '&',  '\\',   '\t',
+                                  '\n', 1,    ' ', 0x7F, 0xE9, 0x4E2D, 0xFFFF};
+    std::vector<String> texts;
+    for (std::size_t length = 1; length <= 40; ++length)
+        for (std::size_t at = 0; at < length; ++at)
+            for (String::Unit const mark : marks) {
+                std::vector<String::Unit> units(length, 'a');
+                units[at] = mark;
+                texts.emplace_back(units.data(), units.size());
+            }
+    std::string document;
+    wire::XmlWriter writer(document);
+    writer.open("texts");
+    for (String const& text : texts) {
+        writer.open("text");
+        writer.text("t", text);
+        writer.close("text");
+    }
+    writer.close("texts");
+    wire::XmlReader reader(document);
+    reader.openRoot();
+    wire::XmlReader::Children children(reader);
+    for (String const& text : texts) {
+        ASSERT_TRUE(children.next());
+        ASSERT_EQ(reader.required("t"), text);
+    }
+    EXPECT_FALSE(children.next());
+    reader.finish();
+}
+
 TEST(SerializedState, isWhatTheSchemaSays)
 {
     for (unsigned seed = 1; seed <= 20; ++seed)

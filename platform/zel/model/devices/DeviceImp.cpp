@@ -105,6 +105,14 @@ std::size_t DeviceImp::indexOf(String const& key) const
     return kNone;
 }
 
+// Two views of one device mostly have the same properties in the same order.
+PropertyImp* DeviceImp::propertyLike(PropertyImp const& theirs, std::size_t guess)
+{
+    if (guess < m_properties.size() && m_properties[guess]->key() == theirs.key())
+        return m_properties[guess].get();
+    return property(theirs.key());
+}
+
 bool DeviceImp::removeProperty(String const& key)
 {
     std::size_t const index = indexOf(key);
@@ -190,8 +198,9 @@ bool DeviceImp::take(DeviceImp const& other, bool newerWins)
         addChildBusId(id);
         changed |= m_childBusIds.size() != before;
     }
-    for (auto const& theirs : other.m_properties) {
-        PropertyImp* const mine = property(theirs->key());
+    for (std::size_t i = 0; i < other.m_properties.size(); ++i) {
+        auto const& theirs = other.m_properties[i];
+        PropertyImp* const mine = propertyLike(*theirs, i);
         if (!mine)
             addProperty(theirs.get());
         else if (!newerWins || mine->value() == theirs->value())
@@ -201,7 +210,8 @@ bool DeviceImp::take(DeviceImp const& other, bool newerWins)
         changed = true;
     }
     for (auto const& theirs : other.m_properties)
-        changed |= mergeChildren(*theirs);
+        if (!theirs->children().empty())
+            changed |= mergeChildren(*theirs);
     return changed;
 }
 

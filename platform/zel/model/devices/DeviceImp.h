@@ -90,6 +90,7 @@ private:
     DeviceImp() = default;
     void indexProperties();
     std::size_t indexOf(String const& key) const;
+    PropertyImp* propertyLike(PropertyImp const& theirs, std::size_t guess);
     bool take(DeviceImp const& other, bool newerWins);
     bool mergeChildren(PropertyImp const& theirs);
     void printProperty(PropertyImp const& property, String const& indent, String& out, int depth,

@@ -20,29 +20,32 @@ public:
     {
         if (!m_index.try_emplace(record.guid(), m_records.size()).second)
             return nullptr;
-        m_records.push_back(&record);
+        m_records.push_back({&record, nullptr});
         if (!m_retired.empty())
             forgetPlaceOf(record);
         return &record;
     }
 
-    Record* own(std::unique_ptr<Record> record)
+    /// Likewise; `record` is taken only when it is added.
+    Record* own(std::unique_ptr<Record>& record)
     {
         Record* const added = borrow(*record);
         if (added)
-            m_owned.emplace(added, std::move(record));
+            m_records.back().owned = std::move(record);
         return added;
     }
 
     std::size_t size() const noexcept { return m_records.size(); }
     Record* at(std::size_t index) const noexcept
     {
-        return index < m_records.size() ? m_records[index] : nullptr;
+        return index < m_records.size() ? m_records[index].record : nullptr;
     }
-    Record* find(String const& guid) const
+    Record* find(String const& guid) const { return at(indexOf(guid)); }
+    /// size() or more when there is none.
+    std::size_t indexOf(String const& guid) const
     {
         auto const found = m_index.find(guid);
-        return found == m_index.end() ? nullptr : m_records[found->second];
+        return found == m_index.end() ? static_cast<std::size_t>(-1) : found->second;
     }
 
     /// The record after `previous` (the first for null); null at the end or when `previous` is not in the
@@ -63,10 +66,7 @@ public:
         auto const found = m_index.find(guid);
         if (found == m_index.end())
             return false;
-        std::size_t const index = found->second;
-        Record* const record = m_records[index];
         takeOut(found);
-        m_owned.erase(record);
         return true;
     }
 
@@ -77,11 +77,9 @@ public:
         auto const found = m_index.find(guid);
         if (found == m_index.end())
             return false;
-        Record* const record = m_records[found->second];
-        Record const* const previous = found->second == 0 ? nullptr : m_records[found->second - 1];
-        takeOut(found);
-        auto owned = m_owned.extract(record);
-        m_retired[record] = {owned ? std::move(owned.mapped()) : nullptr, previous};
+        Record const* const previous = found->second == 0 ? nullptr : at(found->second - 1);
+        Entry entry = takeOut(found);
+        m_retired[entry.record] = {std::move(entry.owned), previous};
         return true;
     }
 
@@ -104,11 +102,15 @@ public:
     {
         m_records.clear();
         m_index.clear();
-        m_owned.clear();
         m_retired.clear();
     }
 
 private:
+    struct Entry
+    {
+        Record* record;
+        std::unique_ptr<Record> owned; // null: borrowed
+    };
     struct Retired
     {
         std::unique_ptr<Record> owned; // null: borrowed
@@ -116,14 +118,16 @@ private:
     };
 
     template <typename Found>
-    void takeOut(Found found)
+    Entry takeOut(Found found)
     {
         std::size_t const index = found->second;
+        Entry taken = std::move(m_records[index]);
         m_records.erase(m_records.begin() + static_cast<std::ptrdiff_t>(index));
         m_index.erase(found);
         for (auto& entry : m_index)
             if (entry.second > index)
                 --entry.second;
+        return taken;
     }
 
     // The last record of the list that stood before `record` when it was retired; `record` itself when it was
@@ -147,9 +151,8 @@ private:
         m_retired.erase(back);
     }
 
-    std::vector<Record*> m_records;
+    std::vector<Entry> m_records;
     std::unordered_map<String, std::size_t> m_index;
-    std::unordered_map<Record*, std::unique_ptr<Record>> m_owned;
     std::unordered_map<Record const*, Retired> m_retired;
 };
 

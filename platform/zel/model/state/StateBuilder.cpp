@@ -1,7 +1,5 @@
 #include <zel/model/state/StateBuilder.h>
 
-#include <zel/foundation/Exception.h>
-
 namespace zel {
 
 bool StateBuilder::add(std::shared_ptr<PropertySpecImp> const& specification)
@@ -12,11 +10,9 @@ bool StateBuilder::add(std::shared_ptr<PropertySpecImp> const& specification)
     return isNew;
 }
 
-void StateBuilder::place(std::vector<DeviceImp const*> const& parents)
+void StateBuilder::place(std::size_t device, std::size_t parent)
 {
-    ZEL_ASSERT(parents.size() == m_state.deviceCount());
-    for (std::size_t i = 0; i < parents.size(); ++i)
-        m_state.attach(*m_state.deviceAtIndex(i), parents[i]);
+    m_state.m_children.add(*m_state.deviceAtIndex(parent), *m_state.deviceAtIndex(device));
 }
 
 void StateBuilder::handOver(StateManager& into) { into.swap(m_state); }

@@ -9,29 +9,22 @@ namespace zel {
 
 /// Fills a manager with records that were made elsewhere, beside the ones that are in use: nobody sees them before
 /// handOver(), and what goes wrong before leaves nothing behind. Adding a record whose guid is there already
-/// gives false. Nothing is noted as a change.
+/// gives false, and the record is not taken. Nothing is noted as a change.
 class StateBuilder
 {
 public:
-    bool add(std::unique_ptr<ModuleImp> module)
-    {
-        return m_state.m_modules.own(std::move(module)) != nullptr;
-    }
-    bool add(std::unique_ptr<TestImp> test) { return m_state.m_tests.own(std::move(test)) != nullptr; }
-    bool add(std::unique_ptr<IndicatorImp> one)
-    {
-        return m_state.m_indicators.own(std::move(one)) != nullptr;
-    }
-    bool add(std::unique_ptr<DeviceImp> device)
-    {
-        return m_state.m_devices.own(std::move(device)) != nullptr;
-    }
-    bool add(std::unique_ptr<AlertImp> alert) { return m_state.m_alerts.own(std::move(alert)) != nullptr; }
+    bool add(std::unique_ptr<ModuleImp>& module) { return m_state.m_modules.own(module) != nullptr; }
+    bool add(std::unique_ptr<TestImp>& test) { return m_state.m_tests.own(test) != nullptr; }
+    bool add(std::unique_ptr<IndicatorImp>& one) { return m_state.m_indicators.own(one) != nullptr; }
+    bool add(std::unique_ptr<DeviceImp>& device) { return m_state.m_devices.own(device) != nullptr; }
+    bool add(std::unique_ptr<AlertImp>& alert) { return m_state.m_alerts.own(alert) != nullptr; }
     bool add(std::shared_ptr<PropertySpecImp> const& specification);
 
-    /// Puts the device at each index below the parent at that index (null: none). All at once, since a device may
-    /// stand before its parent. REQUIRES: none stands below itself, and this is called once.
-    void place(std::vector<DeviceImp const*> const& parents);
+    /// Index of the device of that guid; the number of devices or more when there is none.
+    std::size_t indexOfDevice(String const& guid) const { return m_state.m_devices.indexOf(guid); }
+    /// Puts the device at the one index below that at the other. REQUIRES: both are there, the device has no parent
+    /// yet, and does not come to stand below itself.
+    void place(std::size_t device, std::size_t parent);
     /// False when they are associated already.
     template <typename Left, typename Right>
     bool associate(Left& left, Right& right)

@@ -82,12 +82,11 @@ DeviceImp& StateManager::addDevice(std::unique_ptr<DeviceImp> device, DeviceImp 
 {
     if (parent && !m_devices.find(parent->guid()))
         throw StateException(String("Parent device \"") + parent->guid() + "\" is not known");
-    String const guid = device->guid();
-    DeviceImp* const added = m_devices.own(std::move(device));
+    DeviceImp* const added = m_devices.own(device);
     if (!added)
-        throw StateException(String("Device \"") + guid + "\" is already known");
+        throw StateException(String("Device \"") + device->guid() + "\" is already known");
     attach(*added, parent);
-    note(true, Kind::DeviceAdded, guid);
+    note(true, Kind::DeviceAdded, added->guid());
     return *added;
 }
 
@@ -195,10 +194,12 @@ void StateManager::addIndicator(IndicatorImp& indicator)
 void StateManager::addAlert(AlertImp const& alert)
 {
     AlertImp* const known = m_alerts.find(alert.guid());
-    if (known)
+    if (known) {
         *known = alert;
-    else
-        m_alerts.own(std::make_unique<AlertImp>(alert));
+    } else {
+        auto copy = std::make_unique<AlertImp>(alert);
+        m_alerts.own(copy);
+    }
     note(true, known ? Kind::AlertUpdated : Kind::AlertAdded, alert.guid());
 }
 

@@ -81,7 +81,8 @@ void copyUnknown(RecordList<Record> const& theirs, RecordList<Record>& mine, Add
 {
     for (std::size_t i = 0; i < theirs.size(); ++i)
         if (Record const& one = *theirs.at(i); !mine.find(one.guid())) {
-            mine.own(std::make_unique<Record>(one));
+            auto copy = std::make_unique<Record>(one);
+            mine.own(copy);
             added(one);
         }
 }

@@ -105,46 +105,32 @@ void writeTypedValue(XmlWriter& writer, ValueImp const& value)
     writeValue(writer, value);
 }
 
-ValueReader::ValueReader(XmlReader& reader, DataTypeImp const& type)
-    : m_reader(reader), m_value(ValueImp(type))
-{
-    if (!m_value.isArray())
-        readAttributes();
-}
+namespace {
 
-void ValueReader::readAttributes()
+// What stands in attributes of the element; empty where it stands in children.
+ValueImp readAttributes(XmlReader const& reader, DataTypeImp const& type)
 {
-    switch (m_value.type().code()) {
+    switch (type.code()) {
     case Code::STRING:
-        m_value = ValueImp(m_reader.required("value"));
-        break;
+        return ValueImp(reader.required("value"));
     case Code::UINT32:
-        m_value = ValueImp(m_reader.number<std::uint32_t>("value"));
-        break;
+        return ValueImp(reader.number<std::uint32_t>("value"));
     case Code::INT32:
-        m_value = ValueImp(m_reader.number<std::int32_t>("value"));
-        break;
+        return ValueImp(reader.number<std::int32_t>("value"));
     case Code::UINT64:
-        m_value = ValueImp(m_reader.number<std::uint64_t>("value"));
-        break;
+        return ValueImp(reader.number<std::uint64_t>("value"));
     case Code::DOUBLE:
     case Code::PERCENT:
-        m_value = ValueImp(m_reader.number<double>("value"), m_value.type());
-        break;
+        return ValueImp(reader.number<double>("value"), type);
     case Code::BOOLEAN:
-        if (!m_reader.has("value"))
-            m_reader.fail("no attribute \"value\"");
-        m_value = ValueImp(m_reader.flag("value"));
-        break;
+        if (!reader.has("value"))
+            reader.fail("no attribute \"value\"");
+        return ValueImp(reader.flag("value"));
     case Code::DISCRETEMEASUREMENT:
-        m_value = ValueImp(readDiscrete(m_reader));
-        break;
+        return ValueImp(readDiscrete(reader));
     case Code::NONDISCRETEMEASUREMENT:
-        m_value = ValueImp(readNonDiscrete(m_reader));
-        break;
+        return ValueImp(readNonDiscrete(reader));
     case Code::LOCALIZEDSTRING:
-        m_isComplete = false;
-        break;
     case Code::STRINGARRAY:
     case Code::UINT32ARRAY:
     case Code::INT32ARRAY:
@@ -152,13 +138,21 @@ void ValueReader::readAttributes()
     case Code::LOCALIZEDSTRINGARRAY:
         break;
     }
+    return ValueImp(type);
 }
+
+} // namespace
+
+ValueReader::ValueReader(XmlReader& reader, DataTypeImp const& type)
+    : m_reader(reader), m_value(readAttributes(reader, type.isValid() ? type : DataTypeImp::STRING())),
+      m_isComplete(type != DataTypeImp::LOCALIZEDSTRING())
+{}
 
 bool ValueReader::take()
 {
-    if (m_reader.name() == "text")
+    if (m_reader.is("text"))
         return takeText();
-    return m_reader.name() == "item" && takeItem();
+    return m_reader.is("item") && takeItem();
 }
 
 bool ValueReader::takeText()

@@ -25,14 +25,13 @@ public:
     ValueImp finish();
 
 private:
-    void readAttributes();
     bool takeText();
     bool takeItem();
     void checkRoom() const;
 
     XmlReader& m_reader;
     ValueImp m_value;
-    bool m_isComplete = true; // a single localized string: it was there
+    bool m_isComplete; // a single localized string: it was there
 };
 
 /// Reads the element to its end; its attribute "type" says which type.

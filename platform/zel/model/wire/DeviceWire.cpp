@@ -105,14 +105,22 @@ void writeDevice(XmlWriter& writer, DeviceImp const& device, DeviceImp const* pa
     writer.close("device");
 }
 
+CapabilityImp const& DeviceReader::capabilities(std::string_view attribute)
+{
+    auto const [known, isNew] = m_capabilities.try_emplace(m_reader.raw(attribute));
+    if (isNew)
+        known->second = readCapabilities(m_reader, attribute);
+    return known->second;
+}
+
 std::unique_ptr<DeviceImp> DeviceReader::read()
 {
     if (m_reader.has("guid") && m_reader.raw("guid").empty())
         m_reader.fail("guid", "a device without guid");
-    auto device = DeviceImp::restored(
-        {m_reader.required("guid"), m_reader.text("name"), m_reader.text("description"),
-         m_reader.text("osLocator"), m_reader.text("location"), readCapabilities(m_reader, "type"),
-         readCapabilities(m_reader, "capabilities"), readCapabilities(m_reader, "busClass")});
+    auto device =
+        DeviceImp::restored({m_reader.required("guid"), m_reader.text("name"), m_reader.text("description"),
+                             m_reader.text("osLocator"), m_reader.text("location"), capabilities("type"),
+                             capabilities("capabilities"), capabilities("busClass")});
     device->setState(readConstant(m_reader, "state", DeviceStateImp::FUNCTIONAL()));
     device->setDeviceID(m_reader.number<unsigned>("id", 0));
     device->setComplete(!m_reader.flag("incomplete"));
@@ -120,10 +128,10 @@ std::unique_ptr<DeviceImp> DeviceReader::read()
     m_hasGroups = false;
     ++m_device;
     for (XmlReader::Children children(m_reader); children.next();) {
-        if (m_reader.name() == "property")
+        if (m_reader.is("property"))
             readProperty();
-        else if (m_reader.name() == "childBus")
-            device->addChildBusId(m_reader.required("id"));
+        else if (m_reader.is("childBus"))
+            readChildBus(*device);
     }
     Properties exactlyAsLarge(std::make_move_iterator(m_properties.begin()),
                               std::make_move_iterator(m_properties.end()));
@@ -131,6 +139,14 @@ std::unique_ptr<DeviceImp> DeviceReader::read()
     if (m_hasGroups)
         tieGroups(*device);
     return device;
+}
+
+void DeviceReader::readChildBus(DeviceImp& device)
+{
+    constexpr std::size_t kMost = 1000; // each is compared with those before it
+    if (device.childBusIds().size() >= kMost)
+        m_reader.fail("more than 1000 buses below one device");
+    device.addChildBusId(m_reader.required("id"));
 }
 
 void DeviceReader::refuseSecond(Specifications::Entry const& entry)
@@ -153,7 +169,7 @@ void DeviceReader::readProperty()
     ValueReader value(m_reader, readConstant(m_reader, "type", entry.specification->type()));
     std::vector<String> members;
     for (XmlReader::Children children(m_reader); children.next();)
-        if (!value.take() && m_reader.name() == "member")
+        if (!value.take() && m_reader.is("member"))
             members.push_back(m_reader.required("key"));
     auto property = std::make_unique<PropertyImp>(entry.specification, value.finish());
     property->setDiscoveredLater(isLater);

@@ -4,6 +4,9 @@
 #include <zel/model/wire/SpecificationWire.h>
 
 #include <memory>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
 
 namespace zel::wire {
 
@@ -26,13 +29,16 @@ public:
 private:
     using Properties = std::vector<std::unique_ptr<PropertyImp>>;
 
+    CapabilityImp const& capabilities(std::string_view attribute);
     void readProperty();
+    void readChildBus(DeviceImp& device);
     void tieGroups(DeviceImp& device);
     void refuseSecond(Specifications::Entry const& entry);
 
     XmlReader& m_reader;
     Specifications& m_specifications;
-    Properties m_properties;                   // of the device being read
+    std::unordered_map<std::string_view, CapabilityImp> m_capabilities; // by their bytes: few differ
+    Properties m_properties;                                            // of the device being read
     std::vector<std::size_t> m_lastDeviceWith; // by number of the key: the device that had it last
     std::size_t m_device = 0;
     bool m_hasGroups = false;

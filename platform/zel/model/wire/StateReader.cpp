@@ -9,8 +9,6 @@
 #include <zel/model/wire/RunWire.h>
 #include <zel/model/wire/StateWriter.h>
 
-#include <unordered_map>
-
 namespace zel::wire {
 
 StateBuilder& StateReader::read()
@@ -38,35 +36,31 @@ void StateReader::checkRoot()
 }
 
 template <typename Record>
-Record& StateReader::add(std::unique_ptr<Record> record)
+void StateReader::add(std::unique_ptr<Record> record)
 {
-    Record& added = *record;
-    String const guid = record->guid();
-    if (!m_builder.add(std::move(record)))
-        m_reader.fail("guid \"" + guid + "\" twice");
-    return added;
+    if (!m_builder.add(record))
+        m_reader.fail("guid \"" + record->guid() + "\" twice");
 }
 
 void StateReader::readRecord()
 {
-    std::string_view const name = m_reader.name();
-    if (name == "device")
+    if (m_reader.is("device"))
         readDevice();
-    else if (name == "specification")
+    else if (m_reader.is("specification"))
         m_specifications.read(m_reader);
-    else if (name == "module")
+    else if (m_reader.is("module"))
         add(readModule(m_reader));
-    else if (name == "test")
+    else if (m_reader.is("test"))
         add(readTest(m_reader));
-    else if (name == "indicator")
+    else if (m_reader.is("indicator"))
         add(readIndicator(m_reader));
-    else if (name == "tie")
+    else if (m_reader.is("tie"))
         readTie();
-    else if (name == "testRun")
+    else if (m_reader.is("testRun"))
         readRun();
-    else if (name == "indicatorRun")
+    else if (m_reader.is("indicatorRun"))
         readIndicatorRunOfState();
-    else if (name == "alert")
+    else if (m_reader.is("alert"))
         add(readAlert(m_reader));
 }
 
@@ -147,21 +141,18 @@ void StateReader::bind(Run& run)
 
 void StateReader::placeDevices()
 {
-    StateManager const& state = m_builder.state();
-    std::vector<DeviceImp const*> parents(state.deviceCount(), nullptr);
-    std::unordered_map<DeviceImp const*, std::size_t> places;
-    for (std::size_t i = 0; i < state.deviceCount(); ++i)
-        places.emplace(state.deviceAtIndex(i), i);
-    std::vector<std::size_t> steps(state.deviceCount(), kNoParent);
-    for (auto const& [index, guid] : m_parents) {
-        parents[index] = state.device(guid);
-        if (!parents[index])
+    std::size_t const count = m_builder.state().deviceCount();
+    std::vector<std::size_t> steps(m_parents.empty() ? 0 : count, kNoParent);
+    for (auto const& [device, guid] : m_parents) {
+        steps[device] = m_builder.indexOfDevice(guid);
+        if (steps[device] >= count)
             m_reader.fail("device \"" + guid + "\", below which another one stands, is not known");
-        steps[index] = places.at(parents[index]);
     }
     for (std::size_t const closer : ringClosers(steps))
-        m_reader.fail("device \"" + state.deviceAtIndex(closer)->guid() + "\" stands below itself");
-    m_builder.place(parents);
+        m_reader.fail("device \"" + m_builder.state().deviceAtIndex(closer)->guid() +
+                      "\" stands below itself");
+    for (auto const& one : m_parents)
+        m_builder.place(one.first, steps[one.first]);
 }
 
 } // namespace zel::wire

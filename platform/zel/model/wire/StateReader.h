@@ -28,7 +28,7 @@ private:
     void readTie();
     void placeDevices();
     template <typename Record>
-    Record& add(std::unique_ptr<Record> record);
+    void add(std::unique_ptr<Record> record);
     void readRun();
     void readIndicatorRunOfState();
     /// Null when there is no such attribute.

@@ -4,6 +4,11 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 namespace zel::wire {
 namespace {
@@ -31,20 +36,55 @@ constexpr auto kClasses = [] {
     return classes;
 }();
 
-// Characters beyond ASCII are taken as they are.
-constexpr auto kInName = [] {
-    std::array<bool, 256> inName{};
-    for (unsigned c = 0; c < 256; ++c)
-        inName[c] = (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_' ||
-                    c == '-' || c == '.' || c == ':' || c >= 0x80;
-    return inName;
+// What a byte may be in a name, as bits.
+constexpr unsigned char kWithin = 1, kAnywhere = 2, kPartOfLong = 4;
+constexpr auto kNameBytes = [] {
+    std::array<unsigned char, 256> bytes{};
+    for (unsigned c = 0; c < 256; ++c) {
+        bool const isLetter = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_' || c == ':';
+        bool const isWithin = (c >= '0' && c <= '9') || c == '-' || c == '.';
+        bytes[c] = c >= 0x80 ? kPartOfLong : isLetter ? kAnywhere : isWithin ? kWithin : 0;
+    }
+    return bytes;
 }();
 
 Class classOf(char c) { return kClasses[static_cast<unsigned char>(c)]; }
 bool isBlank(char c) { return c == ' ' || classOf(c) == kBlank; }
-bool beginsName(char c)
+unsigned char inName(char c) { return kNameBytes[static_cast<unsigned char>(c)]; }
+
+// The end of the name that begins here, `at` where none does; adds to `seen` what its bytes are.
+char const* behindName(char const* at, char const* end, unsigned char& seen)
 {
-    return kInName[static_cast<unsigned char>(c)] && !(c >= '0' && c <= '9') && c != '-' && c != '.';
+    if (at == end || !(inName(*at) & ~kWithin))
+        return at;
+    for (; at < end && inName(*at); ++at)
+        seen |= inName(*at);
+    return at;
+}
+
+char const* behindBlanks(char const* at, char const* end)
+{
+    while (at < end && isBlank(*at))
+        ++at;
+    return at;
+}
+
+// The first byte that does not stand for itself, or `end`.
+char const* behindOrdinary(char const* at, char const* end)
+{
+#ifdef __SSE2__
+    for (; end - at >= 16; at += 16) {
+        __m128i const chunk = _mm_loadu_si128(reinterpret_cast<__m128i const*>(at));
+        __m128i special = _mm_cmplt_epi8(chunk, _mm_set1_epi8(0x20)); // signed: what begins a sequence, too
+        for (char const c : {'"', '\'', '<', '&', '\\'})
+            special = _mm_or_si128(special, _mm_cmpeq_epi8(chunk, _mm_set1_epi8(c)));
+        if (int const mask = _mm_movemask_epi8(special))
+            return at + std::countr_zero(static_cast<unsigned>(mask));
+    }
+#endif
+    while (at < end && classOf(*at) == kOrdinary)
+        ++at;
+    return at;
 }
 
 bool isXmlCharacter(std::uint32_t code)
@@ -102,9 +142,17 @@ constexpr std::size_t kLongestReference = 16;
 
 bool XmlReader::isName(std::string_view text) noexcept
 {
-    return !text.empty() && beginsName(text.front()) && std::all_of(text.begin(), text.end(), [](char c) {
-        return kInName[static_cast<unsigned char>(c)];
-    });
+    unsigned char ignored = 0;
+    char const* const end = text.data() + text.size();
+    if (text.empty() || behindName(text.data(), end, ignored) != end)
+        return false;
+    while (!text.empty()) {
+        std::size_t const length = utf::sequenceLength(text.data(), text.size());
+        if (length == 0)
+            return false;
+        text.remove_prefix(length);
+    }
+    return true;
 }
 
 XmlReader::XmlReader(std::string_view utf8, Limits const& limits)
@@ -178,10 +226,12 @@ void XmlReader::step()
     }
     for (;;) {
         bool ignored = true;
-        scanText('<', ignored);
-        if (startsWith("</"))
+        if (m_at == m_end || *m_at != '<')
+            scanText('<', ignored);
+        char const kind = m_end - m_at > 1 ? m_at[1] : '\0';
+        if (kind == '/')
             return scanEndTag();
-        if (!startsWith("<!") && !startsWith("<?"))
+        if (kind != '!' && kind != '?')
             return scanStartTag();
         if (startsWith("<![CDATA["))
             skipPast("<![CDATA[", "]]>");
@@ -201,6 +251,8 @@ void XmlReader::scanStartTag()
     m_open.push_back(scanName());
     m_attributes.clear();
     for (;;) {
+        if (scanPlainAttribute())
+            continue;
         char const* const before = m_at;
         skipBlanks();
         if (m_at == m_end)
@@ -217,14 +269,36 @@ void XmlReader::scanStartTag()
     expect('>');
 }
 
+// In the form in which nearly all stand, and that needs no second look: ` name="text"`. False for any other, and
+// nothing is taken.
+bool XmlReader::scanPlainAttribute()
+{
+    char const* const end = m_end;
+    char const* at = m_at;
+    if (at == end || *at != ' ')
+        return false;
+    unsigned char seen = 0;
+    char const* const nameEnd = behindName(++at, end, seen);
+    std::string_view const name(at, static_cast<std::size_t>(nameEnd - at));
+    if (end - nameEnd < 2 || nameEnd[0] != '=' || nameEnd[1] != '"' || (seen & kPartOfLong))
+        return false;
+    char const* const from = nameEnd + 2;
+    char const* const to = behindOrdinary(from, end);
+    if (to == end || *to != '"' || m_attributes.size() >= m_limits.attributes || find(name))
+        return false;
+    m_attributes.push_back({name, std::string_view(from, static_cast<std::size_t>(to - from)), true});
+    m_at = to + 1;
+    return true;
+}
+
 void XmlReader::scanAttribute()
 {
     if (m_attributes.size() >= m_limits.attributes)
         failAt(m_at, "more than " + String::number(std::uint64_t{m_limits.attributes}) + " attributes");
     char const* const place = m_at;
-    Attribute attribute{scanName(), {}, true};
-    if (find(attribute.name))
-        failAt(place, "attribute \"" + String(attribute.name) + "\" twice");
+    std::string_view const name = scanName();
+    if (find(name))
+        failAt(place, "attribute \"" + String(name) + "\" twice");
     skipBlanks();
     expect('=');
     skipBlanks();
@@ -232,10 +306,10 @@ void XmlReader::scanAttribute()
         failAt(m_at, "no quote");
     char const quote = *m_at++;
     char const* const from = m_at;
-    scanText(quote, attribute.isPlain);
-    attribute.raw = std::string_view(from, static_cast<std::size_t>(m_at - from));
+    bool isPlain = true;
+    scanText(quote, isPlain);
+    m_attributes.push_back({name, std::string_view(from, static_cast<std::size_t>(m_at - from)), isPlain});
     ++m_at;
-    m_attributes.push_back(attribute);
 }
 
 void XmlReader::scanEndTag()
@@ -254,8 +328,7 @@ void XmlReader::scanEndTag()
 void XmlReader::scanText(char until, bool& isPlain)
 {
     for (;;) {
-        while (m_at < m_end && classOf(*m_at) == kOrdinary)
-            ++m_at;
+        m_at = behindOrdinary(m_at, m_end);
         if (m_at == m_end)
             failAt(m_at, "cut off");
         if (*m_at == until)
@@ -322,28 +395,41 @@ bool XmlReader::scanMisc()
 void XmlReader::skipPast(std::string_view opening, std::string_view closing)
 {
     char const* const place = m_at;
-    m_at = std::search(m_at + opening.size(), m_end, closing.begin(), closing.end());
-    if (m_at == m_end)
+    m_at += opening.size();
+    std::size_t const length = std::string_view(m_at, static_cast<std::size_t>(m_end - m_at)).find(closing);
+    if (length == std::string_view::npos)
         failAt(place, "cut off");
+    checkCharacters(m_at + length);
     m_at += closing.size();
 }
 
-void XmlReader::skipBlanks()
+// Up to `end`, before which no sequence is cut unless it is no UTF-8.
+void XmlReader::checkCharacters(char const* end)
 {
-    while (m_at < m_end && isBlank(*m_at))
-        ++m_at;
+    while (m_at < end) {
+        if (classOf(*m_at) == kExcluded)
+            failAt(m_at, "a character that XML excludes");
+        if (classOf(*m_at) == kLong)
+            scanSequence();
+        else
+            ++m_at;
+    }
 }
 
 std::string_view XmlReader::scanName()
 {
     char const* const from = m_at;
-    if (m_at < m_end && beginsName(*m_at))
-        while (m_at < m_end && kInName[static_cast<unsigned char>(*m_at)])
-            ++m_at;
-    if (m_at == from)
-        failAt(m_at, m_at == m_end ? "cut off" : "no name");
-    return std::string_view(from, static_cast<std::size_t>(m_at - from));
+    unsigned char seen = 0;
+    char const* const end = behindName(from, m_end, seen);
+    if (end == from)
+        failAt(from, from == m_end ? "cut off" : "no name");
+    if (seen & kPartOfLong)
+        checkCharacters(end);
+    m_at = end;
+    return std::string_view(from, static_cast<std::size_t>(end - from));
 }
+
+void XmlReader::skipBlanks() { m_at = behindBlanks(m_at, m_end); }
 
 void XmlReader::expect(char what)
 {
@@ -354,50 +440,25 @@ void XmlReader::expect(char what)
     ++m_at;
 }
 
-XmlReader::Attribute const* XmlReader::find(std::string_view name) const
+void XmlReader::failWithout(std::string_view attribute) const
 {
-    for (Attribute const& one : m_attributes)
-        if (one.name == name)
-            return &one;
-    return nullptr;
+    fail("no attribute \"" + String(attribute) + "\"");
 }
-
-XmlReader::Attribute const& XmlReader::get(std::string_view name) const
-{
-    Attribute const* const found = find(name);
-    if (!found)
-        fail("no attribute \"" + String(name) + "\"");
-    return *found;
-}
-
-std::string_view XmlReader::raw(std::string_view attribute) const
-{
-    Attribute const* const found = find(attribute);
-    return found ? found->raw : std::string_view();
-}
-
-String XmlReader::text(std::string_view attribute) const
-{
-    Attribute const* const found = find(attribute);
-    return found ? decoded(*found) : String();
-}
-
-String XmlReader::required(std::string_view attribute) const { return decoded(get(attribute)); }
 
 bool XmlReader::flag(std::string_view attribute) const
 {
-    std::string_view const value = raw(attribute);
-    if (value != "true" && value != "false" && (!value.empty() || has(attribute)))
-        fail(attribute, "\"" + String(value) + "\" is neither true nor false");
-    return value == "true";
+    Attribute const* const found = find(attribute);
+    if (!found || found->raw == "false")
+        return false;
+    if (found->raw != "true")
+        fail(attribute, "\"" + String(found->raw) + "\" is neither true nor false");
+    return true;
 }
 
 // What was scanned holds only sequences and references that are known good.
-String XmlReader::decoded(Attribute const& attribute) const
+String XmlReader::unfolded(Attribute const& attribute) const
 {
     std::string_view rest = attribute.raw;
-    if (attribute.isPlain)
-        return String(rest);
     std::vector<String::Unit> units;
     units.reserve(rest.size());
     while (!rest.empty()) {

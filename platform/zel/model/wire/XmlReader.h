@@ -12,6 +12,7 @@
 
 #include <charconv>
 #include <concepts>
+#include <cstring>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -55,21 +56,36 @@ public:
 
     /// Of the element opened last, until the next one is opened. So are the attributes.
     std::string_view name() const { return m_open.back(); }
+    /// The same as name() == text.
+    template <std::size_t Size>
+    bool is(char const (&text)[Size]) const
+    {
+        return name().size() == Size - 1 && std::memcmp(name().data(), text, Size - 1) == 0;
+    }
     bool has(std::string_view attribute) const { return find(attribute) != nullptr; }
     /// The bytes between the quotes, references and escapes as they stand; empty when there is no such attribute.
-    std::string_view raw(std::string_view attribute) const;
+    std::string_view raw(std::string_view attribute) const
+    {
+        Attribute const* const found = find(attribute);
+        return found ? found->raw : std::string_view();
+    }
     /// Empty when there is no such attribute.
-    String text(std::string_view attribute) const;
+    String text(std::string_view attribute) const
+    {
+        Attribute const* const found = find(attribute);
+        return found ? decoded(*found) : String();
+    }
     // Throw when there is no such attribute.
-    String required(std::string_view attribute) const;
+    String required(std::string_view attribute) const { return decoded(get(attribute)); }
     template <typename T>
     requires std::integral<T> || std::floating_point<T> T number(std::string_view attribute)
-    const;
+    const { return numberOf<T>(get(attribute)); }
     /// `absent` when there is no such attribute.
     template <typename T>
     T number(std::string_view attribute, T absent) const
     {
-        return has(attribute) ? number<T>(attribute) : absent;
+        Attribute const* const found = find(attribute);
+        return found ? numberOf<T>(*found) : absent;
     }
     /// "true" or "false"; false when there is no such attribute.
     bool flag(std::string_view attribute) const;
@@ -89,20 +105,41 @@ private:
         bool isPlain; // the bytes are the text
     };
 
-    Attribute const* find(std::string_view name) const;
-    Attribute const& get(std::string_view name) const;
-    String decoded(Attribute const& attribute) const;
+    // Here, so that the compiler knows how many bytes it compares.
+    Attribute const* find(std::string_view name) const
+    {
+        for (Attribute const& one : m_attributes)
+            if (one.name.size() == name.size() && std::memcmp(one.name.data(), name.data(), name.size()) == 0)
+                return &one;
+        return nullptr;
+    }
+    Attribute const& get(std::string_view name) const
+    {
+        Attribute const* const found = find(name);
+        if (!found)
+            failWithout(name);
+        return *found;
+    }
+    String decoded(Attribute const& attribute) const
+    {
+        return attribute.isPlain ? String(attribute.raw) : unfolded(attribute);
+    }
+    template <typename T>
+    T numberOf(Attribute const& attribute) const;
+    String unfolded(Attribute const& attribute) const;
     void unescape(std::vector<String::Unit>& units, Attribute const& attribute) const;
 
     bool openNext(std::size_t level);
     void step();
     void scanStartTag();
+    bool scanPlainAttribute();
     void scanAttribute();
     void scanEndTag();
     bool scanMisc();
     void scanText(char until, bool& isPlain);
     void scanReference();
     void scanSequence();
+    void checkCharacters(char const* end);
     void skipPast(std::string_view opening, std::string_view closing);
     void skipBlanks();
     std::string_view scanName();
@@ -111,6 +148,7 @@ private:
     {
         return std::string_view(m_at, static_cast<std::size_t>(m_end - m_at)).starts_with(what);
     }
+    [[noreturn]] void failWithout(std::string_view attribute) const;
     [[noreturn]] void failAt(char const* place, String const& reason) const;
 
     char const *m_begin, *m_at, *m_end;
@@ -123,15 +161,14 @@ private:
 };
 
 template <typename T>
-requires std::integral<T> || std::floating_point<T> T XmlReader::number(std::string_view attribute)
-const
+T XmlReader::numberOf(Attribute const& attribute) const
 {
-    Attribute const& found = get(attribute);
-    std::string const text = found.isPlain ? std::string(found.raw) : decoded(found).toUtf8();
+    std::string const unfolded = attribute.isPlain ? std::string() : decoded(attribute).toUtf8();
+    std::string_view const text = attribute.isPlain ? attribute.raw : std::string_view(unfolded);
     T value{};
     auto const result = std::from_chars(text.data(), text.data() + text.size(), value);
     if (result.ec != std::errc() || result.ptr != text.data() + text.size())
-        fail(attribute, "\"" + String(text) + "\" is no number of its type");
+        fail(attribute.name, "\"" + String(text) + "\" is no number of its type");
     return value;
 }
 
