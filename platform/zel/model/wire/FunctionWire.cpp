@@ -112,6 +112,9 @@ void readChild(XmlReader& reader, ModuleFunctionImp& function)
     }
     if (reader.name() != "parameter")
         return;
+    constexpr std::size_t kMost = 1000; // each is compared with those before it
+    if (function.parameters().size() >= kMost)
+        reader.fail("more than 1000 parameters of one test or indicator");
     ParameterImp const parameter = readParameter(reader);
     if (!function.addParameter(parameter))
         reader.fail("parameter \"" + parameter.key() + "\" twice");

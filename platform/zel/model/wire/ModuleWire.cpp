@@ -14,6 +14,14 @@ void writeNames(XmlWriter& writer, std::string_view element, std::vector<String>
     }
 }
 
+String readName(XmlReader const& reader, std::vector<String> const& others)
+{
+    constexpr std::size_t kMost = 1000; // each is compared with those before it
+    if (others.size() >= kMost)
+        reader.fail("more than 1000 libraries of one module");
+    return reader.required("name");
+}
+
 } // namespace
 
 void writeModule(XmlWriter& writer, ModuleImp const& module)
@@ -51,9 +59,9 @@ std::unique_ptr<ModuleImp> readModule(XmlReader& reader)
     module->setChoosesOwnTests(reader.flag("choosesOwnTests"));
     for (XmlReader::Children children(reader); children.next();) {
         if (reader.name() == "library")
-            module->registerLibrary(reader.required("name"));
+            module->registerLibrary(readName(reader, module->libraries()));
         else if (reader.name() == "localizedLibrary")
-            module->registerLocalizedLibrary(reader.required("name"));
+            module->registerLocalizedLibrary(readName(reader, module->librariesList()));
         else if (reader.name() == "requires")
             module->addEnumerationRequirement(reader.required("module"), reader.flag("completion"));
     }
