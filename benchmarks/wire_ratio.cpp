@@ -1,5 +1,6 @@
 // The serialized state against pugixml in one run: the same document built and printed, parsed; memory against the
-// document; times of ten times the devices. Processor time, the least of several turns taken alternately.
+// document; times of ten times the devices. Processor time, the least of several turns taken alternately, each in a
+// process of its own: what a turn costs follows from the heap that it finds, and modules begin with a fresh one.
 #include <zel/foundation/Exception.h>
 #include <zel/model/state/StateManager.h>
 #include <zel/model/wire/Serializable.h>
@@ -7,6 +8,7 @@
 #include <pugixml.hpp>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -15,27 +17,38 @@
 #include <malloc.h>
 #include <memory>
 #include <new>
+#include <stdexcept>
 #include <string>
+#include <sys/wait.h>
+#include <system_error>
+#include <unistd.h>
 #include <vector>
 
 namespace {
 
-std::size_t s_live = 0, s_most = 0; // bytes of the heap, counted by operator new
+// Bytes of the heap, counted by operator new, but not while times are taken: pugixml does without.
+bool s_isCounting = false;
+std::ptrdiff_t s_live = 0, s_most = 0;
+
+std::ptrdiff_t sizeOf(void* block)
+{
+    return static_cast<std::ptrdiff_t>(malloc_usable_size(block) + sizeof(std::size_t));
+}
 
 void* counted(std::size_t size)
 {
     void* const block = std::malloc(size);
     if (!block)
         throw std::bad_alloc();
-    s_live += malloc_usable_size(block) + sizeof(std::size_t);
-    s_most = std::max(s_most, s_live);
+    if (s_isCounting)
+        s_most = std::max(s_most, s_live += sizeOf(block));
     return block;
 }
 
 void release(void* block) noexcept
 {
-    if (block)
-        s_live -= malloc_usable_size(block) + sizeof(std::size_t);
+    if (s_isCounting && block)
+        s_live -= sizeOf(block);
     std::free(block);
 }
 
@@ -157,11 +170,28 @@ std::string writtenByPugi(StateManager const& state)
     return std::move(writer.text);
 }
 
-double seconds(std::function<void()> const& work)
+// Of the work, in a process that has done nothing but what its beginning prepares.
+double seconds(std::function<std::function<void()>()> const& beginning)
 {
-    std::clock_t const start = std::clock();
-    work();
-    return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
+    int ends[2];
+    if (pipe(ends) != 0)
+        throw std::system_error(errno, std::generic_category(), "pipe");
+    pid_t const child = fork();
+    if (child == 0) {
+        auto const work = beginning();
+        std::clock_t const start = std::clock();
+        work();
+        double const taken = static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
+        _exit(write(ends[1], &taken, sizeof taken) == sizeof taken ? 0 : 1);
+    }
+    double taken = 0;
+    close(ends[1]);
+    bool const isThere = child > 0 && read(ends[0], &taken, sizeof taken) == sizeof taken;
+    close(ends[0]);
+    int status = 0;
+    if (!isThere || waitpid(child, &status, 0) != child || status != 0)
+        throw std::runtime_error("a turn has failed");
+    return taken;
 }
 
 void print(char const* what, double ours, double theirs, char const* unit)
@@ -174,24 +204,51 @@ struct Times
     double write = 1e9, pugiWrite = 1e9, read = 1e9, pugiRead = 1e9, merge = 1e9, mergeAgain = 1e9;
 };
 
+using State = std::shared_ptr<StateManager>;
+
+State readFrom(std::string const& document)
+{
+    auto state = std::make_shared<StateManager>();
+    Serializable::deserializeUtf8(document, *state);
+    return state;
+}
+
+// The document alone stays of the state that is written.
+std::string documentOf(int devices)
+{
+    std::string document;
+    document = Serializable::serializeUtf8(*madeState(devices), "StateManager");
+    malloc_trim(0);
+    return document;
+}
+
 Times measured(int devices, int turns)
 {
-    auto const state = madeState(devices);
-    std::string const document = Serializable::serializeUtf8(*state, "StateManager");
+    std::string const document = documentOf(devices);
     Times least;
-    auto const take = [](double& time, std::function<void()> const& work) {
-        time = std::min(time, seconds(work));
+    auto const take = [](double& time, auto const& beginning) { time = std::min(time, seconds(beginning)); };
+    auto const written = [&](auto write) {
+        return [&document, write] {
+            return [state = readFrom(document), write] { static_cast<void>(write(*state)); };
+        };
+    };
+    auto const merged = [&](bool isKnown) {
+        return [&document, isKnown] {
+            State const from = readFrom(document),
+                        into = isKnown ? readFrom(document) : std::make_shared<StateManager>();
+            return [=] { into->mergeWithTracking(*from); };
+        };
     };
     for (int turn = 0; turn < turns; ++turn) {
-        std::string text;
-        take(least.write, [&] { text = Serializable::serializeUtf8(*state, "StateManager"); });
-        take(least.pugiWrite, [&] { text = writtenByPugi(*state); });
-        StateManager read, merged;
-        take(least.read, [&] { Serializable::deserializeUtf8(document, read); });
-        pugi::xml_document parsed;
-        take(least.pugiRead, [&] { parsed.load_buffer(document.data(), document.size()); });
-        take(least.merge, [&] { merged.mergeWithTracking(read); });
-        take(least.mergeAgain, [&] { merged.mergeWithTracking(read); });
+        take(least.write,
+             written([](auto& state) { return Serializable::serializeUtf8(state, "StateManager"); }));
+        take(least.pugiWrite, written(writtenByPugi));
+        take(least.read, [&] { return [&] { static_cast<void>(new State(readFrom(document))); }; });
+        take(least.pugiRead, [&] {
+            return [&] { (new pugi::xml_document)->load_buffer(document.data(), document.size()); };
+        });
+        take(least.merge, merged(false));
+        take(least.mergeAgain, merged(true));
     }
     return least;
 }
@@ -199,10 +256,11 @@ Times measured(int devices, int turns)
 // How much the heap grew at most during the work, and in the end, in bytes.
 std::pair<double, double> growth(std::function<void()> const& work)
 {
-    std::size_t const before = s_live;
-    s_most = s_live;
+    s_live = s_most = 0;
+    s_isCounting = true;
     work();
-    return {static_cast<double>(s_most - before), static_cast<double>(s_live - before)};
+    s_isCounting = false;
+    return {static_cast<double>(s_most), static_cast<double>(s_live)};
 }
 
 void printMemory(int devices)
