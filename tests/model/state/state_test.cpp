@@ -221,10 +221,10 @@ TEST(DeviceImp, groupsSurviveMergingAndRemoval)
         add(*mine, key);
     group(*mine, "group", "one");
     add(*mine, "loose");
-    for (char const* key : {"group", "two", "loose"})
+    for (char const* key : {"group", "one", "two", "loose"})
         add(*theirs, key);
-    group(*theirs, "group", "two");
-    group(*theirs, "group", "loose");
+    for (char const* member : {"one", "two", "loose"}) // the first is a member already
+        group(*theirs, "group", member);
     EXPECT_TRUE(mine->mergeFrom(*theirs));
     EXPECT_FALSE(mine->mergeFrom(*theirs));
     auto const shown = [&mine] {
@@ -245,6 +245,17 @@ TEST(DeviceImp, groupsSurviveMergingAndRemoval)
     group(*mine, "ring", "two");
     group(*mine, "two", "ring");
     EXPECT_EQ(shown(), "    loose: \n    one: \n    two: \n      ring: \n") << "a ring of groups ends";
+
+    auto const deep = device("deep");
+    auto const key = [](int i) { return "level " + std::to_string(i); };
+    add(*deep, key(0).c_str());
+    for (int i = 1; i < 20; ++i) {
+        add(*deep, key(i).c_str());
+        group(*deep, key(i - 1).c_str(), key(i).c_str());
+    }
+    std::string const ends =
+        std::string(36, ' ') + "level 16: \n    level 17: \n      level 18: \n        level 19: \n";
+    EXPECT_TRUE(deep->toString(2).endsWith(String(ends))) << "indented so far and no further";
 }
 
 // Few keys are walked, many are indexed: both find, refuse and remove the same.

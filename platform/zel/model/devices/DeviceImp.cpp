@@ -123,11 +123,9 @@ bool DeviceImp::removeProperty(String const& key)
             child->setPartOfGroup(false);
     for (auto const& other : m_properties)
         other->removeChild(key);
-    m_propertyIndex.erase(key); // first: the key may be the property's own
-    m_properties.erase(m_properties.begin() + static_cast<std::ptrdiff_t>(index));
-    for (auto& entry : m_propertyIndex)
-        if (entry.second > index)
-            --entry.second;
+    m_properties.erase(m_properties.begin() + static_cast<std::ptrdiff_t>(index)); // the key may go with it
+    m_propertyIndex.clear();
+    indexProperties();
     return true;
 }
 
