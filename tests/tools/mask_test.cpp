@@ -3,6 +3,7 @@
 #include <listing/Listing.h>
 #include <listing/Mask.h>
 
+#include <ctime>
 #include <gtest/gtest.h>
 
 namespace listing::test {
@@ -69,6 +70,35 @@ TEST(Mask, NothingOfAMarkedValueIsLeftAnywhere)
             EXPECT_EQ(text.find(secret), std::string::npos) << secret << " in\n" << text;
         EXPECT_NE(text.find(one.expected), std::string::npos) << one.expected << " in\n" << text;
     }
+}
+
+TEST(Mask, OfSecretsThatBeginOneAnotherTheLongestIsTaken)
+{
+    std::string devices;
+    for (char const* secret : {"ABC", "ABCDE", "ABCDE-7", "ABCDE-7X9"})
+        devices += device("Disk", secret, properties(text("SerialNumber", secret))) + ", ";
+    std::string const text = masked(devices + device("X", "ABCDE-7X9/ABCDE-7 ABCDE-7Z ABCDEF ABC"));
+    std::string const expected =
+        "[Serial number 4]/[Serial number 3] [Serial number 2]-7Z ABCDEF ABC"; // a short one stays inside others
+    EXPECT_NE(text.find(expected), std::string::npos) << expected << " in\n" << text;
+}
+
+// Whoever saved the listing may have chosen them so that the search takes long.
+TEST(Mask, ManySecretsOfManyLengthsTakeNoLonger)
+{
+    std::string devices;
+    for (std::size_t i = 1; i <= 3000; ++i) // 4.5 MB
+        devices +=
+            device("Disk", std::to_string(i),
+                   properties(test::text("SerialNumber", std::to_string(i) + std::string(i, '-') + "s"))) +
+            ", ";
+    std::string words;
+    for (int i = 0; i < 20'000; ++i)
+        words += "1- ";
+    std::clock_t const start = std::clock();
+    std::string const text = masked(devices + device("X", words));
+    EXPECT_LT(double(std::clock() - start) / CLOCKS_PER_SEC, 6.0) << "processor seconds";
+    EXPECT_NE(text.find("[Serial number 3000]"), std::string::npos);
 }
 
 TEST(Mask, LeavesAloneWhatTellsNobodyApart)

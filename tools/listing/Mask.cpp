@@ -2,7 +2,9 @@
 
 #include <zel/model/devices/DeviceImp.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <iterator>
 
 namespace listing {
 
@@ -132,8 +134,6 @@ std::string Mask::learn(std::string const& label, std::string const& value)
     std::string& placeholder = m_words[plain];
     if (placeholder.empty()) {
         placeholder = nextPlaceholder(label);
-        if (plain.size() >= kShortestInside)
-            m_lengths.insert(plain.size());
         // "naa.5000c500a1b2c3d4" is "wwn-0x5000c500a1b2c3d4" elsewhere
         std::size_t const tail = plain.rfind('.') == std::string::npos ? 0 : plain.rfind('.') + 1;
         if (hexRun(plain, tail) == plain.size() - tail && plain.size() - tail >= kTellingDigits)
@@ -152,13 +152,26 @@ void Mask::learn(Property const& property)
         learn(label, property.value.toString().toUtf8());
 }
 
+// The longest secret that begins here and ends a word: one secret may begin another. Of all secrets up to the text in
+// the order of the alphabet, the last has every secret that begins the text as its own beginning; so only what the two
+// have in common remains to be looked at, however many secrets there are.
 std::optional<Mask::Found> Mask::wordAt(std::string const& text, std::size_t at) const
 {
-    for (std::size_t const length : m_lengths) { // the longest first: one secret may begin another
-        if (length > text.size() - at || !endsWord(text, at + length))
-            continue;
-        if (auto const found = m_words.find(text.substr(at, length)); found != m_words.end())
-            return Found{0, length, found->second};
+    std::string_view rest = std::string_view(text).substr(at);
+    while (rest.size() >= kShortestInside) {
+        auto const behind = m_words.upper_bound(rest);
+        if (behind == m_words.begin())
+            break;
+        auto const& [word, placeholder] = *std::prev(behind);
+        auto const [end, unused] = std::mismatch(word.begin(), word.end(), rest.begin(), rest.end());
+        std::size_t const common = static_cast<std::size_t>(end - word.begin());
+        if (end != word.end()) {
+            rest = rest.substr(0, common);
+        } else if (common >= kShortestInside && endsWord(text, at + common)) {
+            return Found{0, common, placeholder};
+        } else {
+            rest = rest.substr(0, common - 1);
+        }
     }
     return std::nullopt;
 }

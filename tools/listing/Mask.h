@@ -10,7 +10,6 @@
 #include <functional>
 #include <map>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -44,8 +43,7 @@ private:
     void mask(Property& property);
     void mask(Device& device);
 
-    std::unordered_map<std::string, std::string> m_words; // placeholders by the value as it stands
-    std::set<std::size_t, std::greater<>> m_lengths;      // of the words that are looked for inside texts
+    std::map<std::string, std::string, std::less<>> m_words; // placeholders by the value as it stands
     std::unordered_map<std::string, std::string>
         m_digits;                                // by hexadecimal digits, whatever stands between them
     std::map<std::string, std::size_t> m_counts; // of placeholders, by label
