@@ -142,10 +142,11 @@ void run(Discoverer const& discoverer, HardwareTree& tree, DeviceSink& sink)
         std::get<DiscoverOnBuses>(discoverer.discover)(tree, sink);
 }
 
-RecordingSink scan(Root const& root)
+RecordingSink scan(Root const& root, bool detail)
 {
     HardwareTree tree(root, HardwareNames::none());
     RecordingSink sink;
+    sink.detail = detail;
     for (Discoverer const& discoverer : discoverers())
         if (std::holds_alternative<DiscoverOnBuses>(discoverer.discover))
             run(discoverer, tree, sink);

@@ -29,7 +29,7 @@ MemoryRoot completeMachine();
 /// Runs one row of the list.
 void run(Discoverer const& discoverer, HardwareTree& tree, DeviceSink& sink);
 /// What the rows find that need the tree of PCI and USB.
-RecordingSink scan(Root const& root);
+RecordingSink scan(Root const& root, bool detail = false);
 
 /// Null when there is none.
 DeviceDescription const* known(RecordingSink const& sink, std::string const& osLocator);

@@ -62,7 +62,21 @@ public:
     /// How often each resolved path was read, so that a test can see one read twice.
     std::map<std::string, int> const& reads() const { return m_reads; }
 
+    /// What stands at a mount point, as long as the device is the one that was asked for.
+    MemoryRoot& usage(std::string const& mountPoint, std::string const& device, FileSystemUsage const& usage)
+    {
+        m_usage[mountPoint] = {device, usage};
+        return *this;
+    }
+
     bool isLive() const override { return false; }
+    std::optional<FileSystemUsage> usage(std::string const& mountPoint,
+                                         std::string const& device) const override
+    {
+        auto const found = m_usage.find(mountPoint);
+        bool const isIt = found != m_usage.end() && (device.empty() || device == found->second.first);
+        return isIt ? std::optional(found->second.second) : std::nullopt;
+    }
     std::vector<RootFailure> failures() const override
     {
         return m_failed == 0 ? std::vector<RootFailure>()
@@ -169,6 +183,7 @@ private:
 
     std::map<std::string, std::string> m_files;
     std::map<std::string, std::string> m_links;
+    std::map<std::string, std::pair<std::string, FileSystemUsage>> m_usage;
     std::set<std::string> m_errors;
     std::set<std::string> m_failing;
     mutable std::size_t m_failed = 0;
@@ -181,6 +196,7 @@ class RecordingSink : public DeviceSink
 {
 public:
     void add(DeviceDescription device) override { devices.push_back(std::move(device)); }
+    bool wantsDetail() const override { return detail; }
 
     std::vector<DeviceDescription const*> ofType(CapabilityImp const& type) const
     {
@@ -209,6 +225,7 @@ public:
     }
 
     std::vector<DeviceDescription> devices;
+    bool detail = false;
 };
 
 } // namespace zel::test

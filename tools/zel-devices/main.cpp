@@ -10,6 +10,7 @@
 
 #include <zel/enumerator/Enumerator.h>
 #include <zel/foundation/Exception.h>
+#include <zel/foundation/FileSystem.h>
 #include <zel/foundation/System.h>
 #include <zel/model/state/StateManager.h>
 
@@ -74,8 +75,15 @@ struct Scan
     bool isComplete = true; ///< but for what the user may not read
 };
 
+/// Where the shipped modules look, too.
+std::string modulesFolder()
+{
+    std::string const program = zel::System::executablePath().bytes();
+    return program.empty() ? "" : zel::FileSystem::folderOf(program) + "/" KREL5_MODULES_FOLDER;
+}
+
 /// Says on standard error why devices may be missing. Throws InvalidArgumentException for a root that is none.
-Scan scan(std::string const& root)
+Scan scan(std::string const& root, bool detail)
 {
     zel::Enumerator& enumerator = zel::Enumerator::instance();
     try {
@@ -83,6 +91,8 @@ Scan scan(std::string const& root)
     } catch (zel::InvalidArgumentException const& error) {
         throw zel::InvalidArgumentException("--root: " + error.getMessage());
     }
+    enumerator.setModulesFolder(modulesFolder());
+    enumerator.setDetail(detail);
     enumerator.getDevicesOfType(zel::CapabilityImp::ALL(), 1, 0);
     Scan found;
     found.machine = listing::machineOf(zel::ModuleManager::getInstance().getStateManager());
@@ -94,6 +104,10 @@ Scan scan(std::string const& root)
     origin.gaps = refusals(root, enumerator.refusedDirectories(), found.rootIsRead);
     for (zel::RootFailure const& failure : enumerator.failures()) {
         origin.gaps.emplace_back("devices may be missing: " + failure.toString());
+        found.isComplete = false;
+    }
+    for (zel::String const& failure : enumerator.moduleFailures()) {
+        origin.gaps.emplace_back("devices of a module are missing: " + failure);
         found.isComplete = false;
     }
     for (zel::String const& gap : origin.gaps)
@@ -120,7 +134,7 @@ std::string written(listing::Machine const& machine, Form form)
 
 int list(Request const& request, std::vector<zel::CapabilityImp> const& classes)
 {
-    Scan found = scan(request.root);
+    Scan found = scan(request.root, request.form != Form::Tree);
     if (!found.rootIsRead)
         return kFailed;
     if (request.mask) // before what is not selected takes its host name along
@@ -148,7 +162,7 @@ int compare(Request const& request, std::vector<zel::CapabilityImp> const& class
     Scan before, after;
     before.machine = saved(request.before);
     if (request.after.empty())
-        after = scan(request.root);
+        after = scan(request.root, true);
     else
         after.machine = saved(request.after);
     if (!after.rootIsRead)

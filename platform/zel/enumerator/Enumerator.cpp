@@ -3,7 +3,9 @@
 #include <zel/enumerator/Discoverers.h>
 #include <zel/enumerator/records/DeviceRecords.h>
 #include <zel/foundation/Exception.h>
+#include <zel/foundation/FileSystem.h>
 #include <zel/foundation/Logger.h>
+#include <zel/foundation/System.h>
 #include <zel/model/state/StateManager.h>
 
 namespace zel {
@@ -18,7 +20,12 @@ StateManager& moduleState() { return ModuleManager::getInstance().getStateManage
 
 } // namespace
 
-Enumerator::Enumerator() : m_root(Root::open("/")) {}
+Enumerator::Enumerator()
+{
+    m_setting.root = Root::open("/");
+    if (std::string const program = System::executablePath().bytes(); !program.empty())
+        m_setting.modulesFolder = FileSystem::folderOf(program) + "/sysinfo";
+}
 Enumerator::~Enumerator() = default;
 
 Enumerator& Enumerator::instance()
@@ -33,37 +40,97 @@ void Enumerator::setRoot(std::string const& directory)
     if (!root)
         throw InvalidArgumentException(String("Cannot open the directory \"") + String(directory) +
                                        "\" as root");
-    m_root = std::move(root);
+    setRoot(std::move(root));
+}
+
+void Enumerator::setRoot(std::unique_ptr<Root> root)
+{
+    std::lock_guard const lock(m_lock);
+    m_setting.root = std::move(root);
+}
+
+void Enumerator::setModulesFolder(std::string const& folder)
+{
+    std::lock_guard const lock(m_lock);
+    m_setting.modulesFolder = folder;
+}
+
+void Enumerator::setModuleDeadline(int milliseconds)
+{
+    std::lock_guard const lock(m_lock);
+    m_setting.moduleMilliseconds = milliseconds;
+}
+
+void Enumerator::setDetail(bool detail)
+{
+    std::lock_guard const lock(m_lock);
+    m_setting.detail = detail;
+}
+
+Enumerator::Setting Enumerator::setting() const
+{
+    std::lock_guard const lock(m_lock);
+    return m_setting;
 }
 
 void Enumerator::getDevicesOfType(CapabilityImp const& capabilities, int, int)
 {
+    std::lock_guard const call(m_call);
     moduleState().clear();
-    if (!m_root)
-        m_root = Root::open("/");
-    if (!m_root) {
+    findDevices(capabilities, moduleState());
+}
+
+void Enumerator::findDevices(CapabilityImp const& capabilities, StateManager& found)
+{
+    noteModuleFailures({});
+    Setting now = setting();
+    if (!now.root) {
+        now.root = Root::open("/");
+        std::lock_guard const lock(m_lock);
+        m_setting.root = now.root;
+    }
+    if (!now.root) {
         ZEL_LOG(logger(), LogLevel::Error) << kNoRoot;
         return;
     }
-    DeviceRecords records(capabilities);
-    discover(*m_root, capabilities, records);
-    records.fill(moduleState());
-    for (std::string const& directory : m_root->refused())
+    DeviceRecords records(capabilities, now.detail);
+    discover(*now.root, capabilities, records);
+    records.fill(found);
+    if (now.root->isLive())
+        askModules(now, capabilities, found);
+    for (std::string const& directory : now.root->refused())
         ZEL_LOG(logger(), LogLevel::Warning)
             << "permission denied: directory \"" << String(directory) << "\" below the root";
-    for (RootFailure const& failure : failures())
+    for (RootFailure const& failure : now.root->failures())
         ZEL_LOG(logger(), LogLevel::Error) << "devices may be missing: " << String(failure.toString());
-    ZEL_LOG(logger(), LogLevel::Debug) << "devices found = " << static_cast<std::uint64_t>(records.count());
+    ZEL_LOG(logger(), LogLevel::Debug)
+        << "devices found = " << static_cast<std::uint64_t>(found.deviceCount());
 }
 
 std::vector<std::string> Enumerator::refusedDirectories() const
 {
-    return m_root ? m_root->refused() : std::vector<std::string>();
+    auto const root = setting().root;
+    return root ? root->refused() : std::vector<std::string>();
 }
 
 std::vector<RootFailure> Enumerator::failures() const
 {
-    return m_root ? m_root->failures() : std::vector{RootFailure{kNoRoot, "", 1}};
+    auto const root = setting().root;
+    return root ? root->failures() : std::vector{RootFailure{kNoRoot, "", 1}};
+}
+
+std::vector<String> Enumerator::moduleFailures() const
+{
+    std::lock_guard const lock(m_lock);
+    return m_moduleFailures;
+}
+
+void Enumerator::noteModuleFailures(std::vector<String> failures)
+{
+    for (String const& failure : failures)
+        ZEL_LOG(logger(), LogLevel::Error) << "module " << failure;
+    std::lock_guard const lock(m_lock);
+    m_moduleFailures = std::move(failures);
 }
 
 std::size_t Enumerator::deviceCount() const { return moduleState().deviceCount(); }

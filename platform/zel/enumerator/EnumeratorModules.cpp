@@ -1,17 +1,17 @@
-// Devices that a system-information module finds.
+// Devices that system-information modules find: one that is asked for by name, and those of the modules folder.
 
 #include <zel/enumerator/Enumerator.h>
+
 #include <zel/enumerator/modules/ModuleProcess.h>
+#include <zel/enumerator/modules/ModulesFolder.h>
 #include <zel/foundation/FileSystem.h>
-#include <zel/foundation/Logger.h>
 #include <zel/foundation/System.h>
 #include <zel/model/state/StateManager.h>
+#include <zel/model/wire/Serializable.h>
 
 namespace zel {
 
 namespace {
-
-Logger& logger() { return LogFactory::getLogger("zel.Enumerator"); }
 
 /// Modules stand beside the running one; a name that would lead elsewhere is none.
 std::string programOf(String const& module)
@@ -23,25 +23,76 @@ std::string programOf(String const& module)
     return FileSystem::folderOf(System::executablePath().bytes()) + "/" + name;
 }
 
+/// Tells the module what is known, and reads its answer into `answer`, which stays empty when that goes wrong. Returns
+/// what went wrong; empty when nothing did.
+String ask(std::string const& program, bool detail, StateManager const& known,
+           ModuleProcess::Limits const& limits, StateManager& answer)
+{
+    std::vector<std::string> words{"enum", "-x"};
+    if (detail)
+        words.emplace_back("-v");
+    constexpr char kElement[] = "StateManager";
+    auto const outcome =
+        ModuleProcess::run(program, words, Serializable::serializeUtf8(known, kElement), limits);
+    String const said = outcome.complaint.empty() ? String() : String(", and said: ") + outcome.complaint;
+    if (!outcome.error.empty())
+        return outcome.error + said;
+    if (outcome.output.empty())
+        return String("it answered nothing") + said;
+    try {
+        Serializable::deserializeUtf8(outcome.output, answer);
+        return String();
+    } catch (DeserializationException const& error) {
+        return (String("its answer is refused: ") + error.getMessage()).withoutControls(false);
+    }
+}
+
+/// Tests, alerts and runs are not what the folder's modules are asked for, and no device of another kind.
+void takeDevices(StateManager& answer, CapabilityImp const& wanted, StateManager& found)
+{
+    std::vector<String> others;
+    for (std::size_t i = 0; i < answer.deviceCount(); ++i)
+        if (DeviceImp const& device = *answer.deviceAtIndex(i);
+            !(device.deviceCapabilities() | device.deviceType()).intersects(wanted))
+            others.push_back(device.guid());
+    for (String const& guid : others)
+        answer.removeDevice(guid);
+    found.completeDevices(answer);
+}
+
 } // namespace
 
 void Enumerator::getDevicesFromModule(String const& module, int, int)
 {
-    ModuleManager::getInstance().getStateManager().clear();
-    std::string const program = programOf(module);
-    if (program.empty()) {
-        ZEL_LOG(logger(), LogLevel::Error) << "\"" << module << "\" is no module's name";
+    std::lock_guard const call(m_call);
+    StateManager& state = ModuleManager::getInstance().getStateManager();
+    state.clear();
+    std::vector<String> failures;
+    if (std::string const program = programOf(module); program.empty())
+        failures.push_back((String("\"") + module + "\" is no module's name").withoutControls(false));
+    else if (String const error = ask(program, false, StateManager(), ModuleProcess::Limits(), state);
+             !error.empty())
+        failures.push_back((String(program) + ": " + error).withoutControls(false));
+    noteModuleFailures(std::move(failures));
+}
+
+// One after the other: each is told what those before it have found.
+void Enumerator::askModules(Setting const& setting, CapabilityImp const& capabilities, StateManager& found)
+{
+    if (setting.modulesFolder.empty())
         return;
+    auto [programs, failures] = ModulesFolder::read(setting.modulesFolder);
+    ModuleProcess::Limits limits;
+    limits.milliseconds = setting.moduleMilliseconds;
+    for (std::string const& program : programs) {
+        StateManager answer;
+        String const error = ask(program, setting.detail, found, limits, answer);
+        if (error.empty())
+            takeDevices(answer, capabilities, found);
+        else
+            failures.push_back(String(program) + ": " + error);
     }
-    auto const outcome = ModuleProcess::run(program, {"enum", "-x"}, std::string(), ModuleProcess::Limits());
-    if (!outcome.error.empty()) {
-        ZEL_LOG(logger(), LogLevel::Error) << "module " << program << ": " << outcome.error;
-        return;
-    }
-    // Reading the answer needs the serialized form of a state, which the model does not have yet.
-    ZEL_LOG(logger(), LogLevel::Error)
-        << "module " << program << ": its answer of " << static_cast<std::uint64_t>(outcome.output.size())
-        << " bytes cannot be read by this version";
+    noteModuleFailures(std::move(failures));
 }
 
 } // namespace zel

@@ -47,6 +47,10 @@ struct ZEL_EXPORT FileSystem
     /// naming the path; the old file then stays as it was.
     static void writeFileAtomically(std::string const& path, std::string const& content);
     static bool exists(std::string const& path);
+    /// Who could change the file, or put another one into the folder, that stands at `path`, and should not; empty
+    /// when nobody could, or nothing stands there. Reading a file decides about what was opened; this is for programs,
+    /// which are started by their names.
+    static String distrust(std::string const& path, Writers writers);
     /// Day of the last change of the content, "YYYY-MM-DD" in UTC; empty when it cannot be told.
     static String modificationDate(std::string const& path);
 };

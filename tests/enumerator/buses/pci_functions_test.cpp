@@ -2,6 +2,8 @@
 
 #include "../HardwareMachine.h"
 
+#include <zel/enumerator/buses/PciCapabilities.h>
+
 #include <gtest/gtest.h>
 
 using namespace zel;
@@ -105,4 +107,56 @@ TEST(Hardware, IdsAndClassesOfFunctions)
         EXPECT_EQ(function->name,
                   c.device == "-"s ? function->description : String("PCI device 8086:"s + c.device));
     }
+}
+
+namespace {
+
+/// A configuration space of `size` bytes, in which the numbers stand at their offsets as far as it goes.
+std::string space(std::size_t size, std::vector<std::pair<std::size_t, int>> const& bytes)
+{
+    std::string text(size, '\0');
+    for (auto const& [offset, byte] : bytes)
+        if (offset < size)
+            text[offset] = static_cast<char>(byte);
+    return text;
+}
+
+} // namespace
+
+TEST(PciCapabilities, AreReadAsFarAsTheSpaceGoes)
+{
+    using List = std::vector<std::string>;
+    std::vector<std::pair<std::size_t, int>> const two{{0x06, 0x10}, {0x34, 0x40}, {0x40, 0x01},
+                                                       {0x41, 0x50}, {0x50, 0x10}, {0x51, 0}};
+    EXPECT_EQ(pciCapabilitiesIn(space(256, two)), (List{"0x40 Power management", "0x50 PCI Express"}));
+    EXPECT_EQ(pciCapabilitiesIn(space(64, two)), List{}) << "all that is shown without privilege";
+    EXPECT_EQ(pciCapabilitiesIn(space(0x42, two)), List{"0x40 Power management"});
+    EXPECT_EQ(pciCapabilitiesIn(""), List{});
+    auto more = two;
+    more.insert(more.end(), {{0x100, 0x01}, {0x102, 0x01}, {0x103, 0x14}, {0x140, 0x77}, {0x142, 0x01}});
+    EXPECT_EQ(pciCapabilitiesIn(space(4096, more)),
+              (List{"0x40 Power management", "0x50 PCI Express", "0x100 Advanced error reporting",
+                    "0x140 capability 0x77"}));
+    auto ring = two;
+    ring.push_back({0x51, 0x40});
+    EXPECT_EQ(pciCapabilitiesIn(space(256, ring)).size(), 2u) << "a list that leads back ends";
+    EXPECT_EQ(pciCapabilitiesIn(space(256, {{0x34, 0x40}, {0x40, 1}})), List{}) << "says that it has no list";
+    EXPECT_EQ(pciCapabilitiesIn(space(256, {{0x06, 0x10}, {0x0E, 2}, {0x14, 0x80}, {0x80, 5}})),
+              List{"0x80 Message signaled interrupts (MSI)"})
+        << "CardBus has its list elsewhere";
+    EXPECT_EQ(pciCapabilitiesIn(std::string(4096, '\xFF')), List{}) << "a device that is gone answers ones";
+}
+
+TEST(Hardware, CapabilitiesAreLookedForWhenDetailIsWantedAndTheDeviceIsAwake)
+{
+    MemoryRoot root = machine();
+    root.file(std::string(kNic) + "/config", space(256, {{0x06, 0x10}, {0x34, 0x40}, {0x40, 0x01}}));
+    auto const found = [&](bool detail) {
+        return RecordingSink::property(known(scan(root, detail), "0000:02:00.0"), "PciCapabilities");
+    };
+    EXPECT_EQ(found(false), "-");
+    EXPECT_EQ(root.reads().count(std::string(kNic) + "/config"), 0u) << "reading wakes";
+    EXPECT_EQ(found(true), "0x40 Power management");
+    root.file(std::string(kNic) + "/power/runtime_status", "suspended\n");
+    EXPECT_EQ(found(true), "-");
 }

@@ -97,6 +97,28 @@ TEST(ScsiVpd, readsSerialNumberAndWholeModel)
     EXPECT_FALSE(vpdAtaIdentity(page(0x83, std::string(300, '\0'))));
 }
 
+TEST(ScsiVpd, tellsWhatTheMediumIsLike)
+{
+    struct Case
+    {
+        std::string content;
+        std::optional<unsigned> revolutions;
+        std::optional<std::string> form;
+    } const cases[] = {
+        {{"\x1C\x20\0\x02", 4}, 7200u, "3.5 inch"},
+        {{"\0\x01\0\x03", 4}, std::nullopt, "2.5 inch"}, // nothing rotates
+        {{"\0\0\0\0", 4}, std::nullopt, std::nullopt},
+        {{"\xFF\xFF\0\x0F", 4}, std::nullopt, std::nullopt}, // reserved
+        {{"\x1C\x20\0", 3}, std::nullopt, std::nullopt},
+    };
+    for (Case const& c : cases) {
+        MediumFacts const facts = vpdMediumFacts(page(0xB1, c.content));
+        EXPECT_EQ(facts.revolutions, c.revolutions);
+        EXPECT_EQ(facts.formFactor, c.form);
+    }
+    EXPECT_FALSE(vpdMediumFacts(page(0xB0, cases[0].content)).revolutions);
+}
+
 TEST(Drives, knowTheirPartitions)
 {
     EXPECT_EQ(partitionNumber("sda10", "sda"), 10u);

@@ -210,3 +210,48 @@ TEST(Hardware, WhatADriveIsCalledAndHolds)
     EXPECT_EQ(RecordingSink::property(known(scan(root), "/dev/sda"), "SerialNumber"), "S123");
     EXPECT_EQ(RecordingSink::property(known(scan(root), "/dev/sda"), "Model"), "ACME Rocket");
 }
+
+TEST(Hardware, HowFullAFileSystemIs)
+{
+    FileSystemUsage const usage{1000ull << 20, 600ull << 20, 300ull << 20};
+    struct Case
+    {
+        char const *device, *type; ///< that stands at the mount point, and of the mount
+        char const* used;
+    } const cases[] = {
+        {"8:1", "ext4", "600 MiB"},
+        {"8:2", "ext4", "-"}, // something else was mounted over it
+        {"0:42", "btrfs", "600 MiB"},
+    };
+    for (Case const& c : cases) {
+        MemoryRoot root = machine();
+        root.file("proc/self/mountinfo", std::string("1 0 8:1 / /data rw - ") + c.type + " /dev/sda1 rw\n")
+            .link("sys/dev/block/8:1", "/" + std::string(*root.resolve("sys/block/sda")) + "/sda1")
+            .usage("/data", c.device, usage);
+        RecordingSink const sink = scan(root);
+        auto const* const partition = known(sink, "/dev/sda1");
+        EXPECT_EQ(RecordingSink::property(partition, "MountPoint"), "/data");
+        EXPECT_EQ(RecordingSink::property(partition, "FileSystemUsed"), c.used) << c.device;
+    }
+}
+
+TEST(Hardware, LabelsOfPartitions)
+{
+    MemoryRoot root = machine();
+    std::string const partition = *root.resolve("sys/block/sda") + "/sda1/";
+    root.file(partition + "dev", "8:1\n")
+        .file(partition + "uevent", "DEVTYPE=partition\nPARTNAME=EFI system\n")
+        .file("run/udev/data/b8:1", "S:disk/by-label/x\nE:ID_FS_LABEL=ESP\nE:ID_FS_UUID=1234-ABCD\n"
+                                    "E:ID_PART_ENTRY_UUID=c0ffee00-01\n");
+    auto const found = [&root](bool detail, char const* key) {
+        return RecordingSink::property(known(scan(root, detail), "/dev/sda1"), key);
+    };
+    EXPECT_EQ(found(true, "PartitionLabel"), "EFI system");
+    EXPECT_EQ(found(true, "PartitionUuid"), "c0ffee00-01");
+    EXPECT_EQ(found(true, "FileSystemLabel"), "ESP");
+    EXPECT_EQ(found(true, "FileSystemUuid"), "1234-ABCD");
+    EXPECT_EQ(found(false, "FileSystemLabel"), "-");
+    root.file(partition + "dev", "8:1/../../../etc/secret\n");
+    EXPECT_EQ(found(true, "FileSystemLabel"), "-") << "no number of a device";
+    EXPECT_EQ(found(true, "PartitionLabel"), "EFI system");
+}

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -53,8 +54,29 @@ TEST(ModuleProcess, ChildrenThatMisbehave)
     ModuleProcess::Limits hurried;
     hurried.milliseconds = 100;
     EXPECT_EQ(run("exec sleep 600", "", hurried).error.toUtf8(), "it took too long");
-    EXPECT_EQ(run("exec 4>&-; exec sleep 600", "", hurried).error.toUtf8(), "it was ended by signal 9");
+    EXPECT_EQ(run("exec 4>&-; exec sleep 600", "", hurried).error.toUtf8(), "it took too long");
     EXPECT_FALSE(ModuleProcess::run("/nonexistent/module", {}, "", {}).error.empty());
+}
+
+TEST(ModuleProcess, OfWhatAChildComplainsTheFirstLineIsKept)
+{
+    auto outcome = run("echo >&2; printf 'no bus\\033[2J\\nmore\\n' >&2; exit 3");
+    EXPECT_EQ(outcome.complaint.toUtf8(), "no bus\\x1b[2J");
+    outcome = run("head -c 1000000 /dev/zero | tr '\\0' x >&2; echo done >&4"); // more than the pipe holds
+    EXPECT_EQ(outcome.output, "done\n");
+    EXPECT_EQ(outcome.complaint.size(), 500u);
+    EXPECT_EQ(run("exec 2>&-; echo done >&4").output, "done\n");
+}
+
+TEST(ModuleProcess, AChildHasNoOtherDescriptors)
+{
+    constexpr int kBeyondThePipes = 50;
+    int const mine = ::fcntl(0, F_DUPFD, kBeyondThePipes); // without FD_CLOEXEC
+    ASSERT_GE(mine, kBeyondThePipes);
+    std::string const listed =
+        run(("test -e /proc/$$/fd/" + std::to_string(mine) + " && echo open >&4").c_str()).output;
+    EXPECT_EQ(listed, "");
+    ::close(mine);
 }
 
 TEST(ModuleProcess, WhatEscapesFromAChildIsNotWaitedFor)

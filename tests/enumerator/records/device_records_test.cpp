@@ -69,6 +69,8 @@ TEST(Properties, RowsAreSound)
         EXPECT_EQ(findProperty(row.key), &row);
     }
     EXPECT_EQ(findProperty("NoSuchProperty"), nullptr);
+    for (PropertyGroupRow const& group : propertyGroups())
+        EXPECT_TRUE(keys.insert(group.key).second) << "a group and a property are called " << group.key;
     EXPECT_TRUE(findProperty("Size")->category().isCapable(PropertyCategoryImp::RequiredForEnumeration()));
 }
 

@@ -312,3 +312,16 @@ TEST(Root, OpensDirectoriesOnly)
     EXPECT_TRUE(Root::open("/")->isLive());
     EXPECT_TRUE(Root::open("//.")->isLive());
 }
+
+TEST(Root, HowFullAFileSystemIsIsAskedOfTheLiveMachineAlone)
+{
+    auto const live = Root::open("/");
+    auto const usage = live->usage("/", "");
+    ASSERT_TRUE(usage);
+    EXPECT_GT(usage->size, 0u);
+    EXPECT_LE(usage->used + usage->available, usage->size);
+    EXPECT_FALSE(live->usage("/", "255:255")) << "another device than was asked for";
+    EXPECT_FALSE(live->usage("/proc/self/status", "")) << "no folder";
+    EXPECT_FALSE(live->usage("/nothing/here", ""));
+    EXPECT_FALSE(Root::open("/proc")->usage("/", ""));
+}

@@ -292,3 +292,56 @@ TEST(Memory, PagesThatTheKernelFound)
         EXPECT_EQ(bytes(memoryOf(root), "Size"), c.size * 1024);
     }
 }
+
+TEST(System, WhatTheTableSaysOfTheBoard)
+{
+    std::vector<std::uint8_t> bios(20, 0); // structure of 24 bytes
+    bios[0x04 - 4] = 1;
+    bios[0x14 - 4] = 5;
+    bios[0x15 - 4] = 12;
+    bios[0x16 - 4] = bios[0x17 - 4] = 0xFF; // no embedded controller
+    std::vector<std::uint8_t> slot(13, 0);  // of 17 bytes
+    slot[0] = 1;
+    slot[0x07 - 4] = 4;
+    slot[0x0F - 4] = 2;
+    slot[0x10 - 4] = 0x09;
+    auto free = slot;
+    free[0x07 - 4] = 3;
+    SmbiosTable table;
+    table.add(0, bios, {"Maker", "1.0"})
+        .add(2, {1, 2}, {"Maker", "Board"})
+        .add(9, slot, {"PCIE1"})
+        .add(9, free, {"PCIE2"})
+        .add(9, {1, 0, 0, 5}, {"PCIE3"})
+        .add(9, {1, 0, 0, 4}, {"OLD"})
+        .add(9, {0, 0, 0, 4})
+        .add(8, {1, 0, 2, 0, 0}, {"J3", "USB 3.0"})
+        .add(8, {1, 0, 0, 0, 0}, {"FAN1"})
+        .add(200, {}, {"  ", "of the maker"});
+    MemoryRoot root;
+    root.file(kTable, table.bytes());
+    RecordingSink sink = discovered(root);
+    EXPECT_EQ(fact(sink, "SMBIOS:0", "FirmwareRelease"), "5.12");
+    EXPECT_EQ(fact(sink, "SMBIOS:0", "EmbeddedControllerRelease"), "-");
+    EXPECT_EQ(fact(sink, "SMBIOS:0", "FirmwareTables"), "-") << "only who asks for all wants to read it";
+    EXPECT_EQ(fact(sink, "SMBIOS:2", "ExpansionSlots"),
+              "PCIE1: in use by 0000:02:01.1, PCIE2: free, PCIE3: not available, OLD: in use");
+    EXPECT_EQ(fact(sink, "SMBIOS:2", "BoardConnectors"), "USB 3.0 (J3), FAN1");
+
+    std::string header = "FACP";
+    header += {0x14, 0x01, 0, 0, 6, 0};
+    header += std::string("LENOVOTP-79   ") + std::string(12, '\0');
+    root.file("sys/firmware/acpi/tables/FACP", header + std::string(240, 'x'))
+        .file("sys/firmware/acpi/tables/SSDT1", "SSDT")
+        .unreadable("sys/firmware/acpi/tables/DSDT")
+        .file("sys/firmware/acpi/tables/data/BERT", "x");
+    sink = RecordingSink();
+    sink.detail = true;
+    discoverSystem(root, sink);
+    EXPECT_EQ(fact(sink, "SMBIOS:0", "AcpiTables"), "DSDT, FACP: 276 bytes, LENOVO TP-79, SSDT1");
+    std::string const tables = fact(sink, "SMBIOS:0", "FirmwareTables");
+    for (char const* const line :
+         {"0x0000 BIOS (type 0, 24 bytes): Maker, 1.0", "0x0002 System slot (type 9, 17 bytes): PCIE1",
+          "0x0009 Structure of the maker (type 200, 4 bytes): of the maker"})
+        EXPECT_NE(tables.find(line), std::string::npos) << tables;
+}

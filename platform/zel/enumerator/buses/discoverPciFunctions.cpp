@@ -1,9 +1,11 @@
 // PCI functions: bridges, controllers, graphics cards. Reads, beyond what the tree holds,
 // sys/bus/pci/devices/*/ {revision,max_link_width,max_link_speed,current_link_width,current_link_speed,
 // mem_info_vram_total}, and what PciCondition.cpp names.
-// Needs no privilege. `config` is left alone: reading it wakes a sleeping device.
+// Needs no privilege. `config` is left alone unless detail is wanted, and of a device that sleeps (power/runtime_status)
+// in any case: reading it wakes the device. Without privilege it ends before the capabilities.
 #include <zel/enumerator/buses/discover.h>
 
+#include <zel/enumerator/buses/PciCapabilities.h>
 #include <zel/enumerator/buses/PciCondition.h>
 #include <zel/enumerator/buses/PciLink.h>
 #include <zel/enumerator/records/Describe.h>
@@ -38,6 +40,17 @@ void addIds(DeviceDescription& device, PciFunction const& function)
         std::snprintf(code.data(), code.size(), "%06x", *function.classCode);
         device.add("ClassCode", std::optional(String(code.data())));
     }
+}
+
+void addCapabilities(DeviceDescription& device, Root const& root, std::string const& function)
+{
+    constexpr std::size_t kSpace = 4096;
+    if (root.text(function + "/power/runtime_status").value_or("") == "suspended")
+        return;
+    auto const names = pciCapabilitiesIn(root.read(function + "/config", kSpace).value_or(""));
+    if (!names.empty())
+        device.properties.emplace_back("PciCapabilities",
+                                       ValueImp(std::vector<String>(names.begin(), names.end())));
 }
 
 /// Buses below each function, seen from what stands on them: a bus with nothing on it needs no identifier.
@@ -81,6 +94,8 @@ void discoverPciFunctions(HardwareTree& tree, DeviceSink& sink)
             device.capabilities |= CapabilityImp::PCIExpress();
         device.add("SlotName", slots.nameOf(address));
         addPciCondition(device, tree.root(), function.path);
+        if (sink.wantsDetail())
+            addCapabilities(device, tree.root(), function.path);
         if (device.type == CapabilityImp::VideoCard()) // amdgpu tells it, other drivers do not
             if (auto const bytes = tree.root().text(function.path + "/mem_info_vram_total"))
                 device.add("VideoMemory", measure::bytes(text::toUnsigned(*bytes)));

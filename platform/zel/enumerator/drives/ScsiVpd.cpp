@@ -2,6 +2,8 @@
 
 #include <zel/enumerator/root/Text.h>
 
+#include <array>
+
 namespace zel {
 
 namespace {
@@ -46,6 +48,24 @@ std::optional<AtaIdentity> vpdAtaIdentity(std::string_view page)
         rest.remove_prefix(kHeader + designator.size());
     }
     return std::nullopt;
+}
+
+MediumFacts vpdMediumFacts(std::string_view page)
+{
+    // 0: not told, 1: nothing rotates, up to 0x400 and 0xFFFF reserved.
+    constexpr unsigned kSlowest = 0x401, kReserved = 0xFFFF;
+    static constexpr std::array<char const*, 6> kForms{nullptr,    "5.25 inch", "3.5 inch",
+                                                       "2.5 inch", "1.8 inch",  "less than 1.8 inch"};
+    MediumFacts facts;
+    std::string_view const content = payload(page, 0xB1);
+    if (content.size() < 4)
+        return facts;
+    unsigned const rate = byteAt(content, 0) << 8 | byteAt(content, 1);
+    if (rate >= kSlowest && rate != kReserved)
+        facts.revolutions = rate;
+    if (unsigned const form = byteAt(content, 3) & 0x0F; form > 0 && form < kForms.size())
+        facts.formFactor = kForms[form];
+    return facts;
 }
 
 } // namespace zel

@@ -19,4 +19,13 @@ struct AtaIdentity
 /// What an ATA drive says about itself in page 0x83 (SAT-3, 10.4.3): in the T10 designator of vendor "ATA".
 std::optional<AtaIdentity> vpdAtaIdentity(std::string_view page);
 
+/// What page 0xB1 (SBC-4, 6.6.2) says of the medium.
+struct MediumFacts
+{
+    std::optional<unsigned>
+        revolutions; ///< a minute; absent where nothing rotates, or the drive does not say
+    std::optional<std::string> formFactor; ///< "3.5 inch"
+};
+MediumFacts vpdMediumFacts(std::string_view page);
+
 } // namespace zel

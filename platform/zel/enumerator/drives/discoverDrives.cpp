@@ -1,14 +1,17 @@
 // Hard drives, solid-state drives, memory cards, optical and floppy drives, and the partitions on them.
 // Reads, beyond what Drive.cpp and DriveCondition.cpp name, sys/block/*/{size,removable,ro},
 // queue/{rotational,logical_block_size,physical_block_size}, of partitions {size,start}, and
-// proc/sys/dev/cdrom/info. Needs no privilege.
+// proc/sys/dev/cdrom/info, device/vpd_pgb1 of SCSI and ATA drives; what Labels.cpp names; and how full file systems are.
+// Needs no privilege.
 #include <zel/enumerator/drives/discover.h>
 
 #include <zel/enumerator/drives/CdromInfo.h>
 #include <zel/enumerator/drives/Drive.h>
 #include <zel/enumerator/drives/DriveCondition.h>
 #include <zel/enumerator/drives/DriveConnection.h>
+#include <zel/enumerator/drives/Labels.h>
 #include <zel/enumerator/drives/MountedDevices.h>
+#include <zel/enumerator/drives/ScsiVpd.h>
 #include <zel/enumerator/records/Describe.h>
 #include <zel/enumerator/records/Measures.h>
 #include <zel/enumerator/root/Text.h>
@@ -110,10 +113,22 @@ void describe(DeviceDescription& device, HardwareTree& tree, Drive const& drive)
     addCondition(device, tree.root(), drive);
 }
 
-void addMount(DeviceDescription& device, Mount const* mount)
+/// A subvolume of btrfs has a number that the table of mounts does not have.
+void addUsage(DeviceDescription& device, Root const& root, Mount const& mount)
+{
+    auto const usage = root.usage(mount.mountPoint, mount.fileSystem == "btrfs" ? "" : mount.device);
+    if (!usage || usage->size == 0)
+        return;
+    device.add("FileSystemSize", measure::bytes(usage->size));
+    device.add("FileSystemUsed", measure::bytes(usage->used));
+    device.add("FileSystemAvailable", measure::bytes(usage->available));
+}
+
+void addMount(DeviceDescription& device, Root const& root, Mount const* mount)
 {
     if (!mount)
         return;
+    addUsage(device, root, *mount);
     device.add("MountPoint", std::optional(String(mount->mountPoint)));
     device.add("FileSystem", std::optional(String(mount->fileSystem)));
 }
@@ -135,8 +150,19 @@ void addPartition(DeviceDescription const& drive, std::string const& path, std::
     partition.add("PartitionNumber", std::optional(number));
     partition.add("Size", measure::bytes(sectorsToBytes(tree.root(), path + "/size")));
     partition.add("Start", measure::bytes(sectorsToBytes(tree.root(), path + "/start")));
-    addMount(partition, mounted.find(name));
+    addMount(partition, tree.root(), mounted.find(name));
+    if (sink.wantsDetail())
+        addLabels(partition, tree.root(), path);
     sink.add(std::move(partition));
+}
+
+void addMedium(DeviceDescription& device, Root const& root, Drive const& drive)
+{
+    constexpr std::size_t kLimit = 1024;
+    MediumFacts const facts =
+        vpdMediumFacts(root.read(drive.deviceFolder + "/vpd_pgb1", kLimit).value_or(""));
+    device.add("RotationRate", measure::revolutions(facts.revolutions));
+    device.add("FormFactor", facts.formFactor);
 }
 
 void addDisk(Drive const& drive, HardwareTree& tree, MountedDevices const& mounted, DeviceSink& sink)
@@ -163,9 +189,13 @@ void addDisk(Drive const& drive, HardwareTree& tree, MountedDevices const& mount
     device.add("PhysicalSectorSize", measure::bytes(positive(root.number(queue + "physical_block_size"))));
     if (drive.bus != DriveBus::Virtio) // there it says what the host's default is
         device.add("Rotational", rotational);
+    if (drive.bus == DriveBus::Ata || drive.bus == DriveBus::Scsi)
+        addMedium(device, root, drive);
     device.add("Removable", removable);
     device.add("ReadOnly", flag(root, drive.path + "/ro"));
-    addMount(device, mounted.find(drive.kernelName));
+    addMount(device, root, mounted.find(drive.kernelName));
+    if (sink.wantsDetail())
+        addLabels(device, root, drive.path);
 
     DeviceDescription const kept = device;
     sink.add(std::move(device));

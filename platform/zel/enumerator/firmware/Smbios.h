@@ -32,6 +32,8 @@ public:
     std::optional<std::uint32_t> doubleWord(std::size_t offset) const noexcept;
     /// Text whose number stands in the byte at an offset, as it is; absent when there is none.
     std::optional<std::string> text(std::size_t offset) const;
+    std::size_t size() const noexcept { return m_formatted.size(); } ///< of the formatted area, in bytes
+    std::vector<std::string_view> const& strings() const noexcept { return m_strings; }
     std::string_view bytes(std::size_t offset,
                            std::size_t count) const noexcept; ///< empty when not all are there
 
@@ -130,6 +132,14 @@ ZEL_EXPORT SmbiosMemory smbiosMemory(Smbios const& smbios);
 ZEL_EXPORT std::optional<std::string> smbiosChassisType(unsigned number);
 /// "xxxxxxxx-xxxx-..." of a system structure; nothing when not set.
 ZEL_EXPORT std::optional<std::string> smbiosUuid(SmbiosStructure const& system, bool littleEndian);
+/// "5.12", from two bytes of the BIOS structure; nothing when not set.
+ZEL_EXPORT std::optional<std::string> smbiosRelease(SmbiosStructure const& bios, std::size_t offset);
+/// One line each: what every structure of the table is, with its handle and its strings.
+ZEL_EXPORT std::vector<std::string> smbiosLines(Smbios const& smbios);
+/// One line each: "PCIE1: in use by 0000:01:00.0", "PCIE2: free".
+ZEL_EXPORT std::vector<std::string> smbiosSlots(Smbios const& smbios);
+/// One line each: "USB 3.0 (J3)": what stands on the connector, and what on the board beside it.
+ZEL_EXPORT std::vector<std::string> smbiosConnectors(Smbios const& smbios);
 /// Bytes of the firmware's memory, from the BIOS structure.
 ZEL_EXPORT std::optional<std::uint64_t> smbiosRomSize(SmbiosStructure const& bios);
 

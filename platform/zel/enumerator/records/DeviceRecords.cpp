@@ -64,7 +64,9 @@ std::unique_ptr<DeviceImp> makeRecord(DeviceDescription const& device)
     return record;
 }
 
-DeviceRecords::DeviceRecords(CapabilityImp wanted) : m_wanted(std::move(wanted)) {}
+DeviceRecords::DeviceRecords(CapabilityImp wanted, bool detail)
+    : m_wanted(std::move(wanted)), m_detail(detail)
+{}
 
 DeviceRecords::Key DeviceRecords::keyOf(CapabilityImp const& type, String const& locator)
 {

@@ -20,11 +20,12 @@ class ZEL_EXPORT DeviceRecords : public DeviceSink
 {
 public:
     /// Keeps what has at least one of `wanted`.
-    explicit DeviceRecords(CapabilityImp wanted);
+    explicit DeviceRecords(CapabilityImp wanted, bool detail = false);
 
     /// Throws InvalidArgumentException, and takes nothing, when a property is no row of Properties.def or its
     /// value cannot be read as the type that the row names.
     void add(DeviceDescription device) override;
+    bool wantsDetail() const override { return m_detail; }
     std::size_t count() const noexcept { return m_devices.size(); }
     std::vector<DeviceDescription> const& devices() const noexcept { return m_devices; }
 
@@ -37,6 +38,7 @@ private:
     static Key keyOf(CapabilityImp const& type, String const& locator);
 
     CapabilityImp m_wanted;
+    bool m_detail;
     std::vector<DeviceDescription> m_devices;
     std::map<Key, std::size_t> m_index; ///< into m_devices
 };

@@ -44,6 +44,9 @@ class DeviceSink
 public:
     virtual ~DeviceSink() = default;
     virtual void add(DeviceDescription device) = 0;
+    /// Whether facts are wanted as well that take long to find or that only few ask for. A discoverer need not look:
+    /// what it finds anyway may be added.
+    virtual bool wantsDetail() const { return false; }
 };
 
 } // namespace zel

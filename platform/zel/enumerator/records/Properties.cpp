@@ -9,12 +9,21 @@ namespace {
 using enum PropertyRow::Flag;
 
 constexpr PropertyRow kRows[] = {
-#define ZEL_PROPERTY(key, dataType, flags, name) {#key, #dataType, static_cast<unsigned>(flags), name},
+#define ZEL_PROPERTY(key, dataType, flags, group, name)                                                      \
+    {#key, #dataType, static_cast<unsigned>(flags), PropertyGroup::group, name},
 #include <zel/enumerator/records/Properties.def>
 #undef ZEL_PROPERTY
 };
 
+constexpr PropertyGroupRow kGroups[] = {
+#define ZEL_PROPERTY_GROUP(key, name) {#key, name},
+#include <zel/enumerator/records/PropertyGroups.def>
+#undef ZEL_PROPERTY_GROUP
+};
+
 } // namespace
+
+std::span<PropertyGroupRow const> propertyGroups() noexcept { return kGroups; }
 
 std::span<PropertyRow const> propertyRows() noexcept { return kRows; }
 

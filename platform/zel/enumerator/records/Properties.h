@@ -11,13 +11,27 @@
 
 namespace zel {
 
+/// Rows of PropertyGroups.def, by their keys.
+enum class PropertyGroup {
+#define ZEL_PROPERTY_GROUP(key, name) key,
+#include <zel/enumerator/records/PropertyGroups.def>
+#undef ZEL_PROPERTY_GROUP
+};
+
+struct PropertyGroupRow
+{
+    char const* key;
+    char const* name; ///< in English
+};
+
 /// One row of Properties.def.
 struct ZEL_EXPORT PropertyRow
 {
     char const* key;
     char const* dataType; ///< text of the DataTypeImp constant
     unsigned flags;       ///< of the flags below
-    char const* name;     ///< in English
+    PropertyGroup group;
+    char const* name; ///< in English
 
     enum Flag : unsigned {
         SysInfo = 1u << 0,
@@ -28,8 +42,10 @@ struct ZEL_EXPORT PropertyRow
         Inventory = 1u << 5,
         Summary = 1u << 6,
         Identifying = 1u << 7,
+        Detail = 1u << 8,
     };
 
+    bool isDetail() const noexcept { return (flags & Detail) != 0; }
     DataTypeImp type() const;
     PropertyCategoryImp category() const;
     /// A new one, by which modules and listings know the property.
@@ -37,6 +53,8 @@ struct ZEL_EXPORT PropertyRow
 };
 
 ZEL_EXPORT std::span<PropertyRow const> propertyRows() noexcept;
+/// In the order in which they are shown; a PropertyGroup is an index of it.
+ZEL_EXPORT std::span<PropertyGroupRow const> propertyGroups() noexcept;
 /// Null when no row has the key.
 ZEL_EXPORT PropertyRow const* findProperty(std::string_view key);
 

@@ -27,6 +27,11 @@ public:
     {
         return m_root.linkName(path);
     }
+    std::optional<FileSystemUsage> usage(std::string const& mountPoint,
+                                         std::string const& device) const override
+    {
+        return m_root.usage(mountPoint, device);
+    }
     std::vector<std::string> refused() const override { return m_root.refused(); }
     std::vector<RootFailure> failures() const override { return m_root.failures(); }
 

@@ -24,6 +24,13 @@ struct RootFailure
     ZEL_EXPORT std::string toString() const;
 };
 
+/// How full a file system is, in bytes.
+struct FileSystemUsage
+{
+    std::uint64_t size = 0, used = 0;
+    std::uint64_t available = 0; ///< to those without privilege; less than what is not used
+};
+
 /// Reads below one directory. Paths are relative to it, without a leading slash
 /// ("sys/class/net/eth0/address"). Symbolic links are resolved inside the root: an absolute or upward link
 /// can never lead out of it. What is missing, unreadable, not of the expected kind or too large is *absent*:
@@ -44,6 +51,12 @@ public:
     virtual std::vector<std::string> list(std::string const& path) const = 0;
     /// The path, relative to the root and free of links, that a path leads to; absent when it leads nowhere.
     virtual std::optional<std::string> resolve(std::string const& path) const = 0;
+    /// Of the file system that is mounted at an absolute path; only on the live machine, and only where `device`
+    /// ("8:1"; empty: any) is what stands there now and not covered by another mount.
+    virtual std::optional<FileSystemUsage> usage(std::string const&, std::string const&) const
+    {
+        return std::nullopt;
+    }
     bool exists(std::string const& path) const { return resolve(path).has_value(); }
     /// Last component of where a link says that it leads ("driver" -> "e1000e"), also when nothing stands
     /// there: a captured tree often holds the link and not the driver's directory. Absent when it is no link.

@@ -10,6 +10,7 @@
 #include <zel/enumerator/records/Describe.h>
 #include <zel/enumerator/records/Measures.h>
 #include <zel/enumerator/root/Text.h>
+#include <zel/enumerator/system/AcpiTables.h>
 #include <zel/enumerator/system/StartFacts.h>
 #include <zel/enumerator/system/Virtualization.h>
 
@@ -100,6 +101,7 @@ void addOperatingSystem(Root const& root, DeviceDescription& system)
     system.add("HostName", host);
     system.add("KernelName", root.text("proc/sys/kernel/ostype"));
     system.add("KernelRelease", kernelRelease(root));
+    system.add("KernelBuild", root.text("proc/sys/kernel/version"));
     if (auto const release = root.read("etc/os-release", 1u << 16)) {
         auto const values = text::keyValueLines(*release);
         system.add("OperatingSystemName", unquoted(values, "PRETTY_NAME"));
@@ -164,8 +166,22 @@ String addSystem(Root const& root, KernelCopy const& copy, Smbios const& smbios,
     return name;
 }
 
-/// Processor sockets stand on the first board: no structure tells on which of several.
-void addBoard(Facts facts, std::size_t sockets, String const& systemName, DeviceSink& sink)
+void addLines(DeviceDescription& device, char const* key, std::vector<std::string> const& lines)
+{
+    if (!lines.empty())
+        device.properties.emplace_back(key, ValueImp(std::vector<String>(lines.begin(), lines.end())));
+}
+
+/// What the board is like beyond its name; no structure tells on which of several something stands.
+void addBoardBuild(DeviceDescription& board, Smbios const& smbios)
+{
+    if (std::size_t const sockets = smbiosProcessors(smbios).size(); sockets > 0)
+        board.properties.emplace_back("ProcessorSockets", ValueImp(static_cast<unsigned>(sockets)));
+    addLines(board, "ExpansionSlots", smbiosSlots(smbios));
+    addLines(board, "BoardConnectors", smbiosConnectors(smbios));
+}
+
+void addBoard(Facts facts, Smbios const& smbios, String const& systemName, DeviceSink& sink)
 {
     DeviceDescription board;
     board.type = C::SystemBoard();
@@ -182,13 +198,13 @@ void addBoard(Facts facts, std::size_t sockets, String const& systemName, Device
     board.add("Version", facts.text(0x06, "board_version"));
     board.add("SerialNumber", facts.text(0x07, "board_serial"));
     board.add("AssetTag", facts.text(0x08, "board_asset_tag"));
-    if (sockets > 0)
-        board.properties.emplace_back("ProcessorSockets", ValueImp(static_cast<unsigned>(sockets)));
+    if (facts.instance() == 0)
+        addBoardBuild(board, smbios);
     if (facts.any())
         sink.add(std::move(board));
 }
 
-void addBios(Facts facts, DeviceSink& sink)
+void addBios(Facts facts, Root const& root, Smbios const& smbios, DeviceSink& sink)
 {
     DeviceDescription bios;
     bios.type = C::BIOS();
@@ -202,8 +218,15 @@ void addBios(Facts facts, DeviceSink& sink)
     bios.add("Manufacturer", manufacturer);
     bios.add("FirmwareVersion", version);
     bios.add("ReleaseDate", facts.text(0x08, "bios_date"));
-    if (facts.structure())
+    if (facts.structure()) {
+        bios.add("FirmwareRelease", smbiosRelease(*facts.structure(), 0x14));
+        bios.add("EmbeddedControllerRelease", smbiosRelease(*facts.structure(), 0x16));
         bios.add("Size", measure::bytes(smbiosRomSize(*facts.structure())));
+    }
+    if (sink.wantsDetail() && facts.instance() == 0) {
+        addLines(bios, "FirmwareTables", smbiosLines(smbios));
+        addLines(bios, "AcpiTables", acpiTables(root));
+    }
     if (facts.any())
         sink.add(std::move(bios));
 }
@@ -250,12 +273,10 @@ void forEach(KernelCopy const& copy, Smbios const& smbios, std::uint8_t type, Ad
 void discoverSystem(Root const& root, DeviceSink& sink)
 {
     Smbios const smbios = readSmbios(root);
-    std::size_t const sockets = smbiosProcessors(smbios).size();
     KernelCopy const copy(root);
     String const name = addSystem(root, copy, smbios, sink);
-    forEach(copy, smbios, kBoard,
-            [&](Facts const& facts) { addBoard(facts, facts.instance() == 0 ? sockets : 0, name, sink); });
-    forEach(copy, smbios, kBios, [&sink](Facts const& facts) { addBios(facts, sink); });
+    forEach(copy, smbios, kBoard, [&](Facts const& facts) { addBoard(facts, smbios, name, sink); });
+    forEach(copy, smbios, kBios, [&](Facts const& facts) { addBios(facts, root, smbios, sink); });
     forEach(copy, smbios, kChassis, [&sink](Facts const& facts) { addChassis(facts, sink); });
 }
 

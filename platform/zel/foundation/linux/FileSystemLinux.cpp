@@ -68,7 +68,22 @@ String distrustOf(struct stat const& file, std::optional<struct stat> const& pro
     return String(others & S_IWOTH ? "may be written by everybody" : "may be written by its group");
 }
 
+String distrustOf(struct stat const& file, FileSystem::Writers writers)
+{
+    if (writers == FileSystem::Writers::Anybody)
+        return String();
+    return distrustOf(file, writers == FileSystem::Writers::AsProgram ? programStatus() : std::nullopt);
+}
+
 } // namespace
+
+String FileSystem::distrust(std::string const& path, Writers writers)
+{
+    struct stat status;
+    if (writers == Writers::CallerOrRoot && ::lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode))
+        return "is a symbolic link";
+    return ::stat(path.c_str(), &status) == 0 ? distrustOf(status, writers) : String();
+}
 
 FileSystem::ReadResult FileSystem::readFile(std::string const& path, std::size_t limit, Writers writers)
 {
@@ -82,11 +97,8 @@ FileSystem::ReadResult FileSystem::readFile(std::string const& path, std::size_t
         return {std::nullopt, errno};
     if (!S_ISREG(status.st_mode))
         return {std::nullopt, S_ISDIR(status.st_mode) ? EISDIR : EINVAL};
-    if (writers != Writers::Anybody) {
-        auto const program = writers == Writers::AsProgram ? programStatus() : std::nullopt;
-        if (String const distrust = distrustOf(status, program); !distrust.empty())
-            return {std::nullopt, EPERM, distrust};
-    }
+    if (String const distrust = distrustOf(status, writers); !distrust.empty())
+        return {std::nullopt, EPERM, distrust};
     std::string content;
     if (int const error = readAll(file.number(), content, limit))
         return {std::nullopt, error};

@@ -176,6 +176,8 @@ public:
     void mergeWithTracking(StateManager const& other) { merge(other, true); }
     /// The same, but what is known here stays: only what is missing is taken in.
     void completeWithTracking(StateManager const& other) { merge(other, false); }
+    /// The same, of devices and property specifications alone: what else `other` holds is not taken in.
+    void completeDevices(StateManager const& other);
     /// What happened since the last call, as the net of it, oldest first, for whoever passes changes on.
     std::vector<Change> takeChanges() { return m_changes.take(); }
     /// How many are held; bounded also when nobody takes them, see ChangeList.

@@ -74,6 +74,15 @@ void StateManager::merge(StateManager const& other, bool newerWins)
     mergeAssociations(other);
 }
 
+void StateManager::completeDevices(StateManager const& other)
+{
+    if (&other == this)
+        return;
+    mergePropertySpecs(other);
+    for (std::size_t i = 0; i < other.deviceCount(); ++i)
+        mergeDevice(*other.deviceAtIndex(i), other, false);
+}
+
 namespace {
 
 template <typename Record, typename Added>

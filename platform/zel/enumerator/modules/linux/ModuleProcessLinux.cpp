@@ -5,6 +5,7 @@
 #include <zel/foundation/linux/FileDescriptor.h>
 
 #include <fcntl.h>
+#include <linux/close_range.h>
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -29,12 +30,22 @@ using Clock = std::chrono::steady_clock;
 constexpr int kChildIn = 3;
 constexpr int kChildOut = 4;
 constexpr int kLowest = 10;
+constexpr std::size_t kComplaintBytes = 500; // of standard error; the rest is read and forgotten
+constexpr char kTooLong[] = "it took too long";
 constexpr int kNotStarted = 127;
 constexpr int kSliceMilliseconds = 20; // between two looks whether the child is still there
 
 struct Pipe
 {
     FileDescriptor reading, writing;
+
+    bool isOpen() const { return reading.isOpen() && writing.isOpen(); }
+};
+
+/// One to the child, two from it.
+struct Pipes
+{
+    Pipe in, out, errors;
 };
 
 FileDescriptor raised(int descriptor)
@@ -82,20 +93,24 @@ private:
 };
 
 // Between fork and exec, in the child: nothing but what a signal handler may call.
-bool takeFiles(int in, int out)
+bool takeFiles(int in, int out, int errors)
 {
     int const nothing = ::open("/dev/null", O_RDWR | O_CLOEXEC);
-    return nothing >= 0 && ::dup2(nothing, STDIN_FILENO) >= 0 && ::dup2(nothing, STDOUT_FILENO) >= 0 &&
-           ::dup2(in, kChildIn) >= 0 && ::dup2(out, kChildOut) >= 0;
+    bool const taken = nothing >= 0 && ::dup2(nothing, STDIN_FILENO) >= 0 &&
+                       ::dup2(nothing, STDOUT_FILENO) >= 0 && ::dup2(errors, STDERR_FILENO) >= 0 &&
+                       ::dup2(in, kChildIn) >= 0 && ::dup2(out, kChildOut) >= 0;
+    if (taken) // others may have opened files without O_CLOEXEC; before Linux 5.11 those go along
+        ::close_range(kChildOut + 1, ~0u, CLOSE_RANGE_CLOEXEC);
+    return taken;
 }
 
-[[noreturn]] void becomeModule(pid_t parent, SignalsBlocked const& blocked, int in, int out, int report,
+[[noreturn]] void becomeModule(pid_t parent, SignalsBlocked const& blocked, Pipes const& pipes, int report,
                                char* const argv[])
 {
     // A process that is killed takes its modules along; it may be gone before the first line is reached.
     if (::prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 && ::getppid() != parent)
         ::_exit(kNotStarted);
-    if (takeFiles(in, out)) {
+    if (takeFiles(pipes.in.reading.number(), pipes.out.writing.number(), pipes.errors.writing.number())) {
         blocked.endInChild();
         ::execve(argv[0], argv, environ);
     }
@@ -117,8 +132,7 @@ int startFailure(pid_t child, Pipe report)
     return error;
 }
 
-int start(std::string const& program, std::vector<std::string> words, Pipe const& in, Pipe const& out,
-          pid_t& child)
+int start(std::string const& program, std::vector<std::string> words, Pipes const& pipes, pid_t& child)
 {
     words.insert(words.begin(), program);
     words.insert(words.end(), {"-pipeIn", std::to_string(kChildIn), "-pipeOut", std::to_string(kChildOut)});
@@ -127,15 +141,14 @@ int start(std::string const& program, std::vector<std::string> words, Pipe const
         argv.push_back(word.data());
     argv.push_back(nullptr);
     Pipe report = makePipe();
-    if (!report.reading.isOpen() || !report.writing.isOpen())
+    if (!report.isOpen())
         return errno;
     pid_t const parent = ::getpid();
     {
         SignalsBlocked const blocked;
         child = ::fork();
         if (child == 0)
-            becomeModule(parent, blocked, in.reading.number(), out.writing.number(), report.writing.number(),
-                         argv.data());
+            becomeModule(parent, blocked, pipes, report.writing.number(), argv.data());
     }
     return child < 0 ? errno : startFailure(child, std::move(report));
 }
@@ -153,44 +166,67 @@ bool hasEnded(pid_t child)
 class Exchange
 {
 public:
-    Exchange(FileDescriptor toChild, FileDescriptor fromChild, std::string const& input,
-             ModuleProcess::Limits const& limits)
-        : m_toChild(std::move(toChild)), m_fromChild(std::move(fromChild)), m_input(input), m_limits(limits),
+    Exchange(Pipes pipes, std::string const& input, ModuleProcess::Limits const& limits)
+        : m_toChild(std::move(pipes.in.writing)), m_fromChild(std::move(pipes.out.reading)),
+          m_errors(std::move(pipes.errors.reading)), m_input(input), m_limits(limits),
           m_end(Clock::now() + std::chrono::milliseconds(limits.milliseconds))
     {
-        ::fcntl(m_toChild.number(), F_SETFL, O_NONBLOCK);
-        ::fcntl(m_fromChild.number(), F_SETFL, O_NONBLOCK);
+        for (FileDescriptor const* one : {&m_toChild, &m_fromChild, &m_errors})
+            ::fcntl(one->number(), F_SETFL, O_NONBLOCK);
     }
 
-    /// Until the child closes its output or ends: a descendant that escaped may hold the pipe open for ever.
+    /// Until the child closes its output or ends: a descendant that escaped may hold the pipes open for ever.
     /// Returns why it went wrong; empty when it did not.
     String run(pid_t child, std::string& output)
     {
         if (m_input.empty())
             m_toChild = FileDescriptor();
         while (remaining() > 0) {
-            bool const ended = hasEnded(child); // first: then all that it wrote is in the pipe
-            std::array<pollfd, 2> waiting{
-                {{m_fromChild.number(), POLLIN, 0}, {m_toChild.number(), POLLOUT, 0}}};
-            int const ready = ::poll(waiting.data(), m_toChild.isOpen() ? 2 : 1,
-                                     ended ? 0 : std::min(remaining(), kSliceMilliseconds));
+            bool const ended = hasEnded(child); // first: then all that it wrote is in the pipes
+            std::array<pollfd, 3> waiting{{{m_fromChild.number(), POLLIN, 0},
+                                           {m_errors.number(), POLLIN, 0}, // a closed one, -1, is passed over
+                                           {m_toChild.number(), POLLOUT, 0}}};
+            int const ready =
+                ::poll(waiting.data(), waiting.size(), ended ? 0 : std::min(remaining(), kSliceMilliseconds));
             if (ready < 0 && errno != EINTR)
                 return System::errorText(errno);
             if (ended && ready >= 0 && waiting[0].revents == 0)
                 return String();
             if (ready <= 0)
                 continue;
-            if (m_toChild.isOpen() && waiting[1].revents != 0)
+            if (waiting[1].revents != 0)
+                readErrors();
+            if (waiting[2].revents != 0)
                 write();
             if (waiting[0].revents != 0 && !read(output))
                 return output.size() > m_limits.outputBytes ? String("its answer is too large") : String();
         }
-        return "it took too long";
+        return kTooLong;
     }
     int remaining() const
     {
         auto const left = std::chrono::duration_cast<std::chrono::milliseconds>(m_end - Clock::now()).count();
         return left > 0 ? static_cast<int>(left) : 0;
+    }
+    /// Takes what is in the pipe of standard error; the child must not wait because nobody reads it.
+    void readErrors()
+    {
+        if (!m_errors.isOpen())
+            return;
+        std::array<char, 4096> buffer;
+        ssize_t const count = ::read(m_errors.number(), buffer.data(), buffer.size());
+        if (count == 0 || (count < 0 && errno != EINTR && errno != EAGAIN))
+            m_errors = FileDescriptor();
+        if (count > 0 && m_said.size() < kComplaintBytes)
+            m_said.append(buffer.data(),
+                          std::min(static_cast<std::size_t>(count), kComplaintBytes - m_said.size()));
+    }
+    /// First line of what the child said on standard error.
+    String complaint()
+    {
+        readErrors();
+        std::size_t const begin = std::min(m_said.find_first_not_of("\r\n\t "), m_said.size());
+        return String(m_said.substr(begin, m_said.find('\n', begin) - begin)).withoutControls(false);
     }
 
 private:
@@ -216,29 +252,34 @@ private:
         return (count > 0 || again) && output.size() <= m_limits.outputBytes;
     }
 
-    FileDescriptor m_toChild, m_fromChild;
+    FileDescriptor m_toChild, m_fromChild, m_errors;
     std::string const& m_input;
     std::size_t m_written = 0;
+    std::string m_said;
     ModuleProcess::Limits m_limits;
     Clock::time_point m_end;
 };
 
 /// Waits until `child` has ended or the time is over; then kills it. Returns what is wrong with how it ended.
-String reap(pid_t child, Exchange const& exchange, bool kill)
+String reap(pid_t child, Exchange& exchange, bool kill)
 {
     int status = 0;
+    bool late = false;
     for (;;) {
-        if (kill)
+        if (kill || late)
             ::kill(child, SIGKILL);
-        pid_t const ended = ::waitpid(child, &status, kill ? 0 : WNOHANG);
+        pid_t const ended = ::waitpid(child, &status, kill || late ? 0 : WNOHANG);
         if (ended == child)
             break;
         if (ended < 0 && errno != EINTR)
             return System::errorText(errno);
-        kill = kill || exchange.remaining() == 0;
+        late = exchange.remaining() == 0;
+        exchange.readErrors();
         if (ended == 0)
             System::sleepMilliseconds(1); // it has closed its pipe, so its end is near
     }
+    if (late)
+        return kTooLong;
     if (WIFSIGNALED(status))
         return String("it was ended by signal ") + String::number(WTERMSIG(status));
     if (WEXITSTATUS(status) != 0)
@@ -253,25 +294,25 @@ ModuleProcess::Outcome ModuleProcess::run(std::string const& program,
                                           Limits const& limits)
 {
     Outcome outcome;
-    Pipe in = makePipe();
-    Pipe out = makePipe();
-    if (!in.reading.isOpen() || !in.writing.isOpen() || !out.reading.isOpen() || !out.writing.isOpen()) {
+    Pipes pipes{makePipe(), makePipe(), makePipe()};
+    if (!pipes.in.isOpen() || !pipes.out.isOpen() || !pipes.errors.isOpen()) {
         outcome.error = System::errorText(errno);
         return outcome;
     }
     pid_t child = -1;
-    if (int const error = start(program, arguments, in, out, child); error != 0) {
+    if (int const error = start(program, arguments, pipes, child); error != 0) {
         outcome.error = System::errorText(error);
         return outcome;
     }
-    in.reading = FileDescriptor();
-    out.writing = FileDescriptor();
+    for (FileDescriptor* const childs : {&pipes.in.reading, &pipes.out.writing, &pipes.errors.writing})
+        *childs = FileDescriptor();
     BrokenPipesAreErrors const guard; // after the start: a child inherits the mask
-    Exchange exchange(std::move(in.writing), std::move(out.reading), input, limits);
+    Exchange exchange(std::move(pipes), input, limits);
     outcome.error = exchange.run(child, outcome.output);
     String const ended = reap(child, exchange, !outcome.error.empty());
     if (outcome.error.empty())
         outcome.error = ended;
+    outcome.complaint = exchange.complaint();
     return outcome;
 }
 

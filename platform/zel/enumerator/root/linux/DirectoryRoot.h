@@ -29,6 +29,8 @@ public:
     std::vector<std::string> list(std::string const& path) const override;
     std::optional<std::string> resolve(std::string const& path) const override;
     std::optional<std::string> linkName(std::string const& path) const override;
+    std::optional<FileSystemUsage> usage(std::string const& mountPoint,
+                                         std::string const& device) const override;
     std::vector<std::string> refused() const override;
     std::vector<RootFailure> failures() const override;
 

@@ -7,7 +7,9 @@
 #include <linux/magic.h>
 #include <linux/openat2.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <sys/syscall.h>
+#include <sys/sysmacros.h>
 #include <sys/vfs.h>
 #include <unistd.h>
 
@@ -206,6 +208,28 @@ void DirectoryRoot::note(int error, std::string const& path, bool isDirectory) c
         failure.reason = std::generic_category().message(error);
         failure.path = path;
     }
+}
+
+std::optional<FileSystemUsage> DirectoryRoot::usage(std::string const& mountPoint,
+                                                    std::string const& device) const
+{
+    if (!m_live || hasZero(mountPoint))
+        return std::nullopt;
+    FileDescriptor const there = open(mountPoint, O_PATH | O_DIRECTORY);
+    struct stat status
+    {};
+    struct statvfs counts
+    {};
+    if (!there.isOpen() || ::fstat(there.number(), &status) != 0 ||
+        ::fstatvfs(there.number(), &counts) != 0 || counts.f_blocks < counts.f_bfree)
+        return std::nullopt;
+    std::string const number =
+        std::to_string(major(status.st_dev)) + ":" + std::to_string(minor(status.st_dev));
+    if (!device.empty() && device != number)
+        return std::nullopt;
+    return FileSystemUsage{counts.f_blocks * counts.f_frsize,
+                           (counts.f_blocks - counts.f_bfree) * counts.f_frsize,
+                           counts.f_bavail * counts.f_frsize};
 }
 
 std::vector<RootFailure> DirectoryRoot::failures() const

@@ -104,6 +104,13 @@ std::size_t addFreeIndicatorRuns(zel::Array<zel::IndicatorImp*> const& indicator
     return count;
 }
 
+// What one module fails to tell is no reason to do without the devices of all others.
+void tellModuleFailures()
+{
+    for (zel::String const& failure : zel::Enumerator::instance().moduleFailures())
+        ErrorReporting::tell("Devices of a module are missing: " + failure);
+}
+
 // Drives are what every inventory needs of another module's devices, with just the properties that name them.
 void mergeSystemInformation()
 {
@@ -144,6 +151,7 @@ void CommStandAlone::receiveDevices()
         << "sysinfo or indicator module: calling Enumerator::instance().getDevicesFromModule.";
     for (auto const& requirement : module.enumerationRequirements()) {
         zel::Enumerator::instance().getDevicesFromModule(requirement.module, 0, 1);
+        tellModuleFailures();
         if (module.type() == zel::ModuleTypeImp::SYSINFO())
             mergeSystemInformation();
     }
@@ -158,6 +166,7 @@ void CommStandAlone::receiveDiagnosticDevices()
     ZEL_LOG(logger(), zel::LogLevel::Information) << " Supported Devices: " << capabilities.toString();
     for (zel::RootFailure const& failure : zel::Enumerator::instance().failures())
         ErrorReporting::tell("Devices may be missing: " + zel::String(failure.toString()));
+    tellModuleFailures();
     if (zel::StateManager& found = zel::ModuleManager::getInstance().getStateManager();
         anyDeviceIsOf(capabilities, found)) {
         manager().mergeWithTracking(found);
