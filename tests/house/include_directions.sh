@@ -12,7 +12,7 @@ allow() {
   [[ -d $folder ]] || { echo "no folder $folder"; status=1; return; }
   found=$(grep -rnE '^ *# *include' --include='*.h' --include='*.cpp' --include='*.def' "$folder" |
     grep -vE "include (<($allowed)|\"[A-Za-z]+\.(h|inc)\")" |
-    grep -E 'include (<((zel|krel5|libKrel5|common|memory|cpu|storage|listing|nlohmann|CLI|elfutils)/|pugixml|libudev|spdlog)|")')
+    grep -E 'include (<((zel|krel5|libKrel5|common|memory|cpu|storage|inventory|listing|nlohmann|CLI|elfutils)/|pugixml|libudev|spdlog)|")')
   if [[ -n $found ]]; then
     echo "$folder may include only <$allowed>:"
     echo "$found"
@@ -92,7 +92,10 @@ allow platform/zel/model 'zel/foundation/|zel/model/'
 allow platform/zel/enumerator 'zel/foundation/|zel/model/|zel/enumerator/|libudev'
 allow include/krel5 'krel5/|zel/foundation/String.h>|zel/model/vocabulary/tables/'
 allow providers/src/libKrel5 'zel/|krel5/|libKrel5/'
-allow modules 'krel5/|common/|memory/|cpu/|storage/|nlohmann/'
+for module in modules/*/; do
+  [[ $module == modules/inventory/ ]] || allow "$module" 'krel5/|common/|memory/|cpu/|storage/|nlohmann/'
+done
+allow modules/inventory 'krel5/|inventory/|zel/enumerator/(Enumerator|records/Properties)\.h|zel/model/|zel/foundation/String\.h'
 allow examples 'krel5/'
 allow tools 'zel/|listing/|CLI/|nlohmann/'
 allow tools/listing 'zel/|listing/|nlohmann/'

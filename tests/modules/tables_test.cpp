@@ -39,7 +39,8 @@ struct Module
 
 Module const kModules[] = {{"cpu", cpu::kEvents, cpu::kTexts},
                            {"memory", memory::kEvents, memory::kTexts},
-                           {"storage", storage::kEvents, storage::kTexts}};
+                           {"storage", storage::kEvents, storage::kTexts},
+                           {"inventory", {}, {}}}; // runs no tests
 
 fs::path folderOf(Module const& module) { return fs::path(MODULES_FOLDER) / module.m_name; }
 
@@ -103,7 +104,7 @@ TEST(ModuleTables, HaveTheTextsOfTheTextFilesAndNoOthers)
     for (Module const& module : kModules) {
         SCOPED_TRACE(module.m_name);
         Lines english = linesOf(module, ".w4p");
-        EXPECT_EQ(english.erase("Text.Running"), 1u) << "DiagHost's own";
+        EXPECT_EQ(english.erase("Text.Running"), module.m_events.empty() ? 0u : 1u) << "DiagHost's own";
         for (LocalText const& text : module.m_texts) {
             EXPECT_EQ(english[text.m_key], text.m_english) << text.m_key;
             english.erase(text.m_key);

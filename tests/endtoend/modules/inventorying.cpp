@@ -173,6 +173,7 @@ int main(int argc, char** argv)
         {"links", linkDrives},
     };
     s_name = argc > 0 ? argv[0] : "";
+    s_name.erase(0, s_name.rfind('/') + 1);
     SysInfoModule::setCmdLineArgs(argc, argv);
     SysInfoModule::setVersion(1, 0, "1");
     for (Kind const& kind : kinds)

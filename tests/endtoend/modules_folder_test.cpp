@@ -1,0 +1,263 @@
+// Modules of the modules folder, asked by the enumerator: one that behaves, and beside it one that does not.
+#include <endtoend/ModuleFolder.h>
+
+#include <zel/enumerator/Enumerator.h>
+#include <zel/model/state/StateManager.h>
+#include <zel/model/wire/Serializable.h>
+
+#include <cerrno>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <thread>
+
+namespace {
+
+using test::holds;
+using C = zel::CapabilityImp;
+
+constexpr char kGhost[] = R"(<?xml version="1.0"?>
+<StateManager format="zel-state" version="1">
+<device guid="ghost" name="Ghost" type="Monitor" capabilities="Monitor"/>
+)";
+
+/// A folder of modules in which "honest" reports two drives and a monitor, as the program beside it does by itself.
+struct ModulesFolderTest : test::ModuleFolder
+{
+    ModulesFolderTest() : ModuleFolder(INVENTORYING_MODULE, "inventorying") {}
+
+    void SetUp() override
+    {
+        ModuleFolder::SetUp();
+        if (IsSkipped())
+            return;
+        std::filesystem::create_directory(folder());
+        std::filesystem::copy_file(INVENTORYING_MODULE, folder() + "/inventorying");
+        enumerator().setModulesFolder(folder());
+    }
+    void TearDown() override
+    {
+        enumerator().setModulesFolder("");
+        enumerator().setModuleDeadline(30'000);
+    }
+
+    static zel::Enumerator& enumerator() { return zel::Enumerator::instance(); }
+    std::string folder() const { return m_folder.path("sysinfo"); }
+
+    /// A shell script as a module; its pipes are descriptors 3 and 4, "$@" what it was started with.
+    void script(std::string const& name, std::string const& text, unsigned mode = 0755)
+    {
+        m_folder.write("sysinfo/" + name, "#!/bin/sh\n" + text + "\n");
+        ASSERT_EQ(::chmod((folder() + "/" + name).c_str(), mode), 0);
+    }
+
+    static std::string names(zel::StateManager const& state)
+    {
+        std::string all;
+        for (std::size_t i = 0; i < state.deviceCount(); ++i)
+            if (zel::DeviceImp const& device = *state.deviceAtIndex(i); !device.hwLocator().startsWith("PCI"))
+                all += device.name().toUtf8() + "\n";
+        return all;
+    }
+    std::string found(C const& capabilities = C::Monitor() | C::HardDrive())
+    {
+        enumerator().getDevicesOfType(capabilities, 1, 0);
+        return names(zel::ModuleManager::getInstance().getStateManager());
+    }
+};
+
+std::size_t openDescriptors()
+{
+    auto const all = std::filesystem::directory_iterator("/proc/self/fd");
+    return static_cast<std::size_t>(std::distance(begin(all), end(all)));
+}
+
+TEST_F(ModulesFolderTest, AddsTheDevicesOfTheKindsThatWereAskedFor)
+{
+    std::string const both = found();
+    EXPECT_TRUE(holds(both, "Drive 1\nDrive 2\nScreen\n"));
+    EXPECT_TRUE(enumerator().moduleFailures().empty());
+    std::string const screens = found(C::Monitor());
+    EXPECT_TRUE(holds(screens, "Screen\n"));
+    EXPECT_FALSE(test::has(screens, "Drive 1"));
+    zel::StateManager& state = zel::ModuleManager::getInstance().getStateManager();
+    EXPECT_EQ(state.alertCount(), 0u) << "alerts are not what was asked for";
+    EXPECT_EQ(state.nextModule(nullptr), nullptr);
+    enumerator().setModulesFolder(m_folder.path("nothing-here"));
+    EXPECT_FALSE(test::has(found(), "Screen"));
+    EXPECT_TRUE(enumerator().moduleFailures().empty()) << "who has no such folder misses nothing";
+}
+
+TEST_F(ModulesFolderTest, WhatIsKnownAlreadyIsToldAndCompleted)
+{
+    enumerator().getDevicesOfType(C::HardDrive(), 1, 0);
+    zel::StateManager& state = zel::ModuleManager::getInstance().getStateManager();
+    zel::String guid;
+    for (std::size_t i = 0; i < state.deviceCount(); ++i)
+        if (state.deviceAtIndex(i)->name() == zel::String("Drive 1"))
+            guid = state.deviceAtIndex(i)->guid();
+    ASSERT_FALSE(guid.empty());
+    script("later", "cat <&3 >" + m_folder.path("told") + "\ncat >&4 <<'END'\n" +
+                        std::string(R"(<?xml version="1.0"?>
+<StateManager format="zel-state" version="1">
+<specification name="Speed" key="Speed" type="UINT32" category="SysInfo"/>
+<specification name="Colour" key="Colour" type="STRING" category="SysInfo"/>
+<device guid=")") + guid.toUtf8() +
+                        R"(" name="Another" type="HardDrive" capabilities="HardDrive">
+<property spec="Speed" value="1"/><property spec="Colour" value="red"/></device>
+<device guid="below" parent=")" +
+                        guid.toUtf8() + R"(" name="Below" type="HardDrive" capabilities="HardDrive"/>
+</StateManager>
+END)");
+    EXPECT_TRUE(holds(found(C::HardDrive()), "Below\n"));
+    EXPECT_TRUE(enumerator().moduleFailures().empty());
+    EXPECT_TRUE(holds(m_folder.read("told"), "name=\"Drive 1\""));
+    zel::DeviceImp const* const drive = state.device(guid);
+    ASSERT_NE(drive, nullptr);
+    EXPECT_EQ(drive->name(), zel::String("Drive 1"));
+    EXPECT_EQ(drive->property("Speed")->value().toString(), zel::String("7201"));
+    EXPECT_EQ(drive->property("Colour")->value().toString(), zel::String("red"));
+    EXPECT_EQ(state.parentOf(*state.device("below")), drive);
+}
+
+TEST_F(ModulesFolderTest, AModuleThatFailsCostsItsOwnDevicesAndOneLine)
+{
+    enumerator().setModuleDeadline(20'000);
+    std::string const honest = found();
+    std::string const ghost = std::string("cat >&4 <<'END'\n") + kGhost + "END\n";
+    std::string const whole = std::string("cat >&4 <<'END'\n") + kGhost + "</StateManager>\nEND\n";
+    std::string const real = m_folder.path("inventorying");
+    struct Case
+    {
+        char const* name;
+        std::string text;
+        char const* reason;
+    } const cases[] = {
+        {"floods", "exec cat /dev/zero >&4", "its answer is too large"},
+        {"dies", ghost + "kill -9 $$", "it was ended by signal 9"},
+        {"fails", whole + "echo 'no bus' >&2; exit 3", "it ended with status 3, and said: no bus"},
+        {"stops", ghost + "exit 0", "its answer is refused: "},
+        {"twice", whole + whole, "its answer is refused: "},
+        {"really-twice", real + " \"$@\"; exec " + real + " \"$@\"", "its answer is refused: "},
+        {"silent", "exit 0", "it answered nothing"},
+        {"closes", "exec 3<&- 4>&-; exit 0", "it answered nothing"},
+        {"garbage", "head -c 100000 /dev/urandom >&4", "its answer is refused: "},
+        {"newer", "echo '<StateManager format=\"zel-state\" version=\"2\"/>' >&4", "version"},
+        {"orphan",
+         "echo '<StateManager format=\"zel-state\" version=\"1\"><device guid=\"a\" "
+         "parent=\"b\"/></StateManager>' >&4",
+         "its answer is refused: "},
+    };
+    std::size_t const descriptors = openDescriptors();
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.name);
+        script(c.name, c.text);
+        EXPECT_EQ(found(), honest);
+        auto const failures = enumerator().moduleFailures();
+        ASSERT_EQ(failures.size(), 1u);
+        EXPECT_TRUE(holds(failures[0].toUtf8(), folder() + "/" + c.name + ": "));
+        EXPECT_TRUE(holds(failures[0].toUtf8(), c.reason));
+        EXPECT_FALSE(test::has(failures[0].toUtf8(), "\n"));
+        std::filesystem::remove(folder() + "/" + c.name);
+    }
+    EXPECT_EQ(openDescriptors(), descriptors);
+    EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
+    EXPECT_EQ(errno, ECHILD);
+}
+
+TEST_F(ModulesFolderTest, ADeadlineEndsWhatDoesNotEnd)
+{
+    std::filesystem::remove(folder() + "/inventorying"); // an honest one may take longer than that
+    enumerator().setModuleDeadline(300);
+    for (std::string const text :
+         {"exec sleep 600", "exec 4>&-; exec sleep 600", "exec cat <&3 >/dev/null; sleep 600",
+          "while :; do echo complaint >&2; done", "trap '' TERM INT; sleep 600 & wait"}) {
+        script("endless", text);
+        found(C::Monitor());
+        auto const failures = enumerator().moduleFailures();
+        ASSERT_EQ(failures.size(), 1u) << text;
+        EXPECT_TRUE(holds(failures[0].toUtf8(), "endless: it ")) << text;
+    }
+    EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
+}
+
+TEST_F(ModulesFolderTest, WhatOthersCouldHavePutThereIsNotStarted)
+{
+    std::string const honest = found();
+    std::string const mark = m_folder.path("started");
+    std::string const path = folder() + "/suspect";
+    struct Case
+    {
+        char const* what;
+        unsigned mode, owner;
+        char const* reason;
+    } const cases[] = {
+        {"everybody", 0757, 0, "may be written by everybody"},
+        {"group", 0775, 0, "may be written by its group"},
+        {"somebody else", 0755, 65534, "belongs to user 65534"},
+        {"no program", 0644, 0, "is not executable"},
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.what);
+        script("suspect", "touch " + mark);
+        // A group of its own: that of the running program may be trusted to write.
+        ASSERT_EQ(::chown(path.c_str(), c.owner, 65534), 0);
+        ASSERT_EQ(::chmod(path.c_str(), c.mode), 0);
+        EXPECT_EQ(found(), honest);
+        auto const failures = enumerator().moduleFailures();
+        ASSERT_EQ(failures.size(), 1u);
+        EXPECT_TRUE(holds(failures[0].toUtf8(), path + ": " + c.reason));
+        std::filesystem::remove(path);
+    }
+    script("script.sh", "touch " + mark); // has a dot: not a module, as texts and settings are none
+    std::filesystem::create_directory(folder() + "/logs");
+    EXPECT_EQ(found(), honest);
+    EXPECT_TRUE(enumerator().moduleFailures().empty());
+    std::filesystem::create_symlink(folder() + "/script.sh", path);
+    EXPECT_EQ(found(), honest);
+    ASSERT_EQ(enumerator().moduleFailures().size(), 1u);
+    EXPECT_TRUE(holds(enumerator().moduleFailures()[0].toUtf8(), "is a symbolic link"));
+    ASSERT_EQ(::chmod(folder().c_str(), 0777), 0);
+    EXPECT_FALSE(test::has(found(), "Screen")) << "anybody could have put the module there";
+    ASSERT_EQ(enumerator().moduleFailures().size(), 1u);
+    EXPECT_TRUE(holds(enumerator().moduleFailures()[0].toUtf8(), folder() + ": may be written by everybody"));
+    EXPECT_FALSE(std::filesystem::exists(mark));
+}
+
+TEST_F(ModulesFolderTest, SeveralThreadsFindTheSame)
+{
+    script("fails", "exit 1");
+    std::string const expected = found();
+    std::vector<std::string> results(6);
+    std::vector<std::thread> threads;
+    for (std::string& result : results)
+        threads.emplace_back([&result] {
+            for (int i = 0; i < 2; ++i) {
+                zel::StateManager state;
+                enumerator().findDevices(C::Monitor() | C::HardDrive(), state);
+                result = names(state);
+            }
+        });
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(found(), expected);
+    for (std::thread& thread : threads)
+        thread.join();
+    for (std::string const& result : results)
+        EXPECT_EQ(result, expected);
+    EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
+}
+
+TEST_F(ModulesFolderTest, AModuleByNameIsTheOneBesideTheProgram)
+{
+    zel::StateManager& state = zel::ModuleManager::getInstance().getStateManager();
+    enumerator().getDevicesFromModule("inventorying", 0, 1);
+    EXPECT_EQ(names(state), "Drive 1\nDrive 2\nScreen\n");
+    EXPECT_NE(state.module("inventorying"), nullptr);
+    for (char const* const name : {"nobody", "", "..", "../tests/inventorying", "line\nend"}) {
+        enumerator().getDevicesFromModule(name, 0, 1);
+        EXPECT_EQ(state.deviceCount(), 0u) << name;
+        ASSERT_EQ(enumerator().moduleFailures().size(), 1u) << name;
+        EXPECT_FALSE(test::has(enumerator().moduleFailures()[0].toUtf8(), "\n"));
+    }
+}
+
+} // namespace
