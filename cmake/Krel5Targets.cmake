@@ -13,7 +13,7 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LES
 endif()
 if(KREL5_SANITIZE)
   # GCC 12 sees uninitialized reads in the standard library's own code once the sanitizers have rewritten it.
-  target_compile_options(krel5_build_flags INTERFACE -Wno-maybe-uninitialized)
+  target_compile_options(krel5_build_flags INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   target_compile_options(krel5_build_flags INTERFACE -fsanitize=${KREL5_SANITIZE} -fno-sanitize-recover=all)
   target_link_options(krel5_build_flags INTERFACE -fsanitize=${KREL5_SANITIZE})
 endif()
