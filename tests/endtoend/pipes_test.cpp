@@ -172,6 +172,7 @@ TEST_F(Pipes, APeerThatGoesAwayKillsNobody)
         out.closeOurs();
     });
     Outcome const outcome = module("much", {"enum", "-x", "-pipeOut", out.word()});
+    out.closeModules(); // a module that wrote nothing is a failure, and nothing to wait for
     reader.join();
     EXPECT_EQ(outcome.status, 0) << outcome.signal;
     EXPECT_TRUE(holds(outcome.out, "exit callback\n"));
