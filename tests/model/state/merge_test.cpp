@@ -148,6 +148,27 @@ TEST(Merge, aDeviceWithChildrenComesToStandBelowItsParent)
     EXPECT_EQ(devices(mine), "controller<bus drive<controller bus");
 }
 
+// Two states that see one pair of groups from its two ends.
+TEST(Merge, aGroupNeverComesToStandBelowItself)
+{
+    auto const grouped = [](char const* above, char const* below) {
+        auto one = device("drive");
+        PropertyImp& member = add(*one, below);
+        add(*one, above).addChild(&member);
+        member.setPartOfGroup(true);
+        return one;
+    };
+    StateManager mine, other;
+    DeviceImp& drive = mine.addDevice(grouped("a", "b"), nullptr);
+    other.addDevice(grouped("b", "a"), nullptr);
+    mine.takeChanges();
+    mine.mergeWithTracking(other);
+    EXPECT_EQ(drive.groupOf(*drive.property("b")), drive.property("a"));
+    EXPECT_EQ(drive.groupOf(*drive.property("a")), nullptr);
+    EXPECT_TRUE(drive.property("b")->children().empty());
+    EXPECT_TRUE(mine.takeChanges().empty());
+}
+
 // A step that looks at all the others for each device, tie or run would take minutes; so would a walk up to the
 // top of the longest chain for each of its devices.
 TEST(Merge, takesInThirtyThousandDevices)

@@ -213,14 +213,22 @@ bool DeviceImp::take(DeviceImp const& other, bool newerWins)
     return changed;
 }
 
-// A property that has a group here keeps it.
+// A property that has a group here keeps it, and none comes to stand below itself, which two states that see one pair of
+// groups from its two ends would make it. Only one with members can; how deep is looked is how deep is shown.
 bool DeviceImp::mergeChildren(PropertyImp const& theirs)
 {
     PropertyImp* const group = property(theirs.key());
+    auto const standsBelow = [&](PropertyImp const& above) {
+        PropertyImp const* up = above.children().empty() ? nullptr : group;
+        int depth = 0;
+        for (; up && up != &above && depth < kDeepestGroup; ++depth)
+            up = groupOf(*up);
+        return up != nullptr;
+    };
     bool changed = false;
     for (String const& key : theirs.children()) {
         PropertyImp* const child = property(key);
-        if (!child || groupOf(*child))
+        if (!child || groupOf(*child) || standsBelow(*child))
             continue;
         group->addChild(child);
         child->setPartOfGroup(true);
