@@ -59,7 +59,7 @@ TEST(InputKind, tellsWhatAHandWorksWith)
         // The pointer of a virtual machine; a wheel without a button.
         {"EV=B\nMODALIAS=input:b0003v0627p0001e0001-e0,1,3,k110,111,112,ra0,1,mlsfw\n", C::Mouse(),
          "Pointing device"},
-        {"EV=F\nMODALIAS=input:b0003v0001p0001e0001-e0,1,2,3,k71,72,r8,a28,mlsfw\n", C(), ""},
+        {"EV=F\nMODALIAS=input:b0003v0001p0001e0001-e0,1,2,3,k71,72,r8,a28,mlsf110,w\n", C(), ""},
         {"EV=3\nKEY=10000000000000 0\nMODALIAS=input:b0019v0000p0001e0000-e0,1,k74,ramlsfw\n", C(),
          ""},                                                                            // power button
         {"EV=21\nMODALIAS=input:b0019v0000p0005e0000-e0,5,kramlsfw0,\nSW=1\n", C(), ""}, // lid

@@ -28,7 +28,8 @@ TEST(Hardware, InputDevicesWhereverTheyHang)
           mouse + "NAME=\"\"\nPHYS=\"isa0060/serio1/input0\"\n");
     input("sys/devices/pci0000:00/0000:00:15.0/i2c-1/i2c-ELAN:00/input/input6",
           mouse + "NAME=\"ELAN:00 04F3:1234\"\n");
-    input(usb + "/1-2.3:1.1/0003:046D:C31C.0002/input/input7", keyboard + "NAME=\"Extra keys\"\n");
+    input(usb + "/1-2.3:1.1/0003:046D:C31C.0002/input/input7",
+          keyboard + "PRODUCT=3/46d/c31c/110\nNAME=\"Extra keys\"\n");
     input(usb + "/1-2.3:1.1/0003:046D:C31C.0003/input/input8", mouse);
     input(kNic + "/input/input9"s, mouse);
     std::string const air = "PRODUCT=5/46d/b00/1\n";
@@ -36,7 +37,7 @@ TEST(Hardware, InputDevicesWhereverTheyHang)
     input(kXhci + "/usb1/1-5/1-5:1.0/bluetooth/hci0/hci0:1/input/input11"s,
           air + "NAME=\"Air keys\"\nUNIQ=\"aa:2\"\n" + keyboard);
     input(kXhci + "/usb1/1-5/1-5:1.0/bluetooth/hci0/hci0:2/input/input12"s,
-          air + "NAME=\"Air keys\"\nUNIQ=\"aa:3\"\n" + keyboard);
+          air + "NAME=\"Air keys\"\nUNIQ=aa:3\n" + keyboard);
     RecordingSink const sink = scan(root);
     expectWhole(sink);
     struct Case

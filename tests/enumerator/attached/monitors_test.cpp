@@ -95,6 +95,7 @@ TEST(Monitors, DamageCostsFactsOnly)
     } const cases[] = {
         {turned, "-", "-", "The monitor's description of itself is damaged"},
         {edid().substr(0, 127), "-", "-", "The monitor's description of itself is damaged"},
+        {summed("\1" + edid().substr(1)), "-", "-", "The monitor's description of itself is damaged"},
         {std::string(256, '\xFF'), "-", "-", "The monitor's description of itself is damaged"},
         {"", "-", "-", "-"},
         {summed(empty), "-", "-", "-"},

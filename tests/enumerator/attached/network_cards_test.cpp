@@ -151,12 +151,14 @@ TEST(Hardware, StateAndKindOfNetworkCards)
                        {"DEVTYPE=vlan\n", nullptr, false}};
     for (Kind const& kind : kinds) {
         MemoryRoot root = machine();
+        node(root, "sys/class/net", "sys/devices/virtual/net/tap0", {{"address", "00:1a:2b:3c:4d:78\n"}});
         // Between function and interface stands a device with a driver of its own.
         std::string const device = kNic + "/virtio0"s;
         node(root, "sys/class/net", device + "/net/eth1",
              {{"address", "00:1a:2b:3c:4d:77\n"}, {"uevent", kind.content}});
         root.link(device + "/driver", "../../bus/virtio/drivers/virtio_net");
         RecordingSink const sink = scan(root);
+        EXPECT_FALSE(known(sink, "tap0")) << "no hardware";
         DeviceDescription const* const card = known(sink, "eth1");
         ASSERT_EQ(card != nullptr, kind.description != nullptr) << kind.content;
         if (!card)

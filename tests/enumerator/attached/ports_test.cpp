@@ -31,6 +31,8 @@ TEST(Hardware, SerialPortsOfEveryKind)
     root.link(soc + "fe201000.serial/driver", "../drivers/uart-pl011");
     tty("sys/devices/pci0000:00/0000:00:16.3/tty/ttyS4", "serial"); // old kernels hide its registers
     tty("sys/devices/virtual/tty/ttyUSB7", "none");
+    tty("sys/devices/platform/serial8250/tty/ttyS6", "serial8250");
+    tty("sys/devices/virtual/tty/ttyS7", "none");
     RecordingSink const sink = scan(root);
     expectWhole(sink);
     struct Case
@@ -43,6 +45,8 @@ TEST(Hardware, SerialPortsOfEveryKind)
         {"/dev/ttyAMA0", "SerialPort fe201000.serial below System", "uart-pl011"},
         {"/dev/ttyS4", "SerialPort COM:5 below System", "serial"},
         {"/dev/ttyUSB7", "none", "-"},
+        {"/dev/ttyS6", "none", "-"}, // a place that the driver keeps
+        {"/dev/ttyS7", "none", "-"},
     };
     for (Case const& c : cases) {
         EXPECT_EQ(placeOf(sink, c.name), c.place);
@@ -50,6 +54,7 @@ TEST(Hardware, SerialPortsOfEveryKind)
         EXPECT_EQ(RecordingSink::property(known(sink, c.name), "IoAddress"), "-") << c.name;
     }
     EXPECT_EQ(known(sink, "/dev/ttyUSB0")->name, String("Quad RS232 (USB serial port)"));
+    EXPECT_FALSE(known(sink, "/dev/ttyACM0")->capabilities.isCapable(C::USB2())) << "nothing says so";
     EXPECT_EQ(known(sink, "/dev/ttyS4")->name, String("Serial port 5"));
 }
 

@@ -28,6 +28,9 @@ TEST(PciAddress, readsWhatTheKernelPrints)
         {"", ~0ull},
         {"0000:00:1c.0:pcie00", ~0ull},
         {"123456789:00:00.0", ~0ull},
+        {"0000:00-1f.2", ~0ull},
+        {"0000:00:1f:2", ~0ull},
+        {"0000:00:1f.02", ~0ull},
     };
     for (Case const& c : cases) {
         auto const address = PciAddress::parse(c.text);
@@ -92,7 +95,8 @@ TEST(DevicePath, namesEveryBusOnTheWay)
     auto const behind = DevicePath::parse("sys/devices/x/usb1/1-1/0000:05:00.0/net/eth0");
     EXPECT_FALSE(behind.usb);
     EXPECT_TRUE(DevicePath::parse("sys/devices/virtual/net/lo").isVirtual);
-    EXPECT_TRUE(DevicePath::parse("sys/class/net/lo").components.empty());
+    for (char const* nowhere : {"sys/class/net/lo", "sys/devices/", "sys/devices//"})
+        EXPECT_TRUE(DevicePath::parse(nowhere).components.empty()) << nowhere;
     EXPECT_EQ(DevicePath::parse("sys/devices/platform/soc/fe34.mmc/mmc_host/mmc0/mmc0:aaaa/block/mmcblk0")
                   .platformName(),
               "fe34.mmc");

@@ -37,6 +37,8 @@ TEST(Hardware, WhatBothEndsOfALinkCanDo)
         {"32\n", "1024.5 GT/s\n", "32\n", "1024.25 GT/s\n", "32", "1024.25 GT/s"},
         {"33\n", "10240 GT/s\n", "4\n", "8 GT/s\n", "-", "-"},
         {"0\n", "8 GT/s x\n", "4\n", "8 GT/s\n", "-", "8 GT/s"},
+        {"4\n", "8.0\n", "4\n", "8.0\n", "4", "-"},
+        {"4\n", ".5 GT/s\n", "4\n", ".5 GT/s\n", "4", "-"},
     };
     for (Case const& c : cases) {
         SCOPED_TRACE(c.slotSpeed);
@@ -87,6 +89,8 @@ TEST(Hardware, IdsAndClassesOfFunctions)
         {"PCI_CLASS=1000000\nPCI_ID=8086:10000\n", "-", "-", "-", false},
         {"PCI_CLASS=20000\nPCI_ID=8086\n", "-", "-", "020000", false},
         {"DRIVER=e1000e\n", "10d3", "-", "020000", true}, // the single files
+        {"PCI_CLASS=20000\nPCI_ID=8086:x\n", "10d3", "-", "020000", true},
+        {"PCI_CLASS=20000\nPCI_ID=x:10D3\n", "10d3", "-", "020000", true},
     };
     for (Case const& c : cases) {
         std::string const card = "sys/devices/pci0000:00/0000:09:00.0";

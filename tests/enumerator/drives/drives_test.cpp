@@ -35,6 +35,7 @@ TEST(Hardware, DrivesOfEveryBus)
     disk(root, "sys/devices/platform/soc/fe34.mmc/mmc_host/mmc0/mmc0:aaaa/block/mmcblk0", "16\n");
     disk(root, "sys/devices/platform/soc/fe34.mmc/mmc_host/mmc0/mmc0:aaaa/block/mmcblk0boot0", "16\n");
     disk(root, "sys/devices/platform/spi.flash/mtd/mtd0/mtdblock0", "16\n");
+    disk(root, "sys/devices/virtual/block/pmem0", "16\n");
     RecordingSink const sink = scan(root);
     struct Case
     {
@@ -49,6 +50,7 @@ TEST(Hardware, DrivesOfEveryBus)
         {"/dev/mmcblk0", "HardDrive fe34.mmc below System"},
         {"/dev/mmcblk0boot0", "none"},
         {"/dev/mtdblock0", "none"},
+        {"/dev/pmem0", "none"},
     };
     for (Case const& c : cases)
         EXPECT_EQ(placeOf(sink, c.osLocator), c.place);
@@ -159,6 +161,10 @@ TEST(Hardware, ConditionOfDrives)
     }
     EXPECT_TRUE(known(sink, "/dev/sda")->state == DeviceStateImp::OTHER());
     EXPECT_TRUE(known(sink, "/dev/sdb")->state == DeviceStateImp::FUNCTIONAL());
+    for (char const* gone : {"transport-offline\n", "dead\n"}) {
+        root.file(sdb + "/state", gone);
+        EXPECT_TRUE(known(scan(root), "/dev/sdb")->state == DeviceStateImp::OTHER()) << gone;
+    }
 }
 
 TEST(Hardware, WhatADriveIsCalledAndHolds)

@@ -245,8 +245,10 @@ TEST(Smbios, Fields)
     Smbios const smbios(SmbiosTable().add(1, fields).bytes(), "");
     EXPECT_EQ(smbiosUuid(*smbios.first(1), true), "13121110-1514-1716-1819-1a1b1c1d1e1f");
     EXPECT_EQ(smbiosUuid(*smbios.first(1), false), "10111213-1415-1617-1819-1a1b1c1d1e1f");
-    Smbios const unset(SmbiosTable().add(1, std::vector<std::uint8_t>(20, 0xFF)).bytes(), "");
-    EXPECT_EQ(smbiosUuid(*unset.first(1), true), std::nullopt);
+    for (std::uint8_t const unset : {std::uint8_t{0}, std::uint8_t{0xFF}}) {
+        Smbios const blank(SmbiosTable().add(1, std::vector<std::uint8_t>(20, unset)).bytes(), "");
+        EXPECT_EQ(smbiosUuid(*blank.first(1), true), std::nullopt);
+    }
 
     EXPECT_EQ(smbiosRomSize(*Smbios(sampleTable().bytes(), "").first(0)), 4u << 20);
     std::vector<std::uint8_t> large(24, 0);

@@ -206,6 +206,11 @@ TEST(Processors, ClocksOfCoresThatDiffer)
     EXPECT_EQ(hertz(sink, "CPU:0", "MaximumClock"), 3'100'000'000u);
     EXPECT_EQ(hertz(sink, "CPU:0:CORE:0", "MinimumClock"), 800'000'000u);
     EXPECT_EQ(hertz(sink, "CPU:0:CORE:1", "MaximumClock"), 2'667'000'000u);
+    for (char const* cpu : {"cpu1", "cpu3"}) // the other way round
+        root.file(kFolder + std::string(cpu) + "/cpufreq/cpuinfo_max_freq", "3300000\n")
+            .file(kFolder + std::string(cpu) + "/cpufreq/cpuinfo_min_freq", "900000\n");
+    EXPECT_EQ(hertz(discovered(root), "CPU:0", "MinimumClock"), 800'000'000u);
+    EXPECT_EQ(hertz(discovered(root), "CPU:0", "MaximumClock"), 3'300'000'000u);
     root.file(kFolder + std::string("cpu1/cpufreq/cpuinfo_max_freq"), "0\n");
     EXPECT_EQ(fact(discovered(root), "CPU:0:CORE:1", "MaximumClock"), "-");
 }
@@ -262,7 +267,7 @@ TEST(Processors, DamagedAttributesCostFactsOnly)
         {"cpu0/topology/thread_siblings_list", "1,3\n"}, // its own processor is missing
         {"cpu1/topology/physical_package_id", "999999999999999999999\n"},
         {"cpu1/topology/physical_package_id", nullptr},
-        {"cpu0/cache/index0/level", "-1\n"},
+        {"cpu0/cache/index0/level", "0\n"},
         {"cpu0/cache/index0/level", "10\n"},
         {"cpu0/cache/index0/coherency_line_size", "0\n"},
         {"cpu0/cache/index3/shared_cpu_list", "garbage\n"},
@@ -279,6 +284,9 @@ TEST(Processors, DamagedAttributesCostFactsOnly)
         RecordingSink const sink = discovered(root);
         EXPECT_GE(sink.ofType(C::CPUThread()).size(), 4u) << damage.path;
         EXPECT_TRUE(sink.at("CPU:0:L1i:0")) << damage.path << ": the cache behind it";
+        if (std::string_view(damage.path).ends_with("level")) {
+            EXPECT_EQ(sink.ofType(C::CPUCache()).size(), 6u) << damage.content;
+        }
         if (std::string_view(damage.path).ends_with("line_size")) {
             EXPECT_EQ(fact(sink, "CPU:0:L1d:0", "CacheLineSize"), "-");
         }
@@ -412,6 +420,15 @@ TEST(CpuInfo, Garbage)
         EXPECT_LE(info.processors().size(), 1u);
         EXPECT_EQ(info.hertz(0), std::nullopt) << content;
     }
+    // One half says nothing without the other.
+    auto const facts = [](char const* lines) {
+        return CpuInfo(std::string("processor : 0\n") + lines).facts(0);
+    };
+    EXPECT_EQ(facts("CPU architecture : 8\nCPU part : 0xd03\n").model, std::nullopt);
+    EXPECT_EQ(facts("CPU architecture : 8\nCPU variant : 0x1\n").stepping, std::nullopt);
+    EXPECT_EQ(facts("vendor_id : ACME\n").model, std::nullopt);
+    EXPECT_EQ(facts("cpu : 7447A, altivec supported\n").vendor, std::nullopt);
+    EXPECT_EQ(facts("type : x\nISA : x\ncpu model : R4000\n").architecture, "MIPS");
     EXPECT_EQ(CpuInfo("processor : 65535\n\nprocessor : 65536\n").processors(), std::vector<unsigned>{65535});
     EXPECT_EQ(CpuInfo("processor:1\ncpu MHz:2000\n").hertz(1), 2'000'000'000u) << "no blanks";
     // The number stands in one of the first four lines; looking further would cost more than all the rest.

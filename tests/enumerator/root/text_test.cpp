@@ -138,6 +138,8 @@ TEST(Text, KeyValueLines)
     EXPECT_EQ(values.count("noise"), 0u);
 }
 
+TEST(Text, SmallLetters) { EXPECT_EQ(text::lowered("@AZ[`az{\xC3\x84"), "@az[`az{\xC3\x84"); }
+
 TEST(Text, TheChoiceInForce)
 {
     std::string const most(64, 'c');

@@ -192,6 +192,9 @@ TEST(Sensors, StandBelowWhatTheyMeasureAndAreNamedAfterIt)
         {"hwmon11", "k10temp", top + "0000:00:18.3", "Processor temperature 1", "CPU CPU:3"},
         {"hwmon12", "drivetemp", optical, "DVD-RAM UJ-842 temperature 1", "DVD SATA:250:2:0:0"},
         {"hwmon13", "nct6775", "sys/devices/platform/nct6775.656", "nct6775 temperature 1", "System System"},
+        // Two of a kind that does not count packages.
+        {"hwmon14", "k8temp", top + "0000:00:19.3", "Processor 0000:00:19.3 temperature 1", "System System"},
+        {"hwmon15", "k8temp", top + "0000:00:1a.3", "Processor 0000:00:1a.3 temperature 1", "System System"},
     };
     MemoryRoot root;
     test::pci(root, top + "0000:02:00.0", "10802", "1987:5012");
@@ -221,6 +224,10 @@ TEST(Sensors, StandBelowWhatTheyMeasureAndAreNamedAfterIt)
         EXPECT_EQ(sensor.name.toUtf8(), chips[i].wanted);
         EXPECT_EQ((sensor.parentType.toString() + " " + sensor.parentLocator).toUtf8(), chips[i].below)
             << chips[i].wanted;
+    }
+    for (char const* odd : {"-1\n", "65536\n"}) {
+        root.file("sys/devices/system/cpu/cpu0/topology/physical_package_id", odd);
+        EXPECT_EQ(discovered(&discoverSensors, root).devices.at(11).parentLocator, String("CPU:0")) << odd;
     }
 }
 
@@ -324,9 +331,9 @@ TEST(ThermalZones, CriticalTripOnly)
                                                    {"trip_point_0_type", "critical\n"},
                                                    {"trip_point_1_temp", "95500\n"},
                                                    {"trip_point_1_type", "passive\n"},
-                                                   {"trip_point_2_temp", "105000\n"},
+                                                   {"trip_point_2_temp", "99000\n"},
                                                    {"trip_point_2_type", "critical\n"},
-                                                   {"trip_point_3_temp", "99000\n"},
+                                                   {"trip_point_3_temp", "105000\n"},
                                                    {"trip_point_3_type", "critical\n"}});
     root.file("sys/class/thermal/thermal_zone2/uevent", "")
         .file("sys/class/thermal/cooling_device0/type", "Fan\n");
@@ -429,8 +436,10 @@ TEST(Power, PortsOfUsbAreCountedForPeople)
     MemoryRoot root;
     root.files("sys/class/power_supply/ucsi-source-psy-USBC000:002", {{"type", "USB\n"}, {"online", "0\n"}});
     root.files("sys/class/power_supply/ADP1", {{"type", "Mains\n"}, {"online", "1\n"}});
+    root.files("sys/class/power_supply/ACPI0003:00", {{"online", "1\n"}}); // old kernels tell no type
     RecordingSink const sink = discovered(&discoverPower, root);
-    ASSERT_EQ(sink.devices.size(), 2u);
+    ASSERT_EQ(sink.devices.size(), 3u);
+    EXPECT_EQ(sink.at("POWER:ACPI0003:00")->name, String("Power supply ACPI0003:00"));
     EXPECT_EQ(sink.at("POWER:ADP1")->name, String("Power supply ADP1"));
     EXPECT_EQ(sink.at("POWER:ucsi-source-psy-USBC000:002")->name, String("USB-C power supply 2"));
 }
@@ -463,7 +472,12 @@ TEST(Power, ReadingsAtTheirEnds)
         {"empty", "capacity", "0\n", "Charge", "0%"},
         {"full", "capacity", "100\n", "Charge", "100%"},
         {"fuller than full", "capacity", "101\n", "Charge", "-"},
+        {"only when full", "energy_full", "40000000\n", "FullCapacity", "40.00 Wh"},
+        {"no level without what is in it", "energy_full", "40000000\n", "Charge", "-"},
+        {"no energy without a voltage", "charge_full", "4000000\n", "FullCapacity", "-"},
+        {"a current is no power", "current_now", "2000000\n", "Current", "2.000 A"},
         {"at rest", "power_now", "0\n", "Power", "0.00 W"},
+        {"no voltage", "voltage_now", "0\n", "Voltage", "0.000 V"},
         {"as hot as can be told", "temp", "10000\n", "Temperature", "1000.0 °C"},
         {"hotter", "temp", "10001\n", "Temperature", "-"},
         {"no limit set", "temp_max", "0\n", "CriticalTemperature", "-"},
@@ -494,4 +508,6 @@ TEST(Switches, Lid)
     RecordingSink const sink = discovered(&discoverSwitches, root);
     ASSERT_EQ(sink.devices.size(), 1u);
     EXPECT_EQ(fact(sink, "ACPI:PNP0C0D:00", "SwitchState"), "open");
+    root.file("proc/acpi/button/lid/LID/state", "status: open\n");
+    EXPECT_EQ(fact(discovered(&discoverSwitches, root), "ACPI:PNP0C0D:00", "SwitchState"), "-");
 }

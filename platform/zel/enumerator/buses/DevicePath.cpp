@@ -53,7 +53,7 @@ void readComponent(DevicePath& path, std::string const& name)
         path.scsi = scsi;
     } else if (auto const ata = text::indexAfter(name, "ata")) {
         path.ata = ata;
-    } else if (path.usb && !path.usbInterface) { // "1-2.3:1.0": device, ':', configuration, '.', interface
+    } else if (path.usb) { // "1-2.3:1.0": device, ':', configuration, '.', interface
         std::size_t const colon = name.find(':'), dot = name.find('.', colon);
         std::uint32_t interface = 0;
         if (dot != std::string::npos &&

@@ -2,8 +2,6 @@
 // function and, for what both ends of its link can do, of the bridge above it.
 #include <zel/enumerator/buses/PciLink.h>
 
-#include <zel/enumerator/buses/DevicePath.h>
-
 #include <algorithm>
 #include <cstdlib>
 
@@ -42,12 +40,11 @@ std::optional<unsigned> transfers(std::string const& speed)
     return whole * 1000 + static_cast<unsigned>(std::atoi((fraction + "000").substr(0, 3).c_str()));
 }
 
-/// Why a fast card runs slowly: it sits in a slot that can do less, or the link came up below what both can.
+/// Why a fast card runs slowly: it sits in a slot that can do less, or the link came up below what both can. What is
+/// above the first bridge has no such files.
 void addBothEnds(DeviceDescription& device, Root const& root, std::string const& function)
 {
     std::string const bridge = function.substr(0, function.rfind('/'));
-    if (bridge == function || !PciAddress::parse(std::string_view(bridge).substr(bridge.rfind('/') + 1)))
-        return;
     auto const here = widthIn(root, function + "/max_link_width");
     auto const there = widthIn(root, bridge + "/max_link_width");
     if (here && there)

@@ -237,7 +237,7 @@ std::pair<String, char const*> driveLocation(HardwareTree const& tree, Drive con
 
 std::optional<unsigned> partitionNumber(std::string_view name, std::string_view drive)
 {
-    if (drive.empty() || !name.starts_with(drive))
+    if (drive.empty())
         return std::nullopt;
     // "sda1", but "nvme0n1p1" and "mmcblk0p1": where the drive's own name ends in a digit the kernel puts a 'p'.
     bool const endsInDigit = drive.back() >= '0' && drive.back() <= '9';

@@ -6,7 +6,7 @@ String joinedName(std::initializer_list<std::optional<std::string>> words, char 
 {
     std::string joined;
     for (auto const& word : words) {
-        if (!word || word->empty() || joined.find(*word) != std::string::npos)
+        if (!word || joined.find(*word) != std::string::npos) // which an empty one is, too
             continue;
         if (word->rfind(joined, 0) == 0)
             joined.clear();
