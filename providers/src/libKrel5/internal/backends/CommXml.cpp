@@ -111,7 +111,9 @@ void write(std::int64_t pipe, std::string const& text)
 void print(std::string const& text)
 {
     try {
-        zel::OStream::out().write(zel::XmlDocument::print(zel::XmlDocument::parse(text)));
+        zel::XmlDocument::Limits own; // what this process wrote is as large as it has to be
+        own.bytes = own.elements = text.size();
+        zel::OStream::out().write(zel::XmlDocument::print(zel::XmlDocument::parse(text, own)));
         zel::OStream::out().flush();
     } catch (zel::Exception const& e) {
         ZEL_LOG(logger(), LogLevel::Critical) << "doSerialization exception " << e.toString();
