@@ -44,6 +44,12 @@ TEST(XmlDocument, readsElementsAttributesAndText)
     EXPECT_EQ(root.child("b"), &root.children[0]);
     EXPECT_EQ(root.children[1].text, "inner");
     EXPECT_EQ(root.child("c"), nullptr);
+    EXPECT_EQ(XmlDocument::parse("<a>&#x20;]] >&#xD7FF;&#xE000;&#xFFFD;&#x10000;&#x10FFFF;&#13;|</a>").text,
+              "]] >\xED\x9F\xBF\xEE\x80\x80\xEF\xBF\xBD\xF0\x90\x80\x80\xF4\x8F\xBF\xBF\r|");
+    for (char const* start :
+         {"<?xml version=\"1.0\" encoding=\"utf-8\"?>", "<?xml encoding='US-ASCII'?>",
+          "<?xml-encoding 'utf-16'?>", " \t\r\n", "<?xml version='1.0'?><?pi encoding='x'?>"})
+        EXPECT_EQ(failure(start + std::string("<a/>")), "");
 }
 
 TEST(XmlDocument, refusesWithReasonAndOffset)
@@ -82,7 +88,28 @@ TEST(XmlDocument, refusesWithReasonAndOffset)
         {"<a>&#4294967361;</a>", "XML: unknown entity or character reference at byte 3"},
         {std::string("<a>\0</a>", 8), "XML: control character at byte 3"},
         {"<a b=\"\x01\"/>", "XML: control character at byte 6"},
-        {"\xFF\xFE<\x00", "XML: text outside the document's element at byte 0"},
+        {"\xFF\xFE<\x00", "XML: no UTF-8 at byte 0"},
+        {"<a>\xC3\x28</a>", "XML: no UTF-8 at byte 3"},
+        {"<a b='\xED\xA0\x80'/>", "XML: no UTF-8 at byte 6"},
+        {"<!--\xC0\x80--><a/>", "XML: no UTF-8 at byte 4"},
+        {"<a>\xEF\xBF\xBE</a>", "XML: a character that XML excludes at byte 3"},
+        {"<a b='\xEF\xBF\xBF'/>", "XML: a character that XML excludes at byte 6"},
+        {"<!--\x1F--><a/>", "XML: control character at byte 4"},
+        {"<a>&#;</a>", "XML: unknown entity or character reference at byte 3"},
+        {"<a>&#x;</a>", "XML: unknown entity or character reference at byte 3"},
+        {"<a>&;</a>", "XML: unknown entity or character reference at byte 3"},
+        {"<a>&#65 ;</a>", "XML: unknown entity or character reference at byte 3"},
+        {"<a>&#0000000000000065;</a>", "XML: unknown entity or character reference at byte 3"},
+        {"<a>&#31;</a>", "XML: unknown entity or character reference at byte 3"},
+        {"<a>&#xDFFF;</a>", "XML: unknown entity or character reference at byte 3"},
+        {"<a>&#xFFFE;</a>", "XML: unknown entity or character reference at byte 3"},
+        {"<a><!-- a -- b --></a>", "XML: \"--\" inside a comment at byte 10"},
+        {"<a><!-- a ---></a>", "XML: \"--\" inside a comment at byte 10"},
+        {"<a>x]]>y</a>", "XML: \"]]>\" outside a CDATA section at byte 4"},
+        {"<a/><![CDATA[x]]>", "XML: document types are refused at byte 4"},
+        {"<?xml version='1.0' encoding='ISO-8859-1'?><a/>", "XML: another encoding than UTF-8 at byte 0"},
+        {"\xEF\xBB\xBF<?xml\tencoding = \"utf-16\"?><a/>", "XML: another encoding than UTF-8 at byte 3"},
+        {"<?xml encoding='utf-8?><a/>", "XML: another encoding than UTF-8 at byte 0"},
     };
     for (auto const& c : cases)
         EXPECT_TRUE(failure(c.text).starts_with(c.message)) << c.text << "\n" << failure(c.text);
@@ -95,6 +122,7 @@ TEST(XmlDocument, holdsItsLimits)
     limits.elements = 6;
     limits.bytes = 60;
     EXPECT_EQ(failure(nested(5), limits), "");
+    EXPECT_EQ(failure("<a>" + std::string(53, ' ') + "</a>", limits), "");
     EXPECT_EQ(failure(nested(6), limits), "XML: elements nested deeper than allowed at byte 15");
     EXPECT_EQ(failure("<a><b/><b/><b/><b/><b/></a>", limits), "");
     EXPECT_EQ(failure("<a><b/><b/><b/><b/><b/><b/></a>", limits),
@@ -153,6 +181,9 @@ TEST(XmlDocument, printsReplacementsForWhatXmlCannotCarry)
     std::string const r = "\xEF\xBF\xBD";
     EXPECT_EQ(XmlDocument::print(root), "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<a b=\"" + r + "\">" +
                                             r + r + "(" + r + r + r + r + " \xEF\xBF\xBC</a>\n");
+    EXPECT_EQ(XmlDocument::parse(XmlDocument::print({"a", {}, "x\xEF\xBF\xBF", {}})).text, "x" + r);
+    for (char const* name : {"a", "z", "A", "Z", "_", ":", "a0.9-", "\xC4\x80", "a\xC4\x80-"})
+        EXPECT_EQ(XmlDocument::parse(XmlDocument::print({name, {{name, ""}}, "", {}})).name, name);
     for (char const* name : {"", "a b", "1a", "a<", "-"}) {
         EXPECT_THROW(XmlDocument::print({name, {}, "", {}}), zel::InvalidArgumentException) << name;
         EXPECT_THROW(XmlDocument::print({"a", {{name, ""}}, "", {}}), zel::InvalidArgumentException) << name;

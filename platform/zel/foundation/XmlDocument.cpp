@@ -25,10 +25,6 @@ void convert(pugi::xml_node const& node, XmlElement& element)
     element.name = node.name();
     for (pugi::xml_attribute const& attribute : node.attributes())
         element.attributes.emplace_back(attribute.name(), attribute.value());
-    std::size_t count = 0;
-    for (pugi::xml_node const& child : node.children())
-        count += child.type() == pugi::node_element ? 1u : 0u;
-    element.children.reserve(count);
     for (pugi::xml_node const& child : node.children()) {
         if (child.type() == pugi::node_element)
             convert(child, element.children.emplace_back());
@@ -47,14 +43,6 @@ std::string carried(std::string const& text)
         if (clean[at + 2] == '\xBE' || clean[at + 2] == '\xBF')
             clean[at + 2] = '\xBD';
     return clean;
-}
-
-bool isAscii(std::string const& text)
-{
-    for (char c : text)
-        if (static_cast<unsigned char>(c) >= 0x80)
-            return false;
-    return true;
 }
 
 // Null for a character that stands for itself.
@@ -80,15 +68,14 @@ char const* escapeOf(char c, bool inAttribute)
     }
 }
 
-void appendEscaped(std::string& out, std::string const& text, bool inAttribute)
+void appendEscaped(std::string& out, std::string const& given, bool inAttribute)
 {
-    if (!isAscii(text) && carried(text) != text)
-        return appendEscaped(out, carried(text), inAttribute);
+    std::string const text = carried(given);
     std::size_t plain = 0;
     for (std::size_t i = 0; i < text.size(); ++i) {
         char const* const escape = escapeOf(text[i], inAttribute);
         ControlAt const control = escape ? ControlAt{0, 1} : controlAt(text, i);
-        if (!escape && control.code < 0x20) // none, or a tab or line feed of the text
+        if (!escape && control.code <= '\n') // none, or a tab or line feed of the text
             continue;
         out.append(text, plain, i - plain).append(escape ? escape : xmlEscape(control.code));
         i += control.length - 1;

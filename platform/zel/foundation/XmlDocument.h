@@ -36,8 +36,8 @@ public:
     };
 
     /// Throws ParseException "XML: {reason} at byte {offset}". Document types, entities other than the five
-    /// predefined and characters that XML excludes are refused; the limits hold before memory is spent on a
-    /// tree.
+    /// predefined, characters that XML excludes, bytes that are no UTF-8 and a declared encoding other than UTF-8
+    /// or its part ASCII are refused; the limits hold before memory is spent on a tree.
     static XmlElement parse(std::string_view utf8, Limits const& limits);
     static XmlElement parse(std::string_view utf8) { return parse(utf8, Limits()); }
     /// Indented by two blanks; characters that XML cannot carry are written as U+FFFD, other control

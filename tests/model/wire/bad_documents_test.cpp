@@ -2,6 +2,7 @@
 #include "RandomState.h"
 #include "StateDump.h"
 
+#include <zel/model/wire/MessageBoxWire.h>
 #include <zel/model/wire/Serializable.h>
 #include <zel/model/wire/XmlReader.h>
 
@@ -15,7 +16,7 @@ using namespace zel::test;
 namespace {
 
 // What is wrong with it, "" for nothing.
-std::string refusal(std::string const& document)
+std::string refusal(std::string_view document)
 {
     StateManager state;
     try {
@@ -85,7 +86,14 @@ TEST(BadDocument, isRefusedWithReasonAndPlace)
         {inState("\xFF"), "no UTF-8"},
         {inState("<a\xFF/>"), "no UTF-8"},
         {inState("<a b\xC3=''/>"), "no UTF-8"},
+        {"<?xml version='1.0' encoding='latin1'?><s/>", "the encoding \"latin1\", not UTF-8, byte 0"},
+        {inState("<!-- a -- b -->"), "no \">\" at /StateManager"},
+        {inState("") + "<!-- a --->", "no \">\""},
+        {inState("a ]]> b"), "\"]]>\" outside a CDATA section at /StateManager"},
         {inState("<device guid='\\x'/>"), "guid: \"\\\" is followed neither"},
+        {inState("<device guid='\\x0041'/>"), "guid: \"\\\" is followed neither"},
+        {"<", "cut off, byte 1"},
+        {inState("< a/>"), "no name"},
         {inState("<device guid='\\u12'/>"), "guid: \"\\\" is followed neither"},
         {inState("<device guid='\\u12g4'/>"), "guid: \"\\\" is followed neither"},
         {inState("<device guid='a' guid='b'/>"), "attribute \"guid\" twice"},
@@ -154,6 +162,13 @@ TEST(BadDocument, isRefusedWithReasonAndPlace)
         {inState("<testRun guid='r'/><testRun guid='r'/>"), "test run \"r\" twice"},
         {inState("<testRun guid='r' test='t' bound='true'/>"), "of the test \"t\", which is not known"},
         {inState("<testRun guid='r' percent='101'/>"), "percent: out of range"},
+        {inState("<testRun guid='r' percent='-2'/>"), "percent: out of range"},
+        {inState("<specification name='n' key='n' type='NONDISCRETEMEASUREMENT'/><device guid='d'>"
+                 "<property spec='n' value='1' precision='31'/></device>"),
+         "precision: out of range"},
+        {inState("<specification name='n' key='n' type='NONDISCRETEMEASUREMENT'/><device guid='d'>"
+                 "<property spec='n' value='1' precision='-1'/></device>"),
+         "precision: out of range"},
         {inState("<indicatorRun indicator='i'/>"),
          "Indicator run is of the indicator \"i\", which is not known"},
         {inState("<indicator key='i'/><indicatorRun indicator='i'/><indicatorRun indicator='i'/>"),
@@ -161,6 +176,11 @@ TEST(BadDocument, isRefusedWithReasonAndPlace)
         {inState("<indicator key='i'/><indicatorRun indicator='i' interval='NaN'/>"), "interval: no time"},
         {inState("<indicator key='i'/><indicatorRun indicator='i' interval='1e400'/>"),
          "is no number of its type"},
+        {inState("<indicator key='i'/><indicatorRun indicator='i' interval='-1'/>"), "interval: no time"},
+        {inState("<indicator key='i'/><indicatorRun indicator='i' interval='INF'/>"), "interval: no time"},
+        {inState("<indicator key='i'/><indicatorRun indicator='i' interval='nan(7)'/>"), "is no number"},
+        {inState("<indicator key='i'/><indicatorRun indicator='i' interval='infinity'/>"), "is no number"},
+        {inState("<indicator key='i'/><indicatorRun indicator='i' interval='-NaN'/>"), "is no number"},
     };
     for (auto const& one : cases)
         EXPECT_NE(refusal(one.document).find(one.reason), std::string::npos)
@@ -181,14 +201,75 @@ TEST(BadDocument, mayHoldWhatIsNotKnownHere)
                         "</device>")),
         "")
         << "who says no type has texts";
+    EXPECT_EQ(refusal(inState("<testRun guid='r' percent='100'/><testRun guid='q' percent='-1'/>")), "");
+    for (char const* name : {"a", "z", "A", "Z", "_", ":", "a0.9-", "\xC4\x80", "a\xC4\x80-"})
+        EXPECT_EQ(refusal(inState("<" + std::string(name) + " " + name + "=''/>")), "") << name;
+}
+
+TEST(BadDocument, endsWhereTheLimitsAre)
+{
+    wire::XmlReader::Limits limits;
+    limits.bytes = 60;
+    limits.depth = 3;
+    limits.elements = 4;
+    limits.attributes = 2;
+    struct
+    {
+        std::string document;
+        char const* reason;
+    } const cases[] = {
+        {"<a><a><a/></a></a>", ""},
+        {"<a><a><a><a/></a></a></a>", "more than 3 elements deep"},
+        {"<a><a/><a/><a/></a>", ""},
+        {"<a><a/><a/><a/><a/></a>", "more than 4 elements"},
+        {"<a b='' c=''/>", ""},
+        {"<a b='' c='' d=''/>", "more than 2 attributes"},
+        {"<a b=\"\" c=\"\"/>", ""},
+        {"<a b=\"\" c=\"\" d=\"\"/>", "more than 2 attributes"},
+        {"<a/>" + std::string(56, ' '), ""},
+        {"<a/>" + std::string(57, ' '), "more than 60 bytes"},
+    };
+    for (auto const& one : cases)
+        try {
+            wire::XmlReader reader(one.document, limits);
+            reader.openRoot();
+            reader.finish();
+            EXPECT_STREQ(one.reason, "") << one.document;
+        } catch (DeserializationException const& e) {
+            EXPECT_EQ(e.reason(), one.reason) << one.document;
+        }
+}
+
+TEST(BadDocument, isNoQuestion)
+{
+    auto const read = [](std::string const& text) {
+        wire::XmlReader reader(text);
+        reader.openRoot();
+        return wire::readMessageBox(reader).answers().size();
+    };
+    std::string const answer = "<answer code='1' text='yes'/></messageBox>";
+    EXPECT_EQ(read("<messageBox>" + answer), 1u);
+    for (char const* attributes : {"default='1'", "cancel='1'", "default='1' cancel='1'", "look='smug'"})
+        EXPECT_THROW(read("<messageBox " + std::string(attributes) + ">" + answer), DeserializationException)
+            << attributes;
+}
+
+TEST(GoodDocument, saysEachCharacterInAnyForm)
+{
+    std::string const good = "<t a='&#x10000;&#xD7FF;\\uFAfa\\u09aF&#65;\t|' b=''/>";
+    wire::XmlReader reader(good);
+    reader.openRoot();
+    EXPECT_EQ(reader.required("a"), String("\xF0\x90\x80\x80\xED\x9F\xBF\xEF\xAB\xBA\xE0\xA6\xAF"
+                                           "A |"));
 }
 
 TEST(BadDocument, isRefusedWhereverItIsCut)
 {
     std::string const document = Serializable::serializeUtf8(RandomState(5).state(), "StateManager");
     ASSERT_GT(document.size(), 3000u);
-    for (std::size_t length = 0; length < document.rfind('>'); ++length)
-        ASSERT_NE(refusal(document.substr(0, length)), "") << length;
+    for (std::size_t length = 0; length < document.rfind('>');
+         ++length) // the rest stands there and is not read
+        ASSERT_NE(refusal(std::string_view(document).substr(0, length)), "") << length;
     EXPECT_EQ(refusal(document), "");
 }
 

@@ -1,5 +1,6 @@
 #include <zel/model/wire/XmlReader.h>
 
+#include <zel/foundation/XmlScanner.h>
 #include <zel/model/wire/Serializable.h>
 
 #include <algorithm>
@@ -87,37 +88,6 @@ char const* behindOrdinary(char const* at, char const* end)
     return at;
 }
 
-bool isXmlCharacter(std::uint32_t code)
-{
-    return code == '\t' || code == '\n' || code == '\r' || (code >= 0x20 && code < 0xD800) ||
-           (code >= 0xE000 && code < 0xFFFE) || (code >= 0x10000 && code <= 0x10FFFF);
-}
-
-struct Entity
-{
-    std::string_view name;
-    char character;
-};
-constexpr Entity kEntities[] = {{"amp", '&'}, {"lt", '<'}, {"gt", '>'}, {"quot", '"'}, {"apos", '\''}};
-
-constexpr std::uint32_t kNoCharacter = 0;
-
-// The character of a reference, without its '&' and ';'; kNoCharacter for what is none.
-std::uint32_t characterOf(std::string_view reference)
-{
-    for (Entity const& one : kEntities)
-        if (reference == one.name)
-            return static_cast<unsigned char>(one.character);
-    if (!reference.starts_with('#'))
-        return kNoCharacter;
-    bool const isHex = reference.starts_with("#x");
-    reference.remove_prefix(isHex ? 2 : 1);
-    std::uint32_t code = 0;
-    auto const end = reference.data() + reference.size();
-    auto const result = std::from_chars(reference.data(), end, code, isHex ? 16 : 10);
-    return result.ec == std::errc() && result.ptr == end && isXmlCharacter(code) ? code : kNoCharacter;
-}
-
 void append(std::vector<String::Unit>& units, std::uint32_t code)
 {
     if (code >= 0x10000) {
@@ -183,6 +153,10 @@ void XmlReader::openRoot()
 {
     if (startsWith("\xEF\xBB\xBF"))
         m_at += 3;
+    auto const encoding =
+        XmlScanner::foreignEncoding(std::string_view(m_at, static_cast<std::size_t>(m_end - m_at)));
+    if (!encoding.empty())
+        failAt(m_at, "the encoding \"" + String(encoding) + "\", not UTF-8");
     skipBlanks();
     while (startsWith("<?") || startsWith("<!")) {
         if (!scanMisc())
@@ -226,8 +200,11 @@ void XmlReader::step()
     }
     for (;;) {
         bool ignored = true;
-        if (m_at == m_end || *m_at != '<')
-            scanText('<', ignored);
+        char const* const from = m_at;
+        scanText('<', ignored);
+        std::string_view const text(from, static_cast<std::size_t>(m_at - from));
+        if (text.find("]]>") != std::string_view::npos)
+            failAt(from, "\"]]>\" outside a CDATA section");
         char const kind = m_end - m_at > 1 ? m_at[1] : '\0';
         if (kind == '/')
             return scanEndTag();
@@ -364,7 +341,8 @@ void XmlReader::scanReference()
     std::string_view const rest(m_at + 1,
                                 std::min(kLongestReference, static_cast<std::size_t>(m_end - m_at - 1)));
     std::size_t const length = rest.find(';');
-    if (length == std::string_view::npos || characterOf(rest.substr(0, length)) == kNoCharacter)
+    if (length == std::string_view::npos ||
+        XmlScanner::characterOf(rest.substr(0, length)) == XmlScanner::kNoCharacter)
         failAt(m_at, "a reference to no character that is known here");
     m_at += length + 2;
 }
@@ -384,7 +362,7 @@ void XmlReader::scanSequence()
 bool XmlReader::scanMisc()
 {
     if (startsWith("<!--"))
-        skipPast("<!--", "-->");
+        skipPast("<!--", "--"), expect('>');
     else if (startsWith("<?"))
         skipPast("<?", "?>");
     else
@@ -473,7 +451,7 @@ String XmlReader::unfolded(Attribute const& attribute) const
         if (rest.empty())
             break;
         std::size_t const length = rest.front() == '&' ? rest.find(';') + 1 : 1;
-        append(units, rest.front() == '&' ? characterOf(rest.substr(1, length - 2)) : ' ');
+        append(units, rest.front() == '&' ? XmlScanner::characterOf(rest.substr(1, length - 2)) : ' ');
         rest.remove_prefix(length);
     }
     unescape(units, attribute);

@@ -11,6 +11,7 @@
 #include <zel/foundation/String.h>
 
 #include <charconv>
+#include <cmath>
 #include <concepts>
 #include <cstring>
 #include <optional>
@@ -21,7 +22,7 @@ namespace zel::wire {
 
 /// Reads a document without document type, in UTF-8. Character data is passed over. Every fault of form throws
 /// DeserializationException with the path and the byte, also in what nobody asks for: characters that XML
-/// excludes, bytes that are no UTF-8, entities other than the five predefined, an attribute twice, a tag that
+/// excludes, bytes that are no UTF-8, another encoding declared, entities other than the five predefined, an attribute twice, a tag that
 /// does not match; and so does what exceeds the limits, before memory is spent on it.
 class XmlReader
 {
@@ -167,7 +168,10 @@ T XmlReader::numberOf(Attribute const& attribute) const
     std::string_view const text = attribute.isPlain ? attribute.raw : std::string_view(unfolded);
     T value{};
     auto const result = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (result.ec != std::errc() || result.ptr != text.data() + text.size())
+    bool isNumber = result.ec == std::errc() && result.ptr == text.data() + text.size();
+    if constexpr (std::floating_point<T>) // from_chars knows more spellings of what is not finite
+        isNumber = isNumber && (std::isfinite(value) || text == "NaN" || text == "INF" || text == "-INF");
+    if (!isNumber)
         fail(attribute.name, "\"" + String(text) + "\" is no number of its type");
     return value;
 }
