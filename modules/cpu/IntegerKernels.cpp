@@ -153,7 +153,7 @@ struct MersenneResidue
     std::uint64_t m_limbs[kMaxLimbs] = {};
 };
 
-/// value := the number held in 2·count limbs modulo 2^p - 1, fully reduced.
+/// value := the number below 2^2p held in 2·count limbs, modulo 2^p - 1; 2^p - 1 itself stands for zero.
 void reduceMersenne(std::uint64_t const* wide, unsigned p, MersenneResidue& value) noexcept
 {
     std::size_t const count = (p + 63) / 64;
@@ -162,22 +162,19 @@ void reduceMersenne(std::uint64_t const* wide, unsigned p, MersenneResidue& valu
     std::uint64_t carry = 0;
     for (std::size_t i = 0; i < count; ++i) {
         std::size_t const high = i + p / 64;
-        std::uint64_t upper = wide[high] >> shift;
-        if (high + 1 < 2 * count)
-            upper |= wide[high + 1] << (64 - shift);
+        std::uint64_t const upper = wide[high] >> shift | wide[high + 1] << (64 - shift);
         std::uint64_t const lower = i + 1 == count ? wide[i] & topMask : wide[i];
         Uint128 const sum = Uint128(lower) + upper + carry;
         value.m_limbs[i] = static_cast<std::uint64_t>(sum);
         carry = static_cast<std::uint64_t>(sum >> 64);
     }
-    // What stands above bit p counts once more at bit 0; twice is enough for it to settle.
-    for (int pass = 0; pass < 2; ++pass) {
-        std::uint64_t fold = value.m_limbs[count - 1] >> shift;
-        value.m_limbs[count - 1] &= topMask;
-        for (std::size_t i = 0; fold != 0 && i < count; ++i) {
-            value.m_limbs[i] += fold;
-            fold = value.m_limbs[i] < fold ? 1 : 0;
-        }
+    // What stands above bit p counts once more at bit 0. Both halves are at most 2^p - 1, so nothing is left above
+    // it then.
+    std::uint64_t fold = value.m_limbs[count - 1] >> shift;
+    value.m_limbs[count - 1] &= topMask;
+    for (std::size_t i = 0; i < count; ++i) {
+        value.m_limbs[i] += fold;
+        fold = value.m_limbs[i] < fold ? 1 : 0;
     }
 }
 
@@ -212,7 +209,7 @@ void squareMinusTwo(MersenneResidue& value, unsigned p) noexcept
 
 /// The Lucas-Lehmer sequence for the prime 2^p - 1, one step before its last, is ±2^((p+1)/2). The answer is
 /// the number of one bits of that residue (of its complement where the sign is negative), the place of the
-/// one bit, and whether the last step then gives zero, which 2^p - 1 stands for as well.
+/// one bit, and whether the last step then gives 2^p - 1, which stands for zero.
 Answer lucasLehmer(unsigned p) noexcept
 {
     std::size_t const count = (p + 63) / 64;
@@ -225,7 +222,7 @@ Answer lucasLehmer(unsigned p) noexcept
     std::uint64_t ones = 0;
     for (std::size_t i = 0; i < count; ++i)
         ones += static_cast<unsigned>(std::popcount(value.m_limbs[i]));
-    bool const negative = ones > p / 2;
+    bool const negative = ones != 1;
     std::uint64_t place = 0;
     for (std::size_t i = 0; i < count; ++i) {
         std::uint64_t const limb =
@@ -235,12 +232,10 @@ Answer lucasLehmer(unsigned p) noexcept
     }
 
     squareMinusTwo(value, p);
-    bool zero = true, modulus = true;
-    for (std::size_t i = 0; i < count; ++i) {
-        zero = zero && value.m_limbs[i] == 0;
+    bool modulus = true;
+    for (std::size_t i = 0; i < count; ++i)
         modulus = modulus && value.m_limbs[i] == (i + 1 == count ? topMask : ~std::uint64_t(0));
-    }
-    return {{negative ? p - ones : ones, place, zero || modulus ? 1u : 0u}};
+    return {{negative ? p - ones : ones, place, modulus ? 1u : 0u}};
 }
 
 Answer lucasLehmer521() noexcept { return lucasLehmer(521); }
@@ -264,18 +259,22 @@ Answer bitCounts() noexcept
     return {{ones, zeros, windows}};
 }
 
-/// A maximal 16-bit shift register comes back to its seed after 2^16 - 1 steps and not before.
+/// A maximal 16-bit shift register comes back to its seed after 2^16 - 1 steps and not before: how often it
+/// did, and when last.
 Answer shiftRegister() noexcept
 {
     unsigned const seed = opaque(0xACE1u);
     unsigned state = seed;
-    std::uint64_t steps = 0;
-    do {
+    std::uint64_t returns = 0, last = 0;
+    for (unsigned step = 1; step <= 65535; ++step) {
         unsigned const bit = (state ^ (state >> 2) ^ (state >> 3) ^ (state >> 5)) & 1u;
         state = (state >> 1) | (bit << 15);
-        ++steps;
-    } while (state != seed && steps < 70000);
-    return {{steps}};
+        if (state == seed) {
+            ++returns;
+            last = step;
+        }
+    }
+    return {{returns, last}};
 }
 
 std::uint64_t queens(unsigned all, unsigned columns, unsigned left, unsigned right) noexcept
@@ -350,7 +349,7 @@ constexpr Kernel kKernels[] = {
      "x^16+x^14+x^13+x^11+1 is primitive: period 2^16-1",
      CpuFeature::None,
      fixedOperands<shiftRegister>,
-     {{65535}}},
+     {{1, 65535}}},
     {"branches",
      "92 and 352 ways to place 8 and 9 queens (OEIS A000170)",
      CpuFeature::None,
