@@ -109,6 +109,7 @@ TEST_F(Pipes, CarryWhatTheConsoleLists)
         Outcome outcome;
         std::string const document = answer({.words = verbose}, outcome);
         EXPECT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_FALSE(has(outcome.err, "-pipe")) << "a peer that knows nothing yet is no failure";
         EXPECT_EQ(outcome.out, "exit callback\n") << "all else goes through the pipe";
         std::vector<std::string> words{"enum"};
         words.insert(words.end(), verbose.begin(), verbose.end());
@@ -147,15 +148,18 @@ TEST_F(Pipes, WhatIsNoStateChangesNothing)
         std::string const written = log();
         EXPECT_TRUE(holds(written, "Failed to receive correct sysinfo.  Instead we got :"));
         EXPECT_TRUE(holds(written, input.substr(0, 8)) || input[0] != 'n');
+        EXPECT_TRUE(holds(outcome.err, "; what is known already is not taken over\n"));
     }
 }
 
-TEST_F(Pipes, NumbersOfNothingAreFailuresThatAreLogged)
+TEST_F(Pipes, NumbersOfNothingAreFailuresThatAreSaid)
 {
     for (std::string const number : {"999", "-1", "4294967297", "9000000000000000000"}) {
         Outcome const outcome = module("inventorying", {"enum", "-x", "-pipeIn", number, "-pipeOut", number});
         EXPECT_EQ(outcome.status, 0) << outcome.err;
         EXPECT_EQ(outcome.out, "exit callback\n") << "and nothing goes anywhere else";
+        EXPECT_TRUE(holds(outcome.err, "-pipeIn " + number + ": Bad file descriptor; what is known"));
+        EXPECT_TRUE(holds(outcome.err, "-pipeOut " + number + ": Bad file descriptor; the devices are not"));
         std::string const written = log();
         EXPECT_TRUE(holds(written, "openConnection(): readFromPipe() failedBad file descriptor\n"));
         EXPECT_TRUE(holds(written, "sendEnumDevices(): writeToPipe() failed pipeId = " + number +

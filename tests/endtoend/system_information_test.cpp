@@ -209,9 +209,19 @@ TEST_F(SystemInformation, TakesParametersFromTheSettings)
     m_folder.write("depth.w4i", "Parameter.depth.value=5\n");
     EXPECT_TRUE(holds(module("depth", {"enum"}).out, "depth 5\n"));
     m_folder.write("depth.w4i", "Parameter.depth.value=50\n");
-    Outcome const outcome = module("depth", {"enum"});
+    Outcome outcome = module("depth", {"enum"});
     EXPECT_TRUE(holds(outcome.out, "depth 3\n"));
     EXPECT_TRUE(holds(outcome.err, "depth.w4i:1: Parameter.depth.value: "));
+    m_folder.write("depth.w4i", "Parameter.depth.value=5\nnonsense\n");
+    outcome = module("depth", {"enum"});
+    EXPECT_TRUE(holds(outcome.out, "depth 5\n"));
+    EXPECT_TRUE(holds(outcome.err, "depth.w4i:2: has no '='; no property is overridden\n"));
+    std::filesystem::permissions(m_folder.path("depth.w4i"), std::filesystem::perms::others_write,
+                                 std::filesystem::perm_options::add);
+    outcome = module("depth", {"enum"});
+    EXPECT_TRUE(holds(outcome.out, "depth 3\n"));
+    EXPECT_TRUE(holds(outcome.err, "may be written by everybody; no property is overridden, and parameters "
+                                   "have their defaults\n"));
 }
 
 TEST_F(SystemInformation, LeavesOutWhatTheFilterLeavesOut)

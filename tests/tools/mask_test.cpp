@@ -3,6 +3,9 @@
 #include <listing/Listing.h>
 #include <listing/Mask.h>
 
+#include <zel/model/state/StateManager.h>
+#include <zel/model/wire/Serializable.h>
+
 #include <ctime>
 #include <gtest/gtest.h>
 
@@ -112,6 +115,26 @@ TEST(Mask, LeavesAloneWhatTellsNobodyApart)
     for (char const* expected : {"Serial number: [Serial number 1]", "Stepping: 1\n", "0000:00:1f.2",
                                  "1.2.3.4", "PCI:0:31:2", "usb-0000:00:1d.2-1/input0"})
         EXPECT_NE(text.find(expected), std::string::npos) << expected << " in\n" << text;
+}
+
+TEST(Mask, HidesWhatAModuleReportsAndDoesNotMark)
+{
+    zel::StateManager state;
+    zel::Serializable::deserializeUtf8(R"(<StateManager format="zel-state" version="1">
+<specification name="Identity" key="Identity" type="STRING" category="SysInfo, Group"/>
+<specification name="SerialNumber" key="SerialNumber" type="STRING" category="SysInfo" group="Identity"/>
+<specification name="Colour" key="Colour" type="STRING" category="SysInfo"/>
+<device guid="a" name="Fan tray" location="TRAY:1" type="Fan" capabilities="Fan" state="FUNCTIONAL">
+<property spec="Identity" value=""><member key="SerialNumber"/></property>
+<property spec="SerialNumber" value="SN-1001"/><property spec="Colour" value="red"/></device>
+</StateManager>)",
+                                       state);
+    Machine tray = machineOf(state);
+    EXPECT_EQ(listing::text(tray), "Fan tray  [Fan]  TRAY:1\n    Serial number: SN-1001\n    Colour: red\n")
+        << "the name that everybody's serial numbers have, and no line for a group without a value";
+    Mask().apply(tray);
+    EXPECT_EQ(listing::text(tray),
+              "Fan tray  [Fan]  TRAY:1\n    Serial number: [Serial number 1]\n    Colour: red\n");
 }
 
 TEST(Mask, EqualValuesStayEqual)

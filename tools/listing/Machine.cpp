@@ -9,6 +9,19 @@ using namespace zel;
 
 namespace {
 
+// What is known of a key holds whoever reports it: a serial number is one, also when the module that found it
+// did not say so.
+std::shared_ptr<PropertySpecImp const> completed(std::shared_ptr<PropertySpecImp const> const& spec)
+{
+    PropertyRow const* const row = findProperty(spec->keyInModule().toUtf8());
+    if (!row || (!spec->defaultName().empty() && spec->category().isCapable(row->category())))
+        return spec;
+    auto whole = std::make_shared<PropertySpecImp>(spec->keyInModule(), spec->category() | row->category(),
+                                                   spec->type(), spec->deviceCapability());
+    whole->setDefaultName(spec->defaultName().empty() ? String(row->name) : spec->defaultName());
+    return whole;
+}
+
 Device copyOf(DeviceImp const& record)
 {
     Device device;
@@ -25,7 +38,7 @@ Device copyOf(DeviceImp const& record)
     device.properties.reserve(record.propertyCount());
     for (std::size_t i = 0; i < record.propertyCount(); ++i) {
         PropertyImp const& property = record.getProperty(i);
-        device.properties.push_back({property.spec(), property.value()});
+        device.properties.push_back({completed(property.spec()), property.value()});
     }
     return device;
 }
@@ -67,6 +80,11 @@ bool Property::isVolatile() const { return spec->category().isCapable(PropertyCa
 bool Property::isIdentifying() const
 {
     return spec->category().isCapable(PropertyCategoryImp::SecurityInfo());
+}
+
+bool Property::isHeading() const
+{
+    return spec->category().isCapable(PropertyCategoryImp::Group()) && value.toString().empty();
 }
 
 bool Device::isFunctional() const { return state == DeviceStateImp::FUNCTIONAL().toString(); }

@@ -35,6 +35,8 @@ struct Property
     bool isVolatile() const;
     /// Tells this machine from others of its kind: a serial number, an address.
     bool isIdentifying() const;
+    /// A group that has no value of its own: listings for people, which show no groups, leave it out.
+    bool isHeading() const;
 };
 
 struct Device

@@ -44,7 +44,8 @@ void addDevice(Device const& device, std::string& out)
         head += "  (" + harmless(device.state) + ")";
     out += head + "\n";
     for (Property const& property : device.properties)
-        addProperty(property, margin.size() + kStep, out);
+        if (!property.isHeading())
+            addProperty(property, margin.size() + kStep, out);
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include <libKrel5/basics/LibraryMutex.h>
 #include <libKrel5/internal/backends/StopRequest.h>
 #include <libKrel5/internal/module/CommandLine.h>
+#include <libKrel5/internal/module/ErrorReporting.h>
 
 #include <krel5/CommandLineOption.h>
 
@@ -34,13 +35,25 @@ zel::StateManager& manager() { return zel::StateManager::instance(); }
 
 bool isStopped() { return StopRequest::isMade(); }
 
+// The log has it too; but who gave a wrong number looks at the console, and the status says nothing of it.
+void tell(char const* option, std::int64_t pipe, zel::String const& reason, char const* consequence)
+{
+    if (isStopped())
+        return; // whoever stops the module knows why it ends early
+    ErrorReporting::tell(zel::String(option) + " " + zel::String::number(pipe) + ": " + reason + "; " +
+                         consequence);
+}
+
+constexpr char kNothingTaken[] = "what is known already is not taken over";
+
 std::optional<std::string> read(std::int64_t pipe)
 {
     std::string text;
     std::size_t bytes = 0;
     if (!zel::System::readFromPipeUtf8(pipe, text, bytes, isStopped)) {
-        ZEL_LOG(logger(), LogLevel::Critical)
-            << "openConnection(): readFromPipe() failed" << zel::System::getSystemErrorMsg();
+        zel::String const reason = zel::System::getSystemErrorMsg();
+        ZEL_LOG(logger(), LogLevel::Critical) << "openConnection(): readFromPipe() failed" << reason;
+        tell("-pipeIn", pipe, reason, kNothingTaken);
         return std::nullopt;
     }
     ZEL_LOG(logger(), LogLevel::Information) << "openConnection(): Read " << static_cast<std::uint64_t>(bytes)
@@ -55,7 +68,7 @@ void countDevices(zel::StateManager const& state, char const* before, char const
 }
 
 // Nothing of a text that is no state counts.
-void takeIn(std::string const& text, bool mergesDevices)
+void takeIn(std::int64_t pipe, std::string const& text, bool mergesDevices)
 {
     try {
         zel::StateManager received;
@@ -70,6 +83,8 @@ void takeIn(std::string const& text, bool mergesDevices)
         ZEL_LOG(logger(), LogLevel::Error) << "Failed to receive correct sysinfo.  Instead we got :\n"
                                            << text;
         ZEL_LOG(logger(), LogLevel::Error) << e.toString();
+        if (!text.empty()) // else there was nothing to take over
+            tell("-pipeIn", pipe, e.toString(), kNothingTaken);
     } catch (zel::Exception const& e) {
         ZEL_LOG(logger(), LogLevel::Error) << "Deserialization threw: " << e.toString();
     } catch (...) {
@@ -102,9 +117,12 @@ void write(std::int64_t pipe, std::string const& text)
         ZEL_LOG(logger(), LogLevel::Information)
             << "sendEnumDevices(): Wrote " << static_cast<std::uint64_t>(bytes)
             << " bytes into pipeId = " << pipe;
-    else
-        ZEL_LOG(logger(), LogLevel::Critical) << "sendEnumDevices(): writeToPipe() failed pipeId = " << pipe
-                                              << " : " << zel::System::getSystemErrorMsg();
+    else {
+        zel::String const reason = zel::System::getSystemErrorMsg();
+        ZEL_LOG(logger(), LogLevel::Critical)
+            << "sendEnumDevices(): writeToPipe() failed pipeId = " << pipe << " : " << reason;
+        tell("-pipeOut", pipe, reason, "the devices are not handed over");
+    }
     ZEL_LOG(logger(), LogLevel::Information) << "writeToPipe took " << watch.getElapsed() << " seconds.";
 }
 
@@ -147,7 +165,7 @@ void CommXml::receiveDevices()
     if (!pipe)
         return;
     if (auto const text = read(*pipe))
-        takeIn(*text, m_mergesReceived);
+        takeIn(*pipe, *text, m_mergesReceived);
 }
 
 void CommXml::sendPercentDoneMessage()

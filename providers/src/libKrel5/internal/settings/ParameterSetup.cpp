@@ -111,10 +111,21 @@ void takeMistypedKeys(std::vector<UnreadSetting> const& unread, zel::ModuleFunct
             function.addSettingsError(one.error);
 }
 
+// Of a file that cannot be read no line counts; of any other one an inventory takes the parameters that it can.
+char const* consequenceOf(zel::SettingsResource const& settings)
+{
+    if (!moduleTakesOverrides())
+        return "no test runs";
+    auto const& issues = settings.issues();
+    bool const isUnread = !issues.empty() && issues.front().line == 0;
+    return isUnread ? "no property is overridden, and parameters have their defaults"
+                    : "no property is overridden";
+}
+
 void tellWhatConcernsTheWholeModule(zel::SettingsResource const& settings,
                                     std::vector<UnreadSetting> const& unread)
 {
-    char const* const consequence = moduleTakesOverrides() ? "no property is overridden" : "no test runs";
+    char const* const consequence = consequenceOf(settings);
     for (auto const& issue : settings.issues())
         ErrorReporting::tell(issue.toString() +
                              (issue.isWarning ? zel::String() : zel::String("; ") + consequence));
