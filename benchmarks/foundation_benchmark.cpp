@@ -1,15 +1,18 @@
-// Text conversion against iconv, log lines against the bare write(2) of the same bytes.
+// Text conversion against iconv, log lines against the bare write(2) of the same bytes, pipes against bare read and write.
 
 #include <zel/foundation/Logger.h>
+#include <zel/foundation/System.h>
 #include <zel/foundation/Utf.h>
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <fcntl.h>
 #include <iconv.h>
 #include <stdexcept>
 #include <stdlib.h>
 #include <string>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -148,6 +151,59 @@ void traceScopeBelowThreshold(benchmark::State& state)
     }
 }
 
+/// 64 MiB through a pipe to a reader on another thread.
+template <typename Send, typename Receive>
+void throughAPipe(benchmark::State& state, Send send, Receive receive)
+{
+    std::string const text(64u << 20, 'x');
+    for (auto _ : state) {
+        int ends[2] = {};
+        if (::pipe2(ends, O_CLOEXEC) != 0)
+            throw std::runtime_error("no pipe");
+        std::size_t received = 0;
+        std::thread reader([&] { received = receive(ends[0]); });
+        send(ends[1], text);
+        ::close(ends[1]);
+        reader.join();
+        ::close(ends[0]);
+        if (received != text.size())
+            throw std::runtime_error("not all of it arrived");
+    }
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(text.size()));
+}
+
+// What two programs would do that know nothing of pipes: the kernel's own size, and a buffer of that size.
+void barePipe(benchmark::State& state)
+{
+    auto const send = [](int end, std::string const& text) {
+        for (std::size_t at = 0; at < text.size();)
+            at += static_cast<std::size_t>(std::max<ssize_t>(0, ::write(end, &text[at], text.size() - at)));
+    };
+    auto const receive = [](int end) {
+        std::string all;
+        std::vector<char> buffer(64u << 10);
+        for (ssize_t count = 0; (count = ::read(end, buffer.data(), buffer.size())) > 0;)
+            all.append(buffer.data(), static_cast<std::size_t>(count));
+        return all.size();
+    };
+    throughAPipe(state, send, receive);
+}
+
+void platformPipe(benchmark::State& state)
+{
+    auto const send = [](int end, std::string const& text) {
+        std::size_t count = 0;
+        zel::System::writeToPipeUtf8(end, text, count);
+    };
+    auto const receive = [](int end) {
+        std::string all;
+        std::size_t count = 0;
+        zel::System::readFromPipeUtf8(end, all, count);
+        return all.size();
+    };
+    throughAPipe(state, send, receive);
+}
+
 } // namespace
 
 // 0 ASCII, 1 Latin, 2 CJK, 3 mixed, 4 Cyrillic.
@@ -157,5 +213,7 @@ BENCHMARK(bareWrite);
 BENCHMARK(logLineWritten);
 BENCHMARK(logLineBelowThreshold);
 BENCHMARK(traceScopeBelowThreshold);
+BENCHMARK(barePipe)->UseRealTime();
+BENCHMARK(platformPipe)->UseRealTime();
 
 BENCHMARK_MAIN();

@@ -3,8 +3,8 @@
 #include <zel/foundation/linux/BrokenPipesAreErrors.h>
 #include <zel/foundation/linux/FileDescriptor.h>
 
-#include <algorithm>
 #include <fcntl.h>
+#include <memory>
 #include <new>
 #include <poll.h>
 #include <stdexcept>
@@ -15,10 +15,11 @@ namespace zel {
 namespace {
 
 constexpr int kSliceMilliseconds = 100;
-// What anybody may ask for as the system is shipped (/proc/sys/fs/pipe-max-size). A pipe begins with 64 KiB, so
+// What anybody may ask for as the system is shipped (/proc/sys/fs/pipe-max-size). A pipe begins with kUsualPipe, so
 // that both sides would wake sixteen times as often.
 constexpr int kPipeBytes = 1 << 20;
-constexpr std::size_t kFirstRoom = 64u << 10;
+constexpr std::size_t kUsualPipe = 64u << 10;
+constexpr std::size_t kPiece = 256u << 10; // of one read: what a processor's nearer cache holds
 
 // Whoever may not have that much, or has no pipe, works with what there is.
 void widen(int descriptor) noexcept
@@ -77,25 +78,22 @@ int readPipe(int descriptor, std::string& content, std::size_t limit, StopWaitin
 try {
     widen(descriptor);
     content.clear();
-    std::size_t used = 0;
+    // Appended, the text grows without being filled with zeros first, and half of its room is never touched.
+    auto const piece = std::make_unique_for_overwrite<char[]>(kPiece);
     for (;;) {
-        // One byte more than allowed tells a text of exactly `limit` bytes from a larger one.
-        if (used == content.size())
-            content.resize(std::min(std::max(2 * used, kFirstRoom), limit + 1));
         if (int const error = stop ? waitFor(descriptor, POLLIN, stop) : 0; error != 0)
             return error;
-        ssize_t const count = ::read(descriptor, content.data() + used, content.size() - used);
-        if (count < 0 && errno == EAGAIN) {
+        ssize_t const count = ::read(descriptor, piece.get(), kPiece);
+        if (count == 0)
+            return 0;
+        if (count > 0)
+            content.append(piece.get(), static_cast<std::size_t>(count));
+        else if (errno == EAGAIN) {
             if (int const error = waitFor(descriptor, POLLIN, stop); error != 0)
                 return error;
-        } else if (count < 0 && errno != EINTR) {
+        } else if (errno != EINTR)
             return errno;
-        } else if (count == 0) {
-            content.resize(used);
-            return 0;
-        }
-        used += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
-        if (used > limit)
+        if (content.size() > limit)
             return EFBIG;
     }
 } catch (std::bad_alloc const&) {
@@ -108,7 +106,7 @@ int writePipe(int descriptor, std::string_view bytes, std::size_t& written, Stop
 {
     BrokenPipesAreErrors const guard;
     written = 0;
-    if (bytes.size() > kFirstRoom)
+    if (bytes.size() > kUsualPipe)
         widen(descriptor);
     if (!stop)
         return writeAll(descriptor, bytes.data(), bytes.size(), written);
