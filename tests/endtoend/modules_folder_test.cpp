@@ -126,6 +126,11 @@ TEST_F(ModulesFolderTest, AModuleThatFailsCostsItsOwnDevicesAndOneLine)
     std::string const ghost = std::string("cat >&4 <<'END'\n") + kGhost + "END\n";
     std::string const whole = std::string("cat >&4 <<'END'\n") + kGhost + "</StateManager>\nEND\n";
     std::string const real = m_folder.path("inventorying");
+    std::string deep =
+        "<StateManager format=\"zel-state\" version=\"1\">\n<device guid=\"d0\" type=\"Monitor\"/>\n";
+    for (int i = 1; i <= 64; ++i)
+        deep += "<device guid=\"d" + std::to_string(i) + "\" parent=\"d" + std::to_string(i - 1) +
+                "\" type=\"Monitor\" capabilities=\"Monitor\"/>\n";
     struct Case
     {
         char const* name;
@@ -146,6 +151,8 @@ TEST_F(ModulesFolderTest, AModuleThatFailsCostsItsOwnDevicesAndOneLine)
          "echo '<StateManager format=\"zel-state\" version=\"1\"><device guid=\"a\" "
          "parent=\"b\"/></StateManager>' >&4",
          "its answer is refused: "},
+        {"deep", "cat >&4 <<'END'\n" + deep + "</StateManager>\nEND\n", "more than 64 deep"},
+        {"\x1b[2Jnamed\n", "exit 0", "it answered nothing"},
     };
     std::size_t const descriptors = openDescriptors();
     for (Case const& c : cases) {
@@ -154,7 +161,8 @@ TEST_F(ModulesFolderTest, AModuleThatFailsCostsItsOwnDevicesAndOneLine)
         EXPECT_EQ(found(), honest);
         auto const failures = enumerator().moduleFailures();
         ASSERT_EQ(failures.size(), 1u);
-        EXPECT_TRUE(holds(failures[0].toUtf8(), folder() + "/" + c.name + ": "));
+        EXPECT_TRUE(holds(failures[0].toUtf8(),
+                          folder() + "/" + zel::String(c.name).withoutControls(false).toUtf8() + ": "));
         EXPECT_TRUE(holds(failures[0].toUtf8(), c.reason));
         EXPECT_FALSE(test::has(failures[0].toUtf8(), "\n"));
         std::filesystem::remove(folder() + "/" + c.name);
@@ -216,11 +224,30 @@ TEST_F(ModulesFolderTest, WhatOthersCouldHavePutThereIsNotStarted)
     EXPECT_EQ(found(), honest);
     ASSERT_EQ(enumerator().moduleFailures().size(), 1u);
     EXPECT_TRUE(holds(enumerator().moduleFailures()[0].toUtf8(), "is a symbolic link"));
+    std::filesystem::remove(path);
+    std::string const moved = m_folder.path("elsewhere");
+    std::filesystem::rename(folder(), moved);
+    std::filesystem::create_directory_symlink(moved, folder());
+    EXPECT_FALSE(test::has(found(), "Screen")) << "who set the link could set it anew before the start";
+    ASSERT_EQ(enumerator().moduleFailures().size(), 1u);
+    EXPECT_TRUE(holds(enumerator().moduleFailures()[0].toUtf8(), folder() + ": is a symbolic link"));
+    std::filesystem::remove(folder());
+    std::filesystem::rename(moved, folder());
+    EXPECT_EQ(found(), honest);
     ASSERT_EQ(::chmod(folder().c_str(), 0777), 0);
     EXPECT_FALSE(test::has(found(), "Screen")) << "anybody could have put the module there";
     ASSERT_EQ(enumerator().moduleFailures().size(), 1u);
     EXPECT_TRUE(holds(enumerator().moduleFailures()[0].toUtf8(), folder() + ": may be written by everybody"));
     EXPECT_FALSE(std::filesystem::exists(mark));
+}
+
+TEST_F(ModulesFolderTest, AFolderOfTooManyFilesIsNotShortInSilence)
+{
+    for (int i = 0; i < 1000; ++i)
+        m_folder.write("sysinfo/text." + std::to_string(i), "");
+    found(C::Monitor());
+    ASSERT_EQ(enumerator().moduleFailures().size(), 1u);
+    EXPECT_TRUE(holds(enumerator().moduleFailures()[0].toUtf8(), folder() + ": holds 1000 files or more"));
 }
 
 TEST_F(ModulesFolderTest, SeveralThreadsFindTheSame)

@@ -73,6 +73,8 @@ std::string contradictionOf(CLI::App const& app, Request const& request)
     for (CLI::Option const* option : app.get_options())
         if (option->count() > 0)
             return option->get_name() + " stands before \"compare\"; its own options stand behind it";
+    if (request.after.empty() && app.get_subcommand("compare")->count("B") > 0)
+        return "compare: the second file has an empty name; to compare with this machine, give one file only";
     if (request.before == "-" && request.after == "-")
         return "compare: standard input (-) can be one of the two, not both";
     if (request.rootIsGiven && !request.after.empty())

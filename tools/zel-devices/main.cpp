@@ -33,9 +33,10 @@ bool printed(std::string const& text)
 {
     if (std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0)
         return true;
-    if (errno == EPIPE)
+    int const error = errno;
+    if (error == EPIPE)
         return true; // "| head"
-    complain("standard output: " + zel::System::getSystemErrorMsg().toUtf8());
+    complain("standard output: " + zel::System::errorText(error).toUtf8());
     return false;
 }
 

@@ -92,6 +92,9 @@ check "nothing to compare" 2 'A.* required' compare
 check "machine that is not there" 2 'root.*nowhere' compare before.json --root nowhere
 [ -c /dev/full ] && { "$program" compare before.json after.json > /dev/full 2> errors; [ $? -eq 2 ]; } ||
     fail "compare: a full disk went unnoticed"
+grep -q "No space left on device" errors || fail "compare: a full disk is told as $(cat errors)"
+# As of a script whose variable is empty: that must not mean this machine.
+check "compare: no name" 2 "second file has an empty name" compare before.json ""
 for arguments in "compare before.json after.json" "--root before -v" "--root before --json" "--help"; do
     # shellcheck disable=SC2086 # several arguments
     { "$program" $arguments 2> errors; echo $? > status; } | true

@@ -9,6 +9,9 @@
 #include <zel/model/state/StateManager.h>
 #include <zel/model/wire/Serializable.h>
 
+#include <cerrno>
+#include <new>
+
 namespace zel {
 
 namespace {
@@ -21,6 +24,27 @@ std::string programOf(String const& module)
         name.find('\0') != std::string::npos)
         return {};
     return FileSystem::folderOf(System::executablePath().bytes()) + "/" + name;
+}
+
+/// Computers nest a dozen deep. What is shown indented grows with the square of a chain's length: gigabytes from an answer
+/// of some megabytes.
+constexpr std::size_t kDeepest = 64;
+
+bool nestsTooDeep(StateManager const& state)
+{
+    std::vector<DeviceImp const*> level, below;
+    for (std::size_t i = 0; i < state.deviceCount(); ++i)
+        if (DeviceImp const& device = *state.deviceAtIndex(i); !state.parentOf(device))
+            level.push_back(&device);
+    for (std::size_t depth = 1; !level.empty() && depth <= kDeepest; ++depth) {
+        below.clear();
+        for (DeviceImp const* const device : level) {
+            auto const& children = state.childrenOf(*device);
+            below.insert(below.end(), children.begin(), children.end());
+        }
+        level.swap(below);
+    }
+    return !level.empty();
 }
 
 /// Tells the module what is known, and reads its answer into `answer`, which stays empty when that goes wrong. Returns
@@ -41,9 +65,15 @@ String ask(std::string const& program, bool detail, StateManager const& known,
         return String("it answered nothing") + said;
     try {
         Serializable::deserializeUtf8(outcome.output, answer);
-        return String();
+        if (!nestsTooDeep(answer))
+            return String();
+        answer.clear();
+        return String("its answer is refused: devices stand more than ") +
+               String::number(std::uint64_t{kDeepest}) + " deep";
     } catch (DeserializationException const& error) {
         return (String("its answer is refused: ") + error.getMessage()).withoutControls(false);
+    } catch (std::bad_alloc const&) { // a small document can hold many devices
+        return System::errorText(ENOMEM);
     }
 }
 
@@ -90,7 +120,7 @@ void Enumerator::askModules(Setting const& setting, CapabilityImp const& capabil
         if (error.empty())
             takeDevices(answer, capabilities, found);
         else
-            failures.push_back(String(program) + ": " + error);
+            failures.push_back((String(program) + ": " + error).withoutControls(false));
     }
     noteModuleFailures(std::move(failures));
 }

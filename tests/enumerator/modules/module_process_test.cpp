@@ -9,6 +9,10 @@
 
 #include <csignal>
 #include <fcntl.h>
+#include <functional>
+#include <sys/fanotify.h>
+#include <sys/ptrace.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -21,6 +25,27 @@ ModuleProcess::Outcome run(char const* script, std::string const& input = {},
                            ModuleProcess::Limits limits = {})
 {
     return ModuleProcess::run("/bin/sh", {"-c", script, "module"}, input, limits);
+}
+
+/// In a process of its own; whether what it says there is true.
+bool holdsInAChild(std::function<bool()> const& statement)
+{
+    pid_t const child = ::fork();
+    if (child == 0)
+        ::_exit(statement() ? 0 : 1);
+    int status = -1;
+    return ::waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+void waitForFile(std::string const& path)
+{
+    while (!std::filesystem::exists(path))
+        ::usleep(1000);
+}
+
+std::string noteOwnId(std::string const& path)
+{
+    return "echo $$ > " + path + ".new; mv " + path + ".new " + path + "; ";
 }
 
 } // namespace
@@ -104,12 +129,76 @@ TEST(ModuleProcess, AChildDiesWithAParentThatIsKilled)
     pid_t const parent = ::fork();
     ASSERT_GE(parent, 0);
     if (parent == 0) {
-        run(("echo $$ > " + note + ".new; mv " + note + ".new " + note + "; exec sleep 600").c_str());
+        run((noteOwnId(note) + "exec sleep 600").c_str());
         ::_exit(1);
     }
-    while (!std::filesystem::exists(note))
-        ::usleep(1000);
+    waitForFile(note);
     EXPECT_EQ(::kill(parent, SIGKILL), 0);
     EXPECT_EQ(::waitpid(parent, nullptr, 0), parent);
     EXPECT_TRUE(test::ends(std::atoi(folder.read("id").c_str())));
+}
+
+TEST(ModuleProcess, AChildHasStandardStreamsWhereItsParentHasNone)
+{
+    EXPECT_TRUE(holdsInAChild([] {
+        ::close(STDIN_FILENO);
+        ::close(STDOUT_FILENO);
+        return run("test -e /proc/$$/fd/0 && test -e /proc/$$/fd/1 && echo open >&4").output == "open\n";
+    }));
+}
+
+#if !defined(__SANITIZE_ADDRESS__) &&                                                                        \
+    !defined(__SANITIZE_THREAD__) // they need more addresses than there would be
+TEST(ModuleProcess, AnAnswerLargerThanTheMemoryEndsTheChild)
+{
+    EXPECT_TRUE(holdsInAChild([] {
+        rlimit const room{256u << 20, 256u << 20};
+        if (::setrlimit(RLIMIT_AS, &room) != 0)
+            return false;
+        auto const outcome = run("exec cat /dev/zero >&4", "", {std::size_t{1} << 40, 600'000});
+        return outcome.error == String("Cannot allocate memory") && outcome.output.empty() &&
+               ::waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD;
+    }));
+}
+#endif
+
+// As one does that hangs in the kernel: here a debugger holds what is left of it.
+TEST(ModuleProcess, AChildThatOutlivesItsKillIsNotWaitedForForEver)
+{
+    test::TemporaryFolder const folder;
+    std::string const note = folder.path("id"), held = folder.path("held");
+    pid_t const debugger = ::fork();
+    if (debugger == 0) {
+        waitForFile(note);
+        while (!folder.read("id").ends_with('\n'))
+            ::usleep(1000);
+        if (::ptrace(PTRACE_SEIZE, std::atoi(folder.read("id").c_str()), nullptr, nullptr) != 0)
+            ::_exit(1);
+        folder.write("held", "");
+        for (;;)
+            ::pause();
+    }
+    // No child of its own, whose end would stop it: a signal waits for the debugger.
+    std::string const script = "echo $$ > " + note + "; while ! test -e " + held + "; do :; done; " +
+                               "while :; do echo flood; done >&4";
+    EXPECT_EQ(run(script.c_str(), "", {1000, 60'000}).error.toUtf8(), "it does not end, even when killed");
+    ::kill(debugger, SIGKILL);
+    EXPECT_EQ(::waitpid(debugger, nullptr, 0), debugger);
+    EXPECT_GT(::waitpid(std::atoi(folder.read("id").c_str()), nullptr, 0), 0);
+}
+
+// As from a server that is gone: here nobody answers whether it may be opened.
+TEST(ModuleProcess, AProgramThatIsNeverLoadedCostsItsTimeOnly)
+{
+    test::TemporaryFolder const folder;
+    folder.write("program", "#!/bin/sh\n");
+    ASSERT_EQ(::chmod(folder.path("program").c_str(), 0755), 0);
+    int const guard = ::fanotify_init(FAN_CLASS_CONTENT | FAN_CLOEXEC, O_RDONLY);
+    if (guard < 0 || ::fanotify_mark(guard, FAN_MARK_ADD, FAN_OPEN_EXEC_PERM, AT_FDCWD,
+                                     folder.path("program").c_str()) != 0)
+        GTEST_SKIP() << "the start of a program cannot be held up here";
+    EXPECT_EQ(ModuleProcess::run(folder.path("program"), {}, "", {1000, 200}).error.toUtf8(),
+              "it took too long");
+    EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
+    ::close(guard);
 }

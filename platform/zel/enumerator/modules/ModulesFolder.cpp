@@ -28,6 +28,15 @@ String refusal(std::string const& path, fs::file_status const& status)
     return FileSystem::distrust(path, FileSystem::Writers::AsProgram);
 }
 
+/// Who may set a link chooses what runs, and may do so between this look and the start of a module.
+String distrustOf(std::string const& folder)
+{
+    std::error_code error;
+    if (fs::is_symlink(fs::symlink_status(folder, error)))
+        return "is a symbolic link";
+    return FileSystem::distrust(folder, FileSystem::Writers::AsProgram);
+}
+
 std::vector<std::string> namesIn(std::string const& path, std::error_code& error)
 {
     std::vector<std::string> names;
@@ -50,8 +59,10 @@ ModulesFolder ModulesFolder::read(std::string const& path)
     auto const names = namesIn(path, error);
     if (error && error != std::errc::no_such_file_or_directory)
         refuse(path, String(error.message()));
-    if (String const distrust = FileSystem::distrust(path, FileSystem::Writers::AsProgram);
-        !distrust.empty()) {
+    if (names.size() == kMostEntries)
+        refuse(path, "holds " + String::number(std::uint64_t{kMostEntries}) +
+                         " files or more, and the rest is not looked at");
+    if (String const distrust = distrustOf(path); !distrust.empty()) {
         if (!names.empty())
             refuse(path, distrust + ", so no module in it is started");
         return found;

@@ -16,6 +16,7 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <new>
 
 extern char** environ;
 
@@ -32,8 +33,17 @@ constexpr int kChildOut = 4;
 constexpr int kLowest = 10;
 constexpr std::size_t kComplaintBytes = 500; // of standard error; the rest is read and forgotten
 constexpr char kTooLong[] = "it took too long";
+constexpr char kHangs[] = "it does not end, even when killed";
 constexpr int kNotStarted = 127;
 constexpr int kSliceMilliseconds = 20; // between two looks whether the child is still there
+// After SIGKILL; what waits in the kernel for a drive that does not answer outlives the signal, maybe for ever.
+constexpr std::chrono::seconds kDying{2};
+
+int millisecondsUntil(Clock::time_point end)
+{
+    auto const left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now()).count();
+    return left > 0 ? static_cast<int>(left) : 0;
+}
 
 struct Pipe
 {
@@ -95,10 +105,12 @@ private:
 // Between fork and exec, in the child: nothing but what a signal handler may call.
 bool takeFiles(int in, int out, int errors)
 {
-    int const nothing = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+    int const nothing = ::open("/dev/null", O_RDWR); // may be 0 or 1 itself, which have to outlive the exec
     bool const taken = nothing >= 0 && ::dup2(nothing, STDIN_FILENO) >= 0 &&
                        ::dup2(nothing, STDOUT_FILENO) >= 0 && ::dup2(errors, STDERR_FILENO) >= 0 &&
                        ::dup2(in, kChildIn) >= 0 && ::dup2(out, kChildOut) >= 0;
+    if (nothing > kChildOut)
+        ::close(nothing);
     if (taken) // others may have opened files without O_CLOEXEC; before Linux 5.11 those go along
         ::close_range(kChildOut + 1, ~0u, CLOSE_RANGE_CLOEXEC);
     return taken;
@@ -119,20 +131,55 @@ bool takeFiles(int in, int out, int errors)
     ::_exit(kNotStarted);
 }
 
-/// Zero once the child is another program, which closes the pipe; otherwise what the child says of it.
-int startFailure(pid_t child, Pipe report)
+/// Kills the child and waits until it has ended, but not for ever. False when it has not.
+bool endChild(pid_t child)
+{
+    ::kill(child, SIGKILL);
+    for (auto const patience = Clock::now() + kDying; Clock::now() < patience; System::sleepMilliseconds(1))
+        if (pid_t const ended = ::waitpid(child, nullptr, WNOHANG);
+            ended == child || (ended < 0 && errno != EINTR))
+            return true;
+    return false;
+}
+
+/// Of a child: no way out of this file leaves it running.
+class Child
+{
+public:
+    Child() = default;
+    ~Child()
+    {
+        if (m_id > 0)
+            endChild(m_id);
+    }
+    Child(Child const&) = delete;
+    Child& operator=(Child const&) = delete;
+
+    void begin(pid_t id) { m_id = id; }
+    pid_t id() const { return m_id; }
+    /// It has been waited for, or waiting for it is of no use.
+    void leave() { m_id = -1; }
+
+private:
+    pid_t m_id = -1;
+};
+
+/// Zero once the child is another program, which closes the pipe; otherwise what the child says of it. A program on
+/// a file system that does not answer never becomes one.
+int startFailure(Pipe report, Clock::time_point end)
 {
     report.writing = FileDescriptor();
+    pollfd waiting{report.reading.number(), POLLIN, 0};
+    if (retryOnInterrupt([&] { return ::poll(&waiting, 1, millisecondsUntil(end)); }) == 0)
+        return ETIMEDOUT;
     int error = 0;
     ssize_t const count =
         retryOnInterrupt([&] { return ::read(report.reading.number(), &error, sizeof error); });
-    if (count != sizeof error)
-        return 0;
-    retryOnInterrupt([&] { return ::waitpid(child, nullptr, 0); });
-    return error;
+    return count == sizeof error ? error : 0;
 }
 
-int start(std::string const& program, std::vector<std::string> words, Pipes const& pipes, pid_t& child)
+int start(std::string const& program, std::vector<std::string> words, Pipes const& pipes,
+          Clock::time_point end, Child& child)
 {
     words.insert(words.begin(), program);
     words.insert(words.end(), {"-pipeIn", std::to_string(kChildIn), "-pipeOut", std::to_string(kChildOut)});
@@ -146,11 +193,11 @@ int start(std::string const& program, std::vector<std::string> words, Pipes cons
     pid_t const parent = ::getpid();
     {
         SignalsBlocked const blocked;
-        child = ::fork();
-        if (child == 0)
+        child.begin(::fork());
+        if (child.id() == 0)
             becomeModule(parent, blocked, pipes, report.writing.number(), argv.data());
     }
-    return child < 0 ? errno : startFailure(child, std::move(report));
+    return child.id() < 0 ? errno : startFailure(std::move(report), end);
 }
 
 /// Also when nobody can tell any more: a process that ignores SIGCHLD has its children reaped by the kernel.
@@ -166,10 +213,9 @@ bool hasEnded(pid_t child)
 class Exchange
 {
 public:
-    Exchange(Pipes pipes, std::string const& input, ModuleProcess::Limits const& limits)
+    Exchange(Pipes pipes, std::string const& input, std::size_t outputBytes, Clock::time_point end)
         : m_toChild(std::move(pipes.in.writing)), m_fromChild(std::move(pipes.out.reading)),
-          m_errors(std::move(pipes.errors.reading)), m_input(input), m_limits(limits),
-          m_end(Clock::now() + std::chrono::milliseconds(limits.milliseconds))
+          m_errors(std::move(pipes.errors.reading)), m_input(input), m_outputBytes(outputBytes), m_end(end)
     {
         for (FileDescriptor const* one : {&m_toChild, &m_fromChild, &m_errors})
             ::fcntl(one->number(), F_SETFL, O_NONBLOCK);
@@ -199,15 +245,11 @@ public:
             if (waiting[2].revents != 0)
                 write();
             if (waiting[0].revents != 0 && !read(output))
-                return output.size() > m_limits.outputBytes ? String("its answer is too large") : String();
+                return output.size() > m_outputBytes ? String("its answer is too large") : String();
         }
         return kTooLong;
     }
-    int remaining() const
-    {
-        auto const left = std::chrono::duration_cast<std::chrono::milliseconds>(m_end - Clock::now()).count();
-        return left > 0 ? static_cast<int>(left) : 0;
-    }
+    int remaining() const { return millisecondsUntil(m_end); }
     /// Takes what is in the pipe of standard error; the child must not wait because nobody reads it.
     void readErrors()
     {
@@ -249,42 +291,53 @@ private:
         if (count > 0)
             output.append(buffer.data(), static_cast<std::size_t>(count));
         bool const again = count < 0 && (errno == EINTR || errno == EAGAIN);
-        return (count > 0 || again) && output.size() <= m_limits.outputBytes;
+        return (count > 0 || again) && output.size() <= m_outputBytes;
     }
 
     FileDescriptor m_toChild, m_fromChild, m_errors;
     std::string const& m_input;
     std::size_t m_written = 0;
     std::string m_said;
-    ModuleProcess::Limits m_limits;
+    std::size_t m_outputBytes;
     Clock::time_point m_end;
 };
 
-/// Waits until `child` has ended or the time is over; then kills it. Returns what is wrong with how it ended.
-String reap(pid_t child, Exchange& exchange, bool kill)
+/// Waits until the child has ended or the time is over; then kills it. Returns what is wrong with how it ended.
+String reap(Child& child, Exchange& exchange)
 {
     int status = 0;
-    bool late = false;
-    for (;;) {
-        if (kill || late)
-            ::kill(child, SIGKILL);
-        pid_t const ended = ::waitpid(child, &status, kill || late ? 0 : WNOHANG);
-        if (ended == child)
-            break;
-        if (ended < 0 && errno != EINTR)
+    for (pid_t ended = 0; ended != child.id();) {
+        ended = ::waitpid(child.id(), &status, WNOHANG);
+        if (ended < 0 && errno != EINTR) {
+            child.leave();
             return System::errorText(errno);
-        late = exchange.remaining() == 0;
+        }
+        if (ended != child.id() && exchange.remaining() == 0)
+            return kTooLong;
         exchange.readErrors();
         if (ended == 0)
             System::sleepMilliseconds(1); // it has closed its pipe, so its end is near
     }
-    if (late)
-        return kTooLong;
+    child.leave();
     if (WIFSIGNALED(status))
         return String("it was ended by signal ") + String::number(WTERMSIG(status));
     if (WEXITSTATUS(status) != 0)
         return String("it ended with status ") + String::number(WEXITSTATUS(status));
     return String();
+}
+
+/// Fills in what the child answers and what is wrong with it.
+void converse(Child& child, Exchange& exchange, ModuleProcess::Outcome& outcome)
+{
+    outcome.error = exchange.run(child.id(), outcome.output);
+    if (outcome.error.empty())
+        outcome.error = reap(child, exchange);
+    if (child.id() > 0) {
+        if (!endChild(child.id()))
+            outcome.error = kHangs;
+        child.leave();
+    }
+    outcome.complaint = exchange.complaint();
 }
 
 } // namespace
@@ -294,25 +347,27 @@ ModuleProcess::Outcome ModuleProcess::run(std::string const& program,
                                           Limits const& limits)
 {
     Outcome outcome;
+    auto const end = Clock::now() + std::chrono::milliseconds(limits.milliseconds);
     Pipes pipes{makePipe(), makePipe(), makePipe()};
     if (!pipes.in.isOpen() || !pipes.out.isOpen() || !pipes.errors.isOpen()) {
         outcome.error = System::errorText(errno);
         return outcome;
     }
-    pid_t child = -1;
-    if (int const error = start(program, arguments, pipes, child); error != 0) {
-        outcome.error = System::errorText(error);
+    Child child;
+    if (int const error = start(program, arguments, pipes, end, child); error != 0) {
+        outcome.error = error == ETIMEDOUT ? String(kTooLong) : System::errorText(error);
         return outcome;
     }
     for (FileDescriptor* const childs : {&pipes.in.reading, &pipes.out.writing, &pipes.errors.writing})
         *childs = FileDescriptor();
     BrokenPipesAreErrors const guard; // after the start: a child inherits the mask
-    Exchange exchange(std::move(pipes), input, limits);
-    outcome.error = exchange.run(child, outcome.output);
-    String const ended = reap(child, exchange, !outcome.error.empty());
-    if (outcome.error.empty())
-        outcome.error = ended;
-    outcome.complaint = exchange.complaint();
+    try {
+        Exchange exchange(std::move(pipes), input, limits.outputBytes, end);
+        converse(child, exchange, outcome);
+    } catch (std::bad_alloc const&) { // within its limit, and still more than there is
+        outcome = {};
+        outcome.error = System::errorText(ENOMEM);
+    }
     return outcome;
 }
 
