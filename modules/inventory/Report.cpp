@@ -51,7 +51,7 @@ private:
         zel::DeviceImp* above; ///< record of this module below which it is to stand; null: none
     };
 
-    /// Null when the filter leaves it out. The library keeps the record for the life of the process.
+    /// Null when the filter leaves it out. The library keeps the record that it took for the life of the process.
     zel::DeviceImp* add(zel::DeviceImp const& theirs, zel::DeviceImp* above)
     {
         auto record = zel::DeviceImp::restored({theirs.guid(), theirs.name(), theirs.description(),
@@ -60,19 +60,19 @@ private:
         record->setState(theirs.state());
         for (zel::String const& bus : theirs.childBusIds())
             record->addChildBusId(bus);
-        auto* const device = new SysInfoDevice(record.release());
+        SysInfoDevice device(record.get());
         for (zel::PropertyImp const* const property : inOrder(theirs))
-            addProperty(*device, *property);
-        if (zel::DeviceImp* const known = zel::StateManager::instance().matchingDevice(device->imp())) {
-            known->mergeFrom(device->imp()); // came by pipe, from whoever asked
+            addProperty(device, *property);
+        if (zel::DeviceImp* const known = zel::StateManager::instance().matchingDevice(*record)) {
+            known->mergeFrom(*record); // came by pipe, from whoever asked
             place(*known, above);
             return known;
         }
-        SysInfoModule::addDevice(device);
-        if (zel::StateManager::instance().matchingDevice(device->imp()) != &device->imp())
+        SysInfoModule::addDevice(&device);
+        if (zel::StateManager::instance().matchingDevice(*record) != record.get())
             return nullptr;
-        place(device->imp(), above);
-        return &device->imp();
+        place(*record, above);
+        return record.release();
     }
 
     /// A module adds devices without a parent; that each has one comes to the state with the last step.

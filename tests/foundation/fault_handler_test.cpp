@@ -159,7 +159,9 @@ TEST(FaultHandler, writesTheLogFileFirst)
         readBadAddress();
     });
     EXPECT_EQ(outcome.status, kStatus);
-    EXPECT_TRUE(outcome.output.ends_with("log: " + folder.path("a.log") + "\n")) << outcome.output;
+    std::string const report =
+        "\nlog: " + folder.path("a.log") + "\n"; // a sanitizer may add a line of its own
+    EXPECT_NE(outcome.output.find(report), std::string::npos) << outcome.output;
     EXPECT_EQ(folder.read("a.log"), "Structured system exception: SIGSEGV (invalid memory reference)\n");
 }
 

@@ -343,11 +343,11 @@ TEST_F(LoggerTest, aFileThatCannotBeOpenedOrIsNotOursCostsOneLine)
         EXPECT_EQ(outcome.output, "Cannot open the log file " + c.path + ": " + c.reason + "\n");
     }
     ::close(reader);
-    auto const exhausted = runInChild([&] {
-        LogFactory::createDefaultFileAppender(m_folder.path("folder/a.log"));
+    auto const exhausted = runInChild([&logger = m_logger, path = m_folder.path("folder/a.log")] {
+        LogFactory::createDefaultFileAppender(path);
         rlimit const nothing{};
         ::setrlimit(RLIMIT_NOFILE, &nothing);
-        m_logger.log(LogLevel::Critical, "lost");
+        logger.log(LogLevel::Critical, "lost");
     });
     EXPECT_EQ(exhausted.output,
               "Cannot open the log file " + m_folder.path("folder/a.log") + ": Too many open files\n");
