@@ -21,6 +21,8 @@ struct Case
 
 std::string below(std::string const& devices) { return ", \"children\": [" + devices + "]"; }
 
+std::string guid(std::string const& value) { return ", \"guid\": \"" + value + "\""; }
+
 std::string drive(std::string const& place, std::string const& serial, std::string const& more = {})
 {
     return device(kDrive, place, properties(text("SerialNumber", serial) + ", " + text("Model", "X") + more));
@@ -55,6 +57,16 @@ std::vector<Case> const kCases = {
      "\n"
      "Added\n"
      "  HardDrive at C  [HardDrive]  C: Model: X\n"},
+    {"two without a place are told apart by their guids",
+     device("Monitor", "", guid("a") + properties(bytes("Width", "1"))) + ", " +
+         device("Monitor", "", guid("b") + properties(bytes("Width", "2"))),
+     device("Monitor", "", guid("b") + properties(bytes("Width", "2"))) + ", " +
+         device("Monitor", "", guid("a") + properties(text("Driver", "i915"))),
+     false,
+     "Changed\n"
+     "  Monitor at   [Monitor]\n"
+     "      Width: no longer 1 B\n"
+     "      Driver: now i915\n"},
     {"properties come and go", device(kDrive, "A", properties(bytes("Size", "4096"))),
      device(kDrive, "A", properties(text("Driver", "ahci"))), false,
      "Changed\n"

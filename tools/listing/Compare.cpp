@@ -25,6 +25,10 @@ public:
             return std::optional(Key(device.type.toString(), device.location()));
         });
         pair(serialOf);
+        pair([](Device const& device) { // several without a place, or in one
+            return device.guid.empty() ? std::nullopt
+                                       : std::optional(Key(device.type.toString(), device.guid));
+        });
     }
     std::size_t afterOf(std::size_t before) const { return m_afterOf[before]; }
     bool isTaken(std::size_t after) const { return m_isTaken[after]; }

@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <map>
 #include <memory>
+#include <tuple>
 #include <unordered_map>
 
 namespace listing {
@@ -139,7 +140,7 @@ private:
             device.parent = parent;
             device.depth = parent == Device::kNone ? 0 : m_machine.devices[parent].depth + 1;
             auto const [first, isNew] =
-                m_places.try_emplace({device.type.toString(), device.location()}, node.line);
+                m_places.try_emplace({device.type.toString(), device.location(), device.guid}, node.line);
             if (!isNew)
                 refuse(m_name, node.line,
                        "the device " + device.type.toString().toUtf8() + " at \"" +
@@ -198,7 +199,7 @@ private:
     std::string const& m_name;
     Machine m_machine;
     std::unordered_map<std::string, std::shared_ptr<PropertySpecImp const>> m_specs;
-    std::map<std::pair<String, String>, std::uint32_t> m_places; // type and location, line
+    std::map<std::tuple<String, String, String>, std::uint32_t> m_places; // type, location and guid; line
 };
 
 [[noreturn]] void throwReason(std::string const& path, std::string const& reason)
