@@ -1,0 +1,63 @@
+#pragma once
+// Makes the runs of a plan: starts modules, hears them over the engine link, ends them when they must end, and says
+// what became of each.
+
+#include <engine/plan/Plan.h>
+#include <engine/report/Records.h>
+
+#include <zel/model/runs/MessageBoxImp.h>
+
+#include <memory>
+#include <string>
+
+namespace zel {
+class StateManager;
+}
+
+namespace engine {
+
+/// Is told everything as it happens, one call at a time.
+class RunObserver
+{
+public:
+    virtual ~RunObserver() = default;
+
+    /// False: the record could not be kept. A run that could not be begun on disk is not started.
+    virtual bool take(Record const& record) = 0;
+    /// Of a run that is on its way; between records, as often as the module says something new.
+    virtual void progressed(RunId run, int percent, unsigned secondsLeft, std::string const& text) = 0;
+    /// Asks the person; sets the box's answer. Other runs go on meanwhile. `isOver` becomes true when nobody needs the
+    /// answer any more.
+    virtual void ask(RunId run, zel::MessageBoxImp& box, bool (*isOver)()) = 0;
+};
+
+struct RunnerOptions
+{
+    unsigned parallel = 1;   ///< runs at once, where the tests allow it; never two on one device
+    unsigned repeat = 1;     ///< how often the whole plan is run
+    bool keepGoing = true;   ///< false: the first result other than PASS ends the session
+    std::string settings;    ///< file that is to be used instead of the modules' own; empty: none
+};
+
+/// The process's verdict, worst of all that was asked for.
+struct Outcome
+{
+    std::string verdict; ///< as in SessionEnded
+    int exitStatus = 0;
+};
+
+class Runner
+{
+public:
+    Runner(zel::StateManager const& machine, RunObserver& observer, RunnerOptions options);
+    ~Runner();
+
+    /// Until all runs have ended or a stop was asked for. Main thread, once.
+    Outcome run(Plan const& plan);
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> m_impl;
+};
+
+} // namespace engine
