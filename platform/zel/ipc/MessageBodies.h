@@ -69,7 +69,7 @@ struct ProgressBody
 struct MessageBoxBody
 {
     std::uint64_t id = 0;
-    String run; ///< guid; empty: asked outside a run
+    String run;                       ///< guid; empty: asked outside a run
     std::optional<MessageBoxImp> box; ///< always there in what was read
 };
 
@@ -86,14 +86,14 @@ struct UpdatesBody
     enum class What { AddDevice, RemoveDevice, AddProperty, RemoveProperty, RemoveAlert, Changes };
 
     What what = What::Changes;
-    String device; ///< guid
-    String key;    ///< of the property or the alert
+    String device;                             ///< guid
+    String key;                                ///< of the property or the alert
     std::shared_ptr<StateManager const> state; ///< null: none
 };
 
 struct UpdateRequestBody
 {
-    String device; ///< guid; may be empty: whoever gets it refuses it
+    String device;   ///< guid; may be empty: whoever gets it refuses it
     String property; ///< key
 };
 

@@ -15,16 +15,17 @@ namespace engine {
 /// One test on one device, by one process of its module.
 struct PlannedRun
 {
-    std::string program;    ///< path of the module
+    std::string program; ///< path of the module
     std::string moduleGuid, moduleVersion;
-    std::string test, testName; ///< key, and what a person reads
+    std::string test, testName;             ///< key, and what a person reads
     zel::DeviceImp const* device = nullptr; ///< of the machine's state, which outlives the plan; never null
-    std::vector<std::pair<std::string, std::string>> parameters; ///< key and text, beside what the settings say
+    std::vector<std::pair<std::string, std::string>>
+        parameters; ///< key and text, beside what the settings say
     bool interactive = false, destructive = false, parallel = false;
-    unsigned shutdownSeconds = 5;     ///< what the test asks for between stop and SIGTERM
-    std::chrono::seconds forTime{0};  ///< go on for this long; 0: once
-    std::chrono::seconds limit{0};    ///< then it is stopped; 0: none
-    std::string again;                ///< the command that makes this run again
+    unsigned shutdownSeconds = 5;    ///< what the test asks for between stop and SIGTERM
+    std::chrono::seconds forTime{0}; ///< go on for this long; 0: once
+    std::chrono::seconds limit{0};   ///< then it is stopped; 0: none
+    std::string again;               ///< the command that makes this run again
 };
 
 /// What was asked for and cannot be run.
@@ -38,7 +39,7 @@ struct Refusal
 
 struct Plan
 {
-    std::string name; ///< "quick", a file; empty: chosen by hand
+    std::string name;             ///< "quick", a file; empty: chosen by hand
     std::vector<PlannedRun> runs; ///< in the order in which they begin
     std::vector<Refusal> refusals;
 };

@@ -22,13 +22,13 @@ struct SessionBegan
 {
     Time time;
     std::string engineVersion;
-    std::string command;  ///< as it was typed, quoted for a shell
-    std::string machine;  ///< maker and model
-    std::string serial;   ///< of the machine; empty: not known or not readable
+    std::string command; ///< as it was typed, quoted for a shell
+    std::string machine; ///< maker and model
+    std::string serial;  ///< of the machine; empty: not known or not readable
     std::string hostname;
-    std::string system;   ///< distribution and kernel
-    Facts facts;          ///< processors, memory, drives ...: what a person wants to see at the head of a page
-    std::string plan;     ///< its name or file; empty: chosen by hand
+    std::string system; ///< distribution and kernel
+    Facts facts;        ///< processors, memory, drives ...: what a person wants to see at the head of a page
+    std::string plan;   ///< its name or file; empty: chosen by hand
     std::size_t plannedRuns = 0;
 };
 
@@ -50,9 +50,9 @@ struct RunBegan
     DeviceNamed device;
     Facts parameters; ///< the values that the run was given, a seed among them
     bool destructive = false;
-    unsigned forSeconds = 0;         ///< 0: once
-    unsigned limitSeconds = 0;       ///< 0: none
-    std::string again;               ///< the command that makes this run again
+    unsigned forSeconds = 0;   ///< 0: once
+    unsigned limitSeconds = 0; ///< 0: none
+    std::string again;         ///< the command that makes this run again
 };
 
 /// Of a test: an error, a warning, an information.
@@ -90,7 +90,7 @@ struct RunEnded
     Time time;
     RunId run = 0;
     std::string result; ///< of TestResultImp, as text: "PASS"
-    std::string note;   ///< why, where the result does not say it: "killed by SIGSEGV", "the settings force it"
+    std::string note; ///< why, where the result does not say it: "killed by SIGSEGV", "the settings force it"
     double seconds = 0;
     unsigned passes = 1;
     std::optional<int> exitStatus; ///< of the module; absent: ended by a signal, or never started
@@ -117,6 +117,7 @@ struct SessionEnded
     double seconds = 0;
 };
 
-using Record = std::variant<SessionBegan, RunBegan, RunEvent, RunQuestion, RunProgress, RunEnded, RunSkipped, SessionEnded>;
+using Record = std::variant<SessionBegan, RunBegan, RunEvent, RunQuestion, RunProgress, RunEnded, RunSkipped,
+                            SessionEnded>;
 
 } // namespace engine

@@ -33,10 +33,9 @@ public:
 
 struct RunnerOptions
 {
-    unsigned parallel = 1;   ///< runs at once, where the tests allow it; never two on one device
-    unsigned repeat = 1;     ///< how often the whole plan is run
-    bool keepGoing = true;   ///< false: the first result other than PASS ends the session
-    std::string settings;    ///< file that is to be used instead of the modules' own; empty: none
+    unsigned parallel = 1; ///< runs at once, where the tests allow it; never two on one device
+    unsigned repeat = 1;   ///< how often the whole plan is run
+    bool keepGoing = true; ///< false: the first result other than PASS ends the session
 };
 
 /// The process's verdict, worst of all that was asked for.
