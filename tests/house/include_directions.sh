@@ -12,7 +12,7 @@ allow() {
   [[ -d $folder ]] || { echo "no folder $folder"; status=1; return; }
   found=$(grep -rnE '^ *# *include' --include='*.h' --include='*.cpp' --include='*.def' "$folder" |
     grep -vE "include (<($allowed)|\"[A-Za-z]+\.(h|inc)\")" |
-    grep -E 'include (<((zel|krel5|libKrel5|common|memory|cpu|storage|inventory|listing|nlohmann|CLI|elfutils)/|pugixml|libudev|spdlog)|")')
+    grep -E 'include (<((zel|krel5|libKrel5|common|memory|cpu|storage|inventory|listing|engine|nlohmann|CLI|elfutils)/|pugixml|libudev|spdlog)|")')
   if [[ -n $found ]]; then
     echo "$folder may include only <$allowed>:"
     echo "$found"
@@ -97,11 +97,13 @@ for module in modules/*/; do
 done
 allow modules/inventory 'krel5/|inventory/|zel/enumerator/(Enumerator|records/Properties)\.h|zel/model/|zel/foundation/String\.h'
 allow examples 'krel5/'
-allow tools 'zel/|listing/|CLI/|nlohmann/'
-allow tools/listing 'zel/|listing/|nlohmann/'
+allow tools 'zel/|listing/|engine/|CLI/|nlohmann/'
+allow tools/listing 'zel/|listing/|CLI/|nlohmann/'
+allow tools/zel-devices 'zel/|listing/|CLI/'
 
 rooms platform/zel/model zel/model < <(floors platform/zel/model)
 rooms platform/zel/enumerator zel/enumerator < <(floors platform/zel/enumerator; echo .)
+rooms tools/engine engine < <(floors tools/engine; echo .)
 rooms providers/src/libKrel5 libKrel5 < <(floors providers/src/libKrel5; homes)
 
 # reading a drive and asking it for its health know nothing of each other

@@ -1,0 +1,17 @@
+#pragma once
+// What was asked for on the command line.
+
+#include <optional>
+#include <string>
+
+namespace engine {
+
+struct CommandLine
+{
+    std::optional<std::string> answer; ///< help or version, to be printed instead
+    std::string error;                 ///< why it was not understood; empty when it was
+};
+
+CommandLine parseCommandLine(int argc, char const* const* argv);
+
+} // namespace engine
