@@ -1,3 +1,4 @@
+#include <listing/Escapes.h>
 #include <listing/Facts.h>
 #include <listing/Listing.h>
 
@@ -37,34 +38,6 @@ th { font-weight: 400; color: var(--quiet); white-space: nowrap; }
 @media print { body { max-width: none; } }
 </style>
 )";
-
-std::string escaped(std::string const& text)
-{
-    std::string out;
-    out.reserve(text.size());
-    for (char const c : text)
-        switch (c) {
-        case '&':
-            out += "&amp;";
-            break;
-        case '<':
-            out += "&lt;";
-            break;
-        case '>':
-            out += "&gt;";
-            break;
-        case '"':
-            out += "&quot;";
-            break;
-        case '\'':
-            out += "&#39;";
-            break;
-        default: // harmless() has made escapes of control characters, of which HTML can write few
-            out += c;
-        }
-    return out;
-}
-std::string escaped(String const& text) { return escaped(harmless(text)); }
 
 void addSpan(char const* kind, std::string const& text, std::string& out)
 {

@@ -131,9 +131,9 @@ JsonNode const* JsonNode::member(std::string_view wanted) const
     return nullptr;
 }
 
-JsonNode parseJson(std::string_view utf8, std::string const& name, SavedLimits const& limits)
+JsonNode parseJson(std::string_view utf8, std::string const& name, SavedLimits const& limits,
+                   std::size_t line)
 {
-    std::size_t line = 1;
     Builder builder(name, limits, line);
     CountingIterator const begin(utf8.data(), &line), end(utf8.data() + utf8.size(), &line);
     nlohmann::json::sax_parse(begin, end, &builder);

@@ -32,8 +32,9 @@ struct JsonNode
 };
 
 /// Throws zel::ParseException "{name}:{line}: {reason}" for what is no JSON or beyond the limits, of which
-/// the depth holds before the parser's stack does.
-JsonNode parseJson(std::string_view utf8, std::string const& name, SavedLimits const& limits);
+/// the depth holds before the parser's stack does. `line` is that on which the text begins in its file.
+JsonNode parseJson(std::string_view utf8, std::string const& name, SavedLimits const& limits,
+                   std::size_t line = 1);
 
 /// ParseException with "{name}:{line}: {reason}".
 [[noreturn]] void refuse(std::string const& name, std::size_t line, std::string const& reason);

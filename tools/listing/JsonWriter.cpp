@@ -57,6 +57,8 @@ JsonWriter& JsonWriter::end()
 
 void JsonWriter::beginLine()
 {
+    if (m_layout == Layout::OneLine)
+        return;
     m_out += '\n';
     m_out.append(2 * m_levels.size(), ' ');
 }
@@ -92,7 +94,7 @@ JsonWriter& JsonWriter::key(zel::String const& text)
 
 void JsonWriter::closeKey()
 {
-    m_out += ": ";
+    m_out += m_layout == Layout::OneLine ? ":" : ": ";
     m_hasKey = true;
 }
 

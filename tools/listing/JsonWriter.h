@@ -1,5 +1,6 @@
 #pragma once
-// JSON as it is written, one value after the other: no tree of it is built. Two blanks of indentation a level.
+// JSON as it is written, one value after the other: no tree of it is built. Two blanks of indentation a level, or all of
+// it on one line.
 //
 //     JsonWriter json;
 //     json.beginObject().key("size").number(7).key("tags").beginArray().text("a").end().end();
@@ -19,6 +20,10 @@ namespace listing {
 class JsonWriter
 {
 public:
+    enum class Layout : bool { Indented, OneLine };
+
+    explicit JsonWriter(Layout layout = Layout::Indented) : m_layout(layout) {}
+
     JsonWriter& beginObject() { return begin('{', '}'); }
     JsonWriter& beginArray() { return begin('[', ']'); }
     /// Of the object or array begun last.
@@ -49,6 +54,7 @@ private:
     void closeKey();
     void escapeFrom(std::size_t begin);
 
+    Layout m_layout;
     std::string m_out;
     std::vector<Level> m_levels;
     bool m_hasKey = false; ///< a key was written whose value follows

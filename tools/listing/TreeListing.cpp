@@ -1,3 +1,4 @@
+#include <listing/Columns.h>
 #include <listing/Facts.h>
 #include <listing/Listing.h>
 
@@ -11,7 +12,6 @@ namespace {
 
 constexpr std::size_t kWidestName = 52, kWidestClass = 18, kWidestPlace = 22;
 constexpr std::size_t kRoomForClass = 100; // columns of a terminal below which the class is left out
-constexpr char kCut[] = "..";
 
 struct Line
 {
@@ -103,24 +103,6 @@ private:
     std::vector<bool> m_isHidden;
 };
 
-// Columns that the text takes, as far as one can tell without tables of widths: one for each character.
-std::size_t columnsOf(std::string const& utf8)
-{
-    return static_cast<std::size_t>(
-        std::count_if(utf8.begin(), utf8.end(), [](char c) { return (c & 0xC0) != 0x80; }));
-}
-
-std::string cutTo(std::string text, std::size_t columns)
-{
-    if (columnsOf(text) <= columns)
-        return text;
-    std::size_t bytes = 0;
-    for (std::size_t left = columns > 2 ? columns - 2 : 0; bytes < text.size(); ++bytes)
-        if ((text[bytes] & 0xC0) != 0x80 && left-- == 0)
-            break;
-    return text.substr(0, bytes) + kCut;
-}
-
 // Of a place, the end tells more: "..eon-isa-0a20:temp2".
 std::string endOf(std::string const& text, std::size_t columns)
 {
@@ -131,7 +113,7 @@ std::string endOf(std::string const& text, std::size_t columns)
     return columnsOf(text) <= columns ? text : kCut + text.substr(begin);
 }
 
-struct Columns
+struct Widths
 {
     std::size_t name = 0, type = 0, place = 0;
 };
@@ -143,13 +125,12 @@ struct Row
 
 void addCell(std::string const& text, std::size_t width, std::string& line)
 {
-    std::string const shown = cutTo(text, width);
-    line += shown + std::string(width - std::min(width, columnsOf(shown)), ' ');
+    line += filledTo(cutTo(text, width), width);
     if (width > 0)
         line += "  ";
 }
 
-std::string lineOf(Row const& row, Columns const& columns, std::size_t width)
+std::string lineOf(Row const& row, Widths const& columns, std::size_t width)
 {
     std::string line;
     addCell(row.name, columns.name, line);
@@ -166,7 +147,7 @@ std::string tree(Machine const& machine, std::size_t width)
 {
     Layout const layout(machine);
     std::vector<Row> rows;
-    Columns columns;
+    Widths columns;
     std::size_t const widestName =
         width > 0 ? std::clamp<std::size_t>(width * 2 / 5, 24, kWidestName) : kWidestName;
     for (Line const& line : layout.lines()) {

@@ -51,8 +51,8 @@ struct ZEL_EXPORT System
     /// Opens what is closed of descriptors 0, 1 and 2, so that no file opened later takes the place of
     /// standard output; writing to a replaced one fails. Where an output is a pipe or a terminal that does not
     /// wait when it is full, as another process may have left it, this process gets one of its own that does.
-    /// Ignores SIGPIPE, so that a reader that went away is
-    /// an error of the write and not a silent death.
+    /// Ignores SIGPIPE and SIGXFSZ, so that a reader that went away, or a file that may not grow, is an error of
+    /// the write and not a silent death.
     static void secureStandardStreams() noexcept;
     /// Takes back what the starter of this process may have done to its signals: lets through those that ask
     /// it to stop and those that tell of a fault, should they be blocked, and no longer ignores SIGCHLD, which

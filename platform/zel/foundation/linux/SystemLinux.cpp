@@ -146,9 +146,11 @@ void System::secureStandardStreams() noexcept
     }
     waitWhenFull(STDOUT_FILENO);
     waitWhenFull(STDERR_FILENO);
-    struct sigaction current;
-    if (::sigaction(SIGPIPE, nullptr, &current) == 0 && current.sa_handler == SIG_DFL)
-        ::signal(SIGPIPE, SIG_IGN);
+    for (int const number : {SIGPIPE, SIGXFSZ}) {
+        struct sigaction current;
+        if (::sigaction(number, nullptr, &current) == 0 && current.sa_handler == SIG_DFL)
+            ::signal(number, SIG_IGN);
+    }
 }
 
 void System::secureSignals() noexcept
