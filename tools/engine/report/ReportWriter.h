@@ -1,0 +1,54 @@
+#pragma once
+// Writes a report while its session runs: one record a line, on disk before a test begins and after it has ended.
+//
+//     engine::ReportWriter report("", tellPerson); // in the folder of the day
+//     if (!report.take(runBegan)) ...              // the run must not begin
+//
+// Thread rule: one thread at a time.
+
+#include <engine/report/Records.h>
+#include <engine/report/linux/ReportFile.h>
+
+#include <zel/foundation/Stopwatch.h>
+
+#include <functional>
+#include <string>
+#include <unordered_map>
+
+namespace engine {
+
+class ReportWriter
+{
+public:
+    static constexpr std::size_t kRunBytes = 4u << 20; ///< that events of one run may take
+    static constexpr std::size_t kEventBytes =
+        128u << 20; ///< and those of all: what is larger cannot be read again
+
+    /// A new file, for its owner alone; an empty path: in ReportFolder::own(). `tell` gets what a person must know.
+    /// Throws zel::SystemException naming the path where it cannot be made, or something has that name.
+    ReportWriter(std::string const& path, std::function<void(std::string const&)> tell);
+
+    /// True: it is written; what begins and ends, and everything else within about a second, is on disk as well. False from
+    /// the first record on that could not be kept, which is told; what follows is still written where that goes.
+    /// Events beyond the sizes above are left out, of which one record tells.
+    bool take(Record const& record);
+
+    bool isComplete() const noexcept { return m_isComplete; }
+    std::string const& path() const noexcept { return m_file.path(); }
+
+private:
+    bool hasRoom(Record const& record, std::size_t bytes);
+    void tellLeftOut(RunEvent const& event);
+    bool write(std::string const& line, bool isBoundary);
+    void fail(int errorNumber);
+
+    ReportFile m_file;
+    std::function<void(std::string const&)> m_tell;
+    std::string m_bootId;
+    std::unordered_map<RunId, std::size_t> m_eventBytes; // of the runs that are on their way
+    std::size_t m_allEventBytes = 0;
+    zel::Stopwatch m_sinceSync;
+    bool m_isComplete = true;
+};
+
+} // namespace engine
