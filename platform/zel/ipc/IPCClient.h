@@ -43,9 +43,9 @@ public:
     String const& failure() const noexcept;
 
     /// Hands a message over to be sent, and returns: what does not fit into the socket is sent by the link's thread.
-    /// False when there is no connection. More than 32 MiB waiting means that the engine does not read: then a percentage,
-    /// a time or a text of progress replaces the waiting one of its run, and anything else waits up to 10 seconds, and
-    /// then ends the connection.
+    /// False when there is no connection, or the message is larger than one may be. While more than 1 MiB waits, a
+    /// percentage, a time or a text of progress replaces the waiting one of its run. More than 32 MiB waiting means
+    /// that the engine does not read: then anything else waits up to 10 seconds, and then ends the connection.
     bool queue(Message const& message);
 
     IPCCommMgr const& commMgr() const noexcept;

@@ -39,8 +39,9 @@ public:
     IPCServer& operator=(IPCServer const&) = delete;
 
     /// Hands a message over to be sent. False when there is no such connection (any more), or when the module does not
-    /// read: more than 32 MiB waiting end the connection.
+    /// read: more than 32 MiB waiting end the connection. Or when the message is larger than one may be.
     bool queue(Peer peer, Message const& message);
+    /// `disconnected` is called for it as for any other; until then what it had sent may still be heard.
     void disconnect(Peer peer);
 
 private:

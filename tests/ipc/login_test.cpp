@@ -1,0 +1,233 @@
+// The login area: who may believe it, and what may stand in its way.
+#include <ipc/Link.h>
+
+#include <foundation/ChildProcess.h>
+#include <foundation/TemporaryFolder.h>
+#include <zel/ipc/linux/LoginArea.h>
+#include <zel/ipc/linux/Socket.h>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <sys/file.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace zel;
+using namespace zel::test;
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr uid_t kNobody = 65534;
+// No process has it: the largest that Linux gives is one less than 2^22.
+constexpr std::int64_t kNoEngine = 4'194'400;
+constexpr char kAside[] = "/dev/shm/krel5-test-aside";
+4'194'304 - 5; // no process has it: the largest that Linux gives is one less than 2^22
+
+std::string pathOf(std::int64_t engine) { return "/dev/shm" + LoginArea::nameOf(engine); }
+
+std::string contentOf(std::string const& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+/// Puts the file there, and holds it as an engine that lives does: others that start meanwhile clean up.
+FileDescriptor hold(std::string const& path, std::string const& content)
+{
+    std::string const making = "/dev/shm/krel5-test-" + std::to_string(::getpid());
+    FileDescriptor file = FileDescriptor::open(making.c_str(), O_RDWR | O_CREAT | O_TRUNC, 0600);
+    std::size_t written = 0;
+    EXPECT_EQ(0, ::flock(file.number(), LOCK_EX));
+    EXPECT_EQ(0, writeAll(file.number(), content.data(), content.size(), written));
+    fs::rename(making, path);
+    return file;
+}
+
+std::string failureFor(std::int64_t engine)
+{
+    Module module(engine);
+    EXPECT_EQ(module.isIn, module.client.failure().empty());
+    return module.client.failure().toUtf8();
+}
+
+} // namespace
+
+TEST(Login, isForThisUserAloneAndLeavesNothingBehind)
+{
+    std::string socket;
+    {
+        Engine engine;
+        struct stat area, folder;
+        ASSERT_EQ(0, ::stat(pathOf(::getpid()).c_str(), &area));
+        EXPECT_EQ(0600u, area.st_mode & 07777);
+        socket = LoginArea::read(LoginArea::nameOf(::getpid())).socketPath;
+        ASSERT_EQ(0, ::stat(fs::path(socket).parent_path().c_str(), &folder));
+        EXPECT_EQ(0700u, folder.st_mode & 07777);
+        EXPECT_EQ("", failureFor(::getpid()));
+    }
+    EXPECT_FALSE(fs::exists(pathOf(::getpid())));
+    EXPECT_FALSE(fs::exists(fs::path(socket).parent_path()));
+    EXPECT_NE(std::string::npos, failureFor(::getpid()).find("there is no engine of that process id"));
+}
+
+TEST(Login, doesNotBelieveAnAreaThatOthersCouldHaveMade)
+{
+    FakeEngine const engine;
+    std::string const path = pathOf(::getpid()), content = contentOf(path);
+    auto const with = [&](std::size_t at, char byte) {
+        std::string changed = content;
+        changed[at] = byte;
+        return changed;
+    };
+    struct
+    {
+        char const* reason;
+        std::string content;
+        std::function<void()> change = [] {};
+    } const cases[] = {
+        {"", content},
+        {"others than its owner", content, [&] { ::chmod(path.c_str(), 0640); }},
+        {"others than its owner", content, [&] { ::chmod(path.c_str(), 0602); }},
+        {"another size", content + "x"},
+        {"another size", content.substr(1)},
+        {"another size", ""},
+        {"no engine's", with(0, 'z')},
+        {"no engine's", with(12, 'z')},
+        {"version", with(8, 2)},
+        {"is that of process", with(16, static_cast<char>(content[16] + 1))},
+        {"names no socket", content.substr(0, 24) + std::string(104, '/')},
+        {"names no socket", with(24, 's')},
+        {"Nobody listens", with(25, 'x')},
+        {"symbolic link", content, [&] { fs::rename(path, kAside), fs::create_symlink(kAside, path); }},
+        {"no shared memory", content, [&] { fs::remove(path), ::mkfifo(path.c_str(), 0600); }},
+        {::geteuid() == 0 ? "belongs to user 65534" : "", content,
+         [&] { [[maybe_unused]] int const ignored = ::chown(path.c_str(), kNobody, kNobody); }},
+    };
+    for (auto const& one : cases) {
+        FileDescriptor const held = hold(path, one.content);
+        one.change();
+        std::string const failure = failureFor(::getpid());
+        EXPECT_NE(std::string::npos, failure.find(one.reason)) << one.reason << ": " << failure;
+        EXPECT_EQ(*one.reason == 0, failure.empty()) << failure;
+        fs::remove(path);
+    }
+    fs::remove(kAside);
+    EXPECT_NE(std::string::npos, failureFor(-1).find("no name of one"));
+}
+
+TEST(Login, anotherProcessAtTheSocketIsNotTheEngine)
+{
+    FakeEngine const engine; // listens as this process
+    std::string content = contentOf(pathOf(::getpid()));
+    std::memcpy(content.data() + 16, &kNoEngine, sizeof kNoEngine);
+    FileDescriptor const held = hold(pathOf(kNoEngine), content);
+    EXPECT_NE(std::string::npos, failureFor(kNoEngine).find("not the engine"));
+    fs::remove(pathOf(kNoEngine));
+}
+
+TEST(Login, whatStandsInTheWayIsReplacedAndNeverFollowed)
+{
+    ::test::TemporaryFolder const folder;
+    std::string const victim = folder.write("victim", "precious"), path = pathOf(::getpid());
+    std::function<void()> const obstacles[] = {
+        [&] { hold(path, "left by an engine of the same process id"); },
+        [&] { fs::create_symlink(victim, path); },
+        [&] { ::mkfifo(path.c_str(), 0666); },
+        [&] {
+            hold(path, "somebody else's");
+            [[maybe_unused]] int const ignored = ::chown(path.c_str(), kNobody, kNobody);
+        },
+    };
+    for (auto const& make : obstacles) {
+        make();
+        Engine const engine;
+        EXPECT_EQ("", failureFor(::getpid()));
+    }
+    EXPECT_EQ("precious", folder.read("victim"));
+}
+
+TEST(Login, whatCannotBeReplacedIsNamed)
+{
+    fs::create_directory(pathOf(::getpid()));
+    try {
+        Engine const engine;
+        ADD_FAILURE() << "an engine that nobody can find";
+    } catch (IPCException const& e) {
+        EXPECT_NE(std::string::npos, e.getMessage().toUtf8().find(pathOf(::getpid())));
+    }
+    fs::remove(pathOf(::getpid()));
+    int const held = ::open(pathOf(::getpid()).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    ASSERT_EQ(0, ::flock(held, LOCK_EX));
+    EXPECT_THROW(Engine(), IPCException) << "of an engine that lives: in another process id namespace";
+    ::close(held);
+    fs::remove(pathOf(::getpid()));
+}
+
+TEST(Login, whatADeadEngineLeftIsRemovedByTheNext)
+{
+    int ready[2];
+    ASSERT_EQ(0, ::pipe(ready));
+    pid_t const child = ::fork();
+    if (child == 0) {
+        Engine const killed;
+        [[maybe_unused]] auto const said = ::write(ready[1], "x", 1);
+        ::pause();
+    }
+    char ignored;
+    ASSERT_EQ(1, ::read(ready[0], &ignored, 1));
+    std::string const socket = LoginArea::read(LoginArea::nameOf(child)).socketPath;
+    {
+        Engine const beside; // an engine that lives is left alone
+        EXPECT_TRUE(fs::exists(socket));
+        EXPECT_EQ("", failureFor(child));
+    }
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+    EXPECT_TRUE(fs::exists(pathOf(child)));
+    Engine const next;
+    EXPECT_FALSE(fs::exists(pathOf(child)));
+    EXPECT_FALSE(fs::exists(fs::path(socket).parent_path()));
+    ::close(ready[0]);
+    ::close(ready[1]);
+}
+
+TEST(Login, anotherUserCanNeitherReadNorConnectNorPretend)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root can become another user";
+    Engine engine;
+    std::int64_t const self = ::getpid();
+    std::string const socket = LoginArea::read(LoginArea::nameOf(self)).socketPath;
+    // A folder that lets others in would not help: the engine looks at who connects.
+    auto const child = ::test::runInChild([&] {
+        if (::setgid(kNobody) != 0 || ::setuid(kNobody) != 0)
+            ::_exit(9);
+        if (::open(pathOf(self).c_str(), O_RDONLY) >= 0 || ::open(socket.c_str(), O_RDWR) >= 0)
+            ::_exit(1);
+        if (Module(self).isIn || connectRaw() >= 0)
+            ::_exit(2);
+        if (::unlink(pathOf(self).c_str()) == 0)
+            ::_exit(3);
+    });
+    EXPECT_EQ(0, child.status) << child.output;
+    std::string const folder = fs::path(socket).parent_path();
+    ::chmod(folder.c_str(), 0755);
+    ::chmod(socket.c_str(), 0666);
+    ::chmod(pathOf(self).c_str(), 0644);
+    auto const pushed = ::test::runInChild([&] {
+        if (::setgid(kNobody) != 0 || ::setuid(kNobody) != 0)
+            ::_exit(9);
+        int const connected = connectTo(socket, std::chrono::steady_clock::now() + kPatience).release();
+        sendRaw(connected, frameOf(EnumerationMessage()));
+        ::_exit(isClosedByPeer(connected) ? 0 : 1);
+    });
+    EXPECT_EQ(0, pushed.status) << pushed.output;
+    EXPECT_TRUE(engine.heard.peers.empty());
+    EXPECT_TRUE(engine.heard.messages.empty());
+}
