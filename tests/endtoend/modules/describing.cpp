@@ -11,7 +11,8 @@ static LocalizedString* s_greeting = nullptr;
 
 static TestResult show(DiagDevice const&)
 {
-    DiagModule::progress(s_greeting->setVariable("name", Value("you")));
+    KrelNonDiscreteMeasurement const clock(KrelUnitType::HERTZ(), 2.4, KrelUnitMagnitude::GIGA(), 1);
+    DiagModule::progress(s_greeting->setVariable("name", Value(clock)));
     LocalizedString const name("Nobody.Has.This", DiagModule::getCurrentTest()->localizedName());
     DiagModule::progress(&name);
     s_broken->setVariable("part", Value("fan"));

@@ -3,6 +3,7 @@
 #include <libKrel5/devices/EnumerationPhase.h>
 #include <libKrel5/internal/backends/CommInterface.h>
 #include <libKrel5/internal/backends/Connection.h>
+#include <libKrel5/internal/backends/MissingDevices.h>
 #include <libKrel5/internal/backends/StopRequest.h>
 #include <libKrel5/internal/module/ErrorReporting.h>
 #include <libKrel5/internal/module/ModuleCommon.h>
@@ -70,6 +71,7 @@ TestResult Enumeration::run(CommInterface& comm, void (*discover)())
     bool const isStopped = StopRequest::isMade();
     if (!isStopped)
         comm.sendAddDevices();
+    bool const isWhole = isStopped || tellMissingDevices(); // of what the callback found with the enumerator
     if (!isStopped && zel::StateManager::instance().deviceCount() == 0)
         ErrorReporting::tell(
             "No devices reported"); // an empty list on standard output is no answer to a person
@@ -77,7 +79,9 @@ TestResult Enumeration::run(CommInterface& comm, void (*discover)())
     Connection::close();
     endStep("closeConnection", step);
     ZEL_LOG(logger(), zel::LogLevel::Information) << "total time = " << total.getElapsed() << " seconds.";
-    return isStopped || StopRequest::isMade() ? TestResult::USERABORTED() : TestResult::PASS();
+    if (isStopped || StopRequest::isMade())
+        return TestResult::USERABORTED();
+    return isWhole ? TestResult::PASS() : TestResult::CANNOTRUN();
 }
 
 } // namespace krel5

@@ -1,5 +1,6 @@
 // Device acquisition and the making of runs.
 #include <libKrel5/internal/backends/CommStandAlone.h>
+#include <libKrel5/internal/backends/MissingDevices.h>
 #include <libKrel5/internal/backends/Selection.h>
 #include <libKrel5/internal/module/CommandLine.h>
 #include <libKrel5/internal/module/ErrorReporting.h>
@@ -164,8 +165,7 @@ void CommStandAlone::receiveDiagnosticDevices()
         << "diagnostic module: calling Enumerator::instance().getDevicesOfType.";
     zel::Enumerator::instance().getDevicesOfType(testedOrNeeded(capabilities), 1, 0);
     ZEL_LOG(logger(), zel::LogLevel::Information) << " Supported Devices: " << capabilities.toString();
-    for (zel::RootFailure const& failure : zel::Enumerator::instance().failures())
-        ErrorReporting::tell("Devices may be missing: " + zel::String(failure.toString()));
+    tellMissingDevices();
     tellModuleFailures();
     if (zel::StateManager& found = zel::ModuleManager::getInstance().getStateManager();
         anyDeviceIsOf(capabilities, found)) {
