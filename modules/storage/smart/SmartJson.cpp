@@ -94,8 +94,9 @@ SmartJson::Field SmartJson::top()
 
 void SmartJson::addDoubt(Doubt doubt)
 {
-    if (m_doubts.size() < kMostDoubts && std::find(m_doubts.begin(), m_doubts.end(), doubt) == m_doubts.end())
-        m_doubts.push_back(std::move(doubt));
+    if (m_doubts.size() > kMostDoubts || std::find(m_doubts.begin(), m_doubts.end(), doubt) != m_doubts.end())
+        return;
+    m_doubts.push_back(m_doubts.size() < kMostDoubts ? std::move(doubt) : Doubt{Doubt::Kind::Others, ""});
 }
 
 void SmartJson::Field::doubt(Doubt::Kind kind) const { m_owner->addDoubt({kind, m_path}); }

@@ -25,7 +25,8 @@ struct Doubt
     enum class Kind {
         NotUnderstood, ///< of another type or out of range, or missing where it must be
         Twice,         ///< two members of one name
-        TooMany        ///< more entries than there can be
+        TooMany,       ///< more entries than there can be
+        Others         ///< further doubts, which are not told
     };
     Kind m_kind = Kind::NotUnderstood;
     std::string m_member; ///< such as "smart_status.passed"
@@ -82,7 +83,7 @@ private:
     void addDoubt(Doubt doubt);
 
     std::unique_ptr<Document> m_document;
-    std::vector<Doubt> m_doubts; // each once, at most kMostDoubts
+    std::vector<Doubt> m_doubts; // each once, kMostDoubts at most and Others
 };
 
 } // namespace krel5::modules::storage

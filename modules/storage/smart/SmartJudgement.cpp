@@ -190,6 +190,9 @@ std::string textOf(TestHost& host, std::vector<Doubt> const& doubts)
         case Doubt::Kind::TooMany:
             texts.push_back(host.text(kTextTooManyEntries, {{"Member", doubt.m_member}}));
             break;
+        case Doubt::Kind::Others:
+            texts.push_back(host.text(kTextOtherDoubts));
+            break;
         }
     return joined(texts);
 }

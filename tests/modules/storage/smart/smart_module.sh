@@ -52,7 +52,8 @@ while IFS= read -r line; do
 done <"$here/smart_reports.txt"
 judge
 echo "$done reports"
-((done >= 31)) || { echo "too few"; exit 1; }
+wanted=$(grep -c '^=== ' "$here/smart_reports.txt")
+((done == wanted && done > 0)) || { echo "not all of the $wanted reports"; exit 1; }
 
 name='zero byte' type='' verdict='CANNOT RUN 28' shows='smartctl printed no JSON object'
 : >storage.w4i
@@ -70,4 +71,20 @@ SECONDS=0
 judge
 ((SECONDS < 60)) || fault "held for $SECONDS s"
 kill -KILL "$(cat sbin/escaped)" || fault "nobody escaped"
+
+# A module that is killed takes its smartctl along: nobody is left who could stop it.
+name='killed module'
+printf '#!/bin/sh\necho $$ >/usr/sbin/running\nexec sleep 600\n' >sbin/smartctl
+rm -f sbin/running
+./storage run -t 5 -d 1 >output 2>&1 &
+module=$!
+SECONDS=0
+until [[ -s sbin/running ]] || ((SECONDS >= 60)); do sleep 0.05; done
+child=$(cat sbin/running) || fault "smartctl was not started"
+kill -KILL $module
+wait $module 2>/dev/null
+lives() { grep -qs '^State:.[^ZX]' "/proc/$child/status"; } # a dead one whose status nobody takes still stands there
+SECONDS=0
+while lives && ((SECONDS < 60)); do sleep 0.05; done
+! lives || { fault "smartctl outlived it"; kill -KILL "$child"; }
 exit $failed

@@ -59,7 +59,18 @@ TEST(SmartParser, doubtsWhatIsThereTwiceAtAnyDepth)
     std::string many = "{";
     for (char name = 'a'; name <= 'z'; ++name)
         many += std::string("\"") + name + "\":0,\"" + name + "\":0,";
-    EXPECT_EQ(parseSmartReport(many + R"("":0})").m_doubts.size(), 10u);
+    Doubts const told = parseSmartReport(many + R"("":0})").m_doubts;
+    ASSERT_EQ(told.size(), 11u);
+    EXPECT_EQ(told[9], (Doubt{Doubt::Kind::Twice, "j"}));
+    EXPECT_EQ(told[10], (Doubt{Doubt::Kind::Others, ""})) << "that there are more is said";
+    std::string const ten = many.substr(0, many.find("\"k\""));
+    EXPECT_EQ(parseSmartReport(ten + R"("":0})").m_doubts.size(), 10u);
+    ReportLog log;
+    EXPECT_EQ(judgeSmart(log, parseSmartReport(many + R"("":0})"), 0), Outcome::CannotRun);
+    ASSERT_EQ(log.m_problems.size(), 1u);
+    EXPECT_NE(log.m_problems[0].find("j is there twice in the report of smartctl; and others"),
+              std::string::npos)
+        << log.m_problems[0];
 }
 
 TEST(SmartParser, keepsTwentyMessages)
@@ -70,6 +81,7 @@ TEST(SmartParser, keepsTwentyMessages)
     SmartReport const report = parseSmartReport(text + "]}}");
     ASSERT_EQ(report.m_errors.size(), 20u);
     EXPECT_EQ(report.m_errors.front(), "1");
+    EXPECT_EQ(report.m_doubts, (std::vector<Doubt>{{Doubt::Kind::TooMany, "smartctl.messages"}}));
 }
 
 TEST(SmartParser, readsNothingOfATextThatAZeroByteCuts)
