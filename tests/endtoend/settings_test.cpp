@@ -39,6 +39,7 @@ protected:
         Outcome const help = module({"-h"});
         EXPECT_EQ(help.status, 23);
         EXPECT_TRUE(holds(help.out, "Usage: "));
+        EXPECT_TRUE(holds(help.err, reason));
     }
 };
 
@@ -116,7 +117,9 @@ TEST_F(SettingsTest, WhatIsNotUnderstoodRefusesItsTestAlone)
         EXPECT_TRUE(holds(refused.err, "Parameter \"" + one.setting + "\" not valid for Test \"" + one.test +
                                            "\": " + where));
         EXPECT_EQ(refused.out, "\nFinal Result: INTERNAL ERROR\n\n\n") << "it has not run";
-        EXPECT_EQ(runTest("pass").status, 0) << line;
+        Outcome const other = runTest("pass");
+        EXPECT_EQ(other.status, 0) << line;
+        EXPECT_TRUE(holds(other.err, where));
         expectTheRestToWork(where);
     }
 }
@@ -145,7 +148,9 @@ TEST_F(SettingsTest, ALineThatMayHaveBeenMeantForATestRefusesIt)
         EXPECT_EQ(refused.out, "\nFinal Result: INTERNAL ERROR\n\n\n") << "it has not run";
         EXPECT_TRUE(
             holds(refused.err, file() + one.reason + "; the test \"" + one.test + "\" does not run\n"));
-        EXPECT_EQ(runTest("pass").status, 0) << one.lines;
+        Outcome const other = runTest("pass");
+        EXPECT_EQ(other.status, 0) << one.lines;
+        EXPECT_TRUE(holds(other.err, file() + one.reason));
     }
     settings("Test.paxl.Enable.value=no\n"); // two slips from either
     EXPECT_EQ(runTest("pass").status, 22);
@@ -267,11 +272,22 @@ TEST_F(SettingsTest, OthersMustNotHaveAHandInThem)
     std::filesystem::remove(path);
 
     shared.write("modules.xml", "<logging><logger level=\"debug\"/></logging>");
-    ::chmod(shared.path("modules.xml").c_str(), 0646);
-    Outcome const loud = runIn(shared.path());
-    EXPECT_EQ(loud.status, 0);
-    EXPECT_TRUE(
-        holds(loud.err, "Ignoring the logging configuration ./modules.xml: may be written by everybody\n"));
+    std::string const logging = shared.path("modules.xml");
+    auto const expectIgnored = [&](char const* reason) {
+        Outcome const outcome = runIn(shared.path());
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_TRUE(
+            holds(outcome.err, std::string("Ignoring the logging configuration ./modules.xml: ") + reason));
+    };
+    ::chmod(logging.c_str(), 0646);
+    expectIgnored("may be written by everybody\n");
+    ::chmod(logging.c_str(), 0600);
+    ASSERT_EQ(::chown(logging.c_str(), kNobody, kNobody), 0);
+    expectIgnored("belongs to user 65534");
+    std::filesystem::remove(logging);
+    std::filesystem::create_symlink(m_folder.write("quiet", "<logging/>"), logging);
+    expectIgnored("is a symbolic link\n");
+    std::filesystem::remove(logging);
 
     // Who may replace the program may write what lies beside it.
     settings(forced);

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 
 namespace zel::test {
 
@@ -126,6 +127,14 @@ std::vector<CapturedMachine> const& capturedMachines()
         return machines;
     }();
     return s_machines;
+}
+
+CapturedMachine const& machineCalled(std::string const& name)
+{
+    for (CapturedMachine const& machine : capturedMachines())
+        if (machine.name() == name)
+            return machine;
+    throw std::runtime_error("no captured machine is called " + name);
 }
 
 std::optional<std::string> word(std::string const& line, std::string const& key, char quote)

@@ -44,6 +44,8 @@ private:
 /// Every captured machine, unpacked on first use into a folder that goes at the end of the process; empty
 /// where the archive is not there.
 std::vector<CapturedMachine> const& capturedMachines();
+/// The one of that name. Throws std::runtime_error when there is none.
+CapturedMachine const& machineCalled(std::string const& name);
 
 /// "KEY=value" or KEY="value" in a line of words; '-' and None count as nothing.
 std::optional<std::string> word(std::string const& line, std::string const& key, char quote = '"');

@@ -265,16 +265,9 @@ TEST(CapturedMachines, MemoryBuiltIn)
         {"derived-laptop-latitude-5580", "MemoryBlocks", "64"},
     };
     for (Case const& c : cases) {
-        bool found = false;
-        for (CapturedMachine const& machine : capturedMachines()) {
-            if (machine.name() != c.machine)
-                continue;
-            found = true;
-            ASSERT_EQ(machine.ofType(C::Memory()).size(), 1u);
-            EXPECT_EQ(propertyText(machine.ofType(C::Memory())[0], c.key), c.text)
-                << c.machine << " " << c.key;
-        }
-        EXPECT_TRUE(found) << c.machine;
+        auto const memory = machineCalled(c.machine).ofType(C::Memory());
+        ASSERT_EQ(memory.size(), 1u);
+        EXPECT_EQ(propertyText(memory[0], c.key), c.text) << c.machine << " " << c.key;
     }
 }
 

@@ -73,10 +73,10 @@ std::string messageOf(std::function<void()> const& action)
 }
 
 /// Everything that is logged while `action` runs.
-std::string logOf(std::function<void()> const& action)
+std::string logOf(std::function<void()> const& action, char const* level = "debug")
 {
     test::TemporaryFolder folder;
-    zel::LogFactory::setOverride("debug", "");
+    zel::LogFactory::setOverride(level, "");
     EXPECT_TRUE(zel::LogFactory::createDefaultFileAppender(folder.path("log").c_str()));
     action();
     zel::LogFactory::clearOverrides();
@@ -406,13 +406,13 @@ TEST(DeviceProperty, saysWhatDoesNotFitItsDeclaration)
 {
     DeviceProperty* const text = declare("fits.text");
     EXPECT_EQ(logOf([&] { text->setValue("fits"); }), "");
-    std::string const log = logOf([&] { text->setValue(Value(7ull)); });
+    std::string const log = logOf([&] { text->setValue(Value(7ull)); }, "warning");
     EXPECT_TRUE(
         has(log, "setValue() property fits.text is declared as STRING but is given a value of type UINT64"))
         << log;
     EXPECT_EQ(utf8(text->type().toString()), "UINT64") << "of the value it has";
     EXPECT_EQ(logOf([&] { text->setGroup(declare("fits.group", PropertyCategory::Group())); }), "");
-    std::string const noGroup = logOf([&] { text->setGroup(declare("fits.plain")); });
+    std::string const noGroup = logOf([&] { text->setGroup(declare("fits.plain")); }, "warning");
     EXPECT_TRUE(has(noGroup, "fits.plain, under which fits.text is to stand, is no group")) << noGroup;
 }
 
