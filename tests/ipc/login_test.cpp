@@ -27,7 +27,6 @@ constexpr uid_t kNobody = 65534;
 // No process has it: the largest that Linux gives is one less than 2^22.
 constexpr std::int64_t kNoEngine = 4'194'400;
 constexpr char kAside[] = "/dev/shm/krel5-test-aside";
-4'194'304 - 5; // no process has it: the largest that Linux gives is one less than 2^22
 
 std::string pathOf(std::int64_t engine) { return "/dev/shm" + LoginArea::nameOf(engine); }
 
