@@ -1,0 +1,49 @@
+#pragma once
+// The commands that show a machine's devices, and what differs between two listings: docs/zel-devices.md.
+
+#include <listing/Machine.h>
+
+#include <string>
+#include <vector>
+
+namespace listing {
+
+enum class Form { Tree, Properties, Json, Xml, Html };
+
+struct DevicesRequest
+{
+    std::string root = "/";
+    bool rootIsGiven = false;
+    Form form = Form::Tree;
+    bool mask = false;
+    std::vector<std::string> classes; ///< as typed
+    std::string before;               ///< of compare: files; "-": standard input
+    std::string after;                ///< empty: this machine, or the one below the root
+    bool all = false;
+};
+
+struct Scan
+{
+    Machine machine;
+    bool rootIsRead = true;
+    bool isComplete = true; ///< but for what the user may not read
+};
+
+/// The folder, seen from that of the running program; empty when nobody can tell which program runs.
+std::string besideProgram(std::string const& folder);
+
+/// Looks through the machine below `root`; zel::ModuleManager has its state afterwards. On the running machine the
+/// modules of `modulesFolder` (empty: none) are asked, too. `detail`: also for what few ask for. Says on
+/// standard error why devices may be missing. Throws InvalidArgumentException for a root that is none.
+Scan scan(std::string const& root, bool detail, std::string const& modulesFolder);
+
+/// Both print on standard output and return the process's exit status. Throw InvalidArgumentException for a request that is
+/// bad usage, other exceptions for files that cannot be read.
+int listDevices(DevicesRequest const& request, std::string const& modulesFolder);
+int compareDevices(DevicesRequest const& request, std::string const& modulesFolder);
+
+/// Of both: what their callers give for exceptions.
+enum ListStatus { kListed = 0, kFailed = 1, kBadUsage = 2 };
+enum CompareStatus { kSame = 0, kDiffers = 1, kTrouble = 2 };
+
+} // namespace listing
