@@ -1,6 +1,7 @@
 #pragma once
 // Another module, run as a child process that takes and gives a state over two pipes.
 
+#include <zel/foundation/Export.h>
 #include <zel/foundation/String.h>
 
 #include <string>
@@ -8,7 +9,7 @@
 
 namespace zel {
 
-struct ModuleProcess
+struct ZEL_EXPORT ModuleProcess
 {
     struct Limits
     {
@@ -31,6 +32,10 @@ struct ModuleProcess
     /// gone. Never throws for what the child does. May run in several threads at once.
     static Outcome run(std::string const& program, std::vector<std::string> const& arguments,
                        std::string const& input, Limits const& limits);
+    /// The same for a module that is to write files: it works in `folder`, and is told of no pipe.
+    /// REQUIRES: the program's path is absolute.
+    static Outcome runIn(std::string const& folder, std::string const& program,
+                         std::vector<std::string> const& arguments, Limits const& limits);
 };
 
 } // namespace zel

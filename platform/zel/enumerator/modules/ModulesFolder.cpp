@@ -16,7 +16,7 @@ namespace {
 constexpr std::size_t kMostEntries = 1000; // a folder of programs has a handful
 
 /// Why the program is not started; empty when it may be.
-String refusal(std::string const& path, fs::file_status const& status)
+String refusalOf(std::string const& path, fs::file_status const& status)
 {
     constexpr auto kExecutable = fs::perms::owner_exec | fs::perms::group_exec | fs::perms::others_exec;
     if (status.type() == fs::file_type::symlink)
@@ -73,12 +73,20 @@ ModulesFolder ModulesFolder::read(std::string const& path)
         if (name.find('.') != std::string::npos || status.type() == fs::file_type::directory ||
             status.type() == fs::file_type::not_found)
             continue;
-        if (String const reason = refusal(program, status); !reason.empty())
+        if (String const reason = refusalOf(program, status); !reason.empty())
             refuse(program, reason);
         else
             found.programs.push_back(program);
     }
     return found;
+}
+
+String ModulesFolder::refusal(std::string const& program)
+{
+    if (String const distrust = distrustOf(FileSystem::folderOf(program)); !distrust.empty())
+        return "its folder " + distrust;
+    std::error_code error;
+    return refusalOf(program, fs::symlink_status(program, error));
 }
 
 } // namespace zel

@@ -1,6 +1,7 @@
 #pragma once
-// The folder into which one puts modules that report devices, so that every program finds them.
+// A folder of modules: those that report devices, so that every program finds them, or those that test.
 
+#include <zel/foundation/Export.h>
 #include <zel/foundation/String.h>
 
 #include <string>
@@ -8,7 +9,7 @@
 
 namespace zel {
 
-struct ModulesFolder
+struct ZEL_EXPORT ModulesFolder
 {
     std::vector<std::string> programs; ///< paths, in natural order of the names
     std::vector<String> refused; ///< what stands there and is not started: "{path}: {reason}", one line each
@@ -18,6 +19,9 @@ struct ModulesFolder
     /// able to write the folder or the module, and a module is no link: whoever can change where it leads would
     /// choose what runs. A folder that does not exist is an empty one.
     static ModulesFolder read(std::string const& path);
+    /// One program that somebody named, by the same rules: where it stands, and why it is not to be started, empty when
+    /// it may be.
+    static String refusal(std::string const& program);
 };
 
 } // namespace zel

@@ -73,6 +73,18 @@ public:
     static bool canEnumerateOnDevice(TestImp const& test, DeviceImp const& device, StateManager const& state,
                                      DeviceImp** previousDevice);
 
+    /// One thing that the rules ask, in words.
+    struct Condition
+    {
+        String text; ///< "the device is a HardDrive"
+        bool holds = false;
+        String reason = String(); ///< why it does not hold; empty when it does
+    };
+    /// All that canEnumerateOnDevice asks of this device and this machine, in the order of the rules, whether it holds
+    /// or not; but for the choice of the one device of a test that enumerates only once.
+    static std::vector<Condition> conditions(TestImp const& test, DeviceImp const& device,
+                                             StateManager const& state);
+
     bool operator==(TestImp const& other) const noexcept { return guid() == other.guid(); }
 
 private:

@@ -133,11 +133,17 @@ Shared SettingsResource::ofModule(String const& guid)
     if (auto const found = known.m_byGuid.find(guid); found != known.m_byGuid.end())
         return found->second;
     auto const folders = known.m_folders.empty() ? moduleFolders() : known.m_folders;
-    auto const settings = loadFirst(folders, guid);
-    logIssues(settings->m_file);
+    auto const settings = read(guid, folders);
     constexpr std::size_t kMaxModules = 256; // guids come from outside, too
     if (known.m_byGuid.size() < kMaxModules)
         known.m_byGuid.emplace(guid, settings);
+    return settings;
+}
+
+Shared SettingsResource::read(String const& guid, std::vector<ModuleFolder> const& folders)
+{
+    auto settings = loadFirst(folders, guid);
+    logIssues(settings->m_file);
     return settings;
 }
 
@@ -155,6 +161,8 @@ void SettingsResource::setSearchFolders(std::vector<std::string> folders)
         cache().m_folders.push_back({folder, FileSystem::Writers::CallerOrRoot});
     cache().m_byGuid.clear();
 }
+
+std::optional<std::uint32_t> SettingsResource::secondsOf(String const& text) { return readSeconds(text); }
 
 std::optional<String> SettingsResource::text(String const& key) const
 {

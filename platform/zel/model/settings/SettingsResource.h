@@ -3,6 +3,7 @@
 
 #include <zel/foundation/String.h>
 #include <zel/model/texts/KeyTextFile.h>
+#include <zel/model/texts/ModuleFolders.h>
 
 #include <memory>
 #include <optional>
@@ -36,6 +37,9 @@ public:
     /// belong to root or the caller and be writable for nobody else; one beside the program must be no easier
     /// to change than the program. What is wrong with the file or its lines is logged once. Never null.
     static std::shared_ptr<SettingsResource const> ofModule(String const& guid);
+    /// The same of a module of another program, read now; `folders` are those that it looks into. Never null.
+    static std::shared_ptr<SettingsResource const> read(String const& guid,
+                                                        std::vector<ModuleFolder> const& folders);
     static void clearCache();
     /// The folder of the running program, then the working directory, unless set otherwise (tests do).
     static void setSearchFolders(std::vector<std::string> folders);
@@ -76,6 +80,8 @@ public:
     /// secondsError() names one.
     std::optional<std::uint32_t> seconds(String const& key) const;
     std::optional<SettingsError> secondsError(String const& key) const;
+    /// Such a time's text; nothing when it is none, or more seconds than 32 bits hold.
+    static std::optional<std::uint32_t> secondsOf(String const& text);
 
     /// Enable switch of a test or an indicator: kind "Test" or "Indicator".
     enum class Enable {

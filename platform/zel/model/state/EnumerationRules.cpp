@@ -40,25 +40,53 @@ String misfit(DeviceImp const& device, DeviceRequirement const& requirement)
            requirement.validRange + "\"";
 }
 
-// What only a test asks of the machine and of the device.
-std::optional<String> objectionOfItsOwn(TestImp const& test, DeviceImp const& device,
-                                        StateManager const& state)
+using Conditions = std::vector<TestImp::Condition>;
+
+void add(Conditions& conditions, String text, bool holds, String const& reason)
 {
-    for (CapabilityImp const& capability : test.existenceRequirements())
-        if (!anyDeviceHas(state, capability))
-            return "no device is a " + capability.toString();
-    for (CapabilityImp const& capability : test.absenceRequirements())
-        if (anyDeviceHas(state, capability))
-            return "there is a " + capability.toString();
-    for (DeviceRequirement const& requirement : test.propertyRequirements())
-        if (!propertyFits(device, requirement))
-            return misfit(device, requirement);
-    return std::nullopt;
+    conditions.push_back({std::move(text), holds, holds ? String() : reason});
 }
 
-std::optional<String> objectionOfItsOwn(IndicatorImp const& indicator, DeviceImp const&, StateManager const&)
+String nameOf(CapabilityImp const& capability) { return "a " + capability.toString(); }
+
+// What only a test asks of the machine and of the device.
+void addOwn(Conditions& conditions, TestImp const& test, DeviceImp const& device, StateManager const& state)
 {
-    return indicator.isFree() ? std::optional(String("it is bound to no device")) : std::nullopt;
+    for (CapabilityImp const& capability : test.existenceRequirements())
+        add(conditions, "the machine has " + nameOf(capability), anyDeviceHas(state, capability),
+            "no device is " + nameOf(capability));
+    for (CapabilityImp const& capability : test.absenceRequirements())
+        add(conditions, "the machine has not " + nameOf(capability), !anyDeviceHas(state, capability),
+            "there is " + nameOf(capability));
+    for (DeviceRequirement const& requirement : test.propertyRequirements())
+        add(conditions,
+            "its " + requirement.propertyKey + (requirement.exclusion ? " is not in \"" : " is in \"") +
+                requirement.validRange + "\"",
+            propertyFits(device, requirement), misfit(device, requirement));
+}
+
+void addOwn(Conditions& conditions, IndicatorImp const& indicator, DeviceImp const&, StateManager const&)
+{
+    add(conditions, "it is bound to devices", !indicator.isFree(), "it is bound to no device");
+}
+
+template <typename Function>
+bool isMeant(Function const& function, DeviceImp const& device)
+{
+    return device.deviceCapabilities().intersects(function.deviceCapabilities());
+}
+
+template <typename Function>
+Conditions conditionsOf(Function const& function, DeviceImp const& device, StateManager const& state)
+{
+    Conditions conditions;
+    add(conditions, "the device is one of: " + function.deviceCapabilities().toString(),
+        isMeant(function, device), "it is " + nameOf(device.deviceType()));
+    add(conditions, "the settings leave it on", !function.isSwitchedOff(), "the settings switch it off");
+    add(conditions, "the device is not disabled", device.state() != DeviceStateImp::DISABLED(),
+        "the device is disabled");
+    addOwn(conditions, function, device, state);
+    return conditions;
 }
 
 DeviceImp* firstHolder(TestImp const& test, StateManager const& state)
@@ -76,13 +104,12 @@ DeviceImp* firstHolder(IndicatorImp const& indicator, StateManager const& state)
 template <typename Function>
 std::optional<String> objection(Function const& function, DeviceImp const& device, StateManager const& state)
 {
-    if (!device.deviceCapabilities().intersects(function.deviceCapabilities()))
+    if (!isMeant(function, device))
         return String();
-    if (function.isSwitchedOff())
-        return String("the settings switch it off");
-    if (device.state() == DeviceStateImp::DISABLED())
-        return String("the device is disabled");
-    return objectionOfItsOwn(function, device, state);
+    for (TestImp::Condition& condition : conditionsOf(function, device, state))
+        if (!condition.holds)
+            return std::move(condition.reason);
+    return std::nullopt;
 }
 
 template <typename Function>
@@ -115,6 +142,12 @@ bool TestImp::canEnumerateOnDevice(TestImp const& test, DeviceImp const& device,
                                    DeviceImp** previousDevice)
 {
     return applies(test, device, state, previousDevice);
+}
+
+std::vector<TestImp::Condition> TestImp::conditions(TestImp const& test, DeviceImp const& device,
+                                                    StateManager const& state)
+{
+    return conditionsOf(test, device, state);
 }
 
 bool IndicatorImp::canEnumerateOnDevice(IndicatorImp const& indicator, DeviceImp const& device,

@@ -117,12 +117,13 @@ bool takeFiles(int in, int out, int errors)
 }
 
 [[noreturn]] void becomeModule(pid_t parent, SignalsBlocked const& blocked, Pipes const& pipes, int report,
-                               char* const argv[])
+                               char const* folder, char* const argv[])
 {
     // A process that is killed takes its modules along; it may be gone before the first line is reached.
     if (::prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 && ::getppid() != parent)
         ::_exit(kNotStarted);
-    if (takeFiles(pipes.in.reading.number(), pipes.out.writing.number(), pipes.errors.writing.number())) {
+    if ((*folder == '\0' || ::chdir(folder) == 0) &&
+        takeFiles(pipes.in.reading.number(), pipes.out.writing.number(), pipes.errors.writing.number())) {
         blocked.endInChild();
         ::execve(argv[0], argv, environ);
     }
@@ -178,11 +179,10 @@ int startFailure(Pipe report, Clock::time_point end)
     return count == sizeof error ? error : 0;
 }
 
-int start(std::string const& program, std::vector<std::string> words, Pipes const& pipes,
-          Clock::time_point end, Child& child)
+int start(std::string const& folder, std::string const& program, std::vector<std::string> words,
+          Pipes const& pipes, Clock::time_point end, Child& child)
 {
     words.insert(words.begin(), program);
-    words.insert(words.end(), {"-pipeIn", std::to_string(kChildIn), "-pipeOut", std::to_string(kChildOut)});
     std::vector<char*> argv;
     for (std::string& word : words)
         argv.push_back(word.data());
@@ -195,7 +195,7 @@ int start(std::string const& program, std::vector<std::string> words, Pipes cons
         SignalsBlocked const blocked;
         child.begin(::fork());
         if (child.id() == 0)
-            becomeModule(parent, blocked, pipes, report.writing.number(), argv.data());
+            becomeModule(parent, blocked, pipes, report.writing.number(), folder.c_str(), argv.data());
     }
     return child.id() < 0 ? errno : startFailure(std::move(report), end);
 }
@@ -340,13 +340,11 @@ void converse(Child& child, Exchange& exchange, ModuleProcess::Outcome& outcome)
     outcome.complaint = exchange.complaint();
 }
 
-} // namespace
-
-ModuleProcess::Outcome ModuleProcess::run(std::string const& program,
-                                          std::vector<std::string> const& arguments, std::string const& input,
-                                          Limits const& limits)
+ModuleProcess::Outcome runWith(std::string const& folder, std::string const& program,
+                               std::vector<std::string> const& arguments, std::string const& input,
+                               ModuleProcess::Limits const& limits)
 {
-    Outcome outcome;
+    ModuleProcess::Outcome outcome;
     auto const end = Clock::now() + std::chrono::milliseconds(limits.milliseconds);
     Pipes pipes{makePipe(), makePipe(), makePipe()};
     if (!pipes.in.isOpen() || !pipes.out.isOpen() || !pipes.errors.isOpen()) {
@@ -354,7 +352,7 @@ ModuleProcess::Outcome ModuleProcess::run(std::string const& program,
         return outcome;
     }
     Child child;
-    if (int const error = start(program, arguments, pipes, end, child); error != 0) {
+    if (int const error = start(folder, program, arguments, pipes, end, child); error != 0) {
         outcome.error = error == ETIMEDOUT ? String(kTooLong) : System::errorText(error);
         return outcome;
     }
@@ -369,6 +367,23 @@ ModuleProcess::Outcome ModuleProcess::run(std::string const& program,
         outcome.error = System::errorText(ENOMEM);
     }
     return outcome;
+}
+
+} // namespace
+
+ModuleProcess::Outcome ModuleProcess::run(std::string const& program,
+                                          std::vector<std::string> const& arguments, std::string const& input,
+                                          Limits const& limits)
+{
+    std::vector<std::string> words = arguments;
+    words.insert(words.end(), {"-pipeIn", std::to_string(kChildIn), "-pipeOut", std::to_string(kChildOut)});
+    return runWith(std::string(), program, words, input, limits);
+}
+
+ModuleProcess::Outcome ModuleProcess::runIn(std::string const& folder, std::string const& program,
+                                            std::vector<std::string> const& arguments, Limits const& limits)
+{
+    return runWith(folder, program, arguments, std::string(), limits);
 }
 
 } // namespace zel

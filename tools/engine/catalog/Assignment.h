@@ -1,0 +1,36 @@
+#pragma once
+// Which tests go to which devices of a machine.
+
+#include <engine/catalog/Catalog.h>
+
+#include <string>
+#include <vector>
+
+namespace zel {
+class StateManager;
+}
+
+namespace engine {
+
+/// Asks a module that chooses its tests itself which of them it wants for which device: associates them in the state.
+/// Returns why the module could not be asked; empty when it was.
+class OwnChoice
+{
+public:
+    virtual ~OwnChoice() = default;
+    virtual std::string choose(Module& module, zel::StateManager& machine) = 0;
+};
+
+/// Ties each test of the catalog to the devices that it is for, by the rules that the modules themselves go by, and says
+/// where there are none why not. The tests are added to the machine's state: the catalog has to outlive it. `choice`:
+/// null when nobody is there who could ask; then such tests stand with all devices of their kind, and isDeclinable.
+void assignTests(Catalog& catalog, zel::StateManager& machine, OwnChoice* choice);
+
+/// The devices that a test of the catalog can be for, whether any applies or not, in the machine's order. Their places,
+/// from 1, are the numbers by which a person names them.
+std::vector<zel::DeviceImp*> testedDevices(Catalog const& catalog, zel::StateManager const& machine);
+
+/// What the machine calls it: "/dev/sda", else its place in the hardware, else its name.
+std::string placeOf(zel::DeviceImp const& device);
+
+} // namespace engine
