@@ -167,7 +167,7 @@ public:
             throw zel::InvalidArgumentException(issue.toString());
         for (String const& key : m_file.keys()) {
             auto const& entry = *m_file.find(key);
-            at(entry.m_line, [&] { take(key.split('.'), String(entry.m_text), entry.m_line); });
+            at(entry.m_line, [&] { take(key.split('.'), entry.m_text, entry.m_line); });
         }
         at(0, [&] {
             if (m_module.record.guid() != guid)

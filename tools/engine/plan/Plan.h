@@ -22,10 +22,11 @@ struct PlannedRun
     std::vector<std::pair<std::string, std::string>>
         parameters; ///< key and text, beside what the settings say
     bool interactive = false, destructive = false, parallel = false;
-    unsigned shutdownSeconds = 5;    ///< what the test asks for between stop and SIGTERM
-    std::chrono::seconds forTime{0}; ///< go on for this long; 0: once
-    std::chrono::seconds limit{0};   ///< then it is stopped; 0: none
-    std::string again;               ///< the command that makes this run again
+    unsigned shutdownSeconds = 5;     ///< what the test asks for between stop and SIGTERM
+    std::chrono::seconds forTime{0};  ///< go on for this long; 0: once
+    std::chrono::seconds limit{0};    ///< then it is stopped; 0: none
+    std::chrono::seconds expected{0}; ///< how long a pass takes, about; 0: unknown
+    std::string again;                ///< the command that makes this run again
 };
 
 /// What was asked for and cannot be run.

@@ -1,0 +1,324 @@
+#include <engine/plan/MakePlan.h>
+
+#include <engine/catalog/Assignment.h>
+#include <engine/plan/Names.h>
+
+#include <zel/foundation/Exception.h>
+#include <zel/model/state/StateManager.h>
+#include <zel/model/vocabulary/TestResultImp.h>
+
+#include <algorithm>
+#include <set>
+
+namespace engine {
+
+using zel::DeviceImp;
+using zel::String;
+using zel::TestResultImp;
+
+namespace {
+
+using Devices = std::vector<DeviceImp*>;
+using Values = std::vector<std::pair<std::string, std::string>>;
+
+bool isIn(Devices const& devices, DeviceImp const* device)
+{
+    return std::find(devices.begin(), devices.end(), device) != devices.end();
+}
+
+void addOnce(Devices& devices, Devices const& more)
+{
+    for (DeviceImp* const device : more)
+        if (!isIn(devices, device))
+            devices.push_back(device);
+}
+
+/// Later ones in place of earlier ones.
+void override(Values& values, Values const& later)
+{
+    for (auto const& one : later) {
+        std::erase_if(values, [&](auto const& known) { return known.first == one.first; });
+        values.push_back(one);
+    }
+}
+
+/// What a file says has to be meant for some test that there is, if not for one that is to run.
+void checkFileSettings(Catalog const& catalog, std::vector<Setting> const& settings)
+{
+    SettingsUse use(catalog, settings);
+    for (auto const& module : catalog.modules())
+        for (ModuleTest& test : module->tests)
+            use.of({module.get(), &test});
+    use.requireAllUsed();
+}
+
+class Maker
+{
+public:
+    Maker(PlanRequest const& request, Catalog const& catalog, zel::StateManager const& machine,
+          Devices const& numbered)
+        : m_request(request), m_catalog(catalog), m_machine(machine), m_numbered(numbered),
+          m_fileUse(catalog, request.fileSettings), m_ownUse(catalog, request.settings)
+    {
+        m_plan.name = request.plan;
+        for (std::string const& word : request.devices)
+            addOnce(m_devices, chooseDevices(numbered, machine, word));
+        checkFileSettings(catalog, request.fileSettings);
+    }
+
+    Plan make()
+    {
+        if (m_request.plan.empty())
+            for (std::string const& word : m_request.words)
+                addWord(word);
+        else
+            for (PlanLine const& line : m_request.lines)
+                addLine(line);
+        m_ownUse.requireAllUsed();
+        refuseIdleDevices();
+        return std::move(m_plan);
+    }
+
+private:
+    /// What holds for all tests of one word or line.
+    struct Wish
+    {
+        PlanLine const& line;
+        bool isNamed = false; ///< the verdict counts what cannot be run
+        bool isOfPlan = false;
+        bool isExplicit = false; ///< of one test, which may be there already
+        Devices only;            ///< empty: all
+        bool isShut = false;     ///< the line's devices are none of those that were asked for
+        SettingsUse* use = nullptr;
+    };
+
+    void addWord(std::string const& word)
+    {
+        ChosenTests const chosen = chooseTests(m_catalog, word);
+        PlanLine const line;
+        for (Catalog::Place const& place : chosen.tests)
+            add({line, chosen.isNamed, false, false, m_devices, false, nullptr}, place);
+    }
+
+    void addLine(PlanLine const& line)
+    {
+        Wish wish{line, false, true, false, m_devices, false, nullptr};
+        ChosenTests chosen;
+        try {
+            chosen = chooseTests(m_catalog, line.tests);
+            addLineDevices(wish);
+        } catch (zel::InvalidArgumentException const& error) {
+            if (!line.optional)
+                throw zel::InvalidArgumentException(String(line.origin) + ": " + error.getMessage());
+            return;
+        }
+        wish.isNamed = chosen.isNamed && !line.optional;
+        wish.isExplicit = chosen.isNamed;
+        SettingsUse use(m_catalog, line.settings);
+        wish.use = &use;
+        for (Catalog::Place const& place : chosen.tests)
+            if (isAmongWords(place))
+                add(wish, place);
+            else
+                use.of(place);
+        if (!chosen.tests.empty())
+            use.requireAllUsed();
+    }
+
+    void addLineDevices(Wish& wish)
+    {
+        Devices ofLine;
+        for (std::string const& word : wish.line.devices)
+            addOnce(ofLine, chooseDevices(m_numbered, m_machine, word));
+        if (ofLine.empty())
+            return;
+        if (!m_devices.empty())
+            std::erase_if(ofLine, [&](DeviceImp* one) { return !isIn(m_devices, one); });
+        wish.only = ofLine;
+        wish.isShut = ofLine.empty();
+    }
+
+    bool isAmongWords(Catalog::Place const& place) const
+    {
+        if (m_request.words.empty())
+            return true;
+        for (std::string const& word : m_request.words)
+            for (Catalog::Place const& one : chooseTests(m_catalog, word).tests)
+                if (one.test == place.test)
+                    return true;
+        return false;
+    }
+
+    void add(Wish const& wish, Catalog::Place const& place)
+    {
+        Values values = m_fileUse.of(place);
+        if (wish.use)
+            override(values, wish.use->of(place));
+        override(values, m_ownUse.of(place));
+
+        ModuleTest const& test = *place.test;
+        auto const& flags = test.record.flags();
+        if (wish.isShut)
+            return;
+        if (flags.destructive && !m_request.destructive && (wish.isOfPlan || !wish.isNamed))
+            return refuse(place, {}, TestResultImp::SKIPPED(),
+                          wish.isOfPlan ? "it destroys data; a plan runs it only with --destructive"
+                                        : "it destroys data; it runs when it is named, or with --destructive",
+                          false);
+        if (flags.interactive && wish.isOfPlan && !wish.isExplicit && !wish.line.interactive)
+            return refuse(place, {}, TestResultImp::SKIPPED(), "it asks a person; it runs when it is named",
+                          false);
+        if (String const trouble = settingsTrouble(place); !trouble.empty())
+            return refuse(place, {}, TestResultImp::INTERNALERROR(), trouble.toUtf8(), true);
+        if (test.devices.empty())
+            return refuse(place, {}, TestResultImp::getConstantByString(String(test.notHereResult)),
+                          test.notHere, wish.isNamed);
+        if (!m_request.isAdministrator)
+            return refuse(place, {}, TestResultImp::INSUFFICIENTPRIVILEGE(),
+                          "tests run as root only (effective user id 0)", true);
+        if (flags.interactive && (wish.line.forTime.count() > 0 || m_request.forTime.count() > 0))
+            return refuse(place, {}, TestResultImp::BADPARAMS(),
+                          "it asks a person, and so is not repeated for a time", wish.isNamed);
+        addRuns(wish, place, values);
+    }
+
+    void addRuns(Wish const& wish, Catalog::Place const& place, Values const& values)
+    {
+        bool isForAny = false;
+        for (DeviceImp* const device : place.test->devices) {
+            if (!wish.only.empty() && !isIn(wish.only, device))
+                continue;
+            isForAny = true;
+            if (m_planned.emplace(place.test, device).second || (wish.isOfPlan && wish.isExplicit))
+                m_plan.runs.push_back(runOf(wish, place, *device, values));
+        }
+        if (isForAny)
+            return;
+        for (DeviceImp const* const device : wish.only)
+            refuse(place, device, TestResultImp::NOTAPPLICABLE(), whyNotFor(*place.test, *device),
+                   wish.isNamed);
+    }
+
+    static String settingsTrouble(Catalog::Place const& place)
+    {
+        if (!place.module->settingsTrouble.empty())
+            return "nobody can tell what its settings are: " + String(place.module->settingsTrouble);
+        auto const& errors = place.test->record.settingsErrors();
+        return errors.empty() ? String() : "its settings are not understood: " + errors.front().toString();
+    }
+
+    std::string whyNotFor(ModuleTest const& test, DeviceImp const& device) const
+    {
+        for (auto const& condition : zel::TestImp::conditions(test.record, device, m_machine))
+            if (!condition.holds)
+                return condition.reason.toUtf8();
+        return "it is for one device only, and goes to " + placeOf(*test.devices.front());
+    }
+
+    void refuse(Catalog::Place const& place, DeviceImp const* device, TestResultImp const& result,
+                std::string const& reason, bool isAskedFor)
+    {
+        m_plan.refusals.push_back({place.module->guid(), place.test->record.keyInModule().toUtf8(),
+                                   device ? device->name().toUtf8() : "", result.toString().toUtf8(), reason,
+                                   isAskedFor});
+    }
+
+    PlannedRun runOf(Wish const& wish, Catalog::Place const& place, DeviceImp const& device,
+                     Values const& values)
+    {
+        auto const& flags = place.test->record.flags();
+        PlannedRun run;
+        run.program = place.module->program;
+        run.moduleGuid = place.module->guid();
+        run.moduleVersion = place.module->version;
+        run.test = place.test->record.keyInModule().toUtf8();
+        run.testName = place.test->name;
+        run.device = &device;
+        run.parameters = values;
+        run.interactive = flags.interactive;
+        run.destructive = flags.destructive;
+        run.parallel = flags.supportsParallelTesting;
+        run.shutdownSeconds = flags.minShutdownSeconds;
+        run.forTime = m_request.forTime.count() > 0 ? m_request.forTime : wish.line.forTime;
+        run.limit = m_request.limit.count() > 0 ? m_request.limit : wish.line.limit;
+        run.expected = std::max(wish.line.expected, run.forTime);
+        run.again = again(run, place);
+        return run;
+    }
+
+    std::string again(PlannedRun const& run, Catalog::Place const& place) const
+    {
+        std::string command = "krel5-engine run " + quoted(wordOf(*place.module, *place.test)) +
+                              " --device " + quoted(wordFor(*run.device));
+        for (auto const& [key, value] : run.parameters)
+            command += " --set " + quoted(key + "=" + value);
+        if (run.forTime.count() > 0)
+            command += " --for " + std::to_string(run.forTime.count()) + "s";
+        if (run.limit.count() > 0)
+            command += " --timeout " + std::to_string(run.limit.count()) + "s";
+        for (std::string const& word : m_request.also)
+            command += " " + quoted(word);
+        return command;
+    }
+
+    /// Its place, where that is understood as this device and no other; else its guid.
+    std::string wordFor(DeviceImp const& device) const
+    {
+        std::string const place = placeOf(device);
+        try {
+            if (!hasWildcard(place) &&
+                chooseDevices(m_numbered, m_machine, place) == Devices{const_cast<DeviceImp*>(&device)})
+                return place;
+        } catch (zel::InvalidArgumentException const&) {
+        }
+        return device.guid().toUtf8();
+    }
+
+    /// Who names a device wants to know something of it.
+    void refuseIdleDevices()
+    {
+        for (DeviceImp const* const device : m_devices) {
+            bool const isUsed = std::any_of(m_plan.runs.begin(), m_plan.runs.end(),
+                                            [&](PlannedRun const& run) { return run.device == device; });
+            bool const isTold =
+                std::any_of(m_plan.refusals.begin(), m_plan.refusals.end(), [&](Refusal const& refusal) {
+                    return refusal.isAskedFor &&
+                           (refusal.deviceName.empty() || refusal.deviceName == device->name().toUtf8());
+                });
+            if (!isUsed && !isTold)
+                m_plan.refusals.push_back({"", "", device->name().toUtf8(),
+                                           TestResultImp::NOTEST().toString().toUtf8(),
+                                           "none of the chosen tests goes to " + placeOf(*device), true});
+        }
+    }
+
+    PlanRequest const& m_request;
+    Catalog const& m_catalog;
+    zel::StateManager const& m_machine;
+    Devices const& m_numbered;
+    SettingsUse m_fileUse, m_ownUse;
+    Devices m_devices;
+    std::set<std::pair<ModuleTest const*, DeviceImp const*>> m_planned;
+    Plan m_plan;
+};
+
+} // namespace
+
+Plan makePlan(PlanRequest const& request, Catalog const& catalog, zel::StateManager const& machine,
+              std::vector<DeviceImp*> const& numbered)
+{
+    return Maker(request, catalog, machine, numbered).make();
+}
+
+std::string quoted(std::string const& word)
+{
+    constexpr char kPlain[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-./:=,+@%";
+    if (!word.empty() && word.find_first_not_of(kPlain) == std::string::npos)
+        return word;
+    std::string text = "'";
+    for (char const one : word)
+        text += one == '\'' ? std::string("'\\''") : std::string(1, one);
+    return text + "'";
+}
+
+} // namespace engine
