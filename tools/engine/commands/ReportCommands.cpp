@@ -1,0 +1,101 @@
+#include <engine/commands/ReportCommands.h>
+
+#include <engine/pages/Pages.h>
+#include <engine/pages/Words.h>
+#include <engine/report/ReportFolder.h>
+#include <engine/report/ReportReader.h>
+#include <engine/show/linux/Terminal.h>
+
+#include <listing/Listing.h>
+
+#include <zel/foundation/Exception.h>
+#include <zel/foundation/FileSystem.h>
+#include <zel/foundation/OStream.h>
+
+namespace engine {
+
+namespace {
+
+enum Status { kDone = 0, kFailed = 22 };
+
+struct Form
+{
+    char const* word;
+    std::string (*page)(Session const&);
+};
+
+std::string textPage(Session const& session) { return text(session, terminalSize(kStandardOutput).columns); }
+std::string jsonPage(Session const& session) { return json(session); }
+
+constexpr Form kForms[] = {
+    {"text", textPage}, {"html", html}, {"junit", junit}, {"json", jsonPage}, {"ocp", ocp}};
+
+Form const& formOf(std::string const& word)
+{
+    for (Form const& form : kForms)
+        if (word == form.word)
+            return form;
+    throw zel::InvalidArgumentException(
+        zel::String("--to: no form is called \"" + word + "\"; there are " + pageForms()));
+}
+
+void complain(std::string const& what)
+{
+    zel::OStream::err() << std::string_view("krel5-engine: " + listing::harmless(what) + "\n");
+}
+
+bool print(std::string const& page)
+{
+    zel::OStream& out = zel::OStream::out();
+    out.write(page);
+    out.flush();
+    if (out.failed())
+        complain("standard output cannot be written");
+    return !out.failed();
+}
+
+} // namespace
+
+std::string pageForms()
+{
+    std::string words;
+    for (Form const& form : kForms)
+        words += (words.empty() ? "" : ", ") + std::string(form.word);
+    return words;
+}
+
+int writeReport(ReportRequest const& request)
+{
+    Form const& form = formOf(request.to);
+    Session const session = readReport(request.file);
+    for (std::string const& sentence : damageOf(session))
+        complain(sentence);
+    std::string const page = form.page(session);
+    bool isWritten = true;
+    if (request.output.empty())
+        isWritten = print(page);
+    else
+        zel::FileSystem::writeFileAtomically(request.output, page);
+    return isWritten && session.damage.empty() ? kDone : kFailed;
+}
+
+int showLast(bool asJson)
+{
+    ReportFolder const folder = ReportFolder::own();
+    std::optional<std::string> const newest = folder.newest();
+    if (!newest) {
+        complain("there is no report in " + folder.path() +
+                 (folder.base == "/var/log"
+                      ? ""
+                      : "; those of root are in /var/log/krel5: sudo krel5-engine last"));
+        return kFailed;
+    }
+    Session const session = readReport(*newest);
+    MachineStart const now = MachineStart::current();
+    bool const isWritten = print(asJson ? json(session, now)
+                                        : text(session, terminalSize(kStandardOutput).columns, now) +
+                                              "\nReport: " + listing::harmless(*newest) + "\n");
+    return isWritten && session.damage.empty() ? kDone : kFailed;
+}
+
+} // namespace engine

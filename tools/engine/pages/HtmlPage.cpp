@@ -1,0 +1,233 @@
+#include <engine/pages/Pages.h>
+#include <engine/pages/Words.h>
+#include <engine/report/UtcTime.h>
+
+#include <listing/Escapes.h>
+#include <listing/Listing.h>
+
+namespace engine {
+
+namespace {
+
+// No scripts, nothing from elsewhere: the page says so itself, and a browser holds it to that.
+constexpr char kBegin[] = R"(<!DOCTYPE html>
+<html lang="en">
+<head>
+<meta charset="utf-8" />
+<meta http-equiv="Content-Security-Policy" content="default-src 'none'; style-src 'unsafe-inline'" />
+<meta name="viewport" content="width=device-width, initial-scale=1" />
+)";
+constexpr char kStyle[] = R"(<style>
+:root { color-scheme: light dark; --line: #8885; --quiet: #666; --box: #8881;
+  --good: #1b7f3b; --plain: #666; --warn: #9a6700; --bad: #b00020; }
+@media (prefers-color-scheme: dark) { :root { --quiet: #aaa; --good: #5fd17f; --plain: #aaa; --warn: #e3b341; --bad: #ff8a80; } }
+body { font: 15px/1.45 system-ui, sans-serif; margin: 1.5em auto; max-width: 75em; padding: 0 1em; }
+h1 { font-size: 1.5em; margin: 0 0 .1em; }
+h2 { font-size: 1.15em; margin: 1.6em 0 .4em; }
+.quiet { color: var(--quiet); }
+.verdict { display: inline-block; font-size: 1.35em; font-weight: 700; padding: .15em .7em; margin: .5em 0;
+  border: 2px solid; border-radius: .3em; }
+.passed { color: var(--good); } .nottested { color: var(--plain); } .warned { color: var(--warn); }
+.stopped { color: var(--warn); } .broken, .failed { color: var(--bad); }
+.alarm { color: var(--bad); font-weight: 600; margin: .2em 0; }
+table { border-collapse: collapse; width: 100%; }
+table.facts { width: auto; }
+th, td { text-align: left; vertical-align: top; padding: .22em .9em .22em 0; overflow-wrap: anywhere; }
+.results th, .results td { border-bottom: 1px solid var(--line); }
+.results .result { font-weight: 600; white-space: nowrap; overflow-wrap: normal; }
+.time { white-space: nowrap; font-variant-numeric: tabular-nums; }
+.facts th { font-weight: 400; color: var(--quiet); white-space: nowrap; }
+details { margin: .3em 0; } details details { margin-left: 1.1em; }
+section > details { border: 1px solid var(--line); border-radius: .3em; padding: .25em .7em; }
+summary { cursor: pointer; padding: .1em 0; }
+.event { margin: .4em 0; } .event .kind { font-weight: 600; } ul { margin: .1em 0 .1em 1.2em; padding: 0; }
+pre { background: var(--box); border-radius: .3em; padding: .5em .7em; margin: .3em 0; overflow-x: auto;
+  white-space: pre-wrap; overflow-wrap: anywhere; font-size: .88em; }
+a { color: inherit; }
+@media print { body { max-width: none; margin: 0; } pre { border: 1px solid var(--line); } details { break-inside: avoid; } }
+</style>
+)";
+
+std::string escaped(std::string const& text) { return listing::escaped(listing::harmless(text)); }
+std::string escapedLines(std::string const& text)
+{
+    return listing::escaped(zel::String(text).withoutControls(true).toUtf8());
+}
+
+char const* classOf(Grade grade)
+{
+    switch (grade) {
+    case Grade::Passed:
+        return "passed";
+    case Grade::NotTested:
+        return "nottested";
+    case Grade::Warned:
+        return "warned";
+    case Grade::Stopped:
+        return "stopped";
+    case Grade::Broken:
+        return "broken";
+    case Grade::Failed:
+        return "failed";
+    }
+    return "broken";
+}
+
+std::string span(char const* kind, std::string const& text)
+{
+    return std::string("<span class=\"") + kind + "\">" + text + "</span>";
+}
+
+std::string factRow(std::string const& name, std::string const& value)
+{
+    return value.empty()
+               ? ""
+               : "<tr><th scope=\"row\">" + escaped(name) + "</th><td>" + escaped(value) + "</td></tr>\n";
+}
+
+std::string folded(std::string const& title, std::string const& text)
+{
+    return text.empty()
+               ? ""
+               : "<details><summary>" + title + "</summary><pre>" + escapedLines(text) + "</pre></details>\n";
+}
+
+std::string command(std::string const& text)
+{
+    return text.empty() ? "" : "<p>To make it again:</p>\n<pre><code>" + escaped(text) + "</code></pre>\n";
+}
+
+std::string event(RunEvent const& event)
+{
+    std::string out = "<div class=\"event\">";
+    out += std::string("<span class=\"kind") + (isError(event) ? " failed" : "") + "\">" +
+           escaped(kindOf(event)) + "</span> " + escapedLines(event.message) + " " +
+           span("quiet time", escaped(readableTime(event.time)));
+    if (!event.file.empty())
+        out += " " + span("quiet", escaped(event.file) + ":" + std::to_string(event.line));
+    if (!event.tips.empty())
+        out += "<ul>";
+    for (std::string const& tip : event.tips)
+        out += "<li>" + escaped(tip) + "</li>";
+    return out + (event.tips.empty() ? "" : "</ul>") + "</div>\n";
+}
+
+std::string question(RunQuestion const& one)
+{
+    return "<div class=\"event\"><span class=\"kind\">Question</span> " + escaped(one.title) + ": " +
+           escapedLines(one.text) + " <b>" + escaped(one.answer) + "</b>" +
+           (one.wasAnswered ? "" : " (nobody answered)") + "</div>\n";
+}
+
+std::string runFacts(RunReport const& run)
+{
+    RunBegan const& began = run.began;
+    std::string out = "<table class=\"facts\">\n";
+    out += factRow("Began", readableTime(began.time)) + factRow("Device", began.device.description);
+    out += factRow("Kind of device", began.device.type) + factRow("Place", began.device.location);
+    out += factRow("Module", moduleName(began) + " " + began.moduleVersion) + factRow("Test", began.test);
+    for (auto const& [name, value] : began.parameters)
+        out += factRow(name, value);
+    out += factRow("Goes on for", began.forSeconds > 0 ? readableSpan(began.forSeconds) : "");
+    out += factRow("Limit of time", began.limitSeconds > 0 ? readableSpan(began.limitSeconds) : "");
+    out += factRow("Writes to the device", began.destructive ? "yes" : "");
+    return out + factRow("The module ended with", endOf(run)) + factRow("Progress", progressOf(run)) +
+           "</table>\n";
+}
+
+std::string runSection(Session const& session, RunReport const& run)
+{
+    Grade const grade = session.gradeOf(run);
+    std::string const note = noteOf(session, run);
+    std::string out = "<section id=\"run-" + std::to_string(run.began.run) + "\">\n<details" +
+                      (isTrouble(session, run) ? " open=\"open\"" : "") + "><summary>";
+    out += std::string("<b class=\"") + classOf(grade) + "\">" + escaped(session.resultOf(run)) + "</b> " +
+           escaped(runTitle(run.began)) + " " + span("quiet", escaped(note)) + "</summary>\n";
+    for (RunEvent const& one : run.events)
+        out += event(one);
+    if (run.eventsLeftOut > 0)
+        out += "<p class=\"quiet\">" + std::to_string(run.eventsLeftOut) +
+               " further events are not shown.</p>\n";
+    for (RunQuestion const& one : run.questions)
+        out += question(one);
+    out += command(run.began.again);
+    if (run.ended)
+        out += folded("What the module printed", run.ended->output) +
+               folded("The end of its log", run.ended->logTail);
+    return out + "<details><summary>Details</summary>\n" + runFacts(run) +
+           "</details>\n</details>\n</section>\n";
+}
+
+std::string resultRows(Session const& session)
+{
+    if (session.runs.empty())
+        return "<p>No test was run.</p>\n";
+    std::string out =
+        "<table class=\"results\">\n<thead><tr><th>Module</th><th>Test</th><th>Device</th><th>Result</th>"
+        "<th>Time</th><th>Note</th></tr></thead>\n<tbody>\n";
+    for (RunReport const& run : session.runs) {
+        out += "<tr><td>" + escaped(moduleName(run.began)) + "</td><td><a href=\"#run-" +
+               std::to_string(run.began.run) + "\">" + escaped(testName(run.began)) + "</a></td><td>" +
+               escaped(deviceName(run.began.device)) + "</td>";
+        out += std::string("<td class=\"result ") + classOf(session.gradeOf(run)) + "\">" +
+               escaped(session.resultOf(run)) + "</td><td class=\"time\">" +
+               readableSpan(session.secondsOf(run), true) + "</td><td>" + escaped(noteOf(session, run)) +
+               "</td></tr>\n";
+    }
+    return out + "</tbody>\n</table>\n";
+}
+
+std::string skippedRows(Session const& session)
+{
+    if (session.skipped.empty())
+        return {};
+    std::string out =
+        "<h2>Not run</h2>\n<table class=\"results\">\n<thead><tr><th>Module</th><th>Test</th><th>Device</th>"
+        "<th>Result</th><th>Reason</th></tr></thead>\n<tbody>\n";
+    for (RunSkipped const& one : session.skipped)
+        out += "<tr><td>" + escaped(moduleName(session, one.moduleGuid)) + "</td><td>" + escaped(one.test) +
+               "</td><td>" + escaped(one.deviceName) + "</td><td class=\"result nottested\">" +
+               escaped(one.result) + "</td><td>" + escaped(one.reason) + "</td></tr>\n";
+    return out + "</tbody>\n</table>\n";
+}
+
+std::string machineRows(Session const& session)
+{
+    SessionBegan const& began = session.began;
+    std::string out = "<h2>Machine</h2>\n<table class=\"facts\">\n" + factRow("Machine", began.machine) +
+                      factRow("Serial number", began.serial) + factRow("Host name", began.hostname) +
+                      factRow("System", began.system);
+    for (auto const& [name, value] : began.facts)
+        out += factRow(name, value);
+    return out + factRow("Engine", began.engineVersion) + factRow("Plan", began.plan) +
+           factRow("Command", began.command) + "</table>\n";
+}
+
+} // namespace
+
+std::string html(Session const& session)
+{
+    SessionBegan const& began = session.began;
+    std::string const machine = began.machine.empty() ? "Test report" : escaped(began.machine);
+    std::string const verdict = escaped(session.verdict());
+    std::string out = kBegin;
+    out += "<title>" + verdict + ": " + machine + ", " + readableTime(began.time) + "</title>\n" + kStyle +
+           "</head>\n<body>\n<h1>" + machine + "</h1>\n<p class=\"quiet\">" + readableTime(began.time) +
+           ", " + readableSpan(session.seconds()) + " long" +
+           (began.serial.empty() ? "" : ", serial number " + escaped(began.serial)) +
+           (began.hostname.empty() ? "" : ", " + escaped(began.hostname)) + "</p>\n";
+    out += std::string("<p class=\"verdict ") + classOf(session.grade()) + "\">" + verdict + "</p> " +
+           span("quiet", escaped(counts(session))) + "\n";
+    for (std::string const& sentence : interruption(session, {}))
+        out += "<p class=\"alarm\">" + escaped(sentence) + "</p>\n";
+    for (std::string const& sentence : damageOf(session))
+        out += "<p class=\"alarm\">" + escaped(sentence) + "</p>\n";
+    out += machineRows(session) + "<h2>Results</h2>\n" + resultRows(session) + skippedRows(session);
+    if (!session.runs.empty())
+        out += "<h2>Runs</h2>\n";
+    for (RunReport const& run : session.runs)
+        out += runSection(session, run);
+    return out + "</body>\n</html>\n";
+}
+
+} // namespace engine
