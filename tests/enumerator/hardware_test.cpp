@@ -39,6 +39,8 @@ TEST(Hardware, EveryDeviceStandsInItsPlace)
     EXPECT_EQ(known(sink, "0000:00:1c.0")->childBusIds, std::vector<String>{"PCI:2"});
     EXPECT_EQ(known(sink, "0000:00:14.0")->childBusIds, std::vector<String>{"USB:1"});
     EXPECT_EQ(known(sink, "0000:02:00.0")->name, String("PCI device 8086:10d3"));
+    EXPECT_EQ(known(sink, "eth0")->name, String("PCI device 8086:10d3 (Network card)"))
+        << "not as its parent";
     EXPECT_EQ(known(sink, "1-2.3")->name, String("Logitech USB Keyboard"));
 }
 

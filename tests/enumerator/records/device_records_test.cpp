@@ -74,6 +74,34 @@ TEST(Properties, RowsAreSound)
     EXPECT_TRUE(findProperty("Size")->category().isCapable(PropertyCategoryImp::RequiredForEnumeration()));
 }
 
+// Two listings of one machine are compared without what changes by itself, and given away without what names the machine.
+TEST(Properties, WhatChangesAndWhatNamesTheMachineIsMarked)
+{
+    using Group = PropertyGroup;
+    std::set<Group> const fixed{Group::Capacity, Group::Limits, Group::Firmware, Group::Software};
+    std::set<std::string> identifying;
+    for (PropertyRow const& row : propertyRows()) {
+        PropertyCategoryImp const category = row.category();
+        bool const changes = category.isCapable(PropertyCategoryImp::Volatile());
+        bool const isCounter = row.group == Group::Condition && row.type() == DataTypeImp::UINT64();
+        EXPECT_TRUE(changes || !(row.group == Group::Readings || isCounter)) << row.key;
+        EXPECT_FALSE(changes && fixed.count(row.group) != 0) << row.key;
+        if (category.isCapable(PropertyCategoryImp::SecurityInfo()))
+            identifying.insert(row.key);
+    }
+    for (char const* const key :
+         {"Online", "LinkSpeed", "LinkWidth", "DataRate", "LinkDetected", "OperationalState", "MountPoint",
+          "FileSystemUsed", "Ipv4Addresses", "MemberStates", "Status"})
+        EXPECT_TRUE(findProperty(key)->category().isCapable(PropertyCategoryImp::Volatile())) << key;
+    for (char const* const key :
+         {"Model", "SerialNumber", "MacAddress", "Present", "Health", "MaximumLinkSpeed", "Driver"})
+        EXPECT_FALSE(findProperty(key)->category().isCapable(PropertyCategoryImp::Volatile())) << key;
+    EXPECT_EQ(identifying,
+              (std::set<std::string>{"AssetTag", "FileSystemUuid", "FirmwareTables", "HostName",
+                                     "Ipv4Addresses", "Ipv6Addresses", "MacAddress", "PartitionUuid",
+                                     "PermanentMacAddress", "SerialNumber", "Uuid", "WorldWideId"}));
+}
+
 TEST(DeviceRecords, ParentsComeBeforeChildren)
 {
     DeviceRecords records(C::ALL());

@@ -5,19 +5,54 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <sys/inotify.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/sysmacros.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <climits>
+#include <cstdarg>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
 
 using namespace zel;
 namespace fs = std::filesystem;
+
+namespace {
+
+// What the system answers instead of its own; 0: its own.
+int s_openError = 0;
+decltype(statfs::f_type) s_fileSystem = 0;
+
+} // namespace
+
+// In the place of the C library's.
+int openat(int folder, char const* path, int flags, ...)
+{
+    if (s_openError != 0) {
+        errno = s_openError;
+        return -1;
+    }
+    std::va_list more;
+    va_start(more, flags);
+    mode_t const mode = (flags & O_CREAT) != 0 ? va_arg(more, mode_t) : 0;
+    va_end(more);
+    return static_cast<int>(::syscall(SYS_openat, folder, path, flags, mode));
+}
+int fstatfs(int descriptor, struct statfs* system) noexcept
+{
+    long const result = ::syscall(SYS_fstatfs, descriptor, system);
+    if (s_fileSystem != 0)
+        system->f_type = s_fileSystem;
+    return static_cast<int>(result);
+}
 
 namespace {
 
@@ -264,6 +299,38 @@ TEST(Root, AnIoErrorIsAFailure)
     EXPECT_EQ(root->read("proc/self/mem", 9), std::nullopt) << "nothing is mapped at 0";
     ASSERT_EQ(root->failures().size(), 1u);
     EXPECT_EQ(root->failures()[0].toString(), "Input/output error (at /proc/self/mem)");
+}
+
+TEST(Root, AnIoErrorOfAnAttributeIsNone)
+{
+    auto const root = Root::open("/");
+    s_fileSystem = SYSFS_MAGIC;
+    EXPECT_EQ(root->read("proc/self/mem", 9), std::nullopt);
+    s_fileSystem = 0;
+    EXPECT_TRUE(root->failures().empty()) << "its driver is there, and answered";
+}
+
+TEST(Root, OnlyWhatKeepsFromLookingIsAFailure)
+{
+    for (auto const& [error, isFailure] : std::vector<std::pair<int, bool>>{{EMFILE, true},
+                                                                            {ENFILE, true},
+                                                                            {ENOMEM, true},
+                                                                            {EIO, true},
+                                                                            {ENOENT, false},
+                                                                            {EACCES, false},
+                                                                            {ENOTDIR, false},
+                                                                            {ELOOP, false},
+                                                                            {ENXIO, false}}) {
+        auto const root = Root::open("/");
+        s_openError = error;
+        EXPECT_EQ(root->read("proc/version", 9), std::nullopt);
+        EXPECT_TRUE(root->list("proc").empty());
+        s_openError = 0;
+        std::string const reason = std::strerror(error);
+        ASSERT_EQ(root->failures().size(), isFailure ? 1u : 0u) << reason;
+        for (RootFailure const& failure : root->failures())
+            EXPECT_EQ(failure.toString(), reason + " (2 times, first at /proc/version)");
+    }
 }
 
 TEST(Root, FilesOfProcComeInPieces)

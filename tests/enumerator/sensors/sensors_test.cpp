@@ -33,12 +33,29 @@ std::string fact(RecordingSink const& sink, char const* location, char const* ke
     return RecordingSink::property(sink.at(location), key);
 }
 
-/// A measurement in the plain unit; NaN when the device does not carry it.
+/// In which a property of that key is measured.
+UnitType unitOf(std::string_view key)
+{
+    struct
+    {
+        char const* end;
+        UnitType const& unit;
+    } const units[] = {{"Temperature", UnitType::CELSIUS()}, {"Voltage", UnitType::VOLTS()},
+                       {"Current", UnitType::AMPS()},        {"Power", UnitType::WATTS()},
+                       {"PowerLimit", UnitType::WATTS()},    {"Energy", UnitType::WATTHOURS()},
+                       {"Capacity", UnitType::WATTHOURS()}};
+    for (auto const& one : units)
+        if (key.ends_with(one.end))
+            return one.unit;
+    return UnitType::NOUNIT();
+}
+
+/// A measurement in the plain unit of its kind; NaN when the device does not carry it, or in another unit.
 double measured(RecordingSink const& sink, char const* location, std::string_view key)
 {
     if (DeviceDescription const* const device = sink.at(location))
         for (auto const& [name, value] : device->properties)
-            if (name == key)
+            if (name == key && value.nonDiscreteMeasurement().unitType() == unitOf(key))
                 return value.nonDiscreteMeasurement().value(UnitMagnitude::BASEUNIT());
     return std::numeric_limits<double>::quiet_NaN();
 }
@@ -477,6 +494,7 @@ TEST(Power, ReadingsAtTheirEnds)
         {"no energy without a voltage", "charge_full", "4000000\n", "FullCapacity", "-"},
         {"a current is no power", "current_now", "2000000\n", "Current", "2.000 A"},
         {"at rest", "power_now", "0\n", "Power", "0.00 W"},
+        {"being emptied", "power_now", "-5000000\n", "Power", "-5.00 W"},
         {"no voltage", "voltage_now", "0\n", "Voltage", "0.000 V"},
         {"as hot as can be told", "temp", "10000\n", "Temperature", "1000.0 °C"},
         {"hotter", "temp", "10001\n", "Temperature", "-"},
