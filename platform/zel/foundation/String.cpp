@@ -76,15 +76,16 @@ String::Unit* String::Traits::assign(Unit* to, std::size_t count, Unit what) noe
 String::String(char const* utf8) : String(std::string_view(utf8 ? utf8 : "")) {}
 
 String::String(std::string_view utf8)
-{
-    Unit units[128];
-    if (utf8.size() <= std::size(units)) { // nearly all: one allocation of the right size, filled once
-        m_units.assign(units, utf::decodeUtf8(utf8.data(), utf8.size(), units));
-        return;
-    }
-    m_units.resize(utf8.size());
-    m_units.resize(utf::decodeUtf8(utf8.data(), utf8.size(), m_units.data()));
-}
+    : m_units([&] {
+          using Units = decltype(m_units);
+          Unit units[128];
+          if (utf8.size() <= std::size(units)) // nearly all: one allocation of the right size, filled once
+              return Units(units, utf::decodeUtf8(utf8.data(), utf8.size(), units));
+          Units text(utf8.size(), 0);
+          text.resize(utf::decodeUtf8(utf8.data(), utf8.size(), text.data()));
+          return text;
+      }())
+{}
 
 String::String(Unit const* ucs2)
 {

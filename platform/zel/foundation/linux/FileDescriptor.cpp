@@ -50,10 +50,10 @@ int writeAll(int descriptor, char const* bytes, std::size_t size, std::size_t& w
     return 0;
 }
 
-int readAll(int descriptor, std::string& content, std::size_t limit)
+int readAll(int descriptor, std::string& content, std::size_t limit, std::size_t expected)
 try {
     std::size_t const before = content.size();
-    std::size_t chunk = kFirstChunk;
+    std::size_t chunk = expected > 0 ? std::min(expected + 1, kLargestChunk) : kFirstChunk;
     for (;;) {
         std::size_t const used = content.size();
         // One byte more than allowed tells a file of exactly `limit` bytes from a larger one.
@@ -67,7 +67,9 @@ try {
             return EFBIG;
         if (error != 0 || count == 0)
             return error;
-        chunk = std::min(chunk * 2, kLargestChunk);
+        std::size_t const rest = room - static_cast<std::size_t>(count);
+        chunk = rest > 0 ? rest
+                         : std::clamp(chunk * 2, kFirstChunk, kLargestChunk); // a short one: mostly the end
     }
 } catch (std::bad_alloc const&) {
     return ENOMEM;

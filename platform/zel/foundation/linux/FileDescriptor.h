@@ -52,7 +52,7 @@ ZEL_EXPORT int writeAll(int descriptor, char const* bytes, std::size_t size, std
                         bool waitWhenFull = true) noexcept;
 
 /// Appends everything up to the end to `content`. Returns 0 or an errno value: EFBIG beyond `limit` bytes,
-/// ENOMEM without memory.
-ZEL_EXPORT int readAll(int descriptor, std::string& content, std::size_t limit);
+/// ENOMEM without memory. `expected` bytes, 0 for not known, are asked for at once.
+ZEL_EXPORT int readAll(int descriptor, std::string& content, std::size_t limit, std::size_t expected = 0);
 
 } // namespace zel

@@ -100,7 +100,7 @@ FileSystem::ReadResult FileSystem::readFile(std::string const& path, std::size_t
     if (String const distrust = distrustOf(status, writers); !distrust.empty())
         return {std::nullopt, EPERM, distrust};
     std::string content;
-    if (int const error = readAll(file.number(), content, limit))
+    if (int const error = readAll(file.number(), content, limit, static_cast<std::size_t>(status.st_size)))
         return {std::nullopt, error};
     return {std::move(content), 0};
 }

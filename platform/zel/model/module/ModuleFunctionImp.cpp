@@ -64,10 +64,16 @@ void ModuleFunctionImp::resolveFromSettings(SettingsResource const& settings)
     for (ParameterImp& parameter : m_parameters)
         if (auto error = parameter.resolve(settings))
             addSettingsError(std::move(*error));
+    m_enabled = SettingsResource::Enable::NotSet;
+    m_switchedOff = false;
+    m_switchedOffBy = String();
+    if (settings.isEmpty())
+        return;
     take(settings.flagError(settingsPrefix() + SettingsKeys::kEnable), "Enable");
     m_enabled = settings.enable(m_kind, m_key);
     m_switchedOff = !settings.isEnabled(m_kind, m_key);
-    m_switchedOffBy = m_switchedOff ? settings.shown(settings.enableLine(m_kind, m_key)) : String();
+    if (m_switchedOff)
+        m_switchedOffBy = settings.shown(settings.enableLine(m_kind, m_key));
 }
 
 } // namespace zel

@@ -30,6 +30,9 @@ std::vector<SettingsError> const& TestImp::resolveParameterData(SettingsResource
 {
     resolveFromSettings(settings);
     m_forcingLines.clear();
+    m_forceAllEvents = false;
+    if (settings.isEmpty())
+        return settingsErrors();
     String const prefix = settingsPrefix();
     String const resultKey = prefix + SettingsKeys::kForceResult,
                  eventKey = prefix + SettingsKeys::kForceEvent,

@@ -92,6 +92,8 @@ std::optional<SettingsError> ParameterImp::resolve(SettingsResource const& setti
 {
     if (!m_declarationError.empty())
         return SettingsError{String(), 0, m_key, m_declarationError, m_key};
+    if (settings.isEmpty())
+        return std::nullopt;
     String key = settingsKey();
     auto const* entry = settings.find(key);
     if (!entry && m_global) {

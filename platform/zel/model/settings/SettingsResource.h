@@ -47,6 +47,8 @@ public:
     std::string const& path() const noexcept { return m_file.path(); }
     /// A settings file of the module in a later search folder, which is not read; empty: there is none.
     std::string const& passedOver() const noexcept { return m_passedOver; }
+    /// No line sets anything, as in the files that are installed: nothing needs to be looked up.
+    bool isEmpty() const noexcept { return m_file.size() == 0; }
     bool exists() const noexcept { return m_file.state() == KeyTextFile::State::Read; }
     std::vector<KeyTextFile::Issue> const& issues() const noexcept { return m_file.issues(); }
     /// Why nobody can tell what the settings are: the file is there and cannot be read or must not be, or a

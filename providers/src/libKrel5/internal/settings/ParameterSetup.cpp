@@ -47,6 +47,8 @@ void report(zel::SettingsError const& error, zel::String const& consequence)
 
 void checkForcedEvent(zel::TestImp& test, zel::SettingsResource const& settings)
 {
+    if (settings.isEmpty())
+        return;
     zel::String const key = test.settingsPrefix() + Keys::kForceEvent;
     auto const* const entry = settings.find(key);
     if (!entry || Factories::events().find(entry->m_text))
@@ -75,6 +77,8 @@ void reportErrors(Owner const& owner, char const* kind)
 
 void warnOfOldForms(zel::SettingsResource const& settings)
 {
+    if (settings.isEmpty())
+        return;
     std::vector<zel::String> keys;
     if (moduleTakesOverrides()) {
         keys.push_back(Keys::kPropertyOverrides);

@@ -89,7 +89,7 @@ void forEachKnownKey(Visit visit)
 bool everyLineIsRead(zel::SettingsResource const& settings)
 {
     std::vector<zel::KeyTextFile::Entry const*> read;
-    if (!settings.keys().empty())
+    if (!settings.isEmpty())
         forEachKnownKey([&](zel::String const& key, zel::ModuleFunctionImp*, bool) {
             auto const* const entry = settings.find(key);
             if (entry && std::find(read.begin(), read.end(), entry) == read.end())
