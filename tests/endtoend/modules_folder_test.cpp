@@ -108,9 +108,11 @@ TEST_F(ModulesFolderTest, WhatIsKnownAlreadyIsToldAndCompleted)
                         guid.toUtf8() + R"(" name="Below" type="HardDrive" capabilities="HardDrive"/>
 </StateManager>
 END)");
-    EXPECT_TRUE(holds(found(C::HardDrive()), "Below\n"));
+    EXPECT_TRUE(holds(found(C::HardDrive() | C::Memory()), "Below\n"));
     EXPECT_TRUE(enumerator().moduleFailures().empty());
-    EXPECT_TRUE(holds(m_folder.read("told"), "name=\"Drive 1\""));
+    EXPECT_TRUE(holds(m_folder.read("told"), "name=\"Memory\"")) << "what the enumerator found";
+    EXPECT_FALSE(test::has(m_folder.read("told"), "name=\"Drive 1\""))
+        << "another module's, which runs at the same time";
     zel::DeviceImp const* const drive = state.device(guid);
     ASSERT_NE(drive, nullptr);
     EXPECT_EQ(drive->name(), zel::String("Drive 1"));

@@ -13,6 +13,7 @@
 int main(int argc, char** argv)
 {
     zel::System::secureStandardStreams();
+    zel::System::secureSignals();
     listing::setProgram("zel-devices", KREL5_VERSION);
     CommandLine const line = parseCommandLine(argc, argv);
     if (line.answer)

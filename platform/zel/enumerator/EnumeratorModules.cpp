@@ -47,17 +47,24 @@ bool nestsTooDeep(StateManager const& state)
     return !level.empty();
 }
 
-/// Tells the module what is known, and reads its answer into `answer`, which stays empty when that goes wrong. Returns
-/// what went wrong; empty when nothing did.
-String ask(std::string const& program, bool detail, StateManager const& known,
-           ModuleProcess::Limits const& limits, StateManager& answer)
+std::vector<std::string> wordsFor(bool detail)
 {
     std::vector<std::string> words{"enum", "-x"};
     if (detail)
         words.emplace_back("-v");
+    return words;
+}
+
+std::string documentOf(StateManager const& known)
+{
     constexpr char kElement[] = "StateManager";
-    auto const outcome =
-        ModuleProcess::run(program, words, Serializable::serializeUtf8(known, kElement), limits);
+    return Serializable::serializeUtf8(known, kElement);
+}
+
+/// Reads the module's answer into `answer`, which stays empty when that goes wrong. Returns what went wrong; empty when
+/// nothing did.
+String readAnswer(ModuleProcess::Outcome const& outcome, StateManager& answer)
+{
     String const said = outcome.complaint.empty() ? String() : String(", and said: ") + outcome.complaint;
     if (!outcome.error.empty())
         return outcome.error + said;
@@ -100,28 +107,33 @@ void Enumerator::getDevicesFromModule(String const& module, int, int)
     std::vector<String> failures;
     if (std::string const program = programOf(module); program.empty())
         failures.push_back((String("\"") + module + "\" is no module's name").withoutControls(false));
-    else if (String const error = ask(program, false, StateManager(), ModuleProcess::Limits(), state);
+    else if (String const error =
+                 readAnswer(ModuleProcess::run(program, wordsFor(false), documentOf(StateManager()),
+                                               ModuleProcess::Limits()),
+                            state);
              !error.empty())
         failures.push_back((String(program) + ": " + error).withoutControls(false));
     noteModuleFailures(std::move(failures));
 }
 
-// One after the other: each is told what those before it have found.
+// At the same time, so each is told what the enumerator has found; taken in the order of their names, whoever is ready first.
 void Enumerator::askModules(Setting const& setting, CapabilityImp const& capabilities, StateManager& found)
 {
     if (setting.modulesFolder.empty())
         return;
-    auto [programs, failures] = ModulesFolder::read(setting.modulesFolder);
+    auto const [programs, refused] = ModulesFolder::read(setting.modulesFolder);
+    std::vector<String> failures = refused;
     ModuleProcess::Limits limits;
     limits.milliseconds = setting.moduleMilliseconds;
-    for (std::string const& program : programs) {
+    auto const take = [&, &programs = programs](std::size_t number, ModuleProcess::Outcome const& outcome) {
         StateManager answer;
-        String const error = ask(program, setting.detail, found, limits, answer);
-        if (error.empty())
+        if (String const error = readAnswer(outcome, answer); error.empty())
             takeDevices(answer, capabilities, found);
         else
-            failures.push_back((String(program) + ": " + error).withoutControls(false));
-    }
+            failures.push_back((String(programs[number]) + ": " + error).withoutControls(false));
+    };
+    if (!programs.empty())
+        ModuleProcess::runAll(programs, wordsFor(setting.detail), documentOf(found), limits, take);
     noteModuleFailures(std::move(failures));
 }
 

@@ -104,22 +104,74 @@ TEST(ModuleProcess, AChildHasNoOtherDescriptors)
     ::close(mine);
 }
 
-TEST(ModuleProcess, WhatEscapesFromAChildIsNotWaitedFor)
+TEST(ModuleProcess, WhatLeavesTheGroupOfAChildIsNotWaitedFor)
 {
-    auto const outcome = run("setsid sleep 600 & echo $! >&4; exit 0");
+    auto const outcome = run("setsid sleep 600 & while [ $(cut -d' ' -f6 /proc/$!/stat) != $! ]; do :; done; "
+                             "echo $! >&4; exit 0");
     EXPECT_EQ(outcome.error.toUtf8(), "");
     pid_t const escaped = std::atoi(outcome.output.c_str());
     ASSERT_GT(escaped, 1);
     EXPECT_EQ(::kill(escaped, SIGKILL), 0);
 }
 
-TEST(ModuleProcess, AChildThatTheKernelHasReapedIsAnError)
+TEST(ModuleProcess, WhatAChildStartedEndsWithIt)
+{
+    test::TemporaryFolder const folder;
+    std::string const note = "echo $! > " + folder.path("id") + "; ";
+    ModuleProcess::Limits hurried;
+    hurried.milliseconds = 300;
+    struct Case
+    {
+        std::string end;
+        char const* error;
+    } const cases[] = {
+        {"echo answer >&4; exit 0", ""}, // the other one still holds the pipe
+        {"exit 3", "it ended with status 3"},
+        {"wait", "it took too long"},
+    };
+    for (Case const& c : cases) {
+        EXPECT_EQ(run(("sleep 600 & " + note + c.end).c_str(), "", hurried).error.toUtf8(), c.error);
+        EXPECT_TRUE(test::ends(std::atoi(folder.read("id").c_str()))) << c.end;
+    }
+}
+
+TEST(ModuleProcess, SeveralRunAtTheSameTimeAndAreTakenInOrder)
+{
+    test::TemporaryFolder const folder;
+    // Each of the first two needs the other; more than are waited for at once come behind them.
+    std::string const wait =
+        "touch " + folder.path("") + "$N; until test -e " + folder.path("") + "$M; do :; done; ";
+    folder.write("first", "#!/bin/sh\nN=a M=b; " + wait + "echo first >&4\n");
+    folder.write("second", "#!/bin/sh\nN=b M=a; " + wait + "echo second >&4\n");
+    folder.write("third", "#!/bin/sh\nexit 4\n");
+    std::vector<std::string> programs{folder.path("first"), folder.path("second")};
+    for (std::string const& program : {folder.path("first"), folder.path("second"), folder.path("third")})
+        ASSERT_EQ(::chmod(program.c_str(), 0755), 0);
+    programs.insert(programs.end(), 12, folder.path("third"));
+    programs.insert(programs.end(), 1, "/nonexistent/module");
+    programs.insert(programs.end(), 12, folder.path("second"));
+    std::vector<std::string> outcomes;
+    ModuleProcess::runAll(programs, {}, "", {}, [&](std::size_t number, ModuleProcess::Outcome& outcome) {
+        EXPECT_EQ(number, outcomes.size());
+        outcomes.push_back(outcome.output + outcome.error.toUtf8());
+    });
+    std::vector<std::string> expected{"first\n", "second\n"};
+    expected.insert(expected.end(), 12, "it ended with status 4");
+    expected.insert(expected.end(), 1, "No such file or directory");
+    expected.insert(expected.end(), 12, "second\n");
+    EXPECT_EQ(outcomes, expected);
+}
+
+TEST(ModuleProcess, WhereTheKernelReapsChildrenTheAnswerCounts)
 {
     auto const before = ::signal(SIGCHLD, SIG_IGN);
-    auto const outcome = run("setsid sleep 600 & echo $! >&4; exit 0"); // its pipe stays open
+    auto const outcome = run("setsid sleep 600 & while [ $(cut -d' ' -f6 /proc/$!/stat) != $! ]; do :; done; "
+                             "echo $! >&4; exit 0"); // its pipe stays open
+    auto const late = run("exec sleep 600", "", {1000, 100});
     ::signal(SIGCHLD, before);
-    EXPECT_EQ(outcome.error.toUtf8(), "No child processes");
+    EXPECT_EQ(outcome.error.toUtf8(), "");
     EXPECT_EQ(outcome.output.empty() ? -1 : ::kill(std::atoi(outcome.output.c_str()), SIGKILL), 0);
+    EXPECT_EQ(late.error.toUtf8(), "it took too long");
 }
 
 TEST(ModuleProcess, AChildDiesWithAParentThatIsKilled)

@@ -1,9 +1,10 @@
 #pragma once
-// Another module, run as a child process that takes and gives a state over two pipes.
+// Other modules, run as child processes that take and give a state over two pipes.
 
 #include <zel/foundation/Export.h>
 #include <zel/foundation/String.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -19,17 +20,26 @@ struct ZEL_EXPORT ModuleProcess
 
     struct Outcome
     {
-        std::string output; ///< what the child wrote to its output pipe
-        String error;       ///< why that is not to be trusted; empty when the child ended with status 0
-        String complaint;   ///< first line that it wrote to standard error, harmless to a terminal; bounded
+        std::string
+            output; ///< what the child wrote to its output pipe; empty when that took too long or was too much
+        /// Why that is not to be trusted. Empty when the child ended with status 0, and when nobody knows its status because this
+        /// process ignores SIGCHLD: then the answer says whether it is whole.
+        String error;
+        String complaint; ///< first line that it wrote to standard error, harmless to a terminal; bounded
     };
 
-    /// Runs `program` with `arguments`, "-pipeIn" and "-pipeOut" with the descriptors of its two pipes, hands
-    /// `input` to it and collects what it answers. Its standard output goes nowhere, and of its standard
-    /// error only the first line is kept: what a module says must not flood the report of whoever asked it. It
+    /// Runs each of `programs` with `arguments`, "-pipeIn" and "-pipeOut" with the descriptors of its two pipes, hands
+    /// `input` to it and collects what it answers; several at the same time, each with its own deadline. `take` gets
+    /// the outcomes in the order of the programs, with the number of the program. A program's standard output goes nowhere, and of its
+    /// standard error only the first line is kept: what a module says must not flood the report of whoever asked it. It
     /// has no other descriptor of this process. A child that takes longer or writes more than the limits is
-    /// killed; what escapes from it is not waited for. The kernel kills the child when the calling thread is
-    /// gone. Never throws for what the child does. May run in several threads at once.
+    /// killed, and what it started with it; what left its process group is neither killed nor waited for, and what
+    /// did not ends with it. The kernel kills the child when the calling thread is gone. A stop request ends them all. Never throws for
+    /// what a child does. May run in several threads at once.
+    static void runAll(std::vector<std::string> const& programs, std::vector<std::string> const& arguments,
+                       std::string const& input, Limits const& limits,
+                       std::function<void(std::size_t, Outcome&)> const& take);
+    /// The same of one program.
     static Outcome run(std::string const& program, std::vector<std::string> const& arguments,
                        std::string const& input, Limits const& limits);
     /// The same for a module that is to write files: it works in `folder`, and is told of no pipe.
