@@ -48,6 +48,7 @@ zel::StateManager const& machine()
     static zel::StateManager const& s_machine = []() -> zel::StateManager const& {
         static zel::StateManager state;
         zel::Enumerator::instance().setModulesFolder("");
+        zel::Enumerator::instance().setDetail(true);
         zel::Enumerator::instance().findDevices(C::ALL(), state);
         return state;
     }();
@@ -90,6 +91,27 @@ std::uint64_t amount(zel::DeviceImp const& device, char const* key)
     GTEST_SKIP() << "not installed, or nothing to tell: " << command
 
 } // namespace
+
+TEST(Others, NodesOfMemoryAndTheHypervisorAreThoseOfLscpu)
+{
+    OUTPUT_OR_SKIP(output, "LC_ALL=C lscpu");
+    for (std::string const& line : lines(*output)) {
+        if (line.rfind("NUMA node(s):", 0) == 0) {
+            auto const memory = ofType(C::Memory());
+            ASSERT_EQ(memory.size(), 1u);
+            zel::PropertyImp const* const nodes = memory[0]->property("NumaNodes");
+            ASSERT_NE(nodes, nullptr);
+            EXPECT_EQ(nodes->value().stringArray().size(), std::strtoul(line.substr(13).c_str(), nullptr, 10))
+                << line;
+        }
+        if (line.rfind("Hypervisor vendor:", 0) == 0) {
+            auto const system = ofType(C::System());
+            ASSERT_EQ(system.size(), 1u);
+            EXPECT_EQ(value(*system[0], "IsVirtual"), "true") << line;
+            EXPECT_NE(value(*system[0], "Hypervisor"), "-") << line;
+        }
+    }
+}
 
 TEST(Others, ProcessorsAreThoseOfLscpu)
 {

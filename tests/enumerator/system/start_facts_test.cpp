@@ -82,6 +82,7 @@ TEST(StartFacts, TrustedPlatformModule)
 
 TEST(StartFacts, VirtualOrNotAndByWhom)
 {
+    constexpr char kClocks[] = "sys/devices/system/clocksource/clocksource0/available_clocksource";
     struct Case
     {
         MemoryRoot root;
@@ -90,6 +91,9 @@ TEST(StartFacts, VirtualOrNotAndByWhom)
         {named("ACME", "Box"), "-", "-"},
         {withFlags(named("ACME", "Box"), "vme hypervisors"), "false", "-"}, // another word
         {withFlags(named("ACME", "Box"), "vme hypervisor"), "true", "-"},
+        {withFlags(named("ACME", "Box"), "vme hypervisor").file(kClocks, "tsc kvm-clock \n"), "true", "KVM"},
+        {withFlags(named("ACME", "Box"), "vme").file(kClocks, "tsc kvm-clock \n"), "false", "-"},
+        {withFlags(named("ACME", "Box"), "hypervisor").file(kClocks, "tsc hpet xenon\n"), "true", "-"},
         {withFlags(named("QEMU", "Standard PC (Q35 + ICH9, 2009)"), "hypervisor lahf_lm"), "true", "QEMU"},
         {withFlags(named("QEMU", "Standard PC"), "vme"), "true", "QEMU"}, // the bit can be hidden
         {withFlags(named("Amazon EC2", "m5.metal"), "vme"), "false", "-"},

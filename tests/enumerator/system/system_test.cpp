@@ -185,6 +185,22 @@ TEST(System, OperatingSystem)
     EXPECT_TRUE(discovered(MemoryRoot()).devices.empty()) << "a tree that tells nothing has no system";
 }
 
+TEST(Memory, NodesForWhoAsksForAll)
+{
+    MemoryRoot root;
+    std::string const nodes = "sys/devices/system/node/";
+    root.file("proc/meminfo", "MemTotal:       32777916 kB\n").file(nodes + "online", "0-2\n");
+    root.file(nodes + "node0/cpulist", "0-7\n")
+        .file(nodes + "node0/meminfo", "\nNode 0 MemTotal:       16777216 kB\n");
+    root.file(nodes + "node10/cpulist", "\n").file(nodes + "node10/meminfo", "Node 10 MemTotal: much kB\n");
+    root.file(nodes + "node2/cpulist", "\n").file(nodes + "node2/meminfo", "Node 2 MemTotal: 1024 kB\n");
+    EXPECT_EQ(fact(memoryOf(root), "Memory", "NumaNodes"), "-");
+    RecordingSink sink;
+    sink.detail = true;
+    discoverMemory(root, sink);
+    EXPECT_EQ(fact(sink, "Memory", "NumaNodes"), "node 0: processors 0-7, 16 GiB, node 2: 1 MiB, node 10");
+}
+
 TEST(Memory, CountsAreKibibytes)
 {
     MemoryRoot root;

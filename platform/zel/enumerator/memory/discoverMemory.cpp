@@ -1,14 +1,16 @@
 // Memory as a whole, and the modules of which it is made. Reads /proc/meminfo, whose counts are in KiB though
 // it says kB, and the firmware's table; where that does not tell, /proc/zoneinfo (PresentMemory.h), then
-// /sys/devices/system/memory: a folder for each block of memory, all of one size.
+// /sys/devices/system/memory: a folder for each block of memory, all of one size. NumaNodes.h for who asks for all.
 
 #include <zel/enumerator/memory/discover.h>
 
 #include <zel/enumerator/firmware/SmbiosTables.h>
 #include <zel/enumerator/memory/ErrorCounters.h>
 #include <zel/enumerator/memory/MemoryModules.h>
+#include <zel/enumerator/memory/NumaNodes.h>
 #include <zel/enumerator/memory/PresentMemory.h>
 #include <zel/enumerator/records/Describe.h>
+#include <zel/enumerator/records/Lines.h>
 #include <zel/enumerator/records/Measures.h>
 #include <zel/enumerator/root/Text.h>
 
@@ -87,10 +89,7 @@ DeviceDescription describe(Lines const& lines, SmbiosMemory const& firmware, mea
     if (firmware.slots)
         memory.add("FilledMemorySlots", std::optional(firmware.filledSlots));
     memory.add("MaximumMemory", measure::bytes(firmware.maximum));
-    if (!firmware.emptySlots.empty())
-        memory.properties.emplace_back(
-            "EmptyMemorySlots",
-            ValueImp(std::vector<String>(firmware.emptySlots.begin(), firmware.emptySlots.end())));
+    addLines(memory, "EmptyMemorySlots", firmware.emptySlots);
     memory.add("ErrorCorrection", firmware.errorCorrection);
     memory.add("CorrectedErrors", errors.corrected());
     memory.add("UncorrectedErrors", errors.uncorrected());
@@ -109,8 +108,12 @@ void discoverMemory(Root const& root, DeviceSink& sink)
     MemoryErrorCounters const errors(root, smbios);
     Blocks blocks;
     auto const size = installed(root, firmware, usable, blocks);
-    if (usable || size || blocks.count != 0 || firmware.filledSlots > 0)
-        sink.add(describe(lines, firmware, size, blocks, errors));
+    if (usable || size || blocks.count != 0 || firmware.filledSlots > 0) {
+        DeviceDescription memory = describe(lines, firmware, size, blocks, errors);
+        if (sink.wantsDetail())
+            addLines(memory, "NumaNodes", numaNodes(root));
+        sink.add(std::move(memory));
+    }
     addMemoryModules(smbios, errors, sink);
     errors.addOthers(sink);
 }

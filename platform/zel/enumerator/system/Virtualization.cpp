@@ -1,6 +1,7 @@
 // Whether the machine is a virtual one. Reads the flag "hypervisor" in /proc/cpuinfo (x86 only: the bit that every
 // hypervisor sets for its guests), /sys/hypervisor/type and /proc/xen/capabilities, of the device tree
-// hypervisor/compatible and compatible, /proc/sysinfo (s390), and what the firmware calls the machine.
+// hypervisor/compatible and compatible, /proc/sysinfo (s390), what the firmware calls the machine, and, where it says nothing,
+// the clock that the hypervisor offers in /sys/devices/system/clocksource.
 #include <zel/enumerator/system/Virtualization.h>
 
 #include <zel/enumerator/root/Text.h>
@@ -87,6 +88,22 @@ Text fromMainframe(Root const& root)
     return found == lines.end() ? std::nullopt : text::meaningful(Text(found->second));
 }
 
+/// Who made the clock that the kernel found; a guest without any firmware text has that, too.
+Text fromClock(Root const& root)
+{
+    constexpr std::pair<char const*, char const*> kClocks[] = {{"kvm-clock", "KVM"},
+                                                               {"xen", "Xen"},
+                                                               {"hyperv_clocksource_tsc_page", "Hyper-V"},
+                                                               {"hyperv_clocksource_msr", "Hyper-V"}};
+    auto const offered = root.text("sys/devices/system/clocksource/clocksource0/available_clocksource");
+    for (std::string_view const word :
+         text::split(offered ? std::string_view(*offered) : std::string_view(), ' '))
+        for (auto const& [clock, hypervisor] : kClocks)
+            if (word == clock)
+                return hypervisor;
+    return std::nullopt;
+}
+
 } // namespace
 
 Virtualization virtualization(Root const& root, std::initializer_list<Text> makers)
@@ -107,7 +124,7 @@ Virtualization virtualization(Root const& root, std::initializer_list<Text> make
     auto const flag = hypervisorFlag(root);
     bool const isVirtual = (maker && maker->onlyVirtual) || flag == true;
     if (isVirtual)
-        return {true, by};
+        return {true, by ? by : fromClock(root)};
     return {flag, std::nullopt};
 }
 

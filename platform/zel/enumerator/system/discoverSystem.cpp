@@ -8,6 +8,7 @@
 #include <zel/enumerator/firmware/Smbios.h>
 #include <zel/enumerator/firmware/SmbiosTables.h>
 #include <zel/enumerator/records/Describe.h>
+#include <zel/enumerator/records/Lines.h>
 #include <zel/enumerator/records/Measures.h>
 #include <zel/enumerator/root/Text.h>
 #include <zel/enumerator/system/AcpiTables.h>
@@ -164,12 +165,6 @@ String addSystem(Root const& root, KernelCopy const& copy, Smbios const& smbios,
     system.add("Hypervisor", by);
     sink.add(std::move(system));
     return name;
-}
-
-void addLines(DeviceDescription& device, char const* key, std::vector<std::string> const& lines)
-{
-    if (!lines.empty())
-        device.properties.emplace_back(key, ValueImp(std::vector<String>(lines.begin(), lines.end())));
 }
 
 /// What the board is like beyond its name; no structure tells on which of several something stands.

@@ -1,0 +1,57 @@
+// Reads cpulist and meminfo of each folder /sys/devices/system/node/node*; a node may have memory only, or processors only.
+#include <zel/enumerator/memory/NumaNodes.h>
+
+#include <zel/enumerator/records/Measures.h>
+#include <zel/enumerator/root/Text.h>
+
+#include <algorithm>
+
+namespace zel {
+
+namespace {
+
+constexpr char kNodes[] = "sys/devices/system/node";
+
+/// "Node 0 MemTotal:       24684084 kB", in KiB though it says kB.
+measure::Amount memoryOf(Root const& root, std::string const& folder)
+{
+    auto const content = root.read(folder + "/meminfo", 1u << 16);
+    for (std::string_view const line :
+         text::split(content ? std::string_view(*content) : std::string_view(), '\n')) {
+        constexpr std::string_view kTotal = " MemTotal:", kUnit = " kB";
+        std::size_t const at = line.find(kTotal);
+        if (at == std::string_view::npos || !line.ends_with(kUnit))
+            continue;
+        std::string_view count = line.substr(at + kTotal.size());
+        count.remove_suffix(kUnit.size());
+        return measure::bytes(measure::scaled(text::toUnsigned(count), 1024));
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+std::vector<std::string> numaNodes(Root const& root)
+{
+    std::vector<std::string> names = root.list(kNodes);
+    std::sort(names.begin(), names.end(), text::naturalLess);
+    std::vector<std::string> lines;
+    for (std::string const& name : names) {
+        auto const number = text::indexAfter(name, "node");
+        if (!number)
+            continue;
+        std::string const folder = std::string(kNodes) + "/" + name;
+        std::string line = "node " + std::to_string(*number);
+        char const* separator = ": ";
+        if (auto const processors = root.text(folder + "/cpulist"); processors && !processors->empty()) {
+            line += separator + ("processors " + *processors);
+            separator = ", ";
+        }
+        if (auto const memory = memoryOf(root, folder))
+            line += separator + memory->toString().toUtf8();
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+} // namespace zel
