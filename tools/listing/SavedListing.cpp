@@ -4,6 +4,7 @@
 #include <listing/SavedValue.h>
 
 #include <zel/foundation/Exception.h>
+#include <zel/foundation/FileSystem.h>
 #include <zel/foundation/System.h>
 #include <zel/model/vocabulary/DeviceStateImp.h>
 
@@ -207,17 +208,30 @@ private:
     throw ParseException(String((path == "-" ? "standard input" : path) + ": " + reason));
 }
 
+[[noreturn]] void throwTooLarge(std::string const& path, std::size_t limit)
+{
+    throwReason(path, "larger than " + std::to_string(limit >> 20) + " MiB");
+}
+
 } // namespace
 
 Machine readSaved(std::string_view utf8, std::string const& name, SavedLimits const& limits)
 {
     if (utf8.size() > limits.bytes)
-        throwReason(name, "larger than " + std::to_string(limits.bytes >> 20) + " MiB");
+        throwTooLarge(name, limits.bytes);
     JsonNode const top = parseJson(utf8, name, limits);
     return Reader(name).read(top);
 }
 
-std::string readBytes(std::string const& path, SavedLimits const& limits)
+namespace {
+
+/// Standard input, and what the shell opened: "compare <(ssh host zel-devices --json)".
+bool isOpenAlready(std::string const& path)
+{
+    return path == "-" || path.starts_with("/dev/fd/") || path.starts_with("/proc/self/fd/");
+}
+
+std::string readStream(std::string const& path, std::size_t limit)
 {
     struct Close
     {
@@ -232,13 +246,35 @@ std::string readBytes(std::string const& path, SavedLimits const& limits)
         throwReason(path, System::errorText(errno).toUtf8());
     std::string bytes;
     char block[1 << 16];
-    for (std::size_t count; (count = std::fread(block, 1, sizeof block, file.get())) > 0;) {
+    for (std::size_t count;
+         bytes.size() <= limit && (count = std::fread(block, 1, sizeof block, file.get())) > 0;)
         bytes.append(block, count);
-        if (bytes.size() > limits.bytes)
-            throwReason(path, "larger than " + std::to_string(limits.bytes >> 20) + " MiB");
-    }
     if (std::ferror(file.get()))
         throwReason(path, System::errorText(errno).toUtf8());
+    return bytes;
+}
+
+/// Whatever else stands there may never end, as a named pipe that nobody writes to never begins.
+std::string readRegular(std::string const& path, std::size_t limit)
+{
+    auto read = FileSystem::readFile(path, limit);
+    if (read.errorNumber == EINVAL)
+        throwReason(path, "is no regular file; - is standard input");
+    if (read.errorNumber == EFBIG)
+        throwTooLarge(path, limit);
+    if (!read.content)
+        throwReason(path, read.reason().toUtf8());
+    return std::move(*read.content);
+}
+
+} // namespace
+
+std::string readBytes(std::string const& path, SavedLimits const& limits)
+{
+    std::string bytes =
+        isOpenAlready(path) ? readStream(path, limits.bytes) : readRegular(path, limits.bytes);
+    if (bytes.size() > limits.bytes)
+        throwTooLarge(path, limits.bytes);
     return bytes;
 }
 

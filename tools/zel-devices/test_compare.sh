@@ -57,6 +57,10 @@ disk after 2 SERIAL-B 4096
 "$program" --root after --json > after.json || fail "save"
 check "changed" 1 '^      Usable memory (UsableMemory): 2 MiB -> 1 MiB' compare before.json after.json
 check "added" 1 '^  .*\[HardDrive\].*2 MiB' compare before.json after.json
+mkfifo pipe
+check "a pipe that nobody writes to" 2 'pipe: is no regular file; - is standard input' compare pipe before.json
+check "a device that never ends" 2 '/dev/zero: is no regular file' compare before.json /dev/zero
+check "what the shell opened" 1 '^Changed' compare /dev/fd/5 after.json 5< before.json
 check "the other way round" 1 '^Removed' compare after.json before.json
 input=after.json check "standard input" 1 '^Added' compare before.json -
 check "only one class" 1 '^Devices: 1 changed' compare before.json after.json --class memory
