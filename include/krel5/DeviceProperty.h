@@ -69,7 +69,8 @@ public:
     DeviceProperty* setWillBeDiscoveredLater();
 
     /// Makes this property show a property of another device: its value becomes the string array (`device`,
-    /// `propertyKey`, key of the local parent group or "").
+    /// `propertyKey`, key of the local parent group or ""). `device` names the other one by its location, "SATA:0:0:1:0": what
+    /// DiagDevice::hwLocator gives and listings show. The library only carries the link: whoever shows it follows it.
     /// Throws KrelException outside the enumeration of devices and when this property's category does not
     /// hold LinkInFromDevice and Group; CannotAddPropertyLinkToNonGroupProperty when the parent is no group.
     /// Nothing has changed then. Returns this.

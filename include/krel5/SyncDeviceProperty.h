@@ -1,8 +1,9 @@
 #pragma once
 // A property that a module declares once and adds to many devices, also from several threads.
 //
-//     static SyncDeviceProperty s_serial("SerialNumber", PropertyCategory::SysInfo(), DataType::STRING(),
-//                                        DeviceCapability::HardDrive());
+//     static SyncDeviceProperty s_serial("SerialNumber",
+//                                        PropertyCategory::SysInfo() | PropertyCategory::SecurityInfo(),
+//                                        DataType::STRING(), DeviceCapability::HardDrive());
 //     drive->addPropertyValue(s_serial, Value("S3X9NX0M"));
 //
 // Thread rule: the object has a mutex of its own; SysInfoDevice::addPropertyValue takes it, after the

@@ -1,8 +1,9 @@
 #pragma once
 // A device that a system-information module found and fills with properties.
 //
-//     static SyncDeviceProperty s_serial("SerialNumber", PropertyCategory::SysInfo(), DataType::STRING(),
-//                                        DeviceCapability::HardDrive());
+//     static SyncDeviceProperty s_serial("SerialNumber",
+//                                        PropertyCategory::SysInfo() | PropertyCategory::SecurityInfo(),
+//                                        DataType::STRING(), DeviceCapability::HardDrive());
 //     SysInfoDevice* drive =
 //         SysInfoDevice::createSATA(DeviceCapability::HardDrive(), DeviceCapability::SATA(), "WDC WD10EZEX",
 //                                   "SATA hard drive", "/dev/sda", 0, 0, 1, 0);

@@ -2,8 +2,9 @@
 // The facade of a system-information module: a program that finds devices and says what it knows of them. It
 // runs no tests.
 //
-//     static SyncDeviceProperty s_serial("SerialNumber", PropertyCategory::SysInfo(), DataType::STRING(),
-//                                        DeviceCapability::Monitor());
+//     static SyncDeviceProperty s_serial("SerialNumber",
+//                                        PropertyCategory::SysInfo() | PropertyCategory::SecurityInfo(),
+//                                        DataType::STRING(), DeviceCapability::Monitor());
 //
 //     static void discover()
 //     {

@@ -34,8 +34,10 @@ void endStep(char const* step, zel::Stopwatch& watch)
 void loadFilter()
 {
     auto const load = zel::SystemInformationFilter::instance().load();
-    for (zel::String const& warning : load.warnings)
+    for (zel::String const& warning : load.warnings) {
         ZEL_LOG(logger(), zel::LogLevel::Warning) << warning;
+        ErrorReporting::tell("WARNING: " + load.file + ": " + warning);
+    }
     if (load.result == zel::SystemInformationFilter::Result::Loaded)
         return;
     ZEL_LOG(logger(), zel::LogLevel::Warning)

@@ -86,6 +86,8 @@ public:
         one.isUsed = true;
         zel::DataTypeImp const type = one.type ? zel::DataTypeImp::getConstantByString(one.type.entry->m_text)
                                                : property.value().type();
+        if (!one.type && !type.isValid())
+            return tellOnce(one, one.value, "the property has no type, so the line needs one beside it");
         if (!type.isValid()) {
             ZEL_LOG(logger(), LogLevel::Error)
                 << "processPropertyOverrides() property:" << property.key()
