@@ -214,7 +214,7 @@ TEST(Others, NetworkCardsAndAddressesAreThoseOfIp)
         ASSERT_TRUE(theirs.contains(name));
         nlohmann::json const& one = theirs[name];
         EXPECT_EQ(value(*card, "MacAddress"), one["address"].get<std::string>());
-        EXPECT_EQ(value(*card, "Mtu"), std::to_string(one["mtu"].get<unsigned>()));
+        EXPECT_EQ(amount(*card, "Mtu"), one["mtu"].get<std::uint64_t>());
         Names expected, found;
         for (nlohmann::json const& address : one["addr_info"])
             expected.insert(address["local"].get<std::string>() + "/" +

@@ -447,7 +447,11 @@ TEST(Measurement, isScaledAndPrinted)
         {U::BYTES(), 17179869184u, M::AUTOSCALEUNIT(), "16 GiB"},
         {U::BYTES(), 1023, M::AUTOSCALEUNIT(), "1023 B"},
         {U::BYTES(), 1024, M::AUTOSCALEUNIT(), "1 KiB"},
-        {U::BYTES(), 1536, M::AUTOSCALEUNIT(), "1.5 KiB"},
+        {U::BYTES(), 1500, M::AUTOSCALEUNIT(), "1500 B"}, // short and not round: nothing is lost
+        {U::BYTES(), 9216, M::AUTOSCALEUNIT(), "9 KiB"},
+        {U::BYTES(), 9999, M::AUTOSCALEUNIT(), "9999 B"},
+        {U::BYTES(), 10752, M::AUTOSCALEUNIT(), "10.5 KiB"},
+        {U::BYTES(), 1536, M::KILO(), "1.5 KiB"},
         {U::BYTES(), 1048570, M::AUTOSCALEUNIT(), "1023.99 KiB"},
         {U::BYTES(), 1048575, M::AUTOSCALEUNIT(), "1 MiB"},
         {U::BYTES(), 1048575, M::KILO(), "1024 KiB"}, // asked for
@@ -464,6 +468,8 @@ TEST(Measurement, isScaledAndPrinted)
         {U::HERTZ(), 2400000000u, M::AUTOSCALEUNIT(), "2.4 GHz"},
         {U::HERTZ(), 2399999999u, M::MEGA(), "2400 MHz"},
         {U::RPM(), 7200, M::AUTOSCALEUNIT(), "7200 rpm"},
+        {U::TRANSFERSPERSECOND(), 2666000000u, M::AUTOSCALEUNIT(), "2666 MT/s"},
+        {U::TRANSFERSPERSECOND(), 8000000000u, M::GIGA(), "8 GT/s"},
         {U::SECONDS(), 3600, M::AUTOSCALEUNIT(), "3600 s"},
         {U::SECONDS(), 3600, M::KILO(), "3.6 ks"},
         {U::NOUNIT(), 1000000, M::AUTOSCALEUNIT(), "1000000"},

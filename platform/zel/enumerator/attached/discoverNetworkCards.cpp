@@ -87,8 +87,8 @@ void addState(DeviceDescription& device, Root const& root, Interface const& inte
 {
     if (auto const state = root.text(interface.folder + "operstate"))
         device.add("OperationalState", std::optional(String(*state)));
-    if (auto const mtu = root.number(interface.folder + "mtu"))
-        device.add("Mtu", narrow(mtu));
+    if (auto const mtu = root.number(interface.folder + "mtu"); mtu && *mtu >= 0)
+        device.add("Mtu", measure::bytes(static_cast<std::uint64_t>(*mtu)));
     if ((interface.flags & kFlagUp) == 0)
         return;
     auto const carrier = root.number(interface.folder + "carrier");

@@ -82,7 +82,7 @@ struct SmbiosMemoryModule
     std::uint64_t bytes = 0;      ///< 0: size not told
     std::uint16_t array = 0xFFFF; ///< handle of the array (type 16) that it belongs to
     std::optional<unsigned> totalWidth, dataWidth, ranks;
-    std::optional<unsigned> speed, configuredSpeed; ///< millions of transfers a second
+    std::optional<std::uint64_t> speed, configuredSpeed; ///< transfers a second
     std::optional<double> volts;
     std::optional<std::string> locator, bank, manufacturer, serial, assetTag, part, type, formFactor;
 

@@ -1,6 +1,7 @@
 // Meaning of single structures. Numbers in the tables are those of DSP0134.
 
 #include <zel/enumerator/firmware/Smbios.h>
+#include <zel/enumerator/firmware/SmbiosNames.h>
 #include <zel/enumerator/root/Text.h>
 
 #include <algorithm>
@@ -10,64 +11,7 @@ namespace zel {
 
 namespace {
 
-// Indexed by the number; null: other, unknown or reserved.
-constexpr char const* kMemoryTypes[] = {
-    nullptr,        nullptr,        nullptr, "DRAM",  "EDRAM", "VRAM",   "SRAM",  "RAM",   "ROM",    "Flash",
-    "EEPROM",       "FEPROM",       "EPROM", "CDRAM", "3DRAM", "SDRAM",  "SGRAM", "RDRAM", "DDR",    "DDR2",
-    "DDR2 FB-DIMM", nullptr,        nullptr, nullptr, "DDR3",  "FBD2",   "DDR4",  "LPDDR", "LPDDR2", "LPDDR3",
-    "LPDDR4",       "Non-volatile", "HBM",   "HBM2",  "DDR5",  "LPDDR5", "HBM3",
-};
-constexpr char const* kFormFactors[] = {
-    nullptr, nullptr, nullptr,        "SIMM", "SIP",    "Chip",  "DIP",     "ZIP", "Proprietary card",
-    "DIMM",  "TSOP",  "Row of chips", "RIMM", "SODIMM", "SRIMM", "FB-DIMM", "Die", "CAMM",
-};
-constexpr char const* kChassisTypes[] = {
-    nullptr,
-    nullptr,
-    nullptr,
-    "Desktop",
-    "Low Profile Desktop",
-    "Pizza Box",
-    "Mini Tower",
-    "Tower",
-    "Portable",
-    "Laptop",
-    "Notebook",
-    "Hand Held",
-    "Docking Station",
-    "All In One",
-    "Sub Notebook",
-    "Space-saving",
-    "Lunch Box",
-    "Main Server Chassis",
-    "Expansion Chassis",
-    "Sub Chassis",
-    "Bus Expansion Chassis",
-    "Peripheral Chassis",
-    "RAID Chassis",
-    "Rack Mount Chassis",
-    "Sealed-case PC",
-    "Multi-system",
-    "CompactPCI",
-    "AdvancedTCA",
-    "Blade",
-    "Blade Enclosing",
-    "Tablet",
-    "Convertible",
-    "Detachable",
-    "IoT Gateway",
-    "Embedded PC",
-    "Mini PC",
-    "Stick PC",
-};
-
-template <std::size_t Size>
-std::optional<std::string> nameOf(char const* const (&names)[Size], std::optional<unsigned> number)
-{
-    if (!number || *number >= Size || !names[*number])
-        return std::nullopt;
-    return names[*number];
-}
+using namespace smbios;
 
 /// Bytes of the module; 0 when unknown, absent when the slot is empty.
 std::optional<std::uint64_t> moduleSize(SmbiosStructure const& structure)
@@ -90,13 +34,14 @@ std::optional<unsigned> width(std::optional<std::uint16_t> field)
     return field && *field != 0 && *field != 0xFFFF ? std::optional<unsigned>(*field) : std::nullopt;
 }
 
-/// Millions of transfers a second; rates beyond 65534 stand in a wider field.
-std::optional<unsigned> speedOf(SmbiosStructure const& structure, std::size_t offset, std::size_t wideOffset)
+/// Transfers a second, from a count of millions; counts beyond 65534 stand in a wider field.
+std::optional<std::uint64_t> speedOf(SmbiosStructure const& structure, std::size_t offset,
+                                     std::size_t wideOffset)
 {
     unsigned millions = structure.word(offset).value_or(0);
     if (millions == 0xFFFF)
         millions = structure.doubleWord(wideOffset).value_or(0) & 0x7FFFFFFFu;
-    return millions == 0 ? std::nullopt : std::optional(millions);
+    return millions == 0 ? std::nullopt : std::optional(millions * std::uint64_t{1'000'000});
 }
 
 } // namespace

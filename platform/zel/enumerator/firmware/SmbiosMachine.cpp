@@ -1,6 +1,8 @@
 // Processors and memory as the firmware knows them. Numbers in the tables are those of DSP0134.
 
 #include <zel/enumerator/firmware/Smbios.h>
+
+#include <zel/enumerator/firmware/SmbiosNames.h>
 #include <zel/enumerator/root/Text.h>
 
 #include <map>
@@ -69,14 +71,6 @@ std::optional<std::uint64_t> capacityOf(SmbiosStructure const& array)
         return kibibytes == 0 ? std::nullopt : std::optional(std::uint64_t{kibibytes} << 10);
     auto const low = array.doubleWord(0x0F), high = array.doubleWord(0x13);
     return low && high ? std::optional(std::uint64_t{*high} << 32 | *low) : std::nullopt;
-}
-
-std::optional<std::string> errorCorrectionOf(SmbiosStructure const& array)
-{
-    static constexpr char const* kKinds[] = {nullptr,  nullptr,          nullptr,         "None",
-                                             "Parity", "Single-bit ECC", "Multi-bit ECC", "CRC"};
-    std::size_t const kind = array.byte(0x06).value_or(0);
-    return kind < std::size(kKinds) && kKinds[kind] ? std::optional<std::string>(kKinds[kind]) : std::nullopt;
 }
 
 /// The sum, unless it or a part of it is unknown or does not fit.
@@ -173,7 +167,7 @@ SmbiosMemory smbiosMemory(Smbios const& smbios)
         }
         if (isFirst) {
             memory.maximum = 0;
-            memory.errorCorrection = errorCorrectionOf(*array);
+            memory.errorCorrection = smbios::nameOf(smbios::kErrorCorrections, array->byte(0x06));
         }
         isFirst = false;
         addTo(memory.maximum, capacityOf(*array));

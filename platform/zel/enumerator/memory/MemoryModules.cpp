@@ -33,8 +33,8 @@ void addModule(SmbiosMemoryModule const& module, MemoryErrorCounters const& erro
     device.add("AssetTag", module.assetTag);
     device.add("MemoryType", module.type);
     device.add("FormFactor", module.formFactor);
-    device.add("Speed", module.speed);
-    device.add("ConfiguredSpeed", module.configuredSpeed);
+    device.add("Speed", measure::transfersPerSecond(module.speed));
+    device.add("ConfiguredSpeed", measure::transfersPerSecond(module.configuredSpeed));
     device.add("DataWidth", measure::bits(module.dataWidth));
     device.add("TotalWidth", measure::bits(module.totalWidth));
     device.add("RankCount", module.ranks);

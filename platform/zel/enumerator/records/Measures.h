@@ -21,6 +21,7 @@ inline Amount bytes(Count count) { return amount(UnitType::BYTES(), count); }
 inline Amount bits(Count count) { return amount(UnitType::BITS(), count); }
 inline Amount hertz(Count count) { return amount(UnitType::HERTZ(), count); }
 inline Amount bitsPerSecond(Count count) { return amount(UnitType::BITSPERSECOND(), count); }
+inline Amount transfersPerSecond(Count count) { return amount(UnitType::TRANSFERSPERSECOND(), count); }
 inline Amount revolutions(Count count) { return amount(UnitType::RPM(), count); }
 /// `count` in units of `factor`; absent when the product does not fit.
 inline Count scaled(Count count, std::uint64_t factor)

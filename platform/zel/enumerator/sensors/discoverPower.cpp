@@ -77,10 +77,6 @@ std::optional<ValueImp> percent(Number value)
     return value ? std::optional(ValueImp(std::round(*value * 10) / 10, DataTypeImp::PERCENT()))
                  : std::nullopt;
 }
-std::optional<ValueImp> real(Number value)
-{
-    return value ? std::optional(ValueImp(*value, DataTypeImp::DOUBLE())) : std::nullopt;
-}
 std::optional<ValueImp> truth(std::optional<std::int64_t> value)
 {
     return value ? std::optional(ValueImp(*value != 0)) : std::nullopt;
@@ -136,14 +132,15 @@ void addCapacities(Supply const& supply, DeviceDescription& device)
     if (&counted == &charge)
         energy = {product(charge.design, volts), product(charge.full, volts), product(charge.now, volts)};
     auto const wattHours = [](Number value) { return measure::reading(UnitType::WATTHOURS(), value, 2); };
+    auto const ampereHours = [](Number value) { return measure::reading(UnitType::AMPEREHOURS(), value, 3); };
     device.add("Charge", percent(level));
     device.add("Health", percent(health));
     device.add("DesignCapacity", wattHours(energy.design));
     device.add("FullCapacity", wattHours(energy.full));
     device.add("RemainingCapacity", wattHours(energy.now));
-    device.add("DesignCharge", real(charge.design));
-    device.add("FullCharge", real(charge.full));
-    device.add("RemainingCharge", real(charge.now));
+    device.add("DesignCharge", ampereHours(charge.design));
+    device.add("FullCharge", ampereHours(charge.full));
+    device.add("RemainingCharge", ampereHours(charge.now));
     device.add("DesignVoltage", measure::reading(UnitType::VOLTS(), volts, 3));
     // Before Linux 2.6.36 drivers that count energy had no power_now and put the power into current_now.
     Number power = supply.flow("power_now"), current = supply.flow("current_now");

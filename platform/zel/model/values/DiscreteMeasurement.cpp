@@ -49,8 +49,9 @@ double DiscreteMeasurement::value(UnitMagnitude const& magnitude) const
 
 UnitMagnitude DiscreteMeasurement::chosenMagnitude(UnitMagnitude const& magnitude) const
 {
-    UnitMagnitude const chosen = scale::choose(m_unit, static_cast<double>(m_count), magnitude);
-    return magnitude == UnitMagnitude::AUTOSCALEUNIT()
+    UnitMagnitude const chosen = scale::chooseForCount(m_unit, m_count, magnitude);
+    bool const isRounded = chosen != UnitMagnitude::BASEUNIT(); // in the plain unit all digits are there
+    return magnitude == UnitMagnitude::AUTOSCALEUNIT() && isRounded
                ? scale::afterRounding(m_unit, chosen, numberText(chosen))
                : chosen;
 }

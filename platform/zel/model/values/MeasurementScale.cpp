@@ -15,7 +15,7 @@ namespace {
 // What the field does with each unit. Amounts of data are counted in powers of two, with the prefixes of IEC
 // 80000-13; everything else, data rates included, in powers of ten, with those of the SI. Degrees,
 // revolutions and plain numbers carry no prefix, and seconds none above the second: nobody reads "7.2 krpm"
-// or "3.6 ks".
+// or "3.6 ks". Memory is sold by its millions of transfers, all four digits of them: "2666 MT/s".
 struct UnitRow
 {
     UnitType::Code m_unit;
@@ -44,6 +44,8 @@ constexpr UnitRow kUnits[] = {
     {Unit::HEXADECIMAL64, "", false, Magnitude::BASEUNIT, Magnitude::BASEUNIT},
     {Unit::SECONDS, "s", false, Magnitude::PICO, Magnitude::BASEUNIT},
     {Unit::RPM, "rpm", false, Magnitude::BASEUNIT, Magnitude::BASEUNIT},
+    {Unit::AMPEREHOURS, "Ah", false, Magnitude::PICO, Magnitude::PETA},
+    {Unit::TRANSFERSPERSECOND, "T/s", false, Magnitude::BASEUNIT, Magnitude::MEGA},
 };
 
 struct PrefixRow
@@ -124,6 +126,15 @@ UnitMagnitude choose(UnitType const& unit, double plainValue, UnitMagnitude cons
             std::fabs(convert(unit, plainValue, UnitMagnitude::BASEUNIT(), candidate)) >= 1)
             return candidate;
     }
+}
+
+UnitMagnitude chooseForCount(UnitType const& unit, std::uint64_t count, UnitMagnitude const& wanted)
+{
+    constexpr std::uint64_t kReadAtOnce = 10'000, kKibi = 1024;
+    if (wanted == UnitMagnitude::AUTOSCALEUNIT() && rowOf(unit).m_binary && count < kReadAtOnce &&
+        count % kKibi != 0)
+        return UnitMagnitude::BASEUNIT();
+    return choose(unit, static_cast<double>(count), wanted);
 }
 
 UnitMagnitude afterRounding(UnitType const& unit, UnitMagnitude const& chosen, String const& number)

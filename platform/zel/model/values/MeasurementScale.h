@@ -7,6 +7,7 @@
 #include <zel/model/vocabulary/UnitMagnitude.h>
 #include <zel/model/vocabulary/UnitType.h>
 
+#include <cstdint>
 #include <optional>
 
 namespace zel::scale {
@@ -17,6 +18,9 @@ double convert(UnitType const& unit, double value, UnitMagnitude const& from, Un
 /// `wanted`, or for AUTOSCALEUNIT the largest magnitude, of those that the field uses with the unit, in which
 /// the value, given in the plain unit, is at least 1.
 UnitMagnitude choose(UnitType const& unit, double plainValue, UnitMagnitude const& wanted);
+/// The same of a count. A short count of bytes or bits that is no whole number of KiB stays plain: a packet has "1500 B", and
+/// "1.46 KiB" is another number.
+UnitMagnitude chooseForCount(UnitType const& unit, std::uint64_t count, UnitMagnitude const& wanted);
 /// `chosen`, or the next larger magnitude where `number`, the text in the chosen one, has been rounded up to
 /// the step between the two: "1 MiB", not "1024 KiB". Only for what choose() chose by itself.
 UnitMagnitude afterRounding(UnitType const& unit, UnitMagnitude const& chosen, String const& number);
