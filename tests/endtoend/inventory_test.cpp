@@ -99,6 +99,22 @@ TEST_F(Inventory, ListsTheMachineInGroups)
     EXPECT_TRUE(holds(all, "Type: CPUCore\n"));
 }
 
+// A slip in a rule would hide nothing, and nobody who looks at the list alone would notice.
+TEST_F(Inventory, ACapabilityThatTheFilterMisspellsIsSaidOnce)
+{
+    m_folder.write("SystemInformationFilter.xml",
+                   "<SystemInformationFilter version=\"1\"><exclude capability=\"Memry\"/>"
+                   "<exclude property=\"Size\" capability=\"Memry\"/><exclude "
+                   "capability=\"CPU\"/></SystemInformationFilter>");
+    Outcome const outcome = inventory({"enum"});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_TRUE(has(outcome.out, "Type: Memory\n"));
+    EXPECT_FALSE(has(outcome.out, "Type: CPU\n"));
+    std::size_t const at = outcome.err.find("SystemInformationFilter.xml: the filter names \"Memry\"");
+    ASSERT_NE(at, std::string::npos) << outcome.err;
+    EXPECT_EQ(outcome.err.find("Memry", at + 80), std::string::npos) << outcome.err;
+}
+
 TEST_F(Inventory, TheDocumentSaysWhatTheConsoleSays)
 {
     for (std::vector<std::string> const& more : {std::vector<std::string>{}, {"-v"}}) {

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 
 using namespace zel;
@@ -40,9 +41,229 @@ void askEverything(Smbios const& smbios)
     }
     (void)smbiosProcessors(smbios);
     (void)smbiosMemory(smbios);
+    (void)smbiosLines(smbios);
+    (void)smbiosSlots(smbios);
+}
+
+/// A structure of the kinds that a technician reads, and what is said of it.
+struct Described
+{
+    std::uint8_t type;
+    std::vector<std::uint8_t> fields; ///< from offset 4 on
+    std::vector<std::string> strings;
+    char const* said;
+};
+
+std::vector<Described> const& describedStructures()
+{
+    static std::vector<Described> const all{
+        {0,
+         {1, 2, 0x00, 0xE0, 3, 0xFF, 0x90, 0x88, 0x01, 0, 0, 0, 0, 0, 0x81, 0x08, 5, 12, 1, 7, 0x10, 0},
+         {"Maker", "1.0", "01/02/2020"},
+         "BIOS (type 0, 26 bytes): Maker: Maker; Version: 1.0; Segment: 0xe000; Date: 01/02/2020; Size: 16 "
+         "MiB; "
+         "Release: 5.12; Embedded controller: 1.7; Supports: ISA, PCI, update from the system, start from "
+         "CD, "
+         "choice of start; And: ACPI, smart battery; And: UEFI"},
+        {1,
+         {1, 2, 0, 3, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 6, 0, 4},
+         {"Maker", "Model", "S1", "Family"},
+         "System (type 1, 27 bytes): Maker: Maker; Product: Model; Serial number: S1; Switched on by: power "
+         "switch; "
+         "Family: Family; UUID: 03020100-0504-0706-0809-0a0b0c0d0e0f"},
+        {2,
+         {1, 2, 0, 3, 0, 9, 0, 3, 0, 0x0A, 0},
+         {"Maker", "Board", "S2"},
+         "System board (type 2, 15 bytes): Maker: Maker; Product: Board; Serial number: S2; Kind: "
+         "motherboard; Is: "
+         "hosting, replaceable; Chassis: 0x0003"},
+        {3,
+         {1, 0x83, 0, 2, 0, 3, 4, 2, 3, 0, 0, 0, 0, 2, 1, 1, 3, 9, 9, 9, 3},
+         {"Maker", "S3", "SKU1"},
+         "Chassis (type 3, 25 bytes): Maker: Maker; Kind: Desktop; Locked: yes; Serial number: S3; State at "
+         "start: safe; "
+         "State of the power supplies: warning; Security: none; Height: 2 U; Power cords: 1; SKU: SKU1"},
+        {4,
+         processorSocket(0x41, 0xFF, 300),
+         {"CPU0", "Maker", "Xeon"},
+         "Processor (type 4, 48 bytes): Socket: CPU0; Kind: central processor; Family: 0x00; Maker: Maker; "
+         "Id: "
+         "0x0000000000000000; Version: Xeon; Voltage: 0.9 V; Maximum clock of the socket: 4000 MHz; Clock at "
+         "start: 1800 "
+         "MHz; Status: Enabled; Level 1 cache: 0x0000; Level 2 cache: 0x0000; Level 3 cache: 0x0000; Cores: "
+         "300; "
+         "Threads: 8"},
+        {7,
+         {1, 0x81, 0x01, 0xFF, 0xFF, 0x00, 0x82, 0, 0, 0, 0, 2, 6, 5, 8, 0, 0x20, 0, 0x80, 0, 0, 0, 0},
+         {"L2"},
+         "Cache (type 7, 27 bytes): Socket: L2; Level: 2; Enabled: yes; Place: internal; Mode: write back; "
+         "Maximum size: "
+         "512 MiB; Size: 32 MiB; Speed: 2 ns; Error correction: Multi-bit ECC; Holds: instructions and data; "
+         "Ways: 16"},
+        {8,
+         {1, 0, 2, 0x12, 0x10},
+         {"J3", "USB 1"},
+         "Connector (type 8, 9 bytes): On the board: J3; Outside: USB 1; Connector outside: USB; Port: USB"},
+        {9,
+         {1, 0xB6, 0x0D, 4, 4, 3, 0, 0x04, 0x03, 0, 0, 1, 0x09},
+         {"PCIE1"},
+         "System slot (type 9, 17 bytes): Name: PCIE1; Kind: PCI Express 3 x16; Width: x16; Use: in use; "
+         "Length: long; "
+         "Number: 3; Offers: 3.3 V; And: power management events, hot plug; Address: 0000:01:01.1"},
+        {10,
+         {0x83, 1, 0x05, 2},
+         {"VGA", "NIC"},
+         "On-board devices (old form) (type 10, 8 bytes): Devices: VGA (video, enabled), NIC (Ethernet, "
+         "disabled)"},
+        {11,
+         {2},
+         {"first", "second"},
+         "Texts of the maker (type 11, 5 bytes): Texts: 2; texts: first, second"},
+        {13,
+         {2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2},
+         {"en|US", "de|DE"},
+         "Languages of the firmware (type 13, 22 bytes): Languages: 2; In use: de|DE; texts: en|US"},
+        {16,
+         memoryArray(0x80000000u, 4, 3, 1ull << 42),
+         {},
+         "Memory array (type 16, 23 bytes): Place: motherboard; Use: system memory; Error correction: "
+         "Multi-bit ECC; "
+         "Maximum capacity: 4 TiB; Slots: 4"},
+        {17,
+         memoryDevice(8192),
+         {"ChannelA", "BANK 0", "Samsung", "12AB34CD", "M471A1K43CB1"},
+         "Memory device (type 17, 34 bytes): Slot: ChannelA; Bank: BANK 0; Size: 8 GiB; Kind: DDR4; Form: "
+         "SODIMM; Speed: "
+         "3200 MT/s; Configured speed: 2933 MT/s; Total width: 72 bit; Data width: 64 bit; Ranks: 2; Maker: "
+         "Samsung; "
+         "Serial number: 12AB34CD; Part number: M471A1K43CB1; Errors: 0x0000"},
+        {17, memoryDevice(0), {"ChannelB"}, "Slot: ChannelB; Size: no module installed; "},
+        {19,
+         {0, 0, 0, 0, 0xFF, 0xFF, 0x3F, 0, 16, 0, 2},
+         {},
+         "Mapped address of a memory array (type 19, 15 bytes): From: 0x00000000000; To: 0x000ffffffff; "
+         "Array: 0x0010; "
+         "Devices in a row: 2"},
+        {22,
+         {1, 2, 0, 0, 3, 6, 0x88, 0x13, 0x58, 0x1B, 0, 5, 0, 0, 0x41, 0x54, 0, 2},
+         {"Rear", "Maker", "BAT0"},
+         "Portable battery (type 22, 22 bytes): Place: Rear; Maker: Maker; Date of manufacture: 2022-02-01; "
+         "Name: BAT0; "
+         "Chemistry: lithium-ion; Design capacity: 10000 mWh; Design voltage: 7000 mV; Largest error: 5 %"},
+        {24,
+         {0x46},
+         {},
+         "Hardware security (type 24, 5 bytes): Power-on password: enabled; Keyboard password: disabled; "
+         "Administrator "
+         "password: enabled; Reset from the front: not implemented"},
+        {26,
+         {1, 0x67, 0xE8, 0x03, 0x00, 0x80, 0, 0, 5, 0, 0, 0, 0, 0, 0, 0, 0xE8, 0x03},
+         {"Vcore"},
+         "Voltage probe (type 26, 22 bytes): Name: Vcore; Place: motherboard; State: OK; Maximum: 1000 mV; "
+         "Tolerance: 5 "
+         "mV; Nominal: 1000 mV"},
+        {27,
+         {28, 0, 0x63, 1, 0, 0, 0, 0, 0xB0, 0x04, 1},
+         {"Fan 1"},
+         "Cooling device (type 27, 15 bytes): Name: Fan 1; Kind: fan; State: OK; Group: 1; Nominal speed: "
+         "1200 rpm; "
+         "Temperature probe: 0x001c"},
+        {28,
+         {1, 0x43, 0x52, 0x03, 0x9C, 0xFF, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x00, 0x80},
+         {"CPU"},
+         "Temperature probe (type 28, 22 bytes): Name: CPU; Place: processor; Maximum: 85.0 \u00B0C; "
+         "Minimum: -10.0 "
+         "\u00B0C; Tolerance: 0.0 \u00B0C"},
+        {29,
+         {1, 0xAA, 0xD0, 0x07},
+         {"12V"},
+         "Electrical current probe (type 29, 8 bytes): Name: 12V; Place: power unit; State: critical; "
+         "Maximum: 2000 mA"},
+        {32,
+         {0, 0, 0, 0, 0, 0, 3},
+         {},
+         "State of the last start (type 32, 11 bytes): Status: hardware failure found by firmware"},
+        {38,
+         {1, 0x20, 0x20, 0xFF, 0xA3, 0x0C, 0, 0, 0, 0, 0, 0, 1, 5},
+         {},
+         "Management controller (IPMI) (type 38, 18 bytes): Interface: KCS; IPMI version: 2.0; I2C address: "
+         "0x20; Base "
+         "address: 0x0000000000000ca2 (input and output); Interrupt: 5"},
+        {39,
+         {1, 1, 2, 3, 4, 0, 5, 0, 0xF4, 0x01, 0xA2, 0x11},
+         {"Rear", "PSU 1", "Maker", "S4", "P500"},
+         "Power supply (type 39, 16 bytes): Place: Rear; Name: PSU 1; Maker: Maker; Serial number: S4; Part "
+         "number: P500; "
+         "Maximum power: 500 W; Kind: switching; State: OK; Input range: chosen by itself; Is: present; "
+         "Group: 1"},
+        {41,
+         {1, 0x85, 1, 0, 0, 0, 0xFE},
+         {"LAN"},
+         "On-board device (type 41, 11 bytes): Name: LAN; Kind: Ethernet; Enabled: yes; Number: 1; Address: "
+         "0000:00:1f.6"},
+        {43,
+         {'I', 'F', 'X', 0, 2, 0, 1, 0, 7, 0, 0, 0, 0, 0, 1, 8, 0, 0, 0, 0, 0, 0, 0},
+         {"TPM 2.0"},
+         "Trusted platform module (type 43, 27 bytes): Maker: IFX; Version: 2.0; Firmware: 0x00070001; "
+         "Firmware, second "
+         "part: 0x00000000; Name: TPM 2.0; Can: change family by firmware"},
+        {45,
+         {1, 2, 0, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 4},
+         {"UEFI", "1.2"},
+         "Inventory of firmware (type 45, 23 bytes): Name: UEFI; Version: 1.2; Size: 128 KiB; State: "
+         "enabled"},
+        {200, {1}, {"  ", "of the maker"}, "Structure of the maker (type 200, 5 bytes): of the maker"},
+    };
+    return all;
+}
+
+std::vector<std::string> linesOf(Described const& one, std::size_t fields)
+{
+    std::vector<std::uint8_t> const there(one.fields.begin(),
+                                          one.fields.begin() + static_cast<std::ptrdiff_t>(fields));
+    Smbios const smbios(SmbiosTable().add(one.type, there, one.strings).bytes(),
+                        SmbiosTable::entryPoint(3, 2, 4096));
+    return smbiosLines(smbios);
 }
 
 } // namespace
+
+TEST(SmbiosLines, SayTheFieldsOfEachStructure)
+{
+    for (Described const& one : describedStructures()) {
+        auto const lines = linesOf(one, one.fields.size());
+        ASSERT_EQ(lines.size(), 1u);
+        EXPECT_NE(lines[0].find(one.said), std::string::npos) << lines[0] << "\n" << one.said;
+    }
+}
+
+// Older firmware has shorter structures, and broken firmware cuts them anywhere.
+TEST(SmbiosLines, OfACutStructureWhatIsThereIsSaid)
+{
+    for (Described const& one : describedStructures()) {
+        SCOPED_TRACE(one.said);
+        std::size_t before = 0;
+        for (std::size_t fields = 0; fields <= one.fields.size(); ++fields) {
+            auto const lines = linesOf(one, fields);
+            ASSERT_EQ(lines.size(), 1u);
+            auto const said = static_cast<std::size_t>(std::count(lines[0].begin(), lines[0].end(), ';'));
+            EXPECT_LE(before, said + 1)
+                << "a longer structure says no less, but for texts that a field names: " << lines[0];
+            before = said;
+        }
+    }
+}
+
+// Of a table before version 2.6 the bytes of the UUID stand in the order in which they are said.
+TEST(SmbiosLines, AnOldUuid)
+{
+    Described const& system = describedStructures()[1];
+    Smbios const old(SmbiosTable().add(1, system.fields, system.strings).bytes(),
+                     SmbiosTable::entryPoint(2, 4, 4096));
+    ASSERT_EQ(smbiosLines(old).size(), 1u);
+    EXPECT_TRUE(smbiosLines(old)[0].ends_with("UUID: 00010203-0405-0607-0809-0a0b0c0d0e0f"))
+        << smbiosLines(old)[0];
+}
 
 TEST(Smbios, ReadsStructuresAndTheirTexts)
 {
@@ -133,8 +354,8 @@ TEST(Smbios, MemoryModules)
     EXPECT_EQ(module->part, "M471A1K43CB1");
     EXPECT_EQ(module->type, "DDR4");
     EXPECT_EQ(module->formFactor, "SODIMM");
-    EXPECT_EQ(module->speed, 3200u);
-    EXPECT_EQ(module->configuredSpeed, 2933u);
+    EXPECT_EQ(module->speed, 3200000000u);
+    EXPECT_EQ(module->configuredSpeed, 2933000000u);
     EXPECT_EQ(module->totalWidth, 72u);
     EXPECT_EQ(module->ranks, 2u);
     EXPECT_EQ(module->volts, std::nullopt) << "the field is younger than this structure";

@@ -134,7 +134,9 @@ ZEL_EXPORT std::optional<std::string> smbiosChassisType(unsigned number);
 ZEL_EXPORT std::optional<std::string> smbiosUuid(SmbiosStructure const& system, bool littleEndian);
 /// "5.12", from two bytes of the BIOS structure; nothing when not set.
 ZEL_EXPORT std::optional<std::string> smbiosRelease(SmbiosStructure const& bios, std::size_t offset);
-/// One line each: what every structure of the table is, with its handle and its strings.
+/// Where the function stands: segment, bus, device and function from an offset on; nothing when not told, or none is there.
+ZEL_EXPORT std::optional<std::string> smbiosPciAddress(SmbiosStructure const& structure, std::size_t offset);
+/// One line each: what every structure of the table is, with its handle and what its fields and texts say.
 ZEL_EXPORT std::vector<std::string> smbiosLines(Smbios const& smbios);
 /// One line each: "PCIE1: in use by 0000:01:00.0", "PCIE2: free".
 ZEL_EXPORT std::vector<std::string> smbiosSlots(Smbios const& smbios);

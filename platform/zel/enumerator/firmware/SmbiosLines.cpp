@@ -1,6 +1,7 @@
 // What the table says of the board beyond what is a device of its own, as lines for people.
 #include <zel/enumerator/firmware/Smbios.h>
 
+#include <zel/enumerator/firmware/SmbiosFields.h>
 #include <zel/enumerator/root/Text.h>
 
 #include <array>
@@ -68,7 +69,7 @@ std::string printed(char const* form, Numbers... numbers)
     return text.data();
 }
 
-std::string lineOf(SmbiosStructure const& structure)
+std::string lineOf(SmbiosStructure const& structure, bool littleEndianUuid)
 {
     unsigned const type = structure.type();
     std::string const name = type < kTypes.size() ? kTypes[type]
@@ -76,27 +77,31 @@ std::string lineOf(SmbiosStructure const& structure)
                                                   : "Structure of the maker";
     std::string line = printed("0x%04x ", unsigned{structure.handle()}) + name +
                        printed(" (type %u, %zu bytes)", type, structure.size());
-    char const* separator = ": ";
+    std::string const fields = smbios::fieldTexts(structure, littleEndianUuid);
+    if (!fields.empty())
+        line += ": " + fields;
+    // Texts that no field known here refers to: the maker's own structures hold them, and newer versions.
+    char const* separator = fields.empty() ? ": " : "; texts: ";
     for (std::string_view const string : structure.strings())
-        if (std::string_view const text = text::trimmed(string); !text.empty()) {
+        if (std::string_view const text = text::trimmed(string);
+            !text.empty() && fields.find(text) == std::string::npos) {
             line += separator + std::string(text);
             separator = ", ";
         }
     return line;
 }
 
-/// Where the function in the slot stands; nothing when the slot does not say, or none is in it.
-std::optional<std::string> addressOf(SmbiosStructure const& slot)
+} // namespace
+
+std::optional<std::string> smbiosPciAddress(SmbiosStructure const& structure, std::size_t offset)
 {
-    auto const segment = slot.word(0x0D);
-    auto const bus = slot.byte(0x0F), function = slot.byte(0x10);
+    auto const segment = structure.word(offset);
+    auto const bus = structure.byte(offset + 2), function = structure.byte(offset + 3);
     if (!segment || !bus || !function || *segment == 0xFFFF || *bus == 0xFF || *function == 0xFF)
         return std::nullopt;
     return printed("%04x:%02x:%02x.%u", unsigned{*segment}, unsigned{*bus}, unsigned{*function} >> 3,
                    unsigned{*function} & 7);
 }
-
-} // namespace
 
 std::optional<std::string> smbiosRelease(SmbiosStructure const& bios, std::size_t offset)
 {
@@ -110,7 +115,7 @@ std::vector<std::string> smbiosLines(Smbios const& smbios)
 {
     std::vector<std::string> lines;
     for (SmbiosStructure const& structure : smbios.structures())
-        lines.push_back(lineOf(structure));
+        lines.push_back(lineOf(structure, smbios.isAtLeast(2, 6)));
     return lines;
 }
 
@@ -123,7 +128,7 @@ std::vector<std::string> smbiosSlots(Smbios const& smbios)
         unsigned const usage = slot->byte(7).value_or(0);
         if (!name)
             continue;
-        auto const address = usage == kUsed ? addressOf(*slot) : std::nullopt;
+        auto const address = usage == kUsed ? smbiosPciAddress(*slot, 0x0D) : std::nullopt;
         lines.push_back(*name + (usage == kFree          ? ": free"
                                  : usage == kUnavailable ? ": not available"
                                  : usage != kUsed        ? ""
