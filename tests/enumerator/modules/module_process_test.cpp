@@ -167,10 +167,12 @@ TEST(ModuleProcess, WhereTheKernelReapsChildrenTheAnswerCounts)
     auto const before = ::signal(SIGCHLD, SIG_IGN);
     auto const outcome = run("setsid sleep 600 & while [ $(cut -d' ' -f6 /proc/$!/stat) != $! ]; do :; done; "
                              "echo $! >&4; exit 0"); // its pipe stays open
+    auto const silent = run("exit 0");
     auto const late = run("exec sleep 600", "", {1000, 100});
     ::signal(SIGCHLD, before);
     EXPECT_EQ(outcome.error.toUtf8(), "");
     EXPECT_EQ(outcome.output.empty() ? -1 : ::kill(std::atoi(outcome.output.c_str()), SIGKILL), 0);
+    EXPECT_NE(silent.error.toUtf8(), "") << "nothing shows that it did what it was to do";
     EXPECT_EQ(late.error.toUtf8(), "it took too long");
 }
 

@@ -23,7 +23,7 @@ struct ZEL_EXPORT ModuleProcess
         std::string
             output; ///< what the child wrote to its output pipe; empty when that took too long or was too much
         /// Why that is not to be trusted. Empty when the child ended with status 0, and when nobody knows its status because this
-        /// process ignores SIGCHLD: then the answer says whether it is whole.
+        /// process ignores SIGCHLD and there is an answer, which says whether it is whole.
         String error;
         String complaint; ///< first line that it wrote to standard error, harmless to a terminal; bounded
     };

@@ -163,8 +163,10 @@ private:
         switch (m_child.reap(status)) {
         case ModuleChild::End::NotYet:
             return failWhenLate();
-        case ModuleChild::End::
-            ReapedByKernel: // nobody knows how, but whoever reads the answer sees whether it is whole
+        case ModuleChild::End::ReapedByKernel:
+            // nobody knows how, but whoever reads an answer sees whether it is whole
+            if (m_outcome.output.empty())
+                m_outcome.error = "nobody saw how it ended: this process ignores the end of its children";
             break;
         case ModuleChild::End::Known:
             if (WIFSIGNALED(status))
