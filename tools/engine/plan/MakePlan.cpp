@@ -235,6 +235,7 @@ private:
         run.testName = place.test->name;
         run.device = &device;
         run.parameters = values;
+        run.optional = place.test->record.optionalDeviceCapabilities();
         run.interactive = flags.interactive;
         run.destructive = flags.destructive;
         run.parallel = flags.supportsParallelTesting;

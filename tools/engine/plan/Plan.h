@@ -1,6 +1,8 @@
 #pragma once
 // What is to be run: the answer to what a person asked for, before anything is started.
 
+#include <zel/model/vocabulary/CapabilityImp.h>
+
 #include <chrono>
 #include <string>
 #include <utility>
@@ -20,7 +22,8 @@ struct PlannedRun
     std::string test, testName;             ///< key, and what a person reads
     zel::DeviceImp const* device = nullptr; ///< of the machine's state, which outlives the plan; never null
     std::vector<std::pair<std::string, std::string>>
-        parameters; ///< key and text, beside what the settings say
+        parameters;              ///< key and text, beside what the settings say
+    zel::CapabilityImp optional; ///< of devices that the test may use beside its own
     bool interactive = false, destructive = false, parallel = false;
     unsigned shutdownSeconds = 5;     ///< what the test asks for between stop and SIGTERM
     std::chrono::seconds forTime{0};  ///< go on for this long; 0: once

@@ -7,8 +7,10 @@
 
 #include <zel/model/runs/MessageBoxImp.h>
 
+#include <chrono>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace zel {
 class StateManager;
@@ -26,8 +28,8 @@ public:
     virtual bool take(Record const& record) = 0;
     /// Of a run that is on its way; between records, as often as the module says something new.
     virtual void progressed(RunId run, int percent, unsigned secondsLeft, std::string const& text) = 0;
-    /// Asks the person; sets the box's answer. Other runs go on meanwhile. `isOver` becomes true when nobody needs the
-    /// answer any more.
+    /// Asks the person; sets the box's answer. While it waits it calls `isOver` at least five times a second: the other
+    /// runs go on in there, so that records are taken meanwhile, on this thread. True: nobody needs the answer any more.
     virtual void ask(RunId run, zel::MessageBoxImp& box, bool (*isOver)()) = 0;
 };
 
@@ -36,9 +38,12 @@ struct RunnerOptions
     unsigned parallel = 1; ///< runs at once, where the tests allow it; never two on one device
     unsigned repeat = 1;   ///< how often the whole plan is run
     bool keepGoing = true; ///< false: the first result other than PASS ends the session
+    std::chrono::milliseconds registration = std::chrono::seconds(30); ///< that a module may take to log in
+    std::vector<std::string> words{}; ///< for every module, behind "run -e -ePid ...": its language
+    std::string logFolder{}; ///< in which modules make their folder logs; empty: the working directory
 };
 
-/// The process's verdict, worst of all that was asked for.
+/// The process's verdict, worst of all that was asked for. docs/engine.md has the statuses.
 struct Outcome
 {
     std::string verdict; ///< as in SessionEnded
@@ -51,7 +56,9 @@ public:
     Runner(zel::StateManager const& machine, RunObserver& observer, RunnerOptions options);
     ~Runner();
 
-    /// Until all runs have ended or a stop was asked for. Main thread, once.
+    /// Until all runs have ended; a stop that StopSignal heard of ends them. The first and the last record of the session
+    /// are the caller's. Throws IPCException when modules could not reach this process, and then nothing ran. Main thread,
+    /// once.
     Outcome run(Plan const& plan);
 
 private:

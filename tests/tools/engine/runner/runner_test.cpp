@@ -1,0 +1,398 @@
+// What becomes of a run, whatever its module does.
+#include <engine/runner/Runner.h>
+
+#include <foundation/ChildProcess.h>
+#include <foundation/ProcessEnd.h>
+#include <foundation/TemporaryFolder.h>
+
+#include <zel/foundation/StopSignal.h>
+#include <zel/model/state/StateManager.h>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <fstream>
+
+using namespace engine;
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+class Recorder : public RunObserver
+{
+public:
+    bool take(Record const& record) override
+    {
+        if (isFull && std::holds_alternative<RunBegan>(record))
+            return false;
+        if (auto const* ended = std::get_if<RunEnded>(&record))
+            ends.push_back(*ended);
+        if (auto const* event = std::get_if<RunEvent>(&record))
+            events.push_back(*event);
+        if (auto const* question = std::get_if<RunQuestion>(&record))
+            questions.push_back(*question);
+        if (auto const* skipped = std::get_if<RunSkipped>(&record))
+            skips.push_back(*skipped);
+        began += std::holds_alternative<RunBegan>(record);
+        tenths += std::holds_alternative<RunProgress>(record);
+        return true;
+    }
+    void progressed(RunId, int percent, unsigned, std::string const& text) override
+    {
+        progress.emplace_back(percent, text);
+        if (onProgress)
+            onProgress();
+    }
+    void ask(RunId, zel::MessageBoxImp& box, bool (*isOver)()) override
+    {
+        bool isNeeded = !isOver();
+        for (int i = 0; i < 600 && !answer && isNeeded; ++i) {
+            ::usleep(50'000);
+            isNeeded = !isOver();
+        }
+        if (isNeeded && answer)
+            box.setAnswer(*answer);
+    }
+
+    std::vector<RunEnded> ends;
+    std::vector<RunEvent> events;
+    std::vector<RunQuestion> questions;
+    std::vector<RunSkipped> skips;
+    std::vector<std::pair<int, std::string>> progress;
+    std::function<void()> onProgress;
+    std::optional<int> answer;
+    bool isFull = false;
+    int began = 0, tenths = 0;
+};
+
+class RunnerTest : public testing::Test
+{
+protected:
+    RunnerTest()
+    {
+        for (char const* const name : {"board", "disk", "other", "cable"}) {
+            zel::String const word(name);
+            machine.addDevice(zel::DeviceImp::restored({word, word, "", "", "", zel::CapabilityImp(word),
+                                                        zel::CapabilityImp(word), zel::CapabilityImp()}),
+                              word == "disk" ? machine.deviceAtIndex(0) : nullptr);
+        }
+    }
+    PlannedRun planned(std::string const& test, std::size_t device = 1)
+    {
+        PlannedRun run;
+        run.program = WAYWARD_MODULE;
+        run.moduleGuid = "wayward";
+        run.test = test;
+        run.device = machine.deviceAtIndex(device);
+        run.shutdownSeconds = 1;
+        return run;
+    }
+    Outcome run(std::vector<PlannedRun> runs)
+    {
+        Plan plan;
+        plan.runs = std::move(runs);
+        return Runner(machine, recorder, options).run(plan);
+    }
+    /// Of one run.
+    RunEnded ended(PlannedRun const& one)
+    {
+        recorder.ends.clear();
+        run({one});
+        return recorder.ends.empty() ? RunEnded() : recorder.ends[0];
+    }
+    RunEnded ended(std::string const& test) { return ended(planned(test)); }
+
+    zel::StateManager machine;
+    Recorder recorder;
+    RunnerOptions options;
+};
+
+#define EXPECT_HAS(text, part) EXPECT_NE(std::string::npos, (text).find(part)) << (text)
+
+} // namespace
+
+TEST_F(RunnerTest, heardFromBeginningToEnd)
+{
+    Outcome const outcome = run({planned("pass")});
+    EXPECT_EQ("PASS", outcome.verdict);
+    EXPECT_EQ(0, outcome.exitStatus);
+    EXPECT_EQ(1, recorder.began);
+    EXPECT_EQ(1, recorder.tenths);
+    ASSERT_EQ(1u, recorder.ends.size());
+    EXPECT_EQ("PASS", recorder.ends[0].result);
+    EXPECT_EQ("", recorder.ends[0].note);
+    EXPECT_EQ(0, recorder.ends[0].exitStatus);
+    ASSERT_EQ(1u, recorder.events.size());
+    EXPECT_EQ("hello", recorder.events[0].message);
+    EXPECT_EQ("E7", recorder.events[0].code);
+    ASSERT_FALSE(recorder.progress.empty());
+    EXPECT_EQ(50, recorder.progress[0].first);
+    EXPECT_EQ("half way", recorder.progress[0].second);
+}
+
+TEST_F(RunnerTest, theModuleGetsWhatItNeedsOfTheMachineAndNoMore)
+{
+    PlannedRun one = planned("state");
+    one.forTime = seconds(90);
+    one.optional = zel::CapabilityImp(zel::String("cable"));
+    one.parameters = {{"size", "1024"}, {"seed", "7"}};
+    EXPECT_EQ("PASS", ended(one).result);
+    ASSERT_EQ(1u, recorder.events.size());
+    EXPECT_EQ("devices: board disk cable, module wayward, for 90, size=1024, seed=7",
+              recorder.events[0].message);
+}
+
+TEST_F(RunnerTest, aModuleThatEndsBadlyHasAResultOfItsOwnAndTheNextTestStillRuns)
+{
+    struct
+    {
+        char const *test, *result, *note;
+    } const cases[] = {
+        {"crash", "EXITED ABNORMALLY", "SIGSEGV"},
+        {"silent", "EXITED ABNORMALLY", "status 0 and gave no result"},
+        {"error", "EXITED ABNORMALLY", "the sky fell"},
+        {"passThenCrash", "EXITED ABNORMALLY", "gave PASS, then ended by SIGABRT"},
+        {"passThenStatus", "EXITED ABNORMALLY", "gave PASS, then ended with status 22"},
+        {"failThenCrash", "FAIL", "gave FAIL, then ended by SIGSEGV"},
+        {"fail", "FAIL", ""},
+        {"fork", "PASS", ""},
+        {"pass", "PASS", ""},
+    };
+    std::vector<PlannedRun> runs;
+    for (auto const& one : cases)
+        runs.push_back(planned(one.test));
+    Outcome const outcome = run(runs);
+    EXPECT_EQ("FAIL", outcome.verdict);
+    EXPECT_EQ(23, outcome.exitStatus);
+    ASSERT_EQ(std::size(cases), recorder.ends.size());
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        EXPECT_EQ(cases[i].result, recorder.ends[i].result) << cases[i].test;
+        EXPECT_HAS(recorder.ends[i].note, cases[i].note) << cases[i].test;
+    }
+    EXPECT_EQ("SIGSEGV", recorder.ends[0].signal);
+    EXPECT_FALSE(recorder.ends[0].exitStatus);
+    EXPECT_EQ(22, recorder.ends[2].exitStatus);
+}
+
+TEST_F(RunnerTest, aModuleThatNeverRegistersFailedToStart)
+{
+    options.registration = seconds(1);
+    options.words = {"leave"};
+    RunEnded end = ended("pass");
+    EXPECT_EQ("MODULE FAILED TO START", end.result);
+    EXPECT_HAS(end.note, "status 26 before it registered with the engine; no licence");
+    EXPECT_EQ("no licence\n", end.output);
+    options.words = {"die"};
+    end = ended("pass");
+    EXPECT_EQ("MODULE FAILED TO START", end.result);
+    EXPECT_EQ("SIGSEGV", end.signal);
+    for (char const* const word : {"wait", "mute"}) {
+        options.words = {word};
+        end = ended("pass");
+        EXPECT_EQ("MODULE FAILED TO START", end.result) << word;
+        EXPECT_HAS(end.note, "had not registered") << word;
+    }
+    PlannedRun missing = planned("pass");
+    missing.program = "/nowhere/module";
+    end = ended(missing);
+    EXPECT_EQ("EXEC FAILED", end.result);
+    EXPECT_HAS(end.note, "/nowhere/module: No such file");
+    EXPECT_EQ("BROKEN", run({missing}).verdict);
+}
+
+TEST_F(RunnerTest, aLimitStopsWhateverTheModuleMakesOfIt)
+{
+    struct
+    {
+        char const *test, *result, *signal;
+    } const cases[] = {
+        {"obey", "MAX TIME EXCEEDED", ""},
+        {"passWhenStopped", "MAX TIME EXCEEDED", ""},
+        {"failWhenStopped", "FAIL", ""},
+        {"ignore", "MAX TIME EXCEEDED", "SIGTERM"},
+        {"ignoreAll", "MAX TIME EXCEEDED", "SIGKILL"},
+        {"freeze", "MAX TIME EXCEEDED", "SIGKILL"},
+        {"longer", "PASS", ""},
+    };
+    std::vector<PlannedRun> runs;
+    for (auto const& one : cases) {
+        runs.push_back(planned(one.test));
+        runs.back().limit = seconds(1);
+        runs.back().parallel = true;
+        runs.back().device = machine.deviceAtIndex(runs.size() % 4);
+    }
+    options.parallel = 4;
+    run(runs);
+    ASSERT_EQ(std::size(cases), recorder.ends.size());
+    for (RunEnded const& end : recorder.ends) {
+        auto const& expected = cases[end.run - 1];
+        EXPECT_EQ(expected.result, end.result) << expected.test << ": " << end.note;
+        EXPECT_EQ(expected.signal, end.signal) << expected.test;
+    }
+    EXPECT_EQ("MAX TIME EXCEEDED", [&] {
+        PlannedRun one = planned("obey");
+        one.limit = seconds(1);
+        return ended(one).result;
+    }());
+}
+
+TEST_F(RunnerTest, aProcessThatStaysAfterItsResultIsEnded)
+{
+    RunEnded const end = ended("passThenHang");
+    EXPECT_EQ("EXITED ABNORMALLY", end.result);
+    EXPECT_HAS(end.note, "gave PASS, then did not end by itself");
+}
+
+TEST_F(RunnerTest, whatAModuleSaysTooMuchOfIsBounded)
+{
+    RunEnded end = ended("loud");
+    EXPECT_EQ("PASS", end.result);
+    EXPECT_LT(end.output.size(), 20'000u);
+    EXPECT_HAS(end.output, "the last word");
+    end = ended("flood");
+    EXPECT_EQ("PASS", end.result);
+    EXPECT_EQ(10'001u, recorder.events.size());
+    EXPECT_EQ("10000 more events were left out", recorder.events.back().message);
+}
+
+TEST_F(RunnerTest, aQuestionIsAskedAnsweredAndRecorded)
+{
+    recorder.answer = 1;
+    EXPECT_EQ("PASS", ended("ask").result);
+    recorder.answer = 2;
+    EXPECT_EQ("FAIL", ended("ask").result);
+    ASSERT_EQ(2u, recorder.questions.size());
+    EXPECT_EQ("Is the light on?", recorder.questions[0].text);
+    EXPECT_EQ("Yes", recorder.questions[0].answer);
+    EXPECT_TRUE(recorder.questions[0].wasAnswered);
+}
+
+TEST_F(RunnerTest, whileAPersonThinksTheOtherRunsGoOn)
+{
+    options.parallel = 2;
+    PlannedRun asking = planned("ask", 0), other = planned("pass", 1), third = planned("pass", 2);
+    asking.parallel = other.parallel = third.parallel = true;
+    asking.limit = seconds(1); // waits for the person as well
+    struct Slow : Recorder
+    {
+        void ask(RunId run, zel::MessageBoxImp& box, bool (*isOver)()) override
+        {
+            while (ends.size() < 2 && !isOver())
+                ::usleep(10'000);
+            for (int i = 0; i < 30; ++i) {
+                ::usleep(50'000);
+                EXPECT_FALSE(isOver());
+            }
+            answer = 1;
+            Recorder::ask(run, box, isOver);
+        }
+    } slow;
+    Plan plan;
+    plan.runs = {asking, other, third};
+    EXPECT_EQ("PASS", Runner(machine, slow, options).run(plan).verdict);
+    ASSERT_EQ(3u, slow.ends.size());
+    EXPECT_EQ(1u, slow.ends[2].run);
+}
+
+TEST_F(RunnerTest, runsAreAtOnceOnlyWhereBothAllowItAndNeverOnOneDevice)
+{
+    ::test::TemporaryFolder const folder;
+    auto const overlapping = [&](bool isParallel, std::size_t device, unsigned number) {
+        PlannedRun one = planned("overlap", device);
+        one.parameters = {{"lock", folder.path("lock" + std::to_string(number))}};
+        one.parallel = isParallel;
+        return one;
+    };
+    options.parallel = 4;
+    // One lock: whoever finds it taken was not alone.
+    EXPECT_EQ("PASS",
+              run({overlapping(true, 1, 0), overlapping(true, 1, 0), overlapping(true, 1, 0)}).verdict)
+        << "on one device";
+    EXPECT_EQ("PASS",
+              run({overlapping(true, 0, 1), overlapping(false, 1, 1), overlapping(true, 2, 1)}).verdict)
+        << "one that must be alone";
+    EXPECT_EQ("WARNING", run({overlapping(true, 0, 2), overlapping(true, 1, 2)}).verdict) << "on two devices";
+}
+
+TEST_F(RunnerTest, aRunThatCannotBeRecordedIsNotStarted)
+{
+    recorder.isFull = true;
+    Outcome const outcome = run({planned("pass")});
+    EXPECT_EQ("BROKEN", outcome.verdict);
+    EXPECT_NE(0, outcome.exitStatus);
+    EXPECT_TRUE(recorder.progress.empty());
+    EXPECT_TRUE(recorder.ends.empty());
+}
+
+TEST_F(RunnerTest, theVerdictIsTheWorstAndNothingIsForgotten)
+{
+    EXPECT_EQ("NOT TESTED", run({}).verdict);
+    Plan plan;
+    plan.runs = {planned("pass")};
+    plan.refusals = {{"wayward", "absent", "", "NO DEVICE", "there is none", false}};
+    EXPECT_EQ(0, Runner(machine, recorder, options).run(plan).exitStatus);
+    plan.refusals[0].isAskedFor = true;
+    EXPECT_EQ("NOT TESTED", Runner(machine, recorder, options).run(plan).verdict);
+    ASSERT_EQ(1u, recorder.skips.size());
+    options.keepGoing = false;
+    EXPECT_EQ("FAIL", run({planned("fail"), planned("pass")}).verdict);
+    EXPECT_EQ(2u, recorder.skips.size());
+    EXPECT_EQ("SKIPPED", recorder.skips[1].result);
+    options.repeat = 3;
+    recorder.ends.clear();
+    EXPECT_EQ("PASS", run({planned("pass"), planned("pass")}).verdict);
+    EXPECT_EQ(6u, recorder.ends.size());
+}
+
+TEST_F(RunnerTest, aPersonsStopEndsTheRunAndTheSession)
+{
+    auto const child = ::test::runInChild([this] {
+        zel::StopSignal::install(24);
+        recorder.onProgress = [] { ::raise(SIGINT); };
+        Outcome const outcome = run({planned("ignore"), planned("pass")});
+        EXPECT_EQ("STOPPED", outcome.verdict);
+        EXPECT_EQ(24, outcome.exitStatus);
+        EXPECT_EQ(1u, recorder.ends.size());
+        EXPECT_EQ("USER ABORTED", recorder.ends[0].result);
+        EXPECT_EQ("SIGTERM", recorder.ends[0].signal);
+        EXPECT_EQ(1u, recorder.skips.size());
+        ::_exit(testing::Test::HasFailure() ? 1 : 0);
+    });
+    EXPECT_EQ(0, child.status) << child.output;
+}
+
+TEST_F(RunnerTest, noModuleOutlivesAnEngineThatWasKilled)
+{
+    ::test::TemporaryFolder const folder;
+    PlannedRun one = planned("whoAmI");
+    one.parameters = {{"file", folder.path("id")}};
+    auto const child = ::test::runInChild([&] {
+        recorder.onProgress = [] { ::kill(::getpid(), SIGKILL); };
+        run({one});
+    });
+    EXPECT_EQ(SIGKILL, child.signal) << child.output;
+    long id = 0;
+    std::ifstream(folder.path("id")) >> id;
+    ASSERT_GT(id, 0);
+    EXPECT_TRUE(::test::ends(id));
+}
+
+TEST_F(RunnerTest, theEndOfTheModulesLogComesAlongWhenItDidNotEndWell)
+{
+    ::test::TemporaryFolder const folder;
+    options.logFolder = folder.path();
+    // The program writes none: one stands there under the name that its log would have.
+    std::filesystem::create_directory(folder.path("logs"));
+    recorder.onProgress = [&] {
+        for (auto const& entry : std::filesystem::directory_iterator("/proc/self/task")) {
+            std::ifstream children(entry.path() / "children");
+            for (long id; children >> id;)
+                std::ofstream(folder.path("logs/wayward_" + std::to_string(id) + ".log")) << "last line\n";
+        }
+    };
+    EXPECT_EQ("last line\n", ended("crash").logTail);
+    recorder.onProgress = nullptr;
+    EXPECT_EQ("", ended("pass").logTail);
+}

@@ -1,0 +1,236 @@
+// A program that logs in to the engine and then does what the key of its test says, as a module would that is well or
+// ill made. A word on its command line says what it does before it logs in.
+#include <zel/ipc/IPCClient.h>
+
+#include <zel/foundation/Locks.h>
+#include <zel/foundation/System.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <string>
+#include <unistd.h>
+
+using namespace zel;
+
+namespace {
+
+using What = ProgressBody::What;
+
+constexpr std::uint32_t kPatience = 60'000;
+
+ManagedSemaphore s_run, s_stop, s_answer, s_acknowledged, s_lost;
+std::shared_ptr<RunTestEngineToProvider const> s_given;
+int s_code = -1;
+
+void take(std::shared_ptr<Message const> message)
+{
+    if (auto const run = std::dynamic_pointer_cast<RunTestEngineToProvider const>(message)) {
+        s_given = run;
+        s_run.post();
+    } else if (auto const answer = std::dynamic_pointer_cast<MessageBoxEngineToProvider const>(message)) {
+        s_code = answer->body().code;
+        s_answer.post();
+    } else if (message->typeCode() == StopTestEngineToProvider::kTypeCode) {
+        s_stop.post();
+    } else if (message->typeCode() == AcknowledgeEngineToProvider::kTypeCode) {
+        s_acknowledged.post();
+    }
+}
+
+IPCClient& client()
+{
+    static IPCClient s_client({take, [] { s_lost.post(); }});
+    return s_client;
+}
+
+ProgressBody body(What what)
+{
+    ProgressBody body;
+    body.what = what;
+    body.run = s_given->body().run->guid();
+    body.state = TestStateImp::RUNNING();
+    return body;
+}
+
+void percent(int value, char const* text = "")
+{
+    ProgressBody progress = body(What::PercentDone);
+    progress.percent = value;
+    progress.information = text;
+    client().queue(TestProgressProviderToEngine(progress));
+}
+
+void event(String const& text)
+{
+    ProgressBody progress = body(What::Events);
+    LocalizedStringImp message;
+    message.setOverride(text);
+    progress.events.emplace_back(EventTypeImp::INFORMATIVE(), "told", 7, "E7", message);
+    client().queue(TestProgressProviderToEngine(progress));
+}
+
+void result(TestResultImp const& value)
+{
+    ProgressBody final = body(What::FinalResult);
+    final.result = value;
+    client().queue(TestProgressProviderToEngine(final));
+    s_acknowledged.wait(kPatience);
+}
+
+int end(TestResultImp const& value)
+{
+    result(value);
+    client().doLogout();
+    return value.value();
+}
+
+int hang()
+{
+    for (;;)
+        ::pause();
+}
+
+int ask()
+{
+    MessageBoxBody box;
+    box.id = 17;
+    box.run = s_given->body().run->guid();
+    box.box = MessageBoxImp("Title", "Is the light on?", {{1, "Yes"}, {2, "No"}}, 0, 1, {});
+    client().queue(MessageBoxProviderToEngine(box));
+    s_answer.wait(kPatience);
+    return end(s_code == 1 ? TestResultImp::PASS() : TestResultImp::FAIL());
+}
+
+int flood()
+{
+    for (int i = 0; i < 50'000; ++i)
+        percent(i % 101);
+    for (int i = 0; i < 20'000; ++i)
+        event(String::number(i));
+    return end(TestResultImp::PASS());
+}
+
+int beLoud()
+{
+    std::string const line(1023, 'x');
+    for (int i = 0; i < 8 * 1024; ++i)
+        std::puts(line.c_str());
+    std::fputs("the last word\n", stderr);
+    return end(TestResultImp::PASS());
+}
+
+// What it leaves behind holds everything open that it had.
+int forkAndEnd()
+{
+    result(TestResultImp::PASS());
+    if (::fork() == 0)
+        hang();
+    ::_exit(0);
+}
+
+int takeLonger()
+{
+    client().queue(TimeOutProviderToEngine(TimeOutBody{}));
+    ::sleep(2);
+    return end(TestResultImp::PASS());
+}
+
+int tellOfState()
+{
+    StateManager const& state = *s_given->body().state;
+    String text = "devices:";
+    for (std::size_t i = 0; i < state.deviceCount(); ++i)
+        text += " " + state.deviceAtIndex(i)->guid();
+    text += state.nextModule(nullptr) ? ", module " + state.nextModule(nullptr)->guid() : ", no module";
+    text += ", for " + String::number(s_given->body().run->minTime());
+    for (auto const& one : s_given->body().run->givenParameters())
+        text += ", " + one.key + "=" + one.value.toString();
+    event(text);
+    return end(TestResultImp::PASS());
+}
+
+int tellWhoIAm()
+{
+    for (auto const& one : s_given->body().run->givenParameters())
+        std::ofstream(one.value.toString().toUtf8()) << ::getpid() << std::flush;
+    percent(1);
+    return hang();
+}
+
+int overlap() // whether another one runs at the same time
+{
+    int const lock = ::open(s_given->body().run->givenParameters().at(0).value.toString().toUtf8().c_str(),
+                            O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    ::usleep(300'000);
+    if (lock >= 0)
+        ::unlink(s_given->body().run->givenParameters().at(0).value.toString().toUtf8().c_str());
+    return end(lock >= 0 ? TestResultImp::PASS() : TestResultImp::WARN());
+}
+
+std::map<std::string, std::function<int()>> const& deeds()
+{
+    static std::map<std::string, std::function<int()>> const s_deeds{
+        {"pass", [] { return percent(50, "half way"), event("hello"), end(TestResultImp::PASS()); }},
+        {"fail", [] { return end(TestResultImp::FAIL()); }},
+        {"crash", [] { return percent(30), ::raise(SIGSEGV); }},
+        {"silent", [] { return client().doLogout(), 0; }},
+        {"error",
+         [] {
+             return client().queue(InternalErrorProviderToEngine({"", "the sky fell"})), client().doLogout(),
+                    22;
+         }},
+        {"passThenCrash", [] { return result(TestResultImp::PASS()), ::raise(SIGABRT); }},
+        {"passThenStatus", [] { return end(TestResultImp::PASS()), 22; }},
+        {"passThenHang", [] { return result(TestResultImp::PASS()), hang(); }},
+        {"failThenCrash", [] { return result(TestResultImp::FAIL()), ::raise(SIGSEGV); }},
+        {"obey", [] { return percent(1), s_stop.wait(kPatience), end(TestResultImp::USERABORTED()); }},
+        {"passWhenStopped", [] { return percent(1), s_stop.wait(kPatience), end(TestResultImp::PASS()); }},
+        {"failWhenStopped", [] { return percent(1), s_stop.wait(kPatience), end(TestResultImp::FAIL()); }},
+        {"ignore", [] { return percent(1), hang(); }},
+        {"ignoreAll", [] { return ::signal(SIGTERM, SIG_IGN), percent(1), hang(); }},
+        {"freeze", [] { return percent(1), ::raise(SIGSTOP); }},
+        {"ask", ask},
+        {"flood", flood},
+        {"loud", beLoud},
+        {"fork", forkAndEnd},
+        {"longer", takeLonger},
+        {"state", tellOfState},
+        {"whoAmI", tellWhoIAm},
+        {"overlap", overlap},
+    };
+    return s_deeds;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    std::int64_t engine = 0;
+    std::string before = argv[argc - 1];
+    for (int i = 1; i + 1 < argc; ++i)
+        if (std::strcmp(argv[i], "-ePid") == 0)
+            engine = std::atoll(argv[i + 1]);
+    if (before == "leave") {
+        std::fputs("no licence\n", stderr);
+        return 26;
+    }
+    if (before == "die")
+        return ::raise(SIGSEGV);
+    if (before == "wait")
+        return hang();
+    if (!client().doLogin(IPCClient::getLoginSHMName(engine))) {
+        std::fputs(client().failure().toUtf8().c_str(), stderr);
+        return 28;
+    }
+    if (before == "mute")
+        return hang();
+    client().queue(ModuleStarted({"guid", "DIAG", "1", "1", System::processId()}));
+    s_run.wait(kPatience);
+    return deeds().at(s_given->body().run->testGuidOrKey().toUtf8())();
+}

@@ -1,0 +1,425 @@
+#include <engine/runner/ActiveRun.h>
+
+#include <engine/runner/StateForRun.h>
+
+#include <zel/foundation/System.h>
+
+#include <algorithm>
+
+namespace engine {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using zel::ProgressBody;
+using zel::TestResultImp;
+
+constexpr seconds kEnding{10};     // of a process that has nothing more to say
+constexpr seconds kTermination{2}; // from SIGTERM to SIGKILL
+constexpr seconds kDying{5};       // of what waits in the kernel for a drive that does not answer
+constexpr seconds kSettling{1};    // from the end of the process to that of its connection
+constexpr milliseconds kArriving{200};
+constexpr std::size_t kMostEvents = 10'000;
+constexpr std::size_t kLogTailBytes = 16u << 10;
+constexpr std::size_t kMostQuestions = 100;
+
+std::string text(zel::String const& of) { return of.toUtf8(); }
+
+std::string text(zel::LocalizedStringImp const& of) { return of.toString().toUtf8(); }
+
+RunEvent recordOf(RunId run, zel::TestRunEventImp const& event)
+{
+    RunEvent record;
+    record.time = std::chrono::system_clock::now();
+    record.run = run;
+    record.type = text(event.type().toString());
+    record.key = text(event.key());
+    record.code = text(event.eventCodeString());
+    record.message = text(event.message());
+    record.file = text(event.sourceFile());
+    record.line = event.sourceLine();
+    if (event.device())
+        record.deviceName = text(event.device()->m_name);
+    for (std::size_t i = 0; i < event.tipCount(); ++i)
+        record.tips.push_back(text(event.tip(i)));
+    return record;
+}
+
+std::string lastLineOf(std::string const& said)
+{
+    std::size_t const end = said.find_last_not_of("\r\n\t ");
+    if (end == std::string::npos)
+        return std::string();
+    std::size_t const begin = said.find_last_of('\n', end);
+    return said.substr(begin == std::string::npos ? 0 : begin + 1,
+                       end - (begin == std::string::npos ? 0 : begin + 1) + 1);
+}
+
+void append(std::string& note, std::string const& more)
+{
+    if (!more.empty())
+        note += (note.empty() ? "" : "; ") + more;
+}
+
+} // namespace
+
+ActiveRun::ActiveRun(RunId id, PlannedRun const& plan, Surroundings const& surroundings)
+    : m_id(id), m_plan(plan), m_around(surroundings)
+{}
+
+void ActiveRun::start()
+{
+    RunnerOptions const& options = m_around.options;
+    std::vector<std::string> words{"run", "-e", "-ePid", std::to_string(zel::System::processId())};
+    if (!options.logFolder.empty())
+        words.insert(words.end(), {"-bd", options.logFolder});
+    words.insert(words.end(), options.words.begin(), options.words.end());
+    m_began = Clock::now();
+    m_mustRegister = m_began + options.registration;
+    if (m_plan.limit.count() > 0)
+        m_limit = m_began + m_plan.limit;
+    int const error = m_child.start(m_plan.program, words);
+    if (error == 0) {
+        m_process = m_child.id();
+        return;
+    }
+    m_ended = RunEnded{};
+    m_ended->time = std::chrono::system_clock::now();
+    m_ended->run = m_id;
+    m_ended->result = text(TestResultImp::EXECFAILED().toString());
+    m_ended->note = m_plan.program + ": " + text(zel::System::errorText(error));
+    m_ended->passes = 0;
+}
+
+void ActiveRun::send(zel::Message const& message)
+{
+    if (m_peer)
+        m_around.server.queue(*m_peer, message);
+}
+
+// Of several connections the first is the module's own.
+void ActiveRun::connected(zel::IPCServer::Peer peer)
+{
+    if (m_peer) {
+        m_around.server.disconnect(peer);
+        return;
+    }
+    m_peer = peer;
+    if (isStopping())
+        send(zel::StopTestEngineToProvider());
+}
+
+void ActiveRun::said(zel::Message const& message)
+{
+    if (dynamic_cast<zel::ModuleStarted const*>(&message))
+        tellWhatToRun();
+    else if (auto const* progress = dynamic_cast<zel::TestProgressProviderToEngine const*>(&message))
+        take(progress->body());
+    else if (auto const* box = dynamic_cast<zel::MessageBoxProviderToEngine const*>(&message))
+        ask(box->body());
+    else if (auto const* limit = dynamic_cast<zel::TimeOutProviderToEngine const*>(&message))
+        moveLimit(limit->body());
+    else if (auto const* error = dynamic_cast<zel::InternalErrorProviderToEngine const*>(&message))
+        m_internalError = error->body().text;
+    else if (dynamic_cast<zel::EnumerationMessage const*>(&message))
+        send(zel::InventoryTestEngineToProvider({stateFor(m_plan, m_around.machine)}));
+    else if (dynamic_cast<zel::EnumerationReturnedProviderToEngine const*>(&message))
+        send(zel::AcknowledgeEngineToProvider());
+    else if (auto const* get = dynamic_cast<zel::HttpGetRequestProviderToEngine const*>(&message))
+        send(zel::HttpGetResponseEngineToProvider({get->body().id, false, "this engine fetches nothing"}));
+}
+
+void ActiveRun::tellWhatToRun()
+{
+    if (m_isTold)
+        return;
+    m_isTold = true;
+    auto run = zel::TestRunImp::restored(zel::TestRunImp(nullptr, nullptr).guid(), zel::String(m_plan.test),
+                                         m_plan.device->guid());
+    m_guid = run.guid();
+    for (auto const& [key, value] : m_plan.parameters)
+        run.restoreParameter(
+            {zel::String(key), zel::ValueImp(zel::String(value)), zel::ParameterSourceImp::CLIENT()});
+    run.setMinTime(static_cast<unsigned>(m_plan.forTime.count()));
+    send(zel::RunTestEngineToProvider({stateFor(m_plan, m_around.machine), std::move(run)}));
+}
+
+// ---- what the module says of the run
+
+void ActiveRun::take(ProgressBody const& body)
+{
+    if (!m_isTold || body.run != m_guid) // of a run that it was not given
+        return;
+    m_pass = body.pass;
+    switch (body.what) {
+    case ProgressBody::What::PercentDone:
+    case ProgressBody::What::TimeLeft:
+    case ProgressBody::What::Information:
+        return takeProgress(body);
+    case ProgressBody::What::Events:
+        return takeEvents(body);
+    case ProgressBody::What::FinalResult:
+        // A result after a stop is what the test makes of the stop; the first one counts.
+        if (!m_final)
+            m_final = body;
+        if (!isStopping())
+            m_mustEnd = Clock::now() + kEnding;
+        m_questions.clear();
+        send(zel::AcknowledgeEngineToProvider());
+        return;
+    }
+}
+
+void ActiveRun::takeProgress(ProgressBody const& body)
+{
+    int const tenth = body.percent / 10;
+    if (body.percent >= 0 && tenth != m_tenth) {
+        m_tenth = tenth;
+        m_around.keep(RunProgress{std::chrono::system_clock::now(), m_id, body.percent, body.pass});
+    }
+    m_around.observer.progressed(m_id, body.percent, body.timeLeft, text(body.information));
+}
+
+void ActiveRun::takeEvents(ProgressBody const& body)
+{
+    for (zel::TestRunEventImp const& event : body.events)
+        if (m_events++ < kMostEvents)
+            m_around.keep(recordOf(m_id, event));
+}
+
+void ActiveRun::moveLimit(zel::TimeOutBody const& body)
+{
+    m_limit.reset();
+    if (body.seconds)
+        m_limit = Clock::now() + seconds(*body.seconds);
+}
+
+void ActiveRun::ask(zel::MessageBoxBody const& body)
+{
+    if (isStopping() || m_questions.size() >= kMostQuestions) {
+        send(zel::MessageBoxEngineToProvider({body.id, body.box->cancelCode(), true}));
+        return;
+    }
+    if (m_questions.empty())
+        m_asking = Clock::now();
+    m_questions.push_back(body);
+}
+
+void ActiveRun::answer(zel::MessageBoxBody const& question)
+{
+    std::erase_if(m_questions, [&](auto const& one) { return one.id == question.id; });
+    zel::MessageBoxImp const& box = *question.box;
+    bool const isAnswered = box.hasAnswer() && !box.wasCutShort();
+    RunQuestion record{
+        std::chrono::system_clock::now(), m_id, text(box.title()), text(box.text()), {}, isAnswered};
+    int const code = box.hasAnswer() ? box.answer() : box.cancelCode();
+    for (auto const& one : box.answers())
+        if (one.code == code)
+            record.answer = text(one.text);
+    m_around.keep(record);
+    send(zel::MessageBoxEngineToProvider({question.id, code, !isAnswered}));
+    if (m_questions.empty() && m_asking) { // a limit is for the test, not for the person
+        if (m_limit)
+            *m_limit += Clock::now() - *m_asking;
+        m_asking.reset();
+    }
+}
+
+void ActiveRun::gone(zel::String const& reason)
+{
+    m_isGone = true;
+    m_brokenRule = reason;
+    m_questions.clear();
+    if (!m_mustEnd)
+        m_mustEnd = Clock::now() + kEnding;
+}
+
+// ---- its end
+
+void ActiveRun::stop(StopReason reason)
+{
+    if (isStopping() || m_ended)
+        return;
+    if (!m_final) // else it has come to its end already
+        m_stopReason = reason;
+    askToEnd(Clock::now(), m_peer && !m_isGone);
+}
+
+void ActiveRun::askToEnd(Clock::time_point now, bool isConnected)
+{
+    m_step = Step::Asked;
+    m_nextStep = now;
+    if (isConnected) {
+        send(zel::StopTestEngineToProvider());
+        m_nextStep += seconds(m_plan.shutdownSeconds);
+    }
+    for (auto const& one : m_questions)
+        send(zel::MessageBoxEngineToProvider({one.id, one.box->cancelCode(), true}));
+    m_questions.clear();
+    m_asking.reset();
+}
+
+void ActiveRun::escalate(Clock::time_point now)
+{
+    if (now < m_nextStep)
+        return;
+    switch (m_step) {
+    case Step::None:
+        return;
+    case Step::Asked:
+        m_child.terminate();
+        m_step = Step::Terminated;
+        m_nextStep = now + kTermination;
+        return;
+    case Step::Terminated:
+        m_child.kill();
+        m_step = Step::Killed;
+        m_nextStep = now + kDying;
+        return;
+    case Step::Killed:
+        m_child.giveUp();
+        m_processEnd = Child::End{};
+        m_settled = now;
+        return;
+    }
+}
+
+void ActiveRun::lookAtLimits(Clock::time_point now)
+{
+    if (isStopping())
+        return;
+    if (!m_isTold && now >= m_mustRegister) {
+        m_isLate = true;
+        askToEnd(now, false);
+    } else if (m_mustEnd && now >= *m_mustEnd) {
+        m_isLate = true;
+        askToEnd(now, false);
+    } else if (m_limit && !m_asking && !m_final && now >= *m_limit) {
+        stop(StopReason::Limit);
+    }
+}
+
+void ActiveRun::look(Clock::time_point now)
+{
+    if (m_ended)
+        return;
+    if (!m_processEnd) {
+        if (auto const end = m_child.reap()) {
+            m_processEnd = *end;
+            m_settled = now + (m_peer ? Clock::duration(kSettling) : Clock::duration(kArriving));
+        } else {
+            lookAtLimits(now);
+            escalate(now);
+        }
+    }
+    // What it said before it ended is heard first.
+    if (m_processEnd && (m_isGone || now >= m_settled))
+        finish(*m_processEnd);
+}
+
+ActiveRun::Clock::time_point ActiveRun::nextLook() const
+{
+    if (m_ended)
+        return Clock::now();
+    if (m_processEnd)
+        return m_settled;
+    if (isStopping())
+        return m_nextStep;
+    auto next = Clock::now() + seconds(1);
+    if (!m_isTold)
+        next = std::min(next, m_mustRegister);
+    for (auto const& one : {m_limit, m_mustEnd})
+        if (one)
+            next = std::min(next, *one);
+    return next;
+}
+
+std::string ActiveRun::howItEnded(Child::End const& end) const
+{
+    if (!end.signal.empty() && m_step >= Step::Terminated)
+        return std::string("did not end by itself and was ended by ") + end.signal;
+    if (!end.signal.empty())
+        return "ended by " + end.signal;
+    if (end.status)
+        return "ended with status " + std::to_string(*end.status);
+    return m_step == Step::Killed ? "does not end, even when killed" : "nobody knows how it ended";
+}
+
+ActiveRun::Judgement ActiveRun::withoutResult(Child::End const& end) const
+{
+    std::string note = howItEnded(end);
+    if (!m_isTold) {
+        note += m_isLate ? std::string(", after it had not registered with the engine in time")
+                         : std::string(" before it registered with the engine");
+        append(note, lastLineOf(m_child.said()));
+        return {TestResultImp::MODULEFAILEDTOSTART(), note};
+    }
+    note += " and gave no result";
+    return {TestResultImp::EXITEDABNORMALLY(), note};
+}
+
+// A result is believed when the process that gave it ends as it should. A FAIL is never taken back.
+ActiveRun::Judgement ActiveRun::withResult(Child::End const& end) const
+{
+    TestResultImp const& result = m_final->result;
+    bool const isPass = result == TestResultImp::PASS();
+    bool const hasEndedWell = end.signal.empty() && !m_isLate &&
+                              (end.status ? *end.status == 0 || !isPass : m_step != Step::Killed);
+    std::string note = text(m_final->resultNote);
+    if (hasEndedWell)
+        return {result, note};
+    append(note, "gave " + text(result.toString()) + ", then " + howItEnded(end));
+    return {result == TestResultImp::FAIL() ? result : TestResultImp::EXITEDABNORMALLY(), note};
+}
+
+ActiveRun::Judgement ActiveRun::judge(Child::End const& end) const
+{
+    Judgement judgement = m_final ? withResult(end) : withoutResult(end);
+    if (m_stopReason && judgement.result != TestResultImp::FAIL()) {
+        judgement.result = *m_stopReason == StopReason::Limit ? TestResultImp::MAXTIMEEXCEEDED()
+                                                              : TestResultImp::USERABORTED();
+        judgement.note = howItEnded(end);
+    }
+    if (!m_brokenRule.empty())
+        append(judgement.note, "its connection was closed: " + text(m_brokenRule));
+    append(judgement.note, text(m_internalError));
+    return judgement;
+}
+
+std::string ActiveRun::logTail() const
+{
+    std::string const folder = m_around.options.logFolder.empty() ? "." : m_around.options.logFolder;
+    return tailOf(folder + "/logs/" + m_plan.moduleGuid + "_" + std::to_string(m_process) + ".log",
+                  kLogTailBytes);
+}
+
+void ActiveRun::finish(Child::End const& end)
+{
+    if (m_events > kMostEvents) {
+        RunEvent left;
+        left.time = std::chrono::system_clock::now();
+        left.run = m_id;
+        left.type = text(zel::EventTypeImp::WARNING().toString());
+        left.key = "eventsLeftOut";
+        left.message = std::to_string(m_events - kMostEvents) + " more events were left out";
+        m_around.keep(left);
+    }
+    Judgement const judgement = judge(end);
+    RunEnded ended;
+    ended.time = std::chrono::system_clock::now();
+    ended.run = m_id;
+    ended.result = text(judgement.result.toString());
+    ended.note = judgement.note;
+    ended.seconds = std::chrono::duration<double>(Clock::now() - m_began).count();
+    ended.passes = m_pass;
+    ended.exitStatus = end.status;
+    ended.signal = end.signal;
+    ended.output = m_child.said();
+    if (judgement.result != TestResultImp::PASS())
+        ended.logTail = logTail();
+    m_ended = std::move(ended);
+    if (m_peer && !m_isGone) // a process that it forked off holds the connection
+        m_around.server.disconnect(*m_peer);
+}
+
+} // namespace engine

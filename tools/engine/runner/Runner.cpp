@@ -1,0 +1,319 @@
+#include <engine/runner/Runner.h>
+
+#include <engine/runner/ActiveRun.h>
+#include <engine/runner/ExitStatus.h>
+#include <engine/runner/linux/Inbox.h>
+
+#include <zel/foundation/StopSignal.h>
+
+#include <algorithm>
+#include <deque>
+#include <list>
+#include <poll.h>
+
+namespace engine {
+namespace {
+
+using Clock = ActiveRun::Clock;
+
+constexpr std::chrono::milliseconds kSlice{200}; // between two looks whether a stop was asked for
+constexpr int kNewsAtOnce = 1000;                // then the clock and the processes are looked at
+
+DeviceNamed named(zel::DeviceImp const& device)
+{
+    return {device.guid().toUtf8(), device.name().toUtf8(), device.description().toUtf8(),
+            device.deviceType().toString().toUtf8(), device.osLocator().toUtf8()};
+}
+
+RunBegan recordOf(RunId id, PlannedRun const& plan)
+{
+    RunBegan record;
+    record.time = std::chrono::system_clock::now();
+    record.run = id;
+    record.moduleGuid = plan.moduleGuid;
+    record.moduleVersion = plan.moduleVersion;
+    record.program = plan.program;
+    record.test = plan.test;
+    record.testName = plan.testName;
+    record.device = named(*plan.device);
+    record.parameters = plan.parameters;
+    record.destructive = plan.destructive;
+    record.forSeconds = static_cast<unsigned>(plan.forTime.count());
+    record.limitSeconds = static_cast<unsigned>(plan.limit.count());
+    record.again = plan.again;
+    return record;
+}
+
+} // namespace
+
+struct Runner::Impl
+{
+    Impl(zel::StateManager const& all, RunObserver& who, RunnerOptions what)
+        : machine(all), observer(who), options(std::move(what))
+    {}
+
+    Outcome run(Plan const& plan);
+    void runAll(Plan const& plan);
+    void startWhatMayStart();
+    PlannedRun const* next();
+    bool mayStart(PlannedRun const& plan) const;
+    void start(PlannedRun const& plan);
+    void pump(Clock::time_point until);
+    void wait(Clock::time_point until);
+    void hear(News const& news);
+    void askAPerson();
+    static bool isQuestionOver();
+    void end();
+    void skip(PlannedRun const& plan, char const* reason);
+    void keep(Record const& record);
+    void count(Grade grade) { worst = std::max(worst, grade); }
+    ActiveRun* runOf(zel::IPCServer::Peer peer);
+    ActiveRun* runWith(RunId id);
+
+    zel::StateManager const& machine;
+    RunObserver& observer;
+    RunnerOptions options;
+
+    Inbox inbox;
+    std::unique_ptr<zel::IPCServer> server;
+    std::list<ActiveRun> active;
+    std::deque<PlannedRun const*> pending;
+    RunId lastId = 0;
+    RunId asking = 0;       // of whom the person is asked just now
+    bool isEnding = false;  // nothing more begins
+    bool isStopped = false; // a person said so
+    Grade worst = Grade::Passed;
+
+    static inline Impl* s_asking = nullptr; // while a person is asked
+};
+
+void Runner::Impl::keep(Record const& record)
+{
+    if (!observer.take(record))
+        count(Grade::Broken);
+}
+
+ActiveRun* Runner::Impl::runOf(zel::IPCServer::Peer peer)
+{
+    auto const found =
+        std::find_if(active.begin(), active.end(), [&](auto& one) { return one.peer() == peer; });
+    return found == active.end() ? nullptr : &*found;
+}
+
+ActiveRun* Runner::Impl::runWith(RunId id)
+{
+    auto const found = std::find_if(active.begin(), active.end(), [&](auto& one) { return one.id() == id; });
+    return found == active.end() ? nullptr : &*found;
+}
+
+// ---- which run begins
+
+bool Runner::Impl::mayStart(PlannedRun const& plan) const
+{
+    if (active.empty())
+        return true;
+    if (!plan.parallel || active.size() >= options.parallel)
+        return false;
+    return std::none_of(active.begin(), active.end(), [&](ActiveRun const& one) {
+        return !one.plan().parallel || one.plan().device->guid() == plan.device->guid();
+    });
+}
+
+// Those behind may go first where only their devices differ; what must run alone waits for its turn, and they behind it.
+PlannedRun const* Runner::Impl::next()
+{
+    for (auto one = pending.begin(); one != pending.end(); ++one) {
+        if (mayStart(**one)) {
+            PlannedRun const* const plan = *one;
+            pending.erase(one);
+            return plan;
+        }
+        if (!(*one)->parallel)
+            break;
+    }
+    return nullptr;
+}
+
+void Runner::Impl::startWhatMayStart()
+{
+    while (!isEnding) {
+        PlannedRun const* const plan = next();
+        if (!plan)
+            return;
+        start(*plan);
+    }
+}
+
+void Runner::Impl::start(PlannedRun const& plan)
+{
+    RunId const id = ++lastId;
+    // What was running when the machine went down must stand on disk before it begins.
+    if (!observer.take(recordOf(id, plan))) {
+        count(Grade::Broken);
+        return;
+    }
+    active.emplace_back(id, plan,
+                        ActiveRun::Surroundings{*server, machine, observer, options,
+                                                [this](Record const& one) { keep(one); }});
+    auto const door = inbox.hold();
+    active.back().start();
+    if (active.back().process() > 0)
+        inbox.know(active.back().process());
+}
+
+// ---- what happens
+
+void Runner::Impl::hear(News const& news)
+{
+    switch (news.kind) {
+    case News::Kind::Connected:
+        for (ActiveRun& one : active)
+            if (one.process() == news.process)
+                one.connected(news.peer);
+        return;
+    case News::Kind::Said:
+        if (ActiveRun* const run = runOf(news.peer))
+            run->said(*news.message);
+        return;
+    case News::Kind::Gone:
+        if (ActiveRun* const run = runOf(news.peer))
+            run->gone(news.reason);
+        return;
+    }
+}
+
+void Runner::Impl::wait(Clock::time_point until)
+{
+    std::vector<pollfd> waiting{{inbox.descriptor(), POLLIN, 0}};
+    for (ActiveRun& one : active) {
+        one.child().waitsFor(waiting);
+        until = std::min(until, one.nextLook());
+    }
+    auto const left = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now()).count();
+    if (::poll(waiting.data(), waiting.size(), static_cast<int>(std::max<std::int64_t>(left, 0))) <= 0)
+        return;
+    for (ActiveRun& one : active)
+        one.child().listen();
+}
+
+void Runner::Impl::pump(Clock::time_point until)
+{
+    wait(until);
+    for (int i = 0; i < kNewsAtOnce; ++i) {
+        auto const news = inbox.take();
+        if (!news)
+            break;
+        hear(*news);
+    }
+    if (zel::StopSignal::requested() && !isStopped) {
+        isStopped = isEnding = true;
+        for (ActiveRun& one : active)
+            one.stop(ActiveRun::StopReason::Person);
+    }
+    auto const now = Clock::now();
+    for (ActiveRun& one : active)
+        one.look(now);
+    end();
+}
+
+// Takes leave of what has ended.
+void Runner::Impl::end()
+{
+    for (auto one = active.begin(); one != active.end();) {
+        if (!one->ended()) {
+            ++one;
+            continue;
+        }
+        RunEnded const& ended = *one->ended();
+        Grade const grade = gradeOf(ended.result);
+        count(grade);
+        isEnding |= !options.keepGoing && grade != Grade::Passed;
+        keep(ended);
+        inbox.forget(one->process());
+        one = active.erase(one);
+    }
+}
+
+// ---- questions
+
+bool Runner::Impl::isQuestionOver()
+{
+    Impl& self = *s_asking;
+    self.startWhatMayStart();
+    self.pump(Clock::now());
+    ActiveRun* const run = self.runWith(self.asking);
+    return !run || run->isStopping() || run->questions().empty();
+}
+
+void Runner::Impl::askAPerson()
+{
+    for (ActiveRun& one : active) {
+        if (one.questions().empty())
+            continue;
+        zel::MessageBoxBody question = one.questions().front();
+        asking = one.id();
+        s_asking = this;
+        observer.ask(asking, *question.box, isQuestionOver);
+        s_asking = nullptr;
+        // Meanwhile it may have ended, and others have come and gone.
+        if (ActiveRun* const run = runWith(asking); run && !run->questions().empty())
+            run->answer(question);
+        return;
+    }
+}
+
+// ---- the whole
+
+void Runner::Impl::skip(PlannedRun const& plan, char const* reason)
+{
+    count(isStopped ? Grade::Stopped : Grade::NotTested);
+    keep(RunSkipped{std::chrono::system_clock::now(), plan.moduleGuid, plan.test,
+                    plan.device->name().toUtf8(), zel::TestResultImp::SKIPPED().toString().toUtf8(), reason});
+}
+
+void Runner::Impl::runAll(Plan const& plan)
+{
+    for (unsigned round = 0; round < std::max(options.repeat, 1u) && !isEnding; ++round) {
+        for (PlannedRun const& one : plan.runs)
+            pending.push_back(&one);
+        for (startWhatMayStart(); !active.empty(); startWhatMayStart()) {
+            pump(Clock::now() + kSlice);
+            askAPerson();
+        }
+    }
+    for (PlannedRun const* const one : pending)
+        skip(*one,
+             isStopped ? "the session was stopped before it began" : "the session ended before it began");
+    pending.clear();
+}
+
+Outcome Runner::Impl::run(Plan const& plan)
+{
+    if (plan.runs.empty())
+        count(Grade::NotTested);
+    for (Refusal const& one : plan.refusals) {
+        if (!one.isAskedFor)
+            continue;
+        count(std::max(gradeOf(one.result), Grade::NotTested));
+        keep(RunSkipped{std::chrono::system_clock::now(), one.moduleGuid, one.test, one.deviceName,
+                        one.result, one.reason});
+    }
+    server = std::make_unique<zel::IPCServer>(inbox.handlers());
+    runAll(plan);
+    inbox.close();
+    server.reset();
+    return {wordOf(worst), exitStatusOf(worst)};
+}
+
+Runner::Runner(zel::StateManager const& machine, RunObserver& observer, RunnerOptions options)
+    : m_impl(std::make_unique<Impl>(machine, observer, std::move(options)))
+{}
+
+Runner::~Runner()
+{
+    m_impl->inbox.close(); // where an observer has thrown
+}
+
+Outcome Runner::run(Plan const& plan) { return m_impl->run(plan); }
+
+} // namespace engine

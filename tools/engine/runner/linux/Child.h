@@ -1,0 +1,61 @@
+#pragma once
+// A module's process, with what it says on standard output and error.
+
+#include <zel/foundation/linux/FileDescriptor.h>
+
+#include <optional>
+#include <poll.h>
+#include <string>
+#include <vector>
+
+namespace engine {
+
+/// Destroying it kills it, with what it started and did not let go. Thread rule: the main thread's.
+class Child
+{
+public:
+    struct End
+    {
+        std::optional<int> status; ///< absent: ended by a signal, or nobody knows
+        std::string signal;        ///< "SIGSEGV"; empty: none
+    };
+
+    Child() = default;
+    ~Child();
+    Child(Child const&) = delete;
+    Child& operator=(Child const&) = delete;
+
+    /// 0 or an errno value.
+    int start(std::string const& program, std::vector<std::string> const& words);
+    long id() const { return m_id; }
+    bool isRunning() const { return m_id > 0; }
+
+    /// What is to be waited for: news, or the end. Negative numbers are to be passed over.
+    void waitsFor(std::vector<pollfd>& waiting) const;
+    /// Takes what it has said.
+    void listen();
+    /// The last of it, bounded; the rest is read and forgotten.
+    std::string const& said() const { return m_said; }
+
+    /// To it and to its group.
+    void terminate() const;
+    void kill() const;
+    /// How it ended, with what it left behind in its group; nothing while it runs. The only way to get rid of it, but
+    /// for giveUp().
+    std::optional<End> reap();
+    /// It does not end even when killed: it waits in the kernel.
+    void giveUp() { m_id = -1; }
+
+private:
+    void signalAll(int number) const;
+
+    int m_id = -1;
+    zel::FileDescriptor m_output, m_process;
+    std::string m_said;
+};
+
+/// The last lines of a file that root may read and others may have written: no link is followed, nothing is waited for.
+/// Empty when there is none.
+std::string tailOf(std::string const& path, std::size_t bytes);
+
+} // namespace engine
