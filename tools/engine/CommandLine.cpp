@@ -1,16 +1,168 @@
 #include <engine/CommandLine.h>
 
+#include <listing/DevicesOptions.h>
+
 #include <CLI/CLI.hpp>
 
 namespace engine {
 
+namespace {
+
+constexpr char kFooter[] =
+    "Examples:\n"
+    "  krel5-engine run                          the quick plan over all modules: a few minutes\n"
+    "  krel5-engine run --plan thorough          over night\n"
+    "  krel5-engine run memory:thorough          one test\n"
+    "  krel5-engine run storage --device /dev/sda   all that can be done to one drive without harm\n"
+    "  krel5-engine list                         what there is to run here, and what not, and why\n"
+    "  krel5-engine why storage:smart            what stands in the way of a test\n"
+    "Tests run as root only. krel5-engine COMMAND --help says more; so does docs/engine.md.";
+
+constexpr char kListFooter[] =
+    "Every test has a number, which \"run\" takes for its name; so has every device, which --device takes.\n"
+    "Works without root as far as the system shows its devices to everybody.\n"
+    "Exit status: 0 listed; 22 bad usage, or the list could not be written; 28 modules or devices may be "
+    "missing.";
+
+constexpr char kWhyFooter[] = "Example:\n"
+                              "  krel5-engine why storage:smart\n"
+                              "Exit status: 0 answered; 22 bad usage; 28 modules or devices may be missing.";
+
+constexpr char kRunFooter[] =
+    "Tests are MODULE, MODULE:TEST, TEST where only one module has it, or numbers of \"list\": keys or the "
+    "names\n"
+    "that a person reads, in any case of letters; * and ? are wildcards (quote them for the shell).\n"
+    "Without any, and without --plan, the plan \"quick\" runs. With both, of the plan only these tests.\n"
+    "Examples:\n"
+    "  krel5-engine run memory:quick --set SizeMiB=4096 --timeout 30m\n"
+    "  krel5-engine run 'cpu:*' --for 12h             burn-in: each test again and again for 12 hours\n"
+    "  krel5-engine run storage --device 3 --set storage:readrandom.Reads=50000\n"
+    "  krel5-engine run --plan standard --dry-run     says what would run, and what not\n"
+    "A test that destroys data runs only when it is named itself, or with --destructive.";
+
+void addWhere(CLI::App& app, SituationRequest& where, bool withRoot)
+{
+    app.add_option("--modules", where.modules,
+                   "Further modules: a folder of them, or a program; may be given several times")
+        ->type_name("PATH")
+        ->expected(1)
+        ->take_all();
+    app.add_flag("--only-modules", where.isAlone, "Only those of --modules, not the installed ones");
+    app.add_option("--lang", where.language, "Language of names and texts (de); else that of LANG")
+        ->type_name("TAG");
+    if (withRoot)
+        app.add_option("--root", where.root, "Folder that stands for the machine's \"/\": a captured machine")
+            ->type_name("DIR");
+}
+
+void addList(CLI::App& app, CommandLine& line)
+{
+    app.add_option("MODULE", line.list.modules, "Only these modules");
+    app.add_flag("--json", line.list.json, "JSON, for programs");
+    app.add_flag("--all", line.list.all, "Also parameters of the tests, and modules without tests");
+    addWhere(app, line.where, true);
+    app.footer(kListFooter);
+}
+
+void addWhy(CLI::App& app, CommandLine& line)
+{
+    app.add_option("TEST", line.whyTest, "MODULE:TEST, or its number in \"list\"")->required();
+    addWhere(app, line.where, true);
+    app.footer(kWhyFooter);
+}
+
+void addRun(CLI::App& app, RunRequest& run)
+{
+    app.add_option("TEST", run.words, "MODULE, MODULE:TEST or numbers");
+    app.add_option("--plan", run.plan, "quick, standard, thorough, or a file")->type_name("NAME");
+    app.add_option("--device", run.devices,
+                   "Only on this device: its number in \"list\", its name, place or /dev path,\n"
+                   "a class (HardDrive), with wildcards or without; may be given several times")
+        ->type_name("WHICH")
+        ->expected(1)
+        ->take_all();
+    app.add_option("--set", run.settings, "A parameter, of all tests that have it; or MODULE:TEST.KEY=VALUE")
+        ->type_name("KEY=VALUE")
+        ->expected(1)
+        ->take_all();
+    app.add_option("--settings", run.settingsFile, "A file of such lines")->type_name("FILE");
+    app.add_option("--for", run.forTime, "Repeat each test for so long (90s, 5m, 1h, 2d)")->type_name("TIME");
+    app.add_option("--repeat", run.options.repeat, "Run everything so often")
+        ->type_name("N")
+        ->check(CLI::Range(1u, 1'000'000u));
+    app.add_option("--timeout", run.limit, "Stop a test that takes longer")->type_name("TIME");
+    app.add_option("--parallel", run.options.parallel,
+                   "So many tests at once, where they allow it; never two on one device")
+        ->type_name("N")
+        ->check(CLI::Range(1u, 1024u));
+    app.add_flag("--keep-going,!--stop-at-failure", run.options.keepGoing,
+                 "Go on after a test that did not pass (the default), or do not");
+    app.add_flag("--destructive", run.destructive, "Also tests that destroy data");
+    app.add_flag("--dry-run", run.dryRun, "Only say what would run");
+    app.add_option("--report", run.options.report, "Where the report goes; else into a folder of the day")
+        ->type_name("FILE");
+    addWhere(app, run.where, false);
+    app.footer(kRunFooter);
+}
+
+void addReport(CLI::App& app, CommandLine& line)
+{
+    app.add_option("FILE", line.reportFile, "Report of a session; - is standard input")->required();
+    app.add_option("--to", line.reportForm, "text, html, junit, json or ocp")->type_name("FORM");
+    app.add_option("--output", line.reportOutput, "File; else standard output")->type_name("FILE");
+}
+
+// As the shell had it.
+std::string commandOf(int argc, char const* const* argv)
+{
+    std::string command = "krel5-engine";
+    for (int i = 1; i < argc; ++i)
+        command += " " + quoted(argv[i]);
+    return command;
+}
+
+std::string withHint(CLI::App const& app, CLI::ParseError const& error)
+{
+    bool const isUnknown = dynamic_cast<CLI::ExtrasError const*>(&error);
+    return isUnknown ? listing::unknownWord(app, error.what()) : error.what();
+}
+
+} // namespace
+
 CommandLine parseCommandLine(int argc, char const* const* argv)
 {
     CommandLine line;
-    CLI::App app(
-        "Finds the bad part of a machine: runs the tests of all modules and says what became of each.",
-        "krel5-engine");
+    CLI::App app("Finds the bad part of a machine: runs the tests of all modules, says what became of each, "
+                 "and leaves "
+                 "one file to hand in.",
+                 "krel5-engine");
     app.set_version_flag("--version", "krel5-engine " KREL5_VERSION);
+    app.footer(kFooter);
+    app.require_subcommand(0, 1);
+    struct Row
+    {
+        Command command;
+        CLI::App* app;
+    };
+    Row const rows[] = {
+        {Command::List, app.add_subcommand("list", "Which tests there are, and which apply to this machine")},
+        {Command::Why, app.add_subcommand("why", "What stands in the way of a test, device by device")},
+        {Command::Run, app.add_subcommand("run", "Run tests")},
+        {Command::Report, app.add_subcommand("report", "Turn the report of a session into a page")},
+        {Command::Last,
+         app.add_subcommand("last", "What became of the last session; after a crash, what was running")},
+        {Command::Inventory, app.add_subcommand("inventory", "The devices of this machine")},
+        {Command::Compare, app.add_subcommand("compare", "What differs between two saved inventories")},
+    };
+    listing::DevicesOptions devices(line.devices);
+    addList(*rows[0].app, line);
+    addWhy(*rows[1].app, line);
+    addRun(*rows[2].app, line.run);
+    addReport(*rows[3].app, line);
+    rows[4].app->add_flag("--json", line.lastAsJson, "JSON, for programs");
+    devices.addListing(*rows[5].app);
+    devices.addCompare(*rows[6].app);
+    line.run.options.command = commandOf(argc, argv);
     try {
         app.parse(argc, argv);
     } catch (CLI::CallForHelp const&) {
@@ -18,8 +170,22 @@ CommandLine parseCommandLine(int argc, char const* const* argv)
     } catch (CLI::CallForVersion const& version) {
         line.answer = std::string(version.what()) + "\n";
     } catch (CLI::ParseError const& error) {
-        line.error = error.what();
+        line.error = withHint(app, error);
     }
+    for (Row const& row : rows)
+        if (row.app->parsed()) {
+            line.command = row.command;
+            line.help = "krel5-engine " + row.app->get_name() + " --help";
+        }
+    if (line.answer || !line.error.empty())
+        return line;
+    if (line.command == Command::None)
+        line.error = "no command was given: list, why, run, report, last, inventory or compare";
+    if (line.command == Command::Inventory)
+        line.error = devices.finishListing(*rows[5].app);
+    if (line.command == Command::Compare)
+        line.error = devices.finishCompare(*rows[6].app);
+    line.run.options.language = line.run.where.language;
     return line;
 }
 

@@ -1,15 +1,32 @@
 #pragma once
 // What was asked for on the command line.
 
+#include <engine/commands/ListCommand.h>
+#include <engine/commands/RunCommand.h>
+#include <engine/commands/Situation.h>
+
+#include <listing/DevicesCommand.h>
+
 #include <optional>
 #include <string>
 
 namespace engine {
 
+enum class Command { None, List, Why, Run, Inventory, Compare, Report, Last };
+
 struct CommandLine
 {
-    std::optional<std::string> answer; ///< help or version, to be printed instead
-    std::string error;                 ///< why it was not understood; empty when it was
+    Command command = Command::None;
+    SituationRequest where; ///< of list and why
+    ListRequest list;
+    std::string whyTest;
+    RunRequest run;
+    listing::DevicesRequest devices; ///< of inventory and compare
+    std::string reportFile, reportForm, reportOutput;
+    bool lastAsJson = false;
+    std::optional<std::string> answer;        ///< help or version, to be printed instead
+    std::string error;                        ///< why it was not understood; empty when it was
+    std::string help = "krel5-engine --help"; ///< what to type to learn how it is written
 };
 
 CommandLine parseCommandLine(int argc, char const* const* argv);

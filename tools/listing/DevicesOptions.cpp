@@ -4,6 +4,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+
 namespace listing {
 
 namespace {
@@ -91,9 +93,21 @@ std::string unknownWord(CLI::App const& app, std::string const& fallback)
             known.emplace_back("--" + name);
     for (CLI::App const* command : app.get_subcommands([](CLI::App const*) { return true; }))
         known.emplace_back(command->get_name());
-    std::vector<zel::String> const meant = zel::nearestSpellings(zel::String(word), known);
-    std::string const hint = meant.empty() ? "" : "; did you mean " + meant.front().toUtf8() + "?";
-    return "\"" + word + "\" is not understood" + hint;
+    return "\"" + word + "\" is not understood" + hintFor(word, known);
+}
+
+std::string hintFor(std::string const& word, std::vector<zel::String> const& known)
+{
+    constexpr std::size_t kMost = 3;
+    std::vector<zel::String> nearest = zel::nearestSpellings(zel::String(word), known);
+    nearest.erase(std::unique(nearest.begin(), nearest.end()), nearest.end());
+    if (nearest.empty())
+        return {};
+    nearest.resize(std::min(nearest.size(), kMost));
+    std::string text = "; did you mean " + nearest.front().toUtf8();
+    for (std::size_t i = 1; i < nearest.size(); ++i)
+        text += (i + 1 < nearest.size() ? ", " : " or ") + nearest[i].toUtf8();
+    return text + "?";
 }
 
 } // namespace listing

@@ -3,7 +3,10 @@
 
 #include <listing/DevicesCommand.h>
 
+#include <zel/foundation/String.h>
+
 #include <string>
+#include <vector>
 
 namespace CLI {
 class App;
@@ -35,5 +38,8 @@ private:
 /// What to say of a word that `app` did not understand: the word, and the nearest that it would have; `fallback` where
 /// there is no such word.
 std::string unknownWord(CLI::App const& app, std::string const& fallback);
+
+/// "; did you mean --json?", of up to three that are equally near "a, b or c"; nothing where none is near.
+std::string hintFor(std::string const& word, std::vector<zel::String> const& known);
 
 } // namespace listing

@@ -116,6 +116,9 @@ void readTexts(Module& module, zel::LanguageImp const& language)
         String const key = test.record.keyInModule();
         test.name = textOr(guid, "Test." + key + ".Name", language, key).toUtf8();
         test.description = textOr(guid, "Test." + key + ".Description", language, String()).toUtf8();
+        for (zel::ParameterImp const& parameter : test.record.parameters())
+            test.parameterNames.push_back(
+                textOr(guid, "Parameter." + parameter.key() + ".Name", language, String()).toUtf8());
     }
 }
 

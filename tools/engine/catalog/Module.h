@@ -19,10 +19,11 @@ struct ModuleTest
 {
     explicit ModuleTest(zel::TestImp test) : record(std::move(test)) {}
 
-    zel::TestImp record;       ///< with the settings of the module's file, global parameters among its own
-    std::string name;          ///< what a person reads; the key where nobody gave it one
-    std::string description;   ///< may be empty
-    std::size_t number = 0;    ///< in lists, from 1
+    zel::TestImp record;     ///< with the settings of the module's file, global parameters among its own
+    std::string name;        ///< what a person reads; the key where nobody gave it one
+    std::string description; ///< may be empty
+    std::vector<std::string> parameterNames; ///< of each of the record's; empty where nobody gave it one
+    std::size_t number = 0;                  ///< in lists, from 1
     bool isDeclinable = false; ///< the module has not been asked yet whether it wants these devices
     std::vector<zel::DeviceImp*> devices; ///< that it goes to, in the machine's order
     std::string notHere;                  ///< why there are none; empty when there are some

@@ -3,7 +3,6 @@
 #include <engine/catalog/Assignment.h>
 
 #include <zel/foundation/Exception.h>
-#include <zel/foundation/Spelling.h>
 #include <zel/model/state/StateManager.h>
 
 #include <algorithm>
@@ -178,12 +177,6 @@ bool matches(std::string const& pattern, std::string const& text)
 }
 
 bool hasWildcard(std::string const& word) { return word.find_first_of("*?") != std::string::npos; }
-
-std::string hintFor(std::string const& word, std::vector<String> const& known)
-{
-    auto const nearest = zel::nearestSpellings(String(word), known);
-    return nearest.empty() ? "" : "; did you mean " + nearest.front().toUtf8() + "?";
-}
 
 ChosenTests chooseTests(Catalog const& catalog, std::string const& word)
 {

@@ -3,6 +3,8 @@
 
 #include <engine/catalog/Catalog.h>
 
+#include <listing/DevicesOptions.h>
+
 #include <string>
 #include <vector>
 
@@ -37,7 +39,6 @@ Module* chooseModule(Catalog const& catalog, std::string const& word);
 std::vector<zel::DeviceImp*> chooseDevices(std::vector<zel::DeviceImp*> const& numbered,
                                            zel::StateManager const& machine, std::string const& word);
 
-/// "; did you mean memory?", or nothing.
-std::string hintFor(std::string const& word, std::vector<zel::String> const& known);
+using listing::hintFor;
 
 } // namespace engine

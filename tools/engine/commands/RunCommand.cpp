@@ -1,0 +1,110 @@
+#include <engine/commands/RunCommand.h>
+
+#include <engine/catalog/Assignment.h>
+
+#include <listing/Console.h>
+#include <listing/Listing.h>
+
+#include <zel/foundation/System.h>
+#include <zel/model/devices/DeviceImp.h>
+
+namespace engine {
+
+using listing::harmless;
+
+namespace {
+
+// Words that have to stand behind each command that makes a run again.
+std::vector<std::string> wordsOf(SituationRequest const& where)
+{
+    std::vector<std::string> words;
+    for (std::string const& module : where.modules)
+        words.insert(words.end(), {"--modules", module});
+    if (where.isAlone)
+        words.emplace_back("--only-modules");
+    return words;
+}
+
+std::string durationText(std::chrono::seconds time)
+{
+    constexpr std::pair<char const*, long> kUnits[] = {{"h", 3600}, {"m", 60}, {"s", 1}};
+    std::string text;
+    long left = time.count();
+    for (auto const& [unit, seconds] : kUnits)
+        if (long const count = left / seconds; count > 0) {
+            text += (text.empty() ? "" : " ") + std::to_string(count) + unit;
+            left -= count * seconds;
+        }
+    return text;
+}
+
+std::string refusalText(Refusal const& refusal)
+{
+    std::string const what = refusal.moduleGuid.empty() ? "" : refusal.moduleGuid + ":" + refusal.test;
+    std::string const device =
+        refusal.deviceName.empty() ? "" : (what.empty() ? "" : " on ") + refusal.deviceName;
+    return harmless(what + device + ": " + refusal.result + ": " + refusal.reason);
+}
+
+} // namespace
+
+Plan planOf(RunRequest const& request, Situation const& situation, bool isAdministrator)
+{
+    PlanRequest wanted;
+    wanted.words = request.words;
+    wanted.devices = request.devices;
+    wanted.destructive = request.destructive;
+    wanted.isAdministrator = isAdministrator;
+    wanted.also = wordsOf(request.where);
+    if (!request.plan.empty() || request.words.empty()) {
+        wanted.plan = request.plan.empty() ? "quick" : request.plan;
+        wanted.lines = readPlan(planPath(wanted.plan, installedPlans()));
+    }
+    if (!request.settingsFile.empty())
+        wanted.fileSettings = readSettingsFile(request.settingsFile);
+    for (std::string const& setting : request.settings)
+        wanted.settings.push_back(settingOf(setting, "--set"));
+    if (!request.forTime.empty())
+        wanted.forTime = durationOf(request.forTime, "--for");
+    if (!request.limit.empty())
+        wanted.limit = durationOf(request.limit, "--timeout");
+    return makePlan(wanted, situation.catalog, *situation.machine, situation.numbered);
+}
+
+std::string planText(Plan const& plan)
+{
+    std::string text;
+    std::chrono::seconds known{0};
+    bool isWhole = true;
+    for (PlannedRun const& run : plan.runs) {
+        text += harmless(run.moduleGuid + ":" + run.test + " on " + run.device->name().toUtf8() + " (" +
+                         placeOf(*run.device) + ")");
+        for (auto const& [key, value] : run.parameters)
+            text += " " + harmless(quoted(key + "=" + value));
+        if (run.forTime.count() > 0)
+            text += ", for " + durationText(run.forTime);
+        if (run.limit.count() > 0)
+            text += ", for " + durationText(run.limit) + " at most";
+        text += run.destructive ? ", DESTROYS DATA" : "";
+        text += "\n";
+        known += run.expected;
+        isWhole = isWhole && run.expected.count() > 0;
+    }
+    text += std::to_string(plan.runs.size()) + (plan.runs.size() == 1 ? " run" : " runs");
+    if (known.count() > 0)
+        text += std::string(", about ") + durationText(known) + (isWhole ? "" : " and more");
+    return text + ".\n";
+}
+
+int runCommand(RunRequest const& request)
+{
+    Situation const situation = lookAround(request.where);
+    Plan const plan = planOf(request, situation, zel::System::userIsAdministrator());
+    for (Refusal const& refusal : plan.refusals)
+        listing::complain((refusal.isAskedFor ? "not run: " : "left out: ") + refusalText(refusal));
+    if (!request.dryRun)
+        return runPlan(plan, request.options, *situation.machine);
+    return !listing::printed(planText(plan)) ? kTrouble : situation.isComplete ? kDone : kIncomplete;
+}
+
+} // namespace engine

@@ -1,0 +1,27 @@
+#pragma once
+// Between a plan and its runs.
+
+#include <engine/plan/Plan.h>
+
+#include <string>
+
+namespace zel {
+class StateManager;
+}
+
+namespace engine {
+
+struct RunOptions
+{
+    unsigned parallel = 1;
+    unsigned repeat = 1;
+    bool keepGoing = true;
+    std::string report;   ///< file; empty: in the folder of the day
+    std::string command;  ///< as it was typed, quoted for a shell
+    std::string language; ///< tag, of questions and texts
+};
+
+/// Makes the runs, shows them, writes the report. Returns the process's exit status.
+int runPlan(Plan const& plan, RunOptions const& options, zel::StateManager const& machine);
+
+} // namespace engine

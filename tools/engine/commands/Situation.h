@@ -1,0 +1,47 @@
+#pragma once
+// What every command needs to know before it answers: the modules, the machine, and which goes with which.
+
+#include <engine/catalog/Catalog.h>
+
+#include <string>
+#include <vector>
+
+namespace zel {
+class DeviceImp;
+class StateManager;
+} // namespace zel
+
+namespace engine {
+
+/// Of the options that such commands share.
+struct SituationRequest
+{
+    std::vector<std::string> modules; ///< "--modules", folders or programs beside the installed ones
+    bool isAlone = false;             ///< "--only-modules": without the installed ones
+    std::string language;             ///< tag; empty: that of the environment
+    std::string root = "/";           ///< the machine
+};
+
+struct Situation
+{
+    Catalog catalog;
+    zel::StateManager* machine = nullptr;      ///< of zel::ModuleManager; has the catalog's tests
+    std::vector<zel::DeviceImp*> numbered;     ///< devices that a person picks by number, from 1
+    std::vector<std::string> installedFolders; ///< where installed modules were looked for
+    bool isComplete = true;                    ///< false: modules or devices may be missing, which was told
+};
+
+/// Says on standard error what could not be seen. Throws InvalidArgumentException for a request that is bad usage.
+Situation lookAround(SituationRequest const& request);
+
+/// The folders of installed modules and plans: those of the installed program, and of the build tree.
+std::vector<std::string> installedModules();
+std::vector<std::string> installedPlans();
+
+enum Status {
+    kDone = 0,
+    kTrouble = 22,   ///< bad usage, or what was to be written could not be written
+    kIncomplete = 28 ///< answered, but modules or devices may be missing
+};
+
+} // namespace engine
