@@ -105,11 +105,11 @@ void addRun(CLI::App& app, RunRequest& run)
     app.footer(kRunFooter);
 }
 
-void addReport(CLI::App& app, CommandLine& line)
+void addReport(CLI::App& app, ReportRequest& report)
 {
-    app.add_option("FILE", line.reportFile, "Report of a session; - is standard input")->required();
-    app.add_option("--to", line.reportForm, "text, html, junit, json or ocp")->type_name("FORM");
-    app.add_option("--output", line.reportOutput, "File; else standard output")->type_name("FILE");
+    app.add_option("FILE", report.file, "Report of a session; - is standard input")->required();
+    app.add_option("--to", report.to, "One of: " + pageForms())->type_name("FORM");
+    app.add_option("--output", report.output, "File; else standard output")->type_name("FILE");
 }
 
 // As the shell had it.
@@ -158,7 +158,7 @@ CommandLine parseCommandLine(int argc, char const* const* argv)
     addList(*rows[0].app, line);
     addWhy(*rows[1].app, line);
     addRun(*rows[2].app, line.run);
-    addReport(*rows[3].app, line);
+    addReport(*rows[3].app, line.report);
     rows[4].app->add_flag("--json", line.lastAsJson, "JSON, for programs");
     devices.addListing(*rows[5].app);
     devices.addCompare(*rows[6].app);

@@ -2,6 +2,7 @@
 // What was asked for on the command line.
 
 #include <engine/commands/ListCommand.h>
+#include <engine/commands/ReportCommands.h>
 #include <engine/commands/RunCommand.h>
 #include <engine/commands/Situation.h>
 
@@ -22,7 +23,7 @@ struct CommandLine
     std::string whyTest;
     RunRequest run;
     listing::DevicesRequest devices; ///< of inventory and compare
-    std::string reportFile, reportForm, reportOutput;
+    ReportRequest report;
     bool lastAsJson = false;
     std::optional<std::string> answer;        ///< help or version, to be printed instead
     std::string error;                        ///< why it was not understood; empty when it was

@@ -57,9 +57,9 @@ int obey(CommandLine const& line)
     case Command::Compare:
         return listing::compareDevices(line.devices, sysinfoFolder());
     case Command::Report:
+        return engine::writeReport(line.report);
     case Command::Last:
-        listing::complain("this version does not read reports yet");
-        return engine::kTrouble;
+        return engine::showLast(line.lastAsJson);
     case Command::None:
         break;
     }
