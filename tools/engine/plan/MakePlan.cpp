@@ -236,6 +236,7 @@ private:
         run.device = &device;
         run.parameters = values;
         run.optional = place.test->record.optionalDeviceCapabilities();
+        run.optional = place.test->record.neededBesideTested();
         run.interactive = flags.interactive;
         run.destructive = flags.destructive;
         run.parallel = flags.supportsParallelTesting;
