@@ -31,6 +31,9 @@ for name in "$@"; do
     twice=$(texts "$file" | cut -d= -f1 | sort | uniq -d)
     [[ -z $twice ]] || fault "$file: twice: $twice"
   done
+  for tip in $(texts "$english" | sed -nE 's/^(Event\..+\.Tip\.[2-9])=.*/\1/p'); do # the first that is missing ends the list
+    texts "$english" | grep -q "^${tip%.*}.$((${tip##*.} - 1))=" || fault "$english: $tip without the one before it"
+  done
   differing=$(diff <(outline "$english") <(outline "$other") | grep '^[<>]')
   [[ -z $differing ]] || fault "$other differs (<: English has, >: $language has):"$'\n'"$differing"
 done
