@@ -63,6 +63,23 @@ FAULTING void touchBeyondFile()
     s_zero = *static_cast<int volatile*>(memory);
 }
 
+#if defined(__x86_64__)
+// A frame whose caller, as far as the unwinder is told, is this frame again.
+asm(".text\n"
+    ".type frameBelowItself, @function\n"
+    "frameBelowItself:\n"
+    ".cfi_startproc\n"
+    ".cfi_def_cfa %rsp, 0\n"
+    ".cfi_offset %rip, 0\n"
+    "lea 1f(%rip), %rax\n"
+    "mov %rax, (%rsp)\n"
+    "1: movl $1, 0x10\n"
+    "ret\n"
+    ".cfi_endproc\n"
+    ".size frameBelowItself, . - frameBelowItself\n");
+extern "C" void frameBelowItself();
+#endif
+
 void report(zel::String const& text)
 {
     zel::OStream::out() << "report: " << text << "after the report" << zel::endl;
@@ -122,6 +139,19 @@ TEST(FaultHandler, startsItsTraceAtTheFaultingFunction)
     ASSERT_NE(first, std::string::npos);
     std::string const line = outcome.output.substr(first, outcome.output.find('\n', first) - first);
     EXPECT_NE(line.find("readBadAddress()"), std::string::npos) << line;
+}
+
+TEST(FaultHandler, tellsAFrameThatRepeatsForEverOnce)
+{
+#if defined(__x86_64__)
+    auto const outcome = runInChild([] {
+        setUp();
+        frameBelowItself();
+    });
+    EXPECT_EQ(outcome.status, kStatus);
+    std::size_t const frames = occurrences(outcome.output, "\n  #");
+    EXPECT_TRUE(frames >= 1 && frames <= 3) << outcome.output;
+#endif
 }
 
 TEST(FaultHandler, reportsFaultsOfOtherThreads)

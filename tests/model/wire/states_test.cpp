@@ -176,8 +176,23 @@ TEST(SerializedState, leavesOutWhatIsNobodys)
     }
     device.property("k")->addChild(device.property("l"));
     device.property("l")->addChild(device.property("k"));
+    PropertyImp const absent(std::make_shared<PropertySpecImp>("absent", PropertyCategoryImp(),
+                                                               DataTypeImp::STRING(), CapabilityImp()),
+                             ValueImp("v"));
+    for (char const* const key : {"group", "member"}) {
+        auto const one = std::make_shared<PropertySpecImp>(key, PropertyCategoryImp(), DataTypeImp::STRING(),
+                                                           CapabilityImp());
+        PropertyImp const property(one, ValueImp("v"));
+        device.addProperty(&property);
+    }
+    device.property("group")->addChild(&absent);
+    device.property("group")->addChild(device.property("member"));
+    device.property("member")->setPartOfGroup(true);
     Serializable::deserializeUtf8(written(state), back);
     DeviceImp const& copy = *back.device("d");
+    EXPECT_EQ(copy.groupOf(*copy.property("member")), copy.property("group"))
+        << "though one before it is not there";
+    EXPECT_EQ(copy.property("group")->children(), std::vector<String>{"member"});
     EXPECT_EQ(back.testsOf(copy).size(), 0u);
     EXPECT_EQ(copy.groupOf(*copy.property("k")) != nullptr, copy.groupOf(*copy.property("l")) == nullptr);
     spec->setGroup(nullptr);

@@ -84,6 +84,29 @@ TEST(SmartParser, keepsTwentyMessages)
     EXPECT_EQ(report.m_doubts, (std::vector<Doubt>{{Doubt::Kind::TooMany, "smartctl.messages"}}));
 }
 
+TEST(SmartParser, knowsTheKindOfASelfTestByItsNumberElseByItsName)
+{
+    using Kind = SelfTest::Kind;
+    struct Row
+    {
+        char const* m_type;
+        Kind m_kind;
+    };
+    for (Row const& row :
+         {Row{R"("value":1)", Kind::Short}, Row{R"("value":130)", Kind::Extended},
+          Row{R"("value":3)", Kind::Other}, Row{R"("value":3,"string":"Short offline")", Kind::Other},
+          Row{R"("string":"Short offline")", Kind::Short}, Row{R"("string":"Background short")", Kind::Short},
+          Row{R"("string":"Extended offline")", Kind::Extended},
+          Row{R"("string":"Background long")", Kind::Extended},
+          Row{R"("string":"Conveyance offline")", Kind::Other}}) {
+        SmartReport const report =
+            parseSmartReport(R"({"ata_smart_self_test_log":{"standard":{"table":[{"type":{)" +
+                             std::string(row.m_type) + R"(},"status":{"value":0}}]}}})");
+        ASSERT_EQ(report.m_selfTests.size(), 1u) << row.m_type;
+        EXPECT_EQ(report.m_selfTests[0].m_kind, row.m_kind) << row.m_type;
+    }
+}
+
 TEST(SmartParser, readsNothingOfATextThatAZeroByteCuts)
 {
     std::string const passed = R"({"smart_status":{"passed":true}})";
