@@ -12,11 +12,12 @@ namespace krel5::modules::memory::test {
 /// The slices one after the other on the calling thread.
 struct InlineRunner
 {
-    bool operator()(TestHost& host, unsigned count, std::uint64_t, Work const& work, ProgressSpan) const
+    bool operator()(TestHost& host, unsigned count, std::uint64_t, Work const& work, ProgressSpan span) const
     {
         WorkerControl control;
         for (unsigned worker = 0; worker < count && !host.stopRequested(); ++worker)
             work(worker, control);
+        host.progress(span.m_to);
         return !host.stopRequested();
     }
 };
@@ -38,7 +39,7 @@ public:
             m_right = m_right || (fault.m_index == word && ((fault.m_expected ^ fault.m_actual) & m_bits));
     }
     void report(PassName const&, BrokenPage const&) override {}
-    void progress(int) override {}
+    void progress(int percent) override { m_progress.push_back(percent); }
     bool stopRequested() override { return m_right; }
     void fault(Fault const&) override {}
     void problem(Report const&) override {}
@@ -46,6 +47,7 @@ public:
 
     bool m_found = false;
     bool m_right = false;
+    std::vector<int> m_progress; ///< after each pass
 
 private:
     std::vector<std::size_t> m_words;

@@ -96,8 +96,8 @@ void decoderFaults(CoverageRow& row, int kind, unsigned slices)
 
 using Injector = void (*)(CoverageRow&, std::string const&);
 
-/// A promise is a row of which every fault is found and reported where it is; the other rows are for
-/// comparison.
+/// A promise is a row of which every fault is found and reported where it is. Of the others, which are for comparison,
+/// some are not.
 struct Line
 {
     FaultClass const& m_class;
@@ -118,21 +118,21 @@ std::vector<Line> const kLines = {
     {kIncorrectRead, everyCell<8>, "", {kQuick, kThorough, kPatterns, kRandom}},
     {kWriteDisturb, everyCell<8>, "", {kThorough}},
     {kDeceptiveRead, everyCell<8>, "", {kThorough}},
-    {kInversion, betweenWords, "", {kQuick, kThorough}},
+    {kInversion, betweenWords, "", {kQuick, kThorough, kPatterns}},
     {kIdempotent, betweenWords, "", {kQuick, kThorough}},
     {kState, betweenWords, "", {kQuick, kThorough}},
-    {kInversion, betweenManyWords, ", 64 words", {kQuick, kThorough}},
+    {kInversion, betweenManyWords, ", 64 words", {kQuick, kThorough, kPatterns}},
     {kIdempotent, betweenManyWords, ", 64 words", {kQuick, kThorough}},
     {kState, betweenManyWords, ", 64 words", {kQuick, kThorough}},
-    {kInversion, withinWord, ", bits of a word", {kQuick, kThorough}},
-    {kIdempotent, withinWord, ", bits of a word", {kQuick, kThorough}},
-    {kState, withinWord, ", bits of a word", {kQuick, kThorough}},
+    {kInversion, withinWord, ", bits of a word", {kQuick, kThorough, kPatterns}},
+    {kIdempotent, withinWord, ", bits of a word", {kQuick, kThorough, kPatterns}},
+    {kState, withinWord, ", bits of a word", {kQuick, kThorough, kPatterns}},
     {kDisturb, betweenWords, "", {kThorough}},
-    {kCoupledTransition, betweenWords, "", {kThorough}},
+    {kCoupledTransition, betweenWords, "", {kQuick, kThorough}},
     {kCoupledWriteDisturb, betweenWords, "", {kThorough}},
-    {kCoupledRead, betweenWords, "", {kThorough}},
+    {kCoupledRead, betweenWords, "", {kQuick, kThorough}},
     {kCoupledDeceptive, betweenWords, "", {kThorough}},
-    {kCoupledIncorrect, betweenWords, "", {kThorough}},
+    {kCoupledIncorrect, betweenWords, "", {kQuick, kThorough}},
     {kDynamicRead, everyCell<8>, "", {kThorough}},
     {kDynamicDeceptive, everyCell<8>, "", {kThorough}},
     {kDynamicIncorrect, everyCell<8>, "", {kThorough}},
@@ -145,10 +145,12 @@ std::vector<Line> const kLines = {
 void expectPromise(CoverageRow const& row, bool promised)
 {
     row.print();
-    if (!promised)
-        return;
     EXPECT_GT(row.m_injected, 0);
-    EXPECT_EQ(row.m_right, row.m_injected) << row.m_name;
+    if (promised) {
+        EXPECT_EQ(row.m_right, row.m_injected) << row.m_name;
+    } else if (row.m_algorithm != kRandom) { // which finds all of some class only where the seed is lucky
+        EXPECT_LT(row.m_right, row.m_injected) << row.m_name << " is found, and not promised";
+    }
 }
 
 bool promises(Line const& line, Algorithm algorithm)
@@ -203,6 +205,8 @@ TEST_P(Coverage, ReportsNothingOnSoundMemory)
                                                                           words, slices, s_noBrokenPages);
             EXPECT_TRUE(runAlgorithm(GetParam(), checker, 4711));
             EXPECT_EQ(checker.faults(), 0u) << words << " words, " << slices << " slices";
+            EXPECT_EQ(detective.m_progress.back(), 100);
+            EXPECT_EQ(std::ranges::count(detective.m_progress, 100), 1) << "no more work than expected";
         }
     }
 }
