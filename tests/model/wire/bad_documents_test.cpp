@@ -113,6 +113,10 @@ TEST(BadDocument, isRefusedWithReasonAndPlace)
         {inState("<device guid='a' parent='a'/>"), "device \"a\" stands below itself"},
         {inState("<device guid='a' parent='c'/><device guid='b' parent='a'/><device guid='c' parent='b'/>"),
          "stands below itself"},
+        {inState("<device guid='x'/><device guid='a' parent='b'/><device guid='b' parent='a'/>"),
+         "stands below itself"},
+        {inState("<device guid='d'><property spec='s' value=''/></device>"),
+         "spec: \"s\" is not the name of a specification"},
         {withProperty("<property spec='x' value=''/>"), "spec: \"x\" is not the name of a specification"},
         {withProperty("<property value=''/>"), "no attribute \"spec\""},
         {withProperty("<property spec='s'/>"), "no attribute \"value\" at /StateManager/device/property"},
@@ -128,6 +132,8 @@ TEST(BadDocument, isRefusedWithReasonAndPlace)
              "<property spec='t'><text><variable name='n' type='LOCALIZEDSTRING'><text/></variable></text>"
              "</property>"),
          "cannot be of type LOCALIZEDSTRING"},
+        {withProperty("<property spec='t'><text><future/><variable name='n'/></text></property>"),
+         "no attribute \"type\""},
         {withProperty("<property spec='s' value=''><member key='u'/></property>"), "has no property \"u\""},
         {withProperty("<property spec='s' value=''><member key='s'/></property>"),
          "a group that stands below itself"},
@@ -297,13 +303,20 @@ TEST(BadDocument, spendsNothingOnABomb)
         {"<module guid='m'>", "<localizedLibrary name='", "</module>", "more than 1000 libraries"},
     };
     for (auto const& list : lists)
-        for (int const count : {1000, 200'000}) {
+        for (int const count : {1000, 1001, 200'000}) {
             std::string children;
             for (int i = 0; i < count; ++i)
                 children += list.child + std::to_string(i) + "'/>";
             std::string const answer = refusal(inState(list.before + children + list.after));
             EXPECT_EQ(answer.find(list.reason) != std::string::npos, count > 1000) << answer;
         }
+    for (std::size_t const count : {ValueImp::kMaxElements, ValueImp::kMaxElements + 1}) {
+        std::string const answer = refusal(withProperty(
+            "<property spec='s' type='UINT32ARRAY'>" + repeated("<item value='1'/>", count) + "</property>"));
+        EXPECT_EQ(answer.find("at most 1048576 elements") != std::string::npos,
+                  count > ValueImp::kMaxElements)
+            << answer;
+    }
     std::string const variables = repeated("<variable name='n' type='STRING' value=''/>", 2);
     EXPECT_NE(
         refusal(withProperty("<property spec='t'><text>" + variables + "</text></property>")).find("twice"),

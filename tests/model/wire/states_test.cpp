@@ -1,4 +1,5 @@
 // Whatever a state holds comes back as it was, and is written as the schema says.
+#include "../TestDevices.h"
 #include "RandomState.h"
 #include "StateDump.h"
 
@@ -196,4 +197,66 @@ TEST(SerializedState, leavesOutWhatIsNobodys)
     EXPECT_EQ(back.testsOf(copy).size(), 0u);
     EXPECT_EQ(copy.groupOf(*copy.property("k")) != nullptr, copy.groupOf(*copy.property("l")) == nullptr);
     spec->setGroup(nullptr);
+}
+
+TEST(SerializedState, leavesOutTiesAndRunsOfWhatItDoesNotHold)
+{
+    TestImp test("t", CapabilityImp()), lostTest("lost", CapabilityImp());
+    IndicatorImp indicator("i", CapabilityImp(), true), lostIndicator("lost", CapabilityImp(), true);
+    auto const lostDevice = device("lost");
+    StateManager state, back;
+    DeviceImp& held = state.addDevice(device("held"), nullptr);
+    state.addTest(test);
+    state.addIndicator(indicator);
+    state.associate(held, lostTest, false);
+    state.associate(held, test, false);
+    state.addTestRun(TestRunImp(&test, lostDevice.get()));
+    state.addTestRun(TestRunImp(&lostTest, &held));
+    state.addTestRun(TestRunImp(&test, &held));
+    state.addIndicatorRun(IndicatorRunImp(lostIndicator, nullptr, 5));
+    state.addIndicatorRun(IndicatorRunImp(indicator, lostDevice.get(), 5));
+    state.addIndicatorRun(IndicatorRunImp(indicator, nullptr, 5));
+    Serializable::deserializeUtf8(written(state), back);
+    EXPECT_EQ(back.testsOf(*back.device(held.guid())), std::vector<TestImp*>{back.test("t")});
+    ASSERT_EQ(back.testRunCount(), 3u);
+    EXPECT_FALSE(back.testRunAtIndex(0).test());
+    EXPECT_FALSE(back.testRunAtIndex(1).test());
+    EXPECT_EQ(back.testRunAtIndex(2).test(), back.test("t"));
+    ASSERT_EQ(back.indicatorRunCount(), 1u);
+    EXPECT_FALSE(back.indicatorRunAtIndex(0).device());
+}
+
+// Each device has a specification of its own: those that say the same are written once, those of one key that differ in
+// anything under names of their own.
+TEST(SerializedState, writesSpecificationsThatSayTheSameOnce)
+{
+    auto const spec = [](char const* key = "k", PropertyCategoryImp const& category = PropertyCategoryImp(),
+                         DataTypeImp const& type = DataTypeImp::STRING(),
+                         CapabilityImp const& capability = CapabilityImp()) {
+        return std::make_shared<PropertySpecImp>(key, category, type, capability);
+    };
+    auto const first = spec("k#2"), listed = spec(), ofModule = spec(), named = spec(), alias = spec(),
+               grouped = spec();
+    ofModule->setModuleGuid("m");
+    named->setDefaultName("n");
+    alias->setAlias("a");
+    grouped->setGroup(first);
+    StateManager state, back;
+    state.addPropertySpec(listed, false);
+    int number = 0;
+    for (auto const& one : {first, spec(), ofModule, spec("k", PropertyCategoryImp::SysInfo()),
+                            spec("k", PropertyCategoryImp(), DataTypeImp::UINT32()),
+                            spec("k", PropertyCategoryImp(), DataTypeImp::STRING(), CapabilityImp::CPU()),
+                            named, alias, grouped, spec()}) {
+        PropertyImp const property(one, ValueImp("v"));
+        state.addDevice(device(std::to_string(number++)), nullptr).addProperty(&property);
+    }
+    std::string const document = written(state);
+    std::string names;
+    std::regex const name("<specification name=\"([^\"]*)\"");
+    for (std::sregex_iterator one(document.begin(), document.end(), name), end; one != end; ++one)
+        names += one->str(1) + " ";
+    EXPECT_EQ(names, "k k#2 k#3 k#4 k#5 k#6 k#7 k#8 k#9 ");
+    Serializable::deserializeUtf8(document, back);
+    EXPECT_EQ(dump(back), dump(state));
 }

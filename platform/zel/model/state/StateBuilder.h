@@ -20,7 +20,7 @@ public:
     bool add(std::unique_ptr<AlertImp>& alert) { return m_state.m_alerts.own(alert) != nullptr; }
     bool add(std::shared_ptr<PropertySpecImp> const& specification);
 
-    /// Index of the device of that guid; the number of devices or more when there is none.
+    /// Index of the device of that guid; static_cast<std::size_t>(-1) when there is none.
     std::size_t indexOfDevice(String const& guid) const { return m_state.m_devices.indexOf(guid); }
     /// Puts the device at the one index below that at the other. REQUIRES: both are there, the device has no parent
     /// yet, and does not come to stand below itself.

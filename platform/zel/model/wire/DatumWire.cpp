@@ -148,53 +148,47 @@ ValueReader::ValueReader(XmlReader& reader, DataTypeImp const& type)
       m_isComplete(type != DataTypeImp::LOCALIZEDSTRING())
 {}
 
-bool ValueReader::take()
+void ValueReader::take()
 {
     if (m_reader.is("text"))
-        return takeText();
-    return m_reader.is("item") && takeItem();
+        takeText();
+    else if (m_reader.is("item"))
+        takeItem();
 }
 
-bool ValueReader::takeText()
+void ValueReader::takeText()
 {
-    if (m_value.type() == DataTypeImp::LOCALIZEDSTRINGARRAY()) {
-        checkRoom();
-        m_value.append(readText(m_reader));
-        return true;
-    }
+    if (m_value.type() == DataTypeImp::LOCALIZEDSTRINGARRAY())
+        return append(readText(m_reader));
     if (m_value.type() != DataTypeImp::LOCALIZEDSTRING())
-        return false;
+        return;
     if (m_isComplete)
         m_reader.fail("a second text");
     m_isComplete = true;
     m_value = ValueImp(readText(m_reader));
-    return true;
 }
 
-bool ValueReader::takeItem()
+void ValueReader::takeItem()
 {
-    if (!m_value.isArray())
-        return false;
-    checkRoom();
     DataTypeImp const& type = m_value.type();
     if (type == DataTypeImp::STRINGARRAY())
-        m_value.append(m_reader.required("value"));
+        append(m_reader.required("value"));
     else if (type == DataTypeImp::UINT32ARRAY())
-        m_value.append(m_reader.number<std::uint32_t>("value"));
+        append(m_reader.number<std::uint32_t>("value"));
     else if (type == DataTypeImp::INT32ARRAY())
-        m_value.append(m_reader.number<std::int32_t>("value"));
+        append(m_reader.number<std::int32_t>("value"));
     else if (type == DataTypeImp::DISCRETEMEASUREMENTARRAY())
-        m_value.append(readDiscrete(m_reader));
-    else
-        return false; // localized strings are texts
-    return true;
+        append(readDiscrete(m_reader));
 }
 
-void ValueReader::checkRoom() const
+template <typename Element>
+void ValueReader::append(Element&& element)
 {
-    if (m_value.elementCount() >= ValueImp::kMaxElements)
-        m_reader.fail("an array of more than " + String::number(std::uint64_t{ValueImp::kMaxElements}) +
-                      " elements");
+    try {
+        m_value.append(std::forward<Element>(element));
+    } catch (InvalidArgumentException const& e) {
+        m_reader.fail(e.getMessage());
+    }
 }
 
 ValueImp ValueReader::finish()

@@ -20,14 +20,15 @@ public:
     /// The element was just opened.
     ValueReader(XmlReader& reader, DataTypeImp const& type);
     /// Takes the child that was just opened, if it is part of the value.
-    bool take();
+    void take();
     /// At the end of the element.
     ValueImp finish();
 
 private:
-    bool takeText();
-    bool takeItem();
-    void checkRoom() const;
+    void takeText();
+    void takeItem();
+    template <typename Element>
+    void append(Element&& element);
 
     XmlReader& m_reader;
     ValueImp m_value;

@@ -151,8 +151,7 @@ void DeviceReader::readChildBus(DeviceImp& device)
 
 void DeviceReader::refuseSecond(Specifications::Entry const& entry)
 {
-    if (m_lastDeviceWith.size() < m_specifications.keyCount())
-        m_lastDeviceWith.resize(m_specifications.keyCount(), 0);
+    m_lastDeviceWith.resize(m_specifications.keyCount()); // specifications may stand between devices
     std::size_t& last = m_lastDeviceWith[entry.keyNumber];
     if (last == m_device)
         m_reader.fail("spec", "property \"" + entry.specification->keyInModule() + "\" twice");
@@ -169,8 +168,10 @@ void DeviceReader::readProperty()
     ValueReader value(m_reader, readConstant(m_reader, "type", entry.specification->type()));
     std::vector<String> members;
     for (XmlReader::Children children(m_reader); children.next();)
-        if (!value.take() && m_reader.is("member"))
+        if (m_reader.is("member"))
             members.push_back(m_reader.required("key"));
+        else
+            value.take();
     auto property = std::make_unique<PropertyImp>(entry.specification, value.finish());
     property->setDiscoveredLater(isLater);
     if (hasSpecGuid)

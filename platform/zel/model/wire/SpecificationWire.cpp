@@ -7,11 +7,12 @@
 
 namespace zel::wire {
 
+// Two of one key.
 bool SpecificationNames::areAlike(PropertySpecImp const& a, PropertySpecImp const& b)
 {
-    return a.keyInModule() == b.keyInModule() && a.moduleGuid() == b.moduleGuid() && a.type() == b.type() &&
-           a.category() == b.category() && a.deviceCapability() == b.deviceCapability() &&
-           a.defaultName() == b.defaultName() && a.alias() == b.alias() && a.group() == b.group();
+    return a.moduleGuid() == b.moduleGuid() && a.type() == b.type() && a.category() == b.category() &&
+           a.deviceCapability() == b.deviceCapability() && a.defaultName() == b.defaultName() &&
+           a.alias() == b.alias() && a.group() == b.group();
 }
 
 void SpecificationNames::add(PropertySpecImp const& specification, bool isListed)
@@ -20,7 +21,7 @@ void SpecificationNames::add(PropertySpecImp const& specification, bool isListed
         return;
     auto& alike = m_byKey[specification.keyInModule()];
     auto const same = std::find_if(alike.begin(), alike.end(), [&](std::size_t index) {
-        return !isListed && areAlike(*m_entries[index].specification, specification);
+        return areAlike(*m_entries[index].specification, specification);
     });
     if (same != alike.end()) {
         m_index.emplace(&specification, *same);
@@ -40,20 +41,20 @@ void SpecificationNames::addAllOf(DeviceImp const& device)
 {
     for (std::size_t i = 0; i < device.propertyCount(); ++i) {
         PropertySpecImp const& one = *device.getProperty(i).spec();
-        if (m_next < m_entries.size() && m_entries[m_next].specification == &one)
-            ++m_next;
-        else {
+        if (!isNext(one))
             add(one, false);
-            m_next = m_index.at(&one) + 1;
-        }
-        if (m_next == m_entries.size())
-            m_next = 0;
+        indexOf(one);
     }
+}
+
+bool SpecificationNames::isNext(PropertySpecImp const& specification) const
+{
+    return m_next < m_entries.size() && m_entries[m_next].specification == &specification;
 }
 
 std::size_t SpecificationNames::indexOf(PropertySpecImp const& specification)
 {
-    if (m_next >= m_entries.size() || m_entries[m_next].specification != &specification)
+    if (!isNext(specification))
         m_next = m_index.at(&specification);
     return m_next++;
 }
@@ -131,8 +132,6 @@ void Specifications::finish(XmlReader const& reader)
 
 Specifications::Entry const& Specifications::get(XmlReader const& reader, std::string_view attribute)
 {
-    if (m_next >= m_entries.size())
-        m_next = 0;
     std::string_view const raw = reader.raw(attribute);
     if (m_next >= m_entries.size() || m_entries[m_next].rawName != raw) {
         String const name = reader.required(attribute);

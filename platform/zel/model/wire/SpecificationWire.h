@@ -36,6 +36,7 @@ private:
         std::string name; // escaped
         bool isListed;
     };
+    bool isNext(PropertySpecImp const& specification) const;
     std::size_t indexOf(PropertySpecImp const& specification);
     std::string const& name(PropertySpecImp const* specification) const;
     static bool areAlike(PropertySpecImp const& a, PropertySpecImp const& b);

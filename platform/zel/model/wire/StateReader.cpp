@@ -141,11 +141,10 @@ void StateReader::bind(Run& run)
 
 void StateReader::placeDevices()
 {
-    std::size_t const count = m_builder.state().deviceCount();
-    std::vector<std::size_t> steps(m_parents.empty() ? 0 : count, kNoParent);
+    std::vector<std::size_t> steps(m_parents.empty() ? 0 : m_builder.state().deviceCount(), kNoParent);
     for (auto const& [device, guid] : m_parents) {
         steps[device] = m_builder.indexOfDevice(guid);
-        if (steps[device] >= count)
+        if (steps[device] == kNoParent)
             m_reader.fail("device \"" + guid + "\", below which another one stands, is not known");
     }
     for (std::size_t const closer : ringClosers(steps))

@@ -40,13 +40,17 @@ private:
     {
         for (std::size_t i = 0; i < m_state.propertySpecCount(); ++i)
             m_names.add(*m_state.propertySpecAtIndex(i), true);
-        for (std::size_t i = 0; i < m_state.deviceCount(); ++i)
-            m_names.addAllOf(*m_state.deviceAtIndex(i));
+        eachDevice([this](DeviceImp const& one) { m_names.addAllOf(one); });
         m_names.write(m_writer);
-        for (std::size_t i = 0; i < m_state.deviceCount(); ++i) {
-            DeviceImp const& one = *m_state.deviceAtIndex(i);
-            writeDevice(m_writer, one, m_state.parentOf(one), m_names);
-        }
+        eachDevice(
+            [this](DeviceImp const& one) { writeDevice(m_writer, one, m_state.parentOf(one), m_names); });
+    }
+
+    template <typename Visit>
+    void eachDevice(Visit visit) const
+    {
+        for (std::size_t i = 0; i < m_state.deviceCount(); ++i)
+            visit(*m_state.deviceAtIndex(i));
     }
 
     bool holds(DeviceImp const& device) const { return m_state.device(device.guid()) == &device; }
@@ -77,11 +81,10 @@ private:
             writeTies("module", *one, "indicator", m_state.indicatorsOf(*one));
             writeTies("module", *one, "device", m_state.devicesOf(*one));
         }
-        for (std::size_t i = 0; i < m_state.deviceCount(); ++i) {
-            DeviceImp const& one = *m_state.deviceAtIndex(i);
+        eachDevice([this](DeviceImp const& one) {
             writeTies("device", one, "test", m_state.testsOf(one));
             writeTies("device", one, "indicator", m_state.indicatorsOf(one));
-        }
+        });
     }
 
     void writeRuns()
