@@ -59,6 +59,16 @@ public:
         return *this;
     }
 
+    /// Text files end as some kernels let them end: with the zero of the C string.
+    MemoryRoot& zeroEnded()
+    {
+        for (auto& [path, content] : m_files)
+            content += content.ends_with('\n') ? std::string(1, '\0') : "";
+        return *this;
+    }
+
+    /// Every path that was asked for, in any way.
+    std::set<std::string> const& asked() const { return m_asked; }
     /// How often each resolved path was read, so that a test can see one read twice.
     std::map<std::string, int> const& reads() const { return m_reads; }
 
@@ -133,6 +143,7 @@ public:
 private:
     bool fails(std::string const& path) const
     {
+        m_asked.insert(path);
         if (m_failing.count(path) == 0)
             return false;
         if (m_failed++ == 0)
@@ -189,6 +200,7 @@ private:
     mutable std::size_t m_failed = 0;
     mutable std::string m_firstFailed;
     mutable std::map<std::string, int> m_reads;
+    mutable std::set<std::string> m_asked;
 };
 
 /// Keeps what is found, for looking at.

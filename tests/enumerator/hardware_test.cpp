@@ -72,24 +72,6 @@ TEST(Hardware, FactsAreRead)
     EXPECT_FALSE(has("/dev/sdc", C::PCI()));
 }
 
-TEST(Hardware, KeyboardsAndMiceOverTheAir)
-{
-    MemoryRoot root;
-    std::string const air = "PRODUCT=5/46d/b00/1\n";
-    node(root, "sys/class/input", "sys/devices/virtual/misc/uhid/0005:046D:B00.1/input/input15",
-         {{"uevent", air + "UNIQ=\"aa:1\"\nEV=120013\nKEY=7 ff febeffdfffefffff fffffffffffffffe\n"}});
-    node(root, "sys/class/input", "sys/devices/virtual/misc/uhid/0005:046D:B00.2/input/input16",
-         {{"uevent", air + "UNIQ=\"aa:2\"\nEV=7\nMODALIAS=input:b0011-e0,1,2,k110,111,112,r0,1,amlsfw\n"}});
-    RecordingSink const sink = scan(root);
-    DeviceDescription const* const keyboard = sink.at("BLUETOOTH:aa:1");
-    DeviceDescription const* const mouse = sink.at("BLUETOOTH:aa:2");
-    ASSERT_TRUE(keyboard && mouse);
-    EXPECT_TRUE(keyboard->capabilities.isCapable(C::WiKeyboard()));
-    EXPECT_FALSE(keyboard->capabilities.isCapable(C::WiMouse()));
-    EXPECT_TRUE(mouse->capabilities.isCapable(C::WiMouse()));
-    EXPECT_FALSE(mouse->capabilities.isCapable(C::WiKeyboard()));
-}
-
 TEST(Hardware, NoFileIsReadTwiceAndScansAgree)
 {
     MemoryRoot const root = machine();

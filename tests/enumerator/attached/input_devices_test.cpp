@@ -65,6 +65,7 @@ TEST(Hardware, InputDevicesWhereverTheyHang)
     EXPECT_EQ(RecordingSink::property(known(sink, "/dev/input/event4"), "PhysicalPath"),
               "isa0060/serio1/input0");
     EXPECT_TRUE(known(sink, "/dev/input/event10")->capabilities.isCapable(C::WiMouse()));
+    EXPECT_FALSE(known(sink, "/dev/input/event10")->capabilities.isCapable(C::WiKeyboard()));
     EXPECT_TRUE(known(sink, "/dev/input/event11")->capabilities.isCapable(C::WiKeyboard()));
     EXPECT_FALSE(known(sink, "/dev/input/event11")->capabilities.isCapable(C::WiMouse()));
 }

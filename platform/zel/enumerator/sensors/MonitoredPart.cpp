@@ -75,7 +75,7 @@ std::optional<std::int64_t> packageOf(Root const& root, MonitoringChip const& ch
     if (chip.namesakes != 1 || !root.exists("sys/devices/system/cpu/cpu0"))
         return std::nullopt;
     auto const id = root.number("sys/devices/system/cpu/cpu0/topology/physical_package_id");
-    return id && *id >= 0 && *id <= 0xFFFF ? id : 0;
+    return id && static_cast<std::uint64_t>(*id) <= 0xFFFF ? id : 0; // no package is -1
 }
 
 void place(MonitoredPart& part, C const& type, String const& location)
