@@ -95,7 +95,7 @@ TEST_F(LoggerTest, configurationThatIsNotOneCostsOneLineAndChangesNothing)
         mode_t mode = 0; // 0: as written
     } const cases[] = {
         {"", "no element"},
-        {"<logging>", "not closed"},
+        {"<logging>", "cut off at /logging, line 1, byte 9"},
         {"<other/>", "not <logging>"},
         {"<logging><logger level=\"loud\"/></logging>", "not a level: \"loud\""},
         {"<logging><logger level=\"0\"/><logger category=\"a\"/></logging>", "not a level: \"\""},

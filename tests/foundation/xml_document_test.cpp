@@ -46,6 +46,11 @@ TEST(XmlDocument, readsElementsAttributesAndText)
     EXPECT_EQ(root.child("c"), nullptr);
     EXPECT_EQ(XmlDocument::parse("<a>&#x20;]] >&#xD7FF;&#xE000;&#xFFFD;&#x10000;&#x10FFFF;&#13;|</a>").text,
               "]] >\xED\x9F\xBF\xEE\x80\x80\xEF\xBF\xBD\xF0\x90\x80\x80\xF4\x8F\xBF\xBF\r|");
+    EXPECT_EQ(XmlDocument::parse("<a>1\r\n<b/>\r\n \t<b/>2\r3<![CDATA[\r\n&lt;\r]]> <b/>4</a>").text,
+              "1\n2\n3\n&lt;\n4");
+    XmlElement const escaped = XmlDocument::parse("<a b='x\r\ny\n\tz\r&#13;' c='\\u0041\\x \\\\ &apos;'/>");
+    EXPECT_EQ(*escaped.attribute("b"), "x y  z \r");
+    EXPECT_EQ(*escaped.attribute("c"), "\\u0041\\x \\\\ '") << "a backslash is one in a document of people";
     for (char const* start :
          {"<?xml version=\"1.0\" encoding=\"utf-8\"?>", "<?xml encoding='US-ASCII'?>",
           "<?xml-encoding 'utf-16'?>", " \t\r\n", "<?xml version='1.0'?><?pi encoding='x'?>"})
@@ -59,60 +64,58 @@ TEST(XmlDocument, refusesWithReasonAndOffset)
         std::string text;
         char const* message;
     } const cases[] = {
-        {"", "XML: no element at byte 0"},
-        {"  ", "XML: no element at byte 2"},
-        {"text", "XML: text outside the document's element at byte 0"},
-        {"<a/>x", "XML: text outside the document's element at byte 4"},
-        {"<a/><b/>", "XML: more than one element at the top at byte 4"},
-        {"<a>", "XML: element not closed at byte 3"},
-        {"</a>", "XML: closing tag without an element at byte 0"},
-        {"<a></b>", "XML: "},
-        {"<a b=\"1></a>", "XML: \"<\" inside an attribute at byte 8"},
-        {"<a b=\"1", "XML: attribute not closed at byte 5"},
-        {"<a b=1/>", "XML: "},
-        {"<a", "XML: tag not closed at byte 0"},
-        {"<", "XML: tag not closed at byte 0"},
-        {"<a><", "XML: tag not closed at byte 3"},
-        {"< a/>", "XML: "},
-        {"<a/><!-- ", "XML: comment not closed at byte 4"},
-        {"<a><![CDATA[ ]]</a>", "XML: CDATA section not closed at byte 3"},
-        {"<?xml ", "XML: processing instruction not closed at byte 0"},
-        {"<!DOCTYPE a [<!ENTITY x \"y\">]><a>&x;</a>", "XML: document types are refused at byte 0"},
-        {"<a><!DOCTYPE a></a>", "XML: document types are refused at byte 3"},
-        {"<a>&x;</a>", "XML: unknown entity or character reference at byte 3"},
-        {"<a b=\"&x;\"/>", "XML: unknown entity or character reference at byte 6"},
-        {"<a>&</a>", "XML: unknown entity or character reference at byte 3"},
-        {"<a>&#0;</a>", "XML: unknown entity or character reference at byte 3"},
-        {"<a>&#xD800;</a>", "XML: unknown entity or character reference at byte 3"},
-        {"<a>&#x110000;</a>", "XML: unknown entity or character reference at byte 3"},
-        {"<a>&#4294967361;</a>", "XML: unknown entity or character reference at byte 3"},
-        {std::string("<a>\0</a>", 8), "XML: control character at byte 3"},
-        {"<a b=\"\x01\"/>", "XML: control character at byte 6"},
-        {"\xFF\xFE<\x00", "XML: no UTF-8 at byte 0"},
-        {"<a>\xC3\x28</a>", "XML: no UTF-8 at byte 3"},
-        {"<a b='\xED\xA0\x80'/>", "XML: no UTF-8 at byte 6"},
-        {"<!--\xC0\x80--><a/>", "XML: no UTF-8 at byte 4"},
-        {"<a>\xEF\xBF\xBE</a>", "XML: a character that XML excludes at byte 3"},
-        {"<a b='\xEF\xBF\xBF'/>", "XML: a character that XML excludes at byte 6"},
-        {"<!--\x1F--><a/>", "XML: control character at byte 4"},
-        {"<a>&#;</a>", "XML: unknown entity or character reference at byte 3"},
-        {"<a>&#x;</a>", "XML: unknown entity or character reference at byte 3"},
-        {"<a>&;</a>", "XML: unknown entity or character reference at byte 3"},
-        {"<a>&#65 ;</a>", "XML: unknown entity or character reference at byte 3"},
-        {"<a>&#0000000000000065;</a>", "XML: unknown entity or character reference at byte 3"},
-        {"<a>&#31;</a>", "XML: unknown entity or character reference at byte 3"},
-        {"<a>&#xDFFF;</a>", "XML: unknown entity or character reference at byte 3"},
-        {"<a>&#xFFFE;</a>", "XML: unknown entity or character reference at byte 3"},
-        {"<a><!-- a -- b --></a>", "XML: \"--\" inside a comment at byte 10"},
-        {"<a><!-- a ---></a>", "XML: \"--\" inside a comment at byte 10"},
-        {"<a>x]]>y</a>", "XML: \"]]>\" outside a CDATA section at byte 4"},
-        {"<a/><![CDATA[x]]>", "XML: document types are refused at byte 4"},
-        {"<?xml version='1.0' encoding='ISO-8859-1'?><a/>", "XML: another encoding than UTF-8 at byte 0"},
-        {"\xEF\xBB\xBF<?xml\tencoding = \"utf-16\"?><a/>", "XML: another encoding than UTF-8 at byte 3"},
-        {"<?xml encoding='utf-8?><a/>", "XML: another encoding than UTF-8 at byte 0"},
+        {"", "XML: no element, line 1, byte 0"},
+        {"  ", "XML: no element, line 1, byte 2"},
+        {"text", "XML: no element, line 1, byte 0"},
+        {"<a/>x", "XML: text behind the end, line 1, byte 4"},
+        {"<a/><b/>", "XML: text behind the end, line 1, byte 4"},
+        {"<a>", "XML: cut off at /a, line 1, byte 3"},
+        {"</a>", "XML: no name, line 1, byte 1"},
+        {"<a></b>", "XML: \"a\" ends as \"b\" at /a, line 1, byte 3"},
+        {"<a>\n\r\n</b>", "XML: \"a\" ends as \"b\" at /a, line 3, byte 6"},
+        {"<a b=\"1></a>", "XML: \"<\" in an attribute at /a, line 1, byte 8"},
+        {"<a b=\"1", "XML: cut off at /a, line 1, byte 7"},
+        {"<a b=1/>", "XML: no quote at /a, line 1, byte 5"},
+        {"<a b='1' b=\"2\"/>", "XML: attribute \"b\" twice at /a, line 1, byte 9"},
+        {"<a =\"1\"/>", "XML: no name at /a, line 1, byte 3"},
+        {"<a", "XML: cut off at /a, line 1, byte 2"},
+        {"<", "XML: cut off, line 1, byte 1"},
+        {"<a><", "XML: cut off at /a, line 1, byte 4"},
+        {"< a/>", "XML: no name, line 1, byte 1"},
+        {"<a/><!-- ", "XML: cut off, line 1, byte 4"},
+        {"<a><![CDATA[ ]]</a>", "XML: cut off at /a, line 1, byte 3"},
+        {"<?xml ", "XML: cut off, line 1, byte 5"},
+        {"<? pi?><a/>", "XML: no name, line 1, byte 2"},
+        {"<!DOCTYPE a [<!ENTITY x \"y\">]><a>&x;</a>", "XML: a document type, line 1, byte 0"},
+        {"<a><!DOCTYPE a></a>", "XML: a document type at /a, line 1, byte 3"},
+        {"<a b=\"&x;\"/>", "XML: a reference to no character that is known here at /a, line 1, byte 6"},
+        {std::string("<a>\0</a>", 8), "XML: a character that XML excludes at /a, line 1, byte 3"},
+        {"<a b=\"\x01\"/>", "XML: a character that XML excludes at /a, line 1, byte 6"},
+        {"\xFF\xFE<\x00", "XML: no element, line 1, byte 0"},
+        {"<a>\xC3\x28</a>", "XML: no UTF-8 at /a, line 1, byte 3"},
+        {"<a b='\xED\xA0\x80'/>", "XML: no UTF-8 at /a, line 1, byte 6"},
+        {"<!--\xC0\x80--><a/>", "XML: no UTF-8, line 1, byte 4"},
+        {"<a>\xEF\xBF\xBE</a>", "XML: a character that XML excludes at /a, line 1, byte 3"},
+        {"<a b='\xEF\xBF\xBF'/>", "XML: a character that XML excludes at /a, line 1, byte 6"},
+        {"<!--\x1F--><a/>", "XML: a character that XML excludes, line 1, byte 4"},
+        {"<a><!-- a -- b --></a>", "XML: no \">\" at /a, line 1, byte 12"},
+        {"<a><!-- a ---></a>", "XML: no \">\" at /a, line 1, byte 12"},
+        {"<a>x]]>y</a>", "XML: \"]]>\" outside a CDATA section at /a, line 1, byte 4"},
+        {"<a/><![CDATA[x]]>", "XML: text behind the end, line 1, byte 4"},
+        {"<?xml version='1.0' encoding='ISO-8859-1'?><a/>",
+         "XML: the encoding \"ISO-8859-1\", not UTF-8, line 1, byte 0"},
+        {"\xEF\xBB\xBF<?xml\tencoding = \"utf-16\"?><a/>",
+         "XML: the encoding \"utf-16\", not UTF-8, line 1, byte 3"},
+        {"<?xml encoding='utf-8?><a/>", "XML: the encoding \"encoding='utf-8\", not UTF-8, line 1, byte 0"},
     };
     for (auto const& c : cases)
-        EXPECT_TRUE(failure(c.text).starts_with(c.message)) << c.text << "\n" << failure(c.text);
+        EXPECT_EQ(failure(c.text), c.message) << c.text;
+    for (char const* reference :
+         {"&x;", "&", "&#0;", "&#xD800;", "&#x110000;", "&#4294967361;", "&#;", "&#x;", "&;", "&#65 ;",
+          "&#0000000000000065;", "&#31;", "&#xDFFF;", "&#xFFFE;"})
+        EXPECT_EQ(failure("<a>" + std::string(reference) + "</a>"),
+                  "XML: a reference to no character that is known here at /a, line 1, byte 3")
+            << reference;
 }
 
 TEST(XmlDocument, holdsItsLimits)
@@ -123,12 +126,15 @@ TEST(XmlDocument, holdsItsLimits)
     limits.bytes = 60;
     EXPECT_EQ(failure(nested(5), limits), "");
     EXPECT_EQ(failure("<a>" + std::string(53, ' ') + "</a>", limits), "");
-    EXPECT_EQ(failure(nested(6), limits), "XML: elements nested deeper than allowed at byte 15");
+    EXPECT_EQ(failure(nested(6), limits), "XML: more than 5 elements deep at /a/a/a/a/a, line 1, byte 15");
     EXPECT_EQ(failure("<a><b/><b/><b/><b/><b/></a>", limits), "");
     EXPECT_EQ(failure("<a><b/><b/><b/><b/><b/><b/></a>", limits),
-              "XML: more elements than allowed at byte 23");
+              "XML: more than 6 elements at /a, line 1, byte 23");
     EXPECT_EQ(failure("<a>" + std::string(57, ' ') + "</a>", limits),
-              "XML: document larger than allowed at byte 60");
+              "XML: more than 60 bytes, line 1, byte 0");
+    limits.attributes = 2;
+    EXPECT_EQ(failure("<a b='' c=\"\"/>", limits), "");
+    EXPECT_EQ(failure("<a b='' c='' d=\"\"/>", limits), "XML: more than 2 attributes at /a, line 1, byte 13");
     EXPECT_NE(failure(nested(1'000'000)), "");
 }
 

@@ -87,7 +87,7 @@ homes() {
   done
 }
 
-allow platform/zel/foundation 'zel/foundation/|pugixml|elfutils/'
+allow platform/zel/foundation 'zel/foundation/|elfutils/'
 allow platform/zel/model 'zel/foundation/|zel/model/'
 allow platform/zel/enumerator 'zel/foundation/|zel/model/|zel/enumerator/|libudev'
 allow platform/zel/ipc 'zel/foundation/|zel/model/|zel/ipc/'
@@ -124,7 +124,6 @@ once() {
     status=1
   fi
 }
-once pugixml 2
 once elfutils 2
 once libudev 1
 once nlohmann 2

@@ -2,10 +2,6 @@
 
 #include <zel/foundation/ControlCharacters.h>
 #include <zel/foundation/Exception.h>
-#include <zel/foundation/XmlScanner.h>
-
-#include <new>
-#include <pugixml.hpp>
 
 namespace zel {
 namespace {
@@ -19,18 +15,13 @@ void trim(std::string& text)
     text.erase(0, text.find_first_not_of(kXmlSpace));
 }
 
-// Recursion is bounded: XmlScanner has already refused what is nested deeper than the limit.
-void convert(pugi::xml_node const& node, XmlElement& element)
+// Recursion is bounded: the reader refuses what is nested deeper than the limit.
+void read(XmlReader& reader, XmlElement& element)
 {
-    element.name = node.name();
-    for (pugi::xml_attribute const& attribute : node.attributes())
-        element.attributes.emplace_back(attribute.name(), attribute.value());
-    for (pugi::xml_node const& child : node.children()) {
-        if (child.type() == pugi::node_element)
-            convert(child, element.children.emplace_back());
-        else if (child.type() == pugi::node_pcdata || child.type() == pugi::node_cdata)
-            element.text += child.value();
-    }
+    element.name = reader.name();
+    element.attributes = reader.attributes();
+    for (XmlReader::Children children(reader, &element.text); children.next();)
+        read(reader, element.children.emplace_back());
     trim(element.text);
 }
 
@@ -86,7 +77,7 @@ void appendEscaped(std::string& out, std::string const& given, bool inAttribute)
 
 void checkName(std::string const& name)
 {
-    if (!XmlScanner::isName(name))
+    if (!XmlReader::isName(name))
         throw InvalidArgumentException(String("Not a name in XML: \"") + String(name) + "\"");
 }
 
@@ -135,17 +126,15 @@ XmlElement const* XmlElement::child(std::string_view key) const
 
 XmlElement XmlDocument::parse(std::string_view utf8, Limits const& limits)
 {
-    XmlScanner(utf8, limits).check();
-    pugi::xml_document document;
-    // parse_ws_pcdata is left out: blanks between elements carry nothing.
-    pugi::xml_parse_result const result =
-        document.load_buffer(utf8.data(), utf8.size(), pugi::parse_default, pugi::encoding_utf8);
-    if (result.status == pugi::status_out_of_memory)
-        throw std::bad_alloc();
-    if (!result)
-        XmlScanner::fail(result.description(), static_cast<std::size_t>(result.offset));
     XmlElement root;
-    convert(document.document_element(), root);
+    try {
+        XmlReader reader(utf8, limits);
+        reader.openRoot();
+        read(reader, root);
+        reader.finish();
+    } catch (XmlException const& e) {
+        throw ParseException("XML: " + e.getMessage());
+    }
     return root;
 }
 

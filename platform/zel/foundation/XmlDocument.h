@@ -1,8 +1,10 @@
 #pragma once
-// XML in and out, bounded: the one place that knows the XML library.
+// XML in and out as a tree, for small documents that people write or read. Large ones go through xml/XmlReader.h and
+// xml/XmlWriter.h as they are.
 
 #include <zel/foundation/Export.h>
 #include <zel/foundation/String.h>
+#include <zel/foundation/xml/XmlReader.h>
 
 #include <memory>
 #include <string>
@@ -28,16 +30,9 @@ struct XmlElement
 class ZEL_EXPORT XmlDocument
 {
 public:
-    struct Limits
-    {
-        std::size_t bytes = 256u << 20;
-        unsigned depth = 64;
-        std::size_t elements = 4'000'000;
-    };
+    using Limits = XmlLimits;
 
-    /// Throws ParseException "XML: {reason} at byte {offset}". Document types, entities other than the five
-    /// predefined, characters that XML excludes, bytes that are no UTF-8 and a declared encoding other than UTF-8
-    /// or its part ASCII are refused; the limits hold before memory is spent on a tree.
+    /// Throws ParseException "XML: {reason} at {path}, line {line}, byte {offset}" for whatever XmlReader refuses.
     static XmlElement parse(std::string_view utf8, Limits const& limits);
     static XmlElement parse(std::string_view utf8) { return parse(utf8, Limits()); }
     /// Indented by two blanks; characters that XML cannot carry are written as U+FFFD, other control

@@ -1,9 +1,9 @@
 #pragma once
 // Each body of a message as the root element of its document. docs/engine-link.md has the forms.
 
+#include <zel/foundation/xml/XmlReader.h>
+#include <zel/foundation/xml/XmlWriter.h>
 #include <zel/ipc/MessageBodies.h>
-#include <zel/model/wire/XmlReader.h>
-#include <zel/model/wire/XmlWriter.h>
 
 namespace zel::wire {
 

@@ -15,7 +15,7 @@ constexpr char kStateFollows = '\0'; // no document has one
 constexpr std::string_view kStateElement = "StateManager";
 
 // The head alone; a state has limits of its own.
-constexpr wire::XmlReader::Limits kHeadLimits{std::size_t{64} << 20, 32, 1'000'000, 32};
+constexpr XmlReader::Limits kHeadLimits{std::size_t{64} << 20, 32, 1'000'000, 32};
 
 template <typename Body>
 concept HasState = requires
@@ -29,7 +29,7 @@ constexpr bool kNeedsState = HasState<Body> && !std::is_same_v<Body, UpdatesBody
 template <typename Body>
 void writeMessage(std::string& payload, std::string_view name, Body const& body)
 {
-    wire::XmlWriter writer(payload);
+    XmlWriter writer(payload);
     writer.open(name);
     writer.raw("format", kFormat);
     writer.raw("version", kVersion);
@@ -52,7 +52,7 @@ void writeMessage(std::string& payload, std::string_view name, Body const& body)
 template <typename Body>
 void readHead(std::string_view document, std::string_view name, Body& body)
 {
-    wire::XmlReader reader(document, kHeadLimits);
+    XmlReader reader(document, kHeadLimits);
     reader.openRoot();
     if (reader.raw("format") != kFormat || reader.name() != name)
         reader.fail("no message \"" + String(name) + "\"");

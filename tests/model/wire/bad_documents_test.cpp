@@ -2,9 +2,9 @@
 #include "RandomState.h"
 #include "StateDump.h"
 
+#include <zel/foundation/xml/XmlReader.h>
 #include <zel/model/wire/MessageBoxWire.h>
 #include <zel/model/wire/Serializable.h>
-#include <zel/model/wire/XmlReader.h>
 
 #include <gtest/gtest.h>
 
@@ -60,12 +60,12 @@ TEST(BadDocument, isRefusedWithReasonAndPlace)
         std::string document;
         char const* reason;
     } const cases[] = {
-        {"", "no element, byte 0"},
-        {"Segmentation fault", "no element, byte 0"},
-        {"<html/>", "no serialized state at /html, byte 0"},
+        {"", "no element, line 1, byte 0"},
+        {"Segmentation fault", "no element, line 1, byte 0"},
+        {"<html/>", "no serialized state at /html, line 1, byte 0"},
         {"<s format='zel-state'/>", "version: version \"\" of the form is not known"},
         {"<s format='zel-state' version='2'/>", "version \"2\" of the form is not known, only 1 at /s"},
-        {"<!DOCTYPE s [<!ENTITY a 'b'>]><s/>", "a document type, byte 0"},
+        {"<!DOCTYPE s [<!ENTITY a 'b'>]><s/>", "a document type, line 1, byte 0"},
         {inState("<!DOCTYPE s>"), "a document type at /StateManager"},
         {inState("") + "<s/>", "text behind the end"},
         {inState("<device guid='&lol;'/>"), "a reference to no character"},
@@ -79,20 +79,20 @@ TEST(BadDocument, isRefusedWithReasonAndPlace)
         {inState("<device guid='\xC0\x80'/>"), "no UTF-8"},
         {inState("<device guid='\xED\xA0\x80'/>"), "no UTF-8"},
         {inState("<!--\x01-->"), "a character that XML excludes"},
-        {inState("<!--\xC0\x80-->"), "no UTF-8 at /StateManager, byte 49"},
-        {"<!--\xE2\x82--><s/>", "no UTF-8, byte 4"},
+        {inState("<!--\xC0\x80-->"), "no UTF-8 at /StateManager, line 1, byte 49"},
+        {"<!--\xE2\x82--><s/>", "no UTF-8, line 1, byte 4"},
         {inState("<![CDATA[\xFF]]>"), "no UTF-8"},
         {inState("<?pi \xEF\xBF\xBF?>"), "a character that XML excludes"},
         {inState("\xFF"), "no UTF-8"},
         {inState("<a\xFF/>"), "no UTF-8"},
         {inState("<a b\xC3=''/>"), "no UTF-8"},
-        {"<?xml version='1.0' encoding='latin1'?><s/>", "the encoding \"latin1\", not UTF-8, byte 0"},
+        {"<?xml version='1.0' encoding='latin1'?><s/>", "the encoding \"latin1\", not UTF-8, line 1, byte 0"},
         {inState("<!-- a -- b -->"), "no \">\" at /StateManager"},
         {inState("") + "<!-- a --->", "no \">\""},
         {inState("a ]]> b"), "\"]]>\" outside a CDATA section at /StateManager"},
         {inState("<device guid='\\x'/>"), "guid: \"\\\" is followed neither"},
         {inState("<device guid='\\x0041'/>"), "guid: \"\\\" is followed neither"},
-        {"<", "cut off, byte 1"},
+        {"<", "cut off, line 1, byte 1"},
         {inState("< a/>"), "no name"},
         {inState("<device guid='\\u12'/>"), "guid: \"\\\" is followed neither"},
         {inState("<device guid='\\u12g4'/>"), "guid: \"\\\" is followed neither"},
@@ -214,7 +214,7 @@ TEST(BadDocument, mayHoldWhatIsNotKnownHere)
 
 TEST(BadDocument, endsWhereTheLimitsAre)
 {
-    wire::XmlReader::Limits limits;
+    XmlReader::Limits limits;
     limits.bytes = 60;
     limits.depth = 3;
     limits.elements = 4;
@@ -237,7 +237,7 @@ TEST(BadDocument, endsWhereTheLimitsAre)
     };
     for (auto const& one : cases)
         try {
-            wire::XmlReader reader(one.document, limits);
+            XmlReader reader(one.document, limits);
             reader.openRoot();
             reader.finish();
             EXPECT_STREQ(one.reason, "") << one.document;
@@ -249,7 +249,7 @@ TEST(BadDocument, endsWhereTheLimitsAre)
 TEST(BadDocument, isNoQuestion)
 {
     auto const read = [](std::string const& text) {
-        wire::XmlReader reader(text);
+        XmlReader reader(text);
         reader.openRoot();
         return wire::readMessageBox(reader).answers().size();
     };
@@ -263,7 +263,7 @@ TEST(BadDocument, isNoQuestion)
 TEST(GoodDocument, saysEachCharacterInAnyForm)
 {
     std::string const good = "<t a='&#x10000;&#xD7FF;\\uFAfa\\u09aF&#65;\t|' b=''/>";
-    wire::XmlReader reader(good);
+    XmlReader reader(good);
     reader.openRoot();
     EXPECT_EQ(reader.required("a"), String("\xF0\x90\x80\x80\xED\x9F\xBF\xEF\xAB\xBA\xE0\xA6\xAF"
                                            "A |"));
@@ -281,7 +281,7 @@ TEST(BadDocument, isRefusedWhereverItIsCut)
 
 TEST(BadDocument, spendsNothingOnABomb)
 {
-    wire::XmlReader::Limits const limits;
+    XmlReader::Limits const limits;
     std::string const deep = repeated("<a>", 1000);
     EXPECT_NE(refusal(inState(deep)).find("more than 64 elements deep"), std::string::npos);
     std::string attributes;

@@ -33,9 +33,9 @@ template <typename Record, typename Write, typename Read>
 std::string copied(Record const& record, Write write, Read read)
 {
     std::string text;
-    wire::XmlWriter writer(text);
+    XmlWriter writer(text);
     write(writer, record);
-    wire::XmlReader reader(text);
+    XmlReader reader(text);
     reader.openRoot();
     auto const copy = read(reader);
     reader.finish();
@@ -104,7 +104,7 @@ TEST(SerializedState, carriesEachMarkWhereverItStands)
                 texts.emplace_back(units.data(), units.size());
             }
     std::string document;
-    wire::XmlWriter writer(document);
+    XmlWriter writer(document);
     writer.open("texts");
     for (String const& text : texts) {
         writer.open("text");
@@ -112,9 +112,9 @@ TEST(SerializedState, carriesEachMarkWhereverItStands)
         writer.close("text");
     }
     writer.close("texts");
-    wire::XmlReader reader(document);
+    XmlReader reader(document);
     reader.openRoot();
-    wire::XmlReader::Children children(reader);
+    XmlReader::Children children(reader);
     for (String const& text : texts) {
         ASSERT_TRUE(children.next());
         ASSERT_EQ(reader.required("t"), text);
@@ -128,7 +128,7 @@ TEST(SerializedState, isWhatTheSchemaSays)
     for (unsigned seed = 1; seed <= 20; ++seed)
         expectValid(written(RandomState(seed).state()), "state" + std::to_string(seed) + ".xml");
     std::string box;
-    wire::XmlWriter writer(box);
+    XmlWriter writer(box);
     wire::writeMessageBox(writer, Random(1).box());
     expectValid(box, "box.xml");
 }

@@ -1,8 +1,8 @@
 #pragma once
 
+#include <zel/foundation/xml/XmlReader.h>
+#include <zel/foundation/xml/XmlWriter.h>
 #include <zel/model/runs/AlertImp.h>
-#include <zel/model/wire/XmlReader.h>
-#include <zel/model/wire/XmlWriter.h>
 
 #include <memory>
 

@@ -1,11 +1,11 @@
 #pragma once
 // Constants of the vocabularies as attributes, by their texts.
 
+#include <zel/foundation/xml/XmlReader.h>
+#include <zel/foundation/xml/XmlWriter.h>
 #include <zel/model/vocabulary/CapabilityImp.h>
 #include <zel/model/vocabulary/PropertyCategoryImp.h>
 #include <zel/model/vocabulary/VocabularyTable.h>
-#include <zel/model/wire/XmlReader.h>
-#include <zel/model/wire/XmlWriter.h>
 
 namespace zel::wire {
 

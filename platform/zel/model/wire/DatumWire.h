@@ -2,9 +2,9 @@
 // A datum inside the element of what has it: one that is no array as attributes, "value" and what belongs to it; an
 // array as children "item"; localized strings as children "text".
 
+#include <zel/foundation/xml/XmlReader.h>
+#include <zel/foundation/xml/XmlWriter.h>
 #include <zel/model/values/ValueImp.h>
-#include <zel/model/wire/XmlReader.h>
-#include <zel/model/wire/XmlWriter.h>
 
 namespace zel::wire {
 

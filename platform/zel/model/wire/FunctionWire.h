@@ -1,9 +1,9 @@
 #pragma once
 
+#include <zel/foundation/xml/XmlReader.h>
+#include <zel/foundation/xml/XmlWriter.h>
 #include <zel/model/module/IndicatorImp.h>
 #include <zel/model/module/TestImp.h>
-#include <zel/model/wire/XmlReader.h>
-#include <zel/model/wire/XmlWriter.h>
 
 #include <memory>
 

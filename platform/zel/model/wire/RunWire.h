@@ -1,9 +1,9 @@
 #pragma once
 
+#include <zel/foundation/xml/XmlReader.h>
+#include <zel/foundation/xml/XmlWriter.h>
 #include <zel/model/runs/IndicatorRunImp.h>
 #include <zel/model/runs/TestRunImp.h>
-#include <zel/model/wire/XmlReader.h>
-#include <zel/model/wire/XmlWriter.h>
 
 namespace zel::wire {
 

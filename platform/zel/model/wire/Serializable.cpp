@@ -5,13 +5,6 @@
 
 namespace zel {
 
-DeserializationException::DeserializationException(String const& reason, String const& path,
-                                                   std::size_t offset)
-    : Exception(reason + (path.empty() ? String() : " at " + path) + ", byte " +
-                String::number(std::uint64_t{offset})),
-      m_reason(reason), m_path(path), m_offset(offset)
-{}
-
 std::string Serializable::serializeUtf8(StateManager const& state, std::string_view elementName)
 {
     return wire::writeState(state, elementName);

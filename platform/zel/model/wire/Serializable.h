@@ -12,6 +12,7 @@
 #include <zel/foundation/Exception.h>
 #include <zel/foundation/Export.h>
 #include <zel/foundation/String.h>
+#include <zel/foundation/xml/XmlReader.h>
 
 #include <string>
 #include <string_view>
@@ -20,22 +21,8 @@ namespace zel {
 
 class StateManager;
 
-/// A text that is no serialized state: "{reason} at {path}, byte {offset}"; nothing of a path outside the root.
-class ZEL_EXPORT DeserializationException : public Exception
-{
-public:
-    DeserializationException(String const& reason, String const& path, std::size_t offset);
-
-    String const& reason() const noexcept { return m_reason; }
-    /// The elements that were open, from the root: "/StateManager/device/property".
-    String const& path() const noexcept { return m_path; }
-    /// In the UTF-8 text, from 0.
-    std::size_t offset() const noexcept { return m_offset; }
-
-private:
-    String m_reason, m_path;
-    std::size_t m_offset;
-};
+/// A text that is no serialized state, by its form or by what it says.
+using DeserializationException = XmlException;
 
 class ZEL_EXPORT Serializable
 {

@@ -2,9 +2,9 @@
 // What properties are, once for all devices: each property names its specification. A specification is named by its
 // key, the second one of that key by "{key}#2".
 
+#include <zel/foundation/xml/XmlReader.h>
+#include <zel/foundation/xml/XmlWriter.h>
 #include <zel/model/devices/DeviceImp.h>
-#include <zel/model/wire/XmlReader.h>
-#include <zel/model/wire/XmlWriter.h>
 
 #include <memory>
 #include <optional>

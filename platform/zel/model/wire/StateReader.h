@@ -1,8 +1,8 @@
 #pragma once
 
+#include <zel/foundation/xml/XmlReader.h>
 #include <zel/model/state/StateBuilder.h>
 #include <zel/model/wire/DeviceWire.h>
-#include <zel/model/wire/XmlReader.h>
 
 #include <string_view>
 #include <unordered_set>

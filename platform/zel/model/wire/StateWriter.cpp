@@ -1,12 +1,12 @@
 #include <zel/model/wire/StateWriter.h>
 
 #include <zel/foundation/Exception.h>
+#include <zel/foundation/xml/XmlReader.h>
 #include <zel/model/wire/AlertWire.h>
 #include <zel/model/wire/DeviceWire.h>
 #include <zel/model/wire/FunctionWire.h>
 #include <zel/model/wire/ModuleWire.h>
 #include <zel/model/wire/RunWire.h>
-#include <zel/model/wire/XmlReader.h>
 
 namespace zel::wire {
 namespace {

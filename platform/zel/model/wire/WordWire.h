@@ -1,8 +1,8 @@
 #pragma once
 // Enumerators of the program's own as attributes: a table says which word stands for which.
 
-#include <zel/model/wire/XmlReader.h>
-#include <zel/model/wire/XmlWriter.h>
+#include <zel/foundation/xml/XmlReader.h>
+#include <zel/foundation/xml/XmlWriter.h>
 
 #include <cstddef>
 

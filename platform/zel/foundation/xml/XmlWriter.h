@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace zel::wire {
+namespace zel {
 
 /// Names of elements and attributes are the caller's literals and are not checked. Texts may hold every
 /// UTF-16 unit: `\` is written as `\\`, and a unit that XML cannot carry (most of C0, a lone surrogate, U+FFFE,
@@ -55,4 +55,4 @@ void XmlWriter::number(std::string_view name, std::integral auto value)
         raw(name, std::to_string(static_cast<unsigned long long>(value)));
 }
 
-} // namespace zel::wire
+} // namespace zel

@@ -1,7 +1,4 @@
-#include <zel/model/wire/XmlReader.h>
-
-#include <zel/foundation/XmlScanner.h>
-#include <zel/model/wire/Serializable.h>
+#include <zel/foundation/xml/XmlReader.h>
 
 #include <algorithm>
 #include <array>
@@ -11,7 +8,7 @@
 #include <emmintrin.h>
 #endif
 
-namespace zel::wire {
+namespace zel {
 namespace {
 
 enum Class : unsigned char {
@@ -88,13 +85,16 @@ char const* behindOrdinary(char const* at, char const* end)
     return at;
 }
 
-void append(std::vector<String::Unit>& units, std::uint32_t code)
+// Fills one or two, and says how many.
+std::size_t unitsOf(std::uint32_t code, String::Unit* units)
 {
-    if (code >= 0x10000) {
-        units.push_back(static_cast<String::Unit>(0xD800 + ((code - 0x10000) >> 10)));
-        code = 0xDC00 + ((code - 0x10000) & 0x3FF);
+    if (code < 0x10000) {
+        *units = static_cast<String::Unit>(code);
+        return 1;
     }
-    units.push_back(static_cast<String::Unit>(code));
+    units[0] = static_cast<String::Unit>(0xD800 + ((code - 0x10000) >> 10));
+    units[1] = static_cast<String::Unit>(0xDC00 + ((code - 0x10000) & 0x3FF));
+    return 2;
 }
 
 int hexDigit(String::Unit unit)
@@ -106,9 +106,88 @@ int hexDigit(String::Unit unit)
     return -1;
 }
 
-constexpr std::size_t kLongestReference = 16;
+struct Entity
+{
+    std::string_view name;
+    char character;
+};
+constexpr Entity kEntities[] = {{"amp", '&'}, {"lt", '<'}, {"gt", '>'}, {"quot", '"'}, {"apos", '\''}};
+
+constexpr std::size_t kLongestReference = 16; // "#x", eight digits and ';', with room for leading zeros
+
+// XML 1.0, production 2 "Char".
+bool isXmlCharacter(std::uint32_t c)
+{
+    return c == 0x9 || c == 0xA || c == 0xD || (c >= 0x20 && c <= 0xD7FF) || (c >= 0xE000 && c <= 0xFFFD) ||
+           (c >= 0x10000 && c <= 0x10FFFF);
+}
+
+constexpr std::uint32_t kNoCharacter = 0;
+
+// Of a reference, without its '&' and ';': one of the five predefined, or one by its number.
+std::uint32_t characterOf(std::string_view reference)
+{
+    for (Entity const& one : kEntities)
+        if (reference == one.name)
+            return static_cast<unsigned char>(one.character);
+    if (!reference.starts_with('#'))
+        return kNoCharacter;
+    bool const isHex = reference.starts_with("#x");
+    reference.remove_prefix(isHex ? 2 : 1);
+    std::uint32_t code = 0;
+    auto const end = reference.data() + reference.size();
+    auto const result = std::from_chars(reference.data(), end, code, isHex ? 16 : 10);
+    return result.ec == std::errc() && result.ptr == end && isXmlCharacter(code) ? code : kNoCharacter;
+}
+
+// What the XML declaration that begins the text says of its encoding, where that is neither UTF-8 nor ASCII; empty otherwise.
+std::string_view foreignEncoding(std::string_view text)
+{
+    if (!text.starts_with("<?xml"))
+        return {};
+    std::string_view const declaration = text.substr(0, text.find("?>"));
+    std::size_t const at = declaration.find("encoding");
+    if (at == std::string_view::npos || !isBlank(declaration[5])) // "<?xml-encoding" declares nothing
+        return {};
+    std::size_t const first = declaration.find_first_of("\"'", at);
+    std::size_t const last = declaration.find_first_of("\"'", first + 1);
+    if (last == std::string_view::npos)
+        return declaration.substr(at);
+    std::string_view const name = declaration.substr(first + 1, last - first - 1);
+    String const lowered = String(name).lowered();
+    bool const isOurs = lowered == "utf-8" || lowered == "us-ascii" || lowered == "ascii";
+    return isOurs ? std::string_view() : name;
+}
+
+// Scanned before, so that references are known good. Of line ends CR LF and CR count as LF; in an attribute that, and a
+// tab, is a blank.
+void appendMeant(std::string& out, std::string_view raw, bool isAttribute)
+{
+    while (!raw.empty()) {
+        std::size_t const special = raw.find_first_of(isAttribute ? "&\t\n\r" : "&\r");
+        out.append(raw.substr(0, special));
+        if (special == std::string_view::npos)
+            return;
+        raw.remove_prefix(special);
+        std::size_t length = raw.starts_with("\r\n") ? 2 : 1;
+        if (raw.front() == '&') {
+            length = raw.find(';') + 1;
+            String::Unit units[2];
+            utf::encodeUtf8(units, unitsOf(characterOf(raw.substr(1, length - 2)), units), out);
+        } else
+            out += isAttribute ? ' ' : '\n';
+        raw.remove_prefix(length);
+    }
+}
 
 } // namespace
+
+XmlException::XmlException(String const& reason, String const& path, std::size_t offset, std::size_t line)
+    : ParseException(reason + (path.empty() ? String() : " at " + path) +
+                     (line == 0 ? String() : ", line " + String::number(std::uint64_t{line})) + ", byte " +
+                     String::number(std::uint64_t{offset})),
+      m_reason(reason), m_path(path), m_offset(offset)
+{}
 
 bool XmlReader::isName(std::string_view text) noexcept
 {
@@ -138,7 +217,9 @@ void XmlReader::failAt(char const* place, String const& reason) const
     String path;
     for (std::string_view const name : m_open)
         path += "/" + String(name);
-    throw DeserializationException(reason, path, static_cast<std::size_t>(place - m_begin));
+    auto const line = 1 + std::count(m_begin, place, '\n');
+    throw XmlException(reason, path, static_cast<std::size_t>(place - m_begin),
+                       static_cast<std::size_t>(line));
 }
 
 void XmlReader::fail(String const& reason) const { failAt(m_tag ? m_tag : m_at, reason); }
@@ -153,8 +234,7 @@ void XmlReader::openRoot()
 {
     if (startsWith("\xEF\xBB\xBF"))
         m_at += 3;
-    auto const encoding =
-        XmlScanner::foreignEncoding(std::string_view(m_at, static_cast<std::size_t>(m_end - m_at)));
+    auto const encoding = foreignEncoding(std::string_view(m_at, static_cast<std::size_t>(m_end - m_at)));
     if (!encoding.empty())
         failAt(m_at, "the encoding \"" + String(encoding) + "\", not UTF-8");
     skipBlanks();
@@ -171,7 +251,7 @@ void XmlReader::openRoot()
 void XmlReader::finish()
 {
     while (!m_open.empty())
-        step();
+        step(nullptr);
     skipBlanks();
     while (m_at < m_end) {
         if (!scanMisc())
@@ -180,18 +260,18 @@ void XmlReader::finish()
     }
 }
 
-bool XmlReader::openNext(std::size_t level)
+bool XmlReader::openNext(std::size_t level, std::string* text)
 {
     while (m_open.size() > level)
-        step();
+        step(nullptr);
     if (m_open.size() < level)
         return false;
-    step();
+    step(text);
     return m_open.size() > level;
 }
 
 // To the next tag, whose element is then open or closed.
-void XmlReader::step()
+void XmlReader::step(std::string* text)
 {
     if (m_isEmpty) {
         m_isEmpty = false;
@@ -199,21 +279,41 @@ void XmlReader::step()
         return;
     }
     for (;;) {
-        bool ignored = true;
-        char const* const from = m_at;
-        scanText('<', ignored);
-        std::string_view const text(from, static_cast<std::size_t>(m_at - from));
-        if (text.find("]]>") != std::string_view::npos)
-            failAt(from, "\"]]>\" outside a CDATA section");
+        scanData(text);
         char const kind = m_end - m_at > 1 ? m_at[1] : '\0';
         if (kind == '/')
             return scanEndTag();
         if (kind != '!' && kind != '?')
             return scanStartTag();
         if (startsWith("<![CDATA["))
-            skipPast("<![CDATA[", "]]>");
+            scanCharacters(text);
         else if (!scanMisc())
             failAt(m_at, "a document type");
+    }
+}
+
+void XmlReader::scanData(std::string* text)
+{
+    bool ignored = true;
+    char const* const from = m_at;
+    scanText('<', ignored);
+    std::string_view const data(from, static_cast<std::size_t>(m_at - from));
+    if (auto const end = data.find("]]>"); end != std::string_view::npos)
+        failAt(from + end, "\"]]>\" outside a CDATA section");
+    if (text && behindBlanks(from, m_at) != m_at)
+        appendMeant(*text, data, false);
+}
+
+// A CDATA section, in which '&' is a character like any other.
+void XmlReader::scanCharacters(std::string* text)
+{
+    constexpr std::string_view kOpening = "<![CDATA[", kClosing = "]]>";
+    char const* const from = m_at + kOpening.size();
+    skipPast(kOpening, kClosing);
+    for (char const* at = from; text && at < m_at - kClosing.size(); ++at) {
+        if (*at == '\r' && at[1] == '\n') // what ends the section follows the last
+            ++at;
+        *text += *at == '\r' ? '\n' : *at;
     }
 }
 
@@ -257,7 +357,7 @@ bool XmlReader::scanPlainAttribute()
     unsigned char seen = 0;
     char const* const nameEnd = behindName(++at, end, seen);
     std::string_view const name(at, static_cast<std::size_t>(nameEnd - at));
-    if (end - nameEnd < 2 || nameEnd[0] != '=' || nameEnd[1] != '"' || (seen & kPartOfLong))
+    if (name.empty() || end - nameEnd < 2 || nameEnd[0] != '=' || nameEnd[1] != '"' || (seen & kPartOfLong))
         return false;
     char const* const from = nameEnd + 2;
     char const* const to = behindOrdinary(from, end);
@@ -341,8 +441,7 @@ void XmlReader::scanReference()
     std::string_view const rest(m_at + 1,
                                 std::min(kLongestReference, static_cast<std::size_t>(m_end - m_at - 1)));
     std::size_t const length = rest.find(';');
-    if (length == std::string_view::npos ||
-        XmlScanner::characterOf(rest.substr(0, length)) == XmlScanner::kNoCharacter)
+    if (length == std::string_view::npos || characterOf(rest.substr(0, length)) == kNoCharacter)
         failAt(m_at, "a reference to no character that is known here");
     m_at += length + 2;
 }
@@ -363,9 +462,11 @@ bool XmlReader::scanMisc()
 {
     if (startsWith("<!--"))
         skipPast("<!--", "--"), expect('>');
-    else if (startsWith("<?"))
-        skipPast("<?", "?>");
-    else
+    else if (startsWith("<?")) {
+        m_at += 2;
+        scanName();
+        skipPast("", "?>");
+    } else
         return false;
     return true;
 }
@@ -433,29 +534,24 @@ bool XmlReader::flag(std::string_view attribute) const
     return true;
 }
 
-// What was scanned holds only sequences and references that are known good.
 String XmlReader::unfolded(Attribute const& attribute) const
 {
-    std::string_view rest = attribute.raw;
-    std::vector<String::Unit> units;
-    units.reserve(rest.size());
-    while (!rest.empty()) {
-        auto const special = std::find_if(rest.begin(), rest.end(), [](char c) {
-            return classOf(c) == kReference || classOf(c) == kBlank;
-        });
-        auto const count = static_cast<std::size_t>(special - rest.begin());
-        std::size_t const before = units.size();
-        units.resize(before + count);
-        units.resize(before + utf::decodeUtf8(rest.data(), count, units.data() + before));
-        rest.remove_prefix(count);
-        if (rest.empty())
-            break;
-        std::size_t const length = rest.front() == '&' ? rest.find(';') + 1 : 1;
-        append(units, rest.front() == '&' ? XmlScanner::characterOf(rest.substr(1, length - 2)) : ' ');
-        rest.remove_prefix(length);
-    }
+    std::string text;
+    text.reserve(attribute.raw.size());
+    appendMeant(text, attribute.raw, true);
+    std::vector<String::Unit> units(text.size());
+    units.resize(utf::decodeUtf8(text.data(), text.size(), units.data()));
     unescape(units, attribute);
     return String(units.data(), units.size());
+}
+
+std::vector<std::pair<std::string, std::string>> XmlReader::attributes() const
+{
+    std::vector<std::pair<std::string, std::string>> all;
+    all.reserve(m_attributes.size());
+    for (Attribute const& one : m_attributes)
+        appendMeant(all.emplace_back(one.name, std::string()).second, one.raw, true);
+    return all;
 }
 
 void XmlReader::unescape(std::vector<String::Unit>& units, Attribute const& attribute) const
@@ -480,4 +576,4 @@ void XmlReader::unescape(std::vector<String::Unit>& units, Attribute const& attr
     units.erase(to, units.end());
 }
 
-} // namespace zel::wire
+} // namespace zel

@@ -1,11 +1,11 @@
-#include <zel/model/wire/XmlWriter.h>
+#include <zel/foundation/xml/XmlWriter.h>
 
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
 
-namespace zel::wire {
+namespace zel {
 namespace {
 
 using Unit = String::Unit;
@@ -162,4 +162,4 @@ void XmlWriter::flag(std::string_view name, bool value)
         raw(name, "true");
 }
 
-} // namespace zel::wire
+} // namespace zel

@@ -1,13 +1,14 @@
 #pragma once
 // XML read as it goes: no tree, nothing kept but the names of the open elements.
 //
-//     wire::XmlReader reader(text);
+//     XmlReader reader(text);
 //     reader.openRoot();
-//     for (wire::XmlReader::Children children(reader); children.next();)
+//     for (XmlReader::Children children(reader); children.next();)
 //         if (reader.name() == "device")
 //             use(reader.text("guid")); // then its children in the same way; what nobody reads is passed over
 //     reader.finish();
 
+#include <zel/foundation/Exception.h>
 #include <zel/foundation/String.h>
 
 #include <charconv>
@@ -18,22 +19,44 @@
 #include <string_view>
 #include <vector>
 
-namespace zel::wire {
+namespace zel {
 
-/// Reads a document without document type, in UTF-8. Character data is passed over. Every fault of form throws
-/// DeserializationException with the path and the byte, also in what nobody asks for: characters that XML
-/// excludes, bytes that are no UTF-8, another encoding declared, entities other than the five predefined, an attribute twice, a tag that
-/// does not match; and so does what exceeds the limits, before memory is spent on it.
+/// A text that is no XML, or not the document that it should be: "{reason} at {path}, line {line}, byte {offset}"; nothing
+/// of a path outside the root.
+class ZEL_EXPORT XmlException : public ParseException
+{
+public:
+    /// `line` from 1; 0: not known, and not told.
+    XmlException(String const& reason, String const& path, std::size_t offset, std::size_t line = 0);
+
+    String const& reason() const noexcept { return m_reason; }
+    /// The elements that were open, from the root: "/StateManager/device/property".
+    String const& path() const noexcept { return m_path; }
+    /// In the UTF-8 text, from 0.
+    std::size_t offset() const noexcept { return m_offset; }
+
+private:
+    String m_reason, m_path;
+    std::size_t m_offset;
+};
+
+/// What a document may cost whoever reads it.
+struct XmlLimits
+{
+    std::size_t bytes = std::size_t{256} << 20;
+    unsigned depth = 64;
+    std::size_t elements = 8'000'000;
+    std::size_t attributes = 32; ///< of one element
+};
+
+/// Reads a document without document type, in UTF-8 or its part ASCII. Every fault of form throws XmlException, also in what
+/// nobody asks for: characters that XML excludes, bytes that are no UTF-8, another encoding declared, entities other than
+/// the five predefined, an attribute twice, a tag that does not match; and so does what exceeds the limits, before memory
+/// is spent on it.
 class XmlReader
 {
 public:
-    struct Limits
-    {
-        std::size_t bytes = std::size_t{256} << 20;
-        unsigned depth = 64;
-        std::size_t elements = 8'000'000;
-        std::size_t attributes = 32; ///< of one element
-    };
+    using Limits = XmlLimits;
 
     /// The text outlives the reader.
     explicit XmlReader(std::string_view utf8, Limits const& limits);
@@ -44,13 +67,18 @@ public:
     class Children
     {
     public:
-        explicit Children(XmlReader& reader) : m_reader(reader), m_level(reader.m_open.size()) {}
+        /// Character data that stands directly in the element goes to the end of `text`, in UTF-8, but for blanks
+        /// between tags; null: it is passed over.
+        explicit Children(XmlReader& reader, std::string* text = nullptr)
+            : m_reader(reader), m_level(reader.m_open.size()), m_text(text)
+        {}
         /// Opens the next one, and passes over what is left of the one before; false where there is none.
-        bool next() { return m_reader.openNext(m_level); }
+        bool next() { return m_reader.openNext(m_level, m_text); }
 
     private:
         XmlReader& m_reader;
         std::size_t m_level;
+        std::string* m_text;
     };
     /// Nothing but comments may follow the root, which is closed.
     void finish();
@@ -70,6 +98,9 @@ public:
         Attribute const* const found = find(attribute);
         return found ? found->raw : std::string_view();
     }
+    // In these texts `\\` stands for `\`, and `\u` with four hexadecimal digits for the UTF-16 unit of that number, as
+    // XmlWriter has it.
+
     /// Empty when there is no such attribute.
     String text(std::string_view attribute) const
     {
@@ -90,6 +121,9 @@ public:
     }
     /// "true" or "false"; false when there is no such attribute.
     bool flag(std::string_view attribute) const;
+
+    /// The names and values of all attributes in their order, in UTF-8, `\` being a character like any other.
+    std::vector<std::pair<std::string, std::string>> attributes() const;
 
     /// Whether XML takes the text as a name. Characters beyond ASCII are taken as they are.
     static bool isName(std::string_view text) noexcept;
@@ -130,8 +164,10 @@ private:
     String unfolded(Attribute const& attribute) const;
     void unescape(std::vector<String::Unit>& units, Attribute const& attribute) const;
 
-    bool openNext(std::size_t level);
-    void step();
+    bool openNext(std::size_t level, std::string* text);
+    void step(std::string* text);
+    void scanData(std::string* text);
+    void scanCharacters(std::string* text);
     void scanStartTag();
     bool scanPlainAttribute();
     void scanAttribute();
@@ -176,4 +212,4 @@ T XmlReader::numberOf(Attribute const& attribute) const
     return value;
 }
 
-} // namespace zel::wire
+} // namespace zel
