@@ -47,7 +47,7 @@ public:
     std::string const& path() const noexcept { return m_file.path(); }
     /// A settings file of the module in a later search folder, which is not read; empty: there is none.
     std::string const& passedOver() const noexcept { return m_passedOver; }
-    /// No line sets anything, as in the files that are installed: nothing needs to be looked up.
+    /// No line sets anything: nothing needs to be looked up.
     bool isEmpty() const noexcept { return m_file.size() == 0; }
     bool exists() const noexcept { return m_file.state() == KeyTextFile::State::Read; }
     std::vector<KeyTextFile::Issue> const& issues() const noexcept { return m_file.issues(); }

@@ -130,9 +130,9 @@ UnitMagnitude choose(UnitType const& unit, double plainValue, UnitMagnitude cons
 
 UnitMagnitude chooseForCount(UnitType const& unit, std::uint64_t count, UnitMagnitude const& wanted)
 {
-    constexpr std::uint64_t kReadAtOnce = 10'000, kKibi = 1024;
+    constexpr std::uint64_t kReadAtOnce = 10'000, kKibi = 1024, kHundredths = 100;
     if (wanted == UnitMagnitude::AUTOSCALEUNIT() && rowOf(unit).m_binary && count < kReadAtOnce &&
-        count % kKibi != 0)
+        count * kHundredths % kKibi != 0)
         return UnitMagnitude::BASEUNIT();
     return choose(unit, static_cast<double>(count), wanted);
 }
