@@ -185,7 +185,6 @@ CommandLine parseCommandLine(int argc, char const* const* argv)
         line.error = devices.finishListing(*rows[5].app);
     if (line.command == Command::Compare)
         line.error = devices.finishCompare(*rows[6].app);
-    line.run.options.language = line.run.where.language;
     return line;
 }
 

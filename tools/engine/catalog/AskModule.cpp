@@ -1,55 +1,21 @@
 #include <engine/catalog/AskModule.h>
 
+#include <engine/catalog/PrivateFolder.h>
+
 #include <zel/enumerator/modules/ModuleProcess.h>
 #include <zel/foundation/FileSystem.h>
-#include <zel/foundation/System.h>
 #include <zel/model/texts/KeyTextFile.h>
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
-#include <cstdlib>
-#include <filesystem>
-#include <system_error>
 #include <thread>
 
 namespace engine {
 
-namespace fs = std::filesystem;
 using zel::FileSystem;
 using zel::String;
 
 namespace {
-
-/// A folder that only this user may look into; it goes with the object.
-class PrivateFolder
-{
-public:
-    PrivateFolder()
-    {
-        std::error_code error;
-        m_path = (fs::temp_directory_path(error) / "krel5-engine-XXXXXX").string();
-        if (error || !::mkdtemp(m_path.data())) {
-            m_problem = m_path + ": " + zel::System::errorText(error ? error.value() : errno).toUtf8();
-            m_path.clear();
-        }
-    }
-    ~PrivateFolder()
-    {
-        std::error_code ignored;
-        if (!m_path.empty())
-            fs::remove_all(m_path, ignored);
-    }
-    PrivateFolder(PrivateFolder const&) = delete;
-    PrivateFolder& operator=(PrivateFolder const&) = delete;
-
-    std::string const& path() const { return m_path; }
-    /// Why there is none; empty when there is.
-    std::string const& problem() const { return m_problem; }
-
-private:
-    std::string m_path, m_problem;
-};
 
 ModuleAnswer ask(std::string const& program, int milliseconds)
 {

@@ -192,6 +192,8 @@ std::string listText(Situation const& situation, ListRequest const& request)
     for (Module const* const module : chosen(situation, request))
         text += moduleText(situation, *module, request.all);
     if (situation.catalog.modules().empty()) {
+        if (!situation.catalog.complaints().empty())
+            return "No module could be read.\n";
         text += "There are no modules";
         for (std::string const& folder : situation.installedFolders)
             text += (&folder == &situation.installedFolders.front() ? " in " : ", ") + harmless(folder);

@@ -102,8 +102,11 @@ int runCommand(RunRequest const& request)
     Plan const plan = planOf(request, situation, zel::System::userIsAdministrator());
     for (Refusal const& refusal : plan.refusals)
         listing::complain((refusal.isAskedFor ? "not run: " : "left out: ") + refusalText(refusal));
-    if (!request.dryRun)
-        return runPlan(plan, request.options, *situation.machine);
+    if (!request.dryRun) {
+        RunOptions options = request.options;
+        options.language = situation.language;
+        return runPlan(plan, options, *situation.machine);
+    }
     return !listing::printed(planText(plan)) ? kTrouble : situation.isComplete ? kDone : kIncomplete;
 }
 

@@ -40,6 +40,7 @@ Situation lookAround(SituationRequest const& request)
     CatalogRequest wanted;
     wanted.language =
         request.language.empty() ? languageOfLocale(localeOfEnvironment()) : languageNamed(request.language);
+    situation.language = wanted.language.toString().toUtf8();
     if (!request.isAlone)
         situation.installedFolders = installedModules();
     wanted.folders = situation.installedFolders;
