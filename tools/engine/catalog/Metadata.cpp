@@ -288,6 +288,10 @@ private:
     zel::TestImp testOf(FunctionDraft const& draft)
     {
         check(draft);
+        m_parameterCount += draft.parameters.size() + m_globals.size();
+        if (m_parameterCount > kMostOfAllTests)
+            throw Fault{"its tests have more than " + String::number(std::uint64_t{kMostOfAllTests}) +
+                        " parameters altogether"};
         zel::TestImp test(draft.key, *draft.capabilities);
         test.setIndex(static_cast<unsigned>(m_module.tests.size()));
         test.setModuleGuid(m_module.record.guid());
@@ -322,6 +326,7 @@ private:
     Module& m_module;
     std::deque<ParameterDraft> m_globals;
     std::deque<FunctionDraft> m_tests, m_indicators;
+    std::size_t m_parameterCount = 0; // of the tests built so far
 };
 
 } // namespace

@@ -17,5 +17,7 @@ void readMetadata(std::string_view content, std::string const& path, std::string
 
 constexpr std::size_t kMostTests = 1000;      ///< of a module; indicators likewise
 constexpr std::size_t kMostParameters = 1000; ///< of a test
+constexpr std::size_t kMostOfAllTests =
+    20'000; ///< parameters of a module's tests, global ones counted for each
 
 } // namespace engine

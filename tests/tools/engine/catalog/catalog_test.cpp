@@ -84,6 +84,21 @@ TEST(Metadata, DamageIsToldWithItsLine)
     }
 }
 
+// Each test has every global parameter: a file of some kilobytes could ask for a million records.
+TEST(Metadata, ParametersAreBoundedAltogether)
+{
+    std::string text = head("ram");
+    for (int i = 1; i <= 500; ++i)
+        text += parameter(i, "p" + std::to_string(i), "UINT32", "");
+    for (int i = 1; i <= 41; ++i)
+        text += test::test(i, "t" + std::to_string(i), "Memory");
+    Module module;
+    EXPECT_NE(refusal([&] {
+                  readMetadata(text, "ram.w4m", "ram", module);
+              }).find("more than 20000 parameters altogether"),
+              std::string::npos);
+}
+
 TEST(Catalog, OneBadModuleCostsItselfAndALine)
 {
     Workshop shop;
