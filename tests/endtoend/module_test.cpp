@@ -144,7 +144,9 @@ TEST_F(ModuleTest, BackendsThatAreNotThereOrRunNothingSayNo)
         std::string line, told;
     };
     for (Case const& one : std::vector<Case>{
-             {{"run", "-dl", "-x", "-e"}, "1200 CommInterface: using CommEngine\n", "not available"},
+             {{"run", "-dl", "-x", "-e"},
+              "1200 CommInterface: using CommEngine\n",
+              "Cannot connect to engine\n"},
              {{"run", "-dl", "-x"}, "1204 CommInterface: using CommXml\n", "There is no test to run\n"},
              {{"run", "-dl"}, "1208 CommInterface: using CommDirectLink\n", "not available"},
          }) {

@@ -27,6 +27,8 @@ struct ZEL_EXPORT System
     static void sleepMilliseconds(unsigned milliseconds);
     /// Ends the process at once with `status`, after flushing standard output and standard error.
     [[noreturn]] static void exitProcess(int status) noexcept;
+    /// The same without flushing, for a process that hangs: it may be the streams that it hangs on.
+    [[noreturn]] static void exitProcessAtOnce(int status) noexcept;
 
     // Pipes carry a whole text each way. Any open descriptor will do, and none is closed: the end of a text is
     // where its writer closes the pipe, or ends. `stop`, unless null, is asked every tenth of a second while the

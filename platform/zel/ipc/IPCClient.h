@@ -47,6 +47,9 @@ public:
     /// percentage, a time or a text of progress replaces the waiting one of its run. More than 32 MiB waiting means
     /// that the engine does not read: then anything else waits up to 10 seconds, and then ends the connection.
     bool queue(Message const& message);
+    /// Until what was handed over has been sent; for who is about to end without a logout. False when it does not come to that
+    /// in time, or there is no connection. Anybody's.
+    bool waitUntilSent(unsigned milliseconds);
 
     IPCCommMgr const& commMgr() const noexcept;
 

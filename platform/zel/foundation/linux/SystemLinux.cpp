@@ -95,6 +95,8 @@ void System::exitProcess(int status) noexcept
     ::_exit(status);
 }
 
+void System::exitProcessAtOnce(int status) noexcept { ::_exit(status); }
+
 bool System::readFromPipeUtf8(std::int64_t pipeId, std::string& utf8, std::size_t& byteCount, bool (*stop)())
 {
     byteCount = 0;

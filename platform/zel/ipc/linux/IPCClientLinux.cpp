@@ -185,6 +185,13 @@ try {
     return false;
 }
 
+bool IPCClient::waitUntilSent(unsigned milliseconds)
+{
+    auto const engine = m_link->current();
+    return engine && m_link->thread.isHere() &&
+           engine->waitUntilSent(Clock::now() + std::chrono::milliseconds(milliseconds));
+}
+
 IPCCommMgr const& IPCClient::commMgr() const noexcept { return m_link->manager; }
 
 } // namespace zel

@@ -218,7 +218,8 @@ TestResult DiagModule::enumTests()
     if (checkForStop()) // who asked to stop waits for no list
         return TestResult::USERABORTED();
     comm.sendEnumTests();
-    return comm.hasAllDevices() ? TestResult::PASS() : TestResult::CANNOTRUN();
+    bool const isWhole = comm.hasAllDevices() && comm.isConfirmed();
+    return isWhole ? TestResult::PASS() : TestResult::CANNOTRUN();
 }
 
 TestResult DiagModule::runTest()

@@ -7,7 +7,6 @@
 #include <libKrel5/internal/module/ModuleCommon.h>
 #include <libKrel5/objects/Factories.h>
 
-#include <krel5/CommandLineOption.h>
 #include <krel5/DiagDevice.h>
 #include <krel5/IndexOutOfBoundsException.h>
 #include <krel5/Language.h>
@@ -25,7 +24,7 @@
 
 namespace krel5 {
 
-unsigned int const DiagModule::INFINITE_TIMEOUT = 0xFFFFFFFFu;
+unsigned int const DiagModule::INFINITE_TIMEOUT = CommInterface::kNoTimeOut;
 unsigned int const DiagModule::FROM_SETTINGS_FILE = 0xFFFFFFFEu;
 
 Test* DiagModule::getCurrentTest()
@@ -79,7 +78,7 @@ KrelString DiagModule::getBaseDirectory() { return KrelString(ModuleCommon::base
 
 unsigned int DiagModule::getEngineProcessId()
 {
-    auto const given = CommandLine::integer(CommandLineOption::ENGINEPID());
+    auto const given = CommandLine::engineProcessId();
     if (given && (*given < 1 || *given > std::numeric_limits<std::int32_t>::max()))
         return 0; // no process has such an id
     return static_cast<unsigned>(given ? *given : zel::System::parentProcessId());

@@ -83,6 +83,8 @@ TestResult DiagModuleRun::runAll(CommInterface& comm)
     ZEL_LOG(logger(), LogLevel::Information)
         << "StateManager::instance().testRunCount() = " << static_cast<std::uint64_t>(queue.testRunCount());
     if (queue.testRunCount() == 0) { // an engine that sent none; nothing tested is nothing passed
+        if (DiagModule::checkForStop())
+            return TestResult::USERABORTED();
         ZEL_LOG(logger(), LogLevel::Error) << "There is no test to run";
         ErrorReporting::tell("There is no test to run");
         return TestResult::CANNOTRUN();
@@ -96,8 +98,11 @@ TestResult DiagModuleRun::runAll(CommInterface& comm)
         account.end(result);
         if (overall == TestResult::PASS())
             overall = result;
-        if (!DiagModule::checkForStop())
+        if (!DiagModule::checkForStop()) {
+            if (overall == TestResult::PASS() && !comm.isConfirmed())
+                overall = TestResult::CANNOTRUN();
             continue;
+        }
         if (overall == TestResult::PASS())
             overall = TestResult::USERABORTED();
         break;

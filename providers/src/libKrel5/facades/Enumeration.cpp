@@ -78,12 +78,14 @@ TestResult Enumeration::run(CommInterface& comm, void (*discover)())
         ErrorReporting::tell(
             "No devices reported"); // an empty list on standard output is no answer to a person
     endStep("sendEnumDevices", step);
+    bool const isConfirmed = comm.isConfirmed();
+    bool const endsEarly = isStopped || StopRequest::isMade(); // asked of a backend that is still open
     Connection::close();
     endStep("closeConnection", step);
     ZEL_LOG(logger(), zel::LogLevel::Information) << "total time = " << total.getElapsed() << " seconds.";
-    if (isStopped || StopRequest::isMade())
+    if (endsEarly)
         return TestResult::USERABORTED();
-    return isWhole ? TestResult::PASS() : TestResult::CANNOTRUN();
+    return isWhole && isConfirmed ? TestResult::PASS() : TestResult::CANNOTRUN();
 }
 
 } // namespace krel5

@@ -123,4 +123,6 @@ std::shared_ptr<CommMessageWaiter> CommInterface::createMessageWaiter() { return
 
 bool CommInterface::httpGetRequest(zel::String const&, zel::String&, zel::String const&) { return false; }
 
+void CommInterface::sendInternalError(zel::String const&) { TRACE("sendInternalError"); }
+
 } // namespace krel5

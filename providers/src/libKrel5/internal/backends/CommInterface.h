@@ -52,6 +52,7 @@ public:
     /// Whether somebody outside asked the module to stop, or is gone. Any, mutex, quick: asked again and again
     /// while a test works, so it looks at what has come and waits for nothing.
     virtual bool receiveStopMessage();
+    static constexpr unsigned kNoTimeOut = 0xFFFFFFFFu;   ///< seconds: for ever
     virtual void sendSetTimeOutMessage(unsigned seconds); ///< any, no lock, may wait
     virtual unsigned receiveGetTimeOutMessage();          ///< any, no lock, may wait
     virtual void sendClearTimeOutMessage();               ///< any, no lock, may wait
@@ -88,6 +89,11 @@ public:
     virtual bool httpGetRequest(zel::String const& url, zel::String& response, zel::String const& options);
     /// False when receiveDevices could not look everywhere, so that devices may be missing. Main, no lock, quick.
     virtual bool hasAllDevices() const { return true; }
+    /// False when the other side has not said that it has the last listing or result, and should have. Main, either, quick.
+    virtual bool isConfirmed() const { return true; }
+    /// An error that ends the process, as the person at the console reads it. Any, either; waits for no answer,
+    /// since it is also called in the report of a fault.
+    virtual void sendInternalError(zel::String const& text);
 };
 
 } // namespace krel5

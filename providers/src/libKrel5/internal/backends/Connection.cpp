@@ -5,12 +5,15 @@
 
 #include <zel/foundation/Logger.h>
 
-#include <utility>
+#include <atomic>
+#include <exception>
 
 namespace krel5 {
 namespace {
 
-CommInterface* s_open = nullptr; // the backend whose link is open
+std::atomic<CommInterface*> s_open{
+    nullptr};                          // the backend whose link is open; any thread asks, in an error report
+std::atomic<bool> s_isLeftOpen{false}; // by an exception
 
 zel::Logger& logger()
 {
@@ -20,8 +23,10 @@ zel::Logger& logger()
 
 } // namespace
 
-Connection::Connection(CommInterface& comm)
+Connection::Connection(CommInterface& comm) : m_exceptions(std::uncaught_exceptions())
 {
+    if (s_isLeftOpen)
+        close();
     ZEL_ASSERT_NAMED(!s_open, "!s_open");
     if (comm.openConnection()) {
         s_open = &comm;
@@ -31,11 +36,20 @@ Connection::Connection(CommInterface& comm)
     ErrorReporting::tell("Cannot connect to engine");
 }
 
+Connection::~Connection()
+{
+    if (std::uncaught_exceptions() > m_exceptions)
+        s_isLeftOpen = isOpen();
+    else
+        close();
+}
+
 bool Connection::isOpen() noexcept { return s_open != nullptr; }
 
 void Connection::close() noexcept
 {
-    CommInterface* const open = std::exchange(s_open, nullptr);
+    s_isLeftOpen = false;
+    CommInterface* const open = s_open.exchange(nullptr);
     if (!open)
         return;
     guarded(

@@ -4,14 +4,15 @@ namespace krel5 {
 
 class CommInterface;
 
-/// The backend's link to the outside for one action: open from construction to destruction, however the action
-/// ends. One at a time. Thread rule: main thread.
+/// The backend's link to the outside for one action: open from construction to destruction. An exception leaves it open, so
+/// that the other side hears of the error first: whoever handles that closes it, at last the next connection. One at a
+/// time. Thread rule: main thread.
 class Connection
 {
 public:
     /// Opens. A failure is logged and told; then isOpen() is false, and there is nothing to close.
     explicit Connection(CommInterface& comm);
-    ~Connection() { close(); }
+    ~Connection();
     Connection(Connection const&) = delete;
     Connection& operator=(Connection const&) = delete;
 
@@ -20,6 +21,9 @@ public:
     /// destructor, and before the exit step. Not called for a fault or from a terminate handler: the backend
     /// may be in the middle of anything then.
     static void close() noexcept;
+
+private:
+    int m_exceptions; // on their way when it was made
 };
 
 } // namespace krel5

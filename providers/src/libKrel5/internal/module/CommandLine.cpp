@@ -118,6 +118,8 @@ std::optional<zel::String> CommandLine::text(CommandLineOption const& option)
     return zel::OptionManager::instance().lookupStringValue(option.name().zelString());
 }
 
+std::optional<std::int64_t> CommandLine::engineProcessId() { return integer(CommandLineOption::ENGINEPID()); }
+
 void CommandLine::printUsage(zel::OStream& out, zel::String const& moduleGuid)
 {
     out << "Usage: " << moduleGuid << ".w4x  ";

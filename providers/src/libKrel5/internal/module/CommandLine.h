@@ -45,6 +45,9 @@ public:
     static std::optional<std::int64_t> integer(CommandLineOption const& option);
     static std::optional<zel::String> text(CommandLineOption const& option);
 
+    /// What stands behind -ePid; none: the process that started this one.
+    static std::optional<std::int64_t> engineProcessId();
+
     static void printUsage(zel::OStream& out, zel::String const& moduleGuid);
 };
 

@@ -34,6 +34,7 @@ void reportFault(zel::String const& text)
     zel::OStream::out().flush();
     ErrorReporting::tell(text);
     whereToLook();
+    ModuleCommon::sendInternalError(text); // last: it may wait for a lock that the faulting code holds
 }
 
 void reportEarlyExit()
@@ -42,6 +43,8 @@ void reportEarlyExit()
                              "counts as an internal error.";
     ZEL_LOG(logger(), zel::LogLevel::Critical) << text;
     ErrorReporting::tell(text);
+    ModuleCommon::sendInternalError(text);
+    ModuleCommon::closeConnection();
 }
 
 // An exception that nobody caught, from main before start() or from a thread of the module.
@@ -56,8 +59,10 @@ void reportEarlyExit()
         },
         [](KrelException const& error) {
             ZEL_LOG(logger(), zel::LogLevel::Critical) << error.toString();
-            ErrorReporting::tell(ErrorReporting::withoutStackTrace(error.toString().zelString()));
+            zel::String const text = ErrorReporting::withoutStackTrace(error.toString().zelString());
+            ErrorReporting::tell(text);
             whereToLook();
+            ModuleCommon::sendInternalError(text);
         });
     ErrorReporting::endProcess(TestResult::INTERNALERROR());
 }
@@ -94,8 +99,10 @@ void ErrorReporting::internalErrorPost(KrelException const& error)
         throw error;
     ZEL_LOG_LINE(logger(), zel::LogLevel::Error, 1243) << error.toString();
     zel::OStream::out().flush();
-    tell(withoutStackTrace(error.toString().zelString()));
+    zel::String const text = withoutStackTrace(error.toString().zelString());
+    tell(text);
     whereToLook();
+    ModuleCommon::sendInternalError(text);
     ModuleCommon::runExitStep();
     if (OwnProcess::isOurs())
         endProcess(TestResult::INTERNALERROR());

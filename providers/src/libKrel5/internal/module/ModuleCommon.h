@@ -43,13 +43,19 @@ public:
     /// `action`, exit step. Returns the exit status.
     static int start(Facade const& facade, TestResult (*action)());
 
+    /// Where it is still open.
+    static void closeConnection() noexcept;
     /// Closes the connection where it is still open; then calls the module-exit callback, once, and only when
     /// start() has begun.
     static void runExitStep();
 
+    /// Tells an engine, where the connection to one is open, of an error that ends the process. What goes wrong with that is
+    /// dropped: the error stands in the log already. Any thread.
+    static void sendInternalError(zel::String const& text) noexcept;
+
     /// The backend; null before it was chosen.
     static CommInterface* comm();
-    /// Set before start(), takes the place of the backend that the command line asks for; for tests.
+    /// Set before start(), takes the place of the backend that the command line asks for; for tests. The connection of the one before is closed.
     static void setComm(std::unique_ptr<CommInterface> comm);
     static zel::String baseDirectory();
 

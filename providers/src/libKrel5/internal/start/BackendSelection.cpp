@@ -1,5 +1,6 @@
 #include <libKrel5/internal/start/BackendSelection.h>
 
+#include <libKrel5/internal/backends/CommEngine.h>
 #include <libKrel5/internal/backends/CommStandAlone.h>
 #include <libKrel5/internal/backends/CommXml.h>
 #include <libKrel5/internal/module/CommandLine.h>
@@ -34,7 +35,7 @@ struct Row
 
 // In order of precedence.
 Row const s_backends[] = {
-    {&CommandLineOption::ENGINE, "CommEngine", 1200, nullptr},
+    {&CommandLineOption::ENGINE, "CommEngine", 1200, &make<CommEngine>},
     {&CommandLineOption::XML, "CommXml", 1204, &make<CommXml>},
     {&CommandLineOption::DIRECTLINK, "CommDirectLink", 1208, nullptr},
     {nullptr, "CommStandAlone", 1212, &make<CommStandAlone>},

@@ -88,7 +88,11 @@ void checkOneFacade(Facade const& facade, char const* operation, bool isFirst)
 } // namespace
 
 CommInterface* ModuleCommon::comm() { return state().comm.get(); }
-void ModuleCommon::setComm(std::unique_ptr<CommInterface> comm) { state().comm = std::move(comm); }
+void ModuleCommon::setComm(std::unique_ptr<CommInterface> comm)
+{
+    closeConnection();
+    state().comm = std::move(comm);
+}
 zel::String ModuleCommon::baseDirectory() { return state().baseDirectory; }
 bool ModuleCommon::isInsideInitCallback() { return state().insideInitCallback; }
 void ModuleCommon::setModuleInitCallback(Callback callback) { state().initCallback = callback; }
@@ -363,9 +367,20 @@ TestResult ModuleCommon::checkPrivileges()
     return TestResult::INSUFFICIENTPRIVILEGE();
 }
 
+void ModuleCommon::sendInternalError(zel::String const& text) noexcept
+{
+    try {
+        if (Connection::isOpen())
+            comm()->sendInternalError(text);
+    } catch (...) {
+    }
+}
+
+void ModuleCommon::closeConnection() noexcept { Connection::close(); }
+
 void ModuleCommon::runExitStep()
 {
-    Connection::close();
+    closeConnection();
     if (!std::exchange(state().exitStepDue, false) || !state().exitCallback)
         return;
     try {
