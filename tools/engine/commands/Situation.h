@@ -25,7 +25,7 @@ struct SituationRequest
 struct Situation
 {
     Catalog catalog;
-    std::string language;                     ///< tag of the person's
+    std::string language;                      ///< tag of the person's
     zel::StateManager* machine = nullptr;      ///< of zel::ModuleManager; has the catalog's tests
     std::vector<zel::DeviceImp*> numbered;     ///< devices that a person picks by number, from 1
     std::vector<std::string> installedFolders; ///< where installed modules were looked for
