@@ -291,17 +291,24 @@ TEST(Link, theModuleNoticesThatItsEngineWasKilled)
 
 TEST(Link, theEngineNoticesThatItsModuleWasKilledAndHearsWhatItSaidBefore)
 {
-    Engine engine;
+    int ready[2];
+    ASSERT_EQ(0, ::pipe(ready));
     pid_t const self = ::getpid();
-    Child module([=] {
+    Child module([=] { // begins before the engine, which has a thread
+        char ignored;
+        [[maybe_unused]] auto const begin = ::read(ready[0], &ignored, 1);
         Module killed(self);
         for (int i = 0; i < 20; ++i)
             killed.client.queue(EnumerationMessage());
         ::kill(::getpid(), SIGKILL);
     });
+    Engine engine;
+    ASSERT_EQ(1, ::write(ready[1], "x", 1));
     ASSERT_TRUE(engine.hasParted());
     EXPECT_TRUE(engine.heard.goodbyes[0].empty());
     EXPECT_EQ(20u, engine.heard.messages.size());
+    ::close(ready[0]);
+    ::close(ready[1]);
 }
 
 TEST(Link, letsInWhomTheEngineKnows)

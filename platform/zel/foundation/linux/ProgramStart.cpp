@@ -22,6 +22,13 @@ constexpr std::size_t kStackBytes = 128u << 10;
 constexpr int kNotStarted = 127;
 constexpr int kStandardFiles = 3;
 
+// The thread sanitizer takes every clone for a fork, and its own state must not be shared then.
+#if defined(__SANITIZE_THREAD__)
+constexpr int kSharing = 0;
+#else
+constexpr int kSharing = CLONE_VM;
+#endif
+
 /// What the child needs; all of it is made before, since the child shares this process's memory and must not allocate.
 struct Birth
 {
@@ -32,7 +39,7 @@ struct Birth
     int highest;                            // number of the child
     pid_t parent;
     sigset_t mask;
-    int error = 0;
+    int report; // gets the errno value of why it did not become the program
 };
 
 bool takeFiles(Birth const& birth)
@@ -66,7 +73,7 @@ void resetSignals(sigset_t const& mask)
 // In the child, with nothing but system calls.
 int becomeProgram(void* argument)
 {
-    Birth& birth = *static_cast<Birth*>(argument);
+    Birth const& birth = *static_cast<Birth const*>(argument);
     // The parent may be gone before the first line is reached.
     if (::prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 && ::getppid() != birth.parent)
         ::_exit(kNotStarted);
@@ -75,7 +82,8 @@ int becomeProgram(void* argument)
         resetSignals(birth.mask);
         ::execve(birth.program, birth.words, environ);
     }
-    birth.error = errno;
+    int const error = errno;
+    [[maybe_unused]] auto const written = ::write(birth.report, &error, sizeof error);
     ::_exit(kNotStarted);
 }
 
@@ -89,8 +97,14 @@ int startProgram(ProgramStart const& start, pid_t& child)
     for (std::string& word : words)
         pointers.push_back(word.data());
     pointers.push_back(nullptr);
-    Birth birth{
-        start.program.c_str(), pointers.data(), start.folder.c_str(), {}, kStandardFiles - 1, ::getpid(), {}};
+    Birth birth{start.program.c_str(),
+                pointers.data(),
+                start.folder.c_str(),
+                {},
+                kStandardFiles - 1,
+                ::getpid(),
+                {},
+                -1};
     for (auto const& one : start.files)
         birth.highest = std::max(birth.highest, one.second);
     std::vector<FileDescriptor>
@@ -101,17 +115,31 @@ int startProgram(ProgramStart const& start, pid_t& child)
             return errno;
         birth.files.emplace_back(copies.back().number(), to);
     }
+    int ends[2];
+    if (::pipe2(ends, O_CLOEXEC) != 0)
+        return errno;
+    FileDescriptor const reading(ends[0]);
+    FileDescriptor report(ends[1]);
+    copies.emplace_back(::fcntl(report.number(), F_DUPFD_CLOEXEC, birth.highest + 1));
+    if (!copies.back().isOpen())
+        return errno;
+    birth.report = copies.back().number();
     auto const stack = std::make_unique_for_overwrite<char[]>(kStackBytes);
     sigset_t all;
     ::sigfillset(&all);
     ::pthread_sigmask(SIG_SETMASK, &all, &birth.mask);
-    child = ::clone(becomeProgram, stack.get() + kStackBytes, CLONE_VM | CLONE_VFORK | SIGCHLD, &birth);
-    int error = child < 0 ? errno : birth.error;
+    child = ::clone(becomeProgram, stack.get() + kStackBytes, kSharing | CLONE_VFORK | SIGCHLD, &birth);
+    int error = child < 0 ? errno : 0;
     ::pthread_sigmask(SIG_SETMASK, &birth.mask, nullptr);
-    if (child > 0 && error != 0) {
-        retryOnInterrupt([&] { return ::waitpid(child, nullptr, 0); });
-        child = -1;
-    }
+    report = FileDescriptor();
+    copies.clear();
+    if (child < 0)
+        return error;
+    // Nothing, at once: it is the program now, and the pipe was closed by that.
+    if (retryOnInterrupt([&] { return ::read(reading.number(), &error, sizeof error); }) != sizeof error)
+        return 0;
+    retryOnInterrupt([&] { return ::waitpid(child, nullptr, 0); });
+    child = -1;
     return error;
 }
 
