@@ -83,7 +83,6 @@ public:
 
 private:
     friend class SysInfoDevice;
-    friend class ModuleCommon;
     DeviceCapability deviceCapability() const;
     DevicePropertyData& data();
     DevicePropertyData const& data() const;

@@ -141,12 +141,11 @@ zel::String ErrorReporting::withoutStackTrace(zel::String const& text)
     return shown;
 }
 
-bool guarded(char const* call, std::function<void()> const& body,
+void guarded(char const* call, std::function<void()> const& body,
              std::function<void(KrelException const&)> const& handle)
 {
     try {
         body();
-        return true;
     } catch (zel::Exception const& e) {
         handle(InternalException(zel::String("Internal Exception in ") + call, e));
     } catch (KrelException const& e) {
@@ -158,7 +157,6 @@ bool guarded(char const* call, std::function<void()> const& body,
     } catch (...) {
         handle(KrelException(KrelString(zel::String("Unknown \"...\" Exception in ") + call)));
     }
-    return false;
 }
 
 } // namespace krel5

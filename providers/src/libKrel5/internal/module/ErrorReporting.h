@@ -47,9 +47,9 @@ public:
 
 /// Runs `body`; an exception that leaves it is turned into a KrelException by class, in this order: of the
 /// platform, of the library, anything else, and given to `handle`. `call` names the guarded call:
-/// "DiagModule::start()". Returns whether body ended normally. (The remaining class, a fault in module code,
+/// "DiagModule::start()". (The remaining class, a fault in module code,
 /// is a signal: FaultHandler.)
-bool guarded(char const* call, std::function<void()> const& body,
+void guarded(char const* call, std::function<void()> const& body,
              std::function<void(KrelException const&)> const& handle);
 
 } // namespace krel5
