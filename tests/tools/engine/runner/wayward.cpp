@@ -213,9 +213,13 @@ int main(int argc, char** argv)
 {
     std::int64_t engine = 0;
     std::string before = argv[argc - 1];
-    for (int i = 1; i + 1 < argc; ++i)
+    for (int i = 1; i + 1 < argc; ++i) {
         if (std::strcmp(argv[i], "-ePid") == 0)
             engine = std::atoll(argv[i + 1]);
+        if (std::strcmp(argv[i], "-bd") == 0) // where a module has its log; there only if the folder is
+            std::ofstream(std::string(argv[i + 1]) + "/logs/wayward_" + std::to_string(::getpid()) + ".log")
+                << "last line\n";
+    }
     if (before == "leave") {
         std::fputs("no licence\n", stderr);
         return 26;
