@@ -526,7 +526,7 @@ TEST(MessageBoxImp, takesNumbersTextsAndBeginnings)
         box.present(sink, [](String&) { return true; });
         EXPECT_EQ(sink.m_text, std::string(heading) + "\nx\n  1) a (default)\n> ");
     }
-    MessageBoxImp const out("t", "x", {{1, "a"}}, 7, 8, {});
+    MessageBoxImp const out("t", "x", {{1, "a"}}, 1, 1, {});
     EXPECT_EQ(out.defaultCode() + out.cancelCode(), 2) << "an index out of range counts as the first";
 }
 
@@ -554,4 +554,5 @@ TEST(TestRunManager, runsAreToldApartAndEventsTakenOnce)
     EXPECT_FALSE(first.nextEvent());
     manager.clear();
     EXPECT_EQ(StateManager().testRunCount(), 0u);
+    EXPECT_THROW(StateManager().testRunAtIndex(0), IndexOutOfBoundsException);
 }

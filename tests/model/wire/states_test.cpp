@@ -235,9 +235,10 @@ TEST(SerializedState, writesSpecificationsThatSayTheSameOnce)
                          CapabilityImp const& capability = CapabilityImp()) {
         return std::make_shared<PropertySpecImp>(key, category, type, capability);
     };
-    auto const first = spec("k#2"), listed = spec(), ofModule = spec(), named = spec(), alias = spec(),
-               grouped = spec();
+    auto const first = spec("k#2"), second = spec("k#2"), listed = spec(), ofModule = spec(), named = spec(),
+               alias = spec(), grouped = spec();
     ofModule->setModuleGuid("m");
+    second->setModuleGuid("m");
     named->setDefaultName("n");
     alias->setAlias("a");
     grouped->setGroup(first);
@@ -247,7 +248,7 @@ TEST(SerializedState, writesSpecificationsThatSayTheSameOnce)
     for (auto const& one : {first, spec(), ofModule, spec("k", PropertyCategoryImp::SysInfo()),
                             spec("k", PropertyCategoryImp(), DataTypeImp::UINT32()),
                             spec("k", PropertyCategoryImp(), DataTypeImp::STRING(), CapabilityImp::CPU()),
-                            named, alias, grouped, spec()}) {
+                            named, alias, grouped, spec(), second}) {
         PropertyImp const property(one, ValueImp("v"));
         state.addDevice(device(std::to_string(number++)), nullptr).addProperty(&property);
     }
@@ -256,7 +257,7 @@ TEST(SerializedState, writesSpecificationsThatSayTheSameOnce)
     std::regex const name("<specification name=\"([^\"]*)\"");
     for (std::sregex_iterator one(document.begin(), document.end(), name), end; one != end; ++one)
         names += one->str(1) + " ";
-    EXPECT_EQ(names, "k k#2 k#3 k#4 k#5 k#6 k#7 k#8 k#9 ");
+    EXPECT_EQ(names, "k k#2 k#3 k#4 k#5 k#6 k#7 k#8 k#9 k#2#2 ");
     Serializable::deserializeUtf8(document, back);
     EXPECT_EQ(dump(back), dump(state));
 }
