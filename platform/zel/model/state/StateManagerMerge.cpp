@@ -29,11 +29,8 @@ DeviceImp& StateManager::copyDevice(DeviceImp const& theirs, StateManager const&
 {
     std::vector<DeviceImp const*> chain{&theirs};
     for (DeviceImp const* up = other.parentOf(theirs); up && !m_devices.find(up->guid());
-         up = other.parentOf(*up)) {
-        if (chain.size() > other.deviceCount())
-            break;
+         up = other.parentOf(*up))
         chain.push_back(up);
-    }
     DeviceImp* copied = nullptr;
     for (auto one = chain.rbegin(); one != chain.rend(); ++one) {
         DeviceImp const* const parent = other.parentOf(**one);
@@ -52,8 +49,7 @@ bool StateManager::adoptParent(DeviceImp& mine, DeviceImp const* theirParent)
     DeviceImp const* const parent = theirParent ? m_devices.find(theirParent->guid()) : nullptr;
     if (!parent || parentOf(mine))
         return false;
-    bool const hasChildren = !childrenOf(mine).empty();
-    for (DeviceImp const* up = hasChildren || parent == &mine ? parent : nullptr; up; up = parentOf(*up))
+    for (DeviceImp const* up = childrenOf(mine).empty() ? nullptr : parent; up; up = parentOf(*up))
         if (up == &mine)
             return false;
     attach(mine, parent);
