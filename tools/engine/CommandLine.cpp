@@ -45,7 +45,7 @@ void addWhere(CLI::App& app, SituationRequest& where, bool withRoot)
     app.add_option("--modules", where.modules,
                    "Further modules: a folder of them, or a program; may be given several times")
         ->type_name("PATH")
-        ->expected(1)
+        ->allow_extra_args(false)
         ->take_all();
     app.add_flag("--only-modules", where.isAlone, "Only those of --modules, not the installed ones");
     app.add_option("--lang", where.language, "Language of names and texts (de); else that of LANG")
@@ -79,11 +79,11 @@ void addRun(CLI::App& app, RunRequest& run)
                    "Only on this device: its number in \"list\", its name, place or /dev path,\n"
                    "a class (HardDrive), with wildcards or without; may be given several times")
         ->type_name("WHICH")
-        ->expected(1)
+        ->allow_extra_args(false)
         ->take_all();
     app.add_option("--set", run.settings, "A parameter, of all tests that have it; or MODULE:TEST.KEY=VALUE")
         ->type_name("KEY=VALUE")
-        ->expected(1)
+        ->allow_extra_args(false)
         ->take_all();
     app.add_option("--settings", run.settingsFile, "A file of such lines")->type_name("FILE");
     app.add_option("--for", run.forTime, "Repeat each test for so long (90s, 5m, 1h, 2d)")->type_name("TIME");

@@ -26,7 +26,10 @@ constexpr char kCompareFooter[] =
 
 void DevicesOptions::addCommon(CLI::App& app)
 {
-    app.add_option("--class", m_request.classes, kClassHelp)->type_name("WORD")->expected(1)->take_all();
+    app.add_option("--class", m_request.classes, kClassHelp)
+        ->type_name("WORD")
+        ->allow_extra_args(false)
+        ->take_all();
     app.add_flag("--mask", m_request.mask, kMaskHelp);
     app.add_option("--root", m_request.root, kRootHelp)->type_name("DIR")->each([this](auto const&) {
         m_request.rootIsGiven = true;

@@ -1,0 +1,60 @@
+// What the words of a command line come to.
+#include <engine/CommandLine.h>
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace engine {
+namespace {
+
+CommandLine parsed(std::vector<char const*> words)
+{
+    words.insert(words.begin(), "krel5-engine");
+    return parseCommandLine(static_cast<int>(words.size()), words.data());
+}
+
+TEST(CommandLine, OptionsOfARun)
+{
+    CommandLine const plain = parsed({"run"});
+    EXPECT_EQ(plain.error, "");
+    EXPECT_TRUE(plain.run.options.keepGoing);
+    EXPECT_EQ(plain.run.options.parallel, 1u);
+    CommandLine const line =
+        parsed({"run", "--device", "1", "a:b", "--device", "x y", "c", "--stop-at-failure", "--set", "k=v w",
+                "--parallel", "3", "--repeat", "2", "--destructive"});
+    EXPECT_EQ(line.error, "");
+    EXPECT_EQ(line.run.words, (std::vector<std::string>{"a:b", "c"}));
+    EXPECT_EQ(line.run.devices, (std::vector<std::string>{"1", "x y"}));
+    EXPECT_EQ(line.run.settings, (std::vector<std::string>{"k=v w"}));
+    EXPECT_FALSE(line.run.options.keepGoing);
+    EXPECT_TRUE(line.run.destructive);
+    EXPECT_EQ(line.run.options.parallel * 10 + line.run.options.repeat, 32u);
+    EXPECT_EQ(line.run.options.command,
+              "krel5-engine run --device 1 a:b --device 'x y' c --stop-at-failure --set 'k=v "
+              "w' --parallel 3 --repeat 2 --destructive");
+}
+
+TEST(CommandLine, NothingIsGuessed)
+{
+    for (std::vector<char const*> const& words :
+         std::vector<std::vector<char const*>>{{"run", "--parallel", "0"},
+                                               {"run", "--parallel", "-1"},
+                                               {"run", "--repeat", "x"},
+                                               {"run", "--plan"},
+                                               {"list", "run"},
+                                               {"--plan", "quick"},
+                                               {"why"},
+                                               {"report"},
+                                               {"run", "--root", "/"},
+                                               {"RUN"}}) {
+        CommandLine const line = parsed(words);
+        bool const isListOfModule =
+            words.size() == 2 && std::string(words[1]) == "run"; // a module may be called so
+        EXPECT_EQ(line.error.empty(), isListOfModule) << words.front() << " " << line.error;
+        EXPECT_FALSE(line.answer);
+    }
+}
+
+} // namespace
+} // namespace engine
