@@ -92,9 +92,9 @@ bool runAlgorithm(Algorithm algorithm, CheckerType& checker, std::uint64_t seed)
     case Algorithm::Patterns:
         return detail::runPatterns(checker);
     case Algorithm::Random:
-        return detail::runRandom(checker, seed);
+        break;
     }
-    return false;
+    return detail::runRandom(checker, seed);
 }
 
 } // namespace krel5::modules::memory

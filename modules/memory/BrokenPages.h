@@ -5,6 +5,7 @@
 // Thread rule: `add`, `contains` and `isFull` from any thread and from a signal handler; `take` from one thread
 // while no worker runs.
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstddef>
@@ -51,9 +52,11 @@ public:
     {
         if (m_isFull)
             return true;
-        for (std::size_t i = 0; i < kMost && m_slots[i].m_mark != 0; ++i)
-            if (m_slots[i].m_mark == markOf(offset))
-                return true;
+        for (Slot const& slot : m_slots) {
+            std::uint64_t const mark = slot.m_mark;
+            if (mark == 0 || mark == markOf(offset))
+                return mark != 0;
+        }
         return false;
     }
 
@@ -61,17 +64,15 @@ public:
 
     std::size_t total() const noexcept
     {
-        std::size_t count = 0;
-        while (count < kMost && m_slots[count].m_mark != 0)
-            ++count;
-        return count;
+        auto const isTaken = [](Slot const& slot) { return slot.m_mark != 0; };
+        return static_cast<std::size_t>(std::count_if(m_slots.begin(), m_slots.end(), isTaken));
     }
 
     /// Those that were added since the last call.
     std::vector<BrokenPage> take()
     {
         std::vector<BrokenPage> pages;
-        for (; m_taken < kMost && m_slots[m_taken].m_mark != 0; ++m_taken) {
+        for (std::size_t const known = total(); m_taken < known; ++m_taken) {
             std::uint64_t const physical = m_slots[m_taken].m_physicalAddress;
             pages.push_back({(m_slots[m_taken].m_mark - 1) * m_pageBytes, {}});
             if (physical != kUnknown)

@@ -160,13 +160,12 @@ private:
         }
     }
 
-    /// Slices begin on multiples of 8 words where they can, so that no two threads share a cache line.
+    /// Slices begin on multiples of 8 words, so that no two threads share a cache line.
     std::size_t sliceStart(unsigned worker) const
     {
         if (worker == m_threads)
             return m_words;
-        std::size_t const start = m_words / m_threads * worker;
-        return m_words / m_threads >= 8 ? start & ~std::size_t{7} : start;
+        return m_words / m_threads * worker & ~std::size_t{7};
     }
 
     int percent(std::uint64_t done) const

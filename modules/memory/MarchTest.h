@@ -37,8 +37,8 @@ struct MarchTest
     constexpr std::size_t length() const noexcept
     {
         std::size_t sum = 0;
-        for (std::size_t i = 0; i < m_count; ++i)
-            sum += m_elements[i].m_count;
+        for (MarchElement const& element : m_elements) // those that are not used are empty
+            sum += element.m_count;
         return sum;
     }
 };
@@ -66,8 +66,8 @@ consteval MarchElement parseElement(std::string_view text)
     MarchElement element;
     element.m_text = text;
     auto const open = text.find('(');
-    auto const direction = text.substr(0, open);
-    if (open == text.npos || text.back() != ')')
+    auto const direction = text.substr(0, open); // no operations follow one that is not there
+    if (text.back() != ')')
         marchTextIsMalformed();
     if (direction != "up" && direction != "down" && direction != "any")
         marchTextIsMalformed();

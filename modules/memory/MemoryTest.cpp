@@ -34,9 +34,8 @@ Outcome checkFlushing(TestHost& host, Algorithm algorithm, LockedMemory const& r
     if (flush == FlushMode::Operation)
         return checkRegion(host, algorithm, UncachedMemory(region.words()), region.words(),
                            region.wordCount(), threads, seed, brokenPages);
-    // Four times: caches of several sockets or clusters add up, and replacement is not in strict order.
-    bool const small = region.wordCount() * sizeof(std::uint64_t) < 4 * largestCache();
-    bool const flushAfterPass = flush == FlushMode::Pass && canFlush() && small;
+    bool const flushAfterPass =
+        isFlushedAfterPass(flush, region.wordCount() * sizeof(std::uint64_t), largestCache());
     return checkRegion(host, algorithm, RealMemory(region.words(), flushAfterPass), region.words(),
                        region.wordCount(), threads, seed, brokenPages);
 }
@@ -84,7 +83,7 @@ bool readFlushMode(TestHost& host, std::string const& text, FlushMode& mode)
         mode = FlushMode::None;
     else if (text == "pass")
         mode = FlushMode::Pass;
-    else if (text == "operation" && canFlush())
+    else if (text == "operation" && kCanFlush)
         mode = FlushMode::Operation;
     else {
         bool const known = text == "operation";

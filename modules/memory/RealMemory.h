@@ -19,14 +19,18 @@ namespace krel5::modules::memory {
 
 enum class FlushMode { None, Pass, Operation };
 
-/// False where the processor offers no flush to a program: modes other than None are then refused.
-constexpr bool canFlush() noexcept
-{
+/// False where the processor offers no flush to a program: Operation is then refused, Pass flushes nothing.
 #if defined(__x86_64__)
-    return true;
+constexpr bool kCanFlush = true;
 #else
-    return false;
+constexpr bool kCanFlush = false;
 #endif
+
+/// Whether a region of so many bytes is flushed after each pass. Four times the largest cache: caches of several
+/// sockets or clusters add up, and replacement is not in strict order.
+constexpr bool isFlushedAfterPass(FlushMode mode, std::uint64_t bytes, std::uint64_t largestCache) noexcept
+{
+    return mode == FlushMode::Pass && bytes < 4 * largestCache;
 }
 
 /// Writes back and drops the cache line that holds `address`.

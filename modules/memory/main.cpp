@@ -35,8 +35,7 @@ TestResult runTest(DiagDevice const&)
         MemorySettings settings;
         settings.m_mebibytes = s_size->value().valueUint64();
         settings.m_threads = s_threads->value().valueUint32();
-        if (kAlgorithm == Algorithm::Random)
-            settings.m_seed = seedThatWasSet(*s_seed);
+        settings.m_seed = seedThatWasSet(*s_seed);
         if (!readFlushMode(host, s_flush->value().valueString().getUTF8Buffer(), settings.m_flush))
             return Outcome::BadParameters;
         return runMemoryTest(host, kAlgorithm, settings);

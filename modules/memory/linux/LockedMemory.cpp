@@ -1,4 +1,5 @@
 #include <memory/Texts.h>
+#include <memory/linux/KernelText.h>
 #include <memory/linux/LockedMemory.h>
 
 #include <common/ErrorText.h>
@@ -7,11 +8,11 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
-#include <fstream>
 #include <linux/capability.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
+#include <tuple>
 #include <unistd.h>
 
 namespace krel5::modules::memory {
@@ -21,12 +22,10 @@ constexpr std::size_t kLockStep = std::size_t{8} << 20;
 // Reading what is available takes a tenth of a millisecond, on a machine with many mounts a few.
 constexpr std::size_t kStepsForACheck = 4;
 
-/// The users of the system's first namespace are all its own: "0 0 4294967295".
+/// The users of the system's first namespace are all its own; the kernel writes columns of ten.
 bool inFirstUserNamespace()
 {
-    std::uint64_t inside = 1, outside = 1, count = 0;
-    std::ifstream map("/proc/self/uid_map");
-    return (map >> inside >> outside >> count) && inside == 0 && outside == 0 && count == 0xFFFFFFFF;
+    return lineAfter("/proc/self/uid_map", "         0          0 4294967295").has_value();
 }
 
 /// Root in a container may be without the capability, and its limit then counts. So it does for root of a
@@ -35,16 +34,16 @@ bool mayLockBeyondTheLimit()
 {
     __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
     __user_cap_data_struct held[_LINUX_CAPABILITY_U32S_3]{};
-    return syscall(SYS_capget, &header, held) == 0 && (held[0].effective & (1u << CAP_IPC_LOCK)) != 0 &&
-           inFirstUserNamespace();
+    (void)syscall(SYS_capget, &header, held);
+    return (held[0].effective & (1u << CAP_IPC_LOCK)) != 0 && inFirstUserNamespace();
 }
 
 /// mlock(2) answers ENOMEM both for the limit and for lack of memory; which one it was the limit tells.
 LockedMemory::Made lockFailed(std::size_t bytes, int error)
 {
     rlimit limit{};
-    bool const limited =
-        getrlimit(RLIMIT_MEMLOCK, &limit) == 0 && limit.rlim_cur < bytes && !mayLockBeyondTheLimit();
+    (void)getrlimit(RLIMIT_MEMLOCK, &limit);
+    bool const limited = limit.rlim_cur < bytes && !mayLockBeyondTheLimit();
     if (error == EPERM || limited)
         return {nullptr,
                 LockError::NotPermitted,
@@ -91,7 +90,7 @@ LockedMemory::Made LockedMemory::make(std::size_t bytes, std::function<bool()> c
                                       SpareMemory const& spare)
 {
     std::size_t const whole = (bytes + pageSize() - 1) / pageSize() * pageSize();
-    if (whole == 0 || whole < bytes)
+    if (whole == 0) // also where the sum is more than a number can hold
         return {nullptr, LockError::NoMemory, kTextMapTooLarge, {{"Bytes", std::to_string(bytes)}}};
     void* const mapped = mmap(nullptr, whole, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (mapped == MAP_FAILED)
@@ -133,14 +132,13 @@ std::optional<std::uint64_t> frameNumber(std::uint64_t entry) noexcept
 std::optional<std::uint64_t> physicalAddress(void const* pointer) noexcept
 {
     int const file = open("/proc/self/pagemap", O_RDONLY | O_CLOEXEC);
-    if (file < 0)
-        return std::nullopt;
     auto const address = reinterpret_cast<std::uintptr_t>(pointer);
     std::uint64_t entry = 0;
     auto const offset = static_cast<off_t>(address / pageSize() * sizeof entry);
-    bool const complete = pread(file, &entry, sizeof entry, offset) == static_cast<ssize_t>(sizeof entry);
+    std::ignore =
+        pread(file, &entry, sizeof entry, offset); // what cannot be read stays an entry that tells nothing
     close(file);
-    auto const frame = complete ? frameNumber(entry) : std::nullopt;
+    auto const frame = frameNumber(entry);
     return frame ? std::optional(*frame * pageSize() + address % pageSize()) : std::nullopt;
 }
 

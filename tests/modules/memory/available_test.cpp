@@ -3,6 +3,7 @@
 
 #include <memory/Events.h>
 #include <memory/MemoryTest.h>
+#include <memory/linux/KernelText.h>
 #include <memory/linux/LockedMemory.h>
 #include <memory/linux/MachineMemory.h>
 #include <modules/RecordingHost.h>
@@ -47,6 +48,15 @@ constexpr char const* kBothMounted =
     "32 31 0:29 / /sys/fs/cgroup/cpu rw,relatime - cgroup cgroup rw,cpu\n"
     "35 31 0:32 / /sys/fs/cgroup/memory rw,relatime shared:9 - cgroup cgroup rw,memory\n"
     "41 31 0:38 / /sys/fs/cgroup/unified rw,relatime - cgroup2 cgroup2 rw\n";
+
+TEST(KernelText, NumberEndsWithTheTextAtTheLatest)
+{
+    std::string_view const text = " \t12345";
+    EXPECT_EQ(leadingNumber(text), 12345u);
+    EXPECT_EQ(leadingNumber(text.substr(0, 5)), 123u);
+    EXPECT_EQ(leadingNumber("max"), std::nullopt);
+    EXPECT_EQ(leadingNumber(""), std::nullopt);
+}
 
 TEST(AvailableMemory, IsTheTightestOfSystemAndControlGroups)
 {

@@ -195,6 +195,20 @@ TEST(BrokenPages, AreToldInPartAndEndTheRunWhenThereAreTooMany)
     EXPECT_LT(host.m_progress.back(), 100);
 }
 
+TEST(BrokenPages, AreAllWhenThereAreMoreThanCanBeKept)
+{
+    BrokenPages pages(4096);
+    for (std::size_t page = 0; page < BrokenPages::kMost; ++page)
+        pages.add(page * 4096, std::nullopt);
+    std::size_t const next = BrokenPages::kMost * 4096;
+    EXPECT_FALSE(pages.isFull() || pages.contains(next));
+    EXPECT_EQ(pages.take().size(), BrokenPages::kMost);
+    pages.add(next, std::nullopt);
+    EXPECT_TRUE(pages.isFull() && pages.contains(next) && pages.contains(2 * next));
+    EXPECT_TRUE(pages.take().empty());
+    EXPECT_EQ(pages.total(), BrokenPages::kMost);
+}
+
 /// What the kernel sends for a memory error; a process may send itself any signal with any code.
 void sendBusError(void* address, int code, short shift)
 {
@@ -209,23 +223,25 @@ void sendBusError(void* address, int code, short shift)
 TEST(BusErrors, OfALargePageTakeAllOfIt)
 {
     Region region(16);
-    std::memset(region.words(), 0x55, region.bytes());
-    BrokenPages pages(pageSize());
-    BusErrors const guard(region.words(), region.bytes(), pages);
     auto const aligned = reinterpret_cast<std::uintptr_t>(region.at(7)) & ~(4 * pageSize() - 1);
     auto const first = (aligned - reinterpret_cast<std::uintptr_t>(region.words())) / pageSize();
     short shift = 2;
     while (std::size_t{1} << shift < 4 * pageSize())
         ++shift;
-    sendBusError(region.at(7) + 24, BUS_MCEERR_AR, shift);
-    for (std::size_t page = 0; page < 16; ++page) {
-        bool const lost = page >= first && page < first + 4;
-        EXPECT_EQ(pages.contains(page * pageSize() + 100), lost) << page;
-        EXPECT_EQ(*region.at(page), lost ? 0 : 0x55) << page;
+    for (int const code : {BUS_MCEERR_AR, BUS_MCEERR_AO}) {
+        std::memset(region.words(), 0x55, region.bytes());
+        BrokenPages pages(pageSize());
+        BusErrors const guard(region.words(), region.bytes(), pages);
+        sendBusError(region.at(7) + 24, code, shift);
+        for (std::size_t page = 0; page < 16; ++page) {
+            bool const lost = page >= first && page < first + 4;
+            EXPECT_EQ(pages.contains(page * pageSize() + 100), lost) << page;
+            EXPECT_EQ(*region.at(page), lost && code == BUS_MCEERR_AR ? 0 : 0x55) << page;
+        }
+        sendBusError(region.at(15), code, 63); // no page is that large
+        EXPECT_TRUE(pages.contains(15 * pageSize()));
+        EXPECT_FALSE(pages.contains(14 * pageSize()));
     }
-    sendBusError(region.at(15), BUS_MCEERR_AR, 63); // no page is that large
-    EXPECT_TRUE(pages.contains(15 * pageSize()));
-    EXPECT_FALSE(pages.contains(14 * pageSize()));
 }
 
 TEST(BusErrors, FoundAheadOfAnyAccessAreFaultsAndChangeNothing)
@@ -244,6 +260,23 @@ TEST(BusErrors, FoundAheadOfAnyAccessAreFaultsAndChangeNothing)
     EXPECT_EQ(taken[0].m_physicalAddress, physical);
     EXPECT_TRUE(pages.take().empty());
     EXPECT_EQ(pages.total(), 1u);
+}
+
+TEST(BusErrors, OfOtherMemoryReachTheHandlerBeforeAndOursStays)
+{
+    static int s_calls = 0;
+    Region region(4);
+    auto* const before = signal(SIGBUS, [](int) { ++s_calls; });
+    {
+        BrokenPages pages(pageSize());
+        BusErrors const guard(region.words(), 2 * pageSize(), pages);
+        sendBusError(region.at(2), BUS_MCEERR_AO, 12);
+        EXPECT_EQ(s_calls, 1);
+        sendBusError(region.at(1), BUS_MCEERR_AO, 12);
+        EXPECT_EQ(s_calls, 1);
+        EXPECT_EQ(pages.total(), 1u);
+    }
+    signal(SIGBUS, before);
 }
 
 TEST(BusErrorsDeathTest, OfOtherKindsGoWhereTheyWent)

@@ -4,6 +4,7 @@
 #include <memory/Events.h>
 #include <memory/MemoryTest.h>
 #include <memory/RegionSize.h>
+#include <memory/Texts.h>
 #include <memory/linux/LockedMemory.h>
 #include <memory/linux/MachineMemory.h>
 #include <modules/RecordingHost.h>
@@ -94,6 +95,9 @@ TEST(MemoryRun, FaultNamesAddressesAndBits)
     EXPECT_EQ(valueOf(fault, "Background"), "0x5555");
     EXPECT_EQ(valueOf(fault, "Offset"), "0x28");
     EXPECT_EQ(valueOf(fault, "VirtualAddress"), address);
+    auto const physical = physicalAddress(&words[5]);
+    std::snprintf(address, sizeof address, "0x%zx", std::size_t{physical.value_or(0)});
+    EXPECT_EQ(valueOf(fault, "PhysicalAddress"), physical ? address : host.text(kTextNoAddress));
     EXPECT_EQ(valueOf(fault, "Expected"), "0xff00");
     EXPECT_EQ(valueOf(fault, "Actual"), "0xf001");
     EXPECT_EQ(valueOf(fault, "DifferingBits"), "0xf01");
@@ -198,6 +202,105 @@ TEST(MemoryRun, ProgressCountsEveryWordOfAPassOnce)
     EXPECT_EQ(control.done(), 2 * kWords) << "filled and verified";
 }
 
+/// Notes what the progress was as its last word was written.
+struct WatchedMemory : CountingMemory
+{
+    std::size_t m_last;
+    std::uint64_t* m_doneAtLast;
+    void write(std::size_t index, Word)
+    {
+        if (index == m_last)
+            *m_doneAtLast = RunnerWithControl::s_control->done();
+    }
+};
+
+TEST(MemoryRun, ProgressIsCountedWithinAPass)
+{
+    WorkerControl control;
+    RunnerWithControl::s_control = &control;
+    RecordingHost host;
+    MemoryReport report(host, nullptr, 4096);
+    std::atomic<std::uint64_t> operations{0};
+    constexpr std::size_t kWords = 3 * 4096 + 5;
+    std::uint64_t doneAtLast = 0;
+    Checker<WatchedMemory, RunnerWithControl> checker(host, report, {{&operations}, kWords - 1, &doneAtLast},
+                                                      kWords, 1, s_noBrokenPages);
+    ASSERT_TRUE(checker.fillAndVerify("", Solid<std::uint64_t>{0}, 0));
+    EXPECT_EQ(doneAtLast, 3 * 4096u);
+}
+
+/// Notes each pass, and is stopped in one of them.
+struct NotingRunner
+{
+    static inline std::vector<ProgressSpan> s_spans;
+    static inline std::size_t s_stopIn = 0; // from 1 on; 0: in none
+    bool operator()(TestHost&, unsigned, std::uint64_t, Work const& work, ProgressSpan span) const
+    {
+        s_spans.push_back(span);
+        WorkerControl control;
+        work(0, control);
+        return s_spans.size() != s_stopIn;
+    }
+};
+
+TEST(MemoryRun, WorkIsKnownBeforehandAndNoPassBeginsAfterAStop)
+{
+    std::atomic<std::uint64_t> operations{0};
+    auto const run = [&operations](Algorithm algorithm, std::size_t stopIn) {
+        NotingRunner::s_spans.clear();
+        NotingRunner::s_stopIn = stopIn;
+        operations = 0;
+        RecordingHost host;
+        MemoryReport report(host, nullptr, 4096);
+        Checker<CountingMemory, NotingRunner> checker(host, report, {&operations}, 1, 1, s_noBrokenPages);
+        return runAlgorithm(algorithm, checker, 1);
+    };
+    auto const& spans = NotingRunner::s_spans;
+    for (auto const& [algorithm, expected] : {std::pair{Algorithm::Quick, 7 * 10u},
+                                              {Algorithm::Thorough, 7 * (41 + 26u)},
+                                              {Algorithm::Patterns, (2 + 2 * 64 + 2) * 2 + 7 * 4u},
+                                              {Algorithm::Random, 4 * 4u}}) {
+        ASSERT_TRUE(run(algorithm, 0));
+        EXPECT_EQ(operations, expected) << nameOf(algorithm);
+        EXPECT_EQ(spans.front().m_from, 0) << nameOf(algorithm);
+        EXPECT_LT(spans.back().m_from, 100) << nameOf(algorithm);
+        EXPECT_EQ(spans.back().m_to, 100) << nameOf(algorithm);
+        for (std::size_t pass = spans.size(); pass > 0; --pass) {
+            EXPECT_FALSE(run(algorithm, pass)) << nameOf(algorithm) << ", pass " << pass;
+            EXPECT_EQ(spans.size(), pass) << nameOf(algorithm);
+        }
+    }
+}
+
+struct LoggingMemory : CountingMemory
+{
+    std::vector<Word>* m_log;
+    void write(std::size_t, Word word) { m_log->push_back(word); }
+};
+
+TEST(MemoryRun, RandomDataIsThatOfItsSeedThenItsComplement)
+{
+    NotingRunner::s_stopIn = 0;
+    std::atomic<std::uint64_t> operations{0};
+    std::vector<std::uint64_t> log;
+    RecordingHost host;
+    MemoryReport report(host, nullptr, 4096);
+    Checker<LoggingMemory, NotingRunner> checker(host, report, {{&operations}, &log}, 3, 1, s_noBrokenPages);
+    ASSERT_TRUE(runAlgorithm(Algorithm::Random, checker, 1234567));
+    ASSERT_EQ(log.size(), 4 * 2 * 3u);
+    // SplitMix64's first ones, as published for this seed.
+    EXPECT_EQ(std::vector(log.begin(), log.begin() + 3),
+              (std::vector<std::uint64_t>{6457827717110365317u, 3203168211198807973u, 9817491932198370423u}));
+    for (std::size_t at = 0; at < log.size(); ++at)
+        if (at / 3 % 2 == 0) {
+            EXPECT_EQ(log[at + 3], ~log[at]) << at;
+        }
+    ASSERT_EQ(host.m_faults.size(), log.size()) << "every word reads as zero";
+    EXPECT_EQ(valueOf(host.m_faults[5], "Background"), "0x12d687");
+    EXPECT_EQ(valueOf(host.m_faults[6], "Background"), "0x12d688");
+    EXPECT_EQ(valueOf(host.m_faults[11], "Background"), "0x12d688") << "as its complement";
+}
+
 TEST(MemoryRun, MoreThreadsThanProcessorsAreNotMade)
 {
     RecordingHost host;
@@ -299,11 +402,19 @@ TEST(MemoryRun, FlushModeIsReadFromItsText)
     EXPECT_EQ(mode, FlushMode::None);
     EXPECT_TRUE(readFlushMode(host, "pass", mode));
     EXPECT_EQ(mode, FlushMode::Pass);
-    EXPECT_EQ(readFlushMode(host, "operation", mode), canFlush());
+    EXPECT_EQ(readFlushMode(host, "operation", mode), kCanFlush);
     host.m_problems.clear();
     EXPECT_FALSE(readFlushMode(host, "Pass", mode));
     ASSERT_EQ(host.m_problems.size(), 1u);
     EXPECT_EQ(valueOf(host.m_problems[0], "Value"), "Pass");
+    EXPECT_EQ(valueOf(host.m_problems[0], "Reason"), host.text(kTextFlushValues));
+}
+
+TEST(MemoryRun, WhatMayStayInTheCachesIsFlushed)
+{
+    EXPECT_TRUE(isFlushedAfterPass(FlushMode::Pass, 4 * 1000 - 1, 1000));
+    EXPECT_FALSE(isFlushedAfterPass(FlushMode::Pass, 4 * 1000, 1000));
+    EXPECT_FALSE(isFlushedAfterPass(FlushMode::None, 8, 1000));
 }
 
 constexpr int kNotEnforced = 99;
