@@ -189,13 +189,16 @@ TEST(Factories, giveTheFirstPropertyOfAKeyAgain)
     EXPECT_EQ(DeclaredProperties::createFake("Size", category, DataType::STRING(), capability, "alias"),
               first);
     EXPECT_EQ(first->type(), DataType::UINT32());
-    for (char const* line : {"1399", "1417"})
-        EXPECT_NE(folder.read("log").find(
-                      std::string("warning krel5.ModuleCommon ") + line +
-                      " createDeviceProperty(): A property with key = Size already exists in this module, "
-                      "this property type, category, and datatype WILL HAVE NO EFFECT!\n"),
-                  std::string::npos)
-            << folder.read("log");
+    std::string const log = folder.read("log");
+    std::size_t at = 0;
+    for (char const* line : {"1399", "1417"}) {
+        at =
+            log.find(std::string("warning krel5.ModuleCommon ") + line +
+                         " createDeviceProperty(): A property with key = Size already exists in this module, "
+                         "this property type, category, and datatype WILL HAVE NO EFFECT!\n",
+                     at);
+        EXPECT_NE(at, std::string::npos) << line << " in its turn in: " << log;
+    }
     expectRefused<InvalidKeyException>(
         [&] { DeclaredProperties::create("a key", category, DataType::UINT32(), capability); },
         "Invalid Key: createDeviceProperty(...) - \"a key\" cannot contain any spaces");

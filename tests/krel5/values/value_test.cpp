@@ -294,12 +294,14 @@ TEST(Event, bringsTipsAndCustomerCodeFromTheTextFiles)
     EXPECT_EQ(sent.sourceLine(), 42);
     ASSERT_EQ(sent.tipCount(), 2u);
     EXPECT_EQ(utf8(sent.tip(0).resolve()), "Replace 17");
+    EXPECT_EQ(utf8(sent.tip(1).resolve()), "Call");
     EXPECT_TRUE(event.imp().message().moduleGuid().empty()) << "sending changes nothing in the event";
 
     event.imp().setModuleGuid("mod");
     EXPECT_EQ(event.localizedTipCount(), 2u);
     EXPECT_EQ(utf8(event.getLocalizedTip(1)), "Call");
-    EXPECT_THROW(event.getLocalizedTip(2), krel5::IndexOutOfBoundsException);
+    EXPECT_EQ(messageOf<krel5::IndexOutOfBoundsException>([&] { event.getLocalizedTip(2); }),
+              utf8(zel::IndexOutOfBoundsException(0, 1, 2).toString()));
     EXPECT_EQ(utf8(event.customerEventCode()), "E-17");
     zel::LocalizedResource::setDefaultPath("");
 }

@@ -5,7 +5,6 @@
 #include <zel/foundation/Logger.h>
 #include <zel/foundation/OStream.h>
 
-#include <cstring>
 #include <memory>
 #include <string>
 
@@ -20,7 +19,7 @@ struct KrelStringInternalData
     KrelStringInternalData& operator=(KrelStringInternalData const&) = delete;
 
     zel::String text;
-    mutable std::unique_ptr<char[]> utf8; // null until asked for, and after every change of `text`
+    mutable std::unique_ptr<std::string const> utf8; // null until asked for, and after every change of `text`
 };
 
 template class DataHolder<KrelStringInternalData>;
@@ -66,13 +65,9 @@ unsigned int KrelString::size() const { return static_cast<unsigned int>(data().
 char const* KrelString::getUTF8Buffer() const
 {
     KrelStringInternalData const& record = data();
-    if (!record.utf8) {
-        std::string const encoded = record.text.toUtf8();
-        auto buffer = std::make_unique_for_overwrite<char[]>(encoded.size() + 1);
-        std::memcpy(buffer.get(), encoded.c_str(), encoded.size() + 1);
-        record.utf8 = std::move(buffer);
-    }
-    return record.utf8.get();
+    if (!record.utf8)
+        record.utf8 = std::make_unique<std::string const>(record.text.toUtf8());
+    return record.utf8->c_str();
 }
 
 unsigned short const* KrelString::getUCS2Buffer() const { return data().text.ucs2(); }

@@ -116,13 +116,12 @@ MsgBoxReturn DiagModule::createMessageBox(MsgBoxType type, KrelString const& tit
     ZEL_LOG(logger(), zel::LogLevel::Debug)
         << "createMessageBox: DiagModule::s_bGUIPromptSupported is " << (s_bGUIPromptSupported ? 1 : 0);
     zel::TestRunImp* run = nullptr; // the one that asks; a thread of the test may outlive it
-    CommInterface* const comm = ModuleCommon::comm();
     {
         zel::AutoMutex const guard(libraryMutex());
         run = s_testRunImp;
         s_msgBoxCallback = shown;
     }
-    if (!run || !comm)
+    if (!run)
         throw KrelException("Invalid KREL state for message box");
     auto const surface =
         PromptSwitches{s_bPromptEnable, s_bGUIPromptSupported, s_bAlwaysUseGUIPrompt}.surface();
@@ -132,7 +131,7 @@ MsgBoxReturn DiagModule::createMessageBox(MsgBoxType type, KrelString const& tit
                                       .parent = parent});
     if (shown && run->device())
         shown(DiagDevice(run->device()));
-    ask(*comm, box, surface.has_value());
+    ask(*ModuleCommon::comm(), box, surface.has_value()); // who runs has one
     // Who may only press OK has no answer that could be misread.
     if (box.wasCutShort() && box.answers().size() > 1) {
         zel::AutoMutex const guard(libraryMutex());

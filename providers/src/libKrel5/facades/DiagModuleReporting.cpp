@@ -23,7 +23,6 @@
 #include <zel/model/runs/TestRunImp.h>
 
 #include <algorithm>
-#include <optional>
 #include <vector>
 
 namespace krel5 {
@@ -42,7 +41,6 @@ constexpr char kPercentDone[] = "TestObserver::onPercentDone(...)";
 
 // Guarded by the library mutex.
 ProgressFilter s_progressFilter;
-std::optional<zel::Stopwatch> s_sinceProgressText;
 std::vector<TestObserver*> s_observers;
 
 // An observer has no part in the run: by the time it hears of a report, that has gone out, and a verdict that was
@@ -168,11 +166,10 @@ void DiagModule::progressTimed(double milliseconds, LocalizedString const* text)
 {
     {
         zel::AutoMutex const guard(libraryMutex());
-        if (!s_sinceProgressText)
-            s_sinceProgressText.emplace();
-        if (s_progressTimedStarted && s_sinceProgressText->getElapsed() <= milliseconds / 1000)
+        static zel::Stopwatch s_sinceText; // since the last one
+        if (s_progressTimedStarted && s_sinceText.getElapsed() <= milliseconds / 1000)
             return;
-        s_sinceProgressText->reset();
+        s_sinceText.reset();
     }
     progress(text);
 }

@@ -5,6 +5,7 @@
 
 #include <krel5/DataType.h>
 #include <krel5/DeviceProperty.h>
+#include <krel5/IndexOutOfBoundsException.h>
 #include <krel5/IndicatorReturnData.h>
 #include <krel5/KrelString.h>
 #include <krel5/Value.h>
@@ -115,6 +116,12 @@ TEST(Console, changesOfTheInventory)
     zel::PropertyImp& size = disk->addProperty(&made);
     IndicatorReturnData data;
     data.setProperty(DeviceProperty(&size));
+    try {
+        data.propertyAtIndex(1);
+        ADD_FAILURE() << "there is none";
+    } catch (IndexOutOfBoundsException const& e) {
+        EXPECT_TRUE(e.toString().zelString().contains("Index 1 is out of bounds [0, 0]"));
+    }
     using Action = std::function<void(CommStandAlone&)>;
     struct Case
     {

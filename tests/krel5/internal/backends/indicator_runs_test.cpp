@@ -7,6 +7,7 @@
 #include <krel5/DiagDevice.h>
 #include <krel5/Indicator.h>
 #include <krel5/IndicatorReturnData.h>
+#include <krel5/InternalException.h>
 #include <krel5/KrelString.h>
 #include <krel5/TestResult.h>
 
@@ -163,6 +164,7 @@ TEST_F(IndicatorPasses, aReadingOfADeviceThatTheCallbackRemovedIsStillSent)
         return IndicatorReturnData();
     });
     zel::IndicatorRunImp& run = state().indicatorRunAtIndex(0);
+    EXPECT_THROW(indicator.runIndicator(), InternalException) << "it needs a device";
     IndicatorReturnData const data = indicator.runIndicator(DiagDevice(run.device()));
     EXPECT_TRUE(run.hasEnded());
     ::testing::internal::CaptureStdout();

@@ -110,4 +110,6 @@ TEST_F(QuestionTest, whatTheBackendAnswersCounts)
     m_backend->m_onMessageBox = [](MessageBoxImp& box) { box.cutShort(); };
     EXPECT_EQ(ask(MsgBoxType::YESNO, MsgBoxOption::DEFAULTFIRST, LookAndFeel::QUESTION), MsgBoxReturn::NO);
     EXPECT_EQ(m_result, TestResult::USERABORTED()) << "no answer is no finding";
+    ask(MsgBoxType::OK, MsgBoxOption::DEFAULTFIRST, LookAndFeel::QUESTION);
+    EXPECT_EQ(m_result, TestResult::PASS()) << "nothing hung on the answer";
 }

@@ -105,6 +105,9 @@ TEST_F(RunTest, theEnginesStateIsMergedUnderTheLibraryMutex)
 {
     m_backend->m_state.addDevice(*m_device, nullptr);
     auto& own = zel::StateManager::instance();
+    EXPECT_EQ(DiagModule::getCurrentStateManagerFromEngine(false), &m_backend->m_state);
+    EXPECT_EQ(own.deviceCount(), 0u) << "merged without being asked to";
+    EXPECT_FALSE(DiagModule::isStandAlone());
     zel::ManagedSemaphore merged;
     std::thread merging;
     {
@@ -118,6 +121,18 @@ TEST_F(RunTest, theEnginesStateIsMergedUnderTheLibraryMutex)
     }
     merging.join();
     EXPECT_EQ(own.deviceCount(), 1u);
+}
+
+TEST(CommInterface, withNothingOfItsOwnHasNothingToRunAndNothingToSay)
+{
+    struct : CommInterface
+    {
+        bool isStandAlone() const override { return false; }
+    } none;
+    zel::String response;
+    EXPECT_TRUE(none.openConnection() && none.closeConnection());
+    EXPECT_FALSE(none.receiveTestRun() || none.receiveStopMessage() || none.receiveIndicatorRun());
+    EXPECT_FALSE(none.receiveIndicatorMessages() || none.httpGetRequest("", response, ""));
 }
 
 TEST_F(RunTest, nothingRunsWithoutAConnection)

@@ -208,4 +208,24 @@ TEST(Start, theFacadeChecksAfterTheInitCallbackAndBeforeAnyAnswer)
     EXPECT_EQ(refused.status, TestResult::INTERNALERROR().value());
 }
 
+TEST(Start, theEnginesProcessIsTheOneThatIsNamedIfThereCanBeSuchAOne)
+{
+    test::TemporaryFolder folder;
+    std::string const logs = folder.path(), parent = std::to_string(::getpid());
+    for (auto const& [named, expected] :
+         std::vector<std::pair<std::string, std::string>>{{"", parent},
+                                                          {"-1", "0"},
+                                                          {"0", "0"},
+                                                          {"1", "1"},
+                                                          {"2147483647", "2147483647"},
+                                                          {"2147483648", "0"}}) {
+        auto const outcome = test::runInChild([&] {
+            char const* const words[] = {"mod", "enum", "-bd", logs.c_str(), "-ePid", named.c_str()};
+            DiagModule::setCmdLineArgs(named.empty() ? 4 : 6, words);
+            tell(std::to_string(DiagModule::getEngineProcessId()).c_str());
+        });
+        EXPECT_EQ(story(outcome.output), expected) << named << ": " << outcome.output;
+    }
+}
+
 } // namespace
