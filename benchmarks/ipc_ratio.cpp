@@ -56,8 +56,15 @@ public:
     }
     ~Child()
     {
-        ::kill(m_id, SIGKILL);
-        ::waitpid(m_id, nullptr, 0);
+        if (m_id > 0)
+            ::kill(m_id, SIGKILL);
+        wait();
+    }
+    void wait()
+    {
+        if (m_id > 0)
+            ::waitpid(m_id, nullptr, 0);
+        m_id = -1;
     }
     pid_t id() const { return m_id; }
 
@@ -100,8 +107,8 @@ void beEngine(int ready)
                       nullptr});
     self = &server;
     sendAll(ready, "x", 1);
-    for (;;)
-        ::pause();
+    char end; // until the other side is done
+    readAll(ready, &end, 1);
 }
 
 void echo(int socket, std::size_t request, std::size_t reply)
@@ -187,7 +194,7 @@ int main()
     AcknowledgeEngineToProvider const acknowledge;
     std::size_t const request = sizeOf(final), reply = sizeOf(acknowledge);
 
-    Child const engine([&] { beEngine(ready[1]); });
+    Child engine([&] { beEngine(ready[1]); });
     Child const echoing([&] { echo(raw[1], request, reply); });
     Child const parsing([&] { parseByPugixml(xml[1]); });
     char one;
@@ -232,4 +239,7 @@ int main()
     }
     print("request and reply / raw socket (at most 1.5)", exchanges, "microseconds");
     print("progress / by pugixml (at least 0.4)", rates, "thousand messages a second");
+    client.doLogout();
+    ::shutdown(ready[0], SHUT_RDWR);
+    engine.wait(); // removes its login area
 }
