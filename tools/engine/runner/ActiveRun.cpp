@@ -177,7 +177,7 @@ void ActiveRun::takeProgress(ProgressBody const& body)
         m_tenth = tenth;
         m_around.keep(RunProgress{std::chrono::system_clock::now(), m_id, body.percent, body.pass});
     }
-    m_around.observer.progressed(m_id, body.percent, body.timeLeft, text(body.information));
+    m_around.observer.progressed(m_id, body.percent, body.pass, body.timeLeft, text(body.information));
 }
 
 void ActiveRun::takeEvents(ProgressBody const& body)
@@ -212,12 +212,12 @@ void ActiveRun::answer(zel::MessageBoxBody const& question)
     bool const isAnswered = box.hasAnswer() && !box.wasCutShort();
     RunQuestion record{
         std::chrono::system_clock::now(), m_id, text(box.title()), text(box.text()), {}, isAnswered};
-    int const code = box.hasAnswer() ? box.answer() : box.cancelCode();
+    int const code = box.answer(); // the default where nobody was asked
     for (auto const& one : box.answers())
         if (one.code == code)
             record.answer = text(one.text);
     m_around.keep(record);
-    send(zel::MessageBoxEngineToProvider({question.id, code, !isAnswered}));
+    send(zel::MessageBoxEngineToProvider({question.id, code, box.wasCutShort()}));
     if (m_questions.empty() && m_asking) { // a limit is for the test, not for the person
         if (m_limit)
             *m_limit += Clock::now() - *m_asking;

@@ -26,10 +26,13 @@ public:
 
     /// False: the record could not be kept. A run that could not be begun on disk is not started.
     virtual bool take(Record const& record) = 0;
-    /// Of a run that is on its way; between records, as often as the module says something new.
-    virtual void progressed(RunId run, int percent, unsigned secondsLeft, std::string const& text) = 0;
-    /// Asks the person; sets the box's answer. While it waits it calls `isOver` at least five times a second: the other
-    /// runs go on in there, so that records are taken meanwhile, on this thread. True: nobody needs the answer any more.
+    /// Of a run that is on its way; between records, as often as the module says something new. `percent`: -1 where it has
+    /// said none; `secondsLeft`: 0 where it has said none; `text`: what it is doing, in a few words, or nothing.
+    virtual void progressed(RunId run, int percent, unsigned pass, unsigned secondsLeft,
+                            std::string const& text) = 0;
+    /// Asks the person; sets the box's answer, but where nobody is there to be asked: then it is the default. While it waits
+    /// it calls `isOver` at least five times a second: the other runs go on in there, so that records are taken meanwhile,
+    /// on this thread. True: nobody needs the answer any more.
     virtual void ask(RunId run, zel::MessageBoxImp& box, bool (*isOver)()) = 0;
 };
 

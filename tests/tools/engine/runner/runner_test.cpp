@@ -44,7 +44,7 @@ public:
         tenths += std::holds_alternative<RunProgress>(record);
         return true;
     }
-    void progressed(RunId, int percent, unsigned, std::string const& text) override
+    void progressed(RunId, int percent, unsigned, unsigned, std::string const& text) override
     {
         progress.emplace_back(percent, text);
         if (onProgress)

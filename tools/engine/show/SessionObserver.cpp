@@ -1,0 +1,150 @@
+#include <engine/show/SessionObserver.h>
+
+#include <engine/pages/Pages.h>
+#include <engine/pages/Words.h>
+#include <engine/report/UtcTime.h>
+#include <engine/show/PlainView.h>
+#include <engine/show/TerminalView.h>
+
+#include <listing/Listing.h>
+
+#include <zel/foundation/StopSignal.h>
+#include <zel/model/vocabulary/EventTypeImp.h>
+
+#include <algorithm>
+
+namespace engine {
+
+using listing::harmless;
+
+std::unique_ptr<ProgressView> makeView()
+{
+    zel::OStream& out = zel::OStream::err();
+    if (!canRedraw(kStandardError))
+        return std::make_unique<PlainView>(out);
+    TerminalView::World world;
+    world.size = [] { return terminalSize(kStandardError); };
+    world.isStopping = zel::StopSignal::requested;
+    return std::make_unique<TerminalView>(out, std::move(world));
+}
+
+SessionObserver::SessionObserver(ReportWriter& report, ProgressView& view, Person person)
+    : m_report(report), m_view(view), m_person(std::move(person))
+{}
+
+LiveRun* SessionObserver::find(RunId run)
+{
+    auto const found =
+        std::find_if(m_runs.begin(), m_runs.end(), [run](LiveRun const& one) { return one.run == run; });
+    return found == m_runs.end() ? nullptr : &*found;
+}
+
+bool SessionObserver::take(Record const& record)
+{
+    std::lock_guard<std::mutex> const guard(m_mutex);
+    bool const isKept = m_report.take(record);
+    // A run that could not be begun on disk does not begin.
+    if (isKept || !std::holds_alternative<RunBegan>(record)) {
+        m_builder.add(record);
+        std::visit([this](auto const& one) { tell(one); }, record);
+    }
+    return isKept;
+}
+
+void SessionObserver::tell(RunBegan const& record)
+{
+    LiveRun run;
+    run.run = record.run;
+    run.title = harmless(runTitle(record));
+    run.began = run.leftAt = std::chrono::steady_clock::now();
+    run.forSeconds = record.forSeconds;
+    m_runs.push_back(std::move(run));
+    m_view.began(m_runs.back(), m_builder.session().began.plannedRuns);
+    m_view.show(m_runs);
+}
+
+void SessionObserver::tell(RunEvent const& record)
+{
+    LiveRun* const run = find(record.run);
+    if (!run || record.type == zel::EventTypeImp::PROGRESS().toString().toUtf8())
+        return;
+    std::size_t const count = ++m_eventLines[record.run];
+    if (count <= kMostEventLines)
+        m_view.say(run->title + ": " + harmless(kindOf(record) + ": " + record.message) + "\n");
+    else if (count == kMostEventLines + 1)
+        m_view.say(run->title + ": further events are not shown here; the report has them.\n");
+}
+
+void SessionObserver::tell(RunProgress const& record)
+{
+    LiveRun* const run = find(record.run);
+    if (!run)
+        return;
+    run->percent = record.percent;
+    run->pass = record.pass;
+    m_view.show(m_runs);
+}
+
+void SessionObserver::tell(RunEnded const& record)
+{
+    LiveRun const* const run = find(record.run);
+    std::string const title = run ? run->title : "Run " + std::to_string(record.run);
+    std::erase_if(m_runs, [&](LiveRun const& one) { return one.run == record.run; });
+    m_eventLines.erase(record.run);
+    m_view.show(m_runs);
+    std::string line = harmless(record.result) + "  " + title + "  " + readableSpan(record.seconds, true);
+    if (record.passes > 1)
+        line += "  " + std::to_string(record.passes) + " passes";
+    m_view.say(line + (record.note.empty() ? "" : "  ") + harmless(record.note) + "\n");
+}
+
+void SessionObserver::progressed(RunId id, int percent, unsigned pass, unsigned secondsLeft,
+                                 std::string const& text)
+{
+    std::lock_guard<std::mutex> const guard(m_mutex);
+    LiveRun* const run = find(id);
+    if (!run)
+        return;
+    run->percent = percent;
+    run->pass = pass;
+    run->secondsLeft = secondsLeft;
+    run->leftAt = std::chrono::steady_clock::now();
+    run->text = harmless(text);
+    m_view.show(m_runs);
+}
+
+std::string SessionObserver::titleOf(RunId id)
+{
+    std::lock_guard<std::mutex> const guard(m_mutex);
+    LiveRun const* const run = find(id);
+    return run ? run->title : "A test";
+}
+
+void SessionObserver::ask(RunId run, zel::MessageBoxImp& box, bool (*isOver)())
+{
+    using namespace std::chrono_literals;
+    std::unique_lock<std::timed_mutex> asking(m_asking, std::defer_lock);
+    while (!asking.try_lock_for(100ms))
+        if (isOver())
+            return box.cutShort();
+    std::string const title = titleOf(run);
+    if (!m_person.canAsk()) {
+        zel::String const answer = box.answers()[box.defaultIndex()].text;
+        return m_view.say(title + " asks: " + harmless(box.title().toUtf8() + ": " + box.text().toUtf8()) +
+                          "\n    Nobody can be asked; the answer is \"" + harmless(answer) + "\".\n");
+    }
+    m_view.pause();
+    m_person.out.write(title + " asks:\n");
+    box.present(m_person.out, [&](zel::String& line) { return m_person.readLine(line, isOver); });
+    m_view.resume();
+}
+
+std::string closing(Session const& session, std::string const& reportPath, std::size_t width)
+{
+    std::string out;
+    for (std::string const& part : {resultTable(session, width), troubles(session), notRun(session)})
+        out += part.empty() ? "" : part + "\n";
+    return out + "Report:  " + harmless(reportPath) + "\n" + verdictLine(session);
+}
+
+} // namespace engine

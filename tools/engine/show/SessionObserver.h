@@ -1,0 +1,66 @@
+#pragma once
+// Keeps what the runner tells in the report, shows it, and asks the person.
+//
+//     auto const view = engine::makeView();
+//     engine::ReportWriter report(path, [&](std::string const& what) { view->say("krel5-engine: " + what + "\n"); });
+//     engine::SessionObserver observer(report, *view);
+//     Outcome const outcome = Runner(machine, observer, options).run(plan);
+//     print(engine::closing(observer.session(), report.path(), width));
+//
+// Thread rule: any thread; of several questions one is asked after the other.
+
+#include <engine/report/ReportWriter.h>
+#include <engine/report/Session.h>
+#include <engine/runner/Runner.h>
+#include <engine/show/Person.h>
+#include <engine/show/ProgressView.h>
+
+#include <memory>
+#include <mutex>
+
+namespace engine {
+
+/// In place where standard error is a terminal that can; else lines.
+std::unique_ptr<ProgressView> makeView();
+
+class SessionObserver final : public RunObserver
+{
+public:
+    static constexpr std::size_t kMostEventLines = 50; ///< of a run; the report has the others
+
+    SessionObserver(ReportWriter& report, ProgressView& view, Person person = {});
+
+    bool take(Record const& record) override;
+    void progressed(RunId run, int percent, unsigned pass, unsigned secondsLeft,
+                    std::string const& text) override;
+    /// Where nobody can be asked the box keeps its default answer, which is told.
+    void ask(RunId run, zel::MessageBoxImp& box, bool (*isOver)()) override;
+
+    /// REQUIRES: the runner is done.
+    Session const& session() const { return m_builder.session(); }
+
+private:
+    void tell(RunBegan const& record);
+    void tell(RunEvent const& record);
+    void tell(RunProgress const& record);
+    void tell(RunEnded const& record);
+    template <typename Other>
+    void tell(Other const&)
+    {}
+    LiveRun* find(RunId run);
+    std::string titleOf(RunId run);
+
+    ReportWriter& m_report;
+    ProgressView& m_view;
+    Person const m_person;
+    std::timed_mutex m_asking; // taken before the other
+    std::mutex m_mutex;        // guards what follows, and the report
+    SessionBuilder m_builder;
+    std::vector<LiveRun> m_runs; // on their way
+    std::unordered_map<RunId, std::size_t> m_eventLines;
+};
+
+/// What stands on standard output at the end: the table, what is wrong, what was not run, the report's path, the verdict.
+std::string closing(Session const& session, std::string const& reportPath, std::size_t width);
+
+} // namespace engine
