@@ -4,13 +4,12 @@
 #include <engine/pages/Words.h>
 #include <engine/report/ReportFolder.h>
 #include <engine/report/ReportReader.h>
-#include <engine/show/linux/Terminal.h>
 
+#include <listing/Console.h>
 #include <listing/Listing.h>
 
 #include <zel/foundation/Exception.h>
 #include <zel/foundation/FileSystem.h>
-#include <zel/foundation/OStream.h>
 
 namespace engine {
 
@@ -24,7 +23,7 @@ struct Form
     std::string (*page)(Session const&);
 };
 
-std::string textPage(Session const& session) { return text(session, terminalSize(kStandardOutput).columns); }
+std::string textPage(Session const& session) { return text(session, listing::terminalWidth()); }
 std::string jsonPage(Session const& session) { return json(session); }
 
 constexpr Form kForms[] = {
@@ -37,21 +36,6 @@ Form const& formOf(std::string const& word)
             return form;
     throw zel::InvalidArgumentException(
         zel::String("--to: no form is called \"" + word + "\"; there are " + pageForms()));
-}
-
-void complain(std::string const& what)
-{
-    zel::OStream::err() << std::string_view("krel5-engine: " + listing::harmless(what) + "\n");
-}
-
-bool print(std::string const& page)
-{
-    zel::OStream& out = zel::OStream::out();
-    out.write(page);
-    out.flush();
-    if (out.failed())
-        complain("standard output cannot be written");
-    return !out.failed();
 }
 
 } // namespace
@@ -69,11 +53,11 @@ int writeReport(ReportRequest const& request)
     Form const& form = formOf(request.to);
     Session const session = readReport(request.file);
     for (std::string const& sentence : damageOf(session))
-        complain(sentence);
+        listing::complain(sentence);
     std::string const page = form.page(session);
     bool isWritten = true;
     if (request.output.empty())
-        isWritten = print(page);
+        isWritten = listing::printed(page);
     else
         zel::FileSystem::writeFileAtomically(request.output, page);
     return isWritten && session.damage.empty() ? kDone : kFailed;
@@ -84,17 +68,17 @@ int showLast(bool asJson)
     ReportFolder const folder = ReportFolder::own();
     std::optional<std::string> const newest = folder.newest();
     if (!newest) {
-        complain("there is no report in " + folder.path() +
-                 (folder.base == "/var/log"
-                      ? ""
-                      : "; those of root are in /var/log/krel5: sudo krel5-engine last"));
+        listing::complain("there is no report in " + folder.path() +
+                          (folder.base == "/var/log"
+                               ? ""
+                               : "; those of root are in /var/log/krel5: sudo krel5-engine last"));
         return kFailed;
     }
     Session const session = readReport(*newest);
     MachineStart const now = MachineStart::current();
-    bool const isWritten = print(asJson ? json(session, now)
-                                        : text(session, terminalSize(kStandardOutput).columns, now) +
-                                              "\nReport: " + listing::harmless(*newest) + "\n");
+    bool const isWritten = listing::printed(asJson ? json(session, now)
+                                                   : text(session, listing::terminalWidth(), now) +
+                                                         "\nReport: " + listing::harmless(*newest) + "\n");
     return isWritten && session.damage.empty() ? kDone : kFailed;
 }
 

@@ -1,5 +1,4 @@
 // Pages of a session: what stands there, and what other programs make of them.
-#include "../report/Sessions.h"
 
 #include <engine/pages/Pages.h>
 #include <engine/pages/Table.h>
@@ -7,6 +6,7 @@
 #include <engine/report/ReportWriter.h>
 
 #include <foundation/TemporaryFolder.h>
+#include <tools/engine/report/Sessions.h>
 
 #include <gtest/gtest.h>
 

@@ -1,13 +1,15 @@
 // What a person sees of a session: in place on a terminal, line after line elsewhere; and how he is asked.
-#include "../report/Sessions.h"
 #include "Screen.h"
 
 #include <engine/report/ReportReader.h>
 #include <engine/show/PlainView.h>
+#include <engine/show/SessionHead.h>
 #include <engine/show/SessionObserver.h>
 #include <engine/show/TerminalView.h>
 
 #include <foundation/TemporaryFolder.h>
+#include <tools/Listings.h>
+#include <tools/engine/report/Sessions.h>
 
 #include <gtest/gtest.h>
 
@@ -284,6 +286,27 @@ TEST(PlainViews, SayEachTenPercentOnce)
                                      "storage: Read all blocks on ACME Drive 1: 10%, 0:11, 1:39 left\n"))
         << out.text;
     EXPECT_EQ(out.text.find('\x1b'), std::string::npos);
+}
+
+TEST(SessionHeads, NameTheMachine)
+{
+    namespace saved = listing::test;
+    listing::Machine const machine = saved::machine(saved::device(
+        "System", "System",
+        saved::properties(saved::text("SerialNumber", "SN 7") + ", " +
+                          saved::text("OperatingSystemName", "Debian 12")) +
+            R"(, "children": [)" + saved::device("HardDrive", "DISK:0", R"(, "osLocator": "/dev/sda")") +
+            ", " + saved::device("PCI", "PCI:0") + "]"));
+    Plan plan;
+    plan.name = "quick";
+    SessionBegan const head = sessionHead(machine, plan, 12, "5.0.0", "krel5-engine run");
+    EXPECT_EQ(head.serial, "SN 7");
+    EXPECT_EQ(head.system, "Debian 12");
+    EXPECT_EQ(head.machine, machine.name().toUtf8());
+    EXPECT_EQ(head.plannedRuns, 12u);
+    ASSERT_EQ(head.facts.size(), 1u);
+    EXPECT_EQ(head.facts[0].first, "HardDrive");
+    EXPECT_NE(head.facts[0].second.find("(/dev/sda)"), std::string::npos) << head.facts[0].second;
 }
 
 TEST(SessionObservers, KeepAndShowASession)

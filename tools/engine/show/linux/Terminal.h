@@ -1,5 +1,5 @@
 #pragma once
-// The terminal behind standard output or standard error.
+// The terminal behind a descriptor.
 
 #include <cstddef>
 
@@ -10,7 +10,7 @@ struct TerminalSize
     std::size_t columns = 0, rows = 0; ///< 0: not known
 };
 
-constexpr int kStandardOutput = 1, kStandardError = 2;
+constexpr int kStandardError = 2;
 
 /// Nothing known of what is no terminal.
 TerminalSize terminalSize(int descriptor) noexcept;
