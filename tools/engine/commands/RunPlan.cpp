@@ -1,15 +1,74 @@
 #include <engine/commands/RunPlan.h>
 
+#include <engine/catalog/Language.h>
 #include <engine/commands/Situation.h>
+#include <engine/runner/ExitStatus.h>
+#include <engine/runner/Runner.h>
+#include <engine/show/SessionHead.h>
+#include <engine/show/SessionObserver.h>
 
 #include <listing/Console.h>
+#include <listing/Listing.h>
+
+#include <zel/foundation/FileSystem.h>
+#include <zel/foundation/StopSignal.h>
+#include <zel/foundation/Stopwatch.h>
 
 namespace engine {
 
-int runPlan(Plan const&, RunOptions const&, zel::StateManager const&)
+namespace {
+
+std::string languageTag(std::string const& asked)
 {
-    listing::complain("nothing was run: this version plans tests and does not run them yet");
-    return kTrouble;
+    if (!asked.empty())
+        return asked;
+    return languageOfLocale(localeOfEnvironment()).toString().toUtf8();
+}
+
+RunnerOptions runnerOptions(RunOptions const& options, std::string const& reportPath)
+{
+    RunnerOptions runner;
+    runner.parallel = options.parallel;
+    runner.repeat = options.repeat;
+    runner.keepGoing = options.keepGoing;
+    runner.words = {"-lang", languageTag(options.language)};
+    runner.logFolder = zel::FileSystem::folderOf(reportPath);
+    return runner;
+}
+
+/// Nothing is run that the report's head does not stand above.
+Outcome runKept(Plan const& plan, RunOptions const& options, zel::StateManager const& machine,
+                SessionObserver& observer, std::string const& reportPath)
+{
+    Outcome const broken{wordOf(Grade::Broken), exitStatusOf(Grade::Broken)};
+    zel::Stopwatch const watch;
+    SessionBegan const head =
+        sessionHead(listing::machineOf(machine), plan, plan.runs.size() * options.repeat,
+                    listing::programVersion(), options.command);
+    if (!observer.take(head))
+        return broken;
+    Outcome const outcome = Runner(machine, observer, runnerOptions(options, reportPath)).run(plan);
+    SessionEnded const end{std::chrono::system_clock::now(), outcome.verdict, outcome.exitStatus,
+                           watch.getElapsed()};
+    bool const isKept = observer.take(end);
+    return isKept || outcome.exitStatus == exitStatusOf(Grade::Failed) ? outcome : broken;
+}
+
+} // namespace
+
+int runPlan(Plan const& plan, RunOptions const& options, zel::StateManager const& machine)
+{
+    zel::StopSignal::install(exitStatusOf(Grade::Stopped));
+    std::unique_ptr<ProgressView> view = makeView();
+    ReportWriter report(options.report, [&](std::string const& what) {
+        view->say(listing::programName() + ": " + listing::harmless(what) + "\n");
+    });
+    SessionObserver observer(report, *view);
+    Outcome const outcome = runKept(plan, options, machine, observer, report.path());
+    view.reset(); // nothing is drawn below what follows
+    bool const isPrinted =
+        listing::printed(closing(observer.session(), report.path(), listing::terminalWidth()));
+    return isPrinted || outcome.exitStatus != kDone ? outcome.exitStatus : int(kTrouble);
 }
 
 } // namespace engine

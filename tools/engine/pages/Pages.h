@@ -28,8 +28,8 @@ std::string ocp(Session const& session);
 std::string resultTable(Session const& session, std::size_t width);
 /// Of each run that a person must look at: its events, tips, what it said, and the command that makes it again.
 std::string troubles(Session const& session);
-/// What was asked for and not run, with the reasons.
-std::string notRun(Session const& session);
+/// What could not be tested, or not even run, with the reasons.
+std::string notTested(Session const& session);
 /// "Verdict: FAIL (1 FAIL, 3 PASS, 1 not run)".
 std::string verdictLine(Session const& session);
 

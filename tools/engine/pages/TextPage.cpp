@@ -109,19 +109,21 @@ std::string troubles(Session const& session)
     return out;
 }
 
-std::string notRun(Session const& session)
+std::string notTested(Session const& session)
 {
-    if (session.skipped.empty())
-        return {};
-    std::string out = "Not run:\n";
-    for (RunSkipped const& one : session.skipped) {
-        std::string what = moduleName(session, one.moduleGuid);
-        what += (one.test.empty() ? "" : ": " + one.test) +
-                (one.deviceName.empty() ? "" : " on " + one.deviceName);
-        out += listing::wrapped(
-            "  " + harmless(what + ": " + one.result + (one.reason.empty() ? "" : ", ") + one.reason), kStep);
-    }
-    return out;
+    std::string out;
+    auto const add = [&](std::string const& what, std::string const& result, std::string const& reason) {
+        out += listing::wrapped("  " + harmless(what + ": " + result + (reason.empty() ? "" : ", ") + reason),
+                                kStep);
+    };
+    for (RunReport const& run : session.runs) // the table may have had no room for the reason
+        if (session.gradeOf(run) == Grade::NotTested && !isTrouble(session, run))
+            add(runTitle(run.began), session.resultOf(run), noteOf(session, run));
+    for (RunSkipped const& one : session.skipped)
+        add(moduleName(session, one.moduleGuid) + (one.test.empty() ? "" : ": " + one.test) +
+                (one.deviceName.empty() ? "" : " on " + one.deviceName),
+            one.result, one.reason);
+    return out.empty() ? "" : "Not tested:\n" + out;
 }
 
 std::string verdictLine(Session const& session)
@@ -132,7 +134,7 @@ std::string verdictLine(Session const& session)
 std::string text(Session const& session, std::size_t width, std::optional<MachineStart> const& now)
 {
     std::string out = head(session, now) + resultTable(session, width);
-    for (std::string const& part : {troubles(session), notRun(session)})
+    for (std::string const& part : {troubles(session), notTested(session)})
         out += part.empty() ? "" : "\n" + part;
     return out;
 }

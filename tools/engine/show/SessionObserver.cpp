@@ -142,7 +142,7 @@ void SessionObserver::ask(RunId run, zel::MessageBoxImp& box, bool (*isOver)())
 std::string closing(Session const& session, std::string const& reportPath, std::size_t width)
 {
     std::string out;
-    for (std::string const& part : {resultTable(session, width), troubles(session), notRun(session)})
+    for (std::string const& part : {resultTable(session, width), troubles(session), notTested(session)})
         out += part.empty() ? "" : part + "\n";
     return out + "Report:  " + harmless(reportPath) + "\n" + verdictLine(session);
 }

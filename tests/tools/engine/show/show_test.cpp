@@ -329,7 +329,8 @@ TEST(SessionObservers, KeepAndShowASession)
         << end;
     EXPECT_NE(end.find("Tip: Replace the cable."), std::string::npos);
     EXPECT_NE(end.find("Again: krel5-engine run storage:write"), std::string::npos);
-    EXPECT_NE(end.find("Not run:\n  storage: erase on ACME Drive: INSUFFICIENT PRIVILEGE"),
+    EXPECT_NE(end.find("Not tested:\n  storage: smart on ACME Drive (/dev/sda): NOT SUPPORTED\n  storage: "
+                       "erase on ACME Drive: INSUFFICIENT PRIVILEGE, only"),
               std::string::npos);
 }
 
