@@ -28,7 +28,7 @@ public:
             ++events[tests[event->run]];
         return true;
     }
-    void progressed(RunId, int, unsigned, std::string const&) override {}
+    void progressed(RunId, int, unsigned, unsigned, std::string const&) override {}
     void ask(RunId, zel::MessageBoxImp& box, bool (*)()) override { box.setAnswer(box.defaultCode()); }
 
     std::map<RunId, std::string> tests;
