@@ -90,6 +90,13 @@ int end(TestResultImp const& value)
     return value.value();
 }
 
+// Sanitizers answer such signals themselves.
+int die(int signal)
+{
+    ::signal(signal, SIG_DFL);
+    return ::raise(signal);
+}
+
 int hang()
 {
     for (;;)
@@ -178,17 +185,17 @@ std::map<std::string, std::function<int()>> const& deeds()
     static std::map<std::string, std::function<int()>> const s_deeds{
         {"pass", [] { return percent(50, "half way"), event("hello"), end(TestResultImp::PASS()); }},
         {"fail", [] { return end(TestResultImp::FAIL()); }},
-        {"crash", [] { return percent(30), ::raise(SIGSEGV); }},
+        {"crash", [] { return percent(30), die(SIGSEGV); }},
         {"silent", [] { return client().doLogout(), 0; }},
         {"error",
          [] {
              return client().queue(InternalErrorProviderToEngine({"", "the sky fell"})), client().doLogout(),
                     22;
          }},
-        {"passThenCrash", [] { return result(TestResultImp::PASS()), ::raise(SIGABRT); }},
+        {"passThenCrash", [] { return result(TestResultImp::PASS()), die(SIGABRT); }},
         {"passThenStatus", [] { return end(TestResultImp::PASS()), 22; }},
         {"passThenHang", [] { return result(TestResultImp::PASS()), hang(); }},
-        {"failThenCrash", [] { return result(TestResultImp::FAIL()), ::raise(SIGSEGV); }},
+        {"failThenCrash", [] { return result(TestResultImp::FAIL()), die(SIGSEGV); }},
         {"obey", [] { return percent(1), s_stop.wait(kPatience), end(TestResultImp::USERABORTED()); }},
         {"passWhenStopped", [] { return percent(1), s_stop.wait(kPatience), end(TestResultImp::PASS()); }},
         {"failWhenStopped", [] { return percent(1), s_stop.wait(kPatience), end(TestResultImp::FAIL()); }},
@@ -225,7 +232,7 @@ int main(int argc, char** argv)
         return 26;
     }
     if (before == "die")
-        return ::raise(SIGSEGV);
+        return die(SIGSEGV);
     if (before == "wait")
         return hang();
     if (!client().doLogin(IPCClient::getLoginSHMName(engine))) {
