@@ -27,6 +27,13 @@ std::string text(zel::String const& of) { return of.toUtf8(); }
 
 std::string text(zel::LocalizedStringImp const& of) { return of.toString().toUtf8(); }
 
+// On a console a module ends its line itself; in a record the line is whole without.
+std::string withoutLineEnds(std::string text)
+{
+    text.erase(text.find_last_not_of("\r\n") + 1);
+    return text;
+}
+
 RunEvent recordOf(RunId run, zel::TestRunEventImp const& event)
 {
     RunEvent record;
@@ -35,13 +42,13 @@ RunEvent recordOf(RunId run, zel::TestRunEventImp const& event)
     record.type = text(event.type().toString());
     record.key = text(event.key());
     record.code = text(event.eventCodeString());
-    record.message = text(event.message());
+    record.message = withoutLineEnds(text(event.message()));
     record.file = text(event.sourceFile());
     record.line = event.sourceLine();
     if (event.device())
         record.deviceName = text(event.device()->m_name);
     for (std::size_t i = 0; i < event.tipCount(); ++i)
-        record.tips.push_back(text(event.tip(i)));
+        record.tips.push_back(withoutLineEnds(text(event.tip(i))));
     return record;
 }
 

@@ -183,7 +183,7 @@ int overlap() // whether another one runs at the same time
 std::map<std::string, std::function<int()>> const& deeds()
 {
     static std::map<std::string, std::function<int()>> const s_deeds{
-        {"pass", [] { return percent(50, "half way"), event("hello"), end(TestResultImp::PASS()); }},
+        {"pass", [] { return percent(50, "half way"), event("hello\r\n"), end(TestResultImp::PASS()); }},
         {"fail", [] { return end(TestResultImp::FAIL()); }},
         {"crash", [] { return percent(30), die(SIGSEGV); }},
         {"silent", [] { return client().doLogout(), 0; }},
