@@ -386,6 +386,101 @@ TEST(SyncDeviceProperty, fillsDevicesFromSeveralThreads)
         }
 }
 
+// Every device gets a link from each thread, below a group that whoever is first brings along, and one more that all
+// threads want to give it: exactly one of them does, and what the link says is that one's.
+TEST(SyncDeviceProperty, linksDevicesFromSeveralThreads)
+{
+    constexpr std::size_t kThreads = 4, kDevices = 500;
+    auto const link = PropertyCategory::LinkInFromDevice() | PropertyCategory::Group();
+    auto const& drives = DeviceCapability::HardDrive();
+    auto const texts = DataType::STRINGARRAY();
+    static SyncDeviceProperty s_group("many.group", PropertyCategory::Group(), DataType::STRING(), drives);
+    static SyncDeviceProperty s_contested("many.contested", link, texts, drives, s_group);
+    static std::vector<std::unique_ptr<SyncDeviceProperty>> s_own;
+    for (std::size_t t = 0; t < kThreads; ++t)
+        s_own.push_back(std::make_unique<SyncDeviceProperty>(("many." + std::to_string(t)).c_str(), link,
+                                                             texts, drives, s_group));
+    std::vector<SysInfoDevice*> devices;
+    for (std::size_t i = 0; i < kDevices; ++i)
+        devices.push_back(drive("many " + std::to_string(i)));
+    auto const target = [](std::size_t thread, std::size_t i) {
+        return "device " + std::to_string(i) + " of thread " + std::to_string(thread);
+    };
+    // As a link or as its value, which take the same two locks. Whether the device had none yet.
+    auto const give = [](SysInfoDevice& device, SyncDeviceProperty& property, std::string const& to,
+                         bool asLink) {
+        try {
+            Value value(DataType::STRINGARRAY());
+            for (char const* part : {to.c_str(), "key", "many.group"})
+                value.append(part);
+            if (asLink)
+                device.addPropertyLinkFromDevice(property, to.c_str(), "key", &s_group.property());
+            else
+                device.addPropertyValue(property, value);
+            return true;
+        } catch (AlreadyAddedException const&) {
+            return false;
+        }
+    };
+    std::vector<std::string> given(kThreads * kDevices); // by thread and device: what the contested one says
+    EnumerationPhase const phase;
+    std::latch together(kThreads);
+    auto const giveAll = [&](std::size_t thread) {
+        together.arrive_and_wait();
+        for (std::size_t i = 0; i < kDevices; ++i) {
+            std::string const to = target(thread, i);
+            if (give(*devices[i], s_contested, to, thread % 2 == 0))
+                given[thread * kDevices + i] = to;
+            EXPECT_TRUE(give(*devices[i], *s_own[thread], to, true));
+        }
+    };
+    std::vector<std::thread> threads;
+    for (std::size_t t = 0; t < kThreads; ++t)
+        threads.emplace_back(giveAll, t);
+    for (std::thread& one : threads)
+        one.join();
+
+    for (std::size_t i = 0; i < kDevices; ++i) {
+        zel::DeviceImp& device = devices[i]->imp();
+        auto const says = [&](std::string const& key) {
+            return device.property(key.c_str())->value().toString().toUtf8();
+        };
+        std::string contested;
+        for (std::size_t t = 0; t < kThreads; ++t) {
+            contested += given[t * kDevices + i];
+            EXPECT_EQ(says("many." + std::to_string(t)), target(t, i) + ", key, many.group");
+        }
+        EXPECT_EQ(says("many.contested"), contested + ", key, many.group");
+        EXPECT_EQ(device.property("many.group")->children().size(), kThreads + 1);
+    }
+}
+
+// One link for the devices of all threads: none gets what another thread has just put into it.
+TEST(SyncDeviceProperty, aLinkIsNotThatOfAnotherThreadsDevice)
+{
+    constexpr std::size_t kThreads = 4, kDevices = 2000;
+    static SyncDeviceProperty s_one("shared.link",
+                                    PropertyCategory::LinkInFromDevice() | PropertyCategory::Group(),
+                                    DataType::STRINGARRAY(), DeviceCapability::HardDrive());
+    std::vector<SysInfoDevice*> devices;
+    for (std::size_t i = 0; i < kThreads * kDevices; ++i)
+        devices.push_back(drive("shared " + std::to_string(i)));
+    EnumerationPhase const phase;
+    std::latch together(kThreads);
+    std::vector<std::thread> threads;
+    for (std::size_t t = 0; t < kThreads; ++t)
+        threads.emplace_back([&, t] {
+            together.arrive_and_wait();
+            for (std::size_t i = t * kDevices; i < (t + 1) * kDevices; ++i)
+                devices[i]->addPropertyLinkFromDevice(s_one, std::to_string(i).c_str(), "key", nullptr);
+        });
+    for (std::thread& one : threads)
+        one.join();
+    for (std::size_t i = 0; i < devices.size(); ++i)
+        EXPECT_EQ(devices[i]->imp().property("shared.link")->value().toString().toUtf8(),
+                  std::to_string(i) + ", key, ");
+}
+
 // The group of the first one stands for both, as the line in the log says.
 TEST(SyncDeviceProperty, aSecondOneOfAKeyHasNoEffect)
 {
