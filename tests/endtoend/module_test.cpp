@@ -160,6 +160,29 @@ TEST_F(ModuleTest, BackendsThatAreNotThereOrRunNothingSayNo)
     }
 }
 
+// Nor does it wait for another process that never writes: that would take the minute after which run() gives up.
+TEST_F(ModuleTest, PipesCarryNeitherRunsNorTests)
+{
+    int ends[2];
+    ASSERT_EQ(::pipe(ends), 0);
+    std::string const pipe = std::to_string(ends[0]);
+    for (std::vector<std::string> const& more : std::vector<std::vector<std::string>>{
+             {}, {"-t", "1", "-d", "1"}, {"-pipeIn", pipe}, {"-pipeOut", "1"}}) {
+        std::vector<std::string> words{"run", "-x"};
+        words.insert(words.end(), more.begin(), more.end());
+        Outcome const outcome = module(words);
+        EXPECT_EQ(outcome.status, 28) << outcome.signal;
+        EXPECT_TRUE(holds(outcome.err, "-x hands over devices and runs no test\nThere is no test to run\n"));
+        EXPECT_EQ(outcome.out, "") << "nothing that reads like a result";
+    }
+    ::close(ends[0]);
+    ::close(ends[1]);
+    Outcome const listing = module({"enum", "-x"});
+    EXPECT_EQ(listing.status, 0);
+    EXPECT_TRUE(holds(listing.err, "-x hands over devices and lists no tests\n"));
+    EXPECT_EQ(listing.out, "");
+}
+
 TEST_F(ModuleTest, ListsAndPicksByNumber)
 {
     Outcome const listing = module({"enum"});

@@ -159,6 +159,12 @@ bool CommXml::closeConnection()
     return true;
 }
 
+bool CommXml::receiveTestRun()
+{
+    ErrorReporting::tell("-x hands over devices and runs no test");
+    return CommInterface::receiveTestRun();
+}
+
 void CommXml::receiveDevices()
 {
     auto const pipe = CommandLine::integer(CommandLineOption::PIPEIN());
@@ -180,6 +186,12 @@ bool CommXml::receiveStopMessage()
 }
 
 void CommXml::sendVersion() { ZEL_LOG(logger(), LogLevel::Debug) << "sendVersion Stub"; }
+
+void CommXml::sendEnumTests()
+{
+    ErrorReporting::tell("-x hands over devices and lists no tests");
+    CommInterface::sendEnumTests();
+}
 
 void CommXml::sendAddDevice(zel::DeviceImp&)
 {

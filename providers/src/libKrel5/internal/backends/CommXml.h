@@ -17,10 +17,14 @@ public:
 
     bool openConnection() override;
     bool closeConnection() override;
+    /// None: what goes through the pipes has no run in it, and the person at the console is told so.
+    bool receiveTestRun() override;
     void receiveDevices() override;
     void sendPercentDoneMessage() override;
     bool receiveStopMessage() override;
     void sendVersion() override;
+    /// Nothing, which is told as well.
+    void sendEnumTests() override;
     void sendAddDevice(zel::DeviceImp& device) override;
     /// To the pipe; where there is none, for people on standard output.
     void sendAddDevices() override;
