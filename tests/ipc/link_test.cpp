@@ -174,7 +174,7 @@ TEST(Link, aFloodOfProgressLosesNothingThatCountsAndKeepsItsMemory)
                           heard.note([&](Heard& all) { all.goodbyes.push_back(reason); });
                       }});
     Module module(::getpid());
-    std::size_t const before = residentKiB();
+    [[maybe_unused]] std::size_t const before = residentKiB();
     for (int i = 1; i <= kMessages; ++i) {
         ASSERT_TRUE(module.client.queue(progress(ProgressBody::What::PercentDone, std::to_string(i))));
         if (i % kEvery == 0) {
