@@ -3,6 +3,7 @@
 
 #include <zel/enumerator/Enumerator.h>
 #include <zel/model/state/StateManager.h>
+#include <zel/model/texts/LocalizedResource.h>
 #include <zel/model/wire/Serializable.h>
 
 #include <cerrno>
@@ -119,6 +120,26 @@ END)");
     EXPECT_EQ(drive->property("Speed")->value().toString(), zel::String("7201"));
     EXPECT_EQ(drive->property("Colour")->value().toString(), zel::String("red"));
     EXPECT_EQ(state.parentOf(*state.device("below")), drive);
+}
+
+TEST_F(ModulesFolderTest, NamesOfPropertiesComeFromTheTextsBesideTheModule)
+{
+    m_folder.write("sysinfo/inventorying.w4p", "Property.SerialNumber.Name=Number on the label\n"
+                                               "Property.Speed.Name=\nProperty.Other.Name=none\n");
+    zel::LocalizedResource::clearCache();
+    found();
+    zel::StateManager& state = zel::ModuleManager::getInstance().getStateManager();
+    std::size_t drives = 0;
+    for (std::size_t i = 0; i < state.deviceCount(); ++i)
+        if (zel::DeviceImp const& device = *state.deviceAtIndex(i); device.name().startsWith("Drive ")) {
+            ++drives;
+            EXPECT_EQ(device.property("SerialNumber")->spec()->defaultName(),
+                      zel::String("Number on the label"));
+            EXPECT_EQ(device.property("Speed")->spec()->defaultName(), zel::String())
+                << "an empty text is one that is yet to be written";
+        }
+    EXPECT_EQ(drives, 2u);
+    EXPECT_TRUE(enumerator().moduleFailures().empty());
 }
 
 TEST_F(ModulesFolderTest, AModuleThatFailsCostsItsOwnDevicesAndOneLine)

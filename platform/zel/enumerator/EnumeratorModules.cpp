@@ -7,6 +7,7 @@
 #include <zel/foundation/FileSystem.h>
 #include <zel/foundation/System.h>
 #include <zel/model/state/StateManager.h>
+#include <zel/model/texts/LocalizedResource.h>
 #include <zel/model/wire/Serializable.h>
 
 #include <cerrno>
@@ -61,9 +62,25 @@ std::string documentOf(StateManager const& known)
     return Serializable::serializeUtf8(known, kElement);
 }
 
+/// A property's name is no part of the answer; who wrote the module put it into the plain text file beside it. That of
+/// a language is not asked: like the enumerator's own, names are the same whoever looks.
+void nameProperties(std::string const& program, StateManager& answer)
+{
+    String const guid = FileSystem::extractBaseFileName(String(program)).lowered();
+    auto const texts = LocalizedResource::load(FileSystem::folderOf(program) + "/" + guid.toUtf8() + ".w4p");
+    for (std::size_t i = 0; i < answer.deviceCount(); ++i) {
+        DeviceImp& device = *answer.deviceAtIndex(i);
+        for (PropertyImp* one = device.firstProperty(); one; one = device.nextProperty())
+            if (one->spec()->defaultName().empty())
+                if (auto const name =
+                        LocalizedResource::textIn(*texts, String("Property.") + one->key() + ".Name"))
+                    one->spec()->setDefaultName(*name);
+    }
+}
+
 /// Reads the module's answer into `answer`, which stays empty when that goes wrong. Returns what went wrong; empty when
 /// nothing did.
-String readAnswer(ModuleProcess::Outcome const& outcome, StateManager& answer)
+String readAnswer(std::string const& program, ModuleProcess::Outcome const& outcome, StateManager& answer)
 {
     String const said = outcome.complaint.empty() ? String() : String(", and said: ") + outcome.complaint;
     if (!outcome.error.empty())
@@ -72,8 +89,10 @@ String readAnswer(ModuleProcess::Outcome const& outcome, StateManager& answer)
         return String("it answered nothing") + said;
     try {
         Serializable::deserializeUtf8(outcome.output, answer);
-        if (!nestsTooDeep(answer))
+        if (!nestsTooDeep(answer)) {
+            nameProperties(program, answer);
             return String();
+        }
         answer.clear();
         return String("its answer is refused: devices stand more than ") +
                String::number(std::uint64_t{kDeepest}) + " deep";
@@ -108,7 +127,8 @@ void Enumerator::getDevicesFromModule(String const& module, int, int)
     if (std::string const program = programOf(module); program.empty())
         failures.push_back((String("\"") + module + "\" is no module's name").withoutControls(false));
     else if (String const error =
-                 readAnswer(ModuleProcess::run(program, wordsFor(false), documentOf(StateManager()),
+                 readAnswer(program,
+                            ModuleProcess::run(program, wordsFor(false), documentOf(StateManager()),
                                                ModuleProcess::Limits()),
                             state);
              !error.empty())
@@ -127,7 +147,7 @@ void Enumerator::askModules(Setting const& setting, CapabilityImp const& capabil
     limits.milliseconds = setting.moduleMilliseconds;
     auto const take = [&, &programs = programs](std::size_t number, ModuleProcess::Outcome const& outcome) {
         StateManager answer;
-        if (String const error = readAnswer(outcome, answer); error.empty())
+        if (String const error = readAnswer(programs[number], outcome, answer); error.empty())
             takeDevices(answer, capabilities, found);
         else
             failures.push_back((String(programs[number]) + ": " + error).withoutControls(false));
