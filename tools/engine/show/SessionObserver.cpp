@@ -122,11 +122,15 @@ std::string SessionObserver::titleOf(RunId id)
 
 void SessionObserver::ask(RunId run, zel::MessageBoxImp& box, bool (*isOver)())
 {
-    using namespace std::chrono_literals;
-    std::unique_lock<std::timed_mutex> asking(m_asking, std::defer_lock);
-    while (!asking.try_lock_for(100ms))
+    constexpr std::uint32_t kLookEvery = 100; // milliseconds
+    while (!m_asking.wait(kLookEvery))
         if (isOver())
             return box.cutShort();
+    struct Turn
+    {
+        zel::ManagedSemaphore& asking;
+        ~Turn() { asking.post(); }
+    } const turn{m_asking};
     std::string const title = titleOf(run);
     if (!m_person.canAsk()) {
         zel::String const answer = box.answers()[box.defaultIndex()].text;

@@ -15,6 +15,8 @@
 #include <engine/show/Person.h>
 #include <engine/show/ProgressView.h>
 
+#include <zel/foundation/Locks.h>
+
 #include <memory>
 #include <mutex>
 
@@ -53,8 +55,8 @@ private:
     ReportWriter& m_report;
     ProgressView& m_view;
     Person const m_person;
-    std::timed_mutex m_asking; // taken before the other
-    std::mutex m_mutex;        // guards what follows, and the report
+    zel::ManagedSemaphore m_asking{1}; // one question at a time; taken before the mutex
+    std::mutex m_mutex;                // guards what follows, and the report
     SessionBuilder m_builder;
     std::vector<LiveRun> m_runs; // on their way
     std::unordered_map<RunId, std::size_t> m_eventLines;
