@@ -12,9 +12,11 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <functional>
 #include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace zel;
@@ -196,37 +198,83 @@ TEST(Login, whatADeadEngineLeftIsRemovedByTheNext)
     ::close(ready[1]);
 }
 
+/// Another user, who does his deed once he is told where the socket is. Made before the engine: a child that is forked
+/// beside the link's thread may inherit a lock of the allocator that nobody ever opens.
+class Stranger
+{
+public:
+    explicit Stranger(std::function<int(std::string const& socket)> const& deed)
+    {
+        EXPECT_EQ(0, ::pipe2(m_ends, O_CLOEXEC));
+        m_child = ::fork();
+        if (m_child != 0)
+            return;
+        ::close(m_ends[1]);
+        if (::setgid(kNobody) != 0 || ::setuid(kNobody) != 0)
+            ::_exit(9);
+        char path[256];
+        ssize_t const length = ::read(m_ends[0], path, sizeof path);
+        try {
+            ::_exit(length > 0 ? deed(std::string(path, static_cast<std::size_t>(length))) : 8);
+        } catch (...) {
+            ::_exit(7);
+        }
+    }
+    ~Stranger()
+    {
+        ::close(m_ends[0]);
+        ::close(m_ends[1]);
+    }
+    Stranger(Stranger const&) = delete;
+    Stranger& operator=(Stranger const&) = delete;
+
+    /// How he ends.
+    int go(std::string const& socket)
+    {
+        int status = -1;
+        EXPECT_EQ(static_cast<ssize_t>(socket.size()), ::write(m_ends[1], socket.data(), socket.size()));
+        EXPECT_EQ(m_child, ::waitpid(m_child, &status, 0));
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
+
+private:
+    int m_ends[2]{-1, -1};
+    pid_t m_child = -1;
+};
+
 TEST(Login, anotherUserCanNeitherReadNorConnectNorPretend)
 {
     if (::geteuid() != 0)
         GTEST_SKIP() << "only root can become another user";
-    Engine engine;
     std::int64_t const self = ::getpid();
-    std::string const socket = LoginArea::read(LoginArea::nameOf(self)).socketPath;
-    // A folder that lets others in would not help: the engine looks at who connects.
-    auto const child = ::test::runInChild([&] {
-        if (::setgid(kNobody) != 0 || ::setuid(kNobody) != 0)
-            ::_exit(9);
+    Stranger looking([self](std::string const& socket) {
         if (::open(pathOf(self).c_str(), O_RDONLY) >= 0 || ::open(socket.c_str(), O_RDWR) >= 0)
-            ::_exit(1);
-        if (Module(self).isIn || connectRaw() >= 0)
-            ::_exit(2);
-        if (::unlink(pathOf(self).c_str()) == 0)
-            ::_exit(3);
+            return 1;
+        if (Module(self).isIn)
+            return 2;
+        try {
+            connectTo(socket, std::chrono::steady_clock::now() + kPatience);
+            return 4;
+        } catch (IPCException const&) { // nobody listens to him
+        }
+        return ::unlink(pathOf(self).c_str()) == 0 ? 3 : 0;
     });
-    EXPECT_EQ(0, child.status) << child.output;
+    Stranger pushing([](std::string const& socket) {
+        int const connected = connectTo(socket, std::chrono::steady_clock::now() + kPatience).release();
+        if (connected < 0)
+            return 2;
+        sendRaw(connected, frameOf(EnumerationMessage()));
+        return isClosedByPeer(connected) ? 0 : 1;
+    });
+    Engine engine;
+    std::string const socket = LoginArea::read(LoginArea::nameOf(self)).socketPath;
+    EXPECT_EQ(0, looking.go(socket));
+    // A folder that lets others in would not help: the engine looks at who connects.
     std::string const folder = fs::path(socket).parent_path();
     ::chmod(folder.c_str(), 0755);
     ::chmod(socket.c_str(), 0666);
     ::chmod(pathOf(self).c_str(), 0644);
-    auto const pushed = ::test::runInChild([&] {
-        if (::setgid(kNobody) != 0 || ::setuid(kNobody) != 0)
-            ::_exit(9);
-        int const connected = connectTo(socket, std::chrono::steady_clock::now() + kPatience).release();
-        sendRaw(connected, frameOf(EnumerationMessage()));
-        ::_exit(isClosedByPeer(connected) ? 0 : 1);
-    });
-    EXPECT_EQ(0, pushed.status) << pushed.output;
+    EXPECT_EQ(0, pushing.go(socket));
     EXPECT_TRUE(engine.heard.peers.empty());
     EXPECT_TRUE(engine.heard.messages.empty());
 }

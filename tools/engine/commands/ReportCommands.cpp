@@ -1,5 +1,6 @@
 #include <engine/commands/ReportCommands.h>
 
+#include <engine/commands/Situation.h>
 #include <engine/pages/Pages.h>
 #include <engine/pages/Words.h>
 #include <engine/report/ReportFolder.h>
@@ -14,8 +15,6 @@
 namespace engine {
 
 namespace {
-
-enum Status { kDone = 0, kFailed = 22 };
 
 struct Form
 {
@@ -60,7 +59,7 @@ int writeReport(ReportRequest const& request)
         isWritten = listing::printed(page);
     else
         zel::FileSystem::writeFileAtomically(request.output, page);
-    return isWritten && session.damage.empty() ? kDone : kFailed;
+    return isWritten && session.damage.empty() ? kDone : kTrouble;
 }
 
 int showLast(bool asJson)
@@ -72,14 +71,14 @@ int showLast(bool asJson)
                           (folder.base == "/var/log"
                                ? ""
                                : "; those of root are in /var/log/krel5: sudo krel5-engine last"));
-        return kFailed;
+        return kTrouble;
     }
     Session const session = readReport(*newest);
     MachineStart const now = MachineStart::current();
     bool const isWritten = listing::printed(asJson ? json(session, now)
                                                    : text(session, listing::terminalWidth(), now) +
                                                          "\nReport: " + listing::harmless(*newest) + "\n");
-    return isWritten && session.damage.empty() ? kDone : kFailed;
+    return isWritten && session.damage.empty() ? kDone : kTrouble;
 }
 
 } // namespace engine
