@@ -29,16 +29,18 @@ TEST(Hardware, WhatBothEndsOfALinkCanDo)
     {
         char const *slotWidth, *slotSpeed, *cardWidth, *cardSpeed, *width, *speed;
     } const cases[] = {
-        {"8\n", "5.0 GT/s PCIe\n", "16\n", "16.0 GT/s PCIe\n", "8", "5.0 GT/s PCIe"},
-        {"16\n", "16.0 GT/s PCIe\n", "4\n", "8 GT/s\n", "4", "8 GT/s"},
-        {"16\n", "2.5 GT/s\n", "1\n", "2.5 GT/s PCIe\n", "1", "2.5 GT/s PCIe"},
+        {"8\n", "5.0 GT/s PCIe\n", "16\n", "16.0 GT/s PCIe\n", "8", "5.0 GT/s"},
+        {"16\n", "16.0 GT/s PCIe\n", "4\n", "8 GT/s\n", "4", "8.0 GT/s"},
+        {"16\n", "2.5 GT/s\n", "1\n", "2.5 GT/s PCIe\n", "1", "2.5 GT/s"},
         {"255\n", "Unknown speed\n", "4\n", "8 GT/s\n", "-", "-"}, // only one end is known
         {"4\n", "fast GT/s\n", "4\n", ". GT/s\n", "4", "-"},
-        {"32\n", "1024.5 GT/s\n", "32\n", "1024.25 GT/s\n", "32", "1024.25 GT/s"},
+        {"32\n", "1024.5 GT/s\n", "32\n", "1024.26 GT/s\n", "32", "1024.3 GT/s"},
         {"33\n", "10240 GT/s\n", "4\n", "8 GT/s\n", "-", "-"},
-        {"0\n", "8 GT/s x\n", "4\n", "8 GT/s\n", "-", "8 GT/s"},
+        {"0\n", "8 GT/s x\n", "4\n", "8 GT/s\n", "-", "8.0 GT/s"},
         {"4\n", "8.0\n", "4\n", "8.0\n", "4", "-"},
         {"4\n", ".5 GT/s\n", "4\n", ".5 GT/s\n", "4", "-"},
+        {"4\n", "8.0.1 GT/s\n", "4\n", "8.0 GT/s\n", "4", "-"},
+        {"4\n", "-8.0 GT/s\n", "4\n", "8.0 GT/s\n", "4", "-"},
     };
     for (Case const& c : cases) {
         SCOPED_TRACE(c.slotSpeed);

@@ -103,7 +103,7 @@ TEST(Hardware, DriversAndLinksOfDrives)
     } const cases[] = {
         {"/dev/sda", "drv", "3.0 Gbit/s", "6.0 Gbit/s", "-"},
         {"/dev/sdb", "drv", "-", "-", "-"},
-        {"/dev/nvme0n1", "drv", "-", "8.0 GT/s PCIe", "2"},
+        {"/dev/nvme0n1", "drv", "-", "8.0 GT/s", "2"},
         {"/dev/sdx", "drv", "6.0 Gbit/s", "12.0 Gbit/s", "-"},
         {"/dev/sdc", "uas", "-", "-", "-"},
         {"/dev/vda", "virtio_blk", "-", "-", "-"},

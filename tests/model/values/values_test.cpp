@@ -506,6 +506,9 @@ TEST(Measurement, ofARealNumberKeepsItsPrecision)
     EXPECT_EQ(utf8(NonDiscreteMeasurement(U::CELSIUS(), 0.5, M::BASEUNIT(), 1).toString()), "0.5 \u00B0C");
     EXPECT_EQ(utf8(NonDiscreteMeasurement(U::SECONDS(), 1e-15, M::BASEUNIT(), 15).toString(-1)), "0.001 ps");
 
+    NonDiscreteMeasurement const link(U::TRANSFERSPERSECOND(), 8, M::GIGA(), 1);
+    EXPECT_EQ(utf8(link.toString()), "8.0 GT/s") << "beyond what counts of transfers are scaled to";
+    EXPECT_EQ(utf8(link.toString(-1, M::MEGA())), "8000 MT/s");
     NonDiscreteMeasurement const nearlyOne(U::VOLTS(), 999.96, M::MILLI(), 1);
     EXPECT_EQ(utf8(nearlyOne.toString()), "1.0000 V");
     EXPECT_EQ(utf8(nearlyOne.toString(0)), "1 V");

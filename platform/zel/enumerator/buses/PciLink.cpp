@@ -2,8 +2,10 @@
 // function and, for what both ends of its link can do, of the bridge above it.
 #include <zel/enumerator/buses/PciLink.h>
 
+#include <zel/enumerator/records/Measures.h>
+#include <zel/enumerator/root/Text.h>
+
 #include <algorithm>
-#include <cstdlib>
 
 namespace zel {
 
@@ -19,25 +21,15 @@ std::optional<std::uint32_t> widthIn(Root const& root, std::string const& path)
                : std::nullopt;
 }
 
-/// "8.0 GT/s PCIe"; before Linux 5.6 without the last word.
-std::optional<std::string> speedIn(Root const& root, std::string const& path)
+/// "8.0 GT/s PCIe", before Linux 5.6 without the last word; "Unknown" and a number where the kernel has no name for it.
+std::optional<double> speedIn(Root const& root, std::string const& path)
 {
-    auto line = root.text(path);
-    return line && !line->starts_with("Unknown") ? line : std::nullopt;
+    return text::amountBefore(root.text(path).value_or(std::string()), " GT/s");
 }
 
-/// Thousandths of a billion transfers a second, of "8.0 GT/s PCIe"; nothing for another form.
-std::optional<unsigned> transfers(std::string const& speed)
+measure::Reading transfers(std::optional<double> speed)
 {
-    std::size_t const end = speed.find(" GT/s");
-    std::size_t const dot = std::min(speed.find('.'), end);
-    constexpr std::size_t kMostDigits = 4;
-    if (end == std::string::npos || dot == 0 || dot > kMostDigits ||
-        speed.find_first_not_of("0123456789.") != end)
-        return std::nullopt;
-    std::string const fraction = dot == end ? "" : speed.substr(dot + 1, end - dot - 1);
-    unsigned const whole = static_cast<unsigned>(std::atoi(speed.c_str()));
-    return whole * 1000 + static_cast<unsigned>(std::atoi((fraction + "000").substr(0, 3).c_str()));
+    return measure::link(UnitType::TRANSFERSPERSECOND(), speed);
 }
 
 /// Why a fast card runs slowly: it sits in a slot that can do less, or the link came up below what both can. What is
@@ -51,10 +43,8 @@ void addBothEnds(DeviceDescription& device, Root const& root, std::string const&
         device.add("CommonLinkWidth", std::optional(std::min(*here, *there)));
     auto const own = speedIn(root, function + "/max_link_speed");
     auto const above = speedIn(root, bridge + "/max_link_speed");
-    auto const ownRate = own ? transfers(*own) : std::nullopt;
-    auto const aboveRate = above ? transfers(*above) : std::nullopt;
-    if (ownRate && aboveRate)
-        device.add("CommonLinkSpeed", *ownRate <= *aboveRate ? own : above);
+    if (own && above)
+        device.add("CommonLinkSpeed", transfers(std::min(*own, *above)));
 }
 
 } // namespace
@@ -66,9 +56,9 @@ bool addPciLink(DeviceDescription& device, Root const& root, std::string const& 
     if (!maximum)
         return false;
     device.add("MaximumLinkWidth", maximum);
-    device.add("MaximumLinkSpeed", speedIn(root, folder + "max_link_speed"));
+    device.add("MaximumLinkSpeed", transfers(speedIn(root, folder + "max_link_speed")));
     device.add("LinkWidth", widthIn(root, folder + "current_link_width"));
-    device.add("LinkSpeed", speedIn(root, folder + "current_link_speed"));
+    device.add("LinkSpeed", transfers(speedIn(root, folder + "current_link_speed")));
     addBothEnds(device, root, function);
     return true;
 }

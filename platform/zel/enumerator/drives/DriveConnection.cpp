@@ -13,14 +13,10 @@ namespace zel {
 
 namespace {
 
-/// "6.0 Gbps", "6.0 Gbit" -> "6.0 Gbit/s"; nothing for "<unknown>", "Unknown", "Phy disabled".
-std::optional<String> linkRate(std::optional<std::string> const& line)
+/// "6.0 Gbps", "6.0 Gbit"; nothing for "<unknown>", "Unknown", "Phy disabled".
+measure::Reading linkRate(std::optional<std::string> const& line)
 {
-    std::size_t const end = line ? line->find(" Gb") : std::string::npos;
-    if (end == std::string::npos || end == 0 ||
-        line->find_first_not_of("0123456789.") != end) // the first sign that is not of the number
-        return std::nullopt;
-    return String(line->substr(0, end)) + " Gbit/s";
+    return measure::link(UnitType::BITSPERSECOND(), text::amountBefore(line.value_or(std::string()), " Gb"));
 }
 
 void addRates(DeviceDescription& device, Root const& root, std::string const& folder, char const* now,

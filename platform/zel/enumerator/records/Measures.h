@@ -35,4 +35,10 @@ inline Reading reading(UnitType const& unit, std::optional<double> value, int pr
                  : std::nullopt;
 }
 
+/// What a link is rated at, in thousands of millions of its unit: "8.0 GT/s", "2.5 Gbit/s".
+inline Reading link(UnitType const& unit, std::optional<double> rate)
+{
+    return rate ? Reading(NonDiscreteMeasurement(unit, *rate, UnitMagnitude::GIGA(), 1)) : std::nullopt;
+}
+
 } // namespace zel::measure

@@ -224,6 +224,20 @@ std::string listText(std::vector<unsigned> const& ascending)
     return list;
 }
 
+std::optional<double> amountBefore(std::string_view text, std::string_view word) noexcept
+{
+    constexpr std::size_t kMostDigits = 4;
+    std::string_view const number = text.substr(0, text.find(word));
+    std::size_t const whole = number.find_first_not_of("0123456789");
+    if (number.size() == text.size() || whole == 0 || std::min(whole, number.size()) > kMostDigits)
+        return std::nullopt;
+    double amount = 0;
+    auto const [end, error] =
+        std::from_chars(number.data(), number.data() + number.size(), amount, std::chars_format::fixed);
+    return error == std::errc() && end == number.data() + number.size() ? std::optional(amount)
+                                                                        : std::nullopt;
+}
+
 std::optional<std::uint64_t> toByteCount(std::string_view text) noexcept
 {
     text = trimmed(text);

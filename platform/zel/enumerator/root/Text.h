@@ -41,6 +41,9 @@ ZEL_EXPORT std::optional<std::vector<unsigned>> toList(std::string_view text, st
 ZEL_EXPORT std::optional<std::vector<unsigned>> toMask(std::string_view text);
 /// The shortest kernel list of ascending numbers: {0, 1, 2, 8} -> "0-2,8".
 ZEL_EXPORT std::string listText(std::vector<unsigned> const& ascending);
+/// The number before the word: "8.0 GT/s PCIe" -> 8 for " GT/s". At most four digits before the point, no sign; nothing
+/// for any other text.
+ZEL_EXPORT std::optional<double> amountBefore(std::string_view text, std::string_view word) noexcept;
 /// A size as the kernel prints cache sizes ("32K", "8192K", "16M", "512"), in bytes.
 ZEL_EXPORT std::optional<std::uint64_t> toByteCount(std::string_view text) noexcept;
 /// "KEY=value" lines as `uevent` files have them; a line without '=' is skipped, the first of equal keys

@@ -15,7 +15,8 @@ namespace {
 // What the field does with each unit. Amounts of data are counted in powers of two, with the prefixes of IEC
 // 80000-13; everything else, data rates included, in powers of ten, with those of the SI. Degrees,
 // revolutions and plain numbers carry no prefix, and seconds none above the second: nobody reads "7.2 krpm"
-// or "3.6 ks". Memory is sold by its millions of transfers, all four digits of them: "2666 MT/s".
+// or "3.6 ks". Memory is sold by its millions of transfers, all four digits of them: "2666 MT/s"; links are
+// rated by their thousands of millions, and whoever reads one says so: a real number stays in what it was given in.
 struct UnitRow
 {
     UnitType::Code m_unit;
@@ -126,6 +127,11 @@ UnitMagnitude choose(UnitType const& unit, double plainValue, UnitMagnitude cons
             std::fabs(convert(unit, plainValue, UnitMagnitude::BASEUNIT(), candidate)) >= 1)
             return candidate;
     }
+}
+
+bool isBeyondRange(UnitType const& unit, UnitMagnitude const& magnitude)
+{
+    return takesFactor(unit) && magnitude.code() > rowOf(unit).m_largest;
 }
 
 UnitMagnitude chooseForCount(UnitType const& unit, std::uint64_t count, UnitMagnitude const& wanted)

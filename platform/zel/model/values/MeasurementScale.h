@@ -21,6 +21,8 @@ UnitMagnitude choose(UnitType const& unit, double plainValue, UnitMagnitude cons
 /// The same of a count. A short count of bytes or bits that is no whole number of KiB stays plain: a packet has "1500 B", and
 /// "1.46 KiB" is another number.
 UnitMagnitude chooseForCount(UnitType const& unit, std::uint64_t count, UnitMagnitude const& wanted);
+/// Larger than any that choose() takes by itself.
+bool isBeyondRange(UnitType const& unit, UnitMagnitude const& magnitude);
 /// `chosen`, or the next larger magnitude where `number`, the text in the chosen one, has been rounded up to
 /// the step between the two: "1 MiB", not "1024 KiB". Only for what choose() chose by itself.
 UnitMagnitude afterRounding(UnitType const& unit, UnitMagnitude const& chosen, String const& number);

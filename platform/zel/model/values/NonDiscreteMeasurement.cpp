@@ -37,6 +37,8 @@ int NonDiscreteMeasurement::precision(UnitMagnitude const& magnitude) const
 
 UnitMagnitude NonDiscreteMeasurement::chosenMagnitude(UnitMagnitude const& magnitude, int precision) const
 {
+    if (magnitude == UnitMagnitude::AUTOSCALEUNIT() && scale::isBeyondRange(m_unit, m_magnitude))
+        return m_magnitude;
     double const plain = scale::convert(m_unit, m_value, m_magnitude, UnitMagnitude::BASEUNIT());
     UnitMagnitude const chosen = scale::choose(m_unit, plain, magnitude);
     return magnitude == UnitMagnitude::AUTOSCALEUNIT()

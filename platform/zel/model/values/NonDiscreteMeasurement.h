@@ -32,7 +32,8 @@ public:
     int givenPrecision() const noexcept { return m_precision; }
 
     /// `magnitude` itself, or for AUTOSCALEUNIT the largest one in which the value, printed with `precision`
-    /// decimals, is at least 1. A negative precision means as many as are worth showing.
+    /// decimals, is at least 1, or the given one when AUTOSCALEUNIT would never go as far: 8 GT/s are not 8000 MT/s.
+    /// A negative precision means as many as are worth showing.
     UnitMagnitude chosenMagnitude(UnitMagnitude const& magnitude, int precision = -1) const;
 
     /// "3.30 V", with `precision` decimals; a negative precision asks for precision(magnitude).
