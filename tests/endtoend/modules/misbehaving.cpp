@@ -1,7 +1,7 @@
 // A module whose tests each behave, or misbehave, in one known way. The name by which the program is called
 // chooses a wrong set-up instead: "noversion", "nocommandline", "badinit", "hoards", "doubleinit", "uncaught",
-// "early", "twice", "nokey", "argumentstwice", "otherkind"; or a callback that picks the tests itself: "chooses", and "stopped", where a stop comes
-// meanwhile.
+// "early", "twice", "nokey", "argumentstwice", "otherkind"; or a callback that picks the tests itself: "chooses", "choosesone" for one device only, "hesitates" for
+// ever, "choosesandcrashes", and "stopped", where a stop comes meanwhile.
 #include <krel5/krel5.h>
 
 #include <atomic>
@@ -263,6 +263,23 @@ static void choose(DiagDevice& device)
     for (Test* const test : s_chosen)
         device.addTest(test);
 }
+static void choosesOne(DiagDevice& device) // of all devices that it is asked about
+{
+    static bool s_hasOne = false;
+    if (!s_hasOne)
+        device.addTest(s_chosen[0]);
+    s_hasOne = true;
+}
+static void hesitate(DiagDevice&)
+{
+    for (;;)
+        ::pause();
+}
+static void chooseAndCrash(DiagDevice& device)
+{
+    choose(device);
+    std::abort();
+}
 static void chooseAndStop(DiagDevice& device)
 {
     choose(device);
@@ -303,7 +320,8 @@ static void createTests()
 
 int main(int argc, char** argv)
 {
-    std::string_view const name = argc > 0 ? argv[0] : "";
+    std::string_view name = argc > 0 ? argv[0] : "";
+    name.remove_prefix(name.rfind('/') + 1);
     if (name == "early")
         DiagModule::createEvent("two words");
     DiagModule::setModuleExitCallback(goodbye);
@@ -323,6 +341,12 @@ int main(int argc, char** argv)
         DiagModule::setModuleInitCallback(createTwice);
     if (name == "chooses")
         DiagModule::setEnumTestsCallback(choose);
+    if (name == "choosesone")
+        DiagModule::setEnumTestsCallback(choosesOne);
+    if (name == "hesitates")
+        DiagModule::setEnumTestsCallback(hesitate);
+    if (name == "choosesandcrashes")
+        DiagModule::setEnumTestsCallback(chooseAndCrash);
     if (name == "stopped")
         DiagModule::setEnumTestsCallback(chooseAndStop);
     s_broken = DiagModule::createEvent("broken");

@@ -78,8 +78,12 @@ void assignTests(Catalog& catalog, zel::StateManager& machine, OwnChoice* choice
             machine.addTest(test.record);
         bool const asks = module->record.choosesOwnTests() && choice;
         std::string const unanswered = asks ? choice->choose(*module, machine) : "";
+        if (!unanswered.empty())
+            catalog.complain(module->program +
+                             ": does not say which devices its tests are for: " + unanswered);
         for (ModuleTest& test : module->tests) {
             test.isDeclinable = module->record.choosesOwnTests() && !asks;
+            test.isUnanswered = !unanswered.empty();
             if (test.isDeclinable)
                 assignAllOfItsKind(test.record, machine);
             else if (!asks)
@@ -89,7 +93,7 @@ void assignTests(Catalog& catalog, zel::StateManager& machine, OwnChoice* choice
             if (!test.devices.empty())
                 continue;
             Reason reason = reasonAgainstAll(test.record, machine);
-            if (!unanswered.empty())
+            if (test.isUnanswered)
                 reason = {"the module could not be asked: " + String(unanswered), TestResultImp::CANNOTRUN()};
             test.notHere = reason.text.toUtf8();
             test.notHereResult = reason.result.toString().toUtf8();
@@ -105,7 +109,8 @@ std::vector<DeviceImp*> testedDevices(Catalog const& catalog, zel::StateManager 
         bool isTested = false;
         for (auto const& module : catalog.modules())
             for (ModuleTest const& test : module->tests)
-                isTested = isTested || isMeant(test.record, *device);
+                isTested =
+                    isTested || isMeant(test.record, *device) || machine.isAssociated(*device, test.record);
         if (isTested)
             devices.push_back(device);
     }

@@ -13,7 +13,7 @@ class StateManager;
 namespace engine {
 
 /// Asks a module that chooses its tests itself which of them it wants for which device: associates them in the state.
-/// Returns why the module could not be asked; empty when it was.
+/// Returns why there is no answer; then nothing is associated. Empty when there is one.
 class OwnChoice
 {
 public:
@@ -23,10 +23,11 @@ public:
 
 /// Ties each test of the catalog to the devices that it is for, by the rules that the modules themselves go by, and says
 /// where there are none why not. The tests are added to the machine's state: the catalog has to outlive it. `choice`:
-/// null when nobody is there who could ask; then such tests stand with all devices of their kind, and isDeclinable.
+/// null when nobody is there who could ask; then such tests stand with all devices of their kind, and isDeclinable. A
+/// module that does not answer costs its tests and a complaint of the catalog.
 void assignTests(Catalog& catalog, zel::StateManager& machine, OwnChoice* choice);
 
-/// The devices that a test of the catalog can be for, whether any applies or not, in the machine's order. Their places,
+/// The devices that a test of the catalog can be for or goes to, whether any applies or not, in the machine's order. Their places,
 /// from 1, are the numbers by which a person names them.
 std::vector<zel::DeviceImp*> testedDevices(Catalog const& catalog, zel::StateManager const& machine);
 

@@ -170,7 +170,7 @@ Catalog Catalog::read(CatalogRequest const& request)
                 complaint =
                     program + ": there is a module \"" + module->guid() + "\" already: " + known->program;
         if (!complaint.empty()) {
-            catalog.m_complaints.push_back(String(complaint).withoutControls(false).toUtf8());
+            catalog.complain(complaint);
             continue;
         }
         if (textsFolder != module->folder)
@@ -182,6 +182,11 @@ Catalog Catalog::read(CatalogRequest const& request)
         catalog.m_modules.push_back(std::move(module));
     }
     return catalog;
+}
+
+void Catalog::complain(std::string const& line)
+{
+    m_complaints.push_back(String(line).withoutControls(false).toUtf8());
 }
 
 Catalog::Place Catalog::testOfNumber(std::size_t number) const

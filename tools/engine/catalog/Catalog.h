@@ -32,6 +32,7 @@ public:
     std::vector<std::unique_ptr<Module>> const& modules() const noexcept { return m_modules; }
     /// "{path}: {reason}", one line each.
     std::vector<std::string> const& complaints() const noexcept { return m_complaints; }
+    void complain(std::string const& line);
     /// The test of that number; nulls when there is none.
     struct Place
     {

@@ -25,6 +25,7 @@ struct ModuleTest
     std::vector<std::string> parameterNames; ///< of each of the record's; empty where nobody gave it one
     std::size_t number = 0;                  ///< in lists, from 1
     bool isDeclinable = false; ///< the module has not been asked yet whether it wants these devices
+    bool isUnanswered = false; ///< the module was asked, and did not say
     std::vector<zel::DeviceImp*> devices; ///< that it goes to, in the machine's order
     std::string notHere;                  ///< why there are none; empty when there are some
     std::string notHereResult;            ///< the same as one of TestResultImp: "NO DEVICE"

@@ -2,12 +2,14 @@
 
 #include <engine/catalog/Assignment.h>
 #include <engine/catalog/Language.h>
+#include <engine/runner/ModuleChoice.h>
 
 #include <listing/Console.h>
 #include <listing/DevicesCommand.h>
 
 #include <zel/foundation/Exception.h>
 #include <zel/foundation/FileSystem.h>
+#include <zel/foundation/System.h>
 #include <zel/model/state/StateManager.h>
 
 #include <algorithm>
@@ -46,19 +48,19 @@ Situation lookAround(SituationRequest const& request)
     wanted.folders = situation.installedFolders;
     wanted.named = request.modules;
     situation.catalog = Catalog::read(wanted);
-    for (std::string const& complaint : situation.catalog.complaints())
-        listing::complain(complaint);
-    situation.isComplete = situation.catalog.complaints().empty();
-
     // The first folder of modules is the one that the modules in it look into, too.
     std::string const sysinfo =
         situation.installedFolders.empty() ? "" : situation.installedFolders.front() + "/sysinfo";
     listing::Scan const scan = listing::scan(request.root, true, sysinfo);
     if (!scan.rootIsRead)
         throw zel::InvalidArgumentException("--root: " + zel::String(request.root) + " cannot be read");
-    situation.isComplete = situation.isComplete && scan.isComplete;
     situation.machine = &zel::ModuleManager::getInstance().getStateManager();
-    assignTests(situation.catalog, *situation.machine, nullptr);
+    ModuleChoice choice; // modules answer to root only
+    assignTests(situation.catalog, *situation.machine,
+                zel::System::userIsAdministrator() ? &choice : nullptr);
+    for (std::string const& complaint : situation.catalog.complaints())
+        listing::complain(complaint);
+    situation.isComplete = scan.isComplete && situation.catalog.complaints().empty();
     situation.numbered = testedDevices(situation.catalog, *situation.machine);
     return situation;
 }

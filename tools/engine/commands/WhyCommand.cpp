@@ -54,7 +54,8 @@ std::string deviceText(Situation const& situation, ModuleTest const& test, Devic
     if (isMet && !isIts && test.record.flags().enumeratesOnlyOnce && !test.devices.empty())
         text += line(false, "it is for one device only", "it goes to " + placeOf(*test.devices.front()));
     else if (isMet && !isIts)
-        text += line(false, "its module wants it", "the module chooses its devices itself");
+        text += line(false, "its module wants it",
+                     test.isUnanswered ? test.notHere : "the module chooses its devices itself");
     return text + (isIts ? "    It runs on this device.\n" : "    It does not run on this device.\n");
 }
 
@@ -76,7 +77,8 @@ std::string testText(Situation const& situation, Catalog::Place const& place, bo
     zel::StateManager const& machine = *situation.machine;
     for (std::size_t i = 0; i < machine.deviceCount(); ++i) {
         DeviceImp const& device = *machine.deviceAtIndex(i);
-        if (device.deviceCapabilities().intersects(test.record.deviceCapabilities()))
+        if (device.deviceCapabilities().intersects(test.record.deviceCapabilities()) ||
+            machine.isAssociated(device, test.record))
             text += deviceText(situation, test, device);
         else
             ++others;

@@ -195,8 +195,7 @@ private:
         if (isForAny)
             return;
         for (DeviceImp const* const device : wish.only)
-            refuse(place, device, TestResultImp::NOTAPPLICABLE(), whyNotFor(*place.test, *device),
-                   wish.isNamed);
+            refuse(place, device, TestResultImp::NOTAPPLICABLE(), whyNotFor(place, *device), wish.isNamed);
     }
 
     static String settingsTrouble(Catalog::Place const& place)
@@ -207,11 +206,14 @@ private:
         return errors.empty() ? String() : "its settings are not understood: " + errors.front().toString();
     }
 
-    std::string whyNotFor(ModuleTest const& test, DeviceImp const& device) const
+    std::string whyNotFor(Catalog::Place const& place, DeviceImp const& device) const
     {
+        ModuleTest const& test = *place.test;
         for (auto const& condition : zel::TestImp::conditions(test.record, device, m_machine))
             if (!condition.holds)
                 return condition.reason.toUtf8();
+        if (place.module->record.choosesOwnTests())
+            return "its module does not want it";
         return "it is for one device only, and goes to " + placeOf(*test.devices.front());
     }
 

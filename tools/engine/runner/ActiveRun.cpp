@@ -52,16 +52,6 @@ RunEvent recordOf(RunId run, zel::TestRunEventImp const& event)
     return record;
 }
 
-std::string lastLineOf(std::string const& said)
-{
-    std::size_t const end = said.find_last_not_of("\r\n\t ");
-    if (end == std::string::npos)
-        return std::string();
-    std::size_t const begin = said.find_last_of('\n', end);
-    return said.substr(begin == std::string::npos ? 0 : begin + 1,
-                       end - (begin == std::string::npos ? 0 : begin + 1) + 1);
-}
-
 void append(std::string& note, std::string const& more)
 {
     if (!more.empty())
@@ -358,7 +348,7 @@ ActiveRun::Judgement ActiveRun::withoutResult(Child::End const& end) const
     if (!m_isTold) {
         note += m_isLate ? std::string(", after it had not registered with the engine in time")
                          : std::string(" before it registered with the engine");
-        append(note, lastLineOf(m_child.said()));
+        append(note, m_child.lastLine());
         return {TestResultImp::MODULEFAILEDTOSTART(), note};
     }
     note += " and gave no result";

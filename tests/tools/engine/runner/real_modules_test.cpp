@@ -1,4 +1,6 @@
 // Modules that are made with the library, well and ill, under the runner.
+#include <engine/plan/MakePlan.h>
+#include <engine/runner/ModuleChoice.h>
 #include <engine/runner/Runner.h>
 
 #include <foundation/TemporaryFolder.h>
@@ -88,4 +90,65 @@ TEST(RealModule, endsAsItsTestDoesOrWithAResultThatSaysWhatHappened)
         EXPECT_EQ(one.events, recorder.events[one.test]) << one.test;
     }
     EXPECT_NE("", recorder.ends["crash"].logTail);
+}
+
+TEST(RealModule, thatChoosesItsTestsIsAskedAndCostsOnlyItsOwnWhenItDoesNotAnswer)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "modules need root";
+    ::test::TemporaryFolder const folder;
+    std::filesystem::permissions(folder.path(), std::filesystem::perms::owner_all);
+    for (char const* const name : {"choosesandcrashes", "choosesone", "hesitates", "misbehaving"})
+        std::filesystem::copy_file(MISBEHAVING_MODULE, folder.path(name));
+    CatalogRequest request;
+    request.folders = {folder.path()};
+    Catalog catalog = Catalog::read(request);
+    ASSERT_EQ(4u, catalog.modules().size());
+    zel::StateManager machine;
+    for (char const* const place : {"slot 1", "slot 2"})
+        machine.addDevice(zel::DeviceImp::createGeneric(zel::CapabilityImp::Memory(),
+                                                        zel::CapabilityImp::Memory(), "memory", "", "", place,
+                                                        zel::CapabilityImp()),
+                          nullptr);
+    {
+        ModuleChoice choice(std::chrono::seconds(2));
+        assignTests(catalog, machine, &choice);
+    }
+    std::string complaints;
+    for (std::string const& one : catalog.complaints())
+        complaints += one + "\n";
+    std::string const says = " does not say which devices its tests are for: it ";
+    EXPECT_EQ(2u, catalog.complaints().size()) << complaints;
+    EXPECT_NE(std::string::npos, complaints.find("/choosesandcrashes:" + says + "ended with status 22, and said: "))
+        << complaints;
+    EXPECT_NE(std::string::npos, complaints.find("/hesitates:" + says + "took too long")) << complaints;
+    for (auto const& module : catalog.modules())
+        for (ModuleTest const& test : module->tests) {
+            std::size_t wanted = module->guid() == "misbehaving" ? 2 : 0;
+            if (module->guid() == "choosesone" && test.record.keyInModule() == zel::String("pass"))
+                wanted = 1;
+            if (test.record.deviceCapabilities() == zel::CapabilityImp::Memory()) {
+                EXPECT_EQ(wanted, test.devices.size()) << wordOf(*module, test);
+            }
+            EXPECT_FALSE(test.isDeclinable);
+        }
+
+    auto const numbered = testedDevices(catalog, machine);
+    PlanRequest wanted;
+    wanted.words = {"choosesone:pass"};
+    Plan const plan = makePlan(wanted, catalog, machine, numbered);
+    ASSERT_EQ(1u, plan.runs.size());
+    RunnerOptions options;
+    options.logFolder = folder.path();
+    Recorder recorder;
+    EXPECT_EQ("PASS", Runner(machine, recorder, options).run(plan).verdict);
+    wanted.devices = {"slot 2"};
+    Plan const other = makePlan(wanted, catalog, machine, numbered);
+    ASSERT_EQ(1u, other.refusals.size());
+    EXPECT_EQ("its module does not want it", other.refusals[0].reason);
+    wanted = {};
+    wanted.words = {"hesitates:pass"};
+    Plan const none = makePlan(wanted, catalog, machine, numbered);
+    ASSERT_EQ(1u, none.refusals.size());
+    EXPECT_EQ("the module could not be asked: it took too long", none.refusals[0].reason);
 }

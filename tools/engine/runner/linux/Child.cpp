@@ -91,6 +91,16 @@ void Child::listen()
     }
 }
 
+std::string Child::lastLine() const
+{
+    std::size_t const end = m_said.find_last_not_of("\r\n\t ");
+    if (end == std::string::npos)
+        return std::string();
+    std::size_t const before = m_said.find_last_of('\n', end);
+    std::size_t const begin = before == std::string::npos ? 0 : before + 1;
+    return m_said.substr(begin, end - begin + 1);
+}
+
 // The group's number is the child's own until it is reaped, and not for sure any longer.
 void Child::signalAll(int number) const
 {

@@ -36,6 +36,7 @@ public:
     void listen();
     /// The last of it, bounded; the rest is read and forgotten.
     std::string const& said() const { return m_said; }
+    std::string lastLine() const;
 
     /// To it and to its group.
     void terminate() const;
