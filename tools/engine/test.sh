@@ -110,10 +110,11 @@ if [ "$(id -u)" -eq 0 ]; then
         run ram:quick --set SizeMiB=8 --timeout 1m --device /proc/meminfo $own
     check "the quick plan" 0 '^1 run\.$' run $own
 else
-    check "not root" 0 'not run: ram:quick: INSUFFICIENT PRIVILEGE' run ram:quick $own
+    check "not root" 28 'not run: ram:quick: INSUFFICIENT PRIVILEGE' run ram:quick $own
 fi
-check "switched off" 0 'not run: ram:off: SKIPPED: the settings switch it off' run ram:off $own
-check "asked for and not there" 0 'not run: ram:big: ' run ram:big $own
+check "switched off" 28 'not run: ram:off: SKIPPED: the settings switch it off' run ram:off $own
+check "asked for and not there" 28 'not run: ram:big: ' run ram:big $own
+check "a module means what applies" 0 'left out: ram:wipe: ' run ram $own
 check "unknown test" 22 'there is no module "rom"; did you mean ram?' run rom:quick $own
 check "out of range" 22 'SizeMiB=65 for ram:quick: "65" lies outside the valid range' run ram:quick --set SizeMiB=65 $own
 check "unknown parameter" 22 'no test that is to run has a parameter "Size"' run ram:quick --set Size=1 $own

@@ -43,6 +43,9 @@ for form in html junit json ocp text; do
 done
 check "a report is never written over" 22 'well.jsonl' run cpu:coherence --report "$folder/well.jsonl"
 check "what cannot be tested is no PASS" 28 "^Verdict: NOT TESTED" run memory:quick --device CPU --report "$folder/none.jsonl"
+# What was asked for and refused is told once, with the summary.
+"$program" run cpu:coherence memory:quick --device CPU --report "$folder/once.jsonl" > "$folder/once.out" 2>&1
+[[ $? -eq 28 && $(grep -c 'quick on' "$folder/once.out") -eq 1 ]] || fail "a refusal: $(cat "$folder/once.out")"
 check "a word that is none runs nothing" 22 "cpu99" run cpu:coherence --device cpu99 --report "$folder/never.jsonl"
 
 # A copy whose settings force a fault: FAIL beats the PASS behind it.

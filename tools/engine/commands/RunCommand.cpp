@@ -2,6 +2,9 @@
 
 #include <engine/catalog/Assignment.h>
 
+#include <engine/runner/ExitStatus.h>
+#include <engine/runner/Runner.h>
+
 #include <listing/Console.h>
 #include <listing/Listing.h>
 
@@ -100,14 +103,19 @@ int runCommand(RunRequest const& request)
 {
     Situation const situation = lookAround(request.where);
     Plan const plan = planOf(request, situation, zel::System::userIsAdministrator());
+    // What was asked for and is not run is told by the summary of a run, which is its report's.
     for (Refusal const& refusal : plan.refusals)
-        listing::complain((refusal.isAskedFor ? "not run: " : "left out: ") + refusalText(refusal));
+        if (request.dryRun || !refusal.isAskedFor)
+            listing::complain((refusal.isAskedFor ? "not run: " : "left out: ") + refusalText(refusal));
     if (!request.dryRun) {
         RunOptions options = request.options;
         options.language = situation.language;
         return runPlan(plan, options, *situation.machine);
     }
-    return !listing::printed(planText(plan)) ? kTrouble : situation.isComplete ? kDone : kIncomplete;
+    if (!listing::printed(planText(plan)))
+        return kTrouble;
+    Grade const grade = gradeBefore(plan);
+    return grade == Grade::Passed && !situation.isComplete ? int(kIncomplete) : exitStatusOf(grade);
 }
 
 } // namespace engine

@@ -46,6 +46,15 @@ RunBegan recordOf(RunId id, PlannedRun const& plan)
 
 } // namespace
 
+Grade gradeBefore(Plan const& plan)
+{
+    Grade grade = plan.runs.empty() ? Grade::NotTested : Grade::Passed;
+    for (Refusal const& one : plan.refusals)
+        if (one.isAskedFor)
+            grade = std::max({grade, gradeOf(one.result), Grade::NotTested});
+    return grade;
+}
+
 struct Runner::Impl
 {
     Impl(zel::StateManager const& all, RunObserver& who, RunnerOptions what)
@@ -289,15 +298,11 @@ void Runner::Impl::runAll(Plan const& plan)
 
 Outcome Runner::Impl::run(Plan const& plan)
 {
-    if (plan.runs.empty())
-        count(Grade::NotTested);
-    for (Refusal const& one : plan.refusals) {
-        if (!one.isAskedFor)
-            continue;
-        count(std::max(gradeOf(one.result), Grade::NotTested));
-        keep(RunSkipped{std::chrono::system_clock::now(), one.moduleGuid, one.test, one.deviceName,
-                        one.result, one.reason});
-    }
+    count(gradeBefore(plan));
+    for (Refusal const& one : plan.refusals)
+        if (one.isAskedFor)
+            keep(RunSkipped{std::chrono::system_clock::now(), one.moduleGuid, one.test, one.deviceName,
+                            one.result, one.reason});
     server = std::make_unique<zel::IPCServer>(inbox.handlers());
     runAll(plan);
     inbox.close();

@@ -4,6 +4,7 @@
 
 #include <engine/plan/Plan.h>
 #include <engine/report/Records.h>
+#include <engine/report/Verdict.h>
 
 #include <zel/model/runs/MessageBoxImp.h>
 
@@ -45,6 +46,9 @@ struct RunnerOptions
     std::vector<std::string> words{}; ///< for every module, behind "run -e -ePid ...": its language
     std::string logFolder{}; ///< in which modules make their folder logs; empty: the working directory
 };
+
+/// What the verdict is at the best, before anything is run: of what was asked for and is refused, and of a plan of nothing.
+Grade gradeBefore(Plan const& plan);
 
 /// The process's verdict, worst of all that was asked for. docs/engine.md has the statuses.
 struct Outcome
