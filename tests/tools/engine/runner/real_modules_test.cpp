@@ -119,7 +119,8 @@ TEST(RealModule, thatChoosesItsTestsIsAskedAndCostsOnlyItsOwnWhenItDoesNotAnswer
         complaints += one + "\n";
     std::string const says = " does not say which devices its tests are for: it ";
     EXPECT_EQ(2u, catalog.complaints().size()) << complaints;
-    EXPECT_NE(std::string::npos, complaints.find("/choosesandcrashes:" + says + "ended with status 22, and said: "))
+    EXPECT_NE(std::string::npos,
+              complaints.find("/choosesandcrashes:" + says + "ended with status 22, and said: "))
         << complaints;
     EXPECT_NE(std::string::npos, complaints.find("/hesitates:" + says + "took too long")) << complaints;
     for (auto const& module : catalog.modules())
