@@ -94,4 +94,46 @@ wait "$engine"
 status=$?
 [[ $status -eq 22 ]] && grep -q 'PASS  cpu: Cache coherence' "$folder/dead.out" ||
   fail "a killed module: status $status, $(cat "$folder/dead.out")"
+# A terminal that is stopped holds up neither limits nor stops; what was said comes when it goes on.
+if command -v python3 > /dev/null; then
+  for kind in xterm dumb; do
+    for way in limit stop; do
+      TERM=$kind python3 - "$program" "$folder/$kind$way.jsonl" $way << 'END_OF_PYTHON' || fail "a stopped terminal ($kind, $way)"
+import os, pty, select, signal, sys, time
+program, report, way = sys.argv[1:]
+words = [program, "run", "cpu:integer", "--for", "1h", "--report", report] + (["--timeout", "2s"] if way == "limit" else [])
+child, terminal = pty.fork()
+if child == 0:
+    os.execv(program, words)
+os.write(terminal, b"\x13")
+def has(text, seconds):
+    end = time.time() + seconds
+    while time.time() < end:
+        if os.path.exists(report) and text in open(report).read():
+            return True
+        time.sleep(0.05)
+    return False
+began = has('"run-began"', 20)
+if way == "stop":
+    time.sleep(1)
+    os.kill(child, signal.SIGTERM)
+ended = has('"session-ended"', 15)
+os.write(terminal, b"\x11")
+said = b""
+end = time.time() + 20
+while time.time() < end:
+    try:
+        if select.select([terminal], [], [], 1)[0]:
+            said += os.read(terminal, 4096)
+    except OSError:
+        break
+else:
+    os.kill(child, signal.SIGKILL)
+status = os.waitstatus_to_exitcode(os.waitpid(child, 0)[1])
+if not (began and ended and status == 24 and b"Verdict: STOPPED" in said):
+    sys.exit("began %s, ended %s, status %s, said:\n%s" % (began, ended, status, said.decode()))
+END_OF_PYTHON
+    done
+  done
+fi
 exit $((failures > 0))

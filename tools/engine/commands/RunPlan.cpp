@@ -59,13 +59,15 @@ Outcome runKept(Plan const& plan, RunOptions const& options, zel::StateManager c
 int runPlan(Plan const& plan, RunOptions const& options, zel::StateManager const& machine)
 {
     zel::StopSignal::install(exitStatusOf(Grade::Stopped));
-    std::unique_ptr<ProgressView> view = makeView();
+    auto terminal = std::make_unique<QueuedStream>(zel::OStream::err());
+    std::unique_ptr<ProgressView> view = makeView(*terminal);
     ReportWriter report(options.report, [&](std::string const& what) {
         view->say(listing::programName() + ": " + listing::harmless(what) + "\n");
     });
-    SessionObserver observer(report, *view);
+    SessionObserver observer(report, *view, {.out = *terminal});
     Outcome const outcome = runKept(plan, options, machine, observer, report.path());
     view.reset(); // nothing is drawn below what follows
+    terminal.reset();
     bool const isPrinted =
         listing::printed(closing(observer.session(), report.path(), listing::terminalWidth()));
     return isPrinted || outcome.exitStatus != kDone ? outcome.exitStatus : int(kTrouble);

@@ -17,14 +17,14 @@ namespace engine {
 
 using listing::harmless;
 
-std::unique_ptr<ProgressView> makeView()
+std::unique_ptr<ProgressView> makeView(QueuedStream& out)
 {
-    zel::OStream& out = zel::OStream::err();
     if (!canRedraw(kStandardError))
         return std::make_unique<PlainView>(out);
     TerminalView::World world;
     world.size = [] { return terminalSize(kStandardError); };
     world.isStopping = zel::StopSignal::requested;
+    world.isBehind = [&out] { return out.isBehind(); };
     return std::make_unique<TerminalView>(out, std::move(world));
 }
 

@@ -1,9 +1,10 @@
 #pragma once
 // Keeps what the runner tells in the report, shows it, and asks the person.
 //
-//     auto const view = engine::makeView();
+//     engine::QueuedStream terminal(zel::OStream::err());
+//     auto const view = engine::makeView(terminal);
 //     engine::ReportWriter report(path, [&](std::string const& what) { view->say("krel5-engine: " + what + "\n"); });
-//     engine::SessionObserver observer(report, *view);
+//     engine::SessionObserver observer(report, *view, {.out = terminal});
 //     Outcome const outcome = Runner(machine, observer, options).run(plan);
 //     print(engine::closing(observer.session(), report.path(), width));
 //
@@ -14,6 +15,7 @@
 #include <engine/runner/Runner.h>
 #include <engine/show/Person.h>
 #include <engine/show/ProgressView.h>
+#include <engine/show/QueuedStream.h>
 
 #include <zel/foundation/Locks.h>
 
@@ -22,8 +24,8 @@
 
 namespace engine {
 
-/// In place where standard error is a terminal that can; else lines.
-std::unique_ptr<ProgressView> makeView();
+/// In place where standard error is a terminal that can; else lines. `out`, which outlives it, leads there.
+std::unique_ptr<ProgressView> makeView(QueuedStream& out);
 
 class SessionObserver final : public RunObserver
 {

@@ -99,7 +99,7 @@ void TerminalView::resume()
 
 void TerminalView::draw(Moment now)
 {
-    if (m_isPaused || (m_runs.empty() && !m_isDrawn))
+    if (m_isPaused || (m_runs.empty() && !m_isDrawn) || m_world.isBehind())
         return;
     std::string const tidy = tidied();
     put(tidy + kClear + block(now));

@@ -27,6 +27,8 @@ public:
         std::function<Moment()> clock = std::chrono::steady_clock::now;
         /// Whether somebody asked to stop: that was said where the cursor is.
         std::function<bool()> isStopping = [] { return false; };
+        /// Whether the terminal does not take what is written: then nothing is drawn.
+        std::function<bool()> isBehind = [] { return false; };
         bool hasTicker = true; ///< a thread that lets the time go on between two reports; else tick()
     };
 

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <poll.h>
 #include <string_view>
 #include <unistd.h>
 
@@ -16,7 +17,10 @@ static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_alw
 void say(std::string_view text) noexcept
 {
     int const keep = errno;
-    [[maybe_unused]] auto const written = ::write(STDERR_FILENO, text.data(), text.size());
+    pollfd one{STDERR_FILENO, POLLOUT, 0};
+    if (::poll(&one, 1, 0) > 0) // a terminal that is stopped must not hold up the stop
+        [[maybe_unused]]
+        auto const written = ::write(STDERR_FILENO, text.data(), text.size());
     errno = keep;
 }
 

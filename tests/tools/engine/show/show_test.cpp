@@ -51,7 +51,8 @@ struct Terminal
 
     TerminalView::World world()
     {
-        return {[this] { return size; }, [this] { return now; }, [this] { return isStopping; }, false};
+        return {[this] { return size; }, [this] { return now; }, [this] { return isStopping; },
+                [] { return false; }, false};
     }
     std::string seen()
     {

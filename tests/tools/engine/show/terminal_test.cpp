@@ -34,9 +34,10 @@ bool isStopped() { return zel::StopSignal::requested(); }
 void runSession(std::string const& path)
 {
     zel::StopSignal::install(24);
-    std::unique_ptr<ProgressView> view = makeView();
+    auto out = std::make_unique<QueuedStream>(zel::OStream::err());
+    std::unique_ptr<ProgressView> view = makeView(*out);
     ReportWriter report(path, [&](std::string const& what) { view->say(what + "\n"); });
-    SessionObserver observer(report, *view);
+    SessionObserver observer(report, *view, {.out = *out});
     observer.take(sessionBegan());
     observer.take(runBegan(1));
     observer.take(runBegan(2, "write", "ACME Drive 2"));
@@ -58,6 +59,7 @@ void runSession(std::string const& path)
     observer.take(runEnded(2, "USER ABORTED"));
     observer.take(SessionEnded{at(60), "STOPPED", 24, 60});
     view.reset();
+    out.reset();
     zel::OStream::out().write(closing(observer.session(), report.path(), 40));
     zel::OStream::out().flush();
 }
