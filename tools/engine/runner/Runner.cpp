@@ -3,6 +3,7 @@
 #include <engine/runner/ActiveRun.h>
 #include <engine/runner/ExitStatus.h>
 #include <engine/runner/linux/Inbox.h>
+#include <engine/runner/linux/Keeper.h>
 
 #include <zel/foundation/StopSignal.h>
 
@@ -83,6 +84,7 @@ struct Runner::Impl
     RunObserver& observer;
     RunnerOptions options;
 
+    std::optional<Keeper> keeper; // while it runs
     Inbox inbox;
     std::unique_ptr<zel::IPCServer> server;
     std::list<ActiveRun> active;
@@ -166,8 +168,10 @@ void Runner::Impl::start(PlannedRun const& plan)
                                                 [this](Record const& one) { keep(one); }});
     auto const door = inbox.hold();
     active.back().start();
-    if (active.back().process() > 0)
-        inbox.know(active.back().process());
+    if (long const process = active.back().process(); process > 0) {
+        keeper->watch(static_cast<pid_t>(process));
+        inbox.know(process);
+    }
 }
 
 // ---- what happens
@@ -239,7 +243,11 @@ void Runner::Impl::end()
         isEnding |= !options.keepGoing && grade != Grade::Passed;
         keep(ended);
         inbox.forget(one->process());
+        if (one->process() > 0)
+            keeper->forget(static_cast<pid_t>(one->process()));
         one = active.erase(one);
+        if (active.empty())
+            keeper->endOrphans();
     }
 }
 
@@ -303,10 +311,12 @@ Outcome Runner::Impl::run(Plan const& plan)
         if (one.isAskedFor)
             keep(RunSkipped{std::chrono::system_clock::now(), one.moduleGuid, one.test, one.deviceName,
                             one.result, one.reason});
+    keeper.emplace(); // before the link has a thread
     server = std::make_unique<zel::IPCServer>(inbox.handlers());
     runAll(plan);
     inbox.close();
     server.reset();
+    keeper.reset();
     return {wordOf(worst), exitStatusOf(worst)};
 }
 

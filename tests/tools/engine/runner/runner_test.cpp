@@ -382,6 +382,31 @@ TEST_F(RunnerTest, noModuleOutlivesAnEngineThatWasKilled)
     EXPECT_TRUE(::test::ends(id));
 }
 
+TEST_F(RunnerTest, whatAModuleStartedEndsWithItAndWithTheEngine)
+{
+    ::test::TemporaryFolder const folder;
+    auto const processOf = [&](std::string const& name) {
+        long id = 0;
+        std::ifstream(folder.path(name)) >> id;
+        EXPECT_GT(id, 0) << name;
+        return id;
+    };
+    PlannedRun one = planned("familyThenCrash");
+    one.parameters = {{"inside", folder.path("inside")}, {"outside", folder.path("outside")}};
+    EXPECT_EQ("SIGSEGV", ended(one).signal);
+    EXPECT_TRUE(::test::ends(processOf("inside")));
+    EXPECT_TRUE(::test::ends(processOf("outside"))) << "which left the group";
+
+    one.test = "family";
+    one.parameters = {{"inside", folder.path("second")}};
+    auto const child = ::test::runInChild([&] {
+        recorder.onProgress = [] { ::kill(::getpid(), SIGKILL); };
+        run({one});
+    });
+    EXPECT_EQ(SIGKILL, child.signal) << child.output;
+    EXPECT_TRUE(::test::ends(processOf("second")));
+}
+
 TEST_F(RunnerTest, theEndOfTheModulesLogComesAlongWhenItDidNotEndWell)
 {
     ::test::TemporaryFolder const folder;

@@ -170,6 +170,25 @@ int tellWhoIAm()
     return hang();
 }
 
+// A child in its group, and one that left it; both hold open all that it has.
+int haveAFamily()
+{
+    for (auto const& one : s_given->body().run->givenParameters()) {
+        pid_t const child = ::fork();
+        if (child == 0) {
+            if (one.key == "outside")
+                ::setsid();
+            std::ofstream(one.value.toString().toUtf8()) << ::getpid() << std::flush;
+            hang();
+        }
+    }
+    for (auto const& one : s_given->body().run->givenParameters())
+        for (std::string id; id.empty(); ::usleep(1000))
+            std::ifstream(one.value.toString().toUtf8()) >> id;
+    percent(1);
+    return 0;
+}
+
 int overlap() // whether another one runs at the same time
 {
     int const lock = ::open(s_given->body().run->givenParameters().at(0).value.toString().toUtf8().c_str(),
@@ -209,6 +228,8 @@ std::map<std::string, std::function<int()>> const& deeds()
         {"longer", takeLonger},
         {"state", tellOfState},
         {"whoAmI", tellWhoIAm},
+        {"family", [] { return haveAFamily(), hang(); }},
+        {"familyThenCrash", [] { return haveAFamily(), die(SIGSEGV); }},
         {"overlap", overlap},
     };
     return s_deeds;
