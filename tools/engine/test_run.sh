@@ -84,6 +84,18 @@ wait "$engine" 2> /dev/null
 gone "-ePid $engine" || fail "a module outlives its engine"
 check "what was running" 0 'DID NOT END' report "$folder/killed.jsonl" --to text
 
+# What root asks for after a crash; in a folder of reports that is nobody else's.
+if unshare -m mount -t tmpfs none /var/log 2> /dev/null; then
+  PROGRAM=$program unshare -m bash -c 'mount -t tmpfs none /var/log
+    "$PROGRAM" run cpu:integer cpu:coherence --for 1h > /var/log/out 2>&1 &
+    for _ in $(seq 200); do grep -qs run-began /var/log/krel5/*/*.jsonl && break; sleep 0.05; done
+    "$PROGRAM" last | grep -q "RUNNING .*cpu: *Integer\|cpu *Integer.*RUNNING" || echo "not running: $("$PROGRAM" last)"
+    kill -KILL $!; wait $! 2> /dev/null
+    "$PROGRAM" last > /var/log/last || echo "last ends with $?"
+    grep -q "Integer.*DID NOT END" /var/log/last || cat /var/log/last' > "$folder/last.out" 2>&1
+  [[ -s $folder/last.out ]] && fail "the last session: $(cat "$folder/last.out")"
+fi
+
 # A module that is killed is no PASS, and the next test still runs.
 "$program" run cpu:integer cpu:coherence --set cpu:integer.SecondsPerCore=60 --report "$folder/dead.jsonl" > "$folder/dead.out" 2>&1 &
 engine=$!

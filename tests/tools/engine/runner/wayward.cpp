@@ -189,6 +189,23 @@ int haveAFamily()
     return 0;
 }
 
+// Both for a while, as by a debugger.
+int stopBoth()
+{
+    pid_t const both[] = {::getppid(), ::getpid()};
+    percent(10);
+    if (::fork() == 0) {
+        for (pid_t const one : both)
+            ::kill(one, SIGSTOP);
+        ::usleep(500'000);
+        for (pid_t const one : both)
+            ::kill(one, SIGCONT);
+        ::_exit(0);
+    }
+    ::usleep(300'000);
+    return end(TestResultImp::PASS());
+}
+
 int overlap() // whether another one runs at the same time
 {
     int const lock = ::open(s_given->body().run->givenParameters().at(0).value.toString().toUtf8().c_str(),
@@ -213,6 +230,10 @@ std::map<std::string, std::function<int()>> const& deeds()
          }},
         {"passThenCrash", [] { return result(TestResultImp::PASS()), die(SIGABRT); }},
         {"passThenStatus", [] { return end(TestResultImp::PASS()), 22; }},
+        {"killed", [] { return percent(1), die(SIGKILL); }},
+        {"passThenKilled", [] { return result(TestResultImp::PASS()), die(SIGKILL); }},
+        {"passAndLeaveThenKilled", [] { return end(TestResultImp::PASS()), die(SIGKILL); }},
+        {"stopBoth", stopBoth},
         {"passThenHang", [] { return result(TestResultImp::PASS()), hang(); }},
         {"failThenCrash", [] { return result(TestResultImp::FAIL()), die(SIGSEGV); }},
         {"obey", [] { return percent(1), s_stop.wait(kPatience), end(TestResultImp::USERABORTED()); }},
@@ -256,13 +277,19 @@ int main(int argc, char** argv)
         return die(SIGSEGV);
     if (before == "wait")
         return hang();
+    if (before == "killedBefore")
+        return die(SIGKILL);
     if (!client().doLogin(IPCClient::getLoginSHMName(engine))) {
         std::fputs(client().failure().toUtf8().c_str(), stderr);
         return 28;
     }
     if (before == "mute")
         return hang();
+    if (before == "killedThen")
+        return die(SIGKILL);
     client().queue(ModuleStarted({"guid", "DIAG", "1", "1", System::processId()}));
     s_run.wait(kPatience);
+    if (before == "killedAfter")
+        return die(SIGKILL);
     return deeds().at(s_given->body().run->testGuidOrKey().toUtf8())();
 }
