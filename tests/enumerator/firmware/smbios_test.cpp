@@ -265,6 +265,24 @@ TEST(SmbiosLines, AnOldUuid)
         << smbiosLines(old)[0];
 }
 
+// One structure with a text of half the table and as many others as fit: each of them used to be looked for in what the
+// fields say, for hours. No field can name a string beyond 255.
+TEST(SmbiosLines, ATableOfNoiseCostsNoHours)
+{
+    std::vector<std::string> strings(120'000, "xb");
+    strings.front().assign(400'000, 'x');
+    strings[255] = "nobody can name it";
+    std::vector<std::uint8_t> const allTheFirst(14, 1);
+    Smbios const smbios(SmbiosTable().add(39, allTheFirst, strings).add(11, {1}, {"behind it"}).bytes(),
+                        SmbiosTable::entryPoint(3, 2, 1u << 20));
+    auto const lines = smbiosLines(smbios);
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_NE(lines[0].find("; texts: xxxx"), std::string::npos) << "it is said once, behind the fields";
+    EXPECT_LT(lines[0].size(), 500'000u);
+    EXPECT_EQ(lines[0].find("nobody"), std::string::npos);
+    EXPECT_NE(lines[1].find("behind it"), std::string::npos);
+}
+
 TEST(Smbios, ReadsStructuresAndTheirTexts)
 {
     Smbios const smbios(sampleTable().bytes(), SmbiosTable::entryPoint(3, 2, 4096));

@@ -9,6 +9,7 @@ namespace {
 
 constexpr std::size_t kHeaderSize = 4; // type, length, handle
 constexpr std::uint8_t kEndOfTable = 127;
+constexpr std::size_t kMostStrings = 255; // a field names one by a number of one byte
 
 std::uint8_t at(std::string_view bytes, std::size_t offset)
 {
@@ -115,7 +116,8 @@ void Smbios::readTable()
         std::size_t begin = offset + length;
         std::size_t end = table.find('\0', begin);
         for (; end != std::string_view::npos && end != begin; end = table.find('\0', begin)) {
-            strings.push_back(table.substr(begin, end - begin));
+            if (strings.size() < kMostStrings)
+                strings.push_back(table.substr(begin, end - begin));
             begin = end + 1;
         }
         if (end == std::string_view::npos)

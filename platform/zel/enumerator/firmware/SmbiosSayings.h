@@ -51,10 +51,12 @@ inline void join(std::string& list, std::string const& text)
         list += (list.empty() ? "" : ", ") + text;
 }
 
+/// Noise of a damaged table, which has no end, is not said by each field that points at it.
 inline std::string asText(Structure const& structure, std::size_t offset)
 {
+    constexpr std::size_t kMost = 1024;
     auto const text = structure.text(offset);
-    return text ? std::string(text::trimmed(*text)) : std::string();
+    return text && text->size() <= kMost ? std::string(text::trimmed(*text)) : std::string();
 }
 
 /// A number with what stands behind it. `Unset` says that nobody told one.
