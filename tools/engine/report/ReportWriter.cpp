@@ -6,6 +6,8 @@
 
 #include <zel/foundation/System.h>
 
+#include <cerrno>
+
 namespace engine {
 
 namespace {
@@ -43,8 +45,9 @@ bool isBoundary(Record const& record)
 
 } // namespace
 
-ReportWriter::ReportWriter(std::string const& path, std::function<void(std::string const&)> tell)
-    : m_file(create(path)), m_tell(std::move(tell)), m_bootId(MachineStart::current().id)
+ReportWriter::ReportWriter(std::string const& path, std::function<void(std::string const&)> tell,
+                           std::chrono::milliseconds patience)
+    : m_file(create(path), patience), m_tell(std::move(tell)), m_bootId(MachineStart::current().id)
 {}
 
 bool ReportWriter::take(Record const& record)
@@ -88,11 +91,10 @@ void ReportWriter::tellLeftOut(RunEvent const& event)
 
 bool ReportWriter::write(std::string const& line, bool isBoundary)
 {
-    int error = m_file.append(line);
-    if (error == 0 && (isBoundary || m_sinceSync.getElapsed() >= kSyncSeconds)) {
-        error = m_file.sync();
+    bool const sync = isBoundary || m_sinceSync.getElapsed() >= kSyncSeconds;
+    int const error = m_file.put(line, sync);
+    if (sync)
         m_sinceSync.reset();
-    }
     if (error != 0)
         fail(error);
     return error == 0;
@@ -101,7 +103,9 @@ bool ReportWriter::write(std::string const& line, bool isBoundary)
 void ReportWriter::fail(int errorNumber)
 {
     if (m_isComplete)
-        m_tell("The report " + path() + " is not complete: " + zel::System::errorText(errorNumber).toUtf8());
+        m_tell("The report " + path() + " is not complete: " +
+               (errorNumber == ETIMEDOUT ? "its disk does not answer"
+                                         : zel::System::errorText(errorNumber).toUtf8()));
     m_isComplete = false;
 }
 

@@ -7,7 +7,7 @@
 // Thread rule: one thread at a time.
 
 #include <engine/report/Records.h>
-#include <engine/report/linux/ReportFile.h>
+#include <engine/report/ReportQueue.h>
 
 #include <zel/foundation/Stopwatch.h>
 
@@ -25,8 +25,10 @@ public:
         128u << 20; ///< and those of all: what is larger cannot be read again
 
     /// A new file, for its owner alone; an empty path: in ReportFolder::own(). `tell` gets what a person must know.
-    /// Throws zel::SystemException naming the path where it cannot be made, or something has that name.
-    ReportWriter(std::string const& path, std::function<void(std::string const&)> tell);
+    /// Throws zel::SystemException naming the path where it cannot be made, or something has that name. A record that
+    /// is not written within the patience could not be kept.
+    ReportWriter(std::string const& path, std::function<void(std::string const&)> tell,
+                 std::chrono::milliseconds patience = std::chrono::seconds(30));
 
     /// True: it is written; what begins and ends, and everything else within about a second, is on disk as well. False from
     /// the first record on that could not be kept, which is told; what follows is still written where that goes.
@@ -42,7 +44,7 @@ private:
     bool write(std::string const& line, bool isBoundary);
     void fail(int errorNumber);
 
-    ReportFile m_file;
+    ReportQueue m_file;
     std::function<void(std::string const&)> m_tell;
     std::string m_bootId;
     std::unordered_map<RunId, std::size_t> m_eventBytes; // of the runs that are on their way

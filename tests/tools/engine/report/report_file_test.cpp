@@ -14,12 +14,24 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <csignal>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+static std::atomic<bool> s_diskHangs{false};
+
+// In place of the C library's: a disk that does not answer.
+extern "C" int fdatasync(int descriptor)
+{
+    while (s_diskHangs)
+        ::usleep(1000);
+    return static_cast<int>(::syscall(SYS_fdatasync, descriptor));
+}
 
 namespace engine::test {
 
@@ -428,6 +440,33 @@ TEST(Verdicts, FailBeatsEverything)
     EXPECT_GT(gradeOf("FAIL"), gradeOf("EXITED ABNORMALLY"));
     EXPECT_GT(gradeOf("USER ABORTED"), gradeOf("NOT SUPPORTED"));
     EXPECT_EQ(sessionOf({sessionBegan(), SessionEnded{at(1), "SPLENDID", 0, 1}}).grade(), Grade::Broken);
+}
+
+TEST(ReportFiles, OfADiskThatDoesNotAnswerHoldNobodyUpTwice)
+{
+    TemporaryFolder const folder;
+    std::string told;
+    {
+        ReportWriter report(
+            folder.path("r.jsonl"), [&](std::string const& what) { told += what + "\n"; },
+            std::chrono::milliseconds(300));
+        EXPECT_TRUE(report.take(sessionBegan()));
+        EXPECT_TRUE(report.take(runBegan(1)));
+        s_diskHangs = true;
+        zel::Stopwatch const watch;
+        EXPECT_FALSE(report.take(runEnded(1, "PASS")));
+        for (int i = 0; i < 100; ++i)
+            EXPECT_FALSE(report.take(runBegan(2)));
+        EXPECT_GE(watch.getElapsed(), 0.3);
+        EXPECT_LT(watch.getElapsed(), 5);
+        EXPECT_EQ("The report " + folder.path("r.jsonl") + " is not complete: its disk does not answer\n",
+                  told);
+        s_diskHangs = false;
+        for (int i = 0; i < 5000 && folder.read("r.jsonl").find("\"run-ended\"") == std::string::npos; ++i)
+            ::usleep(1000);
+        EXPECT_FALSE(report.take(runEnded(2, "PASS"))) << "what is late once has no PASS";
+    }
+    EXPECT_EQ("PASS", readReport(folder.path("r.jsonl")).runs.at(0).ended->result) << "it came in the end";
 }
 
 } // namespace engine::test
