@@ -3,6 +3,7 @@
 #include <ipc/RandomMessage.h>
 
 #include <zel/ipc/Frame.h>
+#include <zel/ipc/SendQueue.h>
 
 #include <gtest/gtest.h>
 
@@ -45,7 +46,7 @@ std::vector<Bad> badStreams()
         {"random bytes", random(4096)},
         {"another magic", withByte(stop, 0, 'z')},
         {"another version", withByte(stop, 4, 2)},
-        {"longer than allowed", withByte(stop, 11, 0x11)},
+        {"longer than allowed", withByte(withByte(stop, 11, 0x10), 8, 1)},
         {"longest of all", withByte(withByte(stop, 11, '\xff'), 10, '\xff')},
         {"a good one, then one of another version", stop + withByte(stop, 4, 2)},
         {"a good one, then random bytes", stop + random(100)},
@@ -93,11 +94,48 @@ TEST(FrameReader, putsTogetherWhatComesInAnyPieces)
 TEST(FrameReader, keepsNoMemoryForWhatIsOnlyPromised)
 {
     std::string frame = frameOf(36, "");
-    frame[11] = 0x0f; // 240 MiB
+    frame[11] = 0x10; // 256 MiB, the most there may be
     FrameReader reader;
     std::string_view bytes(frame);
     EXPECT_EQ(FrameReader::Status::Incomplete, reader.take(bytes));
     EXPECT_TRUE(reader.isInside());
+}
+
+// What goes out is looked for in vain by what would stand in its place.
+TEST(SendQueue, replacesOnlyWhatStillWaits)
+{
+    auto const progress = [](ProgressBody::What what, std::string const& text) {
+        ProgressBody body;
+        body.what = what;
+        body.information = text;
+        return OutgoingFrame::of(TestProgressProviderToEngine(body));
+    };
+    auto const information = [&](char const* text) {
+        return progress(ProgressBody::What::Information, text);
+    };
+    auto const large = [&] {
+        return progress(ProgressBody::What::Events, std::string(SendQueue::kCalm, 'x'));
+    };
+    SendQueue queue;
+    auto replaces = [&queue](OutgoingFrame frame) { return queue.replace(frame); };
+    queue.push(information("few bytes wait"));
+    EXPECT_FALSE(replaces(information("stands behind it")));
+    queue.push(information("stands behind it"));
+    queue.push(large());
+    queue.push(large());
+    for (char const* text : {"few bytes wait", "\"2\""}) {
+        EXPECT_TRUE(replaces(information("2")));
+        EXPECT_NE(std::string::npos, queue.front().payload.find(text));
+        queue.pop();
+    }
+    EXPECT_FALSE(replaces(information("3")));
+    queue.push(information("3"));
+    EXPECT_TRUE(replaces(information("4")));
+    for (std::size_t const size : {large().size(), large().size(), information("4").size()}) {
+        EXPECT_EQ(size, queue.front().size());
+        queue.pop();
+    }
+    EXPECT_TRUE(queue.isEmpty());
 }
 
 TEST(BadFrames, endTheirConnectionWithTheEngineAndNoOther)

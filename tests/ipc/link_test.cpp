@@ -110,6 +110,10 @@ TEST(Link, carriesMessagesLargerThanAnyBuffer)
     body.text = String(std::string(20'000'000, 'x'));
     ASSERT_TRUE(module.client.queue(InternalErrorProviderToEngine(body)));
     ASSERT_TRUE(engine.heard.waitForMessages(1));
+    HttpResponseBody response;
+    response.response = body.text;
+    EXPECT_TRUE(engine.server.queue(engine.peer(), HttpGetResponseEngineToProvider(response)));
+    EXPECT_TRUE(module.heard.waitForMessages(1));
     EXPECT_EQ(body.text,
               dynamic_cast<InternalErrorProviderToEngine const&>(*engine.heard.messages[0]).body().text);
     EXPECT_TRUE(module.client.doLogout()) << "and what is said last is sent before the link is closed";
@@ -243,9 +247,11 @@ TEST(Link, anEngineThatReadsLateHearsAllButOldProgress)
     FakeEngine fake;
     Module module(::getpid());
     int const engine = fake.accept();
-    std::string const text(100'000, 'e');
+    std::string const text(1'000'000, 'e');
     ASSERT_TRUE(module.client.queue(progress(ProgressBody::What::Information, "first")));
-    for (int i = 0; i < 30; ++i)
+    ASSERT_TRUE(module.client.queue(progress(ProgressBody::What::Events, text)));
+    ASSERT_TRUE(module.client.queue(progress(ProgressBody::What::Information, "waits")));
+    for (int i = 1; i < 34; ++i) // and more is not taken before some is read
         ASSERT_TRUE(module.client.queue(progress(ProgressBody::What::Events, text)));
     for (int i = 0; i < 1000; ++i)
         ASSERT_TRUE(module.client.queue(progress(ProgressBody::What::Information, std::to_string(i))));
@@ -258,10 +264,13 @@ TEST(Link, anEngineThatReadsLateHearsAllButOldProgress)
             all.append(piece, static_cast<std::size_t>(count));
         }
     });
+    for (int i = 34; i < 40; ++i)
+        EXPECT_TRUE(module.client.queue(progress(ProgressBody::What::Events, text)));
+    EXPECT_TRUE(module.client.waitUntilSent(60'000));
     EXPECT_TRUE(module.client.doLogout());
     reader.join();
     ::close(engine);
-    EXPECT_EQ(30u, ::test::occurrences(all, text));
+    EXPECT_EQ(40u, ::test::occurrences(all, text));
     EXPECT_EQ(2u, ::test::occurrences(all, "what=\"information\""));
     EXPECT_EQ(1u, ::test::occurrences(all, "information=\"first\""));
     EXPECT_EQ(1u, ::test::occurrences(all, "information=\"999\""));

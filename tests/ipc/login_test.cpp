@@ -105,7 +105,8 @@ TEST(Login, doesNotBelieveAnAreaThatOthersCouldHaveMade)
         {"names no socket", content.substr(0, 24) + std::string(104, '/')},
         {"names no socket", with(24, 's')},
         {"Nobody listens", with(25, 'x')},
-        {"symbolic link", content, [&] { fs::rename(path, kAside), fs::create_symlink(kAside, path); }},
+        {"it is a symbolic link", content,
+         [&] { fs::rename(path, kAside), fs::create_symlink(kAside, path); }},
         {"no shared memory", content, [&] { fs::remove(path), ::mkfifo(path.c_str(), 0600); }},
         {::geteuid() == 0 ? "belongs to user 65534" : "", content,
          [&] { [[maybe_unused]] int const ignored = ::chown(path.c_str(), kNobody, kNobody); }},
@@ -191,7 +192,13 @@ TEST(Login, whatADeadEngineLeftIsRemovedByTheNext)
     ::kill(child, SIGKILL);
     ::waitpid(child, nullptr, 0);
     EXPECT_TRUE(fs::exists(pathOf(child)));
+    // What is nobody's login area stays.
+    std::string const strangers[] = {pathOf(child) + "x", kAside + std::to_string(child)};
+    for (std::string const& one : strangers)
+        std::ofstream(one) << "a";
     Engine const next;
+    for (std::string const& one : strangers)
+        EXPECT_TRUE(fs::remove(one)) << one;
     EXPECT_FALSE(fs::exists(pathOf(child)));
     EXPECT_FALSE(fs::exists(fs::path(socket).parent_path()));
     ::close(ready[0]);

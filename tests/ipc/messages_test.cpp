@@ -95,7 +95,7 @@ TEST(Message, ofAnotherFormIsRefusedWithReasonAndPlace)
         {1, "<ModuleStarted format='zel-message' version='1' process='99999999999999999999'/>", "process"},
         {20, "<EnumerationReturnedEngineToClient format='zel-message' version='1'/>", "no state"},
         {20, "<EnumerationReturnedEngineToClient format='zel-message' version='1'/>" + nul + "<S/>",
-         "no serialized state"},
+         "no serialized state at /S, byte 70"},
         {31, "<RunTestEngineToProvider format='zel-message' version='1'/>" + nul + state, "no test run"},
         {31,
          "<RunTestEngineToProvider format='zel-message' version='1'><testRun guid='a'/><testRun guid='b'/>"
@@ -127,4 +127,19 @@ TEST(Message, ofAnotherFormIsRefusedWithReasonAndPlace)
         EXPECT_NE(std::string::npos, refusal(one.code, one.payload).find(one.reason))
             << one.payload << "\n"
             << refusal(one.code, one.payload);
+
+    std::string const run = "<testRun guid='a'/>", box = randomMessage(33, 3)->serialize();
+    auto const message = [](std::string const& name, std::string const& attributes,
+                            std::string const& content) {
+        return "<" + name + " format='zel-message' version='1' " + attributes + "><future/>" + content +
+               "</" + name + ">";
+    };
+    std::string const answers =
+        box.substr(box.find("<messageBox"), box.rfind("</M") - box.find("<messageBox"));
+    EXPECT_EQ("", refusal(31, message("RunTestEngineToProvider", "", run) + nul + state));
+    EXPECT_EQ("", refusal(48, message("RunIndicatorEngineToProvider", "", "<indicatorRun indicator='i'/>") +
+                                  nul + state));
+    EXPECT_EQ("", refusal(33, message("MessageBoxProviderToEngine", "id='1'", answers)));
+    EXPECT_EQ("", refusal(32, message("TestProgressProviderToEngine",
+                                      "run='r' what='percentDone' percent='100'", "")));
 }

@@ -1,7 +1,7 @@
 #pragma once
 // A checked array: an index beyond its end is an exception, never undefined.
 
-#include <zel/foundation/Exception.h>
+#include <zel/foundation/Index.h>
 
 #include <initializer_list>
 #include <new>
@@ -54,9 +54,7 @@ public:
 private:
     std::size_t checked(std::size_t index) const
     {
-        if (index >= m_elements.size())
-            throw IndexOutOfBoundsException(0, static_cast<int>(m_elements.size()) - 1,
-                                            static_cast<int>(index));
+        checkIndex(index, m_elements.size());
         return index;
     }
     [[noreturn]] static void throwTooLarge(std::size_t size)

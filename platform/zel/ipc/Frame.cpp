@@ -1,6 +1,7 @@
 #include <zel/ipc/Frame.h>
 
 #include <algorithm>
+#include <span>
 
 namespace zel {
 namespace {
@@ -10,10 +11,12 @@ constexpr std::size_t kVersionAt = 4, kCodeAt = 6, kLengthAt = 8;
 // A large message is rare: its memory is given back.
 constexpr std::size_t kKeptCapacity = std::size_t{1} << 20;
 
-void put(char* to, std::uint32_t value, std::size_t bytes)
+void put(std::span<char> to, std::uint32_t value)
 {
-    for (std::size_t i = 0; i < bytes; ++i)
-        to[i] = static_cast<char>(static_cast<unsigned char>(value >> (8 * i)));
+    for (char& byte : to) {
+        byte = static_cast<char>(value & 0xFF);
+        value >>= 8;
+    }
 }
 
 std::uint32_t get(char const* from, std::size_t bytes)
@@ -30,9 +33,9 @@ FrameHeader::Bytes FrameHeader::bytes() const noexcept
 {
     Bytes bytes;
     std::copy(kMagic.begin(), kMagic.end(), bytes.begin());
-    put(bytes.data() + kVersionAt, kVersion, 2);
-    put(bytes.data() + kCodeAt, typeCode, 2);
-    put(bytes.data() + kLengthAt, payloadSize, 4);
+    put(std::span(bytes).subspan<kVersionAt, 2>(), kVersion);
+    put(std::span(bytes).subspan<kCodeAt, 2>(), typeCode);
+    put(std::span(bytes).subspan<kLengthAt, 4>(), payloadSize);
     return bytes;
 }
 

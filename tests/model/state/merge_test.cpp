@@ -1,6 +1,8 @@
 // Taking in another state with everything that is tied to everything.
 #include "../TestDevices.h"
 
+#include <zel/model/runs/TestRunImp.h>
+
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -115,6 +117,52 @@ TEST(Merge, tiesGoToTheModulesOwnRecords)
     EXPECT_GE(own.state.indicatorRunAtIndex(1).elapsedSinceLastCall(), 100) << "a known run keeps its clock";
 }
 
+// The first of each kind is known, or cannot be bound here; what stands behind it comes over all the same.
+TEST(Merge, takesInWhatStandsBehindTheKnown)
+{
+    Sent mine, other;
+    TestImp test("later", CapabilityImp::HardDrive());
+    IndicatorImp indicator("later", CapabilityImp::HardDrive(), false);
+    DeviceImp& drive = *other.state.device(device("drive")->guid());
+    add(drive, "a");
+    add(drive, "b");
+    other.state.addTest(test);
+    other.state.addIndicator(indicator);
+    other.state.addIndicatorRun(IndicatorRunImp(indicator, nullptr, 7));
+    other.state.addAlert(AlertImp("m", "cold", AlertTypeImp::MESSAGE()));
+    TestImp stranger("stranger", CapabilityImp::HardDrive());
+    for (TestImp* one : {&stranger, &test, &test})
+        other.state.addTestRun(TestRunImp(one, &drive));
+    mine.state.mergeWithTracking(other.state);
+    EXPECT_EQ(mine.state.takeChanges(),
+              (std::vector<Change>{{Kind::TestAdded, test.guid()},
+                                   {Kind::IndicatorAdded, indicator.guid()},
+                                   {Kind::DeviceUpdated, drive.guid()},
+                                   {Kind::PropertyAdded, drive.guid(), String(), "a"},
+                                   {Kind::PropertyAdded, drive.guid(), String(), "b"},
+                                   {Kind::AlertAdded, other.state.alertAtIndex(1)->guid()},
+                                   {Kind::IndicatorRunAdded, indicator.guid()}}));
+    ASSERT_EQ(mine.state.testRunCount(), 3u);
+    EXPECT_EQ(mine.state.testRunAtIndex(2).test(), mine.state.testAtIndex(1));
+}
+
+// Devices alone, and what is known of one stays as it is.
+TEST(Merge, completesDevicesAndNothingElse)
+{
+    Sent other;
+    StateManager mine;
+    DeviceImp& bus = *other.state.device(device("bus")->guid());
+    add(bus, "known", "theirs");
+    add(bus, "new", "theirs");
+    add(mine.addDevice(device("bus"), nullptr), "known", "mine");
+    mine.completeDevices(mine);
+    mine.completeDevices(other.state);
+    EXPECT_EQ(tiesOf(mine), "bus drive<bus |");
+    EXPECT_EQ(mine.deviceAtIndex(0)->property("known")->value().toString(), String("mine"));
+    EXPECT_EQ(mine.deviceAtIndex(0)->property("new")->value().toString(), String("theirs"));
+    EXPECT_EQ(mine.testCount() + mine.indicatorCount() + mine.alertCount(), 0u);
+}
+
 // What the other ties without holding it has not come over, and neither does the tie.
 TEST(Merge, leavesOutWhatTheOtherDoesNotHold)
 {
@@ -139,13 +187,17 @@ TEST(Merge, aDeviceWithChildrenComesToStandBelowItsParent)
     mine.addDevice(device("drive"), &mine.addDevice(device("controller"), nullptr));
     DeviceImp& bus = other.addDevice(device("bus"), nullptr);
     other.addDevice(device("controller"), &bus);
+    mine.takeChanges();
     mine.mergeWithTracking(other);
     EXPECT_EQ(devices(mine), "controller<bus drive<controller bus");
+    EXPECT_EQ(mine.takeChanges(), (std::vector<Change>{{Kind::DeviceAdded, bus.guid()},
+                                                       {Kind::DeviceUpdated, device("controller")->guid()}}));
 
     StateManager upsideDown;
     upsideDown.addDevice(device("bus"), &upsideDown.addDevice(device("drive"), nullptr));
     mine.mergeWithTracking(upsideDown);
     EXPECT_EQ(devices(mine), "controller<bus drive<controller bus");
+    EXPECT_TRUE(mine.takeChanges().empty());
 }
 
 // Two states that see one pair of groups from its two ends.
@@ -167,6 +219,11 @@ TEST(Merge, aGroupNeverComesToStandBelowItself)
     EXPECT_EQ(drive.groupOf(*drive.property("a")), nullptr);
     EXPECT_TRUE(drive.property("b")->children().empty());
     EXPECT_TRUE(mine.takeChanges().empty());
+
+    StateManager above;
+    above.addDevice(grouped("top", "a"), nullptr);
+    mine.mergeWithTracking(above);
+    EXPECT_EQ(drive.groupOf(*drive.property("a")), drive.property("top")) << "a group below a new one";
 }
 
 // A step that looks at all the others for each device, tie or run would take minutes; so would a walk up to the

@@ -118,6 +118,7 @@ TEST(Removal, waitsForTheTestRunsOfTheDevice)
     state.addDevice(device("last"), nullptr);
     TestRunManager& queue = TestRunManager::instance();
     queue.clear();
+    queue.addTestRun(TestRunImp(&test, state.device(device("last")->guid())));
     TestRunImp& run = queue.addTestRun(TestRunImp(&test, &tested));
     for (char const* name : {"tested", "first"})
         state.removeDevice(device(name)->guid());

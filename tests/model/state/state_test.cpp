@@ -234,6 +234,7 @@ TEST(DeviceImp, groupsSurviveMergingAndRemoval)
     };
     EXPECT_EQ(shown(), "    group: \n      one: \n      two: \n      loose: \n");
     EXPECT_EQ(mine->groupOf(*mine->property("two")), mine->property("group"));
+    EXPECT_EQ(DeviceImp(*mine).toString(2), mine->toString(2));
 
     mine->removeProperty("one");
     add(*mine, "one");

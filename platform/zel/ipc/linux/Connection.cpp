@@ -82,8 +82,7 @@ void Connection::flush()
     std::lock_guard<std::mutex> const guard(m_mutex);
     while (!m_queue.isEmpty() && sendFront()) {
     }
-    if (!m_queue.isFull())
-        m_changed.notify_all();
+    m_changed.notify_all();
 }
 
 bool Connection::waitForRoom(Clock::time_point until)
@@ -116,32 +115,32 @@ String Connection::why() const
 }
 
 bool Connection::receive(std::span<char> buffer, Received const& received)
-try {
-    ssize_t const count = retryOnInterrupt(
-        [&] { return ::recv(m_socket.number(), buffer.data(), buffer.size(), MSG_DONTWAIT); });
-    if (count < 0 && errno == EAGAIN)
-        return true;
-    if (count > 0 && readFrames(std::string_view(buffer.data(), static_cast<std::size_t>(count)), received))
-        return true;
-    end(String());
-    return false;
-} catch (std::bad_alloc const&) {
-    end("no memory for what it says");
-    return false;
-} catch (std::exception const& e) { // of whoever hears it
-    end(String("what it said could not be taken: ") + e.what());
-    return false;
+{
+    try {
+        ssize_t const count = retryOnInterrupt(
+            [&] { return ::recv(m_socket.number(), buffer.data(), buffer.size(), MSG_DONTWAIT); });
+        if (count > 0)
+            readFrames(std::string_view(buffer.data(), static_cast<std::size_t>(count)), received);
+        else if (count == 0 || errno != EAGAIN)
+            end(String());
+    } catch (std::bad_alloc const&) {
+        end("no memory for what it says");
+    } catch (std::exception const& e) { // of whoever hears it
+        end(String("what it said could not be taken: ") + e.what());
+    }
+    std::lock_guard<std::mutex> const guard(m_mutex);
+    return !m_hasEnded;
 }
 
-bool Connection::readFrames(std::string_view bytes, Received const& received)
+void Connection::readFrames(std::string_view bytes, Received const& received)
 {
     for (;;) {
         switch (m_reader.take(bytes)) {
         case FrameReader::Status::Incomplete:
-            return true;
+            return;
         case FrameReader::Status::Malformed:
             end("it broke the rules: " + m_reader.complaint());
-            return false;
+            return;
         case FrameReader::Status::Complete:
             break;
         }
@@ -150,7 +149,7 @@ bool Connection::readFrames(std::string_view bytes, Received const& received)
             message = Message::deserialize(m_reader.typeCode(), m_reader.payload());
         } catch (Exception const& e) {
             end("it broke the rules: message " + String::number(m_reader.typeCode()) + ": " + e.getMessage());
-            return false;
+            return;
         }
         if (message)
             received(std::move(message));

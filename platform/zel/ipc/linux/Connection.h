@@ -55,7 +55,7 @@ public:
 private:
     bool sendFront();
     void stopSending();
-    bool readFrames(std::string_view bytes, Received const& received);
+    void readFrames(std::string_view bytes, Received const& received);
 
     FileDescriptor m_socket;
     FrameReader m_reader;

@@ -26,7 +26,14 @@ constexpr int kPauseMilliseconds = 100;
 
 bool isShortage(int error)
 {
-    return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+    switch (error) {
+    case EMFILE:
+    case ENFILE:
+    case ENOBUFS:
+    case ENOMEM:
+        return true;
+    }
+    return false;
 }
 
 LoginArea areaFor(ListeningSocket& socket)
@@ -218,9 +225,9 @@ try {
         return true;
     case Connection::Queued::TooMany:
         module->end("it does not read what it is sent");
-        return false;
+        break;
     case Connection::Queued::Closed:
-        return false;
+        break;
     }
     return false;
 } catch (InvalidArgumentException const& e) {

@@ -1,6 +1,7 @@
 #include <zel/model/devices/DeviceImp.h>
 
 #include <zel/foundation/Exception.h>
+#include <zel/foundation/Index.h>
 #include <zel/model/devices/Guid.h>
 
 #include <algorithm>
@@ -131,9 +132,7 @@ bool DeviceImp::removeProperty(String const& key)
 
 PropertyImp& DeviceImp::getProperty(std::size_t index)
 {
-    if (index >= m_properties.size())
-        throw IndexOutOfBoundsException(0, static_cast<int>(m_properties.size()) - 1,
-                                        static_cast<int>(index));
+    checkIndex(index, m_properties.size());
     return *m_properties[index];
 }
 

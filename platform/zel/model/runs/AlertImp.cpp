@@ -1,6 +1,6 @@
 #include <zel/model/runs/AlertImp.h>
 
-#include <zel/foundation/Exception.h>
+#include <zel/foundation/Index.h>
 #include <zel/model/devices/Guid.h>
 
 namespace zel {
@@ -42,8 +42,7 @@ void AlertImp::renewGuid()
 
 TipImp const& AlertImp::tip(std::size_t index) const
 {
-    if (index >= m_tips.size())
-        throw IndexOutOfBoundsException(0, static_cast<int>(m_tips.size()) - 1, static_cast<int>(index));
+    checkIndex(index, m_tips.size());
     return m_tips[index];
 }
 

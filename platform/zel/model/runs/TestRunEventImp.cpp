@@ -1,6 +1,6 @@
 #include <zel/model/runs/TestRunEventImp.h>
 
-#include <zel/foundation/Exception.h>
+#include <zel/foundation/Index.h>
 #include <zel/model/values/ValueImp.h>
 
 namespace zel {
@@ -33,8 +33,7 @@ void TestRunEventImp::setSource(String const& file, int line)
 
 LocalizedStringImp const& TestRunEventImp::tip(std::size_t index) const
 {
-    if (index >= m_tips.size())
-        throw IndexOutOfBoundsException(0, static_cast<int>(m_tips.size()) - 1, static_cast<int>(index));
+    checkIndex(index, m_tips.size());
     return m_tips[index];
 }
 

@@ -1,6 +1,6 @@
 #include <zel/model/runs/TestRunManager.h>
 
-#include <zel/foundation/Exception.h>
+#include <zel/foundation/Index.h>
 
 namespace zel {
 
@@ -18,8 +18,7 @@ TestRunImp& TestRunManager::addTestRun(TestRunImp run)
 
 TestRunImp& TestRunManager::testRunAtIndex(std::size_t index)
 {
-    if (index >= m_runs.size())
-        throw IndexOutOfBoundsException(0, static_cast<int>(m_runs.size()) - 1, static_cast<int>(index));
+    checkIndex(index, m_runs.size());
     return *m_runs[index];
 }
 

@@ -3,6 +3,7 @@
 #include <zel/foundation/Exception.h>
 
 #include <algorithm>
+#include <tuple>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
@@ -68,18 +69,17 @@ struct SubjectHash
 {
     std::size_t operator()(Change const* one) const
     {
-        std::size_t const seed = one->guid.hash() + static_cast<std::size_t>(meaningOf(one->kind).first);
-        return (seed * 31 + one->otherGuid.hash()) * 31 + one->propertyKey.hash();
+        return (one->guid.hash() * 31 + one->otherGuid.hash()) * 31 + one->propertyKey.hash();
     }
 };
 
 struct SameSubject
 {
-    bool operator()(Change const* a, Change const* b) const
+    static std::tuple<Subject, String const&, String const&, String const&> subjectOf(Change const& one)
     {
-        return meaningOf(a->kind).first == meaningOf(b->kind).first && a->guid == b->guid &&
-               a->otherGuid == b->otherGuid && a->propertyKey == b->propertyKey;
+        return {meaningOf(one.kind).first, one.guid, one.otherGuid, one.propertyKey};
     }
+    bool operator()(Change const* a, Change const* b) const { return subjectOf(*a) == subjectOf(*b); }
 };
 
 // Walks from the newest change to the oldest, so that the end of a thing is known before its beginning.

@@ -3,6 +3,7 @@
 #include <zel/foundation/Exception.h>
 #include <zel/model/runs/TestRunManager.h>
 
+#include <algorithm>
 #include <unordered_set>
 
 namespace zel {
@@ -213,9 +214,8 @@ bool StateManager::removeAlert(String const& guid)
 
 bool StateManager::isEmpty() const noexcept
 {
-    return m_modules.size() + m_devices.size() + m_tests.size() + m_indicators.size() + m_alerts.size() +
-               m_specs.size() + m_indicatorRuns.size() + m_testRuns.size() ==
-           0;
+    return std::max({m_modules.size(), m_devices.size(), m_tests.size(), m_indicators.size(), m_alerts.size(),
+                     m_specs.size(), m_indicatorRuns.size(), m_testRuns.size()}) == 0;
 }
 
 void StateManager::swap(StateManager& other) noexcept

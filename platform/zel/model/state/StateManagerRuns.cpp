@@ -2,6 +2,7 @@
 #include <zel/model/state/StateManager.h>
 
 #include <zel/foundation/Exception.h>
+#include <zel/foundation/Index.h>
 #include <zel/model/runs/TestRunManager.h>
 
 #include <algorithm>
@@ -27,9 +28,7 @@ IndicatorRunImp& StateManager::addIndicatorRun(IndicatorRunImp run)
 
 IndicatorRunImp& StateManager::indicatorRunAtIndex(std::size_t index) const
 {
-    if (index >= m_indicatorRuns.size())
-        throw IndexOutOfBoundsException(0, static_cast<int>(m_indicatorRuns.size()) - 1,
-                                        static_cast<int>(index));
+    checkIndex(index, m_indicatorRuns.size());
     return *m_indicatorRuns[index];
 }
 
@@ -54,8 +53,7 @@ TestRunImp& StateManager::testRunAtIndex(std::size_t index) const
 {
     if (this == &instance())
         return TestRunManager::instance().testRunAtIndex(index);
-    if (index >= m_testRuns.size())
-        throw IndexOutOfBoundsException(0, static_cast<int>(m_testRuns.size()) - 1, static_cast<int>(index));
+    checkIndex(index, m_testRuns.size());
     return *m_testRuns[index];
 }
 
