@@ -199,6 +199,9 @@ TEST(Login, whatADeadEngineLeftIsRemovedByTheNext)
     Engine const next;
     for (std::string const& one : strangers)
         EXPECT_TRUE(fs::remove(one)) << one;
+    ::test::TemporaryFolder const folder;
+    removeSocket(folder.write("link", ""));
+    EXPECT_TRUE(fs::exists(folder.path("link"))) << "whatever path an area names";
     EXPECT_FALSE(fs::exists(pathOf(child)));
     EXPECT_FALSE(fs::exists(fs::path(socket).parent_path()));
     ::close(ready[0]);

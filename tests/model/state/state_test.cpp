@@ -294,6 +294,9 @@ TEST(StateManager, makesAListOfDevicesWithSomeProperties)
     ASSERT_EQ(list.deviceAtIndex(0)->propertyCount(), 1u);
     EXPECT_EQ(list.deviceAtIndex(0)->property("id")->value().toString().toUtf8(), "7");
     EXPECT_EQ(drive.propertyCount(), 2u) << "the source stays as it is";
+    source.addDevice(device("later"), nullptr);
+    list.createDeviceList(source, CapabilityImp::HardDrive(), PropertyCategoryImp());
+    EXPECT_EQ(devices(list), "drive later");
     list.clear();
     EXPECT_EQ(list.deviceCount(), 0u);
 }

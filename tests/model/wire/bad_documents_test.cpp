@@ -99,6 +99,8 @@ TEST(BadDocument, isRefusedWithReasonAndPlace)
         {inState("<device guid='a' guid='b'/>"), "attribute \"guid\" twice"},
         {inState("<device guid='a'id='1'/>"), "no blank before an attribute"},
         {inState("<device guid=a/>"), "no quote"},
+        {inState("<device guid=ab\"/>"), "no quote"},
+        {inState("<device guid!\"a\"/>"), "no \"=\""},
         {inState("<device guid='a<b'/>"), "\"<\" in an attribute"},
         {inState("<device guid='a'></alert>"), "\"device\" ends as \"alert\""},
         {inState("<device/>"), "no attribute \"guid\" at /StateManager/device"},
@@ -207,6 +209,7 @@ TEST(BadDocument, mayHoldWhatIsNotKnownHere)
                         "</device>")),
         "")
         << "who says no type has texts";
+    EXPECT_EQ(refusal(inState("<a>b=\"c\"</a>")), "");
     EXPECT_EQ(refusal(inState("<testRun guid='r' percent='100'/><testRun guid='q' percent='-1'/>")), "");
     for (char const* name : {"a", "z", "A", "Z", "_", ":", "a0.9-", "\xC4\x80", "a\xC4\x80-"})
         EXPECT_EQ(refusal(inState("<" + std::string(name) + " " + name + "=''/>")), "") << name;
