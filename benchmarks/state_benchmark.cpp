@@ -85,8 +85,49 @@ void merge(benchmark::State& state)
     timeFresh(state, false, [&source](zel::StateManager& manager) { manager.mergeWithTracking(source); });
 }
 
+// One device, one group: every member is known, or none is in a group yet.
+std::unique_ptr<zel::DeviceImp> groupOf(int members, bool isGrouped)
+{
+    auto device =
+        zel::DeviceImp::createGeneric(zel::CapabilityImp::HardDrive(), zel::CapabilityImp::SATA(), "drive",
+                                      "/dev/sda", "a drive", "SATA:0:0:0:0", zel::CapabilityImp("SATA"));
+    std::vector<zel::String> keys;
+    for (int i = 0; i <= members; ++i) {
+        keys.push_back(zel::String("Property") + zel::String::number(i));
+        zel::PropertyImp property(
+            std::make_shared<zel::PropertySpecImp>(keys.back(), zel::PropertyCategoryImp::SysInfo(),
+                                                   zel::DataTypeImp::UINT32(), zel::CapabilityImp::ALL()));
+        property.setPartOfGroup(isGrouped && i > 0);
+        device->addProperty(&property);
+    }
+    keys.erase(keys.begin());
+    if (isGrouped)
+        device->getProperty(0).setChildren(std::move(keys));
+    return device;
+}
+
+void mergeGroup(benchmark::State& state, bool isKnown)
+{
+    int const members = static_cast<int>(state.range(0));
+    auto const theirs = groupOf(members, true);
+    auto const mine = groupOf(members, isKnown);
+    for (auto _ : state) {
+        auto const copy = std::make_unique<zel::DeviceImp>(*mine);
+        auto const start = Clock::now();
+        benchmark::DoNotOptimize(copy->mergeFrom(*theirs));
+        state.SetIterationTime(std::chrono::duration<double>(Clock::now() - start).count());
+    }
+    state.SetComplexityN(members);
+    state.counters["ns/member"] =
+        benchmark::Counter(static_cast<double>(members) / 1e9,
+                           benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+
 } // namespace
 
+#define GROUPS Arg(1000)->Arg(4000)->Arg(16000)->Arg(64000)->Unit(benchmark::kMicrosecond)->UseManualTime()
+BENCHMARK_CAPTURE(mergeGroup, known, true)->GROUPS;
+BENCHMARK_CAPTURE(mergeGroup, new, false)->GROUPS;
 #define SIZES Arg(100)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond)->UseManualTime()
 BENCHMARK(build)->SIZES;
 BENCHMARK(merge)->SIZES;

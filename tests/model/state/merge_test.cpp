@@ -226,6 +226,35 @@ TEST(Merge, aGroupNeverComesToStandBelowItself)
     EXPECT_EQ(drive.groupOf(*drive.property("a")), drive.property("top")) << "a group below a new one";
 }
 
+// Of a large group neither all groups nor all members are looked through for each member: that would take minutes.
+TEST(Merge, aLargeGroupIsMergedAsASmallOne)
+{
+    for (int const members : {4, 60000}) {
+        auto const mine = device("drive"), theirs = device("drive");
+        std::vector<String> all, own;
+        PropertyImp& myGroup = add(*mine, "group");
+        PropertyImp& theirGroup = add(*theirs, "group");
+        PropertyImp& second = add(*mine, "second");
+        for (int i = 0; i < members; ++i) {
+            std::string const key = "member " + std::to_string(i);
+            all.emplace_back(key);
+            PropertyImp& member = add(*mine, key.c_str());
+            add(*theirs, key.c_str()).setPartOfGroup(true);
+            member.setPartOfGroup(i < 2);
+        }
+        myGroup.setChildren({all[0]});
+        second.setChildren({all[1]});
+        theirGroup.setChildren(all);
+        EXPECT_TRUE(mine->mergeFrom(*theirs));
+        EXPECT_FALSE(mine->mergeFrom(*theirs)) << "now all of it is known";
+        all.erase(all.begin() + 1);
+        EXPECT_TRUE(myGroup.children() == all)
+            << members << ": each member once, in the order in which they came";
+        EXPECT_EQ(mine->groupOf(*mine->property("member 1")), &second) << "what has a group keeps it";
+        EXPECT_EQ(mine->groupOf(*mine->property("member 3")), &myGroup);
+    }
+}
+
 // A step that looks at all the others for each device, tie or run would take minutes; so would a walk up to the
 // top of the longest chain for each of its devices.
 TEST(Merge, takesInThirtyThousandDevices)

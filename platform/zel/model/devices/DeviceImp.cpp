@@ -174,6 +174,49 @@ PropertyImp* DeviceImp::nextProperty()
     return m_cursor < m_properties.size() ? m_properties[m_cursor++].get() : nullptr;
 }
 
+// Which group each property stands in, without looking through all groups for each where there are many properties.
+class DeviceImp::Groups
+{
+public:
+    explicit Groups(DeviceImp& device)
+        : m_device(device), m_isIndexed(device.m_properties.size() > kFewProperties)
+    {
+        if (!m_isIndexed)
+            return;
+        for (auto const& group : device.m_properties)
+            for (String const& key : group->children())
+                if (PropertyImp const* const member = device.property(key))
+                    m_groups.emplace(member, group.get()); // of several the first, as in groupOf()
+    }
+    PropertyImp* groupOf(PropertyImp const& property) const
+    {
+        return !m_isIndexed               ? m_device.groupOf(property)
+               : property.isPartOfGroup() ? listedIn(property)
+                                          : nullptr;
+    }
+    void add(PropertyImp& group, PropertyImp& member)
+    {
+        if (m_isIndexed && !listedIn(member))
+            group.appendChild(member);
+        else
+            group.addChild(&member);
+        if (m_isIndexed)
+            m_groups.emplace(&member, &group);
+        member.setPartOfGroup(true);
+    }
+
+private:
+    PropertyImp* listedIn(PropertyImp const& property) const
+    {
+        auto const found = m_groups.find(&property);
+        return found == m_groups.end() ? nullptr : found->second;
+    }
+
+    DeviceImp& m_device;
+    bool m_isIndexed;
+    std::unordered_map<PropertyImp const*, PropertyImp*> m_groups;
+};
+
 bool DeviceImp::take(DeviceImp const& other, bool newerWins)
 {
     bool changed = false;
@@ -206,31 +249,34 @@ bool DeviceImp::take(DeviceImp const& other, bool newerWins)
             mine->setValue(theirs->value());
         changed = true;
     }
+    auto const hasMembers = [](auto const& one) { return !one->children().empty(); };
+    if (std::none_of(other.m_properties.begin(), other.m_properties.end(), hasMembers))
+        return changed;
+    Groups groups(*this);
     for (auto const& theirs : other.m_properties)
-        if (!theirs->children().empty())
-            changed |= mergeChildren(*theirs);
+        if (hasMembers(theirs))
+            changed |= mergeChildren(*theirs, groups);
     return changed;
 }
 
 // A property that has a group here keeps it, and none comes to stand below itself, which two states that see one pair of
 // groups from its two ends would make it. Only one with members can; how deep is looked is how deep is shown.
-bool DeviceImp::mergeChildren(PropertyImp const& theirs)
+bool DeviceImp::mergeChildren(PropertyImp const& theirs, Groups& groups)
 {
     PropertyImp* const group = property(theirs.key());
     auto const standsBelow = [&](PropertyImp const& above) {
         PropertyImp const* up = above.children().empty() ? nullptr : group;
         int depth = 0;
         for (; up && up != &above && depth < kDeepestGroup; ++depth)
-            up = groupOf(*up);
+            up = groups.groupOf(*up);
         return up != nullptr;
     };
     bool changed = false;
     for (String const& key : theirs.children()) {
         PropertyImp* const child = property(key);
-        if (!child || groupOf(*child) || standsBelow(*child))
+        if (!child || groups.groupOf(*child) || standsBelow(*child))
             continue;
-        group->addChild(child);
-        child->setPartOfGroup(true);
+        groups.add(*group, *child);
         changed = true;
     }
     return changed;

@@ -92,7 +92,8 @@ private:
     std::size_t indexOf(String const& key) const;
     PropertyImp* propertyLike(PropertyImp const& theirs, std::size_t guess);
     bool take(DeviceImp const& other, bool newerWins);
-    bool mergeChildren(PropertyImp const& theirs);
+    class Groups;
+    bool mergeChildren(PropertyImp const& theirs, Groups& groups);
     void printProperty(PropertyImp const& property, String const& indent, String& out, int depth,
                        std::unordered_set<PropertyImp const*>& printed) const;
 

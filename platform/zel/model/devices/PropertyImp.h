@@ -54,6 +54,8 @@ public:
     std::vector<String> const& children() const noexcept;
     /// A key that is there already is not added again.
     void addChild(PropertyImp const* child);
+    /// REQUIRES: its key is not there. Does not look for it, which costs time in a large group.
+    void appendChild(PropertyImp const& child) { rare().children.push_back(child.key()); }
     /// All at once. REQUIRES: no key twice.
     void setChildren(std::vector<String> keys) { rare().children = std::move(keys); }
     void removeChild(String const& key);
