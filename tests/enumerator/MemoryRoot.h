@@ -87,6 +87,16 @@ public:
         bool const isIt = found != m_usage.end() && (device.empty() || device == found->second.first);
         return isIt ? std::optional(found->second.second) : std::nullopt;
     }
+    MemoryRoot& firmwareOf(std::string const& interface, std::string const& version)
+    {
+        m_firmware[interface] = version;
+        return *this;
+    }
+    std::optional<std::string> networkFirmware(std::string const& interface) const override
+    {
+        auto const found = m_firmware.find(interface);
+        return found == m_firmware.end() ? std::nullopt : std::optional(found->second);
+    }
     std::vector<RootFailure> failures() const override
     {
         return m_failed == 0 ? std::vector<RootFailure>()
@@ -195,6 +205,7 @@ private:
     std::map<std::string, std::string> m_files;
     std::map<std::string, std::string> m_links;
     std::map<std::string, std::pair<std::string, FileSystemUsage>> m_usage;
+    std::map<std::string, std::string> m_firmware;
     std::set<std::string> m_errors;
     std::set<std::string> m_failing;
     mutable std::size_t m_failed = 0;

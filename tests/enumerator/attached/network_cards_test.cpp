@@ -115,6 +115,21 @@ TEST(Hardware, InfinibandCardsShowTheirLongAddress)
     }
 }
 
+TEST(Hardware, FirmwareOfANetworkCardIsWhatItsDriverSays)
+{
+    for (auto const& [said, wanted] : {std::pair{"14.32.1010 (MT_0000000359)", "14.32.1010 (MT_0000000359)"},
+                                       {" 3.1 \n", "3.1"},
+                                       {"N/A", "-"},
+                                       {"", "-"}}) {
+        MemoryRoot root = machine();
+        EXPECT_EQ(
+            RecordingSink::property(known(scan(root.firmwareOf("eth0", said)), "eth0"), "FirmwareVersion"),
+            wanted);
+        EXPECT_EQ(RecordingSink::property(known(scan(machine()), "eth0"), "FirmwareVersion"), "-")
+            << "nobody was asked";
+    }
+}
+
 TEST(Hardware, StateAndKindOfNetworkCards)
 {
     struct Case

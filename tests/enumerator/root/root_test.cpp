@@ -391,4 +391,7 @@ TEST(Root, HowFullAFileSystemIsIsAskedOfTheLiveMachineAlone)
     EXPECT_FALSE(live->usage("/proc/self/status", "")) << "no folder";
     EXPECT_FALSE(live->usage("/nothing/here", ""));
     EXPECT_FALSE(Root::open("/proc")->usage("/", ""));
+    EXPECT_FALSE(live->networkFirmware("lo")) << "has no driver to ask";
+    EXPECT_FALSE(live->networkFirmware("")) << "no interface";
+    EXPECT_FALSE(live->networkFirmware(std::string(16, 'e'))) << "longer than a name can be";
 }

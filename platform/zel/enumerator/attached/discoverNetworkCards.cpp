@@ -1,6 +1,7 @@
 // Network cards: interfaces with hardware behind them. Reads
 // sys/class/net/*/{uevent,type,address,addr_assign_type, flags,operstate,carrier,speed,duplex,mtu},
 // statistics/*, phy80211/macaddress of wireless cards, bonding_slave/perm_hwaddr of cards in a bond. Needs no privilege.
+// The version of a card's firmware is in no file; its driver is asked on the live machine.
 // carrier, speed and duplex answer only while the interface is up.
 #include <zel/enumerator/attached/discover.h>
 
@@ -164,6 +165,9 @@ void addInterface(Interface const& interface, InternetAddresses const& addresses
         device.add("PermanentMacAddress", std::optional(String(macText(*interface.permanent))));
     if (auto const driver = driverOf(tree, interface))
         device.add("Driver", std::optional(String(*driver)));
+    if (auto const firmware = text::meaningful(tree.root().networkFirmware(interface.name));
+        firmware && *firmware != "N/A")
+        device.add("FirmwareVersion", std::optional(String(*firmware)));
     addState(device, tree.root(), interface);
     addAddresses(device, "Ipv4Addresses", addresses.version4);
     addAddresses(device, "Ipv6Addresses", addresses.version6);

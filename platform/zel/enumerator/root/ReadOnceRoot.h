@@ -32,6 +32,10 @@ public:
     {
         return m_root.usage(mountPoint, device);
     }
+    std::optional<std::string> networkFirmware(std::string const& interface) const override
+    {
+        return m_root.networkFirmware(interface);
+    }
     std::vector<std::string> refused() const override { return m_root.refused(); }
     std::vector<RootFailure> failures() const override { return m_root.failures(); }
 

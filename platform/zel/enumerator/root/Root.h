@@ -57,6 +57,9 @@ public:
     {
         return std::nullopt;
     }
+    /// What the driver of a network interface says of the firmware of its card; only on the live machine, where no file
+    /// has it. No privilege is needed.
+    virtual std::optional<std::string> networkFirmware(std::string const&) const { return std::nullopt; }
     bool exists(std::string const& path) const { return resolve(path).has_value(); }
     /// Last component of where a link says that it leads ("driver" -> "e1000e"), also when nothing stands
     /// there: a captured tree often holds the link and not the driver's directory. Absent when it is no link.

@@ -31,6 +31,7 @@ public:
     std::optional<std::string> linkName(std::string const& path) const override;
     std::optional<FileSystemUsage> usage(std::string const& mountPoint,
                                          std::string const& device) const override;
+    std::optional<std::string> networkFirmware(std::string const& interface) const override;
     std::vector<std::string> refused() const override;
     std::vector<RootFailure> failures() const override;
 

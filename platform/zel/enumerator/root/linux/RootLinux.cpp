@@ -4,8 +4,13 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <linux/ethtool.h>
 #include <linux/magic.h>
 #include <linux/openat2.h>
+#include <linux/sockios.h>
+#include <net/if.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/syscall.h>
@@ -230,6 +235,22 @@ std::optional<FileSystemUsage> DirectoryRoot::usage(std::string const& mountPoin
     return FileSystemUsage{counts.f_blocks * counts.f_frsize,
                            (counts.f_blocks - counts.f_bfree) * counts.f_frsize,
                            counts.f_bavail * counts.f_frsize};
+}
+
+// ETHTOOL_GDRVINFO, as the kernel's documentation of ethtool names it (linux/ethtool.h).
+std::optional<std::string> DirectoryRoot::networkFirmware(std::string const& interface) const
+{
+    ifreq request{};
+    if (!m_live || interface.size() >= sizeof request.ifr_name)
+        return std::nullopt;
+    FileDescriptor const any(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    ethtool_drvinfo answer{};
+    answer.cmd = ETHTOOL_GDRVINFO;
+    interface.copy(request.ifr_name, interface.size());
+    request.ifr_data = reinterpret_cast<char*>(&answer);
+    if (!any.isOpen() || ::ioctl(any.number(), SIOCETHTOOL, &request) != 0)
+        return std::nullopt;
+    return std::string(answer.fw_version, ::strnlen(answer.fw_version, sizeof answer.fw_version));
 }
 
 std::vector<RootFailure> DirectoryRoot::failures() const
