@@ -156,8 +156,8 @@ TEST(SettingsFile, enableSwitches)
     };
     for (Row const& row : rows) {
         auto const settings = settingsOf(row.content);
-        EXPECT_EQ(settings.enable("Test", "t"), row.form) << row.content;
-        EXPECT_EQ(settings.isEnabled("Test", "t"), row.enabled) << row.content;
+        EXPECT_EQ(settings.enable(settings.enableLine("Test", "t")), row.form) << row.content;
+        EXPECT_EQ(settings.isEnabled(settings.enableLine("Test", "t")), row.enabled) << row.content;
         EXPECT_EQ(settings.flagError("Test.t.Enable.value").has_value(), row.isError) << row.content;
     }
 }

@@ -69,11 +69,13 @@ void ModuleFunctionImp::resolveFromSettings(SettingsResource const& settings)
     m_switchedOffBy = String();
     if (settings.isEmpty())
         return;
-    take(settings.flagError(settingsPrefix() + SettingsKeys::kEnable), "Enable");
-    m_enabled = settings.enable(m_kind, m_key);
-    m_switchedOff = !settings.isEnabled(m_kind, m_key);
+    String const enable = settingsPrefix() + SettingsKeys::kEnable;
+    SettingsResource::Line const line = settings.eitherForm(enable);
+    take(settings.flagError(enable), "Enable");
+    m_enabled = SettingsResource::enable(line);
+    m_switchedOff = !SettingsResource::isEnabled(line);
     if (m_switchedOff)
-        m_switchedOffBy = settings.shown(settings.enableLine(m_kind, m_key));
+        m_switchedOffBy = settings.shown(line);
 }
 
 } // namespace zel

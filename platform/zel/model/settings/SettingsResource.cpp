@@ -7,6 +7,7 @@
 #include <zel/model/texts/ModuleFolders.h>
 #include <zel/model/values/ValueImp.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <limits>
 #include <mutex>
@@ -109,14 +110,27 @@ std::optional<SettingsError> valueError(SettingsResource const& settings, String
     auto const value = read(line.entry->m_text);
     if (!value)
         return settings.error(line, "\"" + line.entry->m_text + "\" " + complaint);
-    SettingsResource::Line const old{SettingsKeys::oldForm(key), settings.find(SettingsKeys::oldForm(key))};
+    String const oldKey = SettingsKeys::oldForm(key);
+    SettingsResource::Line const old{oldKey, settings.find(oldKey)};
     if (!old || read(old.entry->m_text) == value)
         return std::nullopt;
     return settings.error(old, "is the old form of " + line.key + ", which says something else in line " +
                                    String::number(line.entry->m_line));
 }
 
+std::optional<bool> flagOf(SettingsResource::Line const& line)
+{
+    return line ? readFlag(line.entry->m_text) : std::nullopt;
+}
+
 } // namespace
+
+SettingsResource::SettingsResource(KeyTextFile file, std::string passedOver)
+    : m_file(std::move(file)), m_passedOver(std::move(passedOver)),
+      m_hasOldForms(std::any_of(keys().begin(), keys().end(), [value = String(".value")](String const& key) {
+          return !key.endsWith(value);
+      }))
+{}
 
 String SettingsError::toString() const
 {
@@ -180,7 +194,7 @@ String SettingsResource::unknown() const
 
 SettingsResource::Line SettingsResource::eitherForm(String const& key) const
 {
-    if (auto const* const entry = find(key))
+    if (auto const* const entry = find(key); entry || !m_hasOldForms)
         return {key, entry};
     String const old = SettingsKeys::oldForm(key);
     return {old, find(old)};
@@ -201,8 +215,7 @@ String SettingsResource::shown(Line const& line) const
 
 bool SettingsResource::flag(String const& key, bool fallback) const
 {
-    Line const line = eitherForm(key);
-    return (line ? readFlag(line.entry->m_text) : std::nullopt).value_or(fallback);
+    return flagOf(eitherForm(key)).value_or(fallback);
 }
 
 std::optional<SettingsError> SettingsResource::flagError(String const& key) const
@@ -228,9 +241,8 @@ SettingsResource::Line SettingsResource::enableLine(String const& kind, String c
     return eitherForm(kind + "." + key + "." + SettingsKeys::kEnable);
 }
 
-SettingsResource::Enable SettingsResource::enable(String const& kind, String const& key) const
+SettingsResource::Enable SettingsResource::enable(Line const& line)
 {
-    Line const line = enableLine(kind, key);
     if (!line)
         return Enable::NotSet;
     if (!line.key.endsWith(SettingsKeys::kEnable))
@@ -241,9 +253,6 @@ SettingsResource::Enable SettingsResource::enable(String const& kind, String con
     return *value ? Enable::Enabled : Enable::Disabled;
 }
 
-bool SettingsResource::isEnabled(String const& kind, String const& key) const
-{
-    return flag(kind + "." + key + "." + SettingsKeys::kEnable, true);
-}
+bool SettingsResource::isEnabled(Line const& line) { return flagOf(line).value_or(true); }
 
 } // namespace zel

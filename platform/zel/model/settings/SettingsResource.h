@@ -28,9 +28,7 @@ struct ZEL_EXPORT SettingsError
 class ZEL_EXPORT SettingsResource
 {
 public:
-    explicit SettingsResource(KeyTextFile file, std::string passedOver = std::string())
-        : m_file(std::move(file)), m_passedOver(std::move(passedOver))
-    {}
+    explicit SettingsResource(KeyTextFile file, std::string passedOver = std::string());
 
     /// The settings of the module `guid`, read on first request and kept until clearCache(). The file is that
     /// of the search folders that comes first; that there is none is normal. One in the working directory must
@@ -56,6 +54,8 @@ public:
     String unknown() const;
     /// In the order of their first lines.
     std::vector<String> const& keys() const noexcept { return m_file.keys(); }
+    /// Some line may be one of a switch or time in its old form, without ".value".
+    bool hasOldForms() const noexcept { return m_hasOldForms; }
     /// Null when the key is not set.
     KeyTextFile::Entry const* find(String const& key) const { return m_file.find(key); }
     std::optional<String> text(String const& key) const;
@@ -93,16 +93,17 @@ public:
         NotUnderstood, ///< it says neither
         OldForm        ///< only "{kind}.{key}.Enable" is there
     };
-    Enable enable(String const& kind, String const& key) const;
-    /// What the switch of either form says; true when there is none. What is not understood counts as true
-    /// here, so that the function is listed, and is refused when it is to run.
-    bool isEnabled(String const& kind, String const& key) const;
     /// The line of the switch, of either form.
     Line enableLine(String const& kind, String const& key) const;
+    static Enable enable(Line const& line);
+    /// What the switch of either form says; true when there is none. What is not understood counts as true
+    /// here, so that the function is listed, and is refused when it is to run.
+    static bool isEnabled(Line const& line);
 
 private:
     KeyTextFile m_file;
     std::string m_passedOver;
+    bool m_hasOldForms;
 };
 
 } // namespace zel

@@ -141,11 +141,12 @@ void checkEnabled(Writer& out, char const* kind, String const& key)
     namespace Keys = zel::SettingsKeys;
     using Enable = zel::SettingsResource::Enable;
     auto const settings = zel::SettingsResource::ofModule(ModuleCommon::module().guid());
-    switch (settings->enable(kind, key)) {
+    auto const line = settings->enableLine(kind, key);
+    switch (zel::SettingsResource::enable(line)) {
     case Enable::Enabled:
         return;
     case Enable::OldForm: {
-        String const old = settings->enableLine(kind, key).entry->m_text;
+        String const old = line.entry->m_text;
         out.note(String("ERROR: ") + kind + " \"" + key +
                  "\" enabled using the old method. Change the line to: " + kind + "." + key + "." +
                  Keys::kEnable + "=" + (old.empty() ? String("true") : old));

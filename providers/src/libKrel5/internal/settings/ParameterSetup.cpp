@@ -77,7 +77,7 @@ void reportErrors(Owner const& owner, char const* kind)
 
 void warnOfOldForms(zel::SettingsResource const& settings)
 {
-    if (settings.isEmpty())
+    if (!settings.hasOldForms())
         return;
     std::vector<zel::String> keys;
     if (moduleTakesOverrides()) {

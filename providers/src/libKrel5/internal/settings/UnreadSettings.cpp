@@ -39,13 +39,8 @@ struct Purpose
 };
 
 template <typename Visit>
-void forEachKeyOf(zel::ModuleFunctionImp& function, std::initializer_list<char const*> switches, Visit visit)
+void forEachParameterOf(zel::ModuleFunctionImp& function, Visit visit)
 {
-    for (char const* name : switches) {
-        zel::String const key = function.settingsPrefix() + name;
-        visit(key, &function, false);
-        visit(Keys::oldForm(key), &function, false);
-    }
     for (zel::ParameterImp const& parameter : function.parameters()) {
         visit(parameter.settingsKey(), &function, false);
         if (parameter.isGlobalParameter())
@@ -54,48 +49,60 @@ void forEachKeyOf(zel::ModuleFunctionImp& function, std::initializer_list<char c
 }
 
 /// Calls `visit(key, function, concernsEveryRun)` for every key that something reads, with the function that
-/// it is for (null: none). Some come more than once.
-template <typename Visit>
-void forEachKnownKey(Visit visit)
+/// it is for (null: none). Some come more than once. Those that shipped files hold come first; ends early once
+/// `isEnough()`.
+template <typename Visit, typename Enough>
+void forEachKnownKey(Visit visit, Enough isEnough)
 {
     zel::ModuleFunctionImp* const nobody = nullptr;
-    auto const withOldForm = [&](char const* key, bool concernsEveryRun) {
-        visit(zel::String(key), nobody, concernsEveryRun);
-        visit(Keys::oldForm(key), nobody, concernsEveryRun);
+    auto const withOldForm = [&](zel::String const& key, zel::ModuleFunctionImp* function,
+                                 bool concernsEveryRun) {
+        visit(key, function, concernsEveryRun);
+        visit(Keys::oldForm(key), function, concernsEveryRun);
     };
+    for (auto const& test : Factories::tests())
+        withOldForm(test->imp().settingsPrefix() + Keys::kEnable, &test->imp(), false);
+    if (isEnough())
+        return;
     if (moduleTakesOverrides()) {
-        withOldForm(Keys::kPropertyOverrides, false);
+        withOldForm(Keys::kPropertyOverrides, nobody, false);
     } else {
         for (char const* key : Keys::kTimes)
-            withOldForm(key, true);
+            withOldForm(key, nobody, true);
         for (char const* key : Keys::kSwitches)
-            withOldForm(key, true);
+            withOldForm(key, nobody, true);
     }
     for (auto const& parameter : Factories::parameters())
         if (parameter->imp().isGlobalParameter())
             visit(parameter->imp().globalSettingsKey(), nobody, false);
     for (auto const& test : Factories::tests()) {
-        forEachKeyOf(test->imp(), {Keys::kEnable, Keys::kForceAllEvents}, visit);
+        withOldForm(test->imp().settingsPrefix() + Keys::kForceAllEvents, &test->imp(), false);
+        forEachParameterOf(test->imp(), visit);
         for (char const* name : {Keys::kForceResult, Keys::kForceEvent})
             visit(test->imp().settingsPrefix() + name, &test->imp(), false);
     }
     if (Factories::indicators().size() > 0) // without one, nothing has an interval
         visit(updateIntervalParameter().globalSettingsKey(), nobody, false);
-    for (auto const& indicator : Factories::indicators())
-        forEachKeyOf(indicator->imp(), {Keys::kEnable}, visit);
+    for (auto const& indicator : Factories::indicators()) {
+        withOldForm(indicator->imp().settingsPrefix() + Keys::kEnable, &indicator->imp(), false);
+        forEachParameterOf(indicator->imp(), visit);
+    }
 }
 
 /// The usual case, at each start, without a table of all keys.
 bool everyLineIsRead(zel::SettingsResource const& settings)
 {
     std::vector<zel::KeyTextFile::Entry const*> read;
-    if (!settings.isEmpty())
-        forEachKnownKey([&](zel::String const& key, zel::ModuleFunctionImp*, bool) {
-            auto const* const entry = settings.find(key);
-            if (entry && std::find(read.begin(), read.end(), entry) == read.end())
-                read.push_back(entry);
-        });
-    return read.size() == settings.keys().size();
+    auto const isAll = [&] { return read.size() == settings.keys().size(); };
+    if (!isAll())
+        forEachKnownKey(
+            [&](zel::String const& key, zel::ModuleFunctionImp*, bool) {
+                auto const* const entry = settings.find(key);
+                if (entry && std::find(read.begin(), read.end(), entry) == read.end())
+                    read.push_back(entry);
+            },
+            isAll);
+    return isAll();
 }
 
 /// Every key that something reads.
@@ -124,11 +131,13 @@ private:
 
 KnownKeys::KnownKeys()
 {
-    forEachKnownKey([this](zel::String const& key, zel::ModuleFunctionImp* function, bool concernsEveryRun) {
-        Purpose& purpose = m_purposes[key];
-        purpose.add(function);
-        purpose.concernsEveryRun |= concernsEveryRun;
-    });
+    forEachKnownKey(
+        [this](zel::String const& key, zel::ModuleFunctionImp* function, bool concernsEveryRun) {
+            Purpose& purpose = m_purposes[key];
+            purpose.add(function);
+            purpose.concernsEveryRun |= concernsEveryRun;
+        },
+        [] { return false; });
     for (auto const& test : Factories::tests())
         m_functions.push_back({test->imp().settingsPrefix().lowered(), &test->imp()});
     for (auto const& indicator : Factories::indicators())
