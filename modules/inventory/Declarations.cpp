@@ -15,10 +15,12 @@ Declarations::Declarations()
 {
     std::vector<DeviceProperty*> groups;
     for (zel::PropertyGroupRow const& row : zel::propertyGroups())
-        groups.push_back(SysInfoModule::createDevicePropertyGroup(row.key, DeviceCapability::ALL()));
+        groups.push_back(SysInfoModule::createDevicePropertyGroup(static_cast<char const*>(row.key),
+                                                                  DeviceCapability::ALL()));
     for (zel::PropertyRow const& row : zel::propertyRows()) {
         DeviceProperty* const property = SysInfoModule::createDeviceProperty(
-            row.key, PropertyCategory(row.category()), DataType(row.type()), DeviceCapability::ALL());
+            static_cast<char const*>(row.key), PropertyCategory(row.category()), DataType(row.type()),
+            DeviceCapability::ALL());
         property->setGroup(groups[static_cast<std::size_t>(row.group)]);
         m_all.emplace(zel::String(row.key),
                       Declaration{property, row.isDetail(), static_cast<unsigned>(row.group)});

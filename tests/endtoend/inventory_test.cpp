@@ -220,12 +220,12 @@ TEST_F(Inventory, DescribesItsPropertiesInBothLanguages)
         if (line.rfind("Property.", 0) == 0)
             names[line.substr(9, line.find(".Name=") - 9)] = line.substr(line.find('=') + 1);
     for (zel::PropertyRow const& row : zel::propertyRows()) {
-        EXPECT_EQ(names[row.key], row.name) << row.key;
-        names.erase(row.key);
+        EXPECT_EQ(names[std::string(row.key)], std::string(row.name)) << row.key;
+        names.erase(std::string(row.key));
     }
     for (zel::PropertyGroupRow const& group : zel::propertyGroups()) {
-        EXPECT_EQ(names[group.key], group.name) << group.key;
-        names.erase(group.key);
+        EXPECT_EQ(names[std::string(group.key)], std::string(group.name)) << group.key;
+        names.erase(std::string(group.key));
     }
     EXPECT_TRUE(names.empty()) << names.begin()->first << " is no property";
 }

@@ -13,7 +13,7 @@ TEST(TestResult, constantsCarryTheNumbersOfTheTable)
     for (int index = 0; index < zel::TestResultImp::count(); ++index) {
         zel::VocabularyRow const& row = table.row(index);
         TestResult const result{zel::TestResultImp(static_cast<zel::TestResultImp::Code>(index))};
-        EXPECT_EQ(result.toString(), row.text);
+        EXPECT_EQ(result.toString(), static_cast<char const*>(row.text));
         EXPECT_EQ(result.value(), row.number) << row.text;
         EXPECT_EQ(result.priority(), row.secondNumber) << row.text;
         EXPECT_EQ(result == TestResult::PASS(), row.number == 0) << row.text;

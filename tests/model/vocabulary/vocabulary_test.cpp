@@ -25,7 +25,7 @@ void expectTextsFindTheirConstants()
     constexpr bool kTextsMayRepeat = std::is_same_v<Constant, OperatingSystemDistributionImp>;
     std::set<std::string> texts;
     for (std::size_t row = 0; row < Constant::table().size(); ++row) {
-        std::string const text = Constant::table().row(static_cast<int>(row)).text;
+        std::string const text(Constant::table().row(static_cast<int>(row)).text);
         SCOPED_TRACE(text);
         bool const isFirst = texts.insert(text).second;
         EXPECT_TRUE(isFirst || kTextsMayRepeat) << "another row has this text";
@@ -60,7 +60,8 @@ void expectUnknownTextIsAnswered()
     EXPECT_EQ(String(unknown.toString()).toUtf8(), kUnknown<Constant>);
     EXPECT_EQ(unknown, unknown);
     for (std::size_t row = 0; row < Constant::table().size(); ++row) {
-        bool const standsForIt = Constant::table().row(static_cast<int>(row)).text == kUnknown<Constant>;
+        bool const standsForIt =
+            kUnknown<Constant> == static_cast<char const*>(Constant::table().row(static_cast<int>(row)).text);
         EXPECT_EQ(unknown == constantOfRow<Constant>(row), standsForIt) << row;
     }
 }
@@ -105,7 +106,7 @@ void expectPlatformsAsNamed()
 {
     using Platform = OperatingSystemPlatformImp;
     for (int row = 0; row < Constant::count(); ++row) {
-        std::string const name = Constant::table().row(row).accessor;
+        std::string const name(Constant::table().row(row).accessor);
         Platform const platform = constantOfRow<Constant>(static_cast<std::size_t>(row)).platform();
         EXPECT_EQ(platform == Platform::WINDOWS(), name.starts_with("WIN_")) << name;
         EXPECT_EQ(platform == Platform::LINUX(), name.starts_with("LIN_")) << name;

@@ -1,5 +1,7 @@
 #include <zel/enumerator/buses/PciClass.h>
 
+#include <zel/foundation/FixedText.h>
+
 #include <array>
 
 namespace zel {
@@ -14,7 +16,7 @@ struct Row
     std::uint32_t value,
         mask; ///< a class code belongs to the row when its bits under the mask equal the value
     Code type;
-    char const* description;
+    FixedText<36> description;
     std::array<Code, 2> extra{Code::NIL, Code::NIL};
 };
 

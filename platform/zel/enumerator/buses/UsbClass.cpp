@@ -1,5 +1,7 @@
 #include <zel/enumerator/buses/UsbClass.h>
 
+#include <zel/foundation/FixedText.h>
+
 namespace zel {
 
 namespace {
@@ -14,7 +16,7 @@ struct Row
     int base, subclass, protocol; ///< kAny fits any
     Code type;
     Code extra;
-    char const* description;
+    FixedText<28> description;
 };
 
 // The first row that fits counts. What a keyboard or mouse is called is the record of the input device, found

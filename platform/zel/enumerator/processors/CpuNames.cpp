@@ -1,5 +1,7 @@
 #include <zel/enumerator/processors/CpuNames.h>
 
+#include <zel/foundation/FixedText.h>
+
 #include <array>
 
 namespace zel::cpunames {
@@ -9,7 +11,7 @@ namespace {
 struct Part
 {
     std::int64_t implementer, part; ///< part 0 in the list of implementers
-    char const* name;
+    FixedText<32> name;
 };
 
 constexpr Part kImplementers[] = {
@@ -33,14 +35,14 @@ Text nameIn(Part const (&rows)[Size], std::int64_t implementer, std::int64_t par
 {
     for (Part const& row : rows)
         if (row.implementer == implementer && row.part == part)
-            return row.name;
+            return std::string(row.name);
     return std::nullopt;
 }
 
 struct Word
 {
-    std::string_view word;
-    char const* name;
+    FixedText<12> word;
+    FixedText<16> name;
 };
 
 // Numbers of machine types, of which each has one processor.
@@ -63,8 +65,8 @@ template <std::size_t Size>
 Text nameIn(Word const (&rows)[Size], std::string_view word)
 {
     for (Word const& row : rows)
-        if (row.word == word)
-            return row.name;
+        if (std::string_view(row.word) == word)
+            return std::string(row.name);
     return std::nullopt;
 }
 

@@ -23,7 +23,7 @@ ValueImp checkedValue(DeviceDescription const& device, char const* key, ValueImp
     auto converted = value.as(row->type());
     if (!converted)
         throw InvalidArgumentException(String("Device \"") + device.name + "\": property " + key + " is " +
-                                       row->dataType + ", its value is " + value.type().toString());
+                                       row->type().toString() + ", its value is " + value.type().toString());
     return *converted;
 }
 

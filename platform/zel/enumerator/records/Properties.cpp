@@ -10,7 +10,7 @@ using enum PropertyRow::Flag;
 
 constexpr PropertyRow kRows[] = {
 #define ZEL_PROPERTY(key, dataType, flags, group, name)                                                      \
-    {#key, #dataType, static_cast<unsigned>(flags), PropertyGroup::group, name},
+    {#key, DataTypeImp::Code::dataType, static_cast<unsigned>(flags), PropertyGroup::group, name},
 #include <zel/enumerator/records/Properties.def>
 #undef ZEL_PROPERTY
 };
@@ -39,8 +39,6 @@ PropertyRow const* findProperty(std::string_view key)
     return found == s_rows.end() ? nullptr : found->second;
 }
 
-DataTypeImp PropertyRow::type() const { return DataTypeImp::getConstantByString(dataType); }
-
 PropertyCategoryImp PropertyRow::category() const
 {
     struct Mapping
@@ -67,8 +65,8 @@ PropertyCategoryImp PropertyRow::category() const
 
 std::shared_ptr<PropertySpecImp> PropertyRow::specification() const
 {
-    auto spec = std::make_shared<PropertySpecImp>(key, category(), type(), CapabilityImp::ALL());
-    spec->setDefaultName(name);
+    auto spec = std::make_shared<PropertySpecImp>(String(key), category(), type(), CapabilityImp::ALL());
+    spec->setDefaultName(String(name));
     return spec;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 // The properties that the enumerator knows, from Properties.def.
 
+#include <zel/foundation/FixedText.h>
 #include <zel/model/devices/PropertySpecImp.h>
 #include <zel/model/vocabulary/DataTypeImp.h>
 #include <zel/model/vocabulary/PropertyCategoryImp.h>
@@ -20,18 +21,18 @@ enum class PropertyGroup {
 
 struct PropertyGroupRow
 {
-    char const* key;
-    char const* name; ///< in English
+    FixedText<24> key;
+    FixedText<32> name; ///< in English
 };
 
 /// One row of Properties.def.
 struct ZEL_EXPORT PropertyRow
 {
-    char const* key;
-    char const* dataType; ///< text of the DataTypeImp constant
-    unsigned flags;       ///< of the flags below
+    FixedText<28> key;
+    DataTypeImp::Code dataType;
+    unsigned flags; ///< of the flags below
     PropertyGroup group;
-    char const* name; ///< in English
+    FixedText<44> name; ///< in English
 
     enum Flag : unsigned {
         SysInfo = 1u << 0,
@@ -46,7 +47,7 @@ struct ZEL_EXPORT PropertyRow
     };
 
     bool isDetail() const noexcept { return (flags & Detail) != 0; }
-    DataTypeImp type() const;
+    DataTypeImp type() const { return DataTypeImp(dataType); }
     PropertyCategoryImp category() const;
     /// A new one, by which modules and listings know the property.
     std::shared_ptr<PropertySpecImp> specification() const;

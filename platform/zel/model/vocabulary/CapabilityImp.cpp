@@ -31,11 +31,11 @@ static constexpr auto kRowsByText = [] {
 static int rowOf(String const& word)
 {
     auto const isBefore = [&word](short row, String const&) {
-        std::string_view const text = kRows[row].text;
+        std::string_view const text(kRows[row].text);
         return std::lexicographical_compare(text.begin(), text.end(), word.ucs2(), word.ucs2() + word.size());
     };
     auto const found = std::lower_bound(kRowsByText.begin(), kRowsByText.end(), word, isBefore);
-    return found != kRowsByText.end() && word == kRows[*found].text ? *found : VocabularyTable::kNone;
+    return found != kRowsByText.end() && word == String(kRows[*found].text) ? *found : VocabularyTable::kNone;
 }
 
 VocabularyTable const& CapabilityImp::table()
@@ -86,7 +86,7 @@ CapabilityImp CapabilityImp::getConstantByString(String const& text) { return Ca
 String CapabilityImp::toString() const
 {
     if (isEmpty())
-        return kRows[static_cast<int>(Code::NIL)].text;
+        return String(kRows[static_cast<int>(Code::NIL)].text);
     String text;
     auto append = [&text](String const& member) {
         if (!text.empty())
@@ -95,7 +95,7 @@ String CapabilityImp::toString() const
     };
     for (int row = 0; row < kRowCount; ++row) {
         if (m_rows.has(static_cast<std::size_t>(row)))
-            append(kRows[row].text);
+            append(String(kRows[row].text));
     }
     for (String const& word : m_words)
         append(word);

@@ -8,6 +8,7 @@
 // Thread rule: tables are made on first use and never change; constants are values.
 
 #include <zel/foundation/Export.h>
+#include <zel/foundation/FixedText.h>
 #include <zel/foundation/String.h>
 
 #include <cstddef>
@@ -19,11 +20,11 @@ namespace zel {
 /// One constant as its table row gives it.
 struct VocabularyRow
 {
-    char const* accessor;           ///< name of the static accessor
-    char const* text;               ///< what toString() returns and getConstantByString() finds
-    int number = 0;                 ///< the declared code, rank or value, where the vocabulary has one
-    int secondNumber = 0;           ///< a second declared number, where the vocabulary has one
-    char const* longText = nullptr; ///< a longer text, where the vocabulary has one
+    FixedText<40> accessor;      ///< name of the static accessor
+    FixedText<40> text;          ///< what toString() returns and getConstantByString() finds
+    int number = 0;              ///< the declared code, rank or value, where the vocabulary has one
+    int secondNumber = 0;        ///< a second declared number, where the vocabulary has one
+    FixedText<20> longText = {}; ///< a longer text, where the vocabulary has one, else ""
 };
 
 /// The rows of one vocabulary with their texts, ready for look-up.
