@@ -12,7 +12,12 @@
 #include <zel/foundation/Exception.h>
 #include <zel/foundation/FileSystem.h>
 
+#include <filesystem>
+#include <system_error>
+
 namespace engine {
+
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -37,6 +42,18 @@ Form const& formOf(std::string const& word)
         zel::String("--to: no form is called \"" + word + "\"; there are " + pageForms()));
 }
 
+/// A page takes the place of what stands there: that may be an older page, but neither a device nor the report itself.
+void requireReplaceable(ReportRequest const& request)
+{
+    std::error_code error;
+    auto const there = fs::symlink_status(request.output, error);
+    if (fs::exists(there) && !fs::is_regular_file(there))
+        throw zel::InvalidArgumentException("--output: " + zel::String(request.output) + " is no file");
+    if (fs::exists(there) && fs::equivalent(request.file, request.output, error))
+        throw zel::InvalidArgumentException("--output: " + zel::String(request.output) +
+                                            " is the report itself");
+}
+
 } // namespace
 
 std::string pageForms()
@@ -50,6 +67,8 @@ std::string pageForms()
 int writeReport(ReportRequest const& request)
 {
     Form const& form = formOf(request.to);
+    if (!request.output.empty())
+        requireReplaceable(request);
     Session const session = readReport(request.file);
     for (std::string const& sentence : damageOf(session))
         listing::complain(sentence);

@@ -74,7 +74,7 @@ Plan planOf(RunRequest const& request, Situation const& situation, bool isAdmini
     return makePlan(wanted, situation.catalog, *situation.machine, situation.numbered);
 }
 
-std::string planText(Plan const& plan)
+std::string planText(Plan const& plan, unsigned repeat)
 {
     std::string text;
     std::chrono::seconds known{0};
@@ -94,6 +94,9 @@ std::string planText(Plan const& plan)
         isWhole = isWhole && run.expected.count() > 0;
     }
     text += std::to_string(plan.runs.size()) + (plan.runs.size() == 1 ? " run" : " runs");
+    if (repeat > 1)
+        text += ", " + std::to_string(repeat) + " times";
+    known *= repeat;
     if (known.count() > 0)
         text += std::string(", about ") + durationText(known) + (isWhole ? "" : " and more");
     return text + ".\n";
@@ -112,7 +115,7 @@ int runCommand(RunRequest const& request)
         options.language = situation.language;
         return runPlan(plan, options, *situation.machine);
     }
-    if (!listing::printed(planText(plan)))
+    if (!listing::printed(planText(plan, request.options.repeat)))
         return kTrouble;
     Grade const grade = gradeBefore(plan);
     return grade == Grade::Passed && !situation.isComplete ? int(kIncomplete) : exitStatusOf(grade);

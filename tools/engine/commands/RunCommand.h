@@ -28,6 +28,6 @@ int runCommand(RunRequest const& request);
 /// The plan of the request; without words and without a plan the one called "quick".
 Plan planOf(RunRequest const& request, Situation const& situation, bool isAdministrator);
 /// What will run and what will not, line by line.
-std::string planText(Plan const& plan);
+std::string planText(Plan const& plan, unsigned repeat);
 
 } // namespace engine

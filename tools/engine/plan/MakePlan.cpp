@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <set>
+#include <tuple>
 
 namespace engine {
 
@@ -74,6 +75,8 @@ public:
         else
             for (PlanLine const& line : m_request.lines)
                 addLine(line);
+        if (!m_request.plan.empty())
+            requireWordsInPlan();
         m_ownUse.requireAllUsed();
         refuseIdleDevices();
         return std::move(m_plan);
@@ -95,6 +98,8 @@ private:
     void addWord(std::string const& word)
     {
         ChosenTests const chosen = chooseTests(m_catalog, word);
+        if (chosen.tests.empty())
+            throw zel::InvalidArgumentException("the module \"" + String(word) + "\" has no tests");
         PlanLine const line;
         for (Catalog::Place const& place : chosen.tests)
             add({line, chosen.isNamed, false, false, m_devices, false, nullptr}, place);
@@ -106,6 +111,8 @@ private:
         ChosenTests chosen;
         try {
             chosen = chooseTests(m_catalog, line.tests);
+            for (Catalog::Place const& place : chosen.tests)
+                m_ofPlan.insert(place.test);
             addLineDevices(wish);
         } catch (zel::InvalidArgumentException const& error) {
             if (!line.optional)
@@ -147,6 +154,18 @@ private:
                 if (one.test == place.test)
                     return true;
         return false;
+    }
+
+    /// Who asks for a test of the plan by name must not get a verdict without it.
+    void requireWordsInPlan() const
+    {
+        for (std::string const& word : m_request.words) {
+            auto const tests = chooseTests(m_catalog, word).tests;
+            if (std::none_of(tests.begin(), tests.end(),
+                             [&](Catalog::Place const& one) { return m_ofPlan.count(one.test) > 0; }))
+                throw zel::InvalidArgumentException("nothing in the plan \"" + String(m_request.plan) +
+                                                    "\" is \"" + String(word) + "\"");
+        }
     }
 
     void add(Wish const& wish, Catalog::Place const& place)
@@ -220,6 +239,8 @@ private:
     void refuse(Catalog::Place const& place, DeviceImp const* device, TestResultImp const& result,
                 std::string const& reason, bool isAskedFor)
     {
+        if (!m_refused.emplace(place.test, device, reason, isAskedFor).second)
+            return; // several lines of a plan want the same
         m_plan.refusals.push_back({place.module->guid(), place.test->record.keyInModule().toUtf8(),
                                    device ? device->name().toUtf8() : "", result.toString().toUtf8(), reason,
                                    isAskedFor});
@@ -303,6 +324,8 @@ private:
     SettingsUse m_fileUse, m_ownUse;
     Devices m_devices;
     std::set<std::pair<ModuleTest const*, DeviceImp const*>> m_planned;
+    std::set<ModuleTest const*> m_ofPlan; ///< whatever became of them
+    std::set<std::tuple<ModuleTest const*, DeviceImp const*, std::string, bool>> m_refused;
     Plan m_plan;
 };
 

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace engine::test {
@@ -87,6 +88,14 @@ TEST(ReportCommand, WritesPages)
     EXPECT_THROW(writeReport({path, "pdf", ""}), zel::InvalidArgumentException);
     EXPECT_THROW(writeReport({path, "html", folder.path("missing/r.html")}), zel::SystemException);
     EXPECT_THROW(writeReport({folder.path("none"), "html", ""}), zel::ParseException);
+    ASSERT_EQ(::mkfifo(folder.path("fifo").c_str(), 0600), 0);
+    ASSERT_EQ(::symlink(path.c_str(), folder.path("link").c_str()), 0);
+    ASSERT_EQ(::link(path.c_str(), folder.path("same").c_str()), 0);
+    std::string const before = folder.read("r.jsonl");
+    for (std::string const& output : {path, folder.path("same"), folder.path("link"), folder.path("fifo")})
+        EXPECT_THROW(writeReport({path, "html", output}), zel::InvalidArgumentException) << output;
+    EXPECT_EQ(folder.read("r.jsonl"), before);
+    EXPECT_EQ(folder.read("same"), before);
     folder.write("damaged", folder.read("r.jsonl") + "nonsense\n");
     EXPECT_EQ(writeReport({folder.path("damaged"), "html", folder.path("r.html")}), 22);
     EXPECT_NE(folder.read("r.html").find("The report is damaged: "), std::string::npos);

@@ -158,12 +158,13 @@ TEST_F(PlanTest, WhatHarmsOrAsksRunsOnlyWhenItIsMeant)
     EXPECT_EQ(planned(wild),
               "ram:quick /proc/meminfo\nram:quick /proc/meminfo\n"
               "left ram:wipe  SKIPPED: it destroys data; a plan runs it only with --destructive\n"
-              "left ram:wipe  SKIPPED: it destroys data; a plan runs it only with --destructive\n"
               "left ram:talk  SKIPPED: it asks a person; it runs when it is named\n"
               "left disk:fan  NO DEVICE: this machine has no device of its kind: Fan\n");
     wild.words = {"ram:wipe"};
     wild.destructive = true;
     EXPECT_EQ(planned(wild), "ram:wipe /proc/meminfo\n");
+    wild.words = {"ram:wipe", "disk:quick"};
+    EXPECT_EQ(planned(wild), "nothing in the plan \"mine\" is \"disk:quick\"");
 
     request = {};
     request.words = {"disk:quick"};
