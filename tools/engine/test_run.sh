@@ -46,6 +46,9 @@ check "what cannot be tested is no PASS" 28 "^Verdict: NOT TESTED" run memory:qu
 # What was asked for and refused is told once, with the summary.
 "$program" run cpu:coherence memory:quick --device CPU --report "$folder/once.jsonl" > "$folder/once.out" 2>&1
 [[ $? -eq 28 && $(grep -c 'quick on' "$folder/once.out") -eq 1 ]] || fail "a refusal: $(cat "$folder/once.out")"
+touch "$folder/nomodule"
+check "a module that cannot be taken leaves no PASS" 28 '^Verdict: NOT TESTED\|^Verdict: BROKEN' run cpu:integer --modules "$folder/nomodule" \
+  --report "$folder/missing.jsonl"
 check "a word that is none runs nothing" 22 "cpu99" run cpu:coherence --device cpu99 --report "$folder/never.jsonl"
 
 # A copy whose settings force a fault: FAIL beats the PASS behind it.

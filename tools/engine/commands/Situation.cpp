@@ -58,9 +58,11 @@ Situation lookAround(SituationRequest const& request)
     ModuleChoice choice; // modules answer to root only
     assignTests(situation.catalog, *situation.machine,
                 zel::System::userIsAdministrator() ? &choice : nullptr);
-    for (std::string const& complaint : situation.catalog.complaints())
-        listing::complain(complaint);
-    situation.isComplete = scan.isComplete && situation.catalog.complaints().empty();
+    situation.gaps = situation.catalog.complaints();
+    for (std::string const& gap : situation.gaps)
+        listing::complain(gap);
+    if (!scan.isComplete) // what is missing, the scan has told
+        situation.gaps.emplace_back("not all devices could be looked for");
     situation.numbered = testedDevices(situation.catalog, *situation.machine);
     return situation;
 }

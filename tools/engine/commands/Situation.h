@@ -29,7 +29,7 @@ struct Situation
     zel::StateManager* machine = nullptr;      ///< of zel::ModuleManager; has the catalog's tests
     std::vector<zel::DeviceImp*> numbered;     ///< devices that a person picks by number, from 1
     std::vector<std::string> installedFolders; ///< where installed modules were looked for
-    bool isComplete = true;                    ///< false: modules or devices may be missing, which was told
+    std::vector<std::string> gaps; ///< why modules or devices may be missing; told on standard error
 };
 
 /// Says on standard error what could not be seen. Throws InvalidArgumentException for a request that is bad usage.

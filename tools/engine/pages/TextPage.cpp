@@ -113,15 +113,18 @@ std::string notTested(Session const& session)
 {
     std::string out;
     auto const add = [&](std::string const& what, std::string const& result, std::string const& reason) {
-        out += listing::wrapped("  " + harmless(what + ": " + result + (reason.empty() ? "" : ", ") + reason),
+        out += listing::wrapped("  " + harmless((what.empty() ? "" : what + ": ") + result +
+                                                (reason.empty() ? "" : ", ") + reason),
                                 kStep);
     };
     for (RunReport const& run : session.runs) // the table may have had no room for the reason
         if (session.gradeOf(run) == Grade::NotTested && !isTrouble(session, run))
             add(runTitle(run.began), session.resultOf(run), noteOf(session, run));
     for (RunSkipped const& one : session.skipped)
-        add(moduleName(session, one.moduleGuid) + (one.test.empty() ? "" : ": " + one.test) +
-                (one.deviceName.empty() ? "" : " on " + one.deviceName),
+        add(one.moduleGuid.empty()
+                ? one.deviceName
+                : moduleName(session, one.moduleGuid) + (one.test.empty() ? "" : ": " + one.test) +
+                      (one.deviceName.empty() ? "" : " on " + one.deviceName),
             one.result, one.reason);
     return out.empty() ? "" : "Not tested:\n" + out;
 }

@@ -186,9 +186,9 @@ void ActiveRun::takeEvents(ProgressBody const& body)
 
 void ActiveRun::moveLimit(zel::TimeOutBody const& body)
 {
-    m_limit.reset();
+    m_ownLimit.reset();
     if (body.seconds)
-        m_limit = Clock::now() + seconds(*body.seconds);
+        m_ownLimit = Clock::now() + seconds(*body.seconds);
 }
 
 void ActiveRun::ask(zel::MessageBoxBody const& body)
@@ -216,8 +216,9 @@ void ActiveRun::answer(zel::MessageBoxBody const& question)
     m_around.keep(record);
     send(zel::MessageBoxEngineToProvider({question.id, code, box.wasCutShort()}));
     if (m_questions.empty() && m_asking) { // a limit is for the test, not for the person
-        if (m_limit)
-            *m_limit += Clock::now() - *m_asking;
+        for (auto* const limit : {&m_limit, &m_ownLimit})
+            if (*limit)
+                **limit += Clock::now() - *m_asking;
         m_asking.reset();
     }
 }
@@ -281,6 +282,12 @@ void ActiveRun::escalate(Clock::time_point now)
     }
 }
 
+static bool isPast(std::optional<std::chrono::steady_clock::time_point> const& limit,
+                   std::chrono::steady_clock::time_point now)
+{
+    return limit && now >= *limit;
+}
+
 void ActiveRun::lookAtLimits(Clock::time_point now)
 {
     if (isStopping())
@@ -291,7 +298,8 @@ void ActiveRun::lookAtLimits(Clock::time_point now)
     } else if (m_mustEnd && now >= *m_mustEnd) {
         m_isLate = true;
         askToEnd(now, false);
-    } else if (m_limit && !m_asking && !m_final && now >= *m_limit) {
+    } else if (!m_asking && !m_final && (isPast(m_limit, now) || isPast(m_ownLimit, now))) {
+        m_isOwnLimit = !isPast(m_limit, now);
         stop(StopReason::Limit);
     }
 }
@@ -325,7 +333,7 @@ ActiveRun::Clock::time_point ActiveRun::nextLook() const
     auto next = Clock::now() + seconds(1);
     if (!m_isTold)
         next = std::min(next, m_mustRegister);
-    for (auto const& one : {m_limit, m_mustEnd})
+    for (auto const& one : {m_limit, m_ownLimit, m_mustEnd})
         if (one)
             next = std::min(next, *one);
     return next;
@@ -376,6 +384,10 @@ ActiveRun::Judgement ActiveRun::judge(Child::End const& end) const
         judgement.result = *m_stopReason == StopReason::Limit ? TestResultImp::MAXTIMEEXCEEDED()
                                                               : TestResultImp::USERABORTED();
         judgement.note = howItEnded(end);
+        if (*m_stopReason == StopReason::Limit)
+            append(judgement.note,
+                   m_isOwnLimit ? std::string("stopped after the time that the test itself set")
+                                : "stopped after " + std::to_string(m_plan.limit.count()) + " s, its limit");
     }
     if (!m_brokenRule.empty())
         append(judgement.note, "its connection was closed: " + text(m_brokenRule));

@@ -97,14 +97,15 @@ private:
     std::optional<zel::IPCServer::Peer> m_peer;
 
     Clock::time_point m_began;
-    Clock::time_point m_mustRegister;           // until then it must have said who it is
-    std::optional<Clock::time_point> m_limit;   // then it is stopped
-    std::optional<Clock::time_point> m_mustEnd; // its process: it has nothing more to say
-    std::optional<Clock::time_point> m_asking;  // since when a question waits
-    std::optional<Child::End> m_processEnd;     // and since when what it said is awaited
+    Clock::time_point m_mustRegister;            // until then it must have said who it is
+    std::optional<Clock::time_point> m_limit;    // then it is stopped, as the person wants
+    std::optional<Clock::time_point> m_ownLimit; // and as the module itself wants
+    std::optional<Clock::time_point> m_mustEnd;  // its process: it has nothing more to say
+    std::optional<Clock::time_point> m_asking;   // since when a question waits
+    std::optional<Child::End> m_processEnd;      // and since when what it said is awaited
     Clock::time_point m_settled;
 
-    bool m_isTold = false, m_isGone = false, m_isLate = false;
+    bool m_isTold = false, m_isGone = false, m_isLate = false, m_isOwnLimit = false;
     zel::String m_brokenRule, m_internalError;
     std::optional<StopReason> m_stopReason;
     Step m_step = Step::None;

@@ -220,7 +220,7 @@ TEST_F(RunnerTest, aLimitStopsWhateverTheModuleMakesOfIt)
         {"ignore", "MAX TIME EXCEEDED", "SIGTERM"},
         {"ignoreAll", "MAX TIME EXCEEDED", "SIGKILL"},
         {"freeze", "MAX TIME EXCEEDED", "SIGKILL"},
-        {"longer", "PASS", ""},
+        {"longer", "MAX TIME EXCEEDED", "SIGTERM"}, // what the test wants for itself ends before, never later
     };
     std::vector<PlannedRun> runs;
     for (auto const& one : cases) {
@@ -239,6 +239,16 @@ TEST_F(RunnerTest, aLimitStopsWhateverTheModuleMakesOfIt)
         EXPECT_EQ(expected.result, end.result) << expected.test << ": " << end.note;
         EXPECT_EQ(expected.signal, end.signal) << expected.test;
     }
+}
+
+TEST_F(RunnerTest, theTimeThatATestSetsItselfIsItsLimit)
+{
+    PlannedRun hurried = planned("hurry");
+    hurried.limit = seconds(100);
+    RunEnded const end = ended(hurried);
+    EXPECT_EQ("MAX TIME EXCEEDED", end.result);
+    EXPECT_HAS(end.note, "after the time that the test itself set");
+    EXPECT_LT(end.seconds, 50);
 }
 
 TEST_F(RunnerTest, aProcessThatStaysAfterItsResultIsEnded)

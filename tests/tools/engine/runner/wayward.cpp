@@ -148,6 +148,12 @@ int takeLonger()
     return end(TestResultImp::PASS());
 }
 
+int hurry()
+{
+    client().queue(TimeOutProviderToEngine(TimeOutBody{1}));
+    return hang();
+}
+
 int tellOfState()
 {
     StateManager const& state = *s_given->body().state;
@@ -247,6 +253,7 @@ std::map<std::string, std::function<int()>> const& deeds()
         {"loud", beLoud},
         {"fork", forkAndEnd},
         {"longer", takeLonger},
+        {"hurry", hurry},
         {"state", tellOfState},
         {"whoAmI", tellWhoIAm},
         {"family", [] { return haveAFamily(), hang(); }},
