@@ -140,6 +140,15 @@ TEST(System, pipeErrorsKeepTheirReasonAndTheOldText)
     EXPECT_EQ(count, 0u);
     EXPECT_FALSE(System::readFromPipe(std::int64_t{1} << 32, text, count)) << "which is not descriptor 0";
     EXPECT_EQ(System::getSystemErrorMsg(), String("Bad file descriptor"));
+    // Somebody gave the two numbers in the wrong order: that is said, too, and nobody waits for it.
+    Pipe swapped;
+    bool (*const isStopped)() = [] { return true; };
+    for (auto* const stop : {static_cast<bool (*)()>(nullptr), isStopped}) {
+        EXPECT_FALSE(System::readFromPipe(swapped.ends[1], text, count, stop));
+        EXPECT_EQ(System::getSystemErrorMsg(), String("Bad file descriptor"));
+        EXPECT_FALSE(System::writeToPipe(swapped.ends[0], "x", count, stop));
+        EXPECT_EQ(System::getSystemErrorMsg(), String("Bad file descriptor"));
+    }
     auto const broken = runInChild([] {
         ::alarm(20);
         ::signal(SIGPIPE, SIG_DFL);

@@ -45,6 +45,13 @@ int waitFor(int descriptor, short events, StopWaiting stop)
     }
 }
 
+// The end of a pipe that is only written to never becomes readable, and poll(2) waits for it without end.
+bool isOnlyWritten(int descriptor) noexcept
+{
+    int const flags = ::fcntl(descriptor, F_GETFL);
+    return flags != -1 && (flags & O_ACCMODE) == O_WRONLY;
+}
+
 // A write to a blocking pipe or socket returns when everything is written, however long its reader takes.
 class NonBlocking
 {
@@ -76,6 +83,8 @@ private:
 
 int readPipe(int descriptor, std::string& content, std::size_t limit, StopWaiting stop)
 try {
+    if (isOnlyWritten(descriptor))
+        return EBADF;
     widen(descriptor);
     content.clear();
     // Appended, the text grows without being filled with zeros first, and half of its room is never touched.
