@@ -19,8 +19,8 @@ void warnOfUnknownWords(String const& capabilities, std::vector<String>& warning
 {
     for (String const& part : capabilities.split(','))
         if (String const word = part.trimmed(); CapabilityImp::table().find(word) == VocabularyTable::kNone)
-            if (String const warning =
-                    String("the filter names \"") + word + "\", which is none of the known capabilities";
+            if (String const warning = String("the filter names \"") + word.withoutControls(false) +
+                                       "\", which is none of the known capabilities";
                 std::find(warnings.begin(), warnings.end(), warning) == warnings.end())
                 warnings.push_back(warning);
 }
