@@ -92,6 +92,11 @@ TEST(Filter, aWordThatNoVocabularyHasIsToldAndCounts)
     ASSERT_EQ(load.warnings.size(), 1u);
     EXPECT_TRUE(load.warnings[0].contains("\"HardDirve\""));
     EXPECT_FALSE(filterOf.includeDeviceType(CapabilityImp(String("HardDirve"))));
+    auto const lines =
+        filterOf.parse(filter("<exclude capability='Fan&#10;WARNING: all is left out'/>"), "f");
+    ASSERT_EQ(lines.warnings.size(), 1u);
+    EXPECT_TRUE(lines.warnings[0].contains("\"Fan\\x0aWARNING: all is left out\""))
+        << "it begins no line of its own: " << lines.warnings[0].toUtf8();
 }
 
 TEST(Filter, theExampleThatShipsDoesWhatItSays)
