@@ -70,6 +70,16 @@ zel::SettingsResource::Line firstIn(zel::SettingsResource const& settings)
     return {};
 }
 
+// A number by itself is a quantity of no unit: "5" says neither bytes nor GiB.
+bool hasUnit(zel::ValueImp const& value)
+{
+    if (value.type() == zel::DataTypeImp::DISCRETEMEASUREMENT())
+        return value.discreteMeasurement().unitType() != zel::UnitType();
+    if (value.type() == zel::DataTypeImp::NONDISCRETEMEASUREMENT())
+        return value.nonDiscreteMeasurement().unitType() != zel::UnitType();
+    return false;
+}
+
 class Overriding
 {
 public:
@@ -104,6 +114,10 @@ public:
         ZEL_LOG(logger(), LogLevel::Information)
             << "processPropertyOverrides() property:" << property.key()
             << " original value: " << property.value().toString() << " new value: " << value->toString();
+        if (value->type() == property.value().type() && hasUnit(property.value()) && !hasUnit(*value) &&
+            !std::exchange(one.isTold, true))
+            warn(m_settings.error(one.value, "the quantity has no unit any more: it was " +
+                                                 property.value().toString().withoutControls(false)));
         property.setValue(std::move(*value));
     }
 
