@@ -48,7 +48,7 @@ zel::String listedKey(zel::String const& key)
 
 void LocalizedKeys::add(zel::String const& key, zel::String const& defaultText)
 {
-    m_rows.push_back({key, defaultText});
+    m_rows.push_back({key, defaultText, false});
     m_used.insert(key);
 }
 
@@ -76,8 +76,10 @@ LocalizedKeys LocalizedKeys::ofModule()
         if (declared->spec->moduleGuid() != ModuleCommon::module().guid())
             continue; // its texts belong to the module that made it
         if (!category.isCapable(zel::PropertyCategoryImp::Internal()) &&
-            !category.isCapable(zel::PropertyCategoryImp::LinkInFromDevice()))
+            !category.isCapable(zel::PropertyCategoryImp::LinkInFromDevice())) {
             keys.addNamed("Property", declared->spec->keyInModule());
+            keys.m_rows.back().isOptional = true; // a property's name mostly says all that there is to say
+        }
     }
     return keys;
 }
@@ -129,12 +131,15 @@ std::vector<zel::String> LocalizedKeys::keysWithoutText(zel::String const& guid)
     };
     std::vector<zel::String> keys;
     for (Row const& row : m_rows)
-        if ((row.defaultText.empty() || !isDefaultLanguage()) && isMissing(row.key))
+        if (!row.isOptional && (row.defaultText.empty() || !isDefaultLanguage()) && isMissing(row.key))
             keys.push_back(row.key);
     auto const paths = zel::LocalizedResource::candidates(guid, zel::LanguageImp::nil()); // the plain file
     if (isDefaultLanguage() || paths.empty())
         return keys;
     auto const plain = zel::LocalizedResource::load(paths.front());
+    for (Row const& row : m_rows)
+        if (row.isOptional && isMissing(row.key) && zel::LocalizedResource::textIn(*plain, row.key))
+            keys.push_back(row.key);
     for (zel::String const& key : plain->keys())
         if (!m_used.contains(key) && isUsedBesideTheList(key) && !isForAllLanguages(key) && isMissing(key) &&
             zel::LocalizedResource::textIn(*plain, key))

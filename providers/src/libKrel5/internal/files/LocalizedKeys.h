@@ -27,6 +27,7 @@ private:
     struct Row
     {
         zel::String key, defaultText;
+        bool isOptional = false; // missed only where the plain text file has a text
     };
     void add(zel::String const& key, zel::String const& defaultText = zel::String());
     void addNamed(char const* kind, zel::String const& key);
