@@ -49,6 +49,8 @@ TEST_F(SystemInformation, ListsWhatItFound)
         ASSERT_NE(at = written.find(step, at), std::string::npos) << step << " in order in\n" << written;
         EXPECT_EQ(written.substr(written.find('\n', at) - 9, 9), " seconds.");
     }
+    EXPECT_TRUE(holds(written,
+                      "sysinfo or indicator module: calling Enumerator::instance().getDevicesFromModule.\n"));
     EXPECT_TRUE(holds(inventory({"-v"}).out, "    Detail: took long\n"));
 }
 
@@ -125,6 +127,7 @@ TEST_F(SystemInformation, EndsWithTheErrorOfItsCallback)
              {"library", "Exception in SysInfoModule::start():\nno such bus"},
              {"standard", "std::exception: no such bus\nUnknown \"...\" Exception in SysInfoModule::start()"},
              {"number", "Unknown \"...\" Exception in SysInfoModule::start()"},
+             {"again", "Internal Exception in SysInfoModule::start():\n"},
              {"crash", "SIGSEGV"},
              {"nothing", "SysInfoModule::addDevice(...)"}}) {
         Outcome const outcome = module(one.name, {"enum"});

@@ -142,6 +142,7 @@ __attribute__((noinline, no_sanitize("undefined"))) static void crash()
 {
     *static_cast<int volatile*>(nullptr) = 1;
 }
+static void startAgain() { SysInfoModule::start(); }
 static void addNothing() { SysInfoModule::addDevice(nullptr); }
 
 static Parameter* s_depth = nullptr;
@@ -166,6 +167,7 @@ int main(int argc, char** argv)
         {"number", throwNumber},
         {"crash", crash},
         {"nothing", addNothing},
+        {"again", startAgain},
         {"none", [] {}},
         {"depth", showDepth},
         {"inventorying", discover},

@@ -181,6 +181,24 @@ TEST(SysInfoDevice, childBusesAreNamedLikeLocations)
     EXPECT_EQ(device->imp().childBusIds(), expected);
 }
 
+TEST(SysInfoDevice, whatADeviceGetsIsLogged)
+{
+    SysInfoDevice* const device = drive("logged");
+    DeviceProperty* const group = declare("logged.group", PropertyCategory::Group());
+    std::string const log = logOf([&] {
+        device->addDeviceCapability(DeviceCapability::USB());
+        device->addChildBusId(ChildBusType::PCI(), "two");
+        device->addProperty(declare("logged.text")->setValue("seven")->setGroup(group));
+    });
+    for (char const* const line :
+         {"addDeviceCapability cap = USB\n", "addChildBusId : PCI:two\n",
+          "addProperty key = logged.text value = seven category = SysInfo\n",
+          "addPropertyInternal key = logged.text value = seven category = SysInfo\n",
+          "addPropertyInternal key = logged.text group key = logged.group found = false\n",
+          "addPropertyInternal key = logged.group value = "})
+        EXPECT_TRUE(has(log, line)) << line << " is not in\n" << log;
+}
+
 TEST(DeviceProperty, whatAKnownDeviceGetsIsAChange)
 {
     SysInfoDevice* const device = drive("changes");

@@ -3,6 +3,8 @@
 #include <libKrel5/internal/backends/CommStandAloneText.h>
 #include <libKrel5/internal/backends/Selection.h>
 
+#include <foundation/TemporaryFolder.h>
+
 #include <krel5/DataType.h>
 #include <krel5/DeviceProperty.h>
 #include <krel5/IndexOutOfBoundsException.h>
@@ -10,6 +12,9 @@
 #include <krel5/KrelString.h>
 #include <krel5/Value.h>
 
+#include <zel/foundation/Array.h>
+#include <zel/foundation/Logger.h>
+#include <zel/model/runs/AlertImp.h>
 #include <zel/model/runs/TestRunManager.h>
 #include <zel/model/state/StateManager.h>
 
@@ -34,6 +39,18 @@ std::string printed(std::function<void(CommStandAlone&)> const& what)
     ::testing::internal::CaptureStdout();
     what(comm);
     return ::testing::internal::GetCapturedStdout();
+}
+
+/// What is logged while `what` happens.
+std::string logged(std::function<void(CommStandAlone&)> const& what)
+{
+    test::TemporaryFolder const folder;
+    zel::LogFactory::setOverride("debug", "");
+    EXPECT_TRUE(zel::LogFactory::createDefaultFileAppender(folder.path("log").c_str()));
+    CommStandAlone comm;
+    what(comm);
+    zel::LogFactory::clearOverrides();
+    return folder.read("log");
 }
 
 std::string joined(std::vector<zel::String> const& texts)
@@ -76,6 +93,21 @@ TEST(Console, eventsAreShownByTheirType)
     }
 }
 
+TEST(Console, anAlertIsShownWithItsTips)
+{
+    zel::AlertImp alert("mod", "Hot", zel::AlertTypeImp::MESSAGE());
+    alert.title().setOverride("A title");
+    alert.message().setOverride("A message");
+    std::string const shown = "Alert\n  Key:     Hot\n  Type:    MESSAGE\n  Title:   A title\n"
+                              "  Message: A message\n";
+    EXPECT_EQ(alertText(alert).toUtf8(), shown);
+    zel::TipImp tip("Cool", zel::TipTypeImp());
+    tip.title().setOverride("A tip");
+    alert.addTip(tip);
+    EXPECT_EQ(alertText(alert).toUtf8(), shown + "  Tips: \n" + tip.toString().toUtf8() + "\n");
+    EXPECT_TRUE(tip.toString().contains("A tip"));
+}
+
 TEST(Console, reportsOfARunAndNothingWithoutOne)
 {
     auto const disk = device("disk");
@@ -98,6 +130,9 @@ TEST(Console, reportsOfARunAndNothingWithoutOne)
         comm.sendFinalResult();
     };
     EXPECT_EQ(printed(reports), "");
+    std::string const log = logged(reports);
+    EXPECT_NE(log.find("critical krel5.Comm.StandAlone"), log.npos) << log;
+    EXPECT_NE(log.find(" StateManager is missing its TestRunImp \n"), log.npos) << log;
     run.clearEvents();
     manager.setCurrent(&run);
     EXPECT_EQ(printed(reports),
@@ -177,6 +212,29 @@ TEST(Console, listings)
                              "a (2) : a disk : SATA:a : /dev/x\n  second (2) : mod\n\n"
                              "b (3) : a disk : SATA:b : /dev/x\n  heat (1) : mod\n\n"
                              "  free (2) : mod\n");
+
+    // What is chosen where no number chooses; one of the devices has an indicator and no test.
+    state.associate(*bare, heat, false);
+    std::string const log = logged([&](CommStandAlone& comm) {
+        EXPECT_TRUE(comm.receiveTestRun());
+        EXPECT_TRUE(comm.receiveIndicatorMessages());
+        comm.sendAddDevice(*a);
+    });
+    zel::TestRunManager::instance().clear();
+    std::string const onDevice = "Imp Dev:" + b->guid().toUtf8();
+    for (std::string const& line :
+         {std::string("-d Option Not Found Adding all devices"),
+          std::string("-t Option Not Found Adding all tests"),
+          std::string("-i Option Not Found Adding all indicators"),
+          std::string("Appending TestImp:mod.Test.first"), std::string("devices found = 3"),
+          "current device = " + b->guid().toUtf8(), std::string("tests found = 3"),
+          std::string("no tests found for this device."),
+          "Creating TestRun" + onDevice + " Test:mod.Test.first",
+          std::string("Appending IndicatorImp:mod.Indicator.heat"),
+          "Creating IndicatorRun" + onDevice + " Indicator:mod.Indicator.heat",
+          std::string("Creating Freed IndicatorRunImp Indicator:mod.Indicator.free"),
+          std::string("sendAddDevice Stub - Need to Implement")})
+        EXPECT_NE(log.find(line + "\n"), log.npos) << line << " is not in\n" << log;
     state.clear();
 }
 

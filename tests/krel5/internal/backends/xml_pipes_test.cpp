@@ -92,7 +92,7 @@ test::ChildOutcome handed(bool mergesReceived, std::string const& input)
     return test::runInChild([&] {
         ::alarm(60); // who reads or writes nothing leaves the other end waiting
         test::TemporaryFolder const folder;
-        zel::LogFactory::setOverride("information", "krel5.Comm.Xml");
+        zel::LogFactory::setOverride("debug", "krel5.Comm.Xml");
         zel::LogFactory::createDefaultFileAppender(folder.path("log").c_str());
         Pipe in, out;
         std::string const from = std::to_string(in.ends[0]), to = std::to_string(out.ends[1]);
@@ -118,6 +118,10 @@ test::ChildOutcome handed(bool mergesReceived, std::string const& input)
             comm.sendAddDevices();
             ::close(out.ends[1]);
         }
+        comm.sendPercentDoneMessage();
+        comm.receiveStopMessage();
+        comm.sendVersion();
+        comm.sendAddDevice(*known);
         comm.closeConnection();
         zel::StateManager answered;
         zel::Serializable::deserializeUtf8(answer, answered);
@@ -125,6 +129,17 @@ test::ChildOutcome handed(bool mergesReceived, std::string const& input)
         std::string const log = folder.read("log");
         for (char const* line : {"openConnection(): 3 devices from xml transfer\n", "Failed to receive"})
             std::printf("logs %.20s: %d\n", line, log.find(line) != log.npos);
+        std::string const read = std::to_string(input.size()), wrote = std::to_string(answer.size());
+        for (std::string const& line :
+             {"openConnection(): Read " + read + " bytes from pipe " + from,
+              std::string("openConnection(): manager had 0 devices before xml transfer\n"),
+              std::string("  doSerialization took "),
+              "sendEnumDevices(): Wrote " + wrote + " bytes into pipeId = " + to + "\n",
+              std::string("writeToPipe took "), std::string("sendPercentDoneMessage Stub\n"),
+              std::string("receiveStopMessage Stub\n"), std::string("sendVersion Stub\n"),
+              std::string("sendAddDevice Device Stub\n")})
+            if (log.find(line) == log.npos)
+                std::printf("does not log %s\n", line.c_str());
     });
 }
 
