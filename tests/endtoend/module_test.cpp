@@ -213,6 +213,11 @@ TEST_F(ModuleTest, ListsAndPicksByNumber)
     }
     EXPECT_TRUE(holds(module({"run", "-d", "2"}).err, "Numbers are 1 to 1; \"enum\" lists them\n"));
 
+    module({"run", "-t", "19", "-d", "1", "-ll", "debug"});
+    for (char const* const line :
+         {"diagnostic module: calling Enumerator::instance().getDevicesOfType.\n",
+          " Supported Devices: Memory", "-d Option set with value: 1\n", "-t Option set with value: 19\n"})
+        EXPECT_TRUE(holds(log(), line));
     module({"enum", "-ll", "debug"});
     EXPECT_TRUE(holds(log(), ".mistyped applies to no device: none is known as Memroy\n"));
     EXPECT_FALSE(has(log(), ".pass applies to no device"));
