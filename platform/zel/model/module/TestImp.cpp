@@ -5,6 +5,8 @@
 #include <zel/model/settings/SettingsResource.h>
 #include <zel/model/values/ValidRange.h>
 
+#include <algorithm>
+
 namespace zel {
 
 CapabilityImp TestImp::neededBesideTested() const
@@ -33,7 +35,10 @@ std::vector<SettingsError> const& TestImp::resolveParameterData(SettingsResource
     m_forceAllEvents = false;
     if (settings.isEmpty())
         return settingsErrors();
-    String const prefix = settingsPrefix();
+    String const prefix = settingsPrefix(), forced = prefix + SettingsKeys::kForce;
+    if (std::none_of(settings.keys().begin(), settings.keys().end(),
+                     [&](String const& key) { return key.startsWith(forced); }))
+        return settingsErrors();
     String const resultKey = prefix + SettingsKeys::kForceResult,
                  eventKey = prefix + SettingsKeys::kForceEvent,
                  allKey = prefix + SettingsKeys::kForceAllEvents;

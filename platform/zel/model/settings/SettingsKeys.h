@@ -23,6 +23,7 @@ inline constexpr char kOverrideType[] = ".type";
 
 // Of a test, after "Test.{test}."; the first also of an indicator, after "Indicator.{indicator}.".
 inline constexpr char kEnable[] = "Enable.value";
+inline constexpr char kForce[] = "Force"; // begins each of the three below
 inline constexpr char kForceResult[] = "ForceResult.value";
 inline constexpr char kForceEvent[] = "ForceEvent.value";
 inline constexpr char kForceAllEvents[] = "ForceAllEvents.value";
