@@ -53,6 +53,15 @@ TEST(FileSystem, readsWholeFilesWithinTheirLimit)
     EXPECT_EQ(FileSystem::readFile(folder.path()).errorNumber, EISDIR);
     ASSERT_EQ(::mkfifo(folder.path("fifo").c_str(), 0600), 0);
     EXPECT_EQ(FileSystem::readFile(folder.path("fifo")).errorNumber, EINVAL);
+    EXPECT_EQ(FileSystem::readFile(folder.path("fifo")).reason(), "is no regular file");
+    try {
+        FileSystem::writeFileAtomically(folder.path("fifo"), "text");
+        ADD_FAILURE() << "it was replaced";
+    } catch (zel::SystemException const& error) {
+        EXPECT_EQ(error.errorNumber(), ENOTSUP);
+        EXPECT_TRUE(error.getMessage().contains("is no regular file"));
+    }
+    EXPECT_EQ(FileSystem::readFile(folder.path("fifo")).errorNumber, EINVAL) << "it is still there";
     std::filesystem::create_symlink("loop", folder.path("loop"));
     EXPECT_EQ(FileSystem::readFile(folder.path("loop")).reason(),
               zel::String("Too many levels of symbolic links"));

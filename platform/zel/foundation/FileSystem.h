@@ -15,8 +15,8 @@ struct ZEL_EXPORT FileSystem
     struct ReadResult
     {
         std::optional<std::string> content;
-        int errorNumber = 0;        ///< 0 when read; ENOENT when absent; EPERM when `distrust` says why
-        String distrust = String(); ///< who could have written the file, and should not; empty: nobody
+        int errorNumber = 0; ///< 0 when read; ENOENT when absent; EPERM when somebody could have written it
+        String distrust = String(); ///< who that is, or that it is no regular file (EINVAL); empty: neither
         bool absent() const noexcept;
         /// "File too large"; empty when read.
         String reason() const;
@@ -44,7 +44,7 @@ struct ZEL_EXPORT FileSystem
     static ReadResult readFile(std::string const& path, std::size_t limit = 16u << 20,
                                Writers writers = Writers::Anybody);
     /// Whole or not at all: writes a temporary beside the target, then renames it. Throws SystemException
-    /// naming the path; the old file then stays as it was.
+    /// naming the path; the old file then stays as it was. So does a device, FIFO or socket: ENOTSUP.
     static void writeFileAtomically(std::string const& path, std::string const& content);
     static bool exists(std::string const& path);
     /// Who could change the file, or put another one into the folder, that stands at `path`, and should not; empty

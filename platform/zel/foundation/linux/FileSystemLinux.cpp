@@ -14,6 +14,7 @@ namespace zel {
 namespace {
 
 constexpr int kTemporaryAttempts = 100;
+constexpr char kNotRegular[] = "is no regular file";
 
 std::string temporaryName(std::string const& path)
 {
@@ -96,7 +97,8 @@ FileSystem::ReadResult FileSystem::readFile(std::string const& path, std::size_t
     if (!file.isOpen() || ::fstat(file.number(), &status) != 0)
         return {std::nullopt, errno};
     if (!S_ISREG(status.st_mode))
-        return {std::nullopt, S_ISDIR(status.st_mode) ? EISDIR : EINVAL};
+        return S_ISDIR(status.st_mode) ? ReadResult{std::nullopt, EISDIR}
+                                       : ReadResult{std::nullopt, EINVAL, kNotRegular};
     if (String const distrust = distrustOf(status, writers); !distrust.empty())
         return {std::nullopt, EPERM, distrust};
     std::string content;
@@ -111,6 +113,11 @@ void FileSystem::writeFileAtomically(std::string const& path, std::string const&
     // not.
     if (::faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS | AT_SYMLINK_NOFOLLOW) != 0 && errno != ENOENT)
         throw SystemException(path, errno);
+    // Nor would that open replace a device or a pipe.
+    struct stat there;
+    if (::lstat(path.c_str(), &there) == 0 && !S_ISREG(there.st_mode) && !S_ISLNK(there.st_mode) &&
+        !S_ISDIR(there.st_mode)) // a folder is refused by the rename
+        throw SystemException(String(path) + " " + kNotRegular, ENOTSUP);
     std::string temporary;
     FileDescriptor const file = createTemporary(path, temporary);
     if (!file.isOpen())
