@@ -265,6 +265,20 @@ TEST(SmbiosLines, AnOldUuid)
         << smbiosLines(old)[0];
 }
 
+TEST(SmbiosLines, NameTypesThatNobodyKnowsYet)
+{
+    for (auto const& [type, name] : {std::pair{45, "Inventory of firmware"},
+                                     {46, "Structure"},
+                                     {127 - 1, "Structure"},
+                                     {128, "Structure of the maker"}}) {
+        Smbios const smbios(SmbiosTable().add(static_cast<std::uint8_t>(type), {}, {}).bytes(),
+                            SmbiosTable::entryPoint(3, 2, 4096));
+        ASSERT_EQ(smbiosLines(smbios).size(), 1u) << type;
+        EXPECT_NE(smbiosLines(smbios)[0].find(std::string(" ") + name + " (type "), std::string::npos)
+            << smbiosLines(smbios)[0];
+    }
+}
+
 // One structure with a text of half the table and as many others as fit: each of them used to be looked for in what the
 // fields say, for hours. No field can name a string beyond 255.
 TEST(SmbiosLines, ATableOfNoiseCostsNoHours)
