@@ -117,7 +117,7 @@ std::string SessionBuilder::take(RunProgress&& record)
     RunReport* const run = find(record.run);
     if (!run)
         return notBegun(record.run);
-    run->progress = std::move(record);
+    run->progress = record; // a time and numbers
     return {};
 }
 
