@@ -219,9 +219,10 @@ TEST(Start, theEnginesProcessIsTheOneThatIsNamedIfThereCanBeSuchAOne)
                                                           {"1", "1"},
                                                           {"2147483647", "2147483647"},
                                                           {"2147483648", "0"}}) {
+        std::string const& process = named; // Clang 14 captures no name of a binding
         auto const outcome = test::runInChild([&] {
-            char const* const words[] = {"mod", "enum", "-bd", logs.c_str(), "-ePid", named.c_str()};
-            DiagModule::setCmdLineArgs(named.empty() ? 4 : 6, words);
+            char const* const words[] = {"mod", "enum", "-bd", logs.c_str(), "-ePid", process.c_str()};
+            DiagModule::setCmdLineArgs(process.empty() ? 4 : 6, words);
             tell(std::to_string(DiagModule::getEngineProcessId()).c_str());
         });
         EXPECT_EQ(story(outcome.output), expected) << named << ": " << outcome.output;
