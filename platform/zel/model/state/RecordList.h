@@ -35,12 +35,24 @@ public:
         return added;
     }
 
+    /// Room for `count` records in all, so that none is moved while they come.
+    void reserve(std::size_t count)
+    {
+        m_records.reserve(count);
+        m_index.reserve(count);
+    }
     std::size_t size() const noexcept { return m_records.size(); }
     Record* at(std::size_t index) const noexcept
     {
         return index < m_records.size() ? m_records[index].record : nullptr;
     }
     Record* find(String const& guid) const { return at(indexOf(guid)); }
+    /// Spares the search where the record stands at the place that is guessed: lists that are merged are mostly alike.
+    Record* find(String const& guid, std::size_t guess) const
+    {
+        Record* const guessed = at(guess);
+        return guessed && guessed->guid() == guid ? guessed : find(guid);
+    }
     /// size() or more when there is none.
     std::size_t indexOf(String const& guid) const
     {

@@ -203,7 +203,8 @@ private:
     void endRunsOf(DeviceImp const& device);
     void merge(StateManager const& other, bool newerWins);
     void mergeFunctions(StateManager const& other);
-    void mergeDevice(DeviceImp const& theirs, StateManager const& other, bool newerWins);
+    void mergeDevices(StateManager const& other, bool newerWins);
+    void mergeDevice(std::size_t index, StateManager const& other, bool newerWins);
     void mergeAlerts(StateManager const& other, bool newerWins);
     void mergeIndicatorRuns(StateManager const& other);
     void mergeTestRuns(StateManager const& other);

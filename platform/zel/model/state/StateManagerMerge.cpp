@@ -62,8 +62,7 @@ void StateManager::merge(StateManager const& other, bool newerWins)
         return;
     mergePropertySpecs(other);
     mergeFunctions(other);
-    for (std::size_t i = 0; i < other.deviceCount(); ++i)
-        mergeDevice(*other.deviceAtIndex(i), other, newerWins);
+    mergeDevices(other, newerWins);
     mergeAlerts(other, newerWins);
     mergeIndicatorRuns(other);
     mergeTestRuns(other);
@@ -75,8 +74,7 @@ void StateManager::completeDevices(StateManager const& other)
     if (&other == this)
         return;
     mergePropertySpecs(other);
-    for (std::size_t i = 0; i < other.deviceCount(); ++i)
-        mergeDevice(*other.deviceAtIndex(i), other, false);
+    mergeDevices(other, false);
 }
 
 namespace {
@@ -106,9 +104,18 @@ void StateManager::mergeFunctions(StateManager const& other)
     copyUnknown(other.m_indicators, m_indicators, noteAs(Kind::IndicatorAdded));
 }
 
-void StateManager::mergeDevice(DeviceImp const& theirs, StateManager const& other, bool newerWins)
+void StateManager::mergeDevices(StateManager const& other, bool newerWins)
 {
-    DeviceImp* const mine = m_devices.find(theirs.guid());
+    if (m_devices.size() == 0)
+        m_devices.reserve(other.deviceCount());
+    for (std::size_t i = 0; i < other.deviceCount(); ++i)
+        mergeDevice(i, other, newerWins);
+}
+
+void StateManager::mergeDevice(std::size_t index, StateManager const& other, bool newerWins)
+{
+    DeviceImp const& theirs = *other.deviceAtIndex(index);
+    DeviceImp* const mine = m_devices.find(theirs.guid(), index);
     if (!mine) {
         copyDevice(theirs, other);
         return;
