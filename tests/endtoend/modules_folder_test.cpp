@@ -2,11 +2,13 @@
 #include <endtoend/ModuleFolder.h>
 
 #include <zel/enumerator/Enumerator.h>
+#include <zel/foundation/Logger.h>
 #include <zel/model/state/StateManager.h>
-#include <zel/model/texts/LocalizedResource.h>
 #include <zel/model/wire/Serializable.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
@@ -126,7 +128,6 @@ TEST_F(ModulesFolderTest, NamesOfPropertiesComeFromTheTextsBesideTheModule)
 {
     m_folder.write("sysinfo/inventorying.w4p", "Property.SerialNumber.Name=Number on the label\n"
                                                "Property.Speed.Name=\nProperty.Other.Name=none\n");
-    zel::LocalizedResource::clearCache();
     found();
     zel::StateManager& state = zel::ModuleManager::getInstance().getStateManager();
     std::size_t drives = 0;
@@ -140,6 +141,45 @@ TEST_F(ModulesFolderTest, NamesOfPropertiesComeFromTheTextsBesideTheModule)
         }
     EXPECT_EQ(drives, 2u);
     EXPECT_TRUE(enumerator().moduleFailures().empty());
+}
+
+TEST_F(ModulesFolderTest, NamesThatOthersCouldHaveWrittenAreNotUsed)
+{
+    std::string const path = folder() + "/inventorying.w4p";
+    m_folder.write("sysinfo/inventorying.w4p", "Property.SerialNumber.Name=Number on the label\n");
+    zel::LogFactory::configure("", static_cast<int>(zel::LogLevel::Warning));
+    struct Case
+    {
+        unsigned mode, owner;
+        char const* reason; ///< null: it is trusted
+    } const cases[] = {
+        {0644, 0, nullptr},
+        {0646, 0, "may be written by everybody"},
+        {0664, 0, "may be written by its group"},
+        {0644, 65534, "belongs to user 65534, who is neither root nor the caller"},
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.reason ? c.reason : "trusted");
+        // A group of its own: that of the running program may be trusted to write.
+        ASSERT_EQ(::chown(path.c_str(), c.owner, 65534), 0);
+        ASSERT_EQ(::chmod(path.c_str(), c.mode), 0);
+        m_folder.write("log", "");
+        ASSERT_TRUE(zel::LogFactory::createDefaultFileAppender(m_folder.path("log")));
+        EXPECT_TRUE(holds(found(), "Drive 1\n")) << "the devices are there all the same";
+        zel::StateManager& state = zel::ModuleManager::getInstance().getStateManager();
+        for (std::size_t i = 0; i < state.deviceCount(); ++i)
+            if (zel::DeviceImp const& device = *state.deviceAtIndex(i); device.name().startsWith("Drive ")) {
+                EXPECT_EQ(device.property("SerialNumber")->spec()->defaultName() ==
+                              zel::String("Number on the label"),
+                          c.reason == nullptr);
+            }
+        EXPECT_TRUE(enumerator().moduleFailures().empty());
+        std::string const log = m_folder.read("log");
+        std::string const warning = path + ": " + (c.reason ? c.reason : "");
+        EXPECT_EQ(test::has(log, warning), c.reason != nullptr) << log;
+        EXPECT_EQ(log.find(path), log.rfind(path)) << "said once: " << log;
+    }
+    zel::LogFactory::configure("", static_cast<int>(zel::LogLevel::Error));
 }
 
 TEST_F(ModulesFolderTest, AModuleThatFailsCostsItsOwnDevicesAndOneLine)
@@ -194,6 +234,39 @@ TEST_F(ModulesFolderTest, AModuleThatFailsCostsItsOwnDevicesAndOneLine)
     EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
     EXPECT_EQ(errno, ECHILD);
 }
+
+TEST_F(ModulesFolderTest, WhoClosesWhatItIsToldAndAnswersIsTaken)
+{
+    script("deaf", std::string("exec 3<&-\ncat >&4 <<'END'\n") + kGhost + "</StateManager>\nEND\n");
+    EXPECT_TRUE(holds(found(), "Ghost\n"));
+    EXPECT_TRUE(enumerator().moduleFailures().empty());
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // they keep what was freed
+// As many as are asked at the same time, each of which writes until it is stopped.
+TEST_F(ModulesFolderTest, FloodsTakeLittleMoreMemoryThanOneLargestAnswer)
+{
+    constexpr int kFloods = 8;
+    constexpr long kMostKiB = 400 << 10; // one of 256 MiB, seven of 8 MiB, and what the program has besides
+    for (int i = 1; i <= kFloods; ++i)
+        script("flood" + std::to_string(i), "exec cat /dev/zero >&4");
+    pid_t const child = ::fork();
+    if (child == 0) {
+        bool const isHonestThere = test::has(found(C::HardDrive()), "Drive 2\n");
+        auto const failures = enumerator().moduleFailures();
+        bool const areRefused = std::all_of(failures.begin(), failures.end(), [](zel::String const& failure) {
+            return failure.endsWith("its answer is too large");
+        });
+        ::_exit(isHonestThere && areRefused && failures.size() == kFloods ? 0 : 1);
+    }
+    int status = -1;
+    rusage use;
+    ASSERT_EQ(::wait4(child, &status, 0, &use), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_GT(use.ru_maxrss, 256 << 10) << "they were stopped before";
+    EXPECT_LT(use.ru_maxrss, kMostKiB);
+}
+#endif
 
 TEST_F(ModulesFolderTest, ADeadlineEndsWhatDoesNotEnd)
 {

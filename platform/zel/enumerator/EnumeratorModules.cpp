@@ -5,6 +5,7 @@
 #include <zel/enumerator/modules/ModuleProcess.h>
 #include <zel/enumerator/modules/ModulesFolder.h>
 #include <zel/foundation/FileSystem.h>
+#include <zel/foundation/Logger.h>
 #include <zel/foundation/System.h>
 #include <zel/model/state/StateManager.h>
 #include <zel/model/texts/LocalizedResource.h>
@@ -62,18 +63,25 @@ std::string documentOf(StateManager const& known)
     return Serializable::serializeUtf8(known, kElement);
 }
 
+Logger& logger() { return LogFactory::getLogger("zel.Enumerator"); }
+
 /// A property's name is no part of the answer; who wrote the module put it into the plain text file beside it. That of
-/// a language is not asked: like the enumerator's own, names are the same whoever looks.
+/// a language is not asked: like the enumerator's own, names are the same whoever looks. Who could not have put the module
+/// there does not name what it found.
 void nameProperties(std::string const& program, StateManager& answer)
 {
     String const guid = FileSystem::extractBaseFileName(String(program)).lowered();
-    auto const texts = LocalizedResource::load(FileSystem::folderOf(program) + "/" + guid.toUtf8() + ".w4p");
+    auto const texts = KeyTextFile::load(FileSystem::folderOf(program) + "/" + guid.toUtf8() + ".w4p",
+                                         FileSystem::Writers::AsProgram);
+    for (KeyTextFile::Issue const& issue : texts.issues())
+        ZEL_LOG(logger(), LogLevel::Warning)
+            << "names of a module's properties: " << issue.toString().withoutControls(false);
     for (std::size_t i = 0; i < answer.deviceCount(); ++i) {
         DeviceImp& device = *answer.deviceAtIndex(i);
         for (PropertyImp* one = device.firstProperty(); one; one = device.nextProperty())
             if (one->spec()->defaultName().empty())
                 if (auto const name =
-                        LocalizedResource::textIn(*texts, String("Property.") + one->key() + ".Name"))
+                        LocalizedResource::textIn(texts, String("Property.") + one->key() + ".Name"))
                     one->spec()->setDefaultName(*name);
     }
 }

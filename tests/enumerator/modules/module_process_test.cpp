@@ -162,6 +162,31 @@ TEST(ModuleProcess, SeveralRunAtTheSameTimeAndAreTakenInOrder)
     EXPECT_EQ(outcomes, expected);
 }
 
+// What comes early is not read to its end before its turn: one waits with its pipe full, one has ended meanwhile.
+TEST(ModuleProcess, LargeAnswersWaitForTheirTurnAndAreWhole)
+{
+    constexpr std::size_t kAhead = 8u << 20, kRest = 60'000;
+    test::TemporaryFolder const folder;
+    std::string const id = folder.path("id");
+    std::string const state = "/proc/$(cat " + id + ")/stat";
+    folder.write("first", "#!/bin/sh\nuntil test -e " + id + "; do :; done\nwhile test -e " + state +
+                              " && ! grep -q ') Z ' " + state + "; do :; done\necho first >&4\n");
+    folder.write("waits", "#!/bin/sh\nhead -c 12000000 /dev/zero >&4\n");
+    folder.write("ends", "#!/bin/sh\n" + noteOwnId(id) + "head -c " + std::to_string(kAhead) +
+                             " /dev/zero >&4\nexec head -c " + std::to_string(kRest) + " /dev/zero >&4\n");
+    std::vector<std::string> programs;
+    for (char const* const name : {"first", "waits", "ends"}) {
+        programs.push_back(folder.path(name));
+        ASSERT_EQ(::chmod(programs.back().c_str(), 0755), 0);
+    }
+    std::vector<std::size_t> sizes;
+    ModuleProcess::runAll(programs, {}, "", {}, [&](std::size_t, ModuleProcess::Outcome& outcome) {
+        EXPECT_EQ(outcome.error.toUtf8(), "");
+        sizes.push_back(outcome.output.size());
+    });
+    EXPECT_EQ(sizes, (std::vector<std::size_t>{sizeof "first", 12'000'000, kAhead + kRest}));
+}
+
 TEST(ModuleProcess, WhereTheKernelReapsChildrenTheAnswerCounts)
 {
     auto const before = ::signal(SIGCHLD, SIG_IGN);

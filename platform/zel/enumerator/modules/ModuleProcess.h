@@ -14,8 +14,8 @@ struct ZEL_EXPORT ModuleProcess
 {
     struct Limits
     {
-        std::size_t outputBytes = 256u << 20;
-        int milliseconds = 120'000; ///< from start to end; inventories of large machines take long
+        std::size_t outputBytes = 256u << 20; ///< of each answer; little more than one such is held in memory
+        int milliseconds = 120'000;           ///< from start to end; inventories of large machines take long
     };
 
     struct Outcome
@@ -29,8 +29,8 @@ struct ZEL_EXPORT ModuleProcess
     };
 
     /// Runs each of `programs` with `arguments`, "-pipeIn" and "-pipeOut" with the descriptors of its two pipes, hands
-    /// `input` to it and collects what it answers; several at the same time, each with its own deadline. `take` gets
-    /// the outcomes in the order of the programs, with the number of the program. A program's standard output goes nowhere, and of its
+    /// `input` to it and collects what it answers; several at the same time, each with its own deadline. One whose turn has
+    /// not come waits once it has written some megabytes, and its time with it. `take` gets the outcomes in the order of the programs, with the number of the program. A program's standard output goes nowhere, and of its
     /// standard error only the first line is kept: what a module says must not flood the report of whoever asked it. It
     /// has no other descriptor of this process. A child that takes longer or writes more than the limits is
     /// killed, and what it started with it; what left its process group is neither killed nor waited for, and what

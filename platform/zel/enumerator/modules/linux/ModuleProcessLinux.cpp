@@ -24,8 +24,11 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// As many answers may have to be held in memory as are waited for at once.
 constexpr std::size_t kAtOnce = 8;
+// Of its answer who is not the first in line may write so much, some ten thousand properties; then it waits for its turn.
+// Otherwise as many of the largest answers might stand in memory as are waited for at once.
+constexpr std::size_t kAheadBytes = 8u << 20;
+constexpr std::size_t kReadBytes = 65536;    // what a pipe holds
 constexpr std::size_t kComplaintBytes = 500; // of standard error; the rest is read and forgotten
 constexpr char kTooLong[] = "it took too long";
 constexpr char kHangs[] = "it does not end, even when killed";
@@ -52,17 +55,22 @@ public:
     bool isOver() const { return m_phase == Phase::Over; }
     ModuleProcess::Outcome& outcome() { return m_outcome; }
     /// The time was needed for something else.
-    void postpone(Clock::duration time) { m_end += time; }
-
-    /// What to wait for; closed ones, -1, are passed over.
-    std::array<pollfd, kPipes> waitsFor()
+    void postpone(Clock::duration time)
     {
+        m_end += time;
+        m_lookedAt += time;
+    }
+
+    /// What to wait for; closed ones, -1, are passed over. `isFirst`: its answer is the next one to be taken.
+    std::array<pollfd, kPipes> waitsFor(bool isFirst)
+    {
+        holdBack(m_phase == Phase::Talking && !isFirst && m_outcome.output.size() >= kAheadBytes);
         // Looked at before the pipes are: then all that it wrote is in them.
-        m_hasEnded = m_phase == Phase::Talking && m_child.hasEnded();
+        m_hasEnded = m_phase == Phase::Talking && !m_isHeldBack && m_child.hasEnded();
         if (m_phase == Phase::Starting)
             return {{{m_child.report.number(), POLLIN, 0}, {-1, 0, 0}, {-1, 0, 0}, {-1, 0, 0}}};
         return {{{-1, 0, 0},
-                 {m_child.fromChild.number(), POLLIN, 0},
+                 {m_isHeldBack ? -1 : m_child.fromChild.number(), POLLIN, 0},
                  {m_child.errors.number(), POLLIN, 0},
                  {m_child.toChild.number(), POLLOUT, 0}}};
     }
@@ -71,6 +79,8 @@ public:
     {
         if (m_hasEnded || isOver())
             return 0;
+        if (m_isHeldBack)
+            return kSliceMilliseconds;
         return m_phase == Phase::Ending || m_phase == Phase::Dying
                    ? 1 // it has closed its pipe or was killed, so its end is near
                    : std::min(remaining(), kSliceMilliseconds);
@@ -107,6 +117,15 @@ private:
         return left > 0 ? static_cast<int>(left) : 0;
     }
 
+    /// Its time does not run while its answer is not read.
+    void holdBack(bool hold)
+    {
+        auto const now = Clock::now();
+        if (m_isHeldBack)
+            m_end += now - m_lookedAt;
+        m_lookedAt = now;
+        m_isHeldBack = hold;
+    }
     void step(pollfd const* pipes)
     {
         switch (m_phase) {
@@ -154,7 +173,7 @@ private:
         }
         if (isAtEnd || (m_hasEnded && pipes[1].revents == 0))
             m_phase = Phase::Ending;
-        else
+        else if (!m_isHeldBack)
             failWhenLate();
     }
     void end()
@@ -224,11 +243,27 @@ private:
     /// False at the end.
     bool read()
     {
-        std::array<char, 65536> buffer;
+        std::array<char, kReadBytes> buffer;
         ssize_t const count = ::read(m_child.fromChild.number(), buffer.data(), buffer.size());
-        if (count > 0)
+        if (count > 0) {
+            makeRoom();
             m_outcome.output.append(buffer.data(), static_cast<std::size_t>(count));
+        }
         return count > 0 || (count < 0 && (errno == EINTR || errno == EAGAIN));
+    }
+
+    /// A large answer gets room for the largest at once: pages that nobody writes to cost no memory, while a text that
+    /// grows by doubling, and is copied for it, takes twice its size.
+    void makeRoom()
+    {
+        std::string& output = m_outcome.output;
+        std::size_t const most = m_outputBytes + kReadBytes;
+        if (output.size() < kAheadBytes || output.capacity() >= most)
+            return;
+        try {
+            output.reserve(most);
+        } catch (std::bad_alloc const&) { // where pages are counted that nobody writes to; it may need less
+        }
     }
 
     ModuleChild m_child;
@@ -238,8 +273,10 @@ private:
     std::string m_said;
     std::size_t m_outputBytes;
     Clock::time_point m_end;
+    Clock::time_point m_lookedAt = Clock::now();
     Phase m_phase = Phase::Starting;
     bool m_hasEnded = false;
+    bool m_isHeldBack = false; ///< too far ahead: its answer is not read for now
 };
 
 using Conversations = std::deque<std::unique_ptr<Conversation>>;
@@ -252,7 +289,7 @@ void advance(Conversations& all)
     for (auto const& one : all) {
         if (StopSignal::requested()) // children in groups of their own do not hear of Ctrl-C
             one->fail(kStopped);
-        auto const pipes = one->waitsFor();
+        auto const pipes = one->waitsFor(&one == &all.front());
         waiting.insert(waiting.end(), pipes.begin(), pipes.end());
         patience = one->isOver() ? patience : std::min(patience, one->patience());
     }
