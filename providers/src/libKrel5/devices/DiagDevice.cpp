@@ -7,7 +7,6 @@
 
 #include <krel5/DeviceCapability.h>
 #include <krel5/DeviceState.h>
-#include <krel5/IndexOutOfBoundsException.h>
 
 #include <zel/foundation/Logger.h>
 
@@ -69,9 +68,7 @@ unsigned int DiagDevice::propertyCount() const
 DeviceProperty const& DiagDevice::getProperty(unsigned int index) const
 {
     zel::AutoMutex const guard(libraryMutex());
-    if (index >= imp().propertyCount())
-        throw IndexOutOfBoundsException(0, static_cast<int>(imp().propertyCount()) - 1,
-                                        static_cast<int>(index));
+    requireIndex(index, imp().propertyCount());
     return handleOf(*data().device, data().device->getProperty(index));
 }
 

@@ -1,6 +1,7 @@
 // What a running test looks up, and what it asks of the engine.
 #include <krel5/DiagModule.h>
 
+#include <libKrel5/basics/Arguments.h>
 #include <libKrel5/basics/LibraryMutex.h>
 #include <libKrel5/internal/backends/CommInterface.h>
 #include <libKrel5/internal/module/CommandLine.h>
@@ -8,7 +9,6 @@
 #include <libKrel5/objects/Factories.h>
 
 #include <krel5/DiagDevice.h>
-#include <krel5/IndexOutOfBoundsException.h>
 #include <krel5/Language.h>
 
 #include <zel/foundation/System.h>
@@ -67,8 +67,7 @@ DiagDevice DiagModule::optionalDevice(unsigned int index)
 {
     zel::AutoMutex const guard(libraryMutex());
     auto const devices = optionalDevices(s_testRunImp);
-    if (index >= devices.size())
-        throw IndexOutOfBoundsException(0, static_cast<int>(devices.size()) - 1, static_cast<int>(index));
+    requireIndex(index, devices.size());
     return DiagDevice(devices[index]);
 }
 

@@ -1,11 +1,11 @@
 #include <krel5/Event.h>
 
+#include <libKrel5/basics/Arguments.h>
 #include <libKrel5/basics/DataHolderDefinition.h>
 #include <libKrel5/basics/Texts.h>
 #include <libKrel5/values/ModuleResource.h>
 #include <libKrel5/values/TextVariables.h>
 
-#include <krel5/IndexOutOfBoundsException.h>
 #include <krel5/Value.h>
 
 #include <zel/model/runs/TestRunEventImp.h>
@@ -79,9 +79,7 @@ unsigned int Event::localizedTipCount() const
 
 KrelString const& Event::getLocalizedTip(unsigned int index) const
 {
-    unsigned int const count = localizedTipCount();
-    if (index >= count)
-        throw IndexOutOfBoundsException(0, static_cast<int>(count) - 1, static_cast<int>(index));
+    requireIndex(index, localizedTipCount());
     return cached(data().tip, withVariablesOf(imp().message(), tipKey(imp(), index + 1)).resolve());
 }
 

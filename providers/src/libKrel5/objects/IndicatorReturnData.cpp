@@ -1,8 +1,8 @@
 #include <krel5/IndicatorReturnData.h>
 
+#include <libKrel5/basics/Arguments.h>
 #include <libKrel5/basics/DataHolderDefinition.h>
 
-#include <krel5/IndexOutOfBoundsException.h>
 #include <krel5/KrelString.h>
 
 #include <zel/model/devices/PropertyImp.h>
@@ -49,8 +49,7 @@ unsigned int IndicatorReturnData::propertyCount() const
 DeviceProperty const& IndicatorReturnData::propertyAtIndex(unsigned int index) const
 {
     auto const& readings = m_holder.data().readings;
-    if (index >= readings.size())
-        throw IndexOutOfBoundsException(0, static_cast<int>(readings.size()) - 1, static_cast<int>(index));
+    requireIndex(index, readings.size());
     return readings[index].handle;
 }
 

@@ -1,9 +1,9 @@
 #include <krel5/Value.h>
 
+#include <libKrel5/basics/Arguments.h>
 #include <libKrel5/basics/DataHolderDefinition.h>
 #include <libKrel5/basics/Texts.h>
 
-#include <krel5/IndexOutOfBoundsException.h>
 #include <krel5/InternalException.h>
 #include <krel5/InvalidCreationException.h>
 #include <krel5/InvalidDataTypeException.h>
@@ -130,16 +130,10 @@ unsigned int sizeOf(ValueInternalData const& record, DataType const& arrayType)
     return static_cast<unsigned int>(readable(record, arrayType).elementCount());
 }
 
-[[noreturn]] void throwOutOfBounds(unsigned int size, unsigned int index)
-{
-    throw IndexOutOfBoundsException(0, static_cast<int>(size) - 1, static_cast<int>(index));
-}
-
 template <typename T>
 T const& elementOf(std::vector<T> const& elements, unsigned int index)
 {
-    if (index >= elements.size())
-        throwOutOfBounds(static_cast<unsigned int>(elements.size()), index);
+    requireIndex(index, elements.size());
     return elements[index];
 }
 
@@ -220,8 +214,8 @@ int Value::getInt32InArray(unsigned int index) const
 {
     auto const& elements = readable(data(), DataType::INT32ARRAY()).int32Array();
     if (index >= elements.size())
-        throwOutOfBounds(Uint32ArraySize(),
-                         index); // the unsigned size is meant: its type check is part of the answer
+        requireIndex(index,
+                     Uint32ArraySize()); // the unsigned size is meant: its type check is part of the answer
     return elements[index];
 }
 
