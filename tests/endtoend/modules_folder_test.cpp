@@ -124,6 +124,65 @@ END)");
     EXPECT_EQ(state.parentOf(*state.device("below")), drive);
 }
 
+// A module calls devices as it likes; that they are known shows by their place.
+TEST_F(ModulesFolderTest, AKnownDeviceUnderAnotherGuidIsCompleted)
+{
+    zel::StateManager& state = zel::ModuleManager::getInstance().getStateManager();
+    C const wanted = C::HardDrive() | C::Memory();
+    enumerator().getDevicesOfType(wanted, 1, 0);
+    zel::String memory, drive;
+    for (std::size_t i = 0; i < state.deviceCount(); ++i)
+        if (zel::DeviceImp const& device = *state.deviceAtIndex(i); device.deviceType() == C::Memory())
+            memory = device.guid();
+        else if (device.name() == zel::String("Drive 1"))
+            drive = device.guid();
+    ASSERT_TRUE(state.device(memory) && state.device(drive));
+    std::size_t const known = state.deviceCount();
+    auto const as = [&state](zel::String const& guid, char const* busClass = nullptr) {
+        zel::DeviceImp const& device = *state.device(guid);
+        return " type=\"" + device.deviceType().toString().toUtf8() + "\" capabilities=\"" +
+               device.deviceType().toString().toUtf8() + "\" busClass=\"" +
+               (busClass ? busClass : device.busClass().toString().toUtf8()) + "\" location=\"" +
+               device.hwLocator().toUtf8() + "\"";
+    };
+    std::string const begin =
+        "cat >&4 <<'END'\n<StateManager format=\"zel-state\" version=\"1\">\n"
+        "<specification name=\"Group\" key=\"Group\" type=\"STRING\" category=\"SysInfo\"/>\n"
+        "<specification name=\"Colour\" key=\"Colour\" type=\"STRING\" category=\"SysInfo\"/>\n";
+    script(
+        "later",
+        begin + "<device guid=\"own\" name=\"Own\"" + as(memory) +
+            "><property spec=\"Group\" value=\"\"><member key=\"Colour\"/></property>"
+            "<property spec=\"Colour\" value=\"red\"/></device>\n"
+            "<device guid=\"below\" parent=\"own\" name=\"Below\" type=\"Memory\" "
+            "capabilities=\"Memory\"/>\n"
+            // of another module, which answers before; then a second one there, and one that is no such device
+            "<device guid=\"first\" parent=\"below\"" +
+            as(drive) + "/>\n<device guid=\"second\"" + as(drive) + "/>\n<device guid=\"third\"" +
+            as(drive, "USB") + "/>\n</StateManager>\nEND");
+    found(wanted);
+    for (zel::String const& failure : enumerator().moduleFailures())
+        ADD_FAILURE() << failure.toUtf8();
+    EXPECT_EQ(state.deviceCount(), known + 3);
+    EXPECT_EQ(state.device("own"), nullptr);
+    EXPECT_EQ(state.device("first"), nullptr);
+    for (char const* const guid : {"below", "second", "third"})
+        EXPECT_NE(state.device(guid), nullptr) << guid;
+    zel::DeviceImp const* const completed = state.device(memory);
+    ASSERT_NE(completed, nullptr);
+    EXPECT_NE(completed->name(), zel::String("Own"));
+    ASSERT_NE(completed->property("Colour"), nullptr);
+    EXPECT_EQ(completed->property("Colour")->value().toString(), zel::String("red"));
+    EXPECT_EQ(completed->groupOf(*completed->property("Colour")), completed->property("Group"));
+    EXPECT_EQ(state.parentOf(*state.device("below")), completed);
+    EXPECT_EQ(state.parentOf(*state.device(drive)), state.device("below"));
+
+    script("later", begin + "<device guid=\"" + drive.toUtf8() + "\"" + as(drive) +
+                        "/>\n<device guid=\"own\"" + as(drive) + "/>\n</StateManager>\nEND");
+    found(wanted);
+    EXPECT_NE(state.device("own"), nullptr) << "the module tells two devices apart";
+}
+
 TEST_F(ModulesFolderTest, NamesOfPropertiesComeFromTheTextsBesideTheModule)
 {
     m_folder.write("sysinfo/inventorying.w4p", "Property.SerialNumber.Name=Number on the label\n"

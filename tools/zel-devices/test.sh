@@ -1,8 +1,10 @@
 #!/bin/sh
-# Runs the device lister on small trees: what it prints, and how it refuses. Usage: test.sh PROGRAM [SANITIZERS]
+# Runs the device lister on small trees: what it prints, and how it refuses. Usage: test.sh PROGRAM [SANITIZERS [SYSINFO]]
+# SYSINFO: where the installed program looks for further modules, seen from its own folder.
 set -u
 program=$1
 sanitizers=${2:-}
+sysinfo=${3:-}
 folder=$(mktemp -d) || exit 1
 trap 'rm -rf "$folder"' EXIT
 mkdir -p "$folder/proc" "$folder/sys/class/dmi/id"
@@ -136,6 +138,35 @@ for limit in $limits; do
     [ "$status" -ne 1 ] || told=$((told + $(grep -c "devices may be missing: Too many open files (.*times, first at /" "$folder/errors")))
 done
 [ -z "$limits" ] || [ "$told" -gt 0 ] || { echo "FAILED: no limit made it say that devices may be missing"; failures=$((failures + 1)); }
+
+# On the running machine a further module is asked; it calls the memory by a name and a guid of its own.
+if [ -n "$sysinfo" ] && grep -q MemTotal /proc/meminfo; then
+    installed=$folder/installed/for/this/bin
+    mkdir -p "$installed" && mkdir -p "$installed/$sysinfo"
+    cat > "$installed/$sysinfo/acme" <<'END'
+#!/bin/sh
+cat >&4 <<'ANSWER'
+<StateManager format="zel-state" version="1">
+<specification name="Colour" key="Colour" type="STRING" category="SysInfo"/>
+<device guid="own" name="Acme memory" type="Memory" capabilities="Memory" busClass="MEM" location="Memory"><property spec="Colour" value="red"/></device>
+<device guid="below" parent="own" name="Acme part" type="MemoryChip" capabilities="MemoryChip"/>
+</StateManager>
+ANSWER
+END
+    chmod 755 "$installed/$sysinfo/acme"
+    cp "$program" "$installed/zel-devices"
+    tested=$program
+    program=$installed/zel-devices
+    LD_LIBRARY_PATH=$(dirname "$tested")/../lib
+    export LD_LIBRARY_PATH
+    check "a module's device below the one that is known" 0 '^    Acme part'
+    if ! "$program" -v | grep -A20 '^  Memory  \[Memory\]' | grep -q 'Colour: red' || "$program" -v | grep -q 'Acme memory'; then
+        echo "FAILED: a known device that a module calls otherwise is listed twice"
+        failures=$((failures + 1))
+    fi
+    unset LD_LIBRARY_PATH
+    program=$tested
+fi
 
 rm -rf "$folder/proc" "$folder/sys"
 check "empty machine" 0 'No devices found' --root "$folder"

@@ -2,6 +2,7 @@
 
 #include <zel/enumerator/Enumerator.h>
 
+#include <zel/enumerator/modules/KnownDevices.h>
 #include <zel/enumerator/modules/ModuleProcess.h>
 #include <zel/enumerator/modules/ModulesFolder.h>
 #include <zel/foundation/FileSystem.h>
@@ -121,7 +122,7 @@ void takeDevices(StateManager& answer, CapabilityImp const& wanted, StateManager
             others.push_back(device.guid());
     for (String const& guid : others)
         answer.removeDevice(guid);
-    found.completeDevices(answer);
+    KnownDevices::complete(found, answer);
 }
 
 } // namespace
