@@ -331,11 +331,14 @@ TEST_F(ModulesFolderTest, ADeadlineEndsWhatDoesNotEnd)
 {
     std::filesystem::remove(folder() + "/inventorying"); // an honest one may take longer than that
     enumerator().setModuleDeadline(300);
-    for (std::string const text :
-         {"exec sleep 600", "exec 4>&-; exec sleep 600", "exec cat <&3 >/dev/null; sleep 600",
-          "while :; do echo complaint >&2; done", "trap '' TERM INT; sleep 600 & wait"}) {
+    std::string const answer = std::string("cat >&4 <<'END'\n") + kGhost + "</StateManager>\nEND\n";
+    for (std::string const& text : {std::string("exec sleep 600"), std::string("exec 4>&-; exec sleep 600"),
+                                    std::string("exec cat <&3 >/dev/null; sleep 600"),
+                                    std::string("while :; do echo complaint >&2; done"),
+                                    std::string("trap '' TERM INT; sleep 600 & wait"),
+                                    answer + "exec sleep 600", answer + "exec 3<&- 4>&-; exec sleep 600"}) {
         script("endless", text);
-        found(C::Monitor());
+        EXPECT_FALSE(test::has(found(C::Monitor()), "Ghost")) << text;
         auto const failures = enumerator().moduleFailures();
         ASSERT_EQ(failures.size(), 1u) << text;
         EXPECT_TRUE(holds(failures[0].toUtf8(), "endless: it ")) << text;

@@ -187,6 +187,23 @@ TEST(ModuleProcess, LargeAnswersWaitForTheirTurnAndAreWhole)
     EXPECT_EQ(sizes, (std::vector<std::size_t>{sizeof "first", 12'000'000, kAhead + kRest}));
 }
 
+TEST(ModuleProcess, TheTimeOfOneThatWaitsForItsTurnStandsStill)
+{
+    test::TemporaryFolder const folder;
+    // Each is within its time; the second one is not when that of the first counts.
+    folder.write("first", "#!/bin/sh\nsleep 1.8; echo first >&4\n");
+    folder.write("second", "#!/bin/sh\nhead -c 9000000 /dev/zero >&4; sleep 1.8; echo second >&4\n");
+    std::vector<std::string> const programs{folder.path("first"), folder.path("second")};
+    for (std::string const& program : programs)
+        ASSERT_EQ(::chmod(program.c_str(), 0755), 0);
+    ModuleProcess::Limits limits;
+    limits.milliseconds = 3000;
+    ModuleProcess::runAll(programs, {}, "", limits, [](std::size_t number, ModuleProcess::Outcome& outcome) {
+        EXPECT_EQ(outcome.error.toUtf8(), "");
+        EXPECT_TRUE(outcome.output.ends_with(number == 0 ? "first\n" : "second\n"));
+    });
+}
+
 TEST(ModuleProcess, WhereTheKernelReapsChildrenTheAnswerCounts)
 {
     auto const before = ::signal(SIGCHLD, SIG_IGN);
