@@ -46,6 +46,20 @@ void tell(char const* option, std::int64_t pipe, zel::String const& reason, char
 
 constexpr char kNothingTaken[] = "what is known already is not taken over";
 
+// Where memory is too short even for the line that tells of it.
+template <typename Action>
+void keepingInside(char const* consequence, Action action) noexcept
+{
+    try {
+        action();
+    } catch (...) {
+        try {
+            ErrorReporting::tell(zel::String("There is too little memory: ") + consequence);
+        } catch (...) {
+        }
+    }
+}
+
 std::optional<std::string> read(std::int64_t pipe)
 {
     std::string text;
@@ -70,11 +84,13 @@ void countDevices(zel::StateManager const& state, char const* before, char const
 // Nothing of a text that is no state counts.
 void takeIn(std::int64_t pipe, std::string const& text, bool mergesDevices)
 {
+    char const* consequence = kNothingTaken;
     try {
         zel::StateManager received;
         countDevices(received, "openConnection(): manager had ", " devices before xml transfer");
         zel::Serializable::deserializeUtf8(text, received);
         zel::AutoMutex const guard(libraryMutex());
+        consequence = "what is known already is taken over in part";
         manager().mergePropertySpecs(received);
         if (mergesDevices)
             manager().mergeWithTracking(received);
@@ -87,8 +103,10 @@ void takeIn(std::int64_t pipe, std::string const& text, bool mergesDevices)
             tell("-pipeIn", pipe, e.toString(), kNothingTaken);
     } catch (zel::Exception const& e) {
         ZEL_LOG(logger(), LogLevel::Error) << "Deserialization threw: " << e.toString();
-    } catch (...) {
+        tell("-pipeIn", pipe, e.toString(), consequence);
+    } catch (...) { // no memory for what is received
         ZEL_LOG(logger(), LogLevel::Error) << "Unknown error during deserialization";
+        tell("-pipeIn", pipe, "there is too little memory for it", consequence);
     }
 }
 
@@ -167,11 +185,13 @@ bool CommXml::receiveTestRun()
 
 void CommXml::receiveDevices()
 {
-    auto const pipe = CommandLine::integer(CommandLineOption::PIPEIN());
-    if (!pipe)
-        return;
-    if (auto const text = read(*pipe))
-        takeIn(*pipe, *text, m_mergesReceived);
+    keepingInside("devices are not received", [this] {
+        auto const pipe = CommandLine::integer(CommandLineOption::PIPEIN());
+        if (!pipe)
+            return;
+        if (auto const text = read(*pipe))
+            takeIn(*pipe, *text, m_mergesReceived);
+    });
 }
 
 void CommXml::sendPercentDoneMessage()
@@ -200,19 +220,21 @@ void CommXml::sendAddDevice(zel::DeviceImp&)
 
 void CommXml::sendAddDevices()
 {
-    zel::TraceScope const trace(logger(), "sendEnumDevices", __LINE__);
-    {
-        zel::AutoMutex const guard(libraryMutex());
-        manager().clearPropertySpecs();
-    }
-    auto const pipe = CommandLine::integer(CommandLineOption::PIPEOUT());
-    auto const text = serialize();
-    if (!text)
-        return;
-    if (pipe)
-        write(*pipe, *text);
-    else
-        print(*text);
+    keepingInside("devices are not handed over", [] {
+        zel::TraceScope const trace(logger(), "sendEnumDevices", __LINE__);
+        {
+            zel::AutoMutex const guard(libraryMutex());
+            manager().clearPropertySpecs();
+        }
+        auto const pipe = CommandLine::integer(CommandLineOption::PIPEOUT());
+        auto const text = serialize();
+        if (!text)
+            return;
+        if (pipe)
+            write(*pipe, *text);
+        else
+            print(*text);
+    });
 }
 
 } // namespace krel5
