@@ -40,6 +40,8 @@ void discover()
     report(found, *s_declarations, SysInfoModule::collectSysInfo());
     for (zel::RootFailure const& failure : enumerator.failures())
         alert("DevicesMayBeMissing", AlertType::OS_ISSUE(), failure.toString());
+    for (zel::TableDamage const& damage : enumerator.tableDamages())
+        alert("DevicesMayBeMissing", AlertType::SOFTWARE_ISSUE(), damage.what);
     for (zel::String const& failure : enumerator.moduleFailures())
         alert("ModuleFailed", AlertType::SOFTWARE_ISSUE(), failure);
 }

@@ -1,6 +1,8 @@
 // The module "inventory" as a person runs it: on a small machine in a folder, and on this one.
 #include <endtoend/ModuleFolder.h>
 
+#include <enumerator/SmbiosTable.h>
+
 #include <zel/enumerator/Enumerator.h>
 #include <zel/enumerator/records/Properties.h>
 #include <zel/model/state/StateManager.h>
@@ -16,6 +18,8 @@ namespace {
 using test::has;
 using test::holds;
 using test::Outcome;
+using zel::test::memoryDevice;
+using zel::test::SmbiosTable;
 
 struct Inventory : test::ModuleFolder
 {
@@ -206,6 +210,76 @@ TEST_F(Inventory, SaysWhatIsMissing)
     Outcome const nowhere = inventory({"enum"});
     EXPECT_EQ(nowhere.status, 22);
     EXPECT_TRUE(holds(nowhere.err, "/nothing/here"));
+}
+
+TEST_F(Inventory, ShowsEveryFirmwareTableOnce)
+{
+    std::string const path = "sys/firmware/dmi/tables/DMI";
+    SmbiosTable table;
+    table.add(200, {}, {"of the maker"});
+    for (char const* const place :
+         {"System", "SMBIOS:0"}) { // where no BIOS is described, they are the system's
+        machine(path, table.bytes());
+        machine("sys/class/dmi/id/bios_vendor", "Maker\n"); // the kernel's copy describes one in any case
+        zel::StateManager state;
+        read(inventory({"enum", "-v", "-x"}).out, state);
+        std::size_t count = 0;
+        for (std::size_t i = 0; i < state.deviceCount(); ++i)
+            count += state.deviceAtIndex(i)->property("FirmwareTables") ? 1 : 0;
+        EXPECT_EQ(count, 1u) << place;
+        zel::DeviceImp const* const device = deviceAt(state, place);
+        ASSERT_NE(device, nullptr) << place;
+        ASSERT_NE(device->property("FirmwareTables"), nullptr) << place;
+        EXPECT_TRUE(holds(device->property("FirmwareTables")->value().toString().toUtf8(), "of the maker"));
+        table.add(0, {1, 2, 0, 0xE0, 3}, {"Maker", "1.0", "2020"});
+    }
+}
+
+TEST_F(Inventory, SaysWhereTheFirmwaresTableIsDamaged)
+{
+    SmbiosTable table;
+    table.add(0, {1, 2, 0, 0xE0, 3}, {"Maker", "1.0", "2020"}).add(1, {1}, {"x"});
+    std::string const sound =
+        SmbiosTable(table).add(17, memoryDevice(1024), {"A1", "B1", "Acme", "S1", "P1"}).bytes();
+    auto const size = static_cast<std::uint32_t>(sound.size());
+    auto const listing = [this](std::vector<std::string> const& words) {
+        test::Start start;
+        start.name = "zel-devices";
+        start.arguments = {"--root", m_folder.path("machine")};
+        start.arguments.insert(start.arguments.end(), words.begin(), words.end());
+        return test::run(ZEL_DEVICES, start);
+    };
+    std::string const path = "sys/firmware/dmi/tables/";
+    machine(path + "smbios_entry_point", SmbiosTable::entryPoint(3, 2, size));
+    machine(path + "DMI", sound); // no end mark, but as long as it should be
+    EXPECT_FALSE(has(inventory({"enum"}).err, "damaged"));
+    EXPECT_EQ(listing({}).status, 0);
+    EXPECT_TRUE(holds(listing({}).out, "Acme"));
+
+    char place[16];
+    std::snprintf(place, sizeof place, "0x%04zx", table.bytes().size());
+    for (auto const& [length, what] : {std::pair{table.bytes().size(), "it ends there, and should have "},
+                                       std::pair{table.bytes().size() + 12, "a structure of type 17 is cut"},
+                                       std::pair{sound.size() - 2, "a structure of type 17 does not end"}}) {
+        machine(path + "DMI", sound.substr(0, length));
+        std::string const line =
+            std::string("the firmware's table (/sys/firmware/dmi/tables/DMI) is damaged at offset ") + place +
+            ": " + what;
+        Outcome const outcome = inventory({"enum"});
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_TRUE(holds(outcome.err, "Devices may be missing: " + line));
+        EXPECT_TRUE(holds(outcome.out, line)) << "an alert";
+        EXPECT_TRUE(holds(outcome.out, "Test CPU")) << "all others are there";
+        Outcome const all = listing({"--json"});
+        EXPECT_EQ(all.status, 1);
+        EXPECT_TRUE(holds(all.err, "devices may be missing: " + line));
+        EXPECT_TRUE(holds(all.out, line)) << "among the gaps";
+        EXPECT_EQ(listing({"--class", "MemoryChip"}).status, 1);
+        EXPECT_TRUE(holds(listing({"--class", "Memory"}).err, "not everything is known: " + line));
+        Outcome const processors = listing({"--class", "CPU"});
+        EXPECT_EQ(processors.status, 0) << "no matter of those who ask for others";
+        EXPECT_EQ(processors.err, "");
+    }
 }
 
 TEST_F(Inventory, DescribesItsPropertiesInBothLanguages)

@@ -22,6 +22,7 @@ public:
     std::string const& name() const { return m_name; }
     Root const& root() const { return *m_root; }
     std::vector<DeviceDescription> const& devices() const { return m_records.devices(); }
+    std::vector<TableDamage> const& damages() const { return m_records.damages(); }
     std::vector<DeviceDescription const*> ofType(CapabilityImp const& type) const;
     DeviceDescription const* byOsLocator(std::string const& osLocator) const;
     DeviceDescription const* byLocation(CapabilityImp const& type, std::string const& hwLocator) const;

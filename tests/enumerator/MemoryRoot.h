@@ -219,6 +219,7 @@ class RecordingSink : public DeviceSink
 {
 public:
     void add(DeviceDescription device) override { devices.push_back(std::move(device)); }
+    void tell(TableDamage const& damage) override { damages.push_back(damage); }
     bool wantsDetail() const override { return detail; }
 
     std::vector<DeviceDescription const*> ofType(CapabilityImp const& type) const
@@ -248,6 +249,7 @@ public:
     }
 
     std::vector<DeviceDescription> devices;
+    std::vector<TableDamage> damages;
     bool detail = false;
 };
 

@@ -105,6 +105,8 @@ TEST(CapturedMachines, EveryDeviceIsWhole)
     for (CapturedMachine const& machine : capturedMachines()) {
         SCOPED_TRACE(machine.name());
         EXPECT_FALSE(machine.devices().empty());
+        for (TableDamage const& damage : machine.damages())
+            ADD_FAILURE() << damage.what.toUtf8();
         for (DeviceDescription const& device : machine.devices()) {
             EXPECT_FALSE(device.name.empty()) << described(device);
             EXPECT_FALSE(device.description.empty()) << described(device);

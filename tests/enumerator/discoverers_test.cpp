@@ -1,6 +1,7 @@
 // The list of device classes: who asks for some gets exactly those, and nothing else of the machine is touched.
 
 #include "HardwareMachine.h"
+#include "SmbiosTable.h"
 
 #include <zel/enumerator/Enumerator.h>
 
@@ -91,6 +92,48 @@ TEST(Discoverers, AMachineThatCannotBeLookedThroughSaysSo)
     enumerator.getDevicesOfType(C::ALL(), 1, 0);
     EXPECT_TRUE(enumerator.failures().empty());
     EXPECT_EQ(enumerator.deviceCount(), all.devices.size());
+}
+
+// Who tests processors or drives is not short of anything because the firmware's table is damaged.
+TEST(Discoverers, ADamagedTableConcernsThoseWhoAskForWhatItTellsOf)
+{
+    MemoryRoot damaged = completeMachine();
+    std::string const table = damaged.read("sys/firmware/dmi/tables/DMI", 1 << 20).value();
+    damaged.remove("sys/firmware/dmi/tables/smbios_entry_point");
+    damaged.file("sys/firmware/dmi/tables/DMI",
+                 SmbiosTable().add(1, {1}, {"Maker"}).bytes() + "\x11\x28 cut");
+    Enumerator& enumerator = Enumerator::instance();
+    struct Case
+    {
+        C wanted;
+        char const* missing; // "-": not concerned
+    };
+    for (Case const& one :
+         {Case{C::CPU(), "-"}, Case{C::HardDrive() | C::NetworkCard(), "-"}, Case{C::Memory(), "NIL"},
+          Case{C::MemoryChip() | C::CPU(), "MemoryChip"}, Case{C::BIOS() | C::HardDrive(), "BIOS"},
+          Case{C::ALL(), "Firmware, BIOS, MemoryChip, Chassis, SystemBoard"},
+          Case{C::Hardware(), "Firmware, BIOS, MemoryChip, Chassis, SystemBoard"}}) {
+        enumerator.setRoot(std::make_unique<MemoryRoot>(damaged));
+        enumerator.getDevicesOfType(one.wanted, 1, 0);
+        auto const damages = enumerator.tableDamages();
+        EXPECT_TRUE(enumerator.failures().empty());
+        if (std::string_view(one.missing) == "-") {
+            EXPECT_TRUE(damages.empty()) << damages[0].concerned.toString().toUtf8();
+            continue;
+        }
+        ASSERT_EQ(damages.size(), 1u) << one.missing << ": once, whoever reads it";
+        EXPECT_EQ(
+            damages[0].what.toUtf8(),
+            "the firmware's table (/sys/firmware/dmi/tables/DMI) is damaged at offset 0x000c: a structure of "
+            "type 17 is cut; what follows is not shown");
+        EXPECT_TRUE(damages[0].missing.isCapable(C(one.missing)) &&
+                    C(one.missing).isCapable(damages[0].missing))
+            << damages[0].missing.toString().toUtf8();
+    }
+    damaged.file("sys/firmware/dmi/tables/DMI", table);
+    enumerator.setRoot(std::make_unique<MemoryRoot>(damaged));
+    enumerator.getDevicesOfType(C::ALL(), 1, 0);
+    EXPECT_TRUE(enumerator.tableDamages().empty());
 }
 
 TEST(Discoverers, NoTwoRowsGiveDevicesOfOneType)

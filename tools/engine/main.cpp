@@ -19,7 +19,7 @@ int answered(std::string const& text, engine::Situation const& situation)
 {
     if (!listing::printed(text))
         return engine::kTrouble;
-    return situation.gaps.empty() ? engine::kDone : engine::kIncomplete;
+    return situation.gaps.empty() && situation.damages.empty() ? engine::kDone : engine::kIncomplete;
 }
 
 int list(CommandLine const& line)

@@ -70,6 +70,18 @@ std::vector<zel::CapabilityImp> classesOf(DevicesRequest const& request)
     return classes;
 }
 
+zel::CapabilityImp shownOf(std::vector<zel::CapabilityImp> const& classes)
+{
+    zel::CapabilityImp shown;
+    for (zel::CapabilityImp const& one : classes)
+        shown |= one;
+    return classes.empty() || shown.intersects(zel::CapabilityImp::Hardware()) ? zel::CapabilityImp::ALL()
+                                                                               : shown;
+}
+
+/// Whether all that was to be shown could be looked for.
+bool isWhole(Scan const& scan) { return scan.isComplete && scan.damages.empty(); }
+
 } // namespace
 
 std::string besideProgram(std::string const& folder)
@@ -78,7 +90,8 @@ std::string besideProgram(std::string const& folder)
     return program.empty() ? "" : zel::FileSystem::folderOf(program) + "/" + folder;
 }
 
-Scan scan(std::string const& root, bool detail, std::string const& modulesFolder)
+Scan scan(std::string const& root, bool detail, std::string const& modulesFolder,
+          zel::CapabilityImp const& shown)
 {
     zel::Enumerator& enumerator = zel::Enumerator::instance();
     try {
@@ -101,6 +114,13 @@ Scan scan(std::string const& root, bool detail, std::string const& modulesFolder
         origin.gaps.emplace_back("devices may be missing: " + failure.toString());
         found.isComplete = false;
     }
+    for (zel::TableDamage const& damage : enumerator.tableDamages())
+        if (damage.concerned.intersects(shown)) {
+            origin.gaps.push_back((damage.missing.intersects(shown) ? "devices may be missing: "
+                                                                    : "not everything is known: ") +
+                                  damage.what);
+            found.damages.push_back(damage);
+        }
     for (zel::String const& failure : enumerator.moduleFailures()) {
         origin.gaps.emplace_back("devices of a module are missing: " + failure);
         found.isComplete = false;
@@ -113,13 +133,13 @@ Scan scan(std::string const& root, bool detail, std::string const& modulesFolder
 int listDevices(DevicesRequest const& request, std::string const& modulesFolder)
 {
     auto const classes = classesOf(request);
-    Scan found = scan(request.root, request.form != Form::Tree, modulesFolder);
+    Scan found = scan(request.root, request.form != Form::Tree, modulesFolder, shownOf(classes));
     if (!found.rootIsRead)
         return kFailed;
     if (request.mask) // before what is not selected takes its host name along
         Mask().apply(found.machine);
     selectClasses(found.machine, classes);
-    return printed(written(found.machine, request.form)) && found.isComplete ? kListed : kFailed;
+    return printed(written(found.machine, request.form)) && isWhole(found) ? kListed : kFailed;
 }
 
 int compareDevices(DevicesRequest const& request, std::string const& modulesFolder)
@@ -128,7 +148,7 @@ int compareDevices(DevicesRequest const& request, std::string const& modulesFold
     Scan before, after;
     before.machine = saved(request.before);
     if (request.after.empty())
-        after = scan(request.root, true, modulesFolder);
+        after = scan(request.root, true, modulesFolder, shownOf(classes));
     else
         after.machine = saved(request.after);
     if (!after.rootIsRead)
@@ -148,7 +168,7 @@ int compareDevices(DevicesRequest const& request, std::string const& modulesFold
     };
     if (!printed(text(found, before.machine, nameOf(request.before), after.machine, nameOf(request.after))))
         return kTrouble;
-    return !after.isComplete ? kTrouble : found.isSame() ? kSame : kDiffers;
+    return !isWhole(after) ? kTrouble : found.isSame() ? kSame : kDiffers;
 }
 
 } // namespace listing

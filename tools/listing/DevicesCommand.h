@@ -3,6 +3,8 @@
 
 #include <listing/Machine.h>
 
+#include <zel/enumerator/records/DeviceSink.h>
+
 #include <string>
 #include <vector>
 
@@ -27,6 +29,8 @@ struct Scan
     Machine machine;
     bool rootIsRead = true;
     bool isComplete = true; ///< but for what the user may not read
+    std::vector<zel::TableDamage>
+        damages; ///< of tables that tell of what is shown; all other classes are complete
 };
 
 /// The folder, seen from that of the running program; empty when nobody can tell which program runs.
@@ -34,8 +38,10 @@ std::string besideProgram(std::string const& folder);
 
 /// Looks through the machine below `root`; zel::ModuleManager has its state afterwards. On the running machine the
 /// modules of `modulesFolder` (empty: none) are asked, too. `detail`: also for what few ask for. Says on
-/// standard error why devices may be missing. Throws InvalidArgumentException for a root that is none.
-Scan scan(std::string const& root, bool detail, std::string const& modulesFolder);
+/// standard error why devices may be missing, of a damaged table only if it tells of a class of `shown`. Throws
+/// InvalidArgumentException for a root that is none.
+Scan scan(std::string const& root, bool detail, std::string const& modulesFolder,
+          zel::CapabilityImp const& shown = zel::CapabilityImp::ALL());
 
 /// Both print on standard output and return the process's exit status. Throw InvalidArgumentException for a request that is
 /// bad usage, other exceptions for files that cannot be read.

@@ -83,6 +83,7 @@ void Enumerator::getDevicesOfType(CapabilityImp const& capabilities, int, int)
 void Enumerator::findDevices(CapabilityImp const& capabilities, StateManager& found)
 {
     noteModuleFailures({});
+    noteTableDamages({});
     Setting now = setting();
     if (!now.root) {
         now.root = Root::open("/");
@@ -96,6 +97,7 @@ void Enumerator::findDevices(CapabilityImp const& capabilities, StateManager& fo
     DeviceRecords records(capabilities, now.detail);
     discover(*now.root, capabilities, records);
     records.fill(found);
+    noteTableDamages(records.damages());
     if (now.root->isLive())
         askModules(now, capabilities, found);
     for (std::string const& directory : now.root->refused())
@@ -131,6 +133,20 @@ void Enumerator::noteModuleFailures(std::vector<String> failures)
         ZEL_LOG(logger(), LogLevel::Error) << "module " << failure;
     std::lock_guard const lock(m_lock);
     m_moduleFailures = std::move(failures);
+}
+
+std::vector<TableDamage> Enumerator::tableDamages() const
+{
+    std::lock_guard const lock(m_lock);
+    return m_damages;
+}
+
+void Enumerator::noteTableDamages(std::vector<TableDamage> damages)
+{
+    for (TableDamage const& damage : damages)
+        ZEL_LOG(logger(), LogLevel::Error) << damage.what;
+    std::lock_guard const lock(m_lock);
+    m_damages = std::move(damages);
 }
 
 std::size_t Enumerator::deviceCount() const { return moduleState().deviceCount(); }

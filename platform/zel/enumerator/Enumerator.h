@@ -8,6 +8,7 @@
 // Thread rule: findDevices may run in several threads at once. The operations that put devices into the module manager wait
 // for each other; who reads that manager meanwhile does so at his own risk.
 
+#include <zel/enumerator/records/DeviceSink.h>
 #include <zel/enumerator/root/Root.h>
 #include <zel/foundation/String.h>
 #include <zel/model/vocabulary/CapabilityImp.h>
@@ -59,6 +60,9 @@ public:
     /// What kept the scans since setRoot from looking everywhere, one for each reason: when there is any,
     /// devices may be missing. Each is an error line in the log too.
     std::vector<RootFailure> failures() const;
+    /// The damaged tables that the last call met and that tell of what it asked for, one for each; `missing` is empty when
+    /// none of its devices can be missing. Each is an error line in the log too.
+    std::vector<TableDamage> tableDamages() const;
     /// The modules that the last call asked in vain, one line for each: "{program}: {reason}". Their devices are
     /// missing, all others are there. Each is an error line in the log too.
     std::vector<String> moduleFailures() const;
@@ -80,11 +84,13 @@ private:
     Setting setting() const;
     void askModules(Setting const& setting, CapabilityImp const& capabilities, StateManager& found);
     void noteModuleFailures(std::vector<String> failures);
+    void noteTableDamages(std::vector<TableDamage> damages);
 
     std::mutex m_call; ///< one at a time fills the module manager
     mutable std::mutex m_lock;
     Setting m_setting;                    ///< under m_lock
     std::vector<String> m_moduleFailures; ///< under m_lock
+    std::vector<TableDamage> m_damages;   ///< under m_lock
 };
 
 } // namespace zel

@@ -132,6 +132,7 @@ void Enumerator::getDevicesFromModule(String const& module, int, int)
     std::lock_guard const call(m_call);
     StateManager& state = ModuleManager::getInstance().getStateManager();
     state.clear();
+    noteTableDamages({});
     std::vector<String> failures;
     if (std::string const program = programOf(module); program.empty())
         failures.push_back((String("\"") + module + "\" is no module's name").withoutControls(false));

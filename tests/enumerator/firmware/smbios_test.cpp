@@ -358,6 +358,54 @@ TEST(Smbios, EntryPointBoundsTheTable)
     EXPECT_EQ(Smbios(sampleTable().add(1, {1}, {"x"}).bytes(), "").structures().size(), 8u);
 }
 
+TEST(Smbios, DamageIsToldAndPaddingIsNot)
+{
+    std::string const open = SmbiosTable().add(1, {1}, {"x"}).add(200, {}).bytes(); // without an end mark
+    std::string const end = SmbiosTable().add(127, {}).bytes();
+    std::string const module = SmbiosTable().add(17, {1, 2}, {"A1"}).bytes();
+    auto const size = static_cast<std::uint32_t>(open.size());
+    ASSERT_EQ(size, 14u);
+    struct Case
+    {
+        std::string table;
+        std::uint32_t declared; // 0: no entry point
+        std::string damage;
+    };
+    for (Case const& one : std::initializer_list<Case>{
+             {"", 0, "-"},
+             {"", 100, "-"}, // not one byte could be read
+             {open + end, 0, "-"},
+             {open + end, 4096, "-"}, // a maximum
+             {open + end + "rubbish", 4096, "-"},
+             {open, 0, "-"},
+             {open, size, "-"},
+             {open + module.substr(0, 6), size, "-"}, // no part of the table
+             {open, size + 3, "-"},                   // less than a header
+             {open + std::string(20, '\0'), 0, "-"},
+             {open + std::string(20, '\xFF'), size + 20, "-"},
+             {open + end.substr(0, 4), 0, "-"},
+             {open, size + 4, "damaged at offset 0x000e: it ends there, and should have 18 bytes"},
+             {open + std::string(20, '\0'), 4096,
+              "damaged at offset 0x000e: it ends there, and should have 4096 bytes"},
+             {open + "\x11", 0, "damaged at offset 0x000e: a structure is cut"},
+             {open + module.substr(0, 5), 0, "damaged at offset 0x000e: a structure of type 17 is cut"},
+             {open + module.substr(0, 7), 0, "damaged at offset 0x000e: a structure of type 17 does not end"},
+             {open + module.substr(0, 9), 0, "damaged at offset 0x000e: a structure of type 17 does not end"},
+             {open.substr(0, 13), 0, "damaged at offset 0x0008: a structure of type 200 does not end"},
+             {open + std::string("\x11\3\0\0\0\0", 6), 0,
+              "damaged at offset 0x000e: a structure of type 17 is shorter than its header"}}) {
+        Smbios const smbios(one.table, one.declared == 0 ? "" : SmbiosTable::entryPoint(3, 2, one.declared));
+        EXPECT_EQ(smbios.damage().value_or("-"), one.damage) << one.table.size();
+    }
+    std::string const modules = SmbiosTable()
+                                    .add(16, memoryArray(1 << 20, 4))
+                                    .add(17, memoryDevice(512, 0, 0), {"A1", "B1", "Acme", "S1", "P1"})
+                                    .bytes();
+    EXPECT_TRUE(smbiosMemory(Smbios(modules, "")).installed);
+    SmbiosMemory const cut = smbiosMemory(Smbios(modules + "\x11", ""));
+    EXPECT_FALSE(cut.installed || cut.slots || cut.maximum) << "nobody knows what was behind it";
+}
+
 TEST(Smbios, MemoryModules)
 {
     struct Case

@@ -12,6 +12,8 @@
 #include <zel/model/devices/DeviceImp.h>
 #include <zel/model/vocabulary/TestResultImp.h>
 
+#include <algorithm>
+
 namespace engine {
 
 using listing::harmless;
@@ -52,6 +54,14 @@ std::string refusalText(Refusal const& refusal)
 
 /// Told already.
 bool isGap(Refusal const& refusal) { return refusal.moduleGuid.empty() && refusal.deviceName.empty(); }
+
+/// Whether anything is run on a device of these classes.
+bool testsAnyOf(Plan const& plan, zel::CapabilityImp const& classes)
+{
+    return std::any_of(plan.runs.begin(), plan.runs.end(), [&classes](PlannedRun const& run) {
+        return (run.device->deviceCapabilities() | run.device->deviceType()).intersects(classes);
+    });
+}
 
 } // namespace
 
@@ -113,6 +123,10 @@ int runCommand(RunRequest const& request)
     for (std::string const& gap :
          situation.gaps) // whose tests nobody can name, and which nobody may miss unawares
         plan.refusals.push_back({"", "", "", zel::TestResultImp::CANNOTRUN().toString().toUtf8(), gap, true});
+    for (zel::TableDamage const& damage : situation.damages)
+        if (testsAnyOf(plan, damage.missing))
+            plan.refusals.push_back({"", "", "", zel::TestResultImp::CANNOTRUN().toString().toUtf8(),
+                                     "devices may be missing: " + damage.what.toUtf8(), true});
     // What was asked for and is not run is told by the summary of a run, which is its report's.
     for (Refusal const& refusal : plan.refusals)
         if (!refusal.isAskedFor || (request.dryRun && !isGap(refusal)))

@@ -63,6 +63,7 @@ Situation lookAround(SituationRequest const& request)
         listing::complain(gap);
     if (!scan.isComplete) // what is missing, the scan has told
         situation.gaps.emplace_back("not all devices could be looked for");
+    situation.damages = scan.damages;
     situation.numbered = testedDevices(situation.catalog, *situation.machine);
     return situation;
 }

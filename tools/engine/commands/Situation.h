@@ -3,6 +3,8 @@
 
 #include <engine/catalog/Catalog.h>
 
+#include <zel/enumerator/records/DeviceSink.h>
+
 #include <string>
 #include <vector>
 
@@ -30,6 +32,8 @@ struct Situation
     std::vector<zel::DeviceImp*> numbered;     ///< devices that a person picks by number, from 1
     std::vector<std::string> installedFolders; ///< where installed modules were looked for
     std::vector<std::string> gaps; ///< why modules or devices may be missing; told on standard error
+    /// Why devices of a few classes may be missing; told as well. What tests all others is not short of anything.
+    std::vector<zel::TableDamage> damages;
 };
 
 /// Says on standard error what could not be seen. Throws InvalidArgumentException for a request that is bad usage.

@@ -1,6 +1,7 @@
 #include <zel/enumerator/firmware/Smbios.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <numeric>
 
 namespace zel {
@@ -87,52 +88,85 @@ Smbios::Smbios(std::string table, std::string_view entryPoint) : m_table(std::mo
 
 void Smbios::readEntryPoint(std::string_view entryPoint)
 {
-    std::size_t tableSize = m_table.size();
     if (isEntryPoint(entryPoint, "_SM3_", 6, 24)) {
         m_major = at(entryPoint, 7);
         m_minor = at(entryPoint, 8);
-        tableSize = littleEndian(entryPoint, 0x0C, 4);
+        m_declaredSize = littleEndian(entryPoint, 0x0C, 4);
     } else if (isEntryPoint(entryPoint, "_SM_", 5, 31)) {
         m_major = at(entryPoint, 6);
         m_minor = at(entryPoint, 7);
-        tableSize = littleEndian(entryPoint, 0x16, 2);
+        m_declaredSize = littleEndian(entryPoint, 0x16, 2);
         m_structureLimit = littleEndian(entryPoint, 0x1C, 2);
+    } else {
+        return;
     }
-    m_table.resize(std::min(m_table.size(), tableSize));
+    m_table.resize(std::min(m_table.size(), m_declaredSize));
 }
 
 void Smbios::readTable()
 {
-    std::string_view const table = m_table;
     std::size_t offset = 0;
     unsigned counts[256] = {};
-    while (m_structures.size() < m_structureLimit && table.size() - offset >= kHeaderSize) {
-        std::size_t const length = at(table, offset + 1);
-        if (length < kHeaderSize || length > table.size() - offset)
-            return;
-        std::string_view const formatted = table.substr(offset, length);
-        // The strings follow, each ended by a zero; one more zero ends the structure, two when it has none.
-        std::vector<std::string_view> strings;
-        std::size_t begin = offset + length;
-        std::size_t end = table.find('\0', begin);
-        for (; end != std::string_view::npos && end != begin; end = table.find('\0', begin)) {
-            if (strings.size() < kMostStrings)
-                strings.push_back(table.substr(begin, end - begin));
-            begin = end + 1;
-        }
-        if (end == std::string_view::npos)
-            return;
-        offset = end + 1;
-        if (strings.empty()) {
-            if (offset >= table.size() || table[offset] != '\0')
-                return;
-            ++offset;
-        }
-        std::uint8_t const type = at(formatted, 0);
-        m_structures.emplace_back(counts[type]++, formatted, std::move(strings));
-        if (type == kEndOfTable)
+    while (m_structures.size() < m_structureLimit) {
+        std::size_t const size = readStructure(offset, counts);
+        if (size == 0)
+            return judgeRest(offset);
+        offset += size;
+        if (m_structures.back().type() == kEndOfTable)
             return;
     }
+}
+
+/// Returns how many bytes it takes with its strings; 0 where no whole structure stands.
+std::size_t Smbios::readStructure(std::size_t offset, unsigned (&counts)[256])
+{
+    std::string_view const table = std::string_view(m_table).substr(offset);
+    std::size_t const length = table.size() >= kHeaderSize ? at(table, 1) : 0;
+    if (length < kHeaderSize || length > table.size())
+        return 0;
+    // The strings follow, each ended by a zero; one more zero ends the structure, two when it has none.
+    std::vector<std::string_view> strings;
+    std::size_t begin = length;
+    std::size_t end = table.find('\0', begin);
+    for (; end != std::string_view::npos && end != begin; end = table.find('\0', begin)) {
+        if (strings.size() < kMostStrings)
+            strings.push_back(table.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    if (end == std::string_view::npos)
+        return 0;
+    std::size_t const size = end + (strings.empty() ? 2 : 1);
+    if (size > table.size() || table[size - 1] != '\0')
+        return 0;
+    std::uint8_t const type = at(table, 0);
+    m_structures.emplace_back(counts[type]++, table.substr(0, length), std::move(strings));
+    return size;
+}
+
+/// What stands at the offset is no structure: the end of the table, what fills it up, or damage.
+void Smbios::judgeRest(std::size_t offset)
+{
+    std::string_view const rest = std::string_view(m_table).substr(offset);
+    std::string what;
+    if (rest.find_first_not_of(rest.substr(0, 1) == "\xFF" ? '\xFF' : '\0') == std::string_view::npos) {
+        // The kernel ends its copy where it meets what is no structure; what is less than a header is padding.
+        if (m_table.empty() || m_declaredSize < m_table.size() + kHeaderSize)
+            return;
+        what = "it ends there, and should have " + std::to_string(m_declaredSize) + " bytes";
+    } else if (rest.size() < kHeaderSize) {
+        what = "a structure is cut";
+    } else if (at(rest, 0) == kEndOfTable && at(rest, 1) == kHeaderSize) {
+        return; // the last one, but for its zeros
+    } else {
+        std::size_t const length = at(rest, 1);
+        what = "a structure of type " + std::to_string(at(rest, 0)) +
+               (length < kHeaderSize   ? " is shorter than its header"
+                : length > rest.size() ? " is cut"
+                                       : " does not end");
+    }
+    char place[32];
+    std::snprintf(place, sizeof place, "damaged at offset 0x%04zx: ", offset);
+    m_damage = place + what;
 }
 
 std::vector<SmbiosStructure const*> Smbios::ofType(std::uint8_t type) const

@@ -63,16 +63,23 @@ public:
     SmbiosStructure const* first(std::uint8_t type) const;
     std::optional<std::string> version() const; ///< "3.2"
     bool isAtLeast(unsigned major, unsigned minor) const noexcept;
+    /// Why structures may be missing, and from which byte on: "damaged at offset 0x01a3: a structure of type 17 does not
+    /// end". Absent for a whole table, also one without an end mark whose bytes are all used, and for none at all.
+    std::optional<std::string> const& damage() const noexcept { return m_damage; }
 
 private:
     void readEntryPoint(std::string_view entryPoint);
     void readTable();
+    std::size_t readStructure(std::size_t offset, unsigned (&counts)[256]);
+    void judgeRest(std::size_t offset);
 
     std::string m_table;
+    std::size_t m_declaredSize = 0; ///< by the entry point; 0: unknown
     std::size_t m_structureLimit = 65536;
     unsigned m_major = 0; // 0: unknown
     unsigned m_minor = 0;
     std::vector<SmbiosStructure> m_structures;
+    std::optional<std::string> m_damage;
 };
 
 /// What structure type 17 says about one memory module.
@@ -115,7 +122,8 @@ struct SmbiosProcessor
     static std::optional<SmbiosProcessor> from(SmbiosStructure const& structure);
 };
 
-/// What all structures of type 16 that are for system memory, and the modules in them, say together.
+/// What all structures of type 16 that are for system memory, and the modules in them, say together. Of a damaged table
+/// there are no sums.
 struct SmbiosMemory
 {
     std::optional<std::uint64_t> installed; ///< bytes; absent when a module does not tell its size

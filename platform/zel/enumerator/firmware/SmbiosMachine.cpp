@@ -188,6 +188,11 @@ SmbiosMemory smbiosMemory(Smbios const& smbios)
         memory.maximum.reset();
     if (memory.slots && *memory.slots < memory.filledSlots)
         memory.slots.reset();
+    if (smbios.damage()) { // more arrays and modules may have stood behind it
+        memory.installed.reset();
+        memory.maximum.reset();
+        memory.slots.reset();
+    }
     return memory;
 }
 

@@ -10,4 +10,12 @@ Smbios readSmbios(Root const& root)
     return Smbios(table ? std::move(*table) : std::string(), entryPoint.value_or(""));
 }
 
+std::optional<std::string> damageOf(Smbios const& smbios)
+{
+    if (!smbios.damage())
+        return std::nullopt;
+    return "the firmware's table (/sys/firmware/dmi/tables/DMI) is " + *smbios.damage() +
+           "; what follows is not shown";
+}
+
 } // namespace zel

@@ -115,6 +115,9 @@ void discoverMemory(Root const& root, DeviceSink& sink)
         sink.add(std::move(memory));
     }
     addMemoryModules(smbios, errors, sink);
+    if (auto const damage = damageOf(smbios))
+        sink.tell({String(*damage), CapabilityImp::MemoryChip() | CapabilityImp::Memory(),
+                   CapabilityImp::MemoryChip()});
     errors.addOthers(sink);
 }
 

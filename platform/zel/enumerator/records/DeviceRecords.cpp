@@ -6,6 +6,7 @@
 #include <zel/model/devices/DeviceImp.h>
 #include <zel/model/state/StateManager.h>
 
+#include <algorithm>
 #include <unordered_map>
 
 namespace zel {
@@ -92,6 +93,20 @@ void DeviceRecords::add(DeviceDescription device)
     else // two devices at one place cannot be told apart later
         ZEL_LOG(logger(), LogLevel::Warning) << "second " << device.type.toString() << " at "
                                              << device.hwLocator << " left out: " << device.name;
+}
+
+void DeviceRecords::tell(TableDamage const& damage)
+{
+    CapabilityImp const& wanted =
+        m_wanted.intersects(CapabilityImp::Hardware()) ? CapabilityImp::ALL() : m_wanted;
+    if (!damage.concerned.intersects(wanted))
+        return;
+    auto known = std::find_if(m_damages.begin(), m_damages.end(),
+                              [&damage](TableDamage const& one) { return one.what == damage.what; });
+    if (known == m_damages.end())
+        known = m_damages.insert(known, {damage.what, {}, {}});
+    known->concerned |= damage.concerned.intersect(wanted);
+    known->missing |= damage.missing.intersect(wanted);
 }
 
 void DeviceRecords::fill(StateManager& state) const

@@ -25,9 +25,12 @@ public:
     /// Throws InvalidArgumentException, and takes nothing, when a property is no row of Properties.def or its
     /// value cannot be read as the type that the row names.
     void add(DeviceDescription device) override;
+    /// Kept if it concerns what is wanted: once for each table, of the classes that are wanted.
+    void tell(TableDamage const& damage) override;
     bool wantsDetail() const override { return m_detail; }
     std::size_t count() const noexcept { return m_devices.size(); }
     std::vector<DeviceDescription> const& devices() const noexcept { return m_devices; }
+    std::vector<TableDamage> const& damages() const noexcept { return m_damages; }
 
     /// Adds the devices to `state`, each below its parent if that is among them, with the specifications of
     /// their properties. A device that is there already takes over what is new.
@@ -40,6 +43,7 @@ private:
     CapabilityImp m_wanted;
     bool m_detail;
     std::vector<DeviceDescription> m_devices;
+    std::vector<TableDamage> m_damages;
     std::map<Key, std::size_t> m_index; ///< into m_devices
 };
 

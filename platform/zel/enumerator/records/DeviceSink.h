@@ -39,11 +39,22 @@ struct DeviceDescription
     }
 };
 
+/// A table that only some classes of devices are read from, and that cannot be read to its end. Unlike a RootFailure it says
+/// nothing about all other devices: those are as complete as ever.
+struct TableDamage
+{
+    String what; ///< "the firmware's table is damaged at offset 0x01a3: ...; what follows is not shown"
+    CapabilityImp concerned; ///< classes of which less may be known
+    CapabilityImp missing;   ///< those among them of which devices may be missing
+};
+
 class DeviceSink
 {
 public:
     virtual ~DeviceSink() = default;
     virtual void add(DeviceDescription device) = 0;
+    /// Said by each discoverer that reads the table, of its own classes.
+    virtual void tell(TableDamage const&) {}
     /// Whether facts are wanted as well that take long to find or that only few ask for. A discoverer need not look:
     /// what it finds anyway may be added.
     virtual bool wantsDetail() const { return false; }

@@ -152,6 +152,8 @@ String addSystem(Root const& root, KernelCopy const& copy, Smbios const& smbios,
     system.add("SmbiosVersion", smbios.version());
     addOperatingSystem(root, system);
     addStartFacts(system, root);
+    if (sink.wantsDetail() && !smbios.first(kBios)) // else the BIOS shows them
+        addLines(system, "FirmwareTables", smbiosLines(smbios));
     String const name = system.name;
     if (system.properties.empty())
         return name; // a tree that tells nothing about the machine
@@ -219,7 +221,8 @@ void addBios(Facts facts, Root const& root, Smbios const& smbios, DeviceSink& si
         bios.add("Size", measure::bytes(smbiosRomSize(*facts.structure())));
     }
     if (sink.wantsDetail() && facts.instance() == 0) {
-        addLines(bios, "FirmwareTables", smbiosLines(smbios));
+        if (facts.structure())
+            addLines(bios, "FirmwareTables", smbiosLines(smbios));
         addLines(bios, "AcpiTables", acpiTables(root));
     }
     if (facts.any())
@@ -273,6 +276,10 @@ void discoverSystem(Root const& root, DeviceSink& sink)
     forEach(copy, smbios, kBoard, [&](Facts const& facts) { addBoard(facts, smbios, name, sink); });
     forEach(copy, smbios, kBios, [&](Facts const& facts) { addBios(facts, root, smbios, sink); });
     forEach(copy, smbios, kChassis, [&sink](Facts const& facts) { addChassis(facts, sink); });
+    if (auto const damage = damageOf(smbios)) {
+        C const read = C::SystemBoard() | C::BIOS() | C::Firmware() | C::Chassis();
+        sink.tell({String(*damage), read | C::System(), read});
+    }
 }
 
 } // namespace zel

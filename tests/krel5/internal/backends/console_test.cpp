@@ -1,6 +1,7 @@
 // What a person at the console reads: byte for byte, and how a wrong choice ends.
 #include <libKrel5/internal/backends/CommStandAlone.h>
 #include <libKrel5/internal/backends/CommStandAloneText.h>
+#include <libKrel5/internal/backends/MissingDevices.h>
 #include <libKrel5/internal/backends/Selection.h>
 
 #include <foundation/TemporaryFolder.h>
@@ -12,6 +13,7 @@
 #include <krel5/KrelString.h>
 #include <krel5/Value.h>
 
+#include <zel/enumerator/Enumerator.h>
 #include <zel/foundation/Array.h>
 #include <zel/foundation/Logger.h>
 #include <zel/model/runs/AlertImp.h>
@@ -236,6 +238,39 @@ TEST(Console, listings)
           std::string("sendAddDevice Stub - Need to Implement")})
         EXPECT_NE(log.find(line + "\n"), log.npos) << line << " is not in\n" << log;
     state.clear();
+}
+
+TEST(Console, aDamagedTableOfTheFirmwareCostsTestsOfWhatItTellsOf)
+{
+    test::TemporaryFolder const folder;
+    std::string const tables = folder.path("sys/firmware/dmi/tables");
+    std::filesystem::create_directories(tables);
+    std::ofstream(tables + "/DMI") << "\x11\x28 cut";
+    zel::Enumerator& enumerator = zel::Enumerator::instance();
+    enumerator.setRoot(folder.path());
+    using C = zel::CapabilityImp;
+    struct Case
+    {
+        C tested;
+        bool isRun;
+        char const* said;
+    };
+    std::string const damage =
+        "the firmware's table (/sys/firmware/dmi/tables/DMI) is damaged at offset 0x0000: "
+        "a structure of type 17 is cut; what follows is not shown\n";
+    for (Case const& one :
+         {Case{C::CPU() | C::HardDrive(), true, ""}, Case{C::Memory(), true, "Not everything is known: "},
+          Case{C::MemoryChip(), false, "Devices may be missing: "}}) {
+        enumerator.getDevicesOfType(one.tested, 1, 0);
+        EXPECT_EQ(CommStandAlone().hasAllDevices(), one.isRun) << one.said;
+        ::testing::internal::CaptureStderr();
+        EXPECT_TRUE(tellMissingDevices()) << "whoever lists devices has listed them";
+        std::string const said = ::testing::internal::GetCapturedStderr();
+        EXPECT_EQ(said.find(*one.said == 0 ? "table" : one.said + damage) == std::string::npos,
+                  *one.said == 0)
+            << said;
+    }
+    enumerator.setRoot("/");
 }
 
 TEST(ConsoleDeathTest, nothingToRunSaysWhy)

@@ -176,7 +176,7 @@ void CommStandAlone::receiveDiagnosticDevices()
     ZEL_LOG(logger(), zel::LogLevel::Warning) << "No devices discovered";
 }
 
-bool CommStandAlone::hasAllDevices() const { return zel::Enumerator::instance().failures().empty(); }
+bool CommStandAlone::hasAllDevices() const { return !mayMissTestedDevices(); }
 
 bool CommStandAlone::receiveIndicatorRun()
 {
