@@ -92,7 +92,7 @@ std::uint64_t amount(zel::DeviceImp const& device, char const* key)
 
 } // namespace
 
-TEST(Others, NodesOfMemoryAndTheHypervisorAreThoseOfLscpu)
+TEST(Others, NodesOfMemoryAddressesAndTheHypervisorAreThoseOfLscpu)
 {
     OUTPUT_OR_SKIP(output, "LC_ALL=C lscpu");
     for (std::string const& line : lines(*output)) {
@@ -101,8 +101,23 @@ TEST(Others, NodesOfMemoryAndTheHypervisorAreThoseOfLscpu)
             ASSERT_EQ(memory.size(), 1u);
             zel::PropertyImp const* const nodes = memory[0]->property("NumaNodes");
             ASSERT_NE(nodes, nullptr);
-            EXPECT_EQ(nodes->value().stringArray().size(), std::strtoul(line.substr(13).c_str(), nullptr, 10))
-                << line;
+            auto const count = std::strtoul(line.substr(13).c_str(), nullptr, 10);
+            EXPECT_EQ(nodes->value().stringArray().size(), count) << line;
+            zel::PropertyImp const* const sizes = memory[0]->property("NumaNodeSizes");
+            ASSERT_NE(sizes, nullptr);
+            ASSERT_EQ(sizes->value().discreteMeasurementArray().size(), count);
+            std::uint64_t sum = 0;
+            for (zel::DiscreteMeasurement const& size : sizes->value().discreteMeasurementArray())
+                sum += size.value();
+            EXPECT_EQ(sum, amount(*memory[0], "UsableMemory"))
+                << "MemTotal of all nodes is that of the machine";
+        }
+        if (line.rfind("Address sizes:", 0) == 0) {
+            zel::DeviceImp const& processor = *ofType(C::CPU()).at(0);
+            std::string const theirs = line.substr(line.find_first_not_of(' ', 14));
+            EXPECT_EQ(std::to_string(amount(processor, "PhysicalAddressWidth")) + " bits physical, " +
+                          std::to_string(amount(processor, "VirtualAddressWidth")) + " bits virtual",
+                      theirs);
         }
         if (line.rfind("Hypervisor vendor:", 0) == 0) {
             auto const system = ofType(C::System());

@@ -422,6 +422,14 @@ TEST(CpuInfo, Garbage)
     auto const facts = [](char const* lines) {
         return CpuInfo(std::string("processor : 0\n") + lines).facts(0);
     };
+    for (char const* const sizes : {"bits physical, bits virtual", "-1 bits physical, 0 bits virtual",
+                                    "39 bits, 48", "1000 bits physical, 39.5 bits virtual"}) {
+        CpuFacts const read = facts((std::string("address sizes : ") + sizes + "\n").c_str());
+        EXPECT_FALSE(read.physicalAddressBits || read.virtualAddressBits) << sizes;
+    }
+    CpuFacts const loong = facts("Address Sizes : 48 bits physical, 47 bits virtual\n");
+    EXPECT_EQ(loong.physicalAddressBits, 48u);
+    EXPECT_EQ(loong.virtualAddressBits, 47u);
     EXPECT_EQ(facts("CPU architecture : 8\nCPU part : 0xd03\n").model, std::nullopt);
     EXPECT_EQ(facts("CPU architecture : 8\nCPU variant : 0x1\n").stepping, std::nullopt);
     EXPECT_EQ(facts("vendor_id : ACME\n").model, std::nullopt);

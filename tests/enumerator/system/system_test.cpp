@@ -198,7 +198,9 @@ TEST(Memory, NodesForWhoAsksForAll)
     RecordingSink sink;
     sink.detail = true;
     discoverMemory(root, sink);
-    EXPECT_EQ(fact(sink, "Memory", "NumaNodes"), "node 0: processors 0-7, 16 GiB, node 2: 1 MiB, node 10");
+    EXPECT_EQ(fact(sink, "Memory", "NumaNodes"),
+              "node 0: processors 0-7, node 2: no processors, node 10: no processors, memory unknown");
+    EXPECT_EQ(fact(sink, "Memory", "NumaNodeSizes"), "16 GiB, 1 MiB");
 }
 
 TEST(Memory, CountsAreKibibytes)

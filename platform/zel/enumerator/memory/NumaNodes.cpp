@@ -1,7 +1,7 @@
 // Reads cpulist and meminfo of each folder /sys/devices/system/node/node*; a node may have memory only, or processors only.
 #include <zel/enumerator/memory/NumaNodes.h>
 
-#include <zel/enumerator/records/Measures.h>
+#include <zel/enumerator/records/Lines.h>
 #include <zel/enumerator/root/Text.h>
 
 #include <algorithm>
@@ -31,27 +31,35 @@ measure::Amount memoryOf(Root const& root, std::string const& folder)
 
 } // namespace
 
-std::vector<std::string> numaNodes(Root const& root)
+std::vector<NumaNode> numaNodes(Root const& root)
 {
     std::vector<std::string> names = root.list(kNodes);
     std::sort(names.begin(), names.end(), text::naturalLess);
-    std::vector<std::string> lines;
-    for (std::string const& name : names) {
-        auto const number = text::indexAfter(name, "node");
-        if (!number)
-            continue;
-        std::string const folder = std::string(kNodes) + "/" + name;
-        std::string line = "node " + std::to_string(*number);
-        char const* separator = ": ";
-        if (auto const processors = root.text(folder + "/cpulist"); processors && !processors->empty()) {
-            line += separator + ("processors " + *processors);
-            separator = ", ";
+    std::vector<NumaNode> nodes;
+    for (std::string const& name : names)
+        if (auto const number = text::indexAfter(name, "node")) {
+            std::string const folder = std::string(kNodes) + "/" + name;
+            nodes.push_back({*number, root.text(folder + "/cpulist").value_or(""), memoryOf(root, folder)});
         }
-        if (auto const memory = memoryOf(root, folder))
-            line += separator + memory->toString().toUtf8();
-        lines.push_back(line);
+    return nodes;
+}
+
+void addNumaNodes(Root const& root, DeviceDescription& memory)
+{
+    std::vector<std::string> lines;
+    std::vector<DiscreteMeasurement> sizes;
+    for (NumaNode const& node : numaNodes(root)) {
+        std::string line = "node " + std::to_string(node.number) + ": " +
+                           (node.processors.empty() ? "no processors" : "processors " + node.processors);
+        if (node.memory)
+            sizes.push_back(*node.memory);
+        else
+            line += ", memory unknown";
+        lines.push_back(std::move(line));
     }
-    return lines;
+    addLines(memory, "NumaNodes", lines);
+    if (!sizes.empty())
+        memory.properties.emplace_back("NumaNodeSizes", ValueImp(std::move(sizes)));
 }
 
 } // namespace zel

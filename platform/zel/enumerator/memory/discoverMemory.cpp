@@ -111,7 +111,7 @@ void discoverMemory(Root const& root, DeviceSink& sink)
     if (usable || size || blocks.count != 0 || firmware.filledSlots > 0) {
         DeviceDescription memory = describe(lines, firmware, size, blocks, errors);
         if (sink.wantsDetail())
-            addLines(memory, "NumaNodes", numaNodes(root));
+            addNumaNodes(root, memory);
         sink.add(std::move(memory));
     }
     addMemoryModules(smbios, errors, sink);

@@ -48,6 +48,19 @@ std::optional<std::int64_t> processorOf(std::string_view block)
     return std::nullopt;
 }
 
+/// "39 bits physical, 48 bits virtual" -> 39, 48
+std::optional<std::uint64_t> addressBits(std::string_view sizes, std::string_view which)
+{
+    constexpr std::uint64_t kMost = 128;
+    for (std::string_view size : text::split(sizes, ','))
+        if (size.ends_with(which)) {
+            size.remove_suffix(which.size());
+            auto const bits = text::toUnsigned(size);
+            return bits && *bits > 0 && *bits <= kMost ? bits : std::nullopt;
+        }
+    return std::nullopt;
+}
+
 void addFlags(std::string_view flags, char separator, CpuFacts& facts)
 {
     for (std::string_view const flag : text::split(flags, separator))
@@ -249,7 +262,11 @@ CpuFacts CpuInfo::facts(unsigned processor) const
     facts.vendor = field(processor, "vendor_id");
     facts.model = model(processor);
     facts.microcode = field(processor, "microcode");
-    facts.addressSizes = field(processor, "address sizes");
+    for (char const* key : {"address sizes", "Address Sizes"}) // x86, LoongArch
+        if (Text const sizes = field(processor, key)) {
+            facts.physicalAddressBits = addressBits(*sizes, " bits physical");
+            facts.virtualAddressBits = addressBits(*sizes, " bits virtual");
+        }
     facts.family = number(field(processor, "cpu family"));
     facts.modelNumber = number(field(processor, "model"));
     if (field(processor, "flags"))

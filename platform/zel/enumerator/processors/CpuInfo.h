@@ -15,9 +15,10 @@ namespace zel {
 /// Facts that are known about one logical processor; what its family does not tell is absent.
 struct CpuFacts
 {
-    std::optional<std::string> vendor, model, microcode, addressSizes, architecture;
+    std::optional<std::string> vendor, model, microcode, architecture;
     std::optional<std::string> stepping; ///< "5"; "r1p2" of ARM
     std::optional<std::int64_t> family, modelNumber;
+    std::optional<std::uint64_t> physicalAddressBits, virtualAddressBits;
     std::vector<std::string> flags; ///< "flags" of x86, "Features" of ARM
 };
 

@@ -202,7 +202,8 @@ private:
         device.add("CpuModel", narrow(facts.modelNumber));
         device.add("Stepping", facts.stepping);
         device.add("Microcode", facts.microcode);
-        device.add("AddressSizes", facts.addressSizes);
+        device.add("PhysicalAddressWidth", measure::bits(facts.physicalAddressBits));
+        device.add("VirtualAddressWidth", measure::bits(facts.virtualAddressBits));
         device.add("PackageId", idOf(package.id));
         if (!package.cores.empty())
             device.properties.emplace_back("CoreCount",
