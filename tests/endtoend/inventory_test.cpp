@@ -212,6 +212,32 @@ TEST_F(Inventory, SaysWhatIsMissing)
     EXPECT_TRUE(holds(nowhere.err, "/nothing/here"));
 }
 
+TEST_F(Inventory, NamesWhatAModuleOfTheFolderDoesNot)
+{
+    m_folder.write("inventory.w4i", "");
+    std::filesystem::create_directory(m_folder.path("sysinfo"));
+    m_folder.write("sysinfo/acme", R"(#!/bin/sh
+cat >&4 <<'END'
+<?xml version="1.0"?>
+<StateManager format="zel-state" version="1">
+<device guid="one" name="" type="Monitor" capabilities="Monitor" location="ACME:1"/>
+<device guid="two" name=" " description="Screen of ACME" type="Monitor" capabilities="Monitor" location="ACME:2"/>
+</StateManager>
+END
+)");
+    ASSERT_EQ(::chmod(m_folder.path("sysinfo/acme").c_str(), 0755), 0);
+    Outcome const outcome = inventory({"enum", "-x"});
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    zel::StateManager state;
+    read(outcome.out, state);
+    for (auto const& [place, name] :
+         {std::pair{"ACME:1", "Monitor"}, std::pair{"ACME:2", "Screen of ACME"}}) {
+        zel::DeviceImp const* const device = deviceAt(state, place);
+        ASSERT_NE(device, nullptr) << place;
+        EXPECT_EQ(device->name().toUtf8(), name);
+    }
+}
+
 TEST_F(Inventory, ShowsEveryFirmwareTableOnce)
 {
     std::string const path = "sys/firmware/dmi/tables/DMI";

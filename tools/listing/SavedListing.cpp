@@ -161,6 +161,8 @@ private:
             refuse(m_name, type.line, "\"type\" is empty");
         device.name = text(node, "name");
         device.description = text(node, "description");
+        if (device.name.trimmed().empty()) // as the enumerator names those of modules
+            device.name = device.description.trimmed().empty() ? device.type.toString() : device.description;
         device.hwLocator = text(node, "hwLocator");
         device.osLocator = text(node, "osLocator");
         device.busClass = CapabilityImp(text(node, "busClass"));

@@ -57,6 +57,9 @@ disk after 2 SERIAL-B 4096
 "$program" --root after --json > after.json || fail "save"
 check "changed" 1 '^      Usable memory (UsableMemory): 2 MiB -> 1 MiB' compare before.json after.json
 check "added" 1 '^  .*\[HardDrive\].*2 MiB' compare before.json after.json
+echo '{"format": "zel-devices", "formatVersion": 1, "devices": []}' > none.saved
+echo '{"format": "zel-devices", "formatVersion": 1, "devices": [{"type": "Monitor", "name": "", "hwLocator": "X"}]}' > nameless.saved
+check "without a name" 1 '^  Monitor  \[Monitor\]  X' compare none.saved nameless.saved
 mkfifo pipe
 check "a pipe that nobody writes to" 2 'pipe: is no regular file; - is standard input' compare pipe before.json
 check "a device that never ends" 2 '/dev/zero: is no regular file' compare before.json /dev/zero
@@ -138,7 +141,7 @@ else
     echo "skipped: no captured machines: $archive is not there"
 fi
 
-"$program" --root before --json --class CPU > none.json || fail "save"
+"$program" --root before --json --class CPU > none.saved || fail "save"
 if python3 -c 'import jsonschema' 2> /dev/null; then
     rm -f after.json cut.json newer.json large.json
     python3 -W ignore -c 'import json, jsonschema, sys

@@ -6,6 +6,7 @@
 #include <zel/foundation/FileSystem.h>
 #include <zel/foundation/Logger.h>
 #include <zel/foundation/System.h>
+#include <zel/model/devices/DeviceImp.h>
 #include <zel/model/state/StateManager.h>
 
 namespace zel {
@@ -15,6 +16,15 @@ namespace {
 constexpr char kNoRoot[] = "The root directory cannot be opened";
 
 Logger& logger() { return LogFactory::getLogger("zel.Enumerator"); }
+
+/// A module need not name its devices, and a line without a name tells nobody anything: then it is what kind of thing it is.
+void nameTheNameless(StateManager& found)
+{
+    for (std::size_t i = 0; i < found.deviceCount(); ++i)
+        if (DeviceImp& device = *found.deviceAtIndex(i); device.name().trimmed().empty())
+            device.setName(device.description().trimmed().empty() ? device.deviceType().toString()
+                                                                  : device.description());
+}
 
 StateManager& moduleState() { return ModuleManager::getInstance().getStateManager(); }
 
@@ -100,6 +110,7 @@ void Enumerator::findDevices(CapabilityImp const& capabilities, StateManager& fo
     noteTableDamages(records.damages());
     if (now.root->isLive())
         askModules(now, capabilities, found);
+    nameTheNameless(found);
     for (std::string const& directory : now.root->refused())
         ZEL_LOG(logger(), LogLevel::Warning)
             << "permission denied: directory \"" << String(directory) << "\" below the root";
