@@ -1,5 +1,5 @@
 #pragma once
-// The parameter "Seed" of a test that draws random numbers: who sets it repeats a run.
+// The parameter "Seed" of a test that draws random numbers: who sets it repeats a run, and all its passes.
 //
 //     Parameter* const seed = createSeedParameter();     // before DiagModule::start()
 //     ...
@@ -22,15 +22,16 @@ inline Parameter* createSeedParameter()
     return DiagModule::createParameter("Seed", DataType::UINT64(), "", false);
 }
 
+/// For the pass that runs.
 inline std::optional<std::uint64_t> seedThatWasSet(Parameter const& parameter)
 {
     Value seed{DataType::UINT64()};
     if (!parameter.value(seed))
         return std::nullopt;
-    return seed.valueUint64();
+    return seedOfPass(seed.valueUint64(), DiagModule::getCurrentPass());
 }
 
-/// A new one for each run that was not given any.
+/// A new one for each pass of a run that was not given any.
 inline std::uint64_t seedOfRun(Parameter const& parameter)
 {
     auto const given = seedThatWasSet(parameter);

@@ -86,7 +86,8 @@ void addRun(CLI::App& app, RunRequest& run)
         ->allow_extra_args(false)
         ->take_all();
     app.add_option("--settings", run.settingsFile, "A file of such lines")->type_name("FILE");
-    app.add_option("--for", run.forTime, "Repeat each test for so long (90s, 5m, 1h, 2d)")->type_name("TIME");
+    app.add_option("--for", run.forTime, "Repeat each test for so long (90s, 5m, 1h30m, 2d)")
+        ->type_name("TIME");
     app.add_option("--repeat", run.options.repeat, "Run everything so often")
         ->type_name("N")
         ->check(CLI::Range(1u, 1'000'000u));
@@ -95,8 +96,11 @@ void addRun(CLI::App& app, RunRequest& run)
                    "So many tests at once, where they allow it; never two on one device")
         ->type_name("N")
         ->check(CLI::Range(1u, 1024u));
-    app.add_flag("--keep-going,!--stop-at-failure", run.options.keepGoing,
-                 "Go on after a test that did not pass (the default), or do not");
+    CLI::Option* const going = app.add_flag_callback(
+        "--keep-going", [] {}, "Go on after a test that did not pass: the default");
+    app.add_flag("!--stop-at-failure", run.options.keepGoing,
+                 "Begin nothing more after a test that did not pass")
+        ->excludes(going);
     app.add_flag("--destructive", run.destructive, "Also tests that destroy data");
     app.add_flag("--dry-run", run.dryRun, "Only say what would run");
     app.add_option("--report", run.options.report, "Where the report goes; else into a folder of the day")

@@ -4,6 +4,11 @@
 set -u
 program=$1
 [[ $(id -u) -eq 0 ]] || { echo "tests run as root only"; exit 77; }
+# The folder of the day is not this machine's.
+if [[ -z ${OWN_LOG_FOLDER-} ]] && unshare -m mount -t tmpfs none /var/log 2> /dev/null; then
+  export OWN_LOG_FOLDER=yes
+  exec unshare -m bash -c 'mount -t tmpfs none /var/log && exec "$0" "$@"' "$0" "$@"
+fi
 folder=$(mktemp -d) || exit 1
 chmod go-w "$folder"
 trap 'rm -rf "$folder"' EXIT
@@ -41,7 +46,26 @@ check "what is well passes" 0 '^Verdict: PASS (2 PASS)' run cpu:coherence cpu:in
 for form in html junit json ocp text; do
   check "a report as $form" 0 . report "$folder/well.jsonl" --to $form
 done
-check "a report is never written over" 22 'well.jsonl' run cpu:coherence --report "$folder/well.jsonl"
+check "a report is never written over" 22 'well.jsonl is there already' run cpu:coherence --report "$folder/well.jsonl"
+# What is drawn at random is drawn again, wherever the command is given.
+(mkdir "$folder/copies" && cp "$(dirname "$program")/modules/cpu"* "$folder/copies" && chmod go-w "$folder"/copies/* && cd "$folder" &&
+  "$program" run cpu:integer --set SecondsPerCore=0.1 --repeat 2 --modules copies --only-modules --report seeds.jsonl) > "$folder/seeds.out" 2>&1
+mapfile -t given < <(grep -o '"name":"Seed","value":"[0-9]*"' "$folder/seeds.jsonl" | grep -o '[0-9]*')
+mapfile -t drawn < <(grep -o 'Seed of the operands: [0-9]*' "$folder/seeds.jsonl" | grep -o '[0-9]*$')
+[[ ${#given[@]} -eq 2 && ${given[*]} == "${drawn[*]}" && ${given[0]} != "${given[1]}" ]] ||
+  fail "the seeds given, ${given[*]}, and drawn, ${drawn[*]}: $(cat "$folder/seeds.out")"
+again=$(grep -om1 '"again":"[^"]*' "$folder/seeds.jsonl" | cut -d'"' -f4)
+(cd / && eval "${again/krel5-engine/\"$program\"} --report '$folder/again.jsonl'" > "$folder/again.out" 2>&1) ||
+  fail "again: $again: $(cat "$folder/again.out")"
+grep -q "Seed of the operands: ${given[0]}\." "$folder/again.jsonl" || fail "another seed: $(cat "$folder/again.out")"
+if [[ -n ${OWN_LOG_FOLDER-} ]]; then
+  check "the last report, wherever it is" 0 "^Report: $folder/again.jsonl" last
+  mv "$folder/again.jsonl" "$folder/moved.jsonl"
+  check "or that it is gone" 22 "not there any more: $folder/again.jsonl" last
+fi
+check "the report is a file" 22 '"-" is none' run cpu:coherence --report -
+check "what excludes each other" 22 'stop-at-failure' run cpu:coherence --keep-going --stop-at-failure
+check "how long a test takes" 0 'takes about 10s in the plan quick' list cpu
 check "what cannot be tested is no PASS" 28 "^Verdict: NOT TESTED" run memory:quick --device CPU --report "$folder/none.jsonl"
 # What was asked for and refused is told once, with the summary.
 "$program" run cpu:coherence memory:quick --device CPU --report "$folder/once.jsonl" > "$folder/once.out" 2>&1
@@ -88,15 +112,16 @@ gone "-ePid $engine" || fail "a module outlives its engine"
 check "what was running" 0 'DID NOT END' report "$folder/killed.jsonl" --to text
 
 # What root asks for after a crash; in a folder of reports that is nobody else's.
-if unshare -m mount -t tmpfs none /var/log 2> /dev/null; then
-  PROGRAM=$program unshare -m bash -c 'mount -t tmpfs none /var/log
-    "$PROGRAM" run cpu:integer cpu:coherence --for 1h > /var/log/out 2>&1 &
-    for _ in $(seq 200); do grep -qs run-began /var/log/krel5/*/*.jsonl && break; sleep 0.05; done
-    "$PROGRAM" last | grep -q "RUNNING .*cpu: *Integer\|cpu *Integer.*RUNNING" || echo "not running: $("$PROGRAM" last)"
-    kill -KILL $!; wait $! 2> /dev/null
-    "$PROGRAM" last > /var/log/last || echo "last ends with $?"
-    grep -q "Integer.*DID NOT END" /var/log/last || cat /var/log/last' > "$folder/last.out" 2>&1
-  [[ -s $folder/last.out ]] && fail "the last session: $(cat "$folder/last.out")"
+if [[ -n ${OWN_LOG_FOLDER-} ]]; then
+  "$program" run cpu:integer cpu:coherence --for 1h > "$folder/running.out" 2>&1 &
+  engine=$!
+  until_in 'cpu: Integer' "$folder/running.out" || fail "nothing began"
+  "$program" last > "$folder/last.out"
+  grep -q "RUNNING .*cpu: *Integer\|cpu *Integer.*RUNNING" "$folder/last.out" || fail "not running: $(cat "$folder/last.out")"
+  kill -KILL "$engine"
+  wait "$engine" 2> /dev/null
+  "$program" last > "$folder/last.out" || fail "last ends with $?"
+  grep -q "Integer.*DID NOT END" "$folder/last.out" || fail "the last session: $(cat "$folder/last.out")"
 fi
 
 # A module that is killed is no PASS, and the next test still runs.

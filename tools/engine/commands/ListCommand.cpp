@@ -2,15 +2,18 @@
 
 #include <engine/catalog/Assignment.h>
 #include <engine/plan/Names.h>
+#include <engine/plan/PlanFile.h>
 
 #include <listing/JsonWriter.h>
 #include <listing/Listing.h>
 
+#include <zel/foundation/Exception.h>
 #include <zel/foundation/System.h>
 #include <zel/model/devices/DeviceImp.h>
 #include <zel/model/settings/ParameterImp.h>
 
 #include <algorithm>
+#include <map>
 
 namespace engine {
 
@@ -34,6 +37,44 @@ std::vector<Module const*> chosen(Situation const& situation, ListRequest const&
         if (!hasWildcard(word))
             chooseModule(situation.catalog, word); // or says that there is none
     return modules;
+}
+
+/// How long tests take, about, in each plan that says so.
+using Durations = std::map<ModuleTest const*, std::vector<std::pair<std::string, std::chrono::seconds>>>;
+
+/// What is wrong with a plan is told to who runs it.
+Durations durationsOf(Situation const& situation)
+{
+    Durations durations;
+    auto const take = [&](std::string const& plan, PlanLine const& line) {
+        for (Catalog::Place const& place : chooseTests(situation.catalog, line.tests).tests) {
+            auto& known = durations[place.test];
+            if (known.empty() || known.back().first != plan)
+                known.emplace_back(plan, line.expected);
+        }
+    };
+    for (std::string const& plan : planNames(installedPlans()))
+        try {
+            for (PlanLine const& line : readPlan(planPath(plan, installedPlans())))
+                try {
+                    if (line.expected.count() > 0)
+                        take(plan, line);
+                } catch (zel::InvalidArgumentException const&) { // of a module that is not here
+                }
+        } catch (zel::InvalidArgumentException const&) {
+        }
+    return durations;
+}
+
+std::string durationLine(Durations const& durations, ModuleTest const& test)
+{
+    auto const known = durations.find(&test);
+    if (known == durations.end())
+        return "";
+    std::string text;
+    for (auto const& [plan, time] : known->second)
+        text += (text.empty() ? "takes about " : ", ") + durationText(time) + " in the plan " + plan;
+    return text;
 }
 
 std::size_t numberOf(Situation const& situation, DeviceImp const* device)
@@ -80,12 +121,15 @@ std::string parameterText(zel::ParameterImp const& parameter, std::string const&
     std::string text = parameter.key().toUtf8() + ": " + parameter.type().toString().toUtf8();
     if (!parameter.validDataRange().empty())
         text += ", " + parameter.validDataRange().toUtf8();
+    if (parameter.isSet())
+        text += ", set to " + parameter.value().toString().toUtf8();
     if (!name.empty())
         text += " (" + name + ")";
     return text + (parameter.isRequired() ? ", has to be set" : "");
 }
 
-std::string testText(Situation const& situation, Module const& module, ModuleTest const& test, bool all)
+std::string testText(Situation const& situation, Durations const& durations, Module const& module,
+                     ModuleTest const& test, bool all)
 {
     std::string text = right(test.number, kIndentSize - 2) + "  " + harmless(wordOf(module, test)) + "  " +
                        harmless(test.name) + "\n" + block(test.description);
@@ -95,7 +139,7 @@ std::string testText(Situation const& situation, Module const& module, ModuleTes
                  device->name().toUtf8();
     if (test.devices.empty())
         where = "not here: " + test.notHere;
-    text += block(where);
+    text += block(where) + block(durationLine(durations, test));
     for (std::string const& flag : flagsOf(test))
         text += block("! " + flag);
     if (all)
@@ -104,7 +148,7 @@ std::string testText(Situation const& situation, Module const& module, ModuleTes
     return text;
 }
 
-std::string moduleText(Situation const& situation, Module const& module, bool all)
+std::string moduleText(Situation const& situation, Durations const& durations, Module const& module, bool all)
 {
     std::string text =
         harmless(module.guid()) + " " + harmless(module.version) + "  " + harmless(module.name) + "\n";
@@ -121,7 +165,7 @@ std::string moduleText(Situation const& situation, Module const& module, bool al
                                                                          : "no tests") +
                 "\n";
     for (ModuleTest const& test : module.tests)
-        text += testText(situation, module, test, all);
+        text += testText(situation, durations, module, test, all);
     return text + "\n";
 }
 
@@ -138,8 +182,8 @@ void writeParameters(listing::JsonWriter& json, ModuleTest const& test)
     json.end();
 }
 
-void writeTest(listing::JsonWriter& json, Situation const& situation, Module const& module,
-               ModuleTest const& test)
+void writeTest(listing::JsonWriter& json, Situation const& situation, Durations const& durations,
+               Module const& module, ModuleTest const& test)
 {
     auto const& flags = test.record.flags();
     json.beginObject().key("number").number(std::uint64_t{test.number});
@@ -156,11 +200,22 @@ void writeTest(listing::JsonWriter& json, Situation const& situation, Module con
     for (zel::SettingsError const& error : test.record.settingsErrors())
         json.text(error.toString());
     json.end();
+    json.key("expected").beginArray();
+    if (auto const known = durations.find(&test); known != durations.end())
+        for (auto const& [plan, time] : known->second)
+            json.beginObject()
+                .key("plan")
+                .text(String(plan))
+                .key("seconds")
+                .number(static_cast<std::uint64_t>(time.count()))
+                .end();
+    json.end();
     writeParameters(json, test);
     json.end();
 }
 
-void writeModule(listing::JsonWriter& json, Situation const& situation, Module const& module)
+void writeModule(listing::JsonWriter& json, Situation const& situation, Durations const& durations,
+                 Module const& module)
 {
     json.beginObject().key("guid").text(module.record.guid()).key("version").text(String(module.version));
     json.key("name").text(String(module.name)).key("description").text(String(module.description));
@@ -168,7 +223,7 @@ void writeModule(listing::JsonWriter& json, Situation const& situation, Module c
     json.key("settingsTrouble").text(String(module.settingsTrouble));
     json.key("indicators").number(std::uint64_t{module.indicatorCount}).key("tests").beginArray();
     for (ModuleTest const& test : module.tests)
-        writeTest(json, situation, module, test);
+        writeTest(json, situation, durations, module, test);
     json.end().end();
 }
 
@@ -189,8 +244,9 @@ void writeDevices(listing::JsonWriter& json, Situation const& situation)
 std::string listText(Situation const& situation, ListRequest const& request)
 {
     std::string text;
+    Durations const durations = durationsOf(situation);
     for (Module const* const module : chosen(situation, request))
-        text += moduleText(situation, *module, request.all);
+        text += moduleText(situation, durations, *module, request.all);
     if (situation.catalog.modules().empty()) {
         if (!situation.catalog.complaints().empty())
             return "No module could be read.\n";
@@ -216,8 +272,9 @@ std::string listJson(Situation const& situation, ListRequest const& request)
     json.beginObject().key("format").text("krel5-engine-list").key("formatVersion").number(std::uint64_t{1});
     json.key("version").text(KREL5_VERSION).key("administrator").truth(zel::System::userIsAdministrator());
     json.key("modules").beginArray();
+    Durations const durations = durationsOf(situation);
     for (Module const* const module : chosen(situation, request))
-        writeModule(json, situation, *module);
+        writeModule(json, situation, durations, *module);
     json.end();
     writeDevices(json, situation);
     json.key("complaints").beginArray();

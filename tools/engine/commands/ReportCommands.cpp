@@ -92,6 +92,11 @@ int showLast(bool asJson)
                                : "; those of root are in /var/log/krel5: sudo krel5-engine last"));
         return kTrouble;
     }
+    if (!zel::FileSystem::exists(*newest)) {
+        listing::complain("the report of the last session is not there any more: " +
+                          listing::harmless(*newest));
+        return kTrouble;
+    }
     Session const session = readReport(*newest);
     MachineStart const now = MachineStart::current();
     bool const isWritten = listing::printed(asJson ? json(session, now)

@@ -12,6 +12,8 @@
 #include <zel/model/devices/DeviceImp.h>
 #include <zel/model/vocabulary/TestResultImp.h>
 
+#include <filesystem>
+
 #include <algorithm>
 
 namespace engine {
@@ -25,23 +27,11 @@ std::vector<std::string> wordsOf(SituationRequest const& where)
 {
     std::vector<std::string> words;
     for (std::string const& module : where.modules)
-        words.insert(words.end(), {"--modules", module});
+        words.insert(words.end(),
+                     {"--modules", std::filesystem::absolute(module).lexically_normal().string()});
     if (where.isAlone)
         words.emplace_back("--only-modules");
     return words;
-}
-
-std::string durationText(std::chrono::seconds time)
-{
-    constexpr std::pair<char const*, long> kUnits[] = {{"h", 3600}, {"m", 60}, {"s", 1}};
-    std::string text;
-    long left = time.count();
-    for (auto const& [unit, seconds] : kUnits)
-        if (long const count = left / seconds; count > 0) {
-            text += (text.empty() ? "" : " ") + std::to_string(count) + unit;
-            left -= count * seconds;
-        }
-    return text;
 }
 
 std::string refusalText(Refusal const& refusal)

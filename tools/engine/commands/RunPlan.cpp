@@ -2,6 +2,7 @@
 
 #include <engine/catalog/Language.h>
 #include <engine/commands/Situation.h>
+#include <engine/report/ReportFolder.h>
 #include <engine/runner/ExitStatus.h>
 #include <engine/runner/Runner.h>
 #include <engine/show/SessionHead.h>
@@ -13,6 +14,7 @@
 #include <zel/foundation/FileSystem.h>
 #include <zel/foundation/StopSignal.h>
 #include <zel/foundation/Stopwatch.h>
+#include <zel/foundation/System.h>
 
 namespace engine {
 
@@ -34,6 +36,27 @@ RunnerOptions runnerOptions(RunOptions const& options, std::string const& report
     runner.words = {"-lang", languageTag(options.language)};
     runner.logFolder = zel::FileSystem::folderOf(reportPath);
     return runner;
+}
+
+/// What the system would say of it is of little help.
+void requireNew(std::string const& path)
+{
+    if (path == "-")
+        throw zel::InvalidArgumentException("--report: the report is a file; \"-\" is none");
+    if (zel::FileSystem::exists(path))
+        throw zel::InvalidArgumentException("--report: " + zel::String(path) +
+                                            " is there already, and no report is written over");
+}
+
+/// So that "last" finds it.
+void noteElsewhere(std::string const& path, ProgressView& view)
+{
+    try {
+        ReportFolder::own().noteElsewhere(path, std::chrono::system_clock::now(), zel::System::processId());
+    } catch (zel::SystemException const& e) {
+        view.say(listing::programName() + ": \"krel5-engine last\" will not find this report: " +
+                 listing::harmless(e.getMessage()) + "\n");
+    }
 }
 
 /// Nothing is run that the report's head does not stand above.
@@ -61,9 +84,12 @@ int runPlan(Plan const& plan, RunOptions const& options, zel::StateManager const
     zel::StopSignal::install(exitStatusOf(Grade::Stopped));
     auto terminal = std::make_unique<QueuedStream>(zel::OStream::err());
     std::unique_ptr<ProgressView> view = makeView(*terminal);
+    requireNew(options.report);
     ReportWriter report(options.report, [&](std::string const& what) {
         view->say(listing::programName() + ": " + listing::harmless(what) + "\n");
     });
+    if (!options.report.empty())
+        noteElsewhere(report.path(), *view);
     SessionObserver observer(report, *view, {.out = *terminal});
     Outcome const outcome = runKept(plan, options, machine, observer, report.path());
     view.reset(); // nothing is drawn below what follows

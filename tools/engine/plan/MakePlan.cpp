@@ -258,7 +258,6 @@ private:
         run.testName = place.test->name;
         run.device = &device;
         run.parameters = values;
-        run.optional = place.test->record.optionalDeviceCapabilities();
         run.optional = place.test->record.neededBesideTested();
         run.interactive = flags.interactive;
         run.destructive = flags.destructive;
@@ -268,7 +267,20 @@ private:
         run.limit = m_request.limit.count() > 0 ? m_request.limit : wish.line.limit;
         run.expected = std::max(wish.line.expected, run.forTime);
         run.again = again(run, place);
+        run.drawsSeed = drawsSeed(place.test->record, values);
         return run;
+    }
+
+    static bool drawsSeed(zel::TestImp const& test, Values const& values)
+    {
+        for (auto const& value : values)
+            if (value.first == kSeedParameter)
+                return false;
+        for (zel::ParameterImp const& parameter : test.parameters())
+            if (parameter.key() == kSeedParameter)
+                return !parameter.isSet() && parameter.validDataRange().empty() &&
+                       parameter.type() == zel::DataTypeImp::UINT64();
+        return false;
     }
 
     std::string again(PlannedRun const& run, Catalog::Place const& place) const

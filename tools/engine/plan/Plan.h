@@ -14,6 +14,10 @@ class DeviceImp;
 
 namespace engine {
 
+/// Of what a test draws at random. Where nobody set it, and it is a UINT64 without a range, each run is given one,
+/// so that the report has it and the run can be made again.
+constexpr char kSeedParameter[] = "Seed";
+
 /// One test on one device, by one process of its module.
 struct PlannedRun
 {
@@ -30,6 +34,7 @@ struct PlannedRun
     std::chrono::seconds limit{0};    ///< then it is stopped; 0: none
     std::chrono::seconds expected{0}; ///< how long a pass takes, about; 0: unknown
     std::string again;                ///< the command that makes this run again
+    bool drawsSeed = false;           ///< it has a parameter "Seed" that nobody set
 };
 
 /// What was asked for and cannot be run.

@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <limits>
+#include <set>
 #include <system_error>
 
 namespace engine {
@@ -90,10 +92,35 @@ bool isPlanName(std::string const& text)
 
 std::chrono::seconds durationOf(std::string const& text, std::string const& origin)
 {
-    auto const seconds = zel::SettingsResource::secondsOf(String(text));
-    if (!seconds || *seconds == 0)
-        refuse(origin, "\"" + text + "\" is no time, as 90s, 5m, 1h or 2d");
-    return std::chrono::seconds(*seconds);
+    std::chrono::seconds sum{0};
+    for (std::size_t from = 0; from < text.size() || text.empty();) {
+        // One number with its unit; the last may come without, as a whole text does.
+        std::size_t const unit = std::min(text.find_first_not_of("0123456789", from), text.size());
+        std::size_t const end = text.find_first_of("0123456789", unit);
+        bool const isBare = unit == text.size() && from > 0;
+        auto const seconds =
+            isBare ? std::nullopt : zel::SettingsResource::secondsOf(String(text.substr(from, end - from)));
+        if (!seconds || *seconds == 0)
+            refuse(origin, "\"" + text + "\" is no time, as 90s, 5m, 1h30m or 2d");
+        sum += std::chrono::seconds(*seconds);
+        if (sum.count() > std::numeric_limits<std::uint32_t>::max())
+            refuse(origin, "\"" + text + "\" is too long a time");
+        from = std::min(end, text.size());
+    }
+    return sum;
+}
+
+std::string durationText(std::chrono::seconds time)
+{
+    constexpr std::pair<char const*, long> kUnits[] = {{"h", 3600}, {"m", 60}, {"s", 1}};
+    std::string text;
+    long left = time.count();
+    for (auto const& [unit, seconds] : kUnits)
+        if (long const count = left / seconds; count > 0) {
+            text += std::to_string(count) + unit;
+            left -= count * seconds;
+        }
+    return text;
 }
 
 std::vector<PlanLine> parsePlan(std::string_view text, std::string const& path)
@@ -130,24 +157,33 @@ std::vector<PlanLine> readPlan(std::string const& path)
     return parsePlan(*read.content, path);
 }
 
+std::vector<std::string> planNames(std::vector<std::string> const& folders)
+{
+    std::set<std::string> names;
+    for (std::string const& folder : folders) {
+        std::error_code error;
+        for (fs::directory_iterator one(folder, error), end; !error && one != end; one.increment(error))
+            if (one->path().extension() == kEnding)
+                names.insert(one->path().stem().string());
+    }
+    return {names.begin(), names.end()};
+}
+
 std::string planPath(std::string const& nameOrPath, std::vector<std::string> const& folders)
 {
-    std::vector<String> known;
     for (std::string const& folder : folders) {
         std::string const path = folder + "/" + nameOrPath + kEnding;
         if (isPlanName(nameOrPath) && zel::FileSystem::exists(path))
             return path;
-        std::error_code error;
-        for (fs::directory_iterator one(folder, error), end; !error && one != end; one.increment(error))
-            if (one->path().extension() == kEnding)
-                known.emplace_back(one->path().stem().string());
     }
     if (zel::FileSystem::exists(nameOrPath))
         return nameOrPath;
-    std::sort(known.begin(), known.end());
+    std::vector<String> known;
     std::string list;
-    for (String const& one : known)
-        list += (list.empty() ? "" : ", ") + one.toUtf8();
+    for (std::string const& one : planNames(folders)) {
+        known.emplace_back(one);
+        list += (list.empty() ? "" : ", ") + one;
+    }
     refuse("--plan", "there is no plan and no file \"" + nameOrPath + "\"" + hintFor(nameOrPath, known) +
                          (list.empty() ? "" : " (plans: " + list + ")"));
 }

@@ -26,12 +26,16 @@ struct PlanLine
 std::vector<PlanLine> parsePlan(std::string_view text, std::string const& path);
 std::vector<PlanLine> readPlan(std::string const& path);
 
+/// Of the plans in `folders`, in order, none twice.
+std::vector<std::string> planNames(std::vector<std::string> const& folders);
 /// The file of a plan: a path, or a name of those in `folders`, of which the first that has it counts. Throws
 /// InvalidArgumentException that names those that there are.
 std::string planPath(std::string const& nameOrPath, std::vector<std::string> const& folders);
 
-/// "90", "90s", "1h". Throws InvalidArgumentException that begins with `origin`.
+/// "90", "90s", "1h30m"; at least a second, in 32 bits. Throws InvalidArgumentException that begins with `origin`.
 std::chrono::seconds durationOf(std::string const& text, std::string const& origin);
+/// "1h30m", which durationOf() takes; empty for none.
+std::string durationText(std::chrono::seconds time);
 
 constexpr std::size_t kMostPlanLines = 10'000;
 

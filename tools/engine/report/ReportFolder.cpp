@@ -3,6 +3,7 @@
 #include <engine/report/UtcTime.h>
 
 #include <zel/foundation/Exception.h>
+#include <zel/foundation/FileSystem.h>
 #include <zel/foundation/System.h>
 
 #include <algorithm>
@@ -17,10 +18,32 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr char kPrefix[] = "krel5-", kSuffix[] = ".jsonl";
+constexpr char kPrefix[] = "krel5-", kSuffix[] = ".jsonl", kElsewhere[] = ".elsewhere";
+constexpr std::size_t kMostPathBytes = 64u << 10;
 
 bool isDay(std::string const& name) { return utcTime(name + "T00:00:00Z").has_value(); }
-bool isReport(std::string const& name) { return name.starts_with(kPrefix) && name.ends_with(kSuffix); }
+bool isReport(std::string const& name)
+{
+    return name.starts_with(kPrefix) && (name.ends_with(kSuffix) || name.ends_with(kElsewhere));
+}
+
+std::string nameOf(Time time, std::int64_t processId, char const* suffix)
+{
+    std::string compact;
+    for (char const c : utcText(time).substr(0, 19))
+        if (c != '-' && c != ':')
+            compact += c;
+    return kPrefix + compact + "Z-" + std::to_string(processId) + suffix;
+}
+
+// Nothing: nobody can tell any more.
+std::optional<std::string> reportNamedIn(std::string const& path)
+{
+    auto const read = zel::FileSystem::readFile(path, kMostPathBytes, zel::FileSystem::Writers::CallerOrRoot);
+    if (!read.content || !read.content->starts_with('/') || !read.content->ends_with('\n'))
+        return std::nullopt;
+    return read.content->substr(0, read.content->size() - 1);
+}
 
 // Names that `isWanted` takes, the greatest first.
 template <typename Wanted>
@@ -59,18 +82,29 @@ ReportFile::Folders ReportFolder::foldersOf(Time day) const
 
 std::string ReportFolder::fileName(Time time, std::int64_t processId)
 {
-    std::string compact;
-    for (char const c : utcText(time).substr(0, 19))
-        if (c != '-' && c != ':')
-            compact += c;
-    return kPrefix + compact + "Z-" + std::to_string(processId) + kSuffix;
+    return nameOf(time, processId, kSuffix);
+}
+
+void ReportFolder::noteElsewhere(std::string const& report, Time time, std::int64_t processId) const
+{
+    ReportFile file = ReportFile::create(foldersOf(time), nameOf(time, processId, kElsewhere));
+    int error = file.append(fs::absolute(report).lexically_normal().string() + "\n");
+    if (error == 0)
+        error = file.sync();
+    if (error != 0)
+        throw zel::SystemException(zel::String(file.path()), error);
 }
 
 std::optional<std::string> ReportFolder::newest() const
 {
     for (std::string const& day : entries(path(), isDay))
-        for (std::string const& report : entries(path() + "/" + day, isReport))
-            return path() + "/" + day + "/" + report;
+        for (std::string const& name : entries(path() + "/" + day, isReport)) {
+            std::string const found = path() + "/" + day + "/" + name;
+            if (!name.ends_with(kElsewhere))
+                return found;
+            if (auto const report = reportNamedIn(found))
+                return report;
+        }
     return std::nullopt;
 }
 

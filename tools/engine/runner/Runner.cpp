@@ -11,6 +11,7 @@
 #include <deque>
 #include <list>
 #include <poll.h>
+#include <random>
 
 namespace engine {
 namespace {
@@ -43,6 +44,18 @@ RunBegan recordOf(RunId id, PlannedRun const& plan)
     record.limitSeconds = static_cast<unsigned>(plan.limit.count());
     record.again = plan.again;
     return record;
+}
+
+// Each round has one of its own: the same again would find nothing new.
+PlannedRun withSeed(PlannedRun plan)
+{
+    if (!plan.drawsSeed)
+        return plan;
+    std::random_device device;
+    std::string const seed = std::to_string((std::uint64_t{device()} << 32) | device());
+    plan.parameters.emplace_back(kSeedParameter, seed);
+    plan.again += std::string(" --set ") + kSeedParameter + "=" + seed;
+    return plan;
 }
 
 } // namespace
@@ -155,8 +168,9 @@ void Runner::Impl::startWhatMayStart()
     }
 }
 
-void Runner::Impl::start(PlannedRun const& plan)
+void Runner::Impl::start(PlannedRun const& planned)
 {
+    PlannedRun const plan = withSeed(planned);
     RunId const id = ++lastId;
     // What was running when the machine went down must stand on disk before it begins.
     if (!observer.take(recordOf(id, plan))) {

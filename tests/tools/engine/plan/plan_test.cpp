@@ -275,6 +275,44 @@ TEST_F(PlanTest, ARunKnowsHowToBeMadeAgain)
     EXPECT_EQ(made.runs[0].moduleVersion, "1.0.1");
 }
 
+// Where somebody set one, or it is no free number, the test has what it was given.
+TEST(Plan, ASeedIsDrawnWhereNobodySetOne)
+{
+    Workshop shop;
+    shop.addDevice("Memory", "Memory", "Memory", "/proc/meminfo");
+    shop.write("dice.w4i", "Test.set.Seed.value=7\n");
+    shop.addModule("dice", head("dice") +
+                               test::test(1, "roll", "Memory", parameter(1, "Seed", "UINT64", "")) +
+                               test::test(2, "few", "Memory", parameter(1, "Seed", "UINT64", "1..6")) +
+                               test::test(3, "word", "Memory", parameter(1, "Seed", "STRING", "")) +
+                               test::test(4, "set", "Memory", parameter(1, "Seed", "UINT64", "")));
+    shop.open();
+    auto const drawn = [&](std::vector<std::string> words, std::vector<Setting> const& settings) {
+        PlanRequest request;
+        request.words = std::move(words);
+        request.settings = settings;
+        std::string tests;
+        for (PlannedRun const& run : makePlan(request, *shop.catalog, shop.machine, shop.numbered).runs)
+            tests += run.drawsSeed ? run.test + " " : "";
+        return tests;
+    };
+    EXPECT_EQ(drawn({"dice"}, {}), "roll ");
+    EXPECT_EQ(drawn({"dice:roll"}, {settingOf("Seed=3", "--set")}), "");
+}
+
+TEST(PlanFile, TimesAreNumbersWithUnits)
+{
+    EXPECT_EQ(durationOf("1h30m", "--for").count(), 5400);
+    EXPECT_EQ(durationOf("90", "--for").count(), 90);
+    EXPECT_EQ(durationText(durationOf("1d2h3s", "--for")), "26h3s");
+    for (char const* const wrong :
+         {"", "1h30", "h", "0s", "1h0m", "1x", "-1s", "1hm", "49711d", "40000d40000d"})
+        EXPECT_NE(
+            refusal([&] { durationOf(wrong, "--for"); }).find("--for: \"" + std::string(wrong) + "\" is "),
+            std::string::npos)
+            << wrong;
+}
+
 TEST(PlanFile, ErrorsNameTheLine)
 {
     struct Case
@@ -286,9 +324,9 @@ TEST(PlanFile, ErrorsNameTheLine)
         {"# nothing\n\n", "p: there is no test in it"},
         {"a:b\nSizeMiB=1 a:b\n", "p:2: a line begins with the tests that it is about: MODULE:TEST"},
         {"a:b\n\na:c optinal\n", "p:3: \"optinal\" is not understood; did you mean optional?"},
-        {"a:b for=soon\n", "p:1: \"soon\" is no time, as 90s, 5m, 1h or 2d"},
-        {"a:b timeout=0\n", "p:1: \"0\" is no time, as 90s, 5m, 1h or 2d"},
-        {"a:b for=99999999999h\n", "p:1: \"99999999999h\" is no time, as 90s, 5m, 1h or 2d"},
+        {"a:b for=soon\n", "p:1: \"soon\" is no time, as 90s, 5m, 1h30m or 2d"},
+        {"a:b timeout=0\n", "p:1: \"0\" is no time, as 90s, 5m, 1h30m or 2d"},
+        {"a:b for=99999999999h\n", "p:1: \"99999999999h\" is no time, as 90s, 5m, 1h30m or 2d"},
         {"a:b \"x=1\n", "p:1: a quotation mark is not closed"},
         {std::string("a:b\0\n", 5), "p:1: holds a zero byte"},
         {"a:b =1\n", "p:1: there is no key in front of the \"=\""},
