@@ -63,6 +63,7 @@ if [[ -n ${OWN_LOG_FOLDER-} ]]; then
   mv "$folder/again.jsonl" "$folder/moved.jsonl"
   check "or that it is gone" 22 "not there any more: $folder/again.jsonl" last
 fi
+check "a plan's name for a test" 0 'the plan of that name is --plan quick' run quick --dry-run
 check "the report is a file" 22 '"-" is none' run cpu:coherence --report -
 check "what excludes each other" 22 'stop-at-failure' run cpu:coherence --keep-going --stop-at-failure
 check "how long a test takes" 0 'takes about 10s in the plan quick' list cpu

@@ -135,8 +135,10 @@ std::string testText(Situation const& situation, Durations const& durations, Mod
                        harmless(test.name) + "\n" + block(test.description);
     std::string where;
     for (DeviceImp const* const device : test.devices)
-        where += (where.empty() ? "on " : ", ") + std::to_string(numberOf(situation, device)) + " " +
-                 device->name().toUtf8();
+        where += (!where.empty()             ? ", "
+                  : test.devices.size() == 1 ? "on device "
+                                             : "on devices ") +
+                 std::to_string(numberOf(situation, device)) + ": " + device->name().toUtf8();
     if (test.devices.empty())
         where = "not here: " + test.notHere;
     text += block(where) + block(durationLine(durations, test));

@@ -12,6 +12,7 @@
 #include <zel/model/devices/DeviceImp.h>
 #include <zel/model/vocabulary/TestResultImp.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include <algorithm>
@@ -106,8 +107,22 @@ std::string planText(Plan const& plan, unsigned repeat)
     return text + ".\n";
 }
 
+namespace {
+
+// "quick" is a test's name as well: what was meant is not for a program to guess.
+void tellOfPlansCalledLike(std::vector<std::string> const& words)
+{
+    for (std::string const& plan : planNames(installedPlans()))
+        if (std::find(words.begin(), words.end(), plan) != words.end())
+            listing::complain("\"" + plan + "\" is taken for a test; the plan of that name is --plan " +
+                              plan);
+}
+
+} // namespace
+
 int runCommand(RunRequest const& request)
 {
+    tellOfPlansCalledLike(request.words);
     Situation const situation = lookAround(request.where);
     Plan plan = planOf(request, situation, zel::System::userIsAdministrator());
     for (std::string const& gap :

@@ -131,7 +131,7 @@ ChosenTests ofAnyModule(Catalog const& catalog, std::string const& word)
 {
     ChosenTests chosen = ofModules(allModules(catalog), word);
     if (chosen.tests.empty())
-        refuse("there is no module \"" + word + "\"" + hintFor(word, wordsOf(catalog)));
+        refuse("there is no module or test \"" + word + "\"" + hintFor(word, wordsOf(catalog)));
     if (chosen.tests.size() > 1 && !hasWildcard(word))
         refuse("\"" + word + "\" may be several tests: " + listOf(chosen.tests) + "; name one of them");
     chosen.isNamed = !hasWildcard(word);
@@ -158,7 +158,7 @@ std::string deviceList(std::vector<DeviceImp*> const& devices, std::vector<Devic
         list += i > 0 ? ", " : "";
         if (place != numbered.end())
             list += std::to_string(place - numbered.begin() + 1) + " ";
-        list += "(" + placeOf(*devices[i]) + ")";
+        list += devices[i]->name().toUtf8() + " (" + placeOf(*devices[i]) + ")";
     }
     return list + (devices.size() > kMostNamed ? ", ..." : "");
 }
@@ -178,6 +178,25 @@ bool matches(std::string const& pattern, std::string const& text)
 
 bool hasWildcard(std::string const& word) { return word.find_first_of("*?") != std::string::npos; }
 
+namespace {
+
+// "1,2"
+ChosenTests ofNumbers(Catalog const& catalog, std::string const& word)
+{
+    ChosenTests chosen;
+    for (std::size_t from = 0; from <= word.size();) {
+        std::size_t const end = std::min(word.find(',', from), word.size());
+        if (end == from)
+            refuse("a number is missing in \"" + word + "\"");
+        chosen.tests.push_back(chooseTests(catalog, word.substr(from, end - from)).tests.front());
+        from = end + 1;
+    }
+    chosen.isNamed = true;
+    return chosen;
+}
+
+} // namespace
+
 ChosenTests chooseTests(Catalog const& catalog, std::string const& word)
 {
     if (auto const number = numberIn(word)) {
@@ -186,6 +205,8 @@ ChosenTests chooseTests(Catalog const& catalog, std::string const& word)
             refuse("there is no test of the number " + word + "; \"list\" shows the numbers");
         return {{place}, true};
     }
+    if (word.find(',') != std::string::npos && word.find_first_not_of("0123456789,") == std::string::npos)
+        return ofNumbers(catalog, word);
     std::size_t const colon = word.find(':');
     std::string const moduleWord = word.substr(0, colon);
     std::vector<Module*> const modules = oneOrSeveral(catalog, moduleWord);
@@ -260,7 +281,8 @@ std::vector<DeviceImp*> chooseDevices(std::vector<DeviceImp*> const& numbered,
         refuse("--device: several devices are called \"" + word + "\": " + deviceList(found, numbered) +
                "; give one of these numbers or places, or a wildcard (*) for all");
     if (found.empty())
-        refuse("--device: there is no device \"" + word + "\"" + hintFor(word, known));
+        refuse("--device: there is no device \"" + word + "\"" + hintFor(word, known) +
+               " (\"list\" and \"inventory\" show them)");
     return found;
 }
 

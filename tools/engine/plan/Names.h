@@ -25,7 +25,7 @@ struct ChosenTests
     bool isNamed = false;              ///< one test, by its own name or number: somebody means just this one
 };
 
-/// The tests of `word`: MODULE, MODULE:TEST, TEST where only one module has such a test, or a number of the list. A name is a
+/// The tests of `word`: MODULE, MODULE:TEST, TEST where only one module has such a test, or numbers of the list ("1,2"). A name is a
 /// key or what a person reads, in any case of letters, with wildcards or without. Throws InvalidArgumentException that
 /// names the word, and the nearest one that there is or all that it may mean.
 ChosenTests chooseTests(Catalog const& catalog, std::string const& word);

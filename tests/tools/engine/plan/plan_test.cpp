@@ -101,12 +101,14 @@ TEST_F(PlanTest, WordsNameTests)
         {"talk", "ram:talk "},
         {"3", "ram:quick "},
         {"quick", "\"quick\" may be several tests: disk:quick, ram:quick; name one of them"},
-        {"rum", "there is no module \"rum\"; did you mean ram?"},
+        {"rum", "there is no module or test \"rum\"; did you mean ram?"},
         {"ram:talc", "the module \"ram\" has no test \"talc\"; did you mean talk?"},
         {"99", "there is no test of the number 99; \"list\" shows the numbers"},
         {"0", "there is no test of the number 0; \"list\" shows the numbers"},
-        {"zzz*", "there is no module \"zzz*\""},
-        {"", "there is no module \"\""},
+        {"3,1", "ram:quick disk:quick "},
+        {"1,,2", "a number is missing in \"1,,2\""},
+        {"zzz*", "there is no module or test \"zzz*\""},
+        {"", "there is no module or test \"\""},
         {":", "there is no module \"\""},
         {"ram:", "the module \"ram\" has no test \"\""},
     };
@@ -128,11 +130,12 @@ TEST_F(PlanTest, WordsNameDevices)
         {"sata:2", "/dev/sdb "},
         {"acme*", "/dev/sda /dev/sdb "},
         {"harddrive", "/dev/sda /dev/sdb "},
-        {"acme 1000",
-         "--device: several devices are called \"acme 1000\": 2 (/dev/sda), 3 (/dev/sdb); give one of these "
-         "numbers or places, or a wildcard (*) for all"},
+        {"acme 1000", "--device: several devices are called \"acme 1000\": 2 ACME 1000 (/dev/sda), 3 ACME "
+                      "1000 (/dev/sdb); give one of these "
+                      "numbers or places, or a wildcard (*) for all"},
         {"4", "--device: there is no device of the number 4; \"list\" shows the numbers"},
-        {"/dev/sdc", "--device: there is no device \"/dev/sdc\"; did you mean /dev/sda or /dev/sdb?"},
+        {"/dev/sdc", "--device: there is no device \"/dev/sdc\"; did you mean /dev/sda or /dev/sdb? "
+                     "(\"list\" and \"inventory\" show them)"},
         {"wire", "eth0 "},
     };
     for (Case const& one : cases)
