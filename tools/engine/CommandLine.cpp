@@ -19,6 +19,9 @@ constexpr char kFooter[] =
     "Tests run as root only. krel5-engine COMMAND --help says more; so does docs/engine.md.";
 
 constexpr char kListFooter[] =
+    "Examples:\n"
+    "  krel5-engine list                  what can be tested here, what not, and why\n"
+    "  krel5-engine list storage --all    one module, with the parameters that run --set takes\n"
     "Every test has a number, which \"run\" takes for its name; so has every device, which --device takes.\n"
     "Works without root as far as the system shows its devices to everybody.\n"
     "Exit status: 0 listed; 22 bad usage, or the list could not be written; 28 modules or devices may be "
@@ -39,6 +42,38 @@ constexpr char kRunFooter[] =
     "  krel5-engine run storage --device 3 --set storage:readrandom.Reads=50000\n"
     "  krel5-engine run --plan standard --dry-run     says what would run, and what not\n"
     "A test that destroys data runs only when it is named itself, or with --destructive.";
+
+constexpr char kReportFooter[] =
+    "Examples:\n"
+    "  krel5-engine report night.jsonl                          what failed, as text to be mailed\n"
+    "  krel5-engine report night.jsonl --to html --output night.html   a page to be printed or handed in\n"
+    "  krel5-engine report night.jsonl --to junit --output night.xml   for a build server\n"
+    "\"run\" and \"last\" say where the report is.\n"
+    "Exit status: 0 the page was written, also that of a FAIL; 22 bad usage, a report that is damaged or "
+    "cannot\n"
+    "be read, or a page that cannot be written.";
+
+constexpr char kLastFooter[] =
+    "Examples:\n"
+    "  sudo krel5-engine last            what root's last session found, and where its report is\n"
+    "  krel5-engine last --json          the same, for programs\n"
+    "After a crash of the machine it names the test that was running, its device, and how far it was.\n"
+    "Exit status: 0 told, also that of a FAIL; 22 there is no report, or it is damaged.";
+
+constexpr char kInventoryFooter[] =
+    "Examples:\n"
+    "  krel5-engine inventory --class HardDrive -v      the drives, with all that is known of them\n"
+    "  sudo krel5-engine inventory --json > before.json       kept, to be compared with later\n"
+    "  sudo krel5-engine inventory --html --mask > page.html  a page to give away, without serial numbers\n"
+    "Without root some properties are missing, which standard error tells.\n"
+    "Exit status: 0 listed; 1 the root could not be read, the list not be printed, or devices may be "
+    "missing;\n"
+    "2 bad usage.";
+
+constexpr char kCompareExamples[] =
+    "Examples:\n"
+    "  sudo krel5-engine compare before.json            what changed in this machine since it was saved\n"
+    "  krel5-engine compare before.json after.json      what differs between two that were saved\n";
 
 void addWhere(CLI::App& app, SituationRequest& where, bool withRoot)
 {
@@ -112,8 +147,9 @@ void addRun(CLI::App& app, RunRequest& run)
 void addReport(CLI::App& app, ReportRequest& report)
 {
     app.add_option("FILE", report.file, "Report of a session; - is standard input")->required();
-    app.add_option("--to", report.to, "One of: " + pageForms())->type_name("FORM");
+    app.add_option("--to", report.to, "One of: " + pageForms() + "; the first without it")->type_name("FORM");
     app.add_option("--output", report.output, "File; else standard output")->type_name("FILE");
+    app.footer(kReportFooter);
 }
 
 // As the shell had it.
@@ -164,8 +200,11 @@ CommandLine parseCommandLine(int argc, char const* const* argv)
     addRun(*rows[2].app, line.run);
     addReport(*rows[3].app, line.report);
     rows[4].app->add_flag("--json", line.lastAsJson, "JSON, for programs");
+    rows[4].app->footer(kLastFooter);
     devices.addListing(*rows[5].app);
+    rows[5].app->footer(kInventoryFooter);
     devices.addCompare(*rows[6].app);
+    rows[6].app->footer(kCompareExamples + rows[6].app->get_footer());
     line.run.options.command = commandOf(argc, argv);
     try {
         app.parse(argc, argv);

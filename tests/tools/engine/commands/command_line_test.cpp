@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
+#include <sstream>
 #include <vector>
 
 namespace engine {
@@ -53,6 +56,38 @@ TEST(CommandLine, NothingIsGuessed)
             words.size() == 2 && std::string(words[1]) == "run"; // a module may be called so
         EXPECT_EQ(line.error.empty(), isListOfModule) << words.front() << " " << line.error;
         EXPECT_FALSE(line.answer);
+    }
+}
+
+TEST(CommandLine, HelpHasExamplesThatAreUnderstood)
+{
+    for (char const* const command : {"", "list", "why", "run", "report", "last", "inventory", "compare"}) {
+        std::vector<char const*> words = {command, "--help"};
+        CommandLine const help = parsed({words.begin() + (*command ? 0 : 1), words.end()});
+        ASSERT_TRUE(help.answer) << command;
+        std::size_t examples = 0;
+        std::istringstream lines(*help.answer);
+        std::string line;
+        while (std::getline(lines, line)) {
+            std::size_t const begin = line.find("krel5-engine ");
+            if (begin > 8 || !line.starts_with("  "))
+                continue;
+            // what it is for stands behind two blanks; the shell would take away quotes and what follows a ">"
+            line = line.substr(begin + 13);
+            line = line.substr(0, std::min(line.find("  "), line.find(" > ")));
+            std::erase(line, '\'');
+            std::istringstream parts(line);
+            std::vector<std::string> const example{std::istream_iterator<std::string>(parts), {}};
+            std::vector<char const*> argv;
+            for (std::string const& word : example)
+                argv.push_back(word.c_str());
+            CommandLine const understood = parsed(argv);
+            EXPECT_EQ(understood.error, "") << line;
+            EXPECT_NE(understood.command, Command::None) << line;
+            EXPECT_TRUE(*command == 0 || example.front() == command) << line;
+            ++examples;
+        }
+        EXPECT_GT(examples, 0u) << command;
     }
 }
 
