@@ -2,8 +2,10 @@
 #include <endtoend/TestEngine.h>
 #include <foundation/TemporaryFolder.h>
 
+#include <libKrel5/basics/LibraryMutex.h>
 #include <libKrel5/internal/backends/CommEngine.h>
 #include <libKrel5/internal/module/CommandLine.h>
+#include <libKrel5/internal/module/ModuleCommon.h>
 
 #include <krel5/DiagModule.h>
 
@@ -11,6 +13,7 @@
 #include <zel/foundation/Stopwatch.h>
 #include <zel/foundation/System.h>
 #include <zel/model/runs/MessageBoxImp.h>
+#include <zel/model/runs/TestRunManager.h>
 
 #include <future>
 
@@ -18,6 +21,59 @@ using namespace krel5;
 using test::TestEngine;
 
 namespace {
+
+struct Disk
+{
+    Disk()
+    {
+        auto const spec = std::make_shared<zel::PropertySpecImp>("Temperature", zel::PropertyCategoryImp(),
+                                                                 zel::DataTypeImp::UINT32(),
+                                                                 zel::CapabilityImp::HardDrive());
+        zel::PropertyImp const property(spec, zel::ValueImp(std::uint32_t{40}));
+        device->addProperty(&property);
+    }
+    std::unique_ptr<zel::DeviceImp> device =
+        zel::DeviceImp::createGeneric(zel::CapabilityImp::HardDrive(), zel::CapabilityImp(), "disk", "/dev/x",
+                                      "a disk", "SATA:1", zel::CapabilityImp());
+};
+
+/// What the module has registered, and what an engine knows of the machine.
+struct Module
+{
+    Module()
+    {
+        record.setGuid("mod");
+        auto& own = zel::StateManager::instance();
+        own.addModule(record, false);
+        own.addTest(test);
+        own.addIndicator(indicator);
+    }
+    std::shared_ptr<zel::StateManager const> state(bool hasModule = true, bool hasDisk = true)
+    {
+        auto state = std::make_shared<zel::StateManager>();
+        if (hasModule)
+            state->addModule(record, false);
+        state->addPropertySpec(disk.device->property("Temperature")->spec(), false);
+        if (hasDisk)
+            state->addDevice(std::make_unique<zel::DeviceImp>(*disk.device), nullptr);
+        return state;
+    }
+    zel::RunIndicatorEngineToProvider runIndicator(zel::String const& key = "heat")
+    {
+        return zel::RunIndicatorEngineToProvider(
+            {state(), zel::IndicatorRunImp::restored(key, disk.device->guid(), 5)});
+    }
+    zel::RunTestEngineToProvider runTest()
+    {
+        return zel::RunTestEngineToProvider(
+            {state(), zel::TestRunImp::restored("run-1", "whole", disk.device->guid())});
+    }
+
+    Disk disk;
+    zel::ModuleImp record{"mod"};
+    zel::TestImp test{"whole", zel::CapabilityImp::HardDrive()};
+    zel::IndicatorImp indicator{"heat", zel::CapabilityImp::HardDrive(), false};
+};
 
 class LinkTest : public ::testing::Test
 {
@@ -41,7 +97,28 @@ protected:
         m_comm.closeConnection();
         zel::LogFactory::clearOverrides();
         zel::LogFactory::configure("modules.xml", 4);
+        zel::TestRunManager::instance().clear();
         zel::StateManager::instance().clear();
+    }
+    void startRun()
+    {
+        auto& runs = zel::TestRunManager::instance();
+        runs.setCurrent(
+            &runs.addTestRun(zel::TestRunImp::restored("run-1", "whole", m_module.disk.device->guid())));
+    }
+    /// What the link hears after this has been heard.
+    void hear(zel::Message const& message)
+    {
+        m_engine.send(message);
+        for (zel::Stopwatch const watch; !m_comm.hasReceivedMessage(message.typeCode());)
+            ASSERT_LT(watch.getElapsed(), 20);
+    }
+    /// What was logged since the last call.
+    std::string newLines()
+    {
+        std::string const all = m_folder.read("test.log"), lines = all.substr(m_linesSeen);
+        m_linesSeen = all.size();
+        return lines;
     }
     bool wasLogged(std::string const& text)
     {
@@ -49,26 +126,150 @@ protected:
     }
 
     test::TemporaryFolder m_folder;
+    std::size_t m_linesSeen = 0;
+    Module m_module;
     TestEngine m_engine;
     CommEngine m_comm;
 };
 
-struct Disk
-{
-    Disk()
-    {
-        auto const spec = std::make_shared<zel::PropertySpecImp>("Temperature", zel::PropertyCategoryImp(),
-                                                                 zel::DataTypeImp::UINT32(),
-                                                                 zel::CapabilityImp::HardDrive());
-        zel::PropertyImp const property(spec, zel::ValueImp(std::uint32_t{40}));
-        device->addProperty(&property);
-    }
-    std::unique_ptr<zel::DeviceImp> device =
-        zel::DeviceImp::createGeneric(zel::CapabilityImp::HardDrive(), zel::CapabilityImp(), "disk", "/dev/x",
-                                      "a disk", "SATA:1", zel::CapabilityImp());
-};
-
 } // namespace
+
+// In each, a message of another type is none of its business, the library mutex is free while it waits, and an engine that has
+// gone leaves it empty-handed with a line.
+TEST_F(LinkTest, eachExchangeAsksForOneTypeOfReplyAndTakesIt)
+{
+    using zel::StateBody;
+    auto const state = m_module.state();
+    auto const acknowledge = std::make_shared<zel::AcknowledgeEngineToProvider>();
+    struct Case
+    {
+        char const* name;
+        std::function<bool()> run; ///< whether it got what it waits for
+        int request;
+        std::shared_ptr<zel::Message const> reply;
+        char const* milliseconds;
+        bool hasName = true; ///< in the line that says that there was no reply
+    } const cases[] = {
+        {"receiveTestRun", [&] { return m_comm.receiveTestRun(); }, zel::ModuleStarted::kTypeCode,
+         std::make_shared<zel::RunTestEngineToProvider>(m_module.runTest()), "120000", false},
+        {"receiveDevices", [&] { return m_comm.receiveDevices(), m_comm.hasAllDevices(); },
+         zel::ModuleStarted::kTypeCode,
+         std::make_shared<zel::EnumerationReturnedEngineToClient>(StateBody{state}), "120000", false},
+        {"receiveIndicatorRun", [&] { return m_comm.receiveIndicatorRun(); }, zel::ModuleStarted::kTypeCode,
+         std::make_shared<zel::RunIndicatorEngineToProvider>(m_module.runIndicator()), "120000", false},
+        {"sendEnumTests", [&] { return m_comm.sendEnumTests(), m_comm.isConfirmed(); },
+         zel::EnumerationReturnedProviderToEngine::kTypeCode, acknowledge, "120000"},
+        {"sendFinalResult", [&] { return m_comm.sendFinalResult(), m_comm.isConfirmed(); },
+         zel::TestProgressProviderToEngine::kTypeCode, acknowledge, "120000"},
+        {"getCurrentStateManagerFromEngine",
+         [&] { return m_comm.getCurrentStateManagerFromEngine() != nullptr; },
+         zel::EnumerationMessage::kTypeCode,
+         std::make_shared<zel::InventoryTestEngineToProvider>(StateBody{state}), "100"},
+    };
+    startRun();
+    for (Case const& one : cases) {
+        SCOPED_TRACE(one.name);
+        auto got = std::async(std::launch::async, one.run);
+        auto const request = m_engine.next();
+        ASSERT_TRUE(request);
+        EXPECT_EQ(request->typeCode(), one.request);
+        hear(zel::HttpGetResponseEngineToProvider({1, true, "nobody asked"}));
+        while (!libraryMutex().try_lock()) // not for long: who asks whether to stop takes it as well
+            ASSERT_NE(got.wait_for(std::chrono::milliseconds(1)), std::future_status::ready);
+        libraryMutex().unlock();
+        m_engine.send(*one.reply);
+        EXPECT_TRUE(got.get());
+        std::string const lines = newLines(), name = one.name;
+        EXPECT_NE(lines.find(name + "(): received: " + one.reply->toString().toUtf8() + "\n"),
+                  std::string::npos);
+        EXPECT_EQ(lines.find("(): received: Http"), std::string::npos);
+        EXPECT_NE(lines.find(std::string("timeout: ") + one.milliseconds + " before wait"),
+                  std::string::npos);
+    }
+    EXPECT_EQ(zel::TestRunManager::instance().testRunCount(), 2u);
+    EXPECT_EQ(zel::StateManager::instance().indicatorRunCount(), 1u);
+
+    m_engine.disconnect();
+    for (zel::Stopwatch const watch; !m_comm.receiveStopMessage();)
+        ASSERT_LT(watch.getElapsed(), 20);
+    for (Case const& one : cases) {
+        newLines();
+        EXPECT_FALSE(one.run()) << one.name;
+        std::string const line =
+            (one.hasName ? std::string(one.name) + "(): " : std::string()) +
+            "Did not receive any message of type: " + std::to_string(one.reply->typeCode()) + "\n";
+        std::string const lines = newLines();
+        EXPECT_NE(lines.find(" " + line), std::string::npos) << one.name << "\n" << lines;
+        EXPECT_EQ(lines.find("): " + line), std::string::npos) << one.name;
+    }
+}
+
+TEST_F(LinkTest, aReplyThatComesWhenNobodyWaitsIsNotTakenForTheNextOnes)
+{
+    auto const ask = [&](zel::InventoryTestEngineToProvider const& reply) {
+        auto asked =
+            std::async(std::launch::async, [&] { return m_comm.getCurrentStateManagerFromEngine(); });
+        m_engine.next<zel::EnumerationMessage>();
+        m_engine.send(reply);
+        return asked.get();
+    };
+    zel::InventoryTestEngineToProvider const empty({m_module.state(true, false)}), whole({m_module.state()});
+    EXPECT_EQ(ask(empty)->deviceCount(), 0u);
+    m_engine.send(empty);
+    hear(zel::StopTestEngineToProvider());
+    hear(zel::AcknowledgeEngineToProvider()); // behind it, since it is no more urgent
+    EXPECT_EQ(ask(whole)->deviceCount(), 1u);
+}
+
+TEST_F(LinkTest, anIndicatorRunComesWithItsDevice)
+{
+    auto const receive = [&](zel::RunIndicatorEngineToProvider const& reply) {
+        auto got = std::async(std::launch::async, [&]() -> std::string {
+            try {
+                return m_comm.receiveIndicatorRun() ? "" : "none";
+            } catch (zel::Exception const& e) {
+                return e.getMessage().toUtf8();
+            }
+        });
+        EXPECT_EQ(m_engine.next<zel::ModuleStarted>()->body().guid, ModuleCommon::module().guid());
+        m_engine.send(reply);
+        return got.get();
+    };
+    auto& own = zel::StateManager::instance();
+    zel::String const disk = m_module.disk.device->guid();
+    auto const run = zel::IndicatorRunImp::restored("heat", disk, 5);
+    struct
+    {
+        zel::IndicatorRunBody body;
+        char const* why;
+    } const refused[] = {{{m_module.state(false), run}, "No module in StateManager"},
+                         {{m_module.state(true, false), run}, "CommEngine: engine returned null DeviceImp"},
+                         {m_module.runIndicator("cold").body(), "indicator \"cold\", which is not known"}};
+    for (auto const& one : refused)
+        EXPECT_NE(receive(zel::RunIndicatorEngineToProvider(one.body)).find(one.why), std::string::npos)
+            << one.why;
+    EXPECT_EQ(own.indicatorRunCount(), 0u);
+
+    EXPECT_EQ(receive(m_module.runIndicator()), "");
+    ASSERT_EQ(own.indicatorRunCount(), 1u);
+    zel::IndicatorRunImp const& received = own.indicatorRunAtIndex(0);
+    EXPECT_EQ(&received.indicator(), &m_module.indicator);
+    ASSERT_TRUE(received.device());
+    EXPECT_EQ(received.device(), own.device(disk));
+    EXPECT_EQ(received.updateInterval(), 5);
+    EXPECT_FALSE(received.hasBeenCalled());
+    auto const spec = m_module.disk.device->property("Temperature")->spec();
+    EXPECT_TRUE(own.propertySpec(spec->guid()));
+
+    auto const free = zel::IndicatorRunImp::restored("heat", "", 1);
+    EXPECT_EQ(receive(zel::RunIndicatorEngineToProvider({m_module.state(true, false), free})), "");
+    ASSERT_EQ(own.indicatorRunCount(), 2u);
+    EXPECT_EQ(own.indicatorRunAtIndex(1).device(), nullptr);
+
+    hear(zel::RequestUpdateClientToEngineToIndicator({disk, "Temperature"}));
+    for (zel::Stopwatch const watch; !received.hasUpdateBeenForced();) // in the middle of being handled
+        ASSERT_LT(watch.getElapsed(), 20);
+}
 
 TEST_F(LinkTest, aResponseIsTheOneToItsOwnRequest)
 {
@@ -169,8 +370,25 @@ TEST_F(LinkTest, aTimeOutIsWhatWasSet)
 
 TEST_F(LinkTest, changesOfTheInventoryGoOut)
 {
-    Disk const disk;
+    Disk const& disk = m_module.disk;
     zel::PropertyImp& property = *disk.device->property("Temperature");
+    std::function<void()> const requests[] = {
+        [&] { m_comm.sendRequestDeviceAddition(*disk.device); },
+        [&] { m_comm.sendRequestDevicePropertyAddition(*disk.device, property); },
+        [&] { m_comm.sendRequestDevicePropertyRemoval(*disk.device, property); },
+        [&] { m_comm.sendRequestDeviceRemoval(*disk.device); },
+        [&] { m_comm.sendRequestAlertRemoval("hot"); }};
+    for (auto const& request : requests) {
+        newLines();
+        request();
+        EXPECT_NE(newLines().find(" Invalid TestRun\n"), std::string::npos);
+    }
+    auto& own = zel::StateManager::instance();
+    EXPECT_EQ(own.deviceCount(), 0u);
+    m_comm.sendVersion();
+    EXPECT_EQ(m_engine.next()->typeCode(), zel::VersionProviderToEngine::kTypeCode) << "nothing came before";
+
+    startRun();
     auto const next = [&] { return m_engine.next<zel::UpdatesProviderToEngineToUI>()->body(); };
     using What = zel::UpdatesBody::What;
 
@@ -180,6 +398,13 @@ TEST_F(LinkTest, changesOfTheInventoryGoOut)
     ASSERT_TRUE(update.state && update.state->device(disk.device->guid()));
     EXPECT_EQ(update.state->device(disk.device->guid())->property("Temperature")->value().toString(),
               zel::String("40"));
+    EXPECT_EQ(update.state->propertySpecCount(), 1u);
+    EXPECT_EQ(own.device(disk.device->guid()), disk.device.get());
+    EXPECT_EQ(own.propertySpec(property.spec()->guid()), property.spec());
+    m_comm.sendRequestDeviceAddition(*disk.device); // whoever asks may have added it
+    EXPECT_EQ(next().what, What::AddDevice);
+    zel::TestRunManager::instance().setCurrent(nullptr);
+    own.addIndicatorRun(zel::IndicatorRunImp(m_module.indicator, nullptr, 1)); // a run as good as the other
 
     m_comm.sendRequestDevicePropertyAddition(*disk.device, property);
     update = next();
@@ -203,10 +428,12 @@ TEST_F(LinkTest, changesOfTheInventoryGoOut)
     EXPECT_EQ(update.what, What::RemoveAlert);
     EXPECT_EQ(update.key, zel::String("hot"));
 
+    own.removeDevice(disk.device->guid());
+    own.takeChanges();
     m_comm.propagateChanges(); // there are none
     zel::StateManager received;
     received.addDevice(*disk.device, nullptr);
-    zel::StateManager::instance().mergeWithTracking(received);
+    own.mergeWithTracking(received);
     m_comm.propagateChanges();
     m_comm.propagateChanges();
     update = next();

@@ -237,10 +237,13 @@ bool CommEngine::receiveIndicatorRun()
     requireModule(received, "No module in StateManager");
     if (!reply->body().run)
         throw zel::InvalidArgumentException("Invalid Argument");
-    merge(received);
     zel::IndicatorRunImp run = *reply->body().run;
+    if (!run.deviceGuid().empty() && !received.device(run.deviceGuid()))
+        throw zel::NullPointerException("CommEngine: engine returned null DeviceImp");
+    merge(received);
     zel::AutoMutex const guard(libraryMutex());
     manager().bind(run);
+    m_shutdownSeconds = run.indicator().flags().minShutdownSeconds;
     manager().addIndicatorRun(std::move(run));
     return true;
 }

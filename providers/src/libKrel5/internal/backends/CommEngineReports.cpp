@@ -77,10 +77,14 @@ zel::ProgressBody bodyOf(What what, zel::TestRunImp& run)
 std::shared_ptr<zel::StateManager const> stateWith(zel::DeviceImp const& device)
 {
     auto state = std::make_shared<zel::StateManager>();
+    for (std::size_t i = 0; i < device.propertyCount(); ++i)
+        state->addPropertySpec(device.getProperty(i).spec(), false);
     state->addDevice(std::make_unique<zel::DeviceImp>(device), nullptr);
-    state->mergePropertySpecs(zel::StateManager::instance());
     return state;
 }
+
+// Changes are news to an engine that has given a run. Who only lists sends everything at the end.
+bool hasRun() { return zel::StateManager::instance().hasHadIndicatorRuns() || currentRun(); }
 
 bool isAnswerOf(zel::MessageBoxImp const& box, int code)
 {
@@ -178,29 +182,41 @@ void CommEngine::sendUpdate(zel::UpdatesBody body)
     send(zel::UpdatesProviderToEngineToUI(std::move(body)));
 }
 
+// Who asked for it may have added it already.
 void CommEngine::sendRequestDeviceAddition(zel::DeviceImp& device)
 {
-    sendUpdate({zel::UpdatesBody::What::AddDevice, device.guid(), zel::String(), stateWith(device)});
+    if (!hasRun())
+        return;
+    auto const state = stateWith(device);
+    zel::StateManager& own = zel::StateManager::instance();
+    if (!own.device(device.guid()))
+        own.addDevice(device, nullptr);
+    own.mergePropertySpecs(*state);
+    sendUpdate({zel::UpdatesBody::What::AddDevice, device.guid(), zel::String(), state});
 }
 
 void CommEngine::sendRequestDeviceRemoval(zel::DeviceImp& device)
 {
-    sendUpdate({zel::UpdatesBody::What::RemoveDevice, device.guid(), zel::String(), nullptr});
+    if (hasRun())
+        sendUpdate({zel::UpdatesBody::What::RemoveDevice, device.guid(), zel::String(), nullptr});
 }
 
 void CommEngine::sendRequestDevicePropertyAddition(zel::DeviceImp& device, zel::PropertyImp& property)
 {
-    sendUpdate({zel::UpdatesBody::What::AddProperty, device.guid(), property.key(), stateWith(device)});
+    if (hasRun())
+        sendUpdate({zel::UpdatesBody::What::AddProperty, device.guid(), property.key(), stateWith(device)});
 }
 
 void CommEngine::sendRequestDevicePropertyRemoval(zel::DeviceImp& device, zel::PropertyImp& property)
 {
-    sendUpdate({zel::UpdatesBody::What::RemoveProperty, device.guid(), property.key(), nullptr});
+    if (hasRun())
+        sendUpdate({zel::UpdatesBody::What::RemoveProperty, device.guid(), property.key(), nullptr});
 }
 
 void CommEngine::sendRequestAlertRemoval(zel::String const& alertKey)
 {
-    sendUpdate({zel::UpdatesBody::What::RemoveAlert, zel::String(), alertKey, nullptr});
+    if (hasRun())
+        sendUpdate({zel::UpdatesBody::What::RemoveAlert, zel::String(), alertKey, nullptr});
 }
 
 } // namespace krel5
