@@ -100,7 +100,11 @@ public:
         auto const available = [this] { return m_count > 0; };
         if (milliseconds == kForever)
             m_posted.wait(guard, available);
-        else if (!m_posted.wait_for(guard, std::chrono::milliseconds(milliseconds), available))
+        else if (milliseconds ==
+                 0) { // a wait of no time at all would still sleep for the kernel's timer slack
+            if (!available())
+                return false;
+        } else if (!m_posted.wait_for(guard, std::chrono::milliseconds(milliseconds), available))
             return false;
         --m_count;
         return true;
