@@ -1,6 +1,8 @@
 // The engine link against a raw Unix-domain socket, both between two processes and in turns: a request and its reply of
 // the same sizes; and progress, from the module's call to the engine's handler, against the same messages built and
-// parsed by pugixml. A ratio is the median of its rounds.
+// parsed by pugixml. A ratio is the median of its rounds. Exchanges are measured twice, each with both pairs of processes on
+// the same processors: what a kernel makes of it, whether it wakes the other side where it is or on another processor, is
+// several times what anything else costs, and it does not decide the same way for both pairs.
 #include <zel/foundation/Locks.h>
 #include <zel/foundation/Stopwatch.h>
 #include <zel/ipc/Frame.h>
@@ -14,6 +16,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <sched.h>
 #include <string>
 #include <sys/prctl.h>
 #include <sys/socket.h>
@@ -42,15 +45,44 @@ TestProgressProviderToEngine progress(ProgressBody::What what, int percent)
 
 std::size_t sizeOf(Message const& message) { return FrameHeader::kSize + message.serialize().size(); }
 
+void expect(bool isSo, char const* what)
+{
+    if (isSo)
+        return;
+    std::fprintf(stderr, "ipc_ratio: %s\n", what);
+    std::exit(1);
+}
+
+void stayOn(int processor)
+{
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    CPU_SET(static_cast<unsigned>(processor), &set);
+    expect(::sched_setaffinity(0, sizeof set, &set) == 0, "no such processor");
+}
+
+/// The first two that this process may use; one twice where there is only one.
+std::pair<int, int> twoProcessors()
+{
+    cpu_set_t set;
+    expect(::sched_getaffinity(0, sizeof set, &set) == 0, "no processors");
+    std::vector<int> all;
+    for (int i = 0; i < CPU_SETSIZE; ++i)
+        if (CPU_ISSET(static_cast<unsigned>(i), &set))
+            all.push_back(i);
+    return {all.front(), all[all.size() > 1 ? 1 : 0]};
+}
+
 /// A process that does `body`, killed at the end.
 class Child
 {
 public:
-    explicit Child(std::function<void()> const& body) : m_id(::fork())
+    Child(int processor, std::function<void()> const& body) : m_id(::fork())
     {
         if (m_id != 0)
             return;
         ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        stayOn(processor);
         body();
         ::_exit(0);
     }
@@ -71,14 +103,6 @@ public:
 private:
     pid_t m_id;
 };
-
-void expect(bool isSo, char const* what)
-{
-    if (isSo)
-        return;
-    std::fprintf(stderr, "ipc_ratio: %s\n", what);
-    std::exit(1);
-}
 
 void sendAll(int socket, char const* bytes, std::size_t size)
 {
@@ -179,14 +203,14 @@ void print(char const* what, std::vector<std::pair<double, double>> rounds, char
     std::sort(rounds.begin(), rounds.end(),
               [&](auto const& a, auto const& b) { return ratio(a) < ratio(b); });
     auto const& middle = rounds[rounds.size() / 2];
-    std::printf("%-44s %10.2f / %10.2f = %5.2f   (%s)\n", what, middle.first, middle.second, ratio(middle),
+    std::printf("%-50s %10.2f / %10.2f = %5.2f   (%s)\n", what, middle.first, middle.second, ratio(middle),
                 unit);
 }
 
-} // namespace
-
-int main()
+/// From this process, on one processor, to those that answer, on another or the same.
+void measure(char const* name, int own, int other, bool withProgress)
 {
+    stayOn(own);
     int ready[2], raw[2], xml[2];
     for (int* const pair : {ready, raw, xml})
         expect(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair) == 0, "socketpair");
@@ -194,9 +218,11 @@ int main()
     AcknowledgeEngineToProvider const acknowledge;
     std::size_t const request = sizeOf(final), reply = sizeOf(acknowledge);
 
-    Child engine([&] { beEngine(ready[1]); });
-    Child const echoing([&] { echo(raw[1], request, reply); });
-    Child const parsing([&] { parseByPugixml(xml[1]); });
+    Child engine(other, [&] { beEngine(ready[1]); });
+    Child const echoing(other, [&] { echo(raw[1], request, reply); });
+    Child const parsing(other, [&] { parseByPugixml(xml[1]); });
+    for (int* const pair : {ready, raw, xml})
+        ::close(pair[1]);
     char one;
     expect(readAll(ready[0], &one, 1), "no engine");
 
@@ -204,8 +230,10 @@ int main()
     IPCClient client({[&](std::shared_ptr<Message const>) { answered.post(); }, nullptr});
     expect(client.doLogin(IPCClient::getLoginSHMName(engine.id())), "no login");
     auto const ask = [&] {
+        IPCClient::Reading reading(client); // as the module's side does
         expect(client.queue(final), "not sent");
-        expect(answered.wait(10'000), "no answer");
+        auto const isAnswered = [&] { return answered.wait(0); };
+        expect(reading.isOurs() ? reading.wait(10'000, isAnswered) : answered.wait(10'000), "no answer");
     };
     std::string const sent(request, 's');
     std::string received(reply, 'r');
@@ -225,6 +253,8 @@ int main()
             askRaw();
         exchanges.emplace_back(ours * 1e6 / kExchanges, watch.getElapsed() * 1e6 / kExchanges);
 
+        if (!withProgress)
+            continue;
         watch.reset();
         for (int i = 0; i < kProgress; ++i) // of the kind of which none is left out
             expect(client.queue(progress(ProgressBody::What::Events, i % 101)), "not sent");
@@ -237,9 +267,20 @@ int main()
         expect(readAll(xml[0], &one, 1), "no end");
         rates.emplace_back(kProgress / progressed / 1000, kProgress / watch.getElapsed() / 1000);
     }
-    print("request and reply / raw socket (at most 1.5)", exchanges, "microseconds");
-    print("progress / by pugixml (at least 0.4)", rates, "thousand messages a second");
+    print(name, exchanges, "microseconds");
+    if (withProgress)
+        print("progress / by pugixml (at least 0.4)", rates, "thousand messages a second");
     client.doLogout();
     ::shutdown(ready[0], SHUT_RDWR);
     engine.wait(); // removes its login area
+    ::close(ready[0]);
+}
+
+} // namespace
+
+int main()
+{
+    auto const [first, second] = twoProcessors();
+    measure("request, reply / raw, one processor (at most 1.5)", first, first, false);
+    measure("request, reply / raw, two processors (at most 1.5)", first, second, true);
 }

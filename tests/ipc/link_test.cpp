@@ -3,11 +3,14 @@
 #include <ipc/RandomMessage.h>
 
 #include <foundation/ChildProcess.h>
+#include <zel/foundation/Locks.h>
+#include <zel/foundation/Stopwatch.h>
 #include <zel/ipc/linux/LoginArea.h>
 #include <zel/ipc/linux/Socket.h>
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
 #include <csignal>
 #include <ctime>
@@ -133,6 +136,130 @@ TEST(Link, servesManyModulesAtOnceAndEachLogsInAgain)
     EXPECT_TRUE(modules[0]->client.doLogin(IPCClient::getLoginSHMName(::getpid())));
     EXPECT_TRUE(modules[0]->client.queue(EnumerationMessage()));
     EXPECT_TRUE(engine.heard.waitForMessages(1));
+}
+
+TEST(Link, whoWaitsForAReplyTakesItHimselfAndWhatComesBefore)
+{
+    Engine engine;
+    std::vector<std::pair<int, std::thread::id>> taken; // by two threads, but never at once
+    std::atomic<std::size_t> count{0};
+    IPCClient client({[&](std::shared_ptr<Message const> message) {
+                          taken.emplace_back(message->typeCode(), std::this_thread::get_id());
+                          ++count;
+                      },
+                      nullptr});
+    ASSERT_TRUE(client.doLogin(IPCClient::getLoginSHMName(::getpid())));
+    constexpr unsigned kLongEnough = 30'000;
+    {
+        IPCClient::Reading reading(client);
+        ASSERT_TRUE(reading.isOurs());
+        std::thread([&] { EXPECT_FALSE(IPCClient::Reading(client).isOurs()) << "one at a time"; }).join();
+        ASSERT_TRUE(client.queue(EnumerationMessage()));
+        ASSERT_TRUE(engine.heard.waitForMessages(1));
+        engine.server.queue(engine.peer(), StopTestEngineToProvider());
+        engine.server.queue(engine.peer(), AcknowledgeEngineToProvider());
+        EXPECT_FALSE(reading.wait(0, [&] { return count > 0; })) << "nobody else took it";
+        EXPECT_TRUE(reading.wait(kLongEnough, [&] { return count == 2; }));
+        EXPECT_FALSE(reading.wait(50, [&] { return count == 3; }));
+        engine.server.queue(engine.peer(),
+                            StopTestEngineToProvider()); // may come when the link's thread reads again
+    }
+    for (int i = 0; count < 3 && i < 30'000; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    client.doLogout();
+    ASSERT_EQ(3u, taken.size());
+    EXPECT_EQ(std::pair(StopTestEngineToProvider::kTypeCode, std::this_thread::get_id()), taken[0]);
+    EXPECT_EQ(std::pair(AcknowledgeEngineToProvider::kTypeCode, std::this_thread::get_id()), taken[1]);
+    EXPECT_EQ(StopTestEngineToProvider::kTypeCode, taken[2].first);
+    EXPECT_NE(std::this_thread::get_id(), taken[2].second) << "it was not lost between the two";
+    EXPECT_FALSE(IPCClient::Reading(client).isOurs()) << "there is no connection";
+}
+
+TEST(Link, whoReadsNoticesTheEndAtOnce)
+{
+    auto engine = std::make_unique<Engine>();
+    Module module(::getpid());
+    std::thread killer;
+    {
+        IPCClient::Reading reading(module.client);
+        ASSERT_TRUE(reading.isOurs());
+        killer = std::thread([&] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            engine.reset();
+        });
+        Stopwatch const watch;
+        EXPECT_FALSE(reading.wait(30'000, [] { return false; }));
+        EXPECT_LT(watch.getElapsed(), 10);
+        EXPECT_FALSE(module.client.commMgr().isRemoteRunning());
+    }
+    killer.join();
+    EXPECT_TRUE(module.isLost());
+    EXPECT_EQ(1, module.heard.losses);
+}
+
+TEST(Link, aLogoutEndsTheWaitOfWhoReads)
+{
+    Engine engine;
+    Module module(::getpid());
+    std::atomic<bool> isReading{false};
+    std::thread reader([&] {
+        IPCClient::Reading reading(module.client);
+        EXPECT_FALSE(reading.wait(30'000, [&] {
+            isReading = true;
+            return false;
+        }));
+    });
+    while (!isReading)
+        std::this_thread::yield();
+    Stopwatch const watch;
+    EXPECT_TRUE(module.client.doLogout());
+    EXPECT_LT(watch.getElapsed(), 10);
+    reader.join();
+    EXPECT_EQ(0, module.heard.losses);
+}
+
+// Whoever reads just then, the link's thread among them: each message comes once, and nobody sleeps over one.
+TEST(Link, manyThreadsAskAtOnceAndEachReplyComes)
+{
+    constexpr int kThreads = 4, kQuestions = 500;
+    IPCServer* self = nullptr;
+    IPCServer server({nullptr, nullptr,
+                      [&](IPCServer::Peer peer, std::shared_ptr<Message const> message) {
+                          auto const& question =
+                              dynamic_cast<HttpGetRequestProviderToEngine const&>(*message);
+                          self->queue(peer, StopTestEngineToProvider());
+                          self->queue(peer, HttpGetResponseEngineToProvider({question.body().id, true, {}}));
+                      },
+                      nullptr});
+    self = &server;
+    std::array<ManagedSemaphore, kThreads> replies;
+    std::atomic<int> stops{0};
+    IPCClient client({[&](std::shared_ptr<Message const> message) {
+                          auto const* reply =
+                              dynamic_cast<HttpGetResponseEngineToProvider const*>(message.get());
+                          if (reply)
+                              replies[reply->body().id].post();
+                          else
+                              ++stops;
+                      },
+                      nullptr});
+    ASSERT_TRUE(client.doLogin(IPCClient::getLoginSHMName(::getpid())));
+    std::atomic<int> answered{0};
+    std::vector<std::thread> threads;
+    for (std::uint64_t id = 0; id < kThreads; ++id)
+        threads.emplace_back([&, id] {
+            for (int i = 0; i < kQuestions; ++i) {
+                IPCClient::Reading reading(client);
+                client.queue(HttpGetRequestProviderToEngine({id, {}, {}}));
+                auto const isHere = [&] { return replies[id].wait(0); };
+                answered += reading.isOurs() ? reading.wait(30'000, isHere) : replies[id].wait(30'000);
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(kThreads * kQuestions, answered);
+    EXPECT_EQ(kThreads * kQuestions, stops);
+    EXPECT_TRUE(client.doLogout());
 }
 
 TEST(Link, aStopOvertakesWhatWaits)

@@ -10,10 +10,14 @@
 
 namespace zel {
 
-/// Thread rule: doLogin and doLogout are the main flow's; queue() is anybody's. The handlers are called on the one
-/// thread that the link owns, one at a time, and not after doLogout has returned; they call neither of the two.
+/// Thread rule: doLogin and doLogout are the main flow's; queue() and a Reading are anybody's. The handlers are called on the
+/// one thread that the link owns, `received` also on one that waits in a Reading; one at a time, and not after doLogout has
+/// returned. Of all that they use queue() only.
 class ZEL_EXPORT IPCClient
 {
+    struct Link;
+    struct Session; // from a login to its end
+
 public:
     struct Handlers
     {
@@ -51,10 +55,32 @@ public:
     /// in time, or there is no connection. Anybody's.
     bool waitUntilSent(unsigned milliseconds);
 
+    /// For who asks the engine and waits for the reply: made before the request is sent, it has this thread take what the engine
+    /// says, in place of the link's own, which would have to be woken first and then to wake this one. While it lives nobody
+    /// else takes anything: it is for the time of one wait. On the thread that made it it ends before
+    /// the client and before a logout.
+    class ZEL_EXPORT Reading
+    {
+    public:
+        explicit Reading(IPCClient& client);
+        ~Reading();
+        Reading(Reading const&) = delete;
+        Reading& operator=(Reading const&) = delete;
+
+        /// False when another thread reads already, which hands on whatever comes, or when there is no connection.
+        bool isOurs() const noexcept { return m_session != nullptr; }
+        /// Hands on what comes until `isEnough`, which is asked before the first message and after each, says so; at most so long,
+        /// and not after the connection's end. What it said last. REQUIRES: isOurs()
+        bool wait(std::uint32_t milliseconds, std::function<bool()> const& isEnough);
+
+    private:
+        IPCClient& m_client;
+        std::shared_ptr<Session> m_session;
+    };
+
     IPCCommMgr const& commMgr() const noexcept;
 
 private:
-    struct Link;
     std::unique_ptr<Link> m_link;
 };
 

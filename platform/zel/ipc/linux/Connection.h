@@ -16,7 +16,7 @@
 
 namespace zel {
 
-/// Thread rule: receive() and flush() are the link's thread's, the others anybody's.
+/// Thread rule: flush() is the link's thread's; receive() is one thread's at a time; the others are anybody's.
 class Connection
 {
 public:

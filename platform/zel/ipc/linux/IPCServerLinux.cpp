@@ -55,30 +55,24 @@ struct IPCServer::Link
     explicit Link(Handlers all) : handlers(std::move(all)) {}
 
     void run();
-    void wait(Modules const& known, std::vector<pollfd>& waiting);
-    void serve(Modules const& known, std::vector<pollfd> const& waiting, std::span<char> buffer);
+    void wait(std::vector<pollfd>& waiting);
+    void serve(std::vector<pollfd> const& waiting, std::span<char> buffer);
     void accept();
     void admit(FileDescriptor socket);
     void part(Peer peer, Connection const& module);
     std::shared_ptr<Connection> find(Peer peer);
-    Modules all();
 
     Handlers handlers;
     ListeningSocket socket;
     LoginArea area{areaFor(socket)};
     LinkThread thread;
     std::atomic<bool> isEnding{false};
-    std::mutex mutex; // guards the map
+    std::mutex
+        mutex; // guards the map: the link's thread alone changes it, and holds this for that; others to look
     Modules modules;
     Peer last = 0;
     bool isShort = false; // of descriptors or memory
 };
-
-IPCServer::Link::Modules IPCServer::Link::all()
-{
-    std::lock_guard<std::mutex> const guard(mutex);
-    return modules;
-}
 
 std::shared_ptr<Connection> IPCServer::Link::find(Peer peer)
 {
@@ -92,23 +86,22 @@ void IPCServer::Link::run()
     auto const buffer = std::make_unique_for_overwrite<char[]>(kReadBytes);
     std::vector<pollfd> waiting;
     while (!isEnding) {
-        Modules const known = all();
-        wait(known, waiting);
+        wait(waiting);
         if (waiting[0].revents != 0)
             thread.takeWakes();
-        serve(known, waiting, {buffer.get(), kReadBytes});
+        serve(waiting, {buffer.get(), kReadBytes});
         if (isShort || waiting[1].revents != 0)
             accept();
     }
 }
 
 // First the wakes, then who wants to be let in, then the modules in their order.
-void IPCServer::Link::wait(Modules const& known, std::vector<pollfd>& waiting)
+void IPCServer::Link::wait(std::vector<pollfd>& waiting)
 {
     waiting.clear();
     waiting.push_back({thread.wakeDescriptor(), POLLIN, 0});
     waiting.push_back({isShort ? -1 : socket.descriptor(), POLLIN, 0});
-    for (auto const& one : known)
+    for (auto const& one : modules)
         waiting.push_back({one.second->descriptor(),
                            static_cast<short>(one.second->hasWaiting() ? POLLIN | POLLOUT : POLLIN), 0});
     if (::poll(waiting.data(), waiting.size(), isShort ? kPauseMilliseconds : -1) < 0)
@@ -116,10 +109,11 @@ void IPCServer::Link::wait(Modules const& known, std::vector<pollfd>& waiting)
             one.revents = 0;
 }
 
-void IPCServer::Link::serve(Modules const& known, std::vector<pollfd> const& waiting, std::span<char> buffer)
+void IPCServer::Link::serve(std::vector<pollfd> const& waiting, std::span<char> buffer)
 {
     std::size_t i = 2;
-    for (auto const& [peer, module] : known) {
+    for (auto next = modules.begin(); next != modules.end();) {
+        auto const [peer, module] = *next++; // it may part
         short const found = waiting[i++].revents;
         if ((found & POLLOUT) != 0)
             module->flush();

@@ -309,6 +309,38 @@ TEST_F(LinkTest, anEngineThatSaysNothingIsWaitedForNoLongerThanItsTime)
     EXPECT_EQ(m_engine.next()->typeCode(), zel::VersionProviderToEngine::kTypeCode) << "it was asked once";
 }
 
+TEST_F(LinkTest, anEngineThatLivesAndSaysNothingIsWaitedForAndConfirmsNothing)
+{
+    m_comm.closeConnection();
+    constexpr std::uint32_t kPatience = 300; // milliseconds
+    CommEngine comm(kPatience);
+    ASSERT_TRUE(comm.openConnection());
+    std::function<void()> const waits[] = {
+        [&] { EXPECT_FALSE(comm.receiveTestRun()); },
+        [&] { EXPECT_FALSE(comm.receiveIndicatorRun()); },
+        [&] { comm.receiveDevices(); },
+        [&] { comm.sendEnumTests(); },
+    };
+    for (auto const& wait : waits) {
+        zel::Stopwatch const watch;
+        wait();
+        EXPECT_GE(watch.getElapsed() * 1000, kPatience);
+        EXPECT_LT(watch.getElapsed() * 1000, 10 * kPatience);
+        EXPECT_FALSE(m_engine.next() == nullptr) << "it was asked";
+    }
+    EXPECT_FALSE(comm.hasAllDevices());
+    EXPECT_FALSE(comm.isConfirmed());
+    for (char const* const type : {" 31\n", " 48\n", " 20\n", " 16\n"})
+        EXPECT_TRUE(wasLogged(std::string("Did not receive any message of type:") + type)) << type;
+    EXPECT_FALSE(comm.receiveStopMessage()) << "it is there";
+    m_engine.send(zel::StopTestEngineToProvider());
+    zel::Stopwatch const watch;
+    EXPECT_FALSE(comm.receiveTestRun());
+    EXPECT_LT(watch.getElapsed(), 10);
+    EXPECT_TRUE(comm.receiveStopMessage()) << "who waits for something else hears of a stop";
+    EXPECT_TRUE(comm.closeConnection());
+}
+
 TEST_F(LinkTest, anEngineThatGoesAwayIsNotWaitedForAndCountsAsAStop)
 {
     Disk const disk;

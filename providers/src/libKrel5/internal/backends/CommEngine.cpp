@@ -71,8 +71,8 @@ std::shared_ptr<zel::StateManager const> copyOfState()
 
 } // namespace
 
-CommEngine::CommEngine()
-    : m_shutdownSeconds(zel::TestImp::kDefaultMinShutdownSeconds),
+CommEngine::CommEngine(std::uint32_t patience)
+    : m_patience(patience), m_shutdownSeconds(zel::TestImp::kDefaultMinShutdownSeconds),
       m_client({.received = [this](MessagePointer message) { m_handler.handle(message); },
                 .lost = [this] { endWithoutEngine(); }}),
       m_engine(m_client.commMgr())
@@ -146,15 +146,20 @@ std::shared_ptr<CommMessageWaiter> CommEngine::createMessageWaiter()
 }
 
 CommEngine::MessagePointer CommEngine::waitFor(CommMessageWaiter& waiter, Exchange const& how,
-                                               unsigned& tries)
+                                               unsigned& tries, zel::IPCClient::Reading& reading)
 {
     auto const isOver = [&] {
         return isEngineGone() || (how.ends == Ends::WithAStop && StopRequest::isMade());
     };
+    CommMessageWaiter::Receive receive;
+    if (reading.isOurs())
+        receive = [&](std::uint32_t milliseconds, std::function<bool()> const& isTaken) {
+            return reading.wait(milliseconds, isTaken);
+        };
     MessagePointer message;
     for (bool wasOver = false; !message && !wasOver && tries > 0; --tries) {
         wasOver = isOver();
-        message = waiter.waitForMessage(how.milliseconds, isOver);
+        message = waiter.waitForMessage(how.milliseconds, isOver, receive);
     }
     return message;
 }
@@ -167,8 +172,9 @@ std::shared_ptr<Reply const> CommEngine::exchange(Exchange const& how, zel::Mess
     auto const waiter = createMessageWaiter();
     ProviderMessageHandler::Registration const registration(m_handler, waiter);
     waiter->setWantedMessageType(Reply::kTypeCode);
+    zel::IPCClient::Reading reading(m_client); // the reply is here one thread sooner
     unsigned tries = send(request) ? how.tries : 0;
-    while (auto const message = waitFor(*waiter, how, tries)) {
+    while (auto const message = waitFor(*waiter, how, tries, reading)) {
         ZEL_LOG(logger(), LogLevel::Information) << how.operation << "(): received: " << message->toString();
         auto const reply = std::dynamic_pointer_cast<Reply const>(message);
         if (reply && (!accepts || accepts(*reply)))
@@ -197,7 +203,7 @@ void CommEngine::logSilence(Exchange const& how, int typeCode) const
 bool CommEngine::receiveTestRun()
 {
     auto const reply = exchange<zel::RunTestEngineToProvider>(
-        {"receiveTestRun", kPatience, 1, Ends::WithAStop}, zel::ModuleStarted(ownModule()));
+        {"receiveTestRun", m_patience, 1, Ends::WithAStop}, zel::ModuleStarted(ownModule()));
     if (!reply)
         return false;
     zel::StateManager const& received = stateOf(reply->body().state);
@@ -221,7 +227,7 @@ bool CommEngine::receiveTestRun()
 void CommEngine::receiveDevices()
 {
     auto const reply = exchange<zel::EnumerationReturnedEngineToClient>(
-        {"receiveDevices", kPatience, 1, Ends::WithAStop}, zel::ModuleStarted(ownModule()));
+        {"receiveDevices", m_patience, 1, Ends::WithAStop}, zel::ModuleStarted(ownModule()));
     m_hasDevices = reply != nullptr;
     if (reply)
         merge(stateOf(reply->body().state));
@@ -230,7 +236,7 @@ void CommEngine::receiveDevices()
 bool CommEngine::receiveIndicatorRun()
 {
     auto const reply = exchange<zel::RunIndicatorEngineToProvider>(
-        {"receiveIndicatorRun", kPatience, 1, Ends::WithAStop}, zel::ModuleStarted(ownModule()));
+        {"receiveIndicatorRun", m_patience, 1, Ends::WithAStop}, zel::ModuleStarted(ownModule()));
     if (!reply)
         return false;
     zel::StateManager const& received = stateOf(reply->body().state);
@@ -300,13 +306,13 @@ bool CommEngine::confirm(Exchange const& how, zel::Message const& request)
 
 void CommEngine::sendEnumTests()
 {
-    confirm({"sendEnumTests", kPatience, 1, Ends::WithAStop},
+    confirm({"sendEnumTests", m_patience, 1, Ends::WithAStop},
             zel::EnumerationReturnedProviderToEngine({copyOfState()}));
 }
 
 void CommEngine::sendAddDevices()
 {
-    confirm({"sendAddDevices", kPatience, 1, Ends::WithAStop},
+    confirm({"sendAddDevices", m_patience, 1, Ends::WithAStop},
             zel::EnumerationReturnedProviderToEngine({copyOfState()}));
 }
 

@@ -18,7 +18,8 @@ namespace krel5 {
 class CommEngine : public CommInterface
 {
 public:
-    CommEngine();
+    /// `patience`: milliseconds; for a reply that may take work.
+    explicit CommEngine(std::uint32_t patience = 120'000);
     ~CommEngine() override;
 
     bool openConnection() override;
@@ -58,7 +59,6 @@ private:
     using MessagePointer = CommMessageWaiter::MessagePointer;
     enum class Ends { WithTheEngine, WithAStop }; ///< a wait, early; the latter also with the former
 
-    static constexpr std::uint32_t kPatience = 120000; ///< milliseconds; for a reply that may take work
     struct Exchange
     {
         char const* operation;
@@ -71,7 +71,8 @@ private:
     template <typename Reply>
     std::shared_ptr<Reply const> exchange(Exchange const& how, zel::Message const& request,
                                           std::function<bool(Reply const&)> const& accepts = {});
-    MessagePointer waitFor(CommMessageWaiter& waiter, Exchange const& how, unsigned& tries);
+    MessagePointer waitFor(CommMessageWaiter& waiter, Exchange const& how, unsigned& tries,
+                           zel::IPCClient::Reading& reading);
     void logSilence(Exchange const& how, int typeCode) const;
     bool confirm(Exchange const& how, zel::Message const& request);
 
@@ -81,6 +82,7 @@ private:
     bool isEngineGone() const noexcept { return !m_engine.isRemoteRunning(); }
     void endWithoutEngine();
 
+    std::uint32_t const m_patience;
     ProviderMessageHandler m_handler;
     zel::Mutex m_exchangeMutex; // one request in flight at a time; taken before the library mutex
     std::unique_ptr<zel::StateManager> m_engineState; // of the last request for it; under m_exchangeMutex

@@ -125,7 +125,7 @@ void CommEngine::sendFinalResult()
         message.body() = bodyOf(What::FinalResult, *run);
     }
     message.setPriority(Priority::Low);
-    confirm({"sendFinalResult", kPatience, 1, Ends::WithTheEngine}, message);
+    confirm({"sendFinalResult", m_patience, 1, Ends::WithTheEngine}, message);
 }
 
 // ---- the person

@@ -50,10 +50,11 @@ bool CommMessageWaiter::wantThisMessage(MessagePointer const& message)
 }
 
 CommMessageWaiter::MessagePointer CommMessageWaiter::waitForMessage(std::uint32_t milliseconds,
-                                                                    std::function<bool()> const& isOver)
+                                                                    std::function<bool()> const& isOver,
+                                                                    Receive const& receive)
 {
     ZEL_LOG(logger(), LogLevel::Debug) << "waitForMessage() timeout: " << milliseconds << " before wait";
-    if (!waitUntilTaken(milliseconds, isOver)) {
+    if (!waitUntilTaken(milliseconds, isOver, receive)) {
         ZEL_LOG(logger(), LogLevel::Debug) << " wait failed";
         return nullptr;
     }
@@ -69,18 +70,21 @@ CommMessageWaiter::MessagePointer CommMessageWaiter::waitForMessage(std::uint32_
 }
 
 // In slices, and not woken by a post that stands for no message: who takes a post finds a message.
-bool CommMessageWaiter::waitUntilTaken(std::uint32_t milliseconds, std::function<bool()> const& isOver)
+bool CommMessageWaiter::waitUntilTaken(std::uint32_t milliseconds, std::function<bool()> const& isOver,
+                                       Receive const& receive)
 {
-    if (!isOver)
+    auto const isTaken = [this] { return m_taken.wait(0); };
+    if (!isOver && !receive)
         return m_taken.wait(milliseconds);
     zel::Stopwatch const watch;
     for (;;) {
-        if (isOver())
-            return m_taken.wait(0);
+        if (isOver && isOver())
+            return isTaken();
         double const left = milliseconds == kForever ? kSlice : milliseconds - watch.getElapsed() * 1000;
         if (left <= 0)
-            return m_taken.wait(0);
-        if (m_taken.wait(std::min(kSlice, static_cast<std::uint32_t>(left) + 1)))
+            return isTaken();
+        std::uint32_t const slice = std::min(kSlice, static_cast<std::uint32_t>(left) + 1);
+        if (receive ? receive(slice, isTaken) : m_taken.wait(slice))
             return true;
     }
 }
