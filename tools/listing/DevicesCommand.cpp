@@ -91,7 +91,7 @@ std::string besideProgram(std::string const& folder)
 }
 
 Scan scan(std::string const& root, bool detail, std::string const& modulesFolder,
-          zel::CapabilityImp const& shown)
+          zel::CapabilityImp const& shown, zel::CapabilityImp const& lookedFor)
 {
     zel::Enumerator& enumerator = zel::Enumerator::instance();
     try {
@@ -101,7 +101,7 @@ Scan scan(std::string const& root, bool detail, std::string const& modulesFolder
     }
     enumerator.setModulesFolder(modulesFolder);
     enumerator.setDetail(detail);
-    enumerator.getDevicesOfType(zel::CapabilityImp::ALL(), 1, 0);
+    enumerator.getDevicesOfType(lookedFor, 1, 0);
     Scan found;
     found.machine = machineOf(zel::ModuleManager::getInstance().getStateManager());
     Origin& origin = found.machine.origin;

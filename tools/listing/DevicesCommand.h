@@ -36,12 +36,13 @@ struct Scan
 /// The folder, seen from that of the running program; empty when nobody can tell which program runs.
 std::string besideProgram(std::string const& folder);
 
-/// Looks through the machine below `root`; zel::ModuleManager has its state afterwards. On the running machine the
-/// modules of `modulesFolder` (empty: none) are asked, too. `detail`: also for what few ask for. Says on
+/// Looks through the machine below `root` for devices of `lookedFor`; zel::ModuleManager has its state afterwards. On the
+/// running machine the modules of `modulesFolder` (empty: none) are asked, too. `detail`: also for what few ask for. Says on
 /// standard error why devices may be missing, of a damaged table only if it tells of a class of `shown`. Throws
 /// InvalidArgumentException for a root that is none.
 Scan scan(std::string const& root, bool detail, std::string const& modulesFolder,
-          zel::CapabilityImp const& shown = zel::CapabilityImp::ALL());
+          zel::CapabilityImp const& shown = zel::CapabilityImp::ALL(),
+          zel::CapabilityImp const& lookedFor = zel::CapabilityImp::ALL());
 
 /// Both print on standard output and return the process's exit status. Throw InvalidArgumentException for a request that is
 /// bad usage, other exceptions for files that cannot be read.

@@ -105,6 +105,14 @@ std::string Message::serialize() const
 
 std::unique_ptr<Message> Message::deserialize(int typeCode, std::string_view payload)
 {
+    std::unique_ptr<Message> message = readAny(typeCode, payload);
+    if (message)
+        message->m_receivedBytes = payload.size();
+    return message;
+}
+
+std::unique_ptr<Message> Message::readAny(int typeCode, std::string_view payload)
+{
     switch (typeCode) {
 #define ZEL_MESSAGE(Class, wireName, code, Body, level)                                                      \
     case Class::kTypeCode:                                                                                   \

@@ -32,6 +32,8 @@ public:
     virtual std::string_view name() const noexcept = 0;
     Priority priority() const noexcept { return m_priority; }
     void setPriority(Priority priority) noexcept { m_priority = priority; }
+    /// Bytes of the payload that it was read from; 0 for one that did not come from anywhere.
+    std::size_t receivedBytes() const noexcept { return m_receivedBytes; }
 
     /// The payload: a document of this message's name, format "zel-message" and version, and behind a NUL byte, where
     /// the body has a state, the state's document.
@@ -49,9 +51,11 @@ protected:
     Message& operator=(Message const&) = default;
 
 private:
+    static std::unique_ptr<Message> readAny(int typeCode, std::string_view payload);
     virtual void write(std::string& payload) const = 0;
 
     Priority m_priority;
+    std::size_t m_receivedBytes = 0;
 };
 
 #define ZEL_MESSAGE(Class, wireName, code, Body, level)                                                      \

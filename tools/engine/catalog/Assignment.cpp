@@ -71,9 +71,12 @@ Reason reasonAgainstAll(TestImp const& test, zel::StateManager const& machine)
 
 } // namespace
 
-void assignTests(Catalog& catalog, zel::StateManager& machine, OwnChoice* choice)
+void assignTests(Catalog& catalog, zel::StateManager& machine, OwnChoice* choice,
+                 std::function<bool(Module const&)> const& isWanted)
 {
     for (auto const& module : catalog.modules()) {
+        if (isWanted && !isWanted(*module))
+            continue;
         for (ModuleTest& test : module->tests)
             machine.addTest(test.record);
         bool const asks = module->record.choosesOwnTests() && choice;

@@ -3,6 +3,7 @@
 
 #include <engine/catalog/Catalog.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -24,8 +25,10 @@ public:
 /// Ties each test of the catalog to the devices that it is for, by the rules that the modules themselves go by, and says
 /// where there are none why not. The tests are added to the machine's state: the catalog has to outlive it. `choice`:
 /// null when nobody is there who could ask; then such tests stand with all devices of their kind, and isDeclinable. A
-/// module that does not answer costs its tests and a complaint of the catalog.
-void assignTests(Catalog& catalog, zel::StateManager& machine, OwnChoice* choice);
+/// module that does not answer costs its tests and a complaint of the catalog. `isWanted`, where there is one, says which
+/// modules are dealt with; the tests of the others stay as they are, without devices.
+void assignTests(Catalog& catalog, zel::StateManager& machine, OwnChoice* choice,
+                 std::function<bool(Module const&)> const& isWanted = {});
 
 /// The devices that a test of the catalog can be for or goes to, whether any applies or not, in the machine's order. Their places,
 /// from 1, are the numbers by which a person names them.

@@ -1,13 +1,14 @@
 #include <engine/commands/RunCommand.h>
 
 #include <engine/catalog/Assignment.h>
-
+#include <engine/plan/Names.h>
 #include <engine/runner/ExitStatus.h>
 #include <engine/runner/Runner.h>
 
 #include <listing/Console.h>
 #include <listing/Listing.h>
 
+#include <zel/foundation/Exception.h>
 #include <zel/foundation/System.h>
 #include <zel/model/devices/DeviceImp.h>
 #include <zel/model/vocabulary/TestResultImp.h>
@@ -52,6 +53,30 @@ bool testsAnyOf(Plan const& plan, zel::CapabilityImp const& classes)
     return std::any_of(plan.runs.begin(), plan.runs.end(), [&classes](PlannedRun const& run) {
         return (run.device->deviceCapabilities() | run.device->deviceType()).intersects(classes);
     });
+}
+
+} // namespace
+
+namespace {
+
+/// What nobody but the tests of these words needs is not looked for. A plan is for the whole machine; and which devices are
+/// meant by a name or a number, only who knows them all can tell.
+TestsWanted testsWanted(RunRequest const& request)
+{
+    if (!request.plan.empty() || request.words.empty() || !request.devices.empty())
+        return {};
+    return [&request](Catalog const& catalog) -> std::optional<std::vector<Catalog::Place>> {
+        std::vector<Catalog::Place> all;
+        try {
+            for (std::string const& word : request.words) {
+                auto const some = chooseTests(catalog, word).tests;
+                all.insert(all.end(), some.begin(), some.end());
+            }
+        } catch (zel::InvalidArgumentException const&) { // to be told with all that may be the reason for it
+            return std::nullopt;
+        }
+        return all;
+    };
 }
 
 } // namespace
@@ -123,7 +148,7 @@ void tellOfPlansCalledLike(std::vector<std::string> const& words)
 int runCommand(RunRequest const& request)
 {
     tellOfPlansCalledLike(request.words);
-    Situation const situation = lookAround(request.where);
+    Situation const situation = lookAround(request.where, testsWanted(request));
     Plan plan = planOf(request, situation, zel::System::userIsAdministrator());
     for (std::string const& gap :
          situation.gaps) // whose tests nobody can name, and which nobody may miss unawares

@@ -3,6 +3,7 @@
 #include <engine/catalog/Assignment.h>
 #include <engine/catalog/Language.h>
 #include <engine/runner/ModuleChoice.h>
+#include <engine/show/SessionHead.h>
 
 #include <listing/Console.h>
 #include <listing/DevicesCommand.h>
@@ -24,6 +25,19 @@ std::vector<std::string> thoseThatExist(std::vector<std::string> folders)
     return folders;
 }
 
+/// A module that is asked which devices its tests are for may go by any of them.
+zel::CapabilityImp neededBy(std::vector<Catalog::Place> const& tests)
+{
+    zel::CapabilityImp needed = machineFacts();
+    for (Catalog::Place const& place : tests) {
+        if (place.module->record.choosesOwnTests())
+            return zel::CapabilityImp::ALL();
+        needed |= place.test->record.deviceCapabilities();
+        needed |= place.test->record.neededBesideTested();
+    }
+    return needed;
+}
+
 } // namespace
 
 std::vector<std::string> installedModules()
@@ -36,28 +50,33 @@ std::vector<std::string> installedPlans()
     return thoseThatExist({listing::besideProgram(KREL5_PLANS_FOLDER), listing::besideProgram("plans")});
 }
 
-Situation lookAround(SituationRequest const& request)
+Situation lookAround(SituationRequest const& request, TestsWanted const& wanted)
 {
     Situation situation;
-    CatalogRequest wanted;
-    wanted.language =
+    CatalogRequest catalogRequest;
+    catalogRequest.language =
         request.language.empty() ? languageOfLocale(localeOfEnvironment()) : languageNamed(request.language);
-    situation.language = wanted.language.toString().toUtf8();
+    situation.language = catalogRequest.language.toString().toUtf8();
     if (!request.isAlone)
         situation.installedFolders = installedModules();
-    wanted.folders = situation.installedFolders;
-    wanted.named = request.modules;
-    situation.catalog = Catalog::read(wanted);
+    catalogRequest.folders = situation.installedFolders;
+    catalogRequest.named = request.modules;
+    situation.catalog = Catalog::read(catalogRequest);
     // The first folder of modules is the one that the modules in it look into, too.
     std::string const sysinfo =
         situation.installedFolders.empty() ? "" : situation.installedFolders.front() + "/sysinfo";
-    listing::Scan const scan = listing::scan(request.root, true, sysinfo);
+    auto const tests = wanted ? wanted(situation.catalog) : std::nullopt;
+    listing::Scan const scan = listing::scan(request.root, true, sysinfo, zel::CapabilityImp::ALL(),
+                                             tests ? neededBy(*tests) : zel::CapabilityImp::ALL());
     if (!scan.rootIsRead)
         throw zel::InvalidArgumentException("--root: " + zel::String(request.root) + " cannot be read");
     situation.machine = &zel::ModuleManager::getInstance().getStateManager();
     ModuleChoice choice; // modules answer to root only
-    assignTests(situation.catalog, *situation.machine,
-                zel::System::userIsAdministrator() ? &choice : nullptr);
+    assignTests(situation.catalog, *situation.machine, zel::System::userIsAdministrator() ? &choice : nullptr,
+                [&](Module const& module) {
+                    return !tests || std::any_of(tests->begin(), tests->end(),
+                                                 [&](auto const& one) { return one.module == &module; });
+                });
     situation.gaps = situation.catalog.complaints();
     for (std::string const& gap : situation.gaps)
         listing::complain(gap);

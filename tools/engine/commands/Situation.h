@@ -5,6 +5,8 @@
 
 #include <zel/enumerator/records/DeviceSink.h>
 
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -36,8 +38,13 @@ struct Situation
     std::vector<zel::TableDamage> damages;
 };
 
-/// Says on standard error what could not be seen. Throws InvalidArgumentException for a request that is bad usage.
-Situation lookAround(SituationRequest const& request);
+/// Which tests of the catalog matter. Nothing: all.
+using TestsWanted = std::function<std::optional<std::vector<Catalog::Place>>(Catalog const&)>;
+
+/// Says on standard error what could not be seen. Where only some tests matter, only for what they need is looked, beside what a
+/// report says of the machine; the other tests may stand without devices then, and devices have other numbers. Throws
+/// InvalidArgumentException for a request that is bad usage.
+Situation lookAround(SituationRequest const& request, TestsWanted const& wanted = {});
 
 /// The folders of installed modules and plans: those of the installed program, and of the build tree.
 std::vector<std::string> installedModules();

@@ -3,6 +3,7 @@
 #include <listing/Facts.h>
 
 #include <algorithm>
+#include <array>
 
 namespace engine {
 
@@ -12,11 +13,15 @@ namespace {
 
 constexpr std::size_t kMostFacts = 64; // of a machine with hundreds of drives
 
+std::array<CapabilityImp, 3> parts()
+{
+    return {CapabilityImp::CPU(), CapabilityImp::Memory(), CapabilityImp::HardDrive()};
+}
+
 bool isOfInterest(CapabilityImp const& type)
 {
-    CapabilityImp const kTypes[] = {CapabilityImp::CPU(), CapabilityImp::Memory(),
-                                    CapabilityImp::HardDrive()};
-    return std::find(std::begin(kTypes), std::end(kTypes), type) != std::end(kTypes);
+    auto const all = parts();
+    return std::find(all.begin(), all.end(), type) != all.end();
 }
 
 // "ACME Drive (/dev/sda): 931.5 GiB, nvme"
@@ -31,6 +36,14 @@ std::string factOf(listing::Device const& device)
 }
 
 } // namespace
+
+CapabilityImp machineFacts()
+{
+    CapabilityImp facts = CapabilityImp::System();
+    for (CapabilityImp const& one : parts())
+        facts |= one;
+    return facts;
+}
 
 SessionBegan sessionHead(listing::Machine const& machine, Plan const& plan, std::size_t plannedRuns,
                          std::string const& engineVersion, std::string const& command)

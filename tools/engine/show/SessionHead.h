@@ -14,4 +14,7 @@ namespace engine {
 SessionBegan sessionHead(listing::Machine const& machine, Plan const& plan, std::size_t plannedRuns,
                          std::string const& engineVersion, std::string const& command);
 
+/// The devices that the head tells of.
+zel::CapabilityImp machineFacts();
+
 } // namespace engine

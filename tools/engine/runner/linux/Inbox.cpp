@@ -11,6 +11,10 @@ namespace engine {
 namespace {
 
 constexpr std::size_t kMost = 1000;
+constexpr std::size_t kMostBytes = std::size_t{16}
+                                   << 20; // as received; then no more but what is there already
+
+std::size_t bytesOf(News const& news) { return news.message ? news.message->receivedBytes() : 0; }
 
 } // namespace
 
@@ -52,9 +56,10 @@ void Inbox::ring() const
 void Inbox::put(News news)
 {
     std::unique_lock<std::mutex> guard(m_mutex);
-    m_roomMade.wait(guard, [this] { return m_news.size() < kMost || m_isClosed; });
+    m_roomMade.wait(guard, [this] { return (m_news.size() < kMost && m_bytes < kMostBytes) || m_isClosed; });
     if (m_isClosed)
         return;
+    m_bytes += bytesOf(news);
     m_news.push_back(std::move(news));
     if (m_news.size() == 1)
         ring();
@@ -67,6 +72,7 @@ std::optional<News> Inbox::take()
         return std::nullopt;
     News news = std::move(m_news.front());
     m_news.pop_front();
+    m_bytes -= bytesOf(news);
     m_roomMade.notify_one();
     std::uint64_t ignored = 0;
     if (m_news.empty()) [[maybe_unused]]
@@ -79,6 +85,7 @@ void Inbox::close()
     std::lock_guard<std::mutex> const guard(m_mutex);
     m_isClosed = true;
     m_news.clear();
+    m_bytes = 0;
     m_roomMade.notify_all();
 }
 

@@ -24,7 +24,7 @@ struct News
     zel::String reason;                          ///< of who is gone; empty: it just ended
 };
 
-/// Holds a bounded number: who says more waits, and so does the link, which does not read on meanwhile. Thread rule: put() and
+/// Holds a bounded number, and bounded bytes beside one message: who says more waits, and so does the link, which does not read on meanwhile. Thread rule: put() and
 /// accepts() are the link's thread's, the others the main thread's.
 class Inbox
 {
@@ -54,6 +54,7 @@ private:
     std::mutex m_mutex; // guards what follows
     std::condition_variable m_roomMade;
     std::deque<News> m_news;
+    std::size_t m_bytes = 0; // of them
     bool m_isClosed = false;
 };
 
