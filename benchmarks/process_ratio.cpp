@@ -1,7 +1,7 @@
 // Times two programs as whole processes, turn by turn, and prints the ratio of their medians: noise that
 // comes and goes hits both. In wall time, and in processor time, which says the same on a busy machine.
 //     process_ratio NAME ROUNDS COMMAND [ARGUMENT...] -- COMMAND [ARGUMENT...]
-// Standard output of the programs is thrown away. Also prints the greatest resident memory of the first.
+// Standard output of the programs is thrown away. "{}" in an argument stands for the round. Also prints the greatest resident memory of the first.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -30,8 +30,18 @@ double milliseconds(timeval const& time)
     return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_usec) / 1e3;
 }
 
-Sample runOnce(std::vector<char*> const& command)
+Sample runOnce(std::vector<char*> const& words, int round)
 {
+    std::vector<std::string> texts;
+    for (char const* const word : words) {
+        std::string& text = texts.emplace_back(word);
+        if (auto const place = text.find("{}"); place != std::string::npos)
+            text.replace(place, 2, std::to_string(round));
+    }
+    std::vector<char*> command;
+    for (std::string& text : texts)
+        command.push_back(text.data());
+    command.push_back(nullptr);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
@@ -79,12 +89,10 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "process_ratio NAME ROUNDS COMMAND... -- COMMAND...\n");
         return 2;
     }
-    first.push_back(nullptr);
-    second.push_back(nullptr);
     std::vector<Sample> ours, theirs;
     for (int i = 0; i < std::atoi(argv[2]); ++i) {
-        ours.push_back(runOnce(first));
-        theirs.push_back(runOnce(second));
+        ours.push_back(runOnce(first, i));
+        theirs.push_back(runOnce(second, i));
     }
     auto const print = [&](char const* name, char const* kind, double Sample::*figure) {
         double const a = median(ours, figure), b = median(theirs, figure);
