@@ -13,7 +13,7 @@ namespace engine {
 namespace {
 
 constexpr double kSyncSeconds = 1;
-constexpr std::size_t kLeftOut = static_cast<std::size_t>(-1); // the run's events are over, and that was said
+constexpr std::size_t kLeftOut = static_cast<std::size_t>(-1); // these of the run are over, and that was said
 
 ReportFile create(std::string const& path)
 {
@@ -50,42 +50,60 @@ ReportWriter::ReportWriter(std::string const& path, std::function<void(std::stri
     : m_file(create(path), patience), m_tell(std::move(tell)), m_bootId(MachineStart::current().id)
 {}
 
+/// A record of which a module may cause as many as it likes.
+struct ReportWriter::Detail
+{
+    Time time;
+    RunId run = 0;
+    std::size_t kind = 0;
+    char const* kinds = ""; ///< what a person calls them
+};
+
+std::optional<ReportWriter::Detail> ReportWriter::detailOf(Record const& record)
+{
+    if (auto const* const event = std::get_if<RunEvent>(&record))
+        return Detail{event->time, event->run, 0, "events"};
+    if (auto const* const question = std::get_if<RunQuestion>(&record))
+        return Detail{question->time, question->run, 1, "questions"};
+    if (auto const* const progress = std::get_if<RunProgress>(&record))
+        return Detail{progress->time, progress->run, 2, "percentages"};
+    return std::nullopt;
+}
+
 bool ReportWriter::take(Record const& record)
 {
     std::string const line = lineOf(record, m_bootId);
-    if (!hasRoom(record, line.size()))
+    if (auto const detail = detailOf(record); detail && !hasRoom(*detail, line.size()))
         return m_isComplete;
     if (RunEnded const* const ended = std::get_if<RunEnded>(&record))
-        m_eventBytes.erase(ended->run);
+        m_detailBytes.erase(ended->run);
     return write(line, isBoundary(record)) && m_isComplete;
 }
 
 // A module that floods is not to fill the disk, nor to make a report that nobody can read.
-bool ReportWriter::hasRoom(Record const& record, std::size_t bytes)
+bool ReportWriter::hasRoom(Detail const& detail, std::size_t bytes)
 {
-    RunEvent const* const event = std::get_if<RunEvent>(&record);
-    if (!event)
-        return true;
-    std::size_t& taken = m_eventBytes[event->run];
+    std::size_t& taken = m_detailBytes[detail.run][detail.kind];
     if (taken == kLeftOut)
         return false;
-    if (taken + bytes > kRunBytes || m_allEventBytes + bytes > kEventBytes) {
+    if (taken + bytes > kRunBytes || m_allDetailBytes + bytes > kDetailBytes) {
         taken = kLeftOut;
-        tellLeftOut(*event);
+        tellLeftOut(detail);
         return false;
     }
     taken += bytes;
-    m_allEventBytes += bytes;
+    m_allDetailBytes += bytes;
     return true;
 }
 
-void ReportWriter::tellLeftOut(RunEvent const& event)
+void ReportWriter::tellLeftOut(Detail const& detail)
 {
     RunEvent note;
-    note.time = event.time;
-    note.run = event.run;
+    note.time = detail.time;
+    note.run = detail.run;
     note.type = "WARNING";
-    note.message = "Further events of this run are left out of the report: they are too many.";
+    note.message = std::string("Further ") + detail.kinds +
+                   " of this run are left out of the report: they are too many.";
     write(lineOf(note, m_bootId), false);
 }
 

@@ -11,7 +11,9 @@
 
 #include <zel/foundation/Stopwatch.h>
 
+#include <array>
 #include <functional>
+#include <optional>
 #include <string>
 #include <unordered_map>
 
@@ -20,9 +22,11 @@ namespace engine {
 class ReportWriter
 {
 public:
-    static constexpr std::size_t kRunBytes = 4u << 20; ///< that events of one run may take
-    static constexpr std::size_t kEventBytes =
-        128u << 20; ///< and those of all: what is larger cannot be read again
+    /// What the events of one run may take, and likewise its questions and its percentages, each for itself: a flood of one
+    /// kind hides no other.
+    static constexpr std::size_t kRunBytes = 4u << 20;
+    static constexpr std::size_t kDetailBytes =
+        128u << 20; ///< and all of these: what is larger cannot be read again
 
     /// A new file, for its owner alone; an empty path: in ReportFolder::own(). `tell` gets what a person must know.
     /// Throws zel::SystemException naming the path where it cannot be made, or something has that name. A record that
@@ -32,23 +36,27 @@ public:
 
     /// True: it is written; what begins and ends, and everything else within about a second, is on disk as well. False from
     /// the first record on that could not be kept, which is told; what follows is still written where that goes.
-    /// Events beyond the sizes above are left out, of which one record tells.
+    /// Events, questions and percentages beyond the sizes above are left out, of which one record for each kind tells.
     bool take(Record const& record);
 
     bool isComplete() const noexcept { return m_isComplete; }
     std::string const& path() const noexcept { return m_file.path(); }
 
 private:
-    bool hasRoom(Record const& record, std::size_t bytes);
-    void tellLeftOut(RunEvent const& event);
+    struct Detail;
+    static std::optional<Detail> detailOf(Record const& record);
+    bool hasRoom(Detail const& detail, std::size_t bytes);
+    void tellLeftOut(Detail const& detail);
     bool write(std::string const& line, bool isBoundary);
     void fail(int errorNumber);
 
     ReportQueue m_file;
     std::function<void(std::string const&)> m_tell;
     std::string m_bootId;
-    std::unordered_map<RunId, std::size_t> m_eventBytes; // of the runs that are on their way
-    std::size_t m_allEventBytes = 0;
+    static constexpr std::size_t kKinds = 3; // of details
+    std::unordered_map<RunId, std::array<std::size_t, kKinds>>
+        m_detailBytes; // of the runs that are on their way
+    std::size_t m_allDetailBytes = 0;
     zel::Stopwatch m_sinceSync;
     bool m_isComplete = true;
 };

@@ -22,6 +22,8 @@ constexpr milliseconds kArriving{200};
 constexpr std::size_t kMostEvents = 10'000;
 constexpr std::size_t kLogTailBytes = 16u << 10;
 constexpr std::size_t kMostQuestions = 100;
+constexpr std::size_t kQuestionUnits = 64u << 10; // of one: more than anybody reads
+constexpr std::size_t kTextBytes = 16u << 10;     // of one text beside the result
 
 std::string text(zel::String const& of) { return of.toUtf8(); }
 
@@ -50,6 +52,24 @@ RunEvent recordOf(RunId run, zel::TestRunEventImp const& event)
     for (std::size_t i = 0; i < event.tipCount(); ++i)
         record.tips.push_back(withoutLineEnds(text(event.tip(i))));
     return record;
+}
+
+std::string bounded(std::string text)
+{
+    if (text.size() <= kTextBytes)
+        return text;
+    std::size_t end = kTextBytes;
+    while (end > 0 && (text[end] & 0xC0) == 0x80) // inside a character
+        --end;
+    return text.substr(0, end) + " ...";
+}
+
+bool isTooLong(zel::MessageBoxImp const& box)
+{
+    std::size_t units = box.title().size() + box.text().size();
+    for (auto const& one : box.answers())
+        units += one.text.size() + one.english.size();
+    return units > kQuestionUnits;
 }
 
 void append(std::string& note, std::string const& more)
@@ -117,7 +137,7 @@ void ActiveRun::said(zel::Message const& message)
     else if (auto const* limit = dynamic_cast<zel::TimeOutProviderToEngine const*>(&message))
         moveLimit(limit->body());
     else if (auto const* error = dynamic_cast<zel::InternalErrorProviderToEngine const*>(&message))
-        m_internalError = error->body().text;
+        m_internalError = bounded(text(error->body().text));
     else if (dynamic_cast<zel::EnumerationMessage const*>(&message))
         send(zel::InventoryTestEngineToProvider({stateFor(m_plan, m_around.machine)}));
     else if (dynamic_cast<zel::EnumerationReturnedProviderToEngine const*>(&message))
@@ -174,7 +194,8 @@ void ActiveRun::takeProgress(ProgressBody const& body)
         m_tenth = tenth;
         m_around.keep(RunProgress{std::chrono::system_clock::now(), m_id, body.percent, body.pass});
     }
-    m_around.observer.progressed(m_id, body.percent, body.pass, body.timeLeft, text(body.information));
+    m_around.observer.progressed(m_id, body.percent, body.pass, body.timeLeft,
+                                 bounded(text(body.information)));
 }
 
 void ActiveRun::takeEvents(ProgressBody const& body)
@@ -193,7 +214,10 @@ void ActiveRun::moveLimit(zel::TimeOutBody const& body)
 
 void ActiveRun::ask(zel::MessageBoxBody const& body)
 {
-    if (isStopping() || m_questions.size() >= kMostQuestions) {
+    bool const isTooMuch = m_questions.size() >= kMostQuestions || isTooLong(*body.box);
+    if (isTooMuch)
+        ++m_notAsked;
+    if (isStopping() || isTooMuch) {
         send(zel::MessageBoxEngineToProvider({body.id, body.box->cancelCode(), true}));
         return;
     }
@@ -370,7 +394,7 @@ ActiveRun::Judgement ActiveRun::withResult(Child::End const& end) const
     bool const isPass = result == TestResultImp::PASS();
     bool const hasEndedWell = end.signal.empty() && !m_isLate &&
                               (end.status ? *end.status == 0 || !isPass : m_step != Step::Killed);
-    std::string note = text(m_final->resultNote);
+    std::string note = bounded(text(m_final->resultNote));
     if (hasEndedWell)
         return {result, note};
     append(note, "gave " + text(result.toString()) + ", then " + howItEnded(end));
@@ -391,7 +415,10 @@ ActiveRun::Judgement ActiveRun::judge(Child::End const& end) const
     }
     if (!m_brokenRule.empty())
         append(judgement.note, "its connection was closed: " + text(m_brokenRule));
-    append(judgement.note, text(m_internalError));
+    if (m_notAsked > 0)
+        append(judgement.note, "questions that were not asked, being too many at once or too long: " +
+                                   std::to_string(m_notAsked));
+    append(judgement.note, m_internalError);
     return judgement;
 }
 

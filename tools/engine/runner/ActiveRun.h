@@ -106,7 +106,8 @@ private:
     Clock::time_point m_settled;
 
     bool m_isTold = false, m_isGone = false, m_isLate = false, m_isOwnLimit = false;
-    zel::String m_brokenRule, m_internalError;
+    zel::String m_brokenRule;
+    std::string m_internalError;
     std::optional<StopReason> m_stopReason;
     Step m_step = Step::None;
     Clock::time_point m_nextStep;
@@ -115,7 +116,7 @@ private:
     std::optional<zel::ProgressBody> m_final;
     unsigned m_pass = 1;
     int m_tenth = -1;
-    std::size_t m_events = 0;
+    std::size_t m_events = 0, m_notAsked = 0;
     std::optional<RunEnded> m_ended;
 };
 

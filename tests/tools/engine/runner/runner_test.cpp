@@ -1,4 +1,5 @@
 // What becomes of a run, whatever its module does.
+#include <engine/report/ReportWriter.h>
 #include <engine/runner/Runner.h>
 
 #include <foundation/ChildProcess.h>
@@ -268,6 +269,40 @@ TEST_F(RunnerTest, whatAModuleSaysTooMuchOfIsBounded)
     EXPECT_EQ("PASS", end.result);
     EXPECT_EQ(10'001u, recorder.events.size());
     EXPECT_EQ("10000 more events were left out", recorder.events.back().message);
+}
+
+// Neither in the report nor beside the result, and one kind of them hides no other.
+TEST_F(RunnerTest, aFloodDoesNotFillTheDisk)
+{
+    test::TemporaryFolder const folder;
+    struct Reporting : Recorder
+    {
+        explicit Reporting(std::string const& path) : report(path, [](std::string const&) {}) {}
+        bool take(Record const& record) override { return Recorder::take(record) && report.take(record); }
+        ReportWriter report;
+    } reporting(folder.path("report.jsonl"));
+    reporting.answer = 1;
+    Plan plan;
+    plan.runs = {planned("askAndAsk"), planned("countForever"), planned("pass"), planned("tellStories")};
+    Runner(machine, reporting, options).run(plan);
+
+    ASSERT_EQ(4u, reporting.ends.size());
+    for (int i : {0, 1, 2})
+        EXPECT_EQ("PASS", reporting.ends[i].result) << i;
+    EXPECT_HAS(reporting.ends[0].note, "not asked, being too many at once or too long: 1");
+    EXPECT_EQ(90u, reporting.questions.size());
+    EXPECT_GT(reporting.tenths, 59'000);
+    EXPECT_EQ("FAIL", reporting.ends[3].result);
+    EXPECT_HAS(reporting.ends[3].note, "\xC3\xA4 ...; ") << "cut between characters";
+    EXPECT_LT(reporting.ends[3].note.size(), 40'000u);
+
+    std::string const text = folder.read("report.jsonl");
+    EXPECT_LT(text.size(), 2 * ReportWriter::kRunBytes + 100'000);
+    EXPECT_GT(text.size(), 2 * ReportWriter::kRunBytes - 100'000) << "no more than needs be";
+    EXPECT_HAS(text, "Further questions of this run are left out of the report");
+    EXPECT_HAS(text, "Further percentages of this run are left out of the report");
+    EXPECT_EQ(std::string::npos, text.find("Further events"));
+    EXPECT_HAS(text, "\"message\":\"hello\"");
 }
 
 TEST_F(RunnerTest, aQuestionIsAskedAnsweredAndRecorded)

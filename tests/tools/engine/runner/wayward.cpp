@@ -24,7 +24,7 @@ using What = ProgressBody::What;
 
 constexpr std::uint32_t kPatience = 60'000;
 
-ManagedSemaphore s_run, s_stop, s_answer, s_acknowledged, s_lost;
+ManagedSemaphore s_run, s_stop, s_answer, s_state, s_acknowledged, s_lost;
 std::shared_ptr<RunTestEngineToProvider const> s_given;
 int s_code = -1;
 
@@ -36,6 +36,8 @@ void take(std::shared_ptr<Message const> message)
     } else if (auto const answer = std::dynamic_pointer_cast<MessageBoxEngineToProvider const>(message)) {
         s_code = answer->body().code;
         s_answer.post();
+    } else if (message->typeCode() == InventoryTestEngineToProvider::kTypeCode) {
+        s_state.post();
     } else if (message->typeCode() == StopTestEngineToProvider::kTypeCode) {
         s_stop.post();
     } else if (message->typeCode() == AcknowledgeEngineToProvider::kTypeCode) {
@@ -103,15 +105,54 @@ int hang()
         ::pause();
 }
 
-int ask()
+int answerTo(String const& question)
 {
     MessageBoxBody box;
     box.id = 17;
     box.run = s_given->body().run->guid();
-    box.box = MessageBoxImp("Title", "Is the light on?", {{1, "Yes"}, {2, "No"}}, 0, 1, {});
+    box.box = MessageBoxImp("Title", question, {{1, "Yes"}, {2, "No"}}, 0, 1, {});
     client().queue(MessageBoxProviderToEngine(box));
     s_answer.wait(kPatience);
-    return end(s_code == 1 ? TestResultImp::PASS() : TestResultImp::FAIL());
+    return s_code;
+}
+
+int ask() { return end(answerTo("Is the light on?") == 1 ? TestResultImp::PASS() : TestResultImp::FAIL()); }
+
+// The last question is longer than the engine may ask.
+int askAndAsk()
+{
+    bool isAnswered = true;
+    for (int i = 0; i < 90; ++i)
+        isAnswered = answerTo(String(std::string(60'000, '?'))) == 1 && isAnswered;
+    isAnswered = answerTo(String(std::string(70'000, '?'))) == 2 && isAnswered;
+    return end(isAnswered ? TestResultImp::PASS() : TestResultImp::FAIL());
+}
+
+// Waits for the engine each time before percentages would be put together.
+int countForever()
+{
+    for (int i = 0; i < 60'000; ++i) {
+        percent(i % 2 * 10);
+        if (i % 500 == 0) {
+            client().queue(EnumerationMessage());
+            s_state.wait(kPatience);
+        }
+    }
+    return end(TestResultImp::PASS());
+}
+
+int tellStories()
+{
+    std::string story = "a";
+    while (story.size() < 1 << 20)
+        story += "\xC3\xA4";
+    client().queue(InternalErrorProviderToEngine({"", story}));
+    ProgressBody final = body(What::FinalResult);
+    final.result = TestResultImp::FAIL();
+    final.resultNote = story;
+    client().queue(TestProgressProviderToEngine(final));
+    s_acknowledged.wait(kPatience);
+    return client().doLogout(), 1;
 }
 
 int flood()
@@ -249,6 +290,9 @@ std::map<std::string, std::function<int()>> const& deeds()
         {"ignoreAll", [] { return ::signal(SIGTERM, SIG_IGN), percent(1), hang(); }},
         {"freeze", [] { return percent(1), ::raise(SIGSTOP); }},
         {"ask", ask},
+        {"askAndAsk", askAndAsk},
+        {"countForever", countForever},
+        {"tellStories", tellStories},
         {"flood", flood},
         {"loud", beLoud},
         {"fork", forkAndEnd},
