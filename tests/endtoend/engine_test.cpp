@@ -191,6 +191,35 @@ TEST_F(Engine, HearsAllOfARunAndNothingIsPrinted)
     EXPECT_EQ(engine.lostBecause(), zel::String());
 }
 
+TEST_F(Engine, DrivenRunIsInTheLogStepByStep)
+{
+    TestEngine engine;
+    auto outcome = start({"run", "-e", "-ll", "debug"});
+    engine.next<zel::ModuleStarted>();
+    engine.send(zel::RunTestEngineToProvider(m_machine.run("whole")));
+    answer(engine, takeQuestion(engine), MsgBoxReturn::YES);
+    takeResult(engine);
+    EXPECT_EQ(outcome.get().status, 0);
+    std::string const lines = log();
+    std::size_t at = 0;
+    for (char const* line :
+         {"1200 CommInterface: using CommEngine\n", "1143 checkPrivileges()\n",
+          " waitForMessage() timeout: 120000 before wait\n",
+          " incoming_message_handler() received: RunTestEngineToProvider (31)\n",
+          " wantThisMessage() received: RunTestEngineToProvider (31)\n", " returning true\n",
+          "  wait succeded\n", " receiveTestRun(): received: RunTestEngineToProvider (31)\n",
+          " StateManager::instance().testRunCount() = 1\n", " running TestRun, guid = run-1\n", " pass: 1\n",
+          " Running whole on disk\n",
+          " sendEvent priority = ", " createMessageBox: DiagModule::s_bGUIPromptSupported is 0\n",
+          " wantThisMessage() received: MessageBoxEngineToProvider (57)\n",
+          " 345 test returned result: PASS\n",
+          " test done elapsed time: ", " sendFinalResult(): received: AcknowledgeEngineToProvider (16)\n"}) {
+        std::size_t const found = lines.find(line, at);
+        ASSERT_NE(found, std::string::npos) << line << " is not behind\n" << lines.substr(0, at);
+        at = found;
+    }
+}
+
 TEST_F(Engine, GetsTheTestsOfTheDevicesThatItNames)
 {
     TestEngine engine;
