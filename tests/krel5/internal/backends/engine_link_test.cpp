@@ -267,7 +267,11 @@ TEST_F(LinkTest, anIndicatorRunComesWithItsDevice)
     EXPECT_EQ(own.indicatorRunAtIndex(1).device(), nullptr);
 
     hear(zel::RequestUpdateClientToEngineToIndicator({disk, "Temperature"}));
-    for (zel::Stopwatch const watch; !received.hasUpdateBeenForced();) // in the middle of being handled
+    auto const isForced = [&] {
+        zel::AutoMutex const guard(libraryMutex());
+        return received.hasUpdateBeenForced();
+    };
+    for (zel::Stopwatch const watch; !isForced();) // in the middle of being handled
         ASSERT_LT(watch.getElapsed(), 20);
 }
 
