@@ -104,6 +104,7 @@ allow tools/zel-devices 'zel/|listing/|CLI/'
 
 rooms platform/zel/model zel/model < <(floors platform/zel/model)
 rooms platform/zel/enumerator zel/enumerator < <(floors platform/zel/enumerator; echo .)
+rooms tools/listing listing < <(floors tools/listing)
 rooms tools/engine engine < <(floors tools/engine; echo .)
 rooms providers/src/libKrel5 libKrel5 < <(floors providers/src/libKrel5; homes)
 

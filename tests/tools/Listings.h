@@ -1,8 +1,8 @@
 #pragma once
 // Listings as short as the case that they are for.
 
-#include <listing/Machine.h>
-#include <listing/SavedListing.h>
+#include <listing/machine/Machine.h>
+#include <listing/saved/SavedListing.h>
 
 #include <string>
 

@@ -1,6 +1,6 @@
 #include "Listings.h"
 
-#include <listing/Compare.h>
+#include <listing/saved/Compare.h>
 
 #include <gtest/gtest.h>
 

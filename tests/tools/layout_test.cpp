@@ -1,7 +1,7 @@
 #include "Listings.h"
 
-#include <listing/ClassWords.h>
-#include <listing/Listing.h>
+#include <listing/forms/Listing.h>
+#include <listing/machine/ClassWords.h>
 
 #include <zel/foundation/Exception.h>
 

@@ -1,6 +1,6 @@
 // What the enumerator can tell stands in every form of a listing, whatever fact it is.
-#include <listing/Listing.h>
-#include <listing/SavedListing.h>
+#include <listing/forms/Listing.h>
+#include <listing/saved/SavedListing.h>
 
 #include <zel/enumerator/records/Properties.h>
 

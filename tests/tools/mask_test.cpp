@@ -1,7 +1,7 @@
 #include "Listings.h"
 
-#include <listing/Listing.h>
-#include <listing/Mask.h>
+#include <listing/forms/Listing.h>
+#include <listing/machine/Mask.h>
 
 #include <zel/model/state/StateManager.h>
 #include <zel/model/wire/Serializable.h>

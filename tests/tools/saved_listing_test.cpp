@@ -1,6 +1,6 @@
 #include "Listings.h"
 
-#include <listing/Listing.h>
+#include <listing/forms/Listing.h>
 
 #include <zel/foundation/Exception.h>
 

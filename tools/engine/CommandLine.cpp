@@ -1,6 +1,6 @@
 #include <engine/CommandLine.h>
 
-#include <listing/DevicesOptions.h>
+#include <listing/command/DevicesOptions.h>
 
 #include <CLI/CLI.hpp>
 

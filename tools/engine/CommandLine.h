@@ -6,7 +6,7 @@
 #include <engine/commands/RunCommand.h>
 #include <engine/commands/Situation.h>
 
-#include <listing/DevicesCommand.h>
+#include <listing/command/DevicesCommand.h>
 
 #include <optional>
 #include <string>

@@ -3,7 +3,7 @@
 #include <engine/CommandLine.h>
 #include <engine/commands/WhyCommand.h>
 
-#include <listing/Console.h>
+#include <listing/command/Console.h>
 
 #include <zel/foundation/Exception.h>
 #include <zel/foundation/System.h>

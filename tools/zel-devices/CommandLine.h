@@ -1,7 +1,7 @@
 #pragma once
 // What was asked for on the command line.
 
-#include <listing/DevicesCommand.h>
+#include <listing/command/DevicesCommand.h>
 
 #include <optional>
 #include <string>

@@ -2,8 +2,8 @@
 
 #include "CommandLine.h"
 
-#include <listing/Console.h>
-#include <listing/DevicesCommand.h>
+#include <listing/command/Console.h>
+#include <listing/command/DevicesCommand.h>
 
 #include <zel/foundation/Exception.h>
 #include <zel/foundation/System.h>

@@ -4,8 +4,8 @@
 #include <engine/plan/Names.h>
 #include <engine/plan/PlanFile.h>
 
-#include <listing/JsonWriter.h>
-#include <listing/Listing.h>
+#include <listing/forms/JsonWriter.h>
+#include <listing/forms/Listing.h>
 
 #include <zel/foundation/Exception.h>
 #include <zel/foundation/System.h>

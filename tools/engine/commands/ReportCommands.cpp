@@ -6,8 +6,8 @@
 #include <engine/report/ReportFolder.h>
 #include <engine/report/ReportReader.h>
 
-#include <listing/Console.h>
-#include <listing/Listing.h>
+#include <listing/command/Console.h>
+#include <listing/forms/Listing.h>
 
 #include <zel/foundation/Exception.h>
 #include <zel/foundation/FileSystem.h>

@@ -5,8 +5,8 @@
 #include <engine/runner/ExitStatus.h>
 #include <engine/runner/Runner.h>
 
-#include <listing/Console.h>
-#include <listing/Listing.h>
+#include <listing/command/Console.h>
+#include <listing/forms/Listing.h>
 
 #include <zel/foundation/Exception.h>
 #include <zel/foundation/System.h>

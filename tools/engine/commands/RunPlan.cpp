@@ -8,8 +8,8 @@
 #include <engine/show/SessionHead.h>
 #include <engine/show/SessionObserver.h>
 
-#include <listing/Console.h>
-#include <listing/Listing.h>
+#include <listing/command/Console.h>
+#include <listing/forms/Listing.h>
 
 #include <zel/foundation/FileSystem.h>
 #include <zel/foundation/StopSignal.h>

@@ -5,8 +5,8 @@
 #include <engine/runner/ModuleChoice.h>
 #include <engine/show/SessionHead.h>
 
-#include <listing/Console.h>
-#include <listing/DevicesCommand.h>
+#include <listing/command/Console.h>
+#include <listing/command/DevicesCommand.h>
 
 #include <zel/foundation/Exception.h>
 #include <zel/foundation/FileSystem.h>

@@ -2,8 +2,8 @@
 #include <engine/pages/Words.h>
 #include <engine/report/UtcTime.h>
 
-#include <listing/Escapes.h>
-#include <listing/Listing.h>
+#include <listing/forms/Escapes.h>
+#include <listing/forms/Listing.h>
 
 namespace engine {
 

@@ -2,7 +2,7 @@
 #include <engine/pages/Words.h>
 #include <engine/report/UtcTime.h>
 
-#include <listing/Listing.h>
+#include <listing/forms/Listing.h>
 
 #include <zel/foundation/XmlDocument.h>
 

@@ -2,7 +2,7 @@
 #include <engine/pages/Words.h>
 #include <engine/report/UtcTime.h>
 
-#include <listing/JsonWriter.h>
+#include <listing/forms/JsonWriter.h>
 
 #include <algorithm>
 #include <cctype>

@@ -1,6 +1,6 @@
 #include <engine/pages/Table.h>
 
-#include <listing/Columns.h>
+#include <listing/forms/Columns.h>
 
 #include <algorithm>
 #include <numeric>

@@ -3,7 +3,7 @@
 #include <engine/pages/Words.h>
 #include <engine/report/UtcTime.h>
 
-#include <listing/Listing.h>
+#include <listing/forms/Listing.h>
 
 namespace engine {
 

@@ -3,7 +3,7 @@
 
 #include <engine/catalog/Catalog.h>
 
-#include <listing/DevicesOptions.h>
+#include <listing/command/DevicesOptions.h>
 
 #include <string>
 #include <vector>

@@ -4,8 +4,8 @@
 
 #include <engine/report/Records.h>
 
-#include <listing/JsonTree.h>
-#include <listing/JsonWriter.h>
+#include <listing/forms/JsonWriter.h>
+#include <listing/saved/JsonTree.h>
 
 #include <optional>
 #include <string>

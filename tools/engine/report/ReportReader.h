@@ -6,7 +6,7 @@
 
 #include <engine/report/Session.h>
 
-#include <listing/SavedListing.h>
+#include <listing/saved/SavedListing.h>
 
 #include <string>
 #include <string_view>

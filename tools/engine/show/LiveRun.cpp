@@ -2,7 +2,7 @@
 
 #include <engine/report/UtcTime.h>
 
-#include <listing/Columns.h>
+#include <listing/forms/Columns.h>
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 #include <engine/show/SessionHead.h>
 
-#include <listing/Facts.h>
+#include <listing/forms/Facts.h>
 
 #include <algorithm>
 #include <array>

@@ -4,7 +4,7 @@
 #include <engine/plan/Plan.h>
 #include <engine/report/Records.h>
 
-#include <listing/Machine.h>
+#include <listing/machine/Machine.h>
 
 #include <string>
 

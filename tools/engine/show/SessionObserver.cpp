@@ -6,7 +6,7 @@
 #include <engine/show/PlainView.h>
 #include <engine/show/TerminalView.h>
 
-#include <listing/Listing.h>
+#include <listing/forms/Listing.h>
 
 #include <zel/foundation/StopSignal.h>
 #include <zel/model/vocabulary/EventTypeImp.h>

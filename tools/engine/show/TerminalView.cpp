@@ -1,6 +1,6 @@
 #include <engine/show/TerminalView.h>
 
-#include <listing/Columns.h>
+#include <listing/forms/Columns.h>
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include <listing/Columns.h>
+#include <listing/forms/Columns.h>
 
 #include <algorithm>
 #include <cstdint>

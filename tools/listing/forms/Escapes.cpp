@@ -1,6 +1,6 @@
-#include <listing/Escapes.h>
+#include <listing/forms/Escapes.h>
 
-#include <listing/Listing.h>
+#include <listing/forms/Listing.h>
 
 #include <string_view>
 

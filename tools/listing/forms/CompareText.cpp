@@ -1,6 +1,6 @@
-#include <listing/Compare.h>
-#include <listing/Facts.h>
-#include <listing/Listing.h>
+#include <listing/forms/Facts.h>
+#include <listing/forms/Listing.h>
+#include <listing/saved/Compare.h>
 
 #include <algorithm>
 #include <iterator>

@@ -4,7 +4,7 @@
 //     listing::Mask mask;
 //     mask.apply(machine); // "Serial number: [Serial number 1]"
 
-#include <listing/Machine.h>
+#include <listing/machine/Machine.h>
 
 #include <cstddef>
 #include <functional>

@@ -1,6 +1,6 @@
-#include <listing/Console.h>
+#include <listing/command/Console.h>
 
-#include <listing/Listing.h>
+#include <listing/forms/Listing.h>
 
 #include <zel/foundation/System.h>
 

@@ -1,6 +1,6 @@
-#include <listing/Compare.h>
+#include <listing/saved/Compare.h>
 
-#include <listing/Mask.h>
+#include <listing/machine/Mask.h>
 
 #include <map>
 #include <optional>

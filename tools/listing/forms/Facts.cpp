@@ -1,6 +1,6 @@
-#include <listing/Facts.h>
+#include <listing/forms/Facts.h>
 
-#include <listing/Listing.h>
+#include <listing/forms/Listing.h>
 
 #include <algorithm>
 #include <string_view>

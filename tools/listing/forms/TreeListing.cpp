@@ -1,6 +1,6 @@
-#include <listing/Columns.h>
-#include <listing/Facts.h>
-#include <listing/Listing.h>
+#include <listing/forms/Columns.h>
+#include <listing/forms/Facts.h>
+#include <listing/forms/Listing.h>
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
-#include <listing/Escapes.h>
-#include <listing/Facts.h>
-#include <listing/Listing.h>
+#include <listing/forms/Escapes.h>
+#include <listing/forms/Facts.h>
+#include <listing/forms/Listing.h>
 
 namespace listing {
 

@@ -1,4 +1,4 @@
-#include <listing/ClassWords.h>
+#include <listing/machine/ClassWords.h>
 
 #include <zel/enumerator/sensors/SensorTypes.h>
 #include <zel/foundation/Exception.h>

@@ -1,7 +1,7 @@
 #pragma once
 // The options of the commands that show devices, wherever such a command stands.
 
-#include <listing/DevicesCommand.h>
+#include <listing/command/DevicesCommand.h>
 
 #include <zel/foundation/String.h>
 

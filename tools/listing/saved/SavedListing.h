@@ -5,7 +5,7 @@
 //
 // Pure functions but for readBytes.
 
-#include <listing/Machine.h>
+#include <listing/machine/Machine.h>
 
 #include <cstddef>
 #include <string>

@@ -1,6 +1,6 @@
-#include <listing/JsonTree.h>
+#include <listing/saved/JsonTree.h>
 
-#include <listing/SavedListing.h>
+#include <listing/saved/SavedListing.h>
 
 #include <zel/foundation/Exception.h>
 

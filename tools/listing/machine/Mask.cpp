@@ -1,4 +1,4 @@
-#include <listing/Mask.h>
+#include <listing/machine/Mask.h>
 
 #include <zel/model/devices/DeviceImp.h>
 

@@ -1,4 +1,4 @@
-#include <listing/JsonWriter.h>
+#include <listing/forms/JsonWriter.h>
 
 #include <zel/foundation/ControlCharacters.h>
 

@@ -1,6 +1,6 @@
-#include <listing/JsonWriter.h>
-#include <listing/Listing.h>
-#include <listing/SavedListing.h>
+#include <listing/forms/JsonWriter.h>
+#include <listing/forms/Listing.h>
+#include <listing/saved/SavedListing.h>
 
 #include <unordered_set>
 

@@ -1,7 +1,7 @@
 #pragma once
 // A property's value as a saved listing has it.
 
-#include <listing/JsonTree.h>
+#include <listing/saved/JsonTree.h>
 
 #include <zel/model/values/ValueImp.h>
 

@@ -1,7 +1,7 @@
-#include <listing/SavedListing.h>
+#include <listing/saved/SavedListing.h>
 
-#include <listing/JsonTree.h>
-#include <listing/SavedValue.h>
+#include <listing/saved/JsonTree.h>
+#include <listing/saved/SavedValue.h>
 
 #include <zel/foundation/Exception.h>
 #include <zel/foundation/FileSystem.h>

@@ -1,4 +1,4 @@
-#include <listing/Listing.h>
+#include <listing/forms/Listing.h>
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include <listing/SavedValue.h>
+#include <listing/saved/SavedValue.h>
 
 #include <zel/foundation/Exception.h>
 

@@ -1,11 +1,11 @@
-#include <listing/DevicesCommand.h>
+#include <listing/command/DevicesCommand.h>
 
-#include <listing/ClassWords.h>
-#include <listing/Compare.h>
-#include <listing/Console.h>
-#include <listing/Listing.h>
-#include <listing/Mask.h>
-#include <listing/SavedListing.h>
+#include <listing/command/Console.h>
+#include <listing/forms/Listing.h>
+#include <listing/machine/ClassWords.h>
+#include <listing/machine/Mask.h>
+#include <listing/saved/Compare.h>
+#include <listing/saved/SavedListing.h>
 
 #include <zel/enumerator/Enumerator.h>
 #include <zel/foundation/Exception.h>

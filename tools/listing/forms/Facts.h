@@ -1,7 +1,7 @@
 #pragma once
 // What to say first of a device when there is room for one line.
 
-#include <listing/Machine.h>
+#include <listing/machine/Machine.h>
 
 #include <string>
 

@@ -7,7 +7,7 @@
 //
 // Pure functions.
 
-#include <listing/Machine.h>
+#include <listing/machine/Machine.h>
 
 #include <string>
 #include <vector>

@@ -1,4 +1,4 @@
-#include <listing/Machine.h>
+#include <listing/machine/Machine.h>
 
 #include <zel/enumerator/records/Properties.h>
 #include <zel/model/state/StateManager.h>

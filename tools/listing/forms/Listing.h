@@ -1,7 +1,7 @@
 #pragma once
 // A machine's devices, as text for people or programs. Pure functions; each ends its text with a line end.
 
-#include <listing/Machine.h>
+#include <listing/machine/Machine.h>
 
 #include <string>
 

@@ -1,4 +1,4 @@
-#include <listing/DevicesOptions.h>
+#include <listing/command/DevicesOptions.h>
 
 #include <zel/foundation/Spelling.h>
 

@@ -1,7 +1,7 @@
 #pragma once
 // The commands that show a machine's devices, and what differs between two listings: docs/zel-devices.md.
 
-#include <listing/Machine.h>
+#include <listing/machine/Machine.h>
 
 #include <zel/enumerator/records/DeviceSink.h>
 
