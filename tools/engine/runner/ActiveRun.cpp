@@ -72,6 +72,9 @@ bool isTooLong(zel::MessageBoxImp const& box)
     return units > kQuestionUnits;
 }
 
+// A note is one line of a table. What follows, a stack for one, stands in the module's last words and in its log.
+std::string firstLine(std::string text) { return text.substr(0, text.find_first_of("\r\n")); }
+
 void append(std::string& note, std::string const& more)
 {
     if (!more.empty())
@@ -137,7 +140,7 @@ void ActiveRun::said(zel::Message const& message)
     else if (auto const* limit = dynamic_cast<zel::TimeOutProviderToEngine const*>(&message))
         moveLimit(limit->body());
     else if (auto const* error = dynamic_cast<zel::InternalErrorProviderToEngine const*>(&message))
-        m_internalError = bounded(text(error->body().text));
+        m_internalError = bounded(firstLine(text(error->body().text)));
     else if (dynamic_cast<zel::EnumerationMessage const*>(&message))
         send(zel::InventoryTestEngineToProvider({stateFor(m_plan, m_around.machine)}));
     else if (dynamic_cast<zel::EnumerationReturnedProviderToEngine const*>(&message))

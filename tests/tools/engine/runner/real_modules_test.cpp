@@ -88,8 +88,11 @@ TEST(RealModule, endsAsItsTestDoesOrWithAResultThatSaysWhatHappened)
         EXPECT_EQ(one.result, end.result) << one.test << ": " << end.note << "\n" << end.output;
         EXPECT_NE(std::string::npos, (end.note + end.signal).find(one.note)) << one.test << ": " << end.note;
         EXPECT_EQ(one.events, recorder.events[one.test]) << one.test;
+        EXPECT_EQ(std::string::npos, end.note.find('\n')) << one.test << ": " << end.note;
     }
-    EXPECT_NE("", recorder.ends["crash"].logTail);
+    RunEnded const& crash = recorder.ends["crash"]; // the stack is not lost, only not in the note
+    EXPECT_NE(std::string::npos, crash.output.find("Stack Trace:")) << crash.output;
+    EXPECT_NE(std::string::npos, crash.logTail.find("Stack Trace:")) << crash.logTail;
 }
 
 TEST(RealModule, thatChoosesItsTestsIsAskedAndCostsOnlyItsOwnWhenItDoesNotAnswer)
