@@ -32,8 +32,10 @@ h2 { font-size: 1.15em; margin: 1.6em 0 .4em; }
 .alarm { color: var(--bad); font-weight: 600; margin: .2em 0; }
 table { border-collapse: collapse; width: 100%; }
 table.facts { width: auto; }
-th, td { text-align: left; vertical-align: top; padding: .22em .9em .22em 0; overflow-wrap: anywhere; }
+th, td { text-align: left; vertical-align: top; padding: .22em .9em .22em 0; overflow-wrap: break-word; }
 .results th, .results td { border-bottom: 1px solid var(--line); }
+.results td:last-child, .facts td { overflow-wrap: anywhere; }
+.results td:last-child { min-width: 14em; }
 .results .result { font-weight: 600; white-space: nowrap; overflow-wrap: normal; }
 .time { white-space: nowrap; font-variant-numeric: tabular-nums; }
 .facts th { font-weight: 400; color: var(--quiet); white-space: nowrap; }
@@ -44,6 +46,9 @@ summary { cursor: pointer; padding: .1em 0; }
 pre { background: var(--box); border-radius: .3em; padding: .5em .7em; margin: .3em 0; overflow-x: auto;
   white-space: pre-wrap; overflow-wrap: anywhere; font-size: .88em; }
 a { color: inherit; }
+@media screen and (max-width: 52em) { .results thead { display: none; }
+  .results tr { display: block; border-bottom: 1px solid var(--line); padding: .35em 0; }
+  .results td { display: block; border: 0; padding: 0; overflow-wrap: anywhere; } .results td:empty { display: none; } }
 @media print { body { max-width: none; margin: 0; } pre { border: 1px solid var(--line); } details { break-inside: avoid; } }
 </style>
 )";

@@ -27,6 +27,13 @@ def check_html(page):
 
 
 def check_junit(page):
+    if junitparser:
+        for suite in junitparser.JUnitXml.fromstring(page.encode()):
+            results = [case.result[0] if case.result else None for case in suite]
+            for kind, count in ((junitparser.Failure, suite.failures), (junitparser.Error, suite.errors),
+                                (junitparser.Skipped, suite.skipped)):
+                assert count == sum(isinstance(one, kind) for one in results), (kind, count, results)
+            assert suite.tests == len(results) and suite.time >= 0
     for suite in ElementTree.fromstring(page):
         cases = suite.findall("testcase")
         assert int(suite.get("tests")) == len(cases)
@@ -81,9 +88,13 @@ try:
     import jsonschema
 except ImportError:
     jsonschema = None
+try:
+    import junitparser
+except ImportError:
+    junitparser = None
 report_check = jsonschema and validator(json.load(open(sys.argv[1])))
 ocp_check = jsonschema and os.path.isdir(sys.argv[2]) and ocp_validator(sys.argv[2])
-missing = [] if jsonschema else ["python3-jsonschema"]
+missing = ([] if jsonschema else ["python3-jsonschema"]) + ([] if junitparser else ["python3-junitparser"])
 for path in sys.argv[3:]:
     form = path.rsplit(".", 1)[1]
     page = open(path, encoding="utf-8", newline="").read()
@@ -105,4 +116,4 @@ for path in sys.argv[3:]:
         sys.exit(f"{path}: {type(error).__name__}: {str(error)[:2000]}")
 if missing:
     print("not looked at, for want of " + missing[0])
-    sys.exit(1 if os.environ.get("CI") and not jsonschema else 77)
+    sys.exit(1 if os.environ.get("CI") and not (jsonschema and junitparser) else 77)
