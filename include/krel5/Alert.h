@@ -63,6 +63,7 @@ public:
     zel::AlertImp const& imp() const;
 
 private:
+    friend class IndicatorModule;
     explicit Alert(zel::AlertImp const& alert);
     AlertInternalData& data();
     AlertInternalData const& data() const;

@@ -1,5 +1,5 @@
 #pragma once
-// Everything at once. Start with DiagModule.h, or with SysInfoModule.h.
+// Everything at once. Start with DiagModule.h, SysInfoModule.h or IndicatorModule.h.
 
 #include <krel5/Alert.h>
 #include <krel5/AlertType.h>
@@ -20,6 +20,7 @@
 #include <krel5/Export.h>
 #include <krel5/IndexOutOfBoundsException.h>
 #include <krel5/Indicator.h>
+#include <krel5/IndicatorModule.h>
 #include <krel5/IndicatorReturnData.h>
 #include <krel5/InternalException.h>
 #include <krel5/InvalidCreationException.h>

@@ -66,7 +66,7 @@ void fill(AnswerBody& body, Random& random)
 }
 void fill(UpdatesBody& body, Random& random)
 {
-    body = {static_cast<UpdatesBody::What>(random.below(6)), random.text(), random.text(),
+    body = {static_cast<UpdatesBody::What>(random.below(7)), random.text(), random.text(),
             random.chance() ? stateOf(random.number()) : nullptr};
 }
 void fill(UpdateRequestBody& body, Random& random) { body = {random.text(), random.text()}; }

@@ -8,15 +8,20 @@ namespace zel {
 class Stopwatch
 {
 public:
-    void reset() noexcept { m_start = std::chrono::steady_clock::now(); }
+    void reset() noexcept { m_start = now(); }
+    using TimePoint = std::chrono::steady_clock::time_point;
+    static TimePoint now() noexcept { return std::chrono::steady_clock::now(); }
+
     /// Seconds.
-    double getElapsed() const noexcept
+    double getElapsed() const noexcept { return getElapsed(now()); }
+    /// The same for many watches at one moment: the clock is read once.
+    double getElapsed(TimePoint now) const noexcept
     {
-        return std::chrono::duration<double>(std::chrono::steady_clock::now() - m_start).count();
+        return std::chrono::duration<double>(now - m_start).count();
     }
 
 private:
-    std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
+    TimePoint m_start = now();
 };
 
 } // namespace zel

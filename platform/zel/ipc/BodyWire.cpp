@@ -21,7 +21,8 @@ constexpr Word<Progress> kProgress[] = {{Progress::PercentDone, "percentDone"},
 constexpr Word<Update> kUpdates[] = {
     {Update::AddDevice, "addDevice"},     {Update::RemoveDevice, "removeDevice"},
     {Update::AddProperty, "addProperty"}, {Update::RemoveProperty, "removeProperty"},
-    {Update::RemoveAlert, "removeAlert"}, {Update::Changes, "changes"}};
+    {Update::RemoveAlert, "removeAlert"}, {Update::Changes, "changes"},
+    {Update::Readings, "readings"}};
 
 constexpr std::pair<std::string_view, String ModuleBody::*> kModuleTexts[] = {
     {"guid", &ModuleBody::guid},

@@ -80,10 +80,11 @@ struct AnswerBody
     bool cutShort = false; ///< nobody answered; the code is the cancel answer's
 };
 
-/// A change after enumeration. `state` has the device for what is added or changed.
+/// A change after enumeration. `state` has the device for what is added or changed; for Readings it has the
+/// device with what an indicator returned as its only properties.
 struct UpdatesBody
 {
-    enum class What { AddDevice, RemoveDevice, AddProperty, RemoveProperty, RemoveAlert, Changes };
+    enum class What { AddDevice, RemoveDevice, AddProperty, RemoveProperty, RemoveAlert, Changes, Readings };
 
     What what = What::Changes;
     String device;                             ///< guid

@@ -1,12 +1,19 @@
 // What must not cost more than it needs, in allocations: those can be counted, times cannot.
+#include <libKrel5/facades/IndicatorLoop.h>
+#include <libKrel5/internal/backends/CommStandAlone.h>
+#include <libKrel5/internal/module/ModuleCommon.h>
+
 #include <krel5/DataType.h>
 #include <krel5/DeviceCapability.h>
 #include <krel5/DiagDevice.h>
+#include <krel5/IndicatorModule.h>
 #include <krel5/InvalidInitException.h>
 #include <krel5/PropertyCategory.h>
 #include <krel5/SyncDeviceProperty.h>
 #include <krel5/SysInfoDevice.h>
 #include <krel5/Value.h>
+
+#include <zel/model/state/StateManager.h>
 
 #include <foundation/ChildProcess.h>
 
@@ -100,4 +107,44 @@ TEST(Costs, assigningAValueCostsNoMoreThanCopyingIt)
     unsigned const copying = allocationsOf([&] { krel5::Value const copy(text); });
     EXPECT_LE(allocationsOf([&] { assigned = text; }), copying);
     EXPECT_EQ(assigned, text);
+}
+
+// Ten times a second, for weeks.
+TEST(Costs, aPassInWhichNoIndicatorIsDueAllocatesNothing)
+{
+    using namespace krel5;
+    auto& state = zel::StateManager::instance();
+    state.clear();
+    ModuleCommon::setComm(std::make_unique<CommStandAlone>());
+    static unsigned s_calls = 0;
+    Indicator& indicator =
+        *IndicatorModule::createIndicator("heat", DeviceCapability::HardDrive(), [](DiagDevice const&) {
+            ++s_calls;
+            return IndicatorReturnData();
+        });
+    state.addIndicator(indicator.imp());
+    for (unsigned i = 0; i < 1000; ++i) {
+        zel::String const name = zel::String::number(std::uint64_t{i});
+        auto device =
+            zel::DeviceImp::createGeneric(zel::CapabilityImp::HardDrive(), zel::CapabilityImp::HardDrive(),
+                                          name, "", "", name, zel::CapabilityImp());
+        IndicatorLoop::tie(state.addDevice(std::move(device), nullptr));
+    }
+    CommInterface& comm = *ModuleCommon::comm();
+    comm.receiveIndicatorMessages();
+    ASSERT_EQ(state.indicatorRunCount(), 1000u);
+    for (std::size_t i = 0; i < state.indicatorRunCount(); ++i)
+        state.indicatorRunAtIndex(i).resetLastCallTime();
+    IndicatorLoop loop(comm);
+    auto const pass = [&] {
+        comm.receiveIndicatorMessages();
+        loop.pass();
+        if (IndicatorModule::stopRequested())
+            ADD_FAILURE();
+    };
+    pass(); // makes the loggers
+    EXPECT_EQ(allocationsOf(pass), 0u);
+    EXPECT_EQ(s_calls, 0u);
+    state.clear();
+    ModuleCommon::setComm(nullptr);
 }

@@ -15,6 +15,8 @@ public:
         : ModuleFunctionImp("Indicator", std::move(key), std::move(capabilities)), m_isFree(isFree)
     {}
 
+    /// Neither switched off, nor are there settings of it that nobody understands.
+    bool mayRun() const noexcept { return !isSwitchedOff() && settingsErrors().empty(); }
     /// Bound to no device.
     bool isFree() const noexcept { return m_isFree; }
 

@@ -42,14 +42,24 @@ public:
     /// Seconds since the last call; before the first, since the run was made.
     double elapsedSinceLastCall() const noexcept { return m_before + m_sinceLastCall.getElapsed(); }
     bool hasBeenCalled() const noexcept { return m_called; }
+    /// Whether so many seconds without a call are enough: more than the interval, or never called.
+    bool isDueAfter(double seconds) const noexcept { return !m_called || seconds > m_updateInterval; }
+    bool isDueAt(Stopwatch::TimePoint now) const noexcept
+    {
+        return isDueAfter(m_before + m_sinceLastCall.getElapsed(now));
+    }
     void resetLastCallTime() noexcept { restoreLastCall(0); }
     bool hasUpdateBeenForced() const noexcept { return m_forced; }
     void forceUpdate() noexcept { m_forced = true; }
     void updateComplete() noexcept { m_forced = false; }
 
-    /// Its device is gone: whoever still holds the run calls nothing and sends nothing for it any more.
+    /// Its device is gone: nothing is called for it any more. What its last call returned may still be sent.
     bool hasEnded() const noexcept { return m_ended; }
     void end() noexcept { m_ended = true; }
+
+    /// Place in its state manager's order of addition. It stays while others go.
+    std::uint64_t place() const noexcept { return m_place; }
+    void setPlace(std::uint64_t place) noexcept { m_place = place; }
 
 private:
     IndicatorRunImp() = default;
@@ -63,6 +73,7 @@ private:
     bool m_called = false;
     bool m_forced = false;
     bool m_ended = false;
+    std::uint64_t m_place = 0;
 };
 
 } // namespace zel

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <unordered_map>
 #include <vector>
 
@@ -21,6 +22,7 @@ public:
             return false;
         m_rights[&left].push_back(&right);
         m_lefts[&right].push_back(&left);
+        ++m_changes;
         return true;
     }
 
@@ -31,6 +33,7 @@ public:
             return false;
         eraseFrom(m_rights, &left, &right);
         eraseFrom(m_lefts, &right, &left);
+        ++m_changes;
         return true;
     }
 
@@ -50,18 +53,22 @@ public:
     {
         for (Right* right : rightsOf(left))
             eraseFrom(m_lefts, right, &left);
-        m_rights.erase(&left);
+        m_changes += m_rights.erase(&left);
     }
 
     void removeRight(Right const& right)
     {
         for (Left* left : leftsOf(right))
             eraseFrom(m_rights, left, &right);
-        m_lefts.erase(&right);
+        m_changes += m_lefts.erase(&right);
     }
+
+    /// Grows with every change.
+    std::uint64_t changes() const noexcept { return m_changes; }
 
     void clear()
     {
+        ++m_changes;
         m_rights.clear();
         m_lefts.clear();
     }
@@ -87,6 +94,7 @@ private:
 
     std::unordered_map<Left const*, std::vector<Right*>> m_rights;
     std::unordered_map<Right const*, std::vector<Left*>> m_lefts;
+    std::uint64_t m_changes = 0;
 };
 
 } // namespace zel

@@ -113,6 +113,8 @@ public:
     DeviceImp* deviceByIndicatorAtIndex(IndicatorImp const& indicator, std::size_t index) const;
     std::size_t indicatorCountByDevice(DeviceImp const& device) const;
     IndicatorImp* indicatorByDeviceAtIndex(DeviceImp const& device, std::size_t index) const;
+    /// Another number after anything has happened to the associations of devices and indicators.
+    std::uint64_t indicatorAssociationChanges() const noexcept { return m_deviceIndicators.changes(); }
     std::vector<TestImp*> const& testsOf(ModuleImp const& module) const
     {
         return m_moduleTests.rightsOf(module);
@@ -143,6 +145,9 @@ public:
     IndicatorRunImp& addIndicatorRun(IndicatorRunImp run);
     std::size_t indicatorRunCount() const noexcept { return m_indicatorRuns.size(); }
     IndicatorRunImp& indicatorRunAtIndex(std::size_t index) const;
+    /// Index of the first run that was added after `run`, which may have ended but is not released: a walk goes
+    /// on there, whatever came and went meanwhile.
+    std::size_t indicatorRunIndexBehind(IndicatorRunImp const& run) const;
     /// Null when there is none.
     IndicatorRunImp* indicatorRun(IndicatorImp const& indicator, DeviceImp const* device) const;
     /// Whether there ever was one: tells a list that is empty for the moment from one that nobody has filled.
@@ -226,6 +231,7 @@ private:
     std::vector<std::unique_ptr<IndicatorRunImp>> m_indicatorRuns;
     std::map<std::pair<String, String>, IndicatorRunImp*> m_runIndex; // by guids of indicator and device
     std::vector<std::unique_ptr<IndicatorRunImp>> m_endedRuns;        // until releaseRemoved()
+    std::uint64_t m_lastRunPlace = 0;
     bool m_hasHadIndicatorRuns = false;
     std::vector<std::unique_ptr<TestRunImp>> m_testRuns; // empty in the instance
 

@@ -21,6 +21,7 @@ IndicatorRunImp& StateManager::addIndicatorRun(IndicatorRunImp run)
         return *known;
     m_indicatorRuns.push_back(std::make_unique<IndicatorRunImp>(std::move(run)));
     IndicatorRunImp& added = *m_indicatorRuns.back();
+    added.setPlace(++m_lastRunPlace);
     m_runIndex[{added.indicator().guid(), added.deviceGuid()}] = &added;
     m_hasHadIndicatorRuns = true;
     return added;
@@ -30,6 +31,14 @@ IndicatorRunImp& StateManager::indicatorRunAtIndex(std::size_t index) const
 {
     checkIndex(index, m_indicatorRuns.size());
     return *m_indicatorRuns[index];
+}
+
+std::size_t StateManager::indicatorRunIndexBehind(IndicatorRunImp const& run) const
+{
+    auto const behind =
+        std::upper_bound(m_indicatorRuns.begin(), m_indicatorRuns.end(), run.place(),
+                         [](std::uint64_t place, auto const& one) { return place < one->place(); });
+    return static_cast<std::size_t>(behind - m_indicatorRuns.begin());
 }
 
 void StateManager::endRunsOf(DeviceImp const& device)

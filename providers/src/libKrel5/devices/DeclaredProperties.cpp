@@ -48,6 +48,23 @@ DeviceProperty* DeclaredProperties::createGroup(KrelString const& key, PropertyC
                    "");
 }
 
+DeviceProperty* DeclaredProperties::createGroup(KrelString const& key, PropertyCategory const& category,
+                                                DeviceCapability const& capability)
+{
+    return createGroup(key, category, DataType::STRING(), capability);
+}
+
+DeviceProperty* DeclaredProperties::createGroup(KrelString const& key, DataType const& type,
+                                                DeviceCapability const& capability)
+{
+    return createGroup(key, PropertyCategory::SysInfo(), type, capability);
+}
+
+DeviceProperty* DeclaredProperties::createGroup(KrelString const& key, DeviceCapability const& capability)
+{
+    return createGroup(key, DataType::STRING(), capability);
+}
+
 DeviceProperty* DeclaredProperties::createLink(KrelString const& key, PropertyCategory const& category,
                                                DeviceCapability const& capability)
 {

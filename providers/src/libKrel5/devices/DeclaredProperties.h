@@ -33,6 +33,12 @@ public:
                                       KrelString const& alias);
     static DeviceProperty* createGroup(KrelString const& key, PropertyCategory const& category,
                                        DataType const& type, DeviceCapability const& capability);
+    /// Category SysInfo, type STRING, unless given.
+    static DeviceProperty* createGroup(KrelString const& key, PropertyCategory const& category,
+                                       DeviceCapability const& capability);
+    static DeviceProperty* createGroup(KrelString const& key, DataType const& type,
+                                       DeviceCapability const& capability);
+    static DeviceProperty* createGroup(KrelString const& key, DeviceCapability const& capability);
     static DeviceProperty* createLink(KrelString const& key, PropertyCategory const& category,
                                       DeviceCapability const& capability);
 

@@ -1,10 +1,8 @@
 // Set-up and factories of the system-information facade, and what its discovery callback asks.
 #include <krel5/SysInfoModule.h>
 
-#include <libKrel5/basics/Arguments.h>
-#include <libKrel5/basics/LibraryMutex.h>
 #include <libKrel5/devices/DeclaredProperties.h>
-#include <libKrel5/devices/DeviceInternalData.h>
+#include <libKrel5/facades/DeviceFinding.h>
 #include <libKrel5/facades/Enumeration.h>
 #include <libKrel5/internal/module/CommandLine.h>
 #include <libKrel5/internal/module/ErrorReporting.h>
@@ -12,14 +10,9 @@
 #include <libKrel5/objects/Factories.h>
 
 #include <krel5/CommandLineOption.h>
-#include <krel5/DataType.h>
-#include <krel5/InvalidInitException.h>
-#include <krel5/PropertyCategory.h>
-#include <krel5/SysInfoDevice.h>
+#include <krel5/DeviceCapability.h>
 
 #include <zel/foundation/Logger.h>
-#include <zel/model/devices/SystemInformationFilter.h>
-#include <zel/model/state/StateManager.h>
 
 namespace krel5 {
 
@@ -28,10 +21,7 @@ bool SysInfoModule::s_collectAll = false;
 
 namespace {
 
-using zel::LogLevel;
-
 SysInfoModule::Callback s_discoverDevices = nullptr;
-zel::DeviceImp const* s_cursor = nullptr; // of firstDevice() and nextDevice(); under the library mutex
 
 zel::Logger& logger()
 {
@@ -41,20 +31,7 @@ zel::Logger& logger()
 
 void checkNotStarted(bool started, char const* name)
 {
-    try {
-        ModuleCommon::checkNotStarted(started, name);
-    } catch (InvalidInitException const& e) {
-        ZEL_LOG(logger(), LogLevel::Critical) << "caught exception: " << e.toString().zelString();
-        throw;
-    }
-}
-
-SysInfoDevice const* deviceBehind(zel::DeviceImp const* previous)
-{
-    zel::DeviceImp* const next =
-        zel::StateManager::instance().nextDevice(previous, zel::CapabilityImp::ALL());
-    s_cursor = next;
-    return next ? &sysInfoHandleOf(*next) : nullptr;
+    DeviceFinding::checkNotStarted(started, name, logger());
 }
 
 } // namespace
@@ -68,14 +45,7 @@ struct SysInfoModuleFacade
         return s_facade;
     }
 
-    static void checkSetUp()
-    {
-        if (!s_discoverDevices)
-            throw InvalidInitException("Cannot start a module without setting the device discovery callback");
-        if (ModuleCommon::module().supportedCapabilities().isEmpty())
-            throw InvalidInitException(
-                "Cannot start a module without setting the device capabilities of the module");
-    }
+    static void checkSetUp() { DeviceFinding::checkSetUp(s_discoverDevices); }
 
     /// The action step of start(). Who asks for help beside the action wants to read.
     static TestResult act()
@@ -138,11 +108,7 @@ void SysInfoModule::setModuleCapabilities(DeviceCapability const& capabilities)
 void SysInfoModule::addModuleEnumerationRequirement(zel::String const& module, bool completion)
 {
     checkNotStarted(s_started, "SysInfoModule::addModuleEnumerationRequirement");
-    ErrorReporting::putInCharge(SysInfoModuleFacade::get());
-    guarded(
-        "SysInfoModule::addModuleEnumerationRequirement(...)",
-        [&] { ModuleCommon::module().addEnumerationRequirement(module, completion); },
-        [](KrelException const& error) { ErrorReporting::post(error); });
+    DeviceFinding::addRequirement(SysInfoModuleFacade::get(), module, completion);
 }
 
 void SysInfoModule::registerLibrary(KrelString const& name)
@@ -172,19 +138,19 @@ DeviceProperty* SysInfoModule::createDevicePropertyGroup(KrelString const& key,
                                                          PropertyCategory const& category,
                                                          DeviceCapability const& capability)
 {
-    return DeclaredProperties::createGroup(key, category, DataType::STRING(), capability);
+    return DeclaredProperties::createGroup(key, category, capability);
 }
 
 DeviceProperty* SysInfoModule::createDevicePropertyGroup(KrelString const& key, DataType const& type,
                                                          DeviceCapability const& capability)
 {
-    return DeclaredProperties::createGroup(key, PropertyCategory::SysInfo(), type, capability);
+    return DeclaredProperties::createGroup(key, type, capability);
 }
 
 DeviceProperty* SysInfoModule::createDevicePropertyGroup(KrelString const& key,
                                                          DeviceCapability const& capability)
 {
-    return createDevicePropertyGroup(key, DataType::STRING(), capability);
+    return DeclaredProperties::createGroup(key, capability);
 }
 
 DeviceProperty* SysInfoModule::createDevicePropertyLink(KrelString const& key,
@@ -218,33 +184,10 @@ bool SysInfoModule::collectSysInfo() { return s_collectAll; }
 
 void SysInfoModule::addDevice(SysInfoDevice* device)
 {
-    requireArgument(device != nullptr, "device != nullptr", "SysInfoModule::addDevice(...)");
-    zel::AutoMutex const guard(libraryMutex());
-    zel::DeviceImp& record = device->imp();
-    if (!zel::SystemInformationFilter::instance().includeDeviceType(record.deviceType())) {
-        ZEL_LOG(logger(), LogLevel::Information)
-            << "addDevice() Device: " << record.guid() << " of type: " << record.deviceType().toString()
-            << " filtered out";
-        return;
-    }
-    try {
-        zel::StateManager::instance().addDevice(record, nullptr);
-        zel::StateManager::instance().associate(ModuleCommon::module(), record, true);
-    } catch (zel::StateException const& e) {
-        ZEL_LOG(logger(), LogLevel::Error) << e.toString();
-    }
+    DeviceFinding::addDevice(device, "SysInfoModule::addDevice(...)", logger());
 }
 
-SysInfoDevice const* SysInfoModule::firstDevice()
-{
-    zel::AutoMutex const guard(libraryMutex());
-    return deviceBehind(nullptr);
-}
-
-SysInfoDevice const* SysInfoModule::nextDevice()
-{
-    zel::AutoMutex const guard(libraryMutex());
-    return s_cursor ? deviceBehind(s_cursor) : nullptr;
-}
+SysInfoDevice const* SysInfoModule::firstDevice() { return DeviceFinding::firstDevice(); }
+SysInfoDevice const* SysInfoModule::nextDevice() { return DeviceFinding::nextDevice(); }
 
 } // namespace krel5

@@ -310,6 +310,12 @@ void CommEngine::sendEnumTests()
             zel::EnumerationReturnedProviderToEngine({copyOfState()}));
 }
 
+void CommEngine::sendEnumIndicators()
+{
+    confirm({"sendEnumIndicators", m_patience, 1, Ends::WithAStop},
+            zel::EnumerationReturnedProviderToEngine({copyOfState()}));
+}
+
 void CommEngine::sendAddDevices()
 {
     confirm({"sendAddDevices", m_patience, 1, Ends::WithAStop},
@@ -319,13 +325,11 @@ void CommEngine::sendAddDevices()
 void CommEngine::propagateChanges()
 {
     ZEL_LOG(logger(), LogLevel::Debug) << "propagateChanges";
+    zel::AutoMutex const guard(libraryMutex());
+    if (manager().takeChanges().empty())
+        return;
     zel::UpdatesBody body;
-    {
-        zel::AutoMutex const guard(libraryMutex());
-        if (manager().takeChanges().empty())
-            return;
-        body.state = copyOfState();
-    }
+    body.state = copyOfState();
     sendUpdate(std::move(body));
 }
 

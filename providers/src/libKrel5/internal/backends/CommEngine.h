@@ -39,8 +39,10 @@ public:
     void sendVersion() override;
     void sendAddDevices() override;
     void sendEnumTests() override;
+    void sendEnumIndicators() override;
     void sendFinalResult() override;
     void sendMessageBox(zel::MessageBoxImp& box) override;
+    void sendDeviceUpdateMessage(IndicatorReturnData const& data, zel::DeviceImp& device) override;
     zel::StateManager* getCurrentStateManagerFromEngine() override;
     bool isStandAlone() const override { return false; }
     void sendRequestDeviceAddition(zel::DeviceImp& device) override;

@@ -4,6 +4,8 @@
 #include <libKrel5/basics/LibraryMutex.h>
 #include <libKrel5/internal/backends/StopRequest.h>
 
+#include <krel5/IndicatorReturnData.h>
+
 #include <zel/foundation/Logger.h>
 #include <zel/model/runs/TestRunManager.h>
 #include <zel/model/texts/GlobalParameters.h>
@@ -80,6 +82,23 @@ std::shared_ptr<zel::StateManager const> stateWith(zel::DeviceImp const& device)
     for (std::size_t i = 0; i < device.propertyCount(); ++i)
         state->addPropertySpec(device.getProperty(i).spec(), false);
     state->addDevice(std::make_unique<zel::DeviceImp>(device), nullptr);
+    return state;
+}
+
+// What was read now, and nothing that the device had before.
+std::shared_ptr<zel::StateManager const> stateWith(zel::DeviceImp const& device,
+                                                   IndicatorReturnData const& data)
+{
+    auto copy = std::make_unique<zel::DeviceImp>(device);
+    while (copy->propertyCount() > 0)
+        copy->removeProperty(copy->getProperty(copy->propertyCount() - 1).key());
+    auto state = std::make_shared<zel::StateManager>();
+    for (unsigned i = 0; i < data.propertyCount(); ++i) {
+        zel::PropertyImp const& reading = data.propertyAtIndex(i).imp();
+        state->addPropertySpec(reading.spec(), false);
+        copy->addProperty(&reading).leaveGroups();
+    }
+    state->addDevice(std::move(copy), nullptr);
     return state;
 }
 
@@ -180,6 +199,11 @@ void CommEngine::sendClearTimeOutMessage()
 void CommEngine::sendUpdate(zel::UpdatesBody body)
 {
     send(zel::UpdatesProviderToEngineToUI(std::move(body)));
+}
+
+void CommEngine::sendDeviceUpdateMessage(IndicatorReturnData const& data, zel::DeviceImp& device)
+{
+    sendUpdate({zel::UpdatesBody::What::Readings, device.guid(), zel::String(), stateWith(device, data)});
 }
 
 // Who asked for it may have added it already.

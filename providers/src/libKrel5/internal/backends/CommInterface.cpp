@@ -125,4 +125,6 @@ bool CommInterface::httpGetRequest(zel::String const&, zel::String&, zel::String
 
 void CommInterface::sendInternalError(zel::String const&) { TRACE("sendInternalError"); }
 
+void CommInterface::sendRequestAlertAddition(zel::AlertImp const&) { TRACE("sendRequestAlertAddition"); }
+
 } // namespace krel5

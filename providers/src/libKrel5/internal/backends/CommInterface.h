@@ -7,6 +7,7 @@
 #include <memory>
 
 namespace zel {
+class AlertImp;
 class DeviceImp;
 class MessageBoxImp;
 class PropertyImp;
@@ -80,7 +81,8 @@ public:
     virtual void sendRequestDevicePropertyAddition(zel::DeviceImp& device, zel::PropertyImp& property);
     virtual void sendRequestDevicePropertyRemoval(zel::DeviceImp& device, zel::PropertyImp& property);
     virtual void sendRequestAlertRemoval(zel::String const& alertKey);
-    /// Takes the pending changes from the state manager and delivers them. Any, no lock, may wait.
+    /// Takes the pending changes from the state manager and delivers them. Any, mutex, quick: of two threads that
+    /// do so, the one that took later must not deliver earlier.
     virtual void propagateChanges();
     /// An assertion failure where it is not overridden. Any, either, quick.
     virtual bool hasReceivedMessage(int typeCode);
@@ -94,6 +96,8 @@ public:
     /// An error that ends the process, as the person at the console reads it. Any, either; waits for no answer,
     /// since it is also called in the report of a fault.
     virtual void sendInternalError(zel::String const& text);
+    /// Shows an alert that the state manager holds by now; propagateChanges() is what delivers it. Any, mutex, quick.
+    virtual void sendRequestAlertAddition(zel::AlertImp const& alert);
 };
 
 } // namespace krel5

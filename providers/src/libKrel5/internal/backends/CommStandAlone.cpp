@@ -257,6 +257,14 @@ void CommStandAlone::sendRequestDevicePropertyRemoval(zel::DeviceImp& device, ze
           << endl;
 }
 
+// A person who watches has no other place to learn of it.
+void CommStandAlone::sendRequestAlertAddition(zel::AlertImp const& alert)
+{
+    ZEL_LOG(logger(), zel::LogLevel::Debug) << "sendRequestAlertAddition";
+    out() << "\n" << alertText(alert).withoutControls(true);
+    out().flush();
+}
+
 void CommStandAlone::sendRequestAlertRemoval(zel::String const& alertKey)
 {
     ZEL_LOG(logger(), zel::LogLevel::Debug) << "sendRequestAlertRemoval";

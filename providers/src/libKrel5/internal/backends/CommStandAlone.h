@@ -7,8 +7,8 @@
 namespace krel5 {
 
 /// What it shows is in the process's state manager and test-run manager; of its own it knows only whether the
-/// last text left its line open.
-/// Thread rule: that of CommInterface; it starts no thread and takes no lock.
+/// last text left its line open, and of which devices and indicators it has made runs.
+/// Thread rule: that of CommInterface; it starts no thread.
 class CommStandAlone : public CommInterface
 {
 public:
@@ -42,6 +42,7 @@ public:
     void sendRequestDevicePropertyAddition(zel::DeviceImp& device, zel::PropertyImp& property) override;
     void sendRequestDevicePropertyRemoval(zel::DeviceImp& device, zel::PropertyImp& property) override;
     void sendRequestAlertRemoval(zel::String const& alertKey) override;
+    void sendRequestAlertAddition(zel::AlertImp const& alert) override;
     bool httpGetRequest(zel::String const&, zel::String&, zel::String const&) override { return false; }
 
 private:
@@ -50,6 +51,7 @@ private:
     void printText(zel::String const& text);
     void endOpenLine();
 
+    std::uint64_t m_associationChanges = 0; // when the list of runs was last made; under the library mutex
     bool m_lineIsOpen =
         false; // under the library mutex, as the reports are; the final result comes behind them
 };

@@ -1,5 +1,7 @@
 // Device acquisition and the making of runs.
 #include <libKrel5/internal/backends/CommStandAlone.h>
+
+#include <libKrel5/basics/LibraryMutex.h>
 #include <libKrel5/internal/backends/MissingDevices.h>
 #include <libKrel5/internal/backends/Selection.h>
 #include <libKrel5/internal/module/CommandLine.h>
@@ -75,16 +77,11 @@ void addIndicatorRun(zel::IndicatorImp& indicator, zel::DeviceImp* device)
 }
 
 // What the settings say of the others was told as the module started.
-bool mayRun(zel::IndicatorImp const& indicator)
-{
-    return !indicator.isSwitchedOff() && indicator.settingsErrors().empty();
-}
-
 std::size_t addIndicatorRunsOfDevice(zel::DeviceImp& device, zel::Array<zel::IndicatorImp*> const& indicators)
 {
     std::size_t count = 0;
     for (zel::IndicatorImp* const indicator : indicators) {
-        if (!manager().isAssociated(device, *indicator) || !mayRun(*indicator))
+        if (!manager().isAssociated(device, *indicator) || !indicator->mayRun())
             continue;
         addIndicatorRun(*indicator, &device);
         ++count;
@@ -97,7 +94,7 @@ std::size_t addFreeIndicatorRuns(zel::Array<zel::IndicatorImp*> const& indicator
 {
     std::size_t count = 0;
     for (zel::IndicatorImp* const indicator : indicators) {
-        if (!indicator->isFree() || manager().deviceCountByIndicator(*indicator) > 0 || !mayRun(*indicator))
+        if (!indicator->isFree() || manager().deviceCountByIndicator(*indicator) > 0 || !indicator->mayRun())
             continue;
         addIndicatorRun(*indicator, nullptr);
         ++count;
@@ -156,6 +153,8 @@ void CommStandAlone::receiveDevices()
         if (module.type() == zel::ModuleTypeImp::SYSINFO())
             mergeSystemInformation();
     }
+    if (module.type() == zel::ModuleTypeImp::INDICATOR()) // its enumeration walks over them
+        manager().mergeWithTracking(zel::ModuleManager::getInstance().getStateManager());
 }
 
 void CommStandAlone::receiveDiagnosticDevices()
@@ -205,12 +204,17 @@ bool CommStandAlone::receiveTestRun()
 
 // Called on every pass of the indicator loop. Numbers are for the list that the person saw: they count once, and a
 // device picked by one stays the only one, whatever comes and goes later. A list that is empty in a later pass
-// fills again when a device comes back; only one that never had a run is an error.
+// fills again when a device comes back; only one that never had a run is an error. A pass before which nothing has come
+// or gone costs nothing.
 bool CommStandAlone::receiveIndicatorMessages()
 {
+    zel::AutoMutex const guard(libraryMutex());
     bool const isLaterPass = manager().hasHadIndicatorRuns();
-    if (isLaterPass && CommandLine::integer(CommandLineOption::DEVICENUM()))
+    std::uint64_t const changes = manager().indicatorAssociationChanges();
+    if (isLaterPass &&
+        (changes == m_associationChanges || CommandLine::integer(CommandLineOption::DEVICENUM())))
         return true;
+    m_associationChanges = changes;
     DeviceSelection list;
     list.addDevicesOfTests();
     list.addDevicesOfIndicators();

@@ -28,6 +28,7 @@ public:
     void sendAddDevice(zel::DeviceImp& device) override;
     /// To the pipe; where there is none, for people on standard output.
     void sendAddDevices() override;
+    void sendEnumIndicators() override { sendAddDevices(); } ///< the document holds both
     bool isStandAlone() const override { return false; }
 
 private:

@@ -45,6 +45,9 @@ public:
 
     /// Where it is still open.
     static void closeConnection() noexcept;
+    /// Told once behind a pass of the indicator loop in which functions without a device were called: nobody knows what
+    /// they wrote, so what stands in the buffer of standard output goes out.
+    static void freeIndicatorsRan();
     /// Closes the connection where it is still open; then calls the module-exit callback, once, and only when
     /// start() has begun.
     static void runExitStep();

@@ -378,6 +378,8 @@ void ModuleCommon::sendInternalError(zel::String const& text) noexcept
 
 void ModuleCommon::closeConnection() noexcept { Connection::close(); }
 
+void ModuleCommon::freeIndicatorsRan() { zel::OStream::out().flush(); }
+
 void ModuleCommon::runExitStep()
 {
     closeConnection();
