@@ -101,7 +101,9 @@ void addList(CLI::App& app, CommandLine& line)
 
 void addWhy(CLI::App& app, CommandLine& line)
 {
-    app.add_option("TEST", line.whyTest, "MODULE:TEST, or its number in \"list\"")->required();
+    app.add_option("TEST", line.whyTest,
+                   "MODULE:TEST, its number in \"list\", or a MODULE for all of its tests")
+        ->required();
     addWhere(app, line.where, true);
     app.footer(kWhyFooter);
 }

@@ -128,4 +128,10 @@ std::string placeOf(DeviceImp const& device)
     return {};
 }
 
+std::string nameAndPlaceOf(DeviceImp const& device)
+{
+    std::string const name = device.name().toUtf8(), place = placeOf(device);
+    return name == place ? name : name + " (" + place + ")";
+}
+
 } // namespace engine

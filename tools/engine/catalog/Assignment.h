@@ -36,5 +36,7 @@ std::vector<zel::DeviceImp*> testedDevices(Catalog const& catalog, zel::StateMan
 
 /// What the machine calls it: "/dev/sda", else its place in the hardware, else its name.
 std::string placeOf(zel::DeviceImp const& device);
+/// "ACME 1000 (/dev/sda)": which of those of one name.
+std::string nameAndPlaceOf(zel::DeviceImp const& device);
 
 } // namespace engine

@@ -16,6 +16,9 @@
 #include <zel/foundation/Stopwatch.h>
 #include <zel/foundation/System.h>
 
+#include <filesystem>
+#include <system_error>
+
 namespace engine {
 
 namespace {
@@ -43,6 +46,8 @@ void requireNew(std::string const& path)
 {
     if (path == "-")
         throw zel::InvalidArgumentException("--report: the report is a file; \"-\" is none");
+    if (std::error_code error; std::filesystem::is_directory(path, error))
+        throw zel::InvalidArgumentException("--report: " + zel::String(path) + " is a folder");
     if (zel::FileSystem::exists(path))
         throw zel::InvalidArgumentException("--report: " + zel::String(path) +
                                             " is there already, and no report is written over");

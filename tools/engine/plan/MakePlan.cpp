@@ -242,7 +242,7 @@ private:
         if (!m_refused.emplace(place.test, device, reason, isAskedFor).second)
             return; // several lines of a plan want the same
         m_plan.refusals.push_back({place.module->guid(), place.test->record.keyInModule().toUtf8(),
-                                   device ? device->name().toUtf8() : "", result.toString().toUtf8(), reason,
+                                   device ? nameAndPlaceOf(*device) : "", result.toString().toUtf8(), reason,
                                    isAskedFor});
     }
 
@@ -320,10 +320,10 @@ private:
             bool const isTold =
                 std::any_of(m_plan.refusals.begin(), m_plan.refusals.end(), [&](Refusal const& refusal) {
                     return refusal.isAskedFor &&
-                           (refusal.deviceName.empty() || refusal.deviceName == device->name().toUtf8());
+                           (refusal.deviceName.empty() || refusal.deviceName == nameAndPlaceOf(*device));
                 });
             if (!isUsed && !isTold)
-                m_plan.refusals.push_back({"", "", device->name().toUtf8(),
+                m_plan.refusals.push_back({"", "", nameAndPlaceOf(*device),
                                            TestResultImp::NOTEST().toString().toUtf8(),
                                            "none of the chosen tests goes to " + placeOf(*device), true});
         }

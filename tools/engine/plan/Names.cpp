@@ -158,7 +158,7 @@ std::string deviceList(std::vector<DeviceImp*> const& devices, std::vector<Devic
         list += i > 0 ? ", " : "";
         if (place != numbered.end())
             list += std::to_string(place - numbered.begin() + 1) + " ";
-        list += devices[i]->name().toUtf8() + " (" + placeOf(*devices[i]) + ")";
+        list += nameAndPlaceOf(*devices[i]);
     }
     return list + (devices.size() > kMostNamed ? ", ..." : "");
 }

@@ -190,8 +190,11 @@ void ActiveRun::take(ProgressBody const& body)
     }
 }
 
+// A run that is stopped closes with 100 %, but has not done all.
 void ActiveRun::takeProgress(ProgressBody const& body)
 {
+    if (isStopping())
+        return;
     int const tenth = body.percent / 10;
     if (body.percent >= 0 && tenth != m_tenth) {
         m_tenth = tenth;
@@ -410,11 +413,13 @@ ActiveRun::Judgement ActiveRun::judge(Child::End const& end) const
     if (m_stopReason && judgement.result != TestResultImp::FAIL()) {
         judgement.result = *m_stopReason == StopReason::Limit ? TestResultImp::MAXTIMEEXCEEDED()
                                                               : TestResultImp::USERABORTED();
-        judgement.note = howItEnded(end);
+        judgement.note.clear();
         if (*m_stopReason == StopReason::Limit)
-            append(judgement.note,
-                   m_isOwnLimit ? std::string("stopped after the time that the test itself set")
-                                : "stopped after " + std::to_string(m_plan.limit.count()) + " s, its limit");
+            judgement.note = m_isOwnLimit
+                                 ? std::string("stopped after the time that the test itself set")
+                                 : "stopped after " + std::to_string(m_plan.limit.count()) + " s, its limit";
+        if (end.status != TestResultImp::USERABORTED().value()) // what a stop makes of a module
+            append(judgement.note, howItEnded(end));
     }
     if (!m_brokenRule.empty())
         append(judgement.note, "its connection was closed: " + text(m_brokenRule));

@@ -1,5 +1,6 @@
 #include <engine/runner/Runner.h>
 
+#include <engine/catalog/Assignment.h>
 #include <engine/runner/ActiveRun.h>
 #include <engine/runner/ExitStatus.h>
 #include <engine/runner/linux/Inbox.h>
@@ -299,7 +300,7 @@ void Runner::Impl::skip(PlannedRun const& plan, char const* reason)
 {
     count(isStopped ? Grade::Stopped : Grade::NotTested);
     keep(RunSkipped{std::chrono::system_clock::now(), plan.moduleGuid, plan.test,
-                    plan.device->name().toUtf8(), zel::TestResultImp::SKIPPED().toString().toUtf8(), reason});
+                    nameAndPlaceOf(*plan.device), zel::TestResultImp::SKIPPED().toString().toUtf8(), reason});
 }
 
 void Runner::Impl::runAll(Plan const& plan)

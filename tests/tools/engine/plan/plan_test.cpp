@@ -183,10 +183,10 @@ TEST_F(PlanTest, DevicesNarrowAndNoneIsForgotten)
     request.devices = {"/dev/sdb"};
     EXPECT_EQ(planned(request), "disk:quick /dev/sdb\n"
                                 "left disk:fan  NO DEVICE: this machine has no device of its kind: Fan\n"
-                                "asked ram:quick ACME 1000 NOTAPPLICABLE: it is a HardDrive\n");
+                                "asked ram:quick ACME 1000 (/dev/sdb) NOTAPPLICABLE: it is a HardDrive\n");
     request.words = {"ram"};
     request.devices = {"eth0"};
-    EXPECT_NE(planned(request).find("asked : Wire NO TEST: none of the chosen tests goes to eth0"),
+    EXPECT_NE(planned(request).find("asked : Wire (eth0) NO TEST: none of the chosen tests goes to eth0"),
               std::string::npos)
         << planned(request);
     PlanRequest const line =

@@ -63,7 +63,7 @@ TEST(RealModule, endsAsItsTestDoesOrWithAResultThatSaysWhatHappened)
         {"abort", "EXITED ABNORMALLY", "SIGABRT"},
         {"throwStandard", "EXITED ABNORMALLY", "status 22"},
         {"exitZero", "EXITED ABNORMALLY", "status 22"},
-        {"waitForStop", "MAX TIME EXCEEDED", "status 24"},
+        {"waitForStop", "MAX TIME EXCEEDED", "stopped after 1 s, its limit"},
         {"ignoreStop", "MAX TIME EXCEEDED", "ended "}, // by SIGTERM as its second stop, or by SIGKILL
         {"noSuchTest", "EXITED ABNORMALLY", "status"},
     };
