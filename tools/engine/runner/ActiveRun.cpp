@@ -418,7 +418,8 @@ ActiveRun::Judgement ActiveRun::judge(Child::End const& end) const
             judgement.note = m_isOwnLimit
                                  ? std::string("stopped after the time that the test itself set")
                                  : "stopped after " + std::to_string(m_plan.limit.count()) + " s, its limit";
-        if (end.status != TestResultImp::USERABORTED().value()) // what a stop makes of a module
+        // Status 24 is what a stop makes of a module; where SIGTERM was needed, that is worth saying.
+        if (m_step >= Step::Terminated || end.status != TestResultImp::USERABORTED().value())
             append(judgement.note, howItEnded(end));
     }
     if (!m_brokenRule.empty())

@@ -138,8 +138,9 @@ TEST(TooLittleMemory, leavesAResultAndAnArrayAsTheyWere)
     zel::Array<std::vector<int>> array{{1}};
     std::vector<int> const element{1, 2, 3};
     TestResult result = TestResult::PASS();
+    TestResult const& fail = TestResult::FAIL(); // constants are made once, and stay
     auto const append = [&] { array.append(element); };
-    auto const merge = [&] { result.merge(TestResult::FAIL()); };
+    auto const merge = [&] { result.merge(fail); };
     auto const refusals = [](auto const& action, auto const& isUntouched) {
         int told = 0;
         auto const refused = [&] {
