@@ -287,7 +287,7 @@ TEST_F(RunnerTest, aFloodDoesNotFillTheDisk)
     Runner(machine, reporting, options).run(plan);
 
     ASSERT_EQ(4u, reporting.ends.size());
-    for (int i : {0, 1, 2})
+    for (std::size_t i : {0u, 1u, 2u})
         EXPECT_EQ("PASS", reporting.ends[i].result) << i;
     EXPECT_HAS(reporting.ends[0].note, "not asked, being too many at once or too long: 1");
     EXPECT_EQ(90u, reporting.questions.size());
