@@ -156,7 +156,7 @@ void sendByPugixml(int socket, ProgressBody const& body)
     pugi::xml_document document;
     pugi::xml_node root = document.append_child("TestProgressProviderToEngine");
     root.append_attribute("format") = "zel-message";
-    root.append_attribute("version") = 1;
+    root.append_attribute("version") = 2;
     root.append_attribute("what") = body.what == ProgressBody::What::FinalResult ? "finalResult" : "events";
     root.append_attribute("run") = body.run.toUtf8().c_str();
     root.append_attribute("state") = body.state.toString().toUtf8().c_str();

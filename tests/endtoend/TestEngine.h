@@ -34,6 +34,8 @@ public:
         MessagePointer message = std::move(m_messages.front().second);
         m_peer = m_messages.front().first;
         m_messages.pop_front();
+        if (message->number() != 0)
+            m_request = message->number();
         return message;
     }
     /// The next one of that class, after passing over others.
@@ -57,8 +59,16 @@ public:
         }
     }
 
-    /// To the module whose message was the last one taken.
-    void send(zel::Message const& message) { sendTo(m_peer, message); }
+    /// To the module whose message was the last one taken. A copy goes out, as the reply to the last request that was taken.
+    template <typename M>
+    void send(M message)
+    {
+        message.setNumber(m_request);
+        sendTo(m_peer, message);
+    }
+    /// The number of that request.
+    std::uint64_t request() const { return m_request; }
+    /// As it is.
     void sendTo(zel::IPCServer::Peer peer, zel::Message const& message)
     {
         EXPECT_TRUE(m_server.queue(peer, message));
@@ -100,12 +110,13 @@ private:
     }
 
     Accepts m_accepts;
-    std::mutex m_mutex; // guards what follows, but for m_peer, which is the test's
+    std::mutex m_mutex; // guards what follows, but for m_peer and m_request, which are the test's
     std::condition_variable m_changed;
     std::deque<std::pair<zel::IPCServer::Peer, MessagePointer>> m_messages;
     unsigned m_lost = 0;
     zel::String m_reason;
     zel::IPCServer::Peer m_peer = 0;
+    std::uint64_t m_request = 0;
     zel::IPCServer m_server{handlers()}; // last: its thread uses all of the above
 };
 

@@ -76,11 +76,8 @@ void fill(TimeOutBody& body, Random& random)
         body.seconds = random.number();
 }
 void fill(ErrorBody& body, Random& random) { body = {random.text(), random.text()}; }
-void fill(HttpRequestBody& body, Random& random) { body = {bigNumber(random), random.text(), random.text()}; }
-void fill(HttpResponseBody& body, Random& random)
-{
-    body = {bigNumber(random), random.chance(), random.text()};
-}
+void fill(HttpRequestBody& body, Random& random) { body = {random.text(), random.text()}; }
+void fill(HttpResponseBody& body, Random& random) { body = {random.chance(), random.text()}; }
 
 /// Words that cannot run into one another; texts by their units, so that none is lost on the way to UTF-8.
 class Words
@@ -152,8 +149,8 @@ void say(Words& words, TimeOutBody const& body)
     words << body.seconds.has_value() << body.seconds.value_or(0);
 }
 void say(Words& words, ErrorBody const& body) { words << body.run << body.text; }
-void say(Words& words, HttpRequestBody const& body) { words << body.id << body.url << body.options; }
-void say(Words& words, HttpResponseBody const& body) { words << body.id << body.succeeded << body.response; }
+void say(Words& words, HttpRequestBody const& body) { words << body.url << body.options; }
+void say(Words& words, HttpResponseBody const& body) { words << body.succeeded << body.response; }
 
 } // namespace
 
@@ -173,6 +170,7 @@ std::unique_ptr<Message> randomMessage(int typeCode, unsigned seed)
     case code: {                                                                                             \
         auto message = std::make_unique<Class>();                                                            \
         fill(message->body(), random);                                                                       \
+        message->setNumber(random.chance() ? bigNumber(random) : 0);                                         \
         return message;                                                                                      \
     }
 #include <zel/ipc/Messages.def>
@@ -184,7 +182,7 @@ std::unique_ptr<Message> randomMessage(int typeCode, unsigned seed)
 std::string dump(Message const& message)
 {
     Words words;
-    words << message.typeCode();
+    words << message.typeCode() << message.number();
 #define ZEL_MESSAGE(Class, wireName, code, Body, level)                                                      \
     if (auto const* const own = dynamic_cast<Class const*>(&message))                                        \
         say(words, own->body());

@@ -225,20 +225,18 @@ TEST(Link, manyThreadsAskAtOnceAndEachReplyComes)
     IPCServer* self = nullptr;
     IPCServer server({nullptr, nullptr,
                       [&](IPCServer::Peer peer, std::shared_ptr<Message const> message) {
-                          auto const& question =
-                              dynamic_cast<HttpGetRequestProviderToEngine const&>(*message);
+                          HttpGetResponseEngineToProvider reply({true, {}});
+                          reply.setNumber(message->number());
                           self->queue(peer, StopTestEngineToProvider());
-                          self->queue(peer, HttpGetResponseEngineToProvider({question.body().id, true, {}}));
+                          self->queue(peer, reply);
                       },
                       nullptr});
     self = &server;
     std::array<ManagedSemaphore, kThreads> replies;
     std::atomic<int> stops{0};
     IPCClient client({[&](std::shared_ptr<Message const> message) {
-                          auto const* reply =
-                              dynamic_cast<HttpGetResponseEngineToProvider const*>(message.get());
-                          if (reply)
-                              replies[reply->body().id].post();
+                          if (dynamic_cast<HttpGetResponseEngineToProvider const*>(message.get()))
+                              replies[message->number()].post();
                           else
                               ++stops;
                       },
@@ -250,7 +248,9 @@ TEST(Link, manyThreadsAskAtOnceAndEachReplyComes)
         threads.emplace_back([&, id] {
             for (int i = 0; i < kQuestions; ++i) {
                 IPCClient::Reading reading(client);
-                client.queue(HttpGetRequestProviderToEngine({id, {}, {}}));
+                HttpGetRequestProviderToEngine question;
+                question.setNumber(id);
+                client.queue(question);
                 auto const isHere = [&] { return replies[id].wait(0); };
                 answered += reading.isOurs() ? reading.wait(30'000, isHere) : replies[id].wait(30'000);
             }

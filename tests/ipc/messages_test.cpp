@@ -86,42 +86,43 @@ TEST(Message, ofAnotherFormIsRefusedWithReasonAndPlace)
         std::string payload, reason;
     } const cases[] = {
         {36, "", "no element"},
-        {36, "<StopTestEngineToProvider format='zel-message' version='2'/>", "version \"2\""},
+        {36, "<StopTestEngineToProvider format='zel-message' version='1'/>", "version \"1\""},
+        {36, "<StopTestEngineToProvider format='zel-message' version='2' number='-1'/>", "number"},
         {36, "<StopTestEngineToProvider format='zel-state' version='1'/>", "no message"},
-        {36, "<ModuleStarted format='zel-message' version='1'/>", "no message"},
-        {36, "<StopTestEngineToProvider format='zel-message' version='1'/>" + nul + state,
+        {36, "<ModuleStarted format='zel-message' version='2'/>", "no message"},
+        {36, "<StopTestEngineToProvider format='zel-message' version='2'/>" + nul + state,
          "a state that does not belong here"},
-        {1, "<ModuleStarted format='zel-message' version='1'/>", "process"},
-        {1, "<ModuleStarted format='zel-message' version='1' process='99999999999999999999'/>", "process"},
-        {20, "<EnumerationReturnedEngineToClient format='zel-message' version='1'/>", "no state"},
-        {20, "<EnumerationReturnedEngineToClient format='zel-message' version='1'/>" + nul + "<S/>",
+        {1, "<ModuleStarted format='zel-message' version='2'/>", "process"},
+        {1, "<ModuleStarted format='zel-message' version='2' process='99999999999999999999'/>", "process"},
+        {20, "<EnumerationReturnedEngineToClient format='zel-message' version='2'/>", "no state"},
+        {20, "<EnumerationReturnedEngineToClient format='zel-message' version='2'/>" + nul + "<S/>",
          "no serialized state at /S, byte 70"},
-        {31, "<RunTestEngineToProvider format='zel-message' version='1'/>" + nul + state, "no test run"},
+        {31, "<RunTestEngineToProvider format='zel-message' version='2'/>" + nul + state, "no test run"},
         {31,
-         "<RunTestEngineToProvider format='zel-message' version='1'><testRun guid='a'/><testRun guid='b'/>"
+         "<RunTestEngineToProvider format='zel-message' version='2'><testRun guid='a'/><testRun guid='b'/>"
          "</RunTestEngineToProvider>" +
              nul + state,
          "a second test run"},
-        {48, "<RunIndicatorEngineToProvider format='zel-message' version='1'/>" + nul + state,
+        {48, "<RunIndicatorEngineToProvider format='zel-message' version='2'/>" + nul + state,
          "no indicator run"},
-        {33, "<MessageBoxProviderToEngine format='zel-message' version='1' id='1'/>", "no message box"},
-        {57, "<MessageBoxEngineToProvider format='zel-message' version='1' id='1'/>", "code"},
-        {32, "<TestProgressProviderToEngine format='zel-message' version='1' run='r'/>", "what"},
-        {32, "<TestProgressProviderToEngine format='zel-message' version='1' run='r' what='guess'/>",
+        {33, "<MessageBoxProviderToEngine format='zel-message' version='2' id='1'/>", "no message box"},
+        {57, "<MessageBoxEngineToProvider format='zel-message' version='2' id='1'/>", "code"},
+        {32, "<TestProgressProviderToEngine format='zel-message' version='2' run='r'/>", "what"},
+        {32, "<TestProgressProviderToEngine format='zel-message' version='2' run='r' what='guess'/>",
          "guess"},
-        {32, "<TestProgressProviderToEngine format='zel-message' version='1' what='events'/>", "run"},
+        {32, "<TestProgressProviderToEngine format='zel-message' version='2' what='events'/>", "run"},
         {32,
-         "<TestProgressProviderToEngine format='zel-message' version='1' run='r' what='percentDone' "
+         "<TestProgressProviderToEngine format='zel-message' version='2' run='r' what='percentDone' "
          "percent='101'/>",
          "out of range"},
-        {32, "<TestProgressProviderToEngine format='zel-message' version='1' run='r' what='finalResult'/>",
+        {32, "<TestProgressProviderToEngine format='zel-message' version='2' run='r' what='finalResult'/>",
          "without a result"},
         {32,
-         "<TestProgressProviderToEngine format='zel-message' version='1' run='r' what='finalResult' "
+         "<TestProgressProviderToEngine format='zel-message' version='2' run='r' what='finalResult' "
          "result='PASSED'/>",
          "PASSED"},
-        {4, "<TimeOutProviderToEngine format='zel-message' version='1' seconds='-1'/>", "seconds"},
-        {53, "<UpdatesProviderToEngineToUI format='zel-message' version='1'/>", "what"},
+        {4, "<TimeOutProviderToEngine format='zel-message' version='2' seconds='-1'/>", "seconds"},
+        {53, "<UpdatesProviderToEngineToUI format='zel-message' version='2'/>", "what"},
     };
     for (auto const& one : cases)
         EXPECT_NE(std::string::npos, refusal(one.code, one.payload).find(one.reason))
@@ -131,7 +132,7 @@ TEST(Message, ofAnotherFormIsRefusedWithReasonAndPlace)
     std::string const run = "<testRun guid='a'/>", box = randomMessage(33, 3)->serialize();
     auto const message = [](std::string const& name, std::string const& attributes,
                             std::string const& content) {
-        return "<" + name + " format='zel-message' version='1' " + attributes + "><future/>" + content +
+        return "<" + name + " format='zel-message' version='2' " + attributes + "><future/>" + content +
                "</" + name + ">";
     };
     std::string const answers =

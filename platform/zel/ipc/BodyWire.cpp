@@ -224,28 +224,24 @@ void readBody(XmlReader& reader, ErrorBody& body)
 
 void writeBody(XmlWriter& writer, HttpRequestBody const& body)
 {
-    writer.number("id", body.id);
     writer.textIfAny("url", body.url);
     writer.textIfAny("options", body.options);
 }
 
 void readBody(XmlReader& reader, HttpRequestBody& body)
 {
-    body.id = reader.number<std::uint64_t>("id");
     body.url = reader.text("url");
     body.options = reader.text("options");
 }
 
 void writeBody(XmlWriter& writer, HttpResponseBody const& body)
 {
-    writer.number("id", body.id);
     writer.flag("succeeded", body.succeeded);
     writer.textIfAny("response", body.response);
 }
 
 void readBody(XmlReader& reader, HttpResponseBody& body)
 {
-    body.id = reader.number<std::uint64_t>("id");
     body.succeeded = reader.flag("succeeded");
     body.response = reader.text("response");
 }

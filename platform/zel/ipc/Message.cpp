@@ -10,7 +10,7 @@ namespace zel {
 namespace {
 
 constexpr std::string_view kFormat = "zel-message";
-constexpr std::string_view kVersion = "1";
+constexpr std::string_view kVersion = "2";
 constexpr char kStateFollows = '\0'; // no document has one
 constexpr std::string_view kStateElement = "StateManager";
 
@@ -27,12 +27,14 @@ template <typename Body>
 constexpr bool kNeedsState = HasState<Body> && !std::is_same_v<Body, UpdatesBody>;
 
 template <typename Body>
-void writeMessage(std::string& payload, std::string_view name, Body const& body)
+void writeMessage(std::string& payload, std::string_view name, std::uint64_t number, Body const& body)
 {
     XmlWriter writer(payload);
     writer.open(name);
     writer.raw("format", kFormat);
     writer.raw("version", kVersion);
+    if (number != 0)
+        writer.number("number", number);
     wire::writeBody(writer, body);
     writer.close(name);
     if constexpr (HasState<Body>) {
@@ -49,8 +51,9 @@ void writeMessage(std::string& payload, std::string_view name, Body const& body)
     throw DeserializationException(reason, String(), offset);
 }
 
+// The number of the message.
 template <typename Body>
-void readHead(std::string_view document, std::string_view name, Body& body)
+std::uint64_t readHead(std::string_view document, std::string_view name, Body& body)
 {
     XmlReader reader(document, kHeadLimits);
     reader.openRoot();
@@ -59,21 +62,23 @@ void readHead(std::string_view document, std::string_view name, Body& body)
     if (reader.raw("version") != kVersion)
         reader.fail("version", "version \"" + reader.text("version") + "\" of the form is not known, only " +
                                    String(kVersion));
+    auto const number = reader.number<std::uint64_t>("number", 0);
     wire::readBody(reader, body);
     reader.finish();
+    return number;
 }
 
 template <typename Body>
-void readMessage(std::string_view payload, std::string_view name, Body& body)
+std::uint64_t readMessage(std::string_view payload, std::string_view name, Body& body)
 {
     std::size_t const headSize = std::min(payload.find(kStateFollows), payload.size());
     bool const hasState = headSize < payload.size();
     if (hasState != kNeedsState<Body> && !(hasState && HasState<Body>))
         fail(hasState ? "a state that does not belong here" : "no state", headSize);
-    readHead(payload.substr(0, headSize), name, body);
+    std::uint64_t const number = readHead(payload.substr(0, headSize), name, body);
     if constexpr (HasState<Body>) {
         if (!hasState)
-            return;
+            return number;
         auto state = std::make_shared<StateManager>();
         try {
             Serializable::deserializeUtf8(payload.substr(headSize + 1), *state);
@@ -82,14 +87,7 @@ void readMessage(std::string_view payload, std::string_view name, Body& body)
         }
         body.state = std::move(state);
     }
-}
-
-template <typename Class>
-std::unique_ptr<Message> read(std::string_view payload)
-{
-    auto message = std::make_unique<Class>();
-    readMessage(payload, message->name(), message->body());
-    return message;
+    return number;
 }
 
 } // namespace
@@ -111,6 +109,14 @@ std::unique_ptr<Message> Message::deserialize(int typeCode, std::string_view pay
     return message;
 }
 
+template <typename Class>
+std::unique_ptr<Message> Message::read(std::string_view payload)
+{
+    auto message = std::make_unique<Class>();
+    message->m_number = readMessage(payload, message->name(), message->body());
+    return message;
+}
+
 std::unique_ptr<Message> Message::readAny(int typeCode, std::string_view payload)
 {
     switch (typeCode) {
@@ -126,7 +132,7 @@ std::unique_ptr<Message> Message::readAny(int typeCode, std::string_view payload
 String Message::toString() const { return String(name()) + " (" + String::number(typeCode()) + ")"; }
 
 #define ZEL_MESSAGE(Class, wireName, code, Body, level)                                                      \
-    void Class::write(std::string& payload) const { writeMessage(payload, name(), m_body); }
+    void Class::write(std::string& payload) const { writeMessage(payload, name(), number(), m_body); }
 #include <zel/ipc/Messages.def>
 
 } // namespace zel

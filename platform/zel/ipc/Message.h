@@ -13,6 +13,7 @@
 
 #include <zel/foundation/Export.h>
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -32,6 +33,10 @@ public:
     virtual std::string_view name() const noexcept = 0;
     Priority priority() const noexcept { return m_priority; }
     void setPriority(Priority priority) noexcept { m_priority = priority; }
+    /// Of a request that waits for a reply: which one it is in its process, from 1; of the reply: that of the request that
+    /// it answers. 0: neither. A reply that comes late is known by it for what it is.
+    std::uint64_t number() const noexcept { return m_number; }
+    void setNumber(std::uint64_t number) noexcept { m_number = number; }
     /// Bytes of the payload that it was read from; 0 for one that did not come from anywhere.
     std::size_t receivedBytes() const noexcept { return m_receivedBytes; }
 
@@ -52,9 +57,12 @@ protected:
 
 private:
     static std::unique_ptr<Message> readAny(int typeCode, std::string_view payload);
+    template <typename Class>
+    static std::unique_ptr<Message> read(std::string_view payload);
     virtual void write(std::string& payload) const = 0;
 
     Priority m_priority;
+    std::uint64_t m_number = 0;
     std::size_t m_receivedBytes = 0;
 };
 

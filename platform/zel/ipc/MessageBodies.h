@@ -111,14 +111,12 @@ struct ErrorBody
 
 struct HttpRequestBody
 {
-    std::uint64_t id = 0; ///< comes back with the response
     String url;
     String options;
 };
 
 struct HttpResponseBody
 {
-    std::uint64_t id = 0;
     bool succeeded = false;
     String response; ///< the body, or why there is none
 };

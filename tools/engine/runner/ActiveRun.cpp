@@ -117,6 +117,12 @@ void ActiveRun::send(zel::Message const& message)
         m_around.server.queue(*m_peer, message);
 }
 
+void ActiveRun::reply(zel::Message const& request, zel::Message&& message)
+{
+    message.setNumber(request.number());
+    send(message);
+}
+
 // Of several connections the first is the module's own.
 void ActiveRun::connected(zel::IPCServer::Peer peer)
 {
@@ -132,9 +138,9 @@ void ActiveRun::connected(zel::IPCServer::Peer peer)
 void ActiveRun::said(zel::Message const& message)
 {
     if (dynamic_cast<zel::ModuleStarted const*>(&message))
-        tellWhatToRun();
+        tellWhatToRun(message);
     else if (auto const* progress = dynamic_cast<zel::TestProgressProviderToEngine const*>(&message))
-        take(progress->body());
+        take(*progress);
     else if (auto const* box = dynamic_cast<zel::MessageBoxProviderToEngine const*>(&message))
         ask(box->body());
     else if (auto const* limit = dynamic_cast<zel::TimeOutProviderToEngine const*>(&message))
@@ -142,14 +148,14 @@ void ActiveRun::said(zel::Message const& message)
     else if (auto const* error = dynamic_cast<zel::InternalErrorProviderToEngine const*>(&message))
         m_internalError = bounded(firstLine(text(error->body().text)));
     else if (dynamic_cast<zel::EnumerationMessage const*>(&message))
-        send(zel::InventoryTestEngineToProvider({stateFor(m_plan, m_around.machine)}));
+        reply(message, zel::InventoryTestEngineToProvider({stateFor(m_plan, m_around.machine)}));
     else if (dynamic_cast<zel::EnumerationReturnedProviderToEngine const*>(&message))
-        send(zel::AcknowledgeEngineToProvider());
-    else if (auto const* get = dynamic_cast<zel::HttpGetRequestProviderToEngine const*>(&message))
-        send(zel::HttpGetResponseEngineToProvider({get->body().id, false, "this engine fetches nothing"}));
+        reply(message, zel::AcknowledgeEngineToProvider());
+    else if (dynamic_cast<zel::HttpGetRequestProviderToEngine const*>(&message))
+        reply(message, zel::HttpGetResponseEngineToProvider({false, "this engine fetches nothing"}));
 }
 
-void ActiveRun::tellWhatToRun()
+void ActiveRun::tellWhatToRun(zel::Message const& request)
 {
     if (m_isTold)
         return;
@@ -161,13 +167,14 @@ void ActiveRun::tellWhatToRun()
         run.restoreParameter(
             {zel::String(key), zel::ValueImp(zel::String(value)), zel::ParameterSourceImp::CLIENT()});
     run.setMinTime(static_cast<unsigned>(m_plan.forTime.count()));
-    send(zel::RunTestEngineToProvider({stateFor(m_plan, m_around.machine), std::move(run)}));
+    reply(request, zel::RunTestEngineToProvider({stateFor(m_plan, m_around.machine), std::move(run)}));
 }
 
 // ---- what the module says of the run
 
-void ActiveRun::take(ProgressBody const& body)
+void ActiveRun::take(zel::TestProgressProviderToEngine const& report)
 {
+    ProgressBody const& body = report.body();
     if (!m_isTold || body.run != m_guid) // of a run that it was not given
         return;
     m_pass = body.pass;
@@ -185,7 +192,7 @@ void ActiveRun::take(ProgressBody const& body)
         if (!isStopping())
             m_mustEnd = Clock::now() + kEnding;
         m_questions.clear();
-        send(zel::AcknowledgeEngineToProvider());
+        reply(report, zel::AcknowledgeEngineToProvider());
         return;
     }
 }

@@ -72,8 +72,9 @@ private:
     };
 
     void send(zel::Message const& message);
-    void tellWhatToRun();
-    void take(zel::ProgressBody const& body);
+    void reply(zel::Message const& request, zel::Message&& message);
+    void tellWhatToRun(zel::Message const& request);
+    void take(zel::TestProgressProviderToEngine const& report);
     void takeEvents(zel::ProgressBody const& body);
     void takeProgress(zel::ProgressBody const& body);
     void moveLimit(zel::TimeOutBody const& body);

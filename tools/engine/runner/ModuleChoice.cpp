@@ -63,13 +63,19 @@ struct ModuleChoice::Conversation
         if (auto const* told = dynamic_cast<zel::InternalErrorProviderToEngine const*>(news.message.get()))
             error = told->body().text.toUtf8();
         if (dynamic_cast<zel::ModuleStarted const*>(news.message.get()))
-            server.queue(*peer, zel::EnumerationReturnedEngineToClient({devices}));
+            reply(*news.message, zel::EnumerationReturnedEngineToClient({devices}));
         auto const* const listing =
             dynamic_cast<zel::EnumerationReturnedProviderToEngine const*>(news.message.get());
         if (!listing)
             return;
         answer = listing->body().state;
-        server.queue(*peer, zel::AcknowledgeEngineToProvider());
+        reply(*listing, zel::AcknowledgeEngineToProvider());
+    }
+
+    void reply(zel::Message const& request, zel::Message&& message)
+    {
+        message.setNumber(request.number());
+        server.queue(*peer, message);
     }
 
     void wait(Clock::time_point until)

@@ -109,7 +109,7 @@ protected:
     /// What the link hears after this has been heard.
     void hear(zel::Message const& message)
     {
-        m_engine.send(message);
+        m_engine.sendTo(m_engine.peer(), message);
         for (zel::Stopwatch const watch; !m_comm.hasReceivedMessage(message.typeCode());)
             ASSERT_LT(watch.getElapsed(), 20);
     }
@@ -146,7 +146,7 @@ TEST_F(LinkTest, eachExchangeAsksForOneTypeOfReplyAndTakesIt)
         char const* name;
         std::function<bool()> run; ///< whether it got what it waits for
         int request;
-        std::shared_ptr<zel::Message const> reply;
+        std::shared_ptr<zel::Message> reply;
         char const* milliseconds;
         bool hasName = true; ///< in the line that says that there was no reply
     } const cases[] = {
@@ -173,11 +173,12 @@ TEST_F(LinkTest, eachExchangeAsksForOneTypeOfReplyAndTakesIt)
         auto const request = m_engine.next();
         ASSERT_TRUE(request);
         EXPECT_EQ(request->typeCode(), one.request);
-        hear(zel::HttpGetResponseEngineToProvider({1, true, "nobody asked"}));
+        hear(zel::HttpGetResponseEngineToProvider({true, "nobody asked"}));
         while (!libraryMutex().try_lock()) // not for long: who asks whether to stop takes it as well
             ASSERT_NE(got.wait_for(std::chrono::milliseconds(1)), std::future_status::ready);
         libraryMutex().unlock();
-        m_engine.send(*one.reply);
+        one.reply->setNumber(request->number());
+        m_engine.sendTo(m_engine.peer(), *one.reply);
         EXPECT_TRUE(got.get());
         std::string const lines = newLines(), name = one.name;
         EXPECT_NE(lines.find(name + "(): received: " + one.reply->toString().toUtf8() + "\n"),
@@ -204,21 +205,34 @@ TEST_F(LinkTest, eachExchangeAsksForOneTypeOfReplyAndTakesIt)
     }
 }
 
-TEST_F(LinkTest, aReplyThatComesWhenNobodyWaitsIsNotTakenForTheNextOnes)
+// Whether it comes before the next one is asked for or while that one is waited for.
+TEST_F(LinkTest, aReplyThatComesLateIsNotTakenForTheNextOnes)
 {
-    auto const ask = [&](zel::InventoryTestEngineToProvider const& reply) {
+    zel::InventoryTestEngineToProvider empty({m_module.state(true, false)});
+    zel::InventoryTestEngineToProvider const whole({m_module.state()});
+    auto const ask = [&](zel::InventoryTestEngineToProvider const& reply, bool isLateOneSent) {
         auto asked =
             std::async(std::launch::async, [&] { return m_comm.getCurrentStateManagerFromEngine(); });
         m_engine.next<zel::EnumerationMessage>();
+        if (isLateOneSent)
+            m_engine.sendTo(m_engine.peer(), empty);
         m_engine.send(reply);
         return asked.get();
     };
-    zel::InventoryTestEngineToProvider const empty({m_module.state(true, false)}), whole({m_module.state()});
-    EXPECT_EQ(ask(empty)->deviceCount(), 0u);
-    m_engine.send(empty);
+    EXPECT_EQ(ask(empty, false)->deviceCount(), 0u);
+    empty.setNumber(m_engine.request());
+    m_engine.sendTo(m_engine.peer(), empty);
     hear(zel::StopTestEngineToProvider());
     hear(zel::AcknowledgeEngineToProvider()); // behind it, since it is no more urgent
-    EXPECT_EQ(ask(whole)->deviceCount(), 1u);
+    EXPECT_EQ(ask(whole, false)->deviceCount(), 1u);
+    EXPECT_FALSE(wasLogged("dropped")) << "nobody waited";
+    EXPECT_EQ(ask(whole, true)->deviceCount(), 1u);
+    std::string const late = std::to_string(empty.number()), own = std::to_string(m_engine.request());
+    EXPECT_TRUE(wasLogged("getCurrentStateManagerFromEngine(): dropped: the reply to request " + late +
+                          ", this is " + own));
+
+    empty.setNumber(0); // to nobody
+    EXPECT_EQ(ask(whole, true)->deviceCount(), 1u);
 }
 
 TEST_F(LinkTest, anIndicatorRunComesWithItsDevice)
@@ -283,18 +297,19 @@ TEST_F(LinkTest, aResponseIsTheOneToItsOwnRequest)
     auto const request = m_engine.next<zel::HttpGetRequestProviderToEngine>();
     EXPECT_EQ(request->body().url, zel::String("http://there/"));
     EXPECT_EQ(request->body().options, zel::String("quietly"));
-    std::uint64_t const id = request->body().id;
-    m_engine.send(zel::HttpGetResponseEngineToProvider({id + 1, true, "late, of another"}));
-    m_engine.send(zel::HttpGetResponseEngineToProvider({id, true, "the page"}));
+    zel::HttpGetResponseEngineToProvider late({true, "late, of another"});
+    late.setNumber(request->number() - 1);
+    m_engine.sendTo(m_engine.peer(), late);
+    m_engine.send(zel::HttpGetResponseEngineToProvider({true, "the page"}));
     EXPECT_TRUE(got.get());
     EXPECT_EQ(response, zel::String("the page"));
-    EXPECT_TRUE(wasLogged("Invalid Message"));
+    EXPECT_TRUE(wasLogged("httpGetRequest(): dropped"));
     EXPECT_TRUE(wasLogged("httpGetRequest(): received: HttpGetResponseEngineToProvider (56)"));
 
     got =
         std::async(std::launch::async, [&] { return m_comm.httpGetRequest("http://there/", response, ""); });
-    m_engine.send(zel::HttpGetResponseEngineToProvider(
-        {m_engine.next<zel::HttpGetRequestProviderToEngine>()->body().id, false, "404"}));
+    m_engine.next<zel::HttpGetRequestProviderToEngine>();
+    m_engine.send(zel::HttpGetResponseEngineToProvider({false, "404"}));
     EXPECT_FALSE(got.get());
     EXPECT_EQ(response, zel::String("404"));
 }

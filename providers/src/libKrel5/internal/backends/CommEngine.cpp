@@ -165,10 +165,11 @@ CommEngine::MessagePointer CommEngine::waitFor(CommMessageWaiter& waiter, Exchan
 }
 
 template <typename Reply>
-std::shared_ptr<Reply const> CommEngine::exchange(Exchange const& how, zel::Message const& request,
-                                                  std::function<bool(Reply const&)> const& accepts)
+std::shared_ptr<Reply const> CommEngine::exchange(Exchange const& how, zel::Message&& request)
 {
     zel::AutoMutex const guard(m_exchangeMutex);
+    std::uint64_t const number = ++m_lastNumber;
+    request.setNumber(number);
     auto const waiter = createMessageWaiter();
     ProviderMessageHandler::Registration const registration(m_handler, waiter);
     waiter->setWantedMessageType(Reply::kTypeCode);
@@ -177,9 +178,13 @@ std::shared_ptr<Reply const> CommEngine::exchange(Exchange const& how, zel::Mess
     while (auto const message = waitFor(*waiter, how, tries, reading)) {
         ZEL_LOG(logger(), LogLevel::Information) << how.operation << "(): received: " << message->toString();
         auto const reply = std::dynamic_pointer_cast<Reply const>(message);
-        if (reply && (!accepts || accepts(*reply)))
+        if (!reply)
+            ZEL_LOG(logger(), LogLevel::Error) << "Invalid Message";
+        else if (reply->number() == number)
             return reply;
-        ZEL_LOG(logger(), LogLevel::Error) << "Invalid Message";
+        else // to one that was given up, most likely
+            ZEL_LOG(logger(), LogLevel::Warning) << how.operation << "(): dropped: the reply to request "
+                                                 << reply->number() << ", this is " << number;
     }
     logSilence(how, Reply::kTypeCode);
     return nullptr;
@@ -270,11 +275,9 @@ zel::StateManager* CommEngine::getCurrentStateManagerFromEngine()
 
 bool CommEngine::httpGetRequest(zel::String const& url, zel::String& response, zel::String const& options)
 {
-    std::uint64_t const number = ++m_lastNumber;
     auto const reply = exchange<zel::HttpGetResponseEngineToProvider>(
         {"httpGetRequest", kOneTry, kTries, Ends::WithTheEngine},
-        zel::HttpGetRequestProviderToEngine({.id = number, .url = url, .options = options}),
-        [number](auto const& one) { return one.body().id == number; });
+        zel::HttpGetRequestProviderToEngine({.url = url, .options = options}));
     if (!reply)
         return false;
     response = reply->body().response;
@@ -298,9 +301,9 @@ void CommEngine::sendInternalError(zel::String const& text)
 
 // ---- what must have arrived
 
-bool CommEngine::confirm(Exchange const& how, zel::Message const& request)
+bool CommEngine::confirm(Exchange const& how, zel::Message&& request)
 {
-    m_isConfirmed = exchange<zel::AcknowledgeEngineToProvider>(how, request) != nullptr;
+    m_isConfirmed = exchange<zel::AcknowledgeEngineToProvider>(how, std::move(request)) != nullptr;
     return m_isConfirmed;
 }
 

@@ -8,7 +8,6 @@
 #include <zel/ipc/IPCClient.h>
 
 #include <atomic>
-#include <functional>
 
 namespace krel5 {
 
@@ -68,15 +67,14 @@ private:
         unsigned tries;             ///< of waiting; the request goes out once
         Ends ends;
     };
-    /// Sends the request and waits for the reply. Null, with a line in the log, when none came. `accepts`, where there is one,
-    /// says whether a reply is the one to this request.
+    /// Sends the request, with a number, and waits for the reply that has the same. Null, with a line in the log, when none
+    /// came.
     template <typename Reply>
-    std::shared_ptr<Reply const> exchange(Exchange const& how, zel::Message const& request,
-                                          std::function<bool(Reply const&)> const& accepts = {});
+    std::shared_ptr<Reply const> exchange(Exchange const& how, zel::Message&& request);
     MessagePointer waitFor(CommMessageWaiter& waiter, Exchange const& how, unsigned& tries,
                            zel::IPCClient::Reading& reading);
     void logSilence(Exchange const& how, int typeCode) const;
-    bool confirm(Exchange const& how, zel::Message const& request);
+    bool confirm(Exchange const& how, zel::Message&& request);
 
     bool send(zel::Message const& message);
     void sendProgress(zel::ProgressBody::What what, zel::Message::Priority priority);
@@ -93,7 +91,7 @@ private:
     std::atomic<bool> m_isConfirmed{true};
     std::atomic<unsigned> m_timeOut{0};         // seconds
     std::atomic<unsigned> m_shutdownSeconds;    // how long a test may take to end without an engine
-    std::atomic<std::uint64_t> m_lastNumber{0}; // of questions and requests that carry one
+    std::atomic<std::uint64_t> m_lastNumber{0}; // of questions and requests
     std::atomic<std::int64_t> m_process{
         0}; // which one logged in: a child that came out of fork has no part in the link
     zel::ManagedSemaphore m_isEnding; // posted when the connection is about to be closed

@@ -144,7 +144,7 @@ void CommEngine::sendFinalResult()
         message.body() = bodyOf(What::FinalResult, *run);
     }
     message.setPriority(Priority::Low);
-    confirm({"sendFinalResult", m_patience, 1, Ends::WithTheEngine}, message);
+    confirm({"sendFinalResult", m_patience, 1, Ends::WithTheEngine}, std::move(message));
 }
 
 // ---- the person
