@@ -1,6 +1,7 @@
 #include <engine/CommandLine.h>
 
 #include <listing/command/DevicesOptions.h>
+#include <listing/command/Usage.h>
 
 #include <CLI/CLI.hpp>
 
@@ -32,9 +33,10 @@ constexpr char kWhyFooter[] = "Example:\n"
                               "Exit status: 0 answered; 22 bad usage; 28 modules or devices may be missing.";
 
 constexpr char kRunFooter[] =
-    "Tests are MODULE, MODULE:TEST, TEST where only one module has it, or numbers of \"list\": keys or the "
-    "names\n"
-    "that a person reads, in any case of letters; * and ? are wildcards (quote them for the shell).\n"
+    "Tests are MODULE, MODULE:TEST, TEST where only one module has it, or numbers of \"list\" (3, 1,4, 2-5): "
+    "keys\n"
+    "or the names that a person reads, in any case of letters; * and ? are wildcards (quote them for the "
+    "shell).\n"
     "Without any, and without --plan, the plan \"quick\" runs. With both, of the plan only these tests.\n"
     "Examples:\n"
     "  krel5-engine run memory:quick --set SizeMiB=4096 --timeout 30m\n"
@@ -125,14 +127,15 @@ void addRun(CLI::App& app, RunRequest& run)
     app.add_option("--settings", run.settingsFile, "A file of such lines")->type_name("FILE");
     app.add_option("--for", run.forTime, "Repeat each test for so long (90s, 5m, 1h30m, 2d)")
         ->type_name("TIME");
-    app.add_option("--repeat", run.options.repeat, "Run everything so often")
-        ->type_name("N")
-        ->check(CLI::Range(1u, 1'000'000u));
+    listing::requireWholeNumber(
+        *app.add_option("--repeat", run.options.repeat, "Run everything so often")->type_name("N"), 1,
+        1'000'000);
     app.add_option("--timeout", run.limit, "Stop a test that takes longer")->type_name("TIME");
-    app.add_option("--parallel", run.options.parallel,
-                   "So many tests at once, where they allow it; never two on one device")
-        ->type_name("N")
-        ->check(CLI::Range(1u, 1024u));
+    listing::requireWholeNumber(
+        *app.add_option("--parallel", run.options.parallel,
+                        "So many tests at once, where they allow it; never two on one device")
+             ->type_name("N"),
+        1, 1024);
     CLI::Option* const going = app.add_flag_callback(
         "--keep-going", [] {}, "Go on after a test that did not pass: the default");
     app.add_flag("!--stop-at-failure", run.options.keepGoing,
@@ -161,12 +164,6 @@ std::string commandOf(int argc, char const* const* argv)
     for (int i = 1; i < argc; ++i)
         command += " " + quoted(argv[i]);
     return command;
-}
-
-std::string withHint(CLI::App const& app, CLI::ParseError const& error)
-{
-    bool const isUnknown = dynamic_cast<CLI::ExtrasError const*>(&error);
-    return isUnknown ? listing::unknownWord(app, error.what()) : error.what();
 }
 
 } // namespace
@@ -208,14 +205,17 @@ CommandLine parseCommandLine(int argc, char const* const* argv)
     devices.addCompare(*rows[6].app);
     rows[6].app->footer(kCompareExamples + rows[6].app->get_footer());
     line.run.options.command = commandOf(argc, argv);
+    listing::takeNoValuesForFlags(app);
     try {
+        line.error = listing::missingValue(app, argc, argv);
         app.parse(argc, argv);
     } catch (CLI::CallForHelp const&) {
         line.answer = app.help();
     } catch (CLI::CallForVersion const& version) {
         line.answer = std::string(version.what()) + "\n";
     } catch (CLI::ParseError const& error) {
-        line.error = withHint(app, error);
+        if (line.error.empty())
+            line.error = listing::usageError(app, error);
     }
     for (Row const& row : rows)
         if (row.app->parsed()) {

@@ -121,6 +121,12 @@ check "unknown parameter" 22 'no test that is to run has a parameter "Size"' run
 check "unknown device" 22 'there is no device "/dev/nothing"' run ram:quick --device /dev/nothing $own
 check "unknown plan" 22 'there is no plan and no file "quik"; did you mean quick?' run --plan quik $own
 check "no time" 22 '"soon" is no time' run ram:quick --for soon $own
+check "no time at all" 22 '^krel5-engine: --timeout: "0" is too short a time: it must be more than 0$' \
+    run ram:quick --timeout 0 $own
+check "report without a folder" 22 '--report: there is no folder ".*/none" for .*/none/r.jsonl$' \
+    run ram:quick --report "$folder/none/r.jsonl" $own
+check "no whole number" 22 'SizeMiB=1.5 for ram:quick: "1.5" is no UINT64: expecting an integer' \
+    run ram:quick --set SizeMiB=1.5 $own
 check "no number" 22 'repeat' run ram:quick --repeat 0 $own
 check "unknown option" 22 '"--devise" is not understood; did you mean --device?' run --devise=1 $own
 printf 'ram:quick\n\nram:quik # slip\n' > "$folder/bad.plan"

@@ -1,6 +1,7 @@
 #include "CommandLine.h"
 
 #include <listing/command/DevicesOptions.h>
+#include <listing/command/Usage.h>
 
 #include <CLI/CLI.hpp>
 
@@ -38,6 +39,10 @@ CommandLine parseCommandLine(int argc, char const* const* argv)
     options.addListing(app);
     options.addCompare(*compare);
     app.footer(kFooter);
+    listing::takeNoValuesForFlags(app);
+    line.error = listing::missingValue(app, argc, argv);
+    if (!line.error.empty())
+        return line;
     try {
         app.parse(argc, argv);
     } catch (CLI::CallForHelp const&) {
@@ -46,11 +51,8 @@ CommandLine parseCommandLine(int argc, char const* const* argv)
     } catch (CLI::CallForVersion const& version) {
         line.answer = std::string(version.what()) + "\n";
         return line;
-    } catch (CLI::ExtrasError const& error) {
-        line.error = listing::unknownWord(app, error.what());
-        return line;
     } catch (CLI::ParseError const& error) {
-        line.error = error.what();
+        line.error = listing::usageError(app, error);
         return line;
     }
     line.compare = compare->parsed();

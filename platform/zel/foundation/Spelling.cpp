@@ -8,6 +8,7 @@ namespace zel {
 namespace {
 
 constexpr std::size_t kMaxSlips = 3;
+constexpr std::size_t kLeastBeginning = 3;
 constexpr std::size_t kMaxUnits = 256; // of a word that is compared at all
 
 } // namespace
@@ -37,11 +38,17 @@ std::vector<String> nearestSpellings(String const& word, std::vector<String> con
     // Of a short word, a few slips leave nothing.
     std::size_t least = std::min(kMaxSlips, std::max<std::size_t>(word.size() / 2, 1));
     String const lowered = word.lowered();
+    // Who cuts a word short has typed its beginning, perhaps with slips of its own; that counts as one slip.
+    auto const slipsTo = [&](String const& one) {
+        std::size_t slips = editDistance(lowered, one);
+        if (word.size() >= kLeastBeginning && word.size() < one.size())
+            slips = std::min(slips, 1 + editDistance(lowered, one.substr(0, word.size())));
+        return slips;
+    };
     for (String const& one : known) {
-        auto const [shorter, longer] = std::minmax({word.size(), one.size()});
-        if (longer - shorter > least)
+        if (one.size() > kMaxUnits + kMaxSlips || word.size() > one.size() + least)
             continue;
-        std::size_t const slips = editDistance(lowered, one.lowered());
+        std::size_t const slips = slipsTo(one.lowered());
         if (slips > least)
             continue;
         if (slips < least)

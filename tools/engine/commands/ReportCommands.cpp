@@ -52,6 +52,10 @@ void requireReplaceable(ReportRequest const& request)
     if (fs::exists(there) && fs::equivalent(request.file, request.output, error))
         throw zel::InvalidArgumentException("--output: " + zel::String(request.output) +
                                             " is the report itself");
+    std::string const folder = zel::FileSystem::folderOf(request.output);
+    if (!zel::FileSystem::exists(folder))
+        throw zel::InvalidArgumentException("--output: there is no folder \"" + zel::String(folder) +
+                                            "\" for " + zel::String(request.output));
 }
 
 } // namespace

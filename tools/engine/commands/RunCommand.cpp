@@ -148,6 +148,7 @@ void tellOfPlansCalledLike(std::vector<std::string> const& words)
 int runCommand(RunRequest const& request)
 {
     tellOfPlansCalledLike(request.words);
+    requireNewReport(request.options.report); // told before the machine is looked at
     Situation const situation = lookAround(request.where, testsWanted(request));
     Plan plan = planOf(request, situation, zel::System::userIsAdministrator());
     for (std::string const& gap :

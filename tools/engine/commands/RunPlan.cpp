@@ -17,6 +17,8 @@
 #include <zel/foundation/System.h>
 
 #include <filesystem>
+#include <functional>
+#include <memory>
 #include <system_error>
 
 namespace engine {
@@ -41,16 +43,16 @@ RunnerOptions runnerOptions(RunOptions const& options, std::string const& report
     return runner;
 }
 
-/// What the system would say of it is of little help.
-void requireNew(std::string const& path)
+std::unique_ptr<ReportWriter> reportFor(std::string const& path, std::function<void(std::string const&)> tell)
 {
-    if (path == "-")
-        throw zel::InvalidArgumentException("--report: the report is a file; \"-\" is none");
-    if (std::error_code error; std::filesystem::is_directory(path, error))
-        throw zel::InvalidArgumentException("--report: " + zel::String(path) + " is a folder");
-    if (zel::FileSystem::exists(path))
+    try {
+        return std::make_unique<ReportWriter>(path, std::move(tell));
+    } catch (zel::SystemException const& error) {
+        if (path.empty())
+            throw;
         throw zel::InvalidArgumentException("--report: " + zel::String(path) +
-                                            " is there already, and no report is written over");
+                                            " cannot be made: " + error.getMessage());
+    }
 }
 
 /// So that "last" finds it.
@@ -84,23 +86,38 @@ Outcome runKept(Plan const& plan, RunOptions const& options, zel::StateManager c
 
 } // namespace
 
+// What the system would say of it is of little help.
+void requireNewReport(std::string const& path)
+{
+    if (path == "-")
+        throw zel::InvalidArgumentException("--report: the report is a file; \"-\" is none");
+    if (std::error_code error; std::filesystem::is_directory(path, error))
+        throw zel::InvalidArgumentException("--report: " + zel::String(path) + " is a folder");
+    if (zel::FileSystem::exists(path))
+        throw zel::InvalidArgumentException("--report: " + zel::String(path) +
+                                            " is there already, and no report is written over");
+    std::string const folder = zel::FileSystem::folderOf(path);
+    if (!path.empty() && !zel::FileSystem::exists(folder))
+        throw zel::InvalidArgumentException("--report: there is no folder \"" + zel::String(folder) +
+                                            "\" for " + zel::String(path));
+}
+
 int runPlan(Plan const& plan, RunOptions const& options, zel::StateManager const& machine)
 {
     zel::StopSignal::install(exitStatusOf(Grade::Stopped));
     auto terminal = std::make_unique<QueuedStream>(zel::OStream::err());
     std::unique_ptr<ProgressView> view = makeView(*terminal);
-    requireNew(options.report);
-    ReportWriter report(options.report, [&](std::string const& what) {
+    auto const report = reportFor(options.report, [&](std::string const& what) {
         view->say(listing::programName() + ": " + listing::harmless(what) + "\n");
     });
     if (!options.report.empty())
-        noteElsewhere(report.path(), *view);
-    SessionObserver observer(report, *view, {.out = *terminal});
-    Outcome const outcome = runKept(plan, options, machine, observer, report.path());
+        noteElsewhere(report->path(), *view);
+    SessionObserver observer(*report, *view, {.out = *terminal});
+    Outcome const outcome = runKept(plan, options, machine, observer, report->path());
     view.reset(); // nothing is drawn below what follows
     terminal.reset();
     bool const isPrinted =
-        listing::printed(closing(observer.session(), report.path(), listing::terminalWidth()));
+        listing::printed(closing(observer.session(), report->path(), listing::terminalWidth()));
     return isPrinted || outcome.exitStatus != kDone ? outcome.exitStatus : int(kTrouble);
 }
 

@@ -21,6 +21,8 @@ struct RunOptions
     std::string language; ///< tag, of questions and texts
 };
 
+/// Throws InvalidArgumentException for a `--report` that stands already or has no folder; nothing is made.
+void requireNewReport(std::string const& path);
 /// Makes the runs, shows them, writes the report. Returns the process's exit status.
 int runPlan(Plan const& plan, RunOptions const& options, zel::StateManager const& machine);
 

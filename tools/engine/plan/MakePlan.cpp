@@ -71,7 +71,8 @@ public:
     {
         if (m_request.plan.empty())
             for (std::string const& word : m_request.words)
-                addWord(word);
+                for (std::string const& part : wordsApart(word))
+                    addWord(part);
         else
             for (PlanLine const& line : m_request.lines)
                 addLine(line);
@@ -94,6 +95,13 @@ private:
         bool isShut = false;     ///< the line's devices are none of those that were asked for
         SettingsUse* use = nullptr;
     };
+
+    // "3,5-7" names the test 3 and not the others. Whatever is wrong is told of the word as it was written.
+    std::vector<std::string> wordsApart(std::string const& word) const
+    {
+        chooseTests(m_catalog, word);
+        return numbersOf(word);
+    }
 
     void addWord(std::string const& word)
     {

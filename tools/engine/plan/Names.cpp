@@ -53,6 +53,13 @@ std::optional<std::size_t> numberIn(std::string const& word)
     return number;
 }
 
+// "3", "1,4", "2-5"
+bool isOfNumbers(std::string const& word)
+{
+    return word.find_first_not_of("0123456789,-") == std::string::npos &&
+           word.find_first_of("0123456789") != std::string::npos;
+}
+
 /// Those of `all` that `word` names: with a wildcard every one that fits, by key or name; without, the one of that key, else
 /// those of that name.
 template <typename One, typename KeyOf, typename NameOf>
@@ -176,22 +183,59 @@ bool matches(std::string const& pattern, std::string const& text)
     return matchesLowered(String(pattern).lowered(), String(text).lowered());
 }
 
+std::vector<std::string> numbersOf(std::string const& word)
+{
+    std::vector<std::string> parts;
+    std::size_t from = 0;
+    if (isOfNumbers(word))
+        for (std::size_t comma; (comma = word.find(',', from)) != std::string::npos; from = comma + 1)
+            parts.push_back(word.substr(from, comma - from));
+    parts.push_back(word.substr(from));
+    return parts;
+}
+
 bool hasWildcard(std::string const& word) { return word.find_first_of("*?") != std::string::npos; }
 
 namespace {
 
-// "1,2"
+Catalog::Place placeOfNumber(Catalog const& catalog, std::string const& number, std::string const& word)
+{
+    auto const value = numberIn(number);
+    Catalog::Place const place = value ? catalog.testOfNumber(*value) : Catalog::Place{};
+    if (!place.test)
+        refuse("there is no test of the number " + number +
+               (number == word ? std::string() : " (in \"" + word + "\")") + "; \"list\" shows the numbers");
+    return place;
+}
+
+// "2-5": what stands there, and so no test by its own number.
+ChosenTests ofSpan(Catalog const& catalog, std::string const& word)
+{
+    std::size_t const dash = word.find('-');
+    std::string const first = word.substr(0, dash), last = word.substr(dash + 1);
+    if (first.empty() || last.empty() || last.find('-') != std::string::npos)
+        refuse("\"" + word + "\" is no range of numbers, as 2-5");
+    for (std::string const& end : {first, last})
+        placeOfNumber(catalog, end, word);
+    std::size_t const from = numberIn(first).value_or(0), to = numberIn(last).value_or(0);
+    if (from > to)
+        refuse("the range \"" + word + "\" goes backwards: write " + last + "-" + first);
+    ChosenTests chosen;
+    for (std::size_t number = from; number <= to; ++number) // both ends are in the list
+        chosen.tests.push_back(catalog.testOfNumber(number));
+    return chosen;
+}
+
 ChosenTests ofNumbers(Catalog const& catalog, std::string const& word)
 {
-    ChosenTests chosen;
-    for (std::size_t from = 0; from <= word.size();) {
-        std::size_t const end = std::min(word.find(',', from), word.size());
-        if (end == from)
+    ChosenTests chosen{{}, true};
+    for (std::string const& part : numbersOf(word)) {
+        if (part.empty())
             refuse("a number is missing in \"" + word + "\"");
-        chosen.tests.push_back(chooseTests(catalog, word.substr(from, end - from)).tests.front());
-        from = end + 1;
+        ChosenTests const more = chooseTests(catalog, part);
+        chosen.tests.insert(chosen.tests.end(), more.tests.begin(), more.tests.end());
+        chosen.isNamed = chosen.isNamed && more.isNamed;
     }
-    chosen.isNamed = true;
     return chosen;
 }
 
@@ -199,14 +243,12 @@ ChosenTests ofNumbers(Catalog const& catalog, std::string const& word)
 
 ChosenTests chooseTests(Catalog const& catalog, std::string const& word)
 {
-    if (auto const number = numberIn(word)) {
-        Catalog::Place const place = catalog.testOfNumber(*number);
-        if (!place.test)
-            refuse("there is no test of the number " + word + "; \"list\" shows the numbers");
-        return {{place}, true};
+    if (isOfNumbers(word)) {
+        if (word.find(',') != std::string::npos)
+            return ofNumbers(catalog, word);
+        return word.find('-') != std::string::npos ? ofSpan(catalog, word)
+                                                   : ChosenTests{{placeOfNumber(catalog, word, word)}, true};
     }
-    if (word.find(',') != std::string::npos && word.find_first_not_of("0123456789,") == std::string::npos)
-        return ofNumbers(catalog, word);
     std::size_t const colon = word.find(':');
     std::string const moduleWord = word.substr(0, colon);
     std::vector<Module*> const modules = oneOrSeveral(catalog, moduleWord);

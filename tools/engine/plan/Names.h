@@ -3,7 +3,7 @@
 
 #include <engine/catalog/Catalog.h>
 
-#include <listing/command/DevicesOptions.h>
+#include <listing/command/Usage.h>
 
 #include <string>
 #include <vector>
@@ -25,10 +25,13 @@ struct ChosenTests
     bool isNamed = false;              ///< one test, by its own name or number: somebody means just this one
 };
 
-/// The tests of `word`: MODULE, MODULE:TEST, TEST where only one module has such a test, or numbers of the list ("1,2"). A name is a
+/// The tests of `word`: MODULE, MODULE:TEST, TEST where only one module has such a test, or numbers of the list ("3", "1,4", "2-5"; a
+/// range means its tests as a wildcard does, not each by name). A name is a
 /// key or what a person reads, in any case of letters, with wildcards or without. Throws InvalidArgumentException that
 /// names the word, and the nearest one that there is or all that it may mean.
 ChosenTests chooseTests(Catalog const& catalog, std::string const& word);
+/// The parts of a word of several numbers ("1,4-6" is "1" and "4-6"), of any other the word itself.
+std::vector<std::string> numbersOf(std::string const& word);
 /// The module of that name. Throws likewise.
 Module* chooseModule(Catalog const& catalog, std::string const& word);
 

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <limits>
 #include <set>
+#include <string_view>
 #include <system_error>
 
 namespace engine {
@@ -96,17 +97,22 @@ std::chrono::seconds durationOf(std::string const& text, std::string const& orig
     for (std::size_t from = 0; from < text.size() || text.empty();) {
         // One number with its unit; the last may come without, as a whole text does.
         std::size_t const unit = std::min(text.find_first_not_of("0123456789", from), text.size());
-        std::size_t const end = text.find_first_of("0123456789", unit);
+        std::size_t const end = std::min(text.find_first_of("0123456789", unit), text.size());
         bool const isBare = unit == text.size() && from > 0;
-        auto const seconds =
-            isBare ? std::nullopt : zel::SettingsResource::secondsOf(String(text.substr(from, end - from)));
-        if (!seconds || *seconds == 0)
+        std::string const part = text.substr(from, end - from);
+        auto const seconds = isBare ? std::nullopt : zel::SettingsResource::secondsOf(String(part));
+        bool const hasUnit = end == unit || (end == unit + 1 &&
+                                             std::string_view("smhd").find(text[unit]) != std::string::npos);
+        bool const isHuge = !seconds && !isBare && unit > from && hasUnit;
+        if (!seconds && !isHuge)
             refuse(origin, "\"" + text + "\" is no time, as 90s, 5m, 1h30m or 2d");
-        sum += std::chrono::seconds(*seconds);
-        if (sum.count() > std::numeric_limits<std::uint32_t>::max())
-            refuse(origin, "\"" + text + "\" is too long a time");
-        from = std::min(end, text.size());
+        sum += std::chrono::seconds(seconds.value_or(0));
+        if (isHuge || sum.count() > std::numeric_limits<std::uint32_t>::max())
+            refuse(origin, "\"" + text + "\" is too long a time: 49710d at most");
+        from = end;
     }
+    if (sum.count() == 0)
+        refuse(origin, "\"" + text + "\" is too short a time: it must be more than 0");
     return sum;
 }
 
@@ -153,7 +159,7 @@ std::vector<PlanLine> readPlan(std::string const& path)
 {
     auto const read = zel::FileSystem::readFile(path, kMostBytes, zel::FileSystem::Writers::AsProgram);
     if (!read.content)
-        refuse(path, read.reason().toUtf8());
+        refuse("--plan", path + ": " + read.reason().toUtf8());
     return parsePlan(*read.content, path);
 }
 

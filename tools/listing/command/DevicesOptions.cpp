@@ -1,10 +1,6 @@
 #include <listing/command/DevicesOptions.h>
 
-#include <zel/foundation/Spelling.h>
-
 #include <CLI/CLI.hpp>
-
-#include <algorithm>
 
 namespace listing {
 
@@ -80,37 +76,6 @@ std::string DevicesOptions::finishCompare(CLI::App const& app)
     if (m_request.rootIsGiven && !m_request.after.empty())
         return "compare: --root goes with one file, which is compared with that machine";
     return {};
-}
-
-std::string unknownWord(CLI::App const& app, std::string const& fallback)
-{
-    std::vector<std::string> const words = app.remaining(true);
-    if (words.empty())
-        return fallback;
-    std::string const word = words.front().substr(0, words.front().find('='));
-    std::vector<zel::String> known;
-    auto const parsed = app.get_subcommands();
-    CLI::App const& asked = parsed.empty() ? app : *parsed.front();
-    for (CLI::Option const* option : asked.get_options())
-        for (std::string const& name : option->get_lnames())
-            known.emplace_back("--" + name);
-    for (CLI::App const* command : app.get_subcommands([](CLI::App const*) { return true; }))
-        known.emplace_back(command->get_name());
-    return "\"" + word + "\" is not understood" + hintFor(word, known);
-}
-
-std::string hintFor(std::string const& word, std::vector<zel::String> const& known)
-{
-    constexpr std::size_t kMost = 3;
-    std::vector<zel::String> nearest = zel::nearestSpellings(zel::String(word), known);
-    nearest.erase(std::unique(nearest.begin(), nearest.end()), nearest.end());
-    if (nearest.empty())
-        return {};
-    nearest.resize(std::min(nearest.size(), kMost));
-    std::string text = "; did you mean " + nearest.front().toUtf8();
-    for (std::size_t i = 1; i < nearest.size(); ++i)
-        text += (i + 1 < nearest.size() ? ", " : " or ") + nearest[i].toUtf8();
-    return text + "?";
 }
 
 } // namespace listing

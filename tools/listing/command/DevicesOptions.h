@@ -3,10 +3,7 @@
 
 #include <listing/command/DevicesCommand.h>
 
-#include <zel/foundation/String.h>
-
 #include <string>
-#include <vector>
 
 namespace CLI {
 class App;
@@ -34,12 +31,5 @@ private:
     DevicesRequest& m_request;
     bool m_verbose = false, m_json = false, m_xml = false, m_html = false;
 };
-
-/// What to say of a word that `app` did not understand: the word, and the nearest that it would have; `fallback` where
-/// there is no such word.
-std::string unknownWord(CLI::App const& app, std::string const& fallback);
-
-/// "; did you mean --json?", of up to three that are equally near "a, b or c"; nothing where none is near.
-std::string hintFor(std::string const& word, std::vector<zel::String> const& known);
 
 } // namespace listing

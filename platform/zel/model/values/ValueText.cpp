@@ -170,7 +170,7 @@ std::optional<ValueImp> parseRealOf(String const& text, DataTypeImp const& type,
     if (auto const real = parseReal(number))
         return ValueImp(*real, type);
     reason =
-        cannotBe(text, type, isPercent ? "a number, with or without %" : "a number with a decimal point");
+        cannotBe(text, type, isPercent ? "a number, as 12.5, with or without %" : "a number, as 2 or 0.5");
     return std::nullopt;
 }
 

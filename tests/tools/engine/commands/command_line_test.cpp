@@ -59,6 +59,41 @@ TEST(CommandLine, NothingIsGuessed)
     }
 }
 
+TEST(CommandLine, WhatIsWrongIsSaidWithOptionAndValue)
+{
+    struct
+    {
+        std::vector<char const*> words;
+        char const* error;
+    } const cases[] = {
+        {{"run", "--repeat", "0"}, "--repeat: \"0\" is no whole number from 1 to 1000000"},
+        {{"run", "--repeat", "1.5"}, "--repeat: \"1.5\" is no whole number from 1 to 1000000"},
+        {{"run", "--parallel", "99999999999999999999"},
+         "--parallel: \"99999999999999999999\" is no whole number from 1 to 1024"},
+        {{"run", "--parallel=0x10"}, "--parallel: \"0x10\" is no whole number from 1 to 1024"},
+        {{"run", "--plan"}, "--plan: a value is missing"},
+        {{"run", "--report=", "--dry-run"}, "--report: a value is missing behind the \"=\""},
+        {{"run", "--report", "--dry-run"},
+         "--report: a value is missing; \"--dry-run\" is taken for an option (a value like that is written "
+         "--report=--dry-run)"},
+        {{"run", "--plan", "quick", "--plan", "standard"},
+         "--plan: takes one value, and is given several times"},
+        {{"run", "--dry-run=no"}, "--dry-run: takes no value"},
+        {{"run", "--dri"}, "\"--dri\" is not understood; did you mean --dry-run?"},
+        {{"list", "--al"}, "\"--al\" is not understood; did you mean --all?"},
+        {{"why", "--lan"}, "\"--lan\" is not understood; did you mean --lang?"},
+        {{"report", "--outp", "x"}, "\"--outp\" is not understood; did you mean --output?"},
+        {{"last", "--js"}, "\"--js\" is not understood; did you mean --json?"},
+        {{"inventory", "--verb"}, "\"--verb\" is not understood; did you mean --verbose?"},
+        {{"compare", "--cla"}, "\"--cla\" is not understood; did you mean --class?"},
+        {{"inv"}, "\"inv\" is not understood; did you mean inventory?"},
+        {{"why"}, "TEST is required"},
+    };
+    for (auto const& one : cases)
+        EXPECT_EQ(parsed(one.words).error, one.error);
+    EXPECT_EQ(parsed({"run", "--report=--dry-run"}).run.options.report, "--dry-run");
+}
+
 TEST(CommandLine, HelpHasExamplesThatAreUnderstood)
 {
     for (char const* const command : {"", "list", "why", "run", "report", "last", "inventory", "compare"}) {

@@ -107,6 +107,15 @@ TEST_F(PlanTest, WordsNameTests)
         {"0", "there is no test of the number 0; \"list\" shows the numbers"},
         {"3,1", "ram:quick disk:quick "},
         {"1,,2", "a number is missing in \"1,,2\""},
+        {"3-5", "ram:quick ram:wipe ram:talk "},
+        {"4-4,1", "ram:wipe disk:quick "},
+        {"5-3", "the range \"5-3\" goes backwards: write 3-5"},
+        {"0-2", "there is no test of the number 0 (in \"0-2\"); \"list\" shows the numbers"},
+        {"2-99", "there is no test of the number 99 (in \"2-99\"); \"list\" shows the numbers"},
+        {"2-99999999999999999999", "there is no test of the number 99999999999999999999 (in "
+                                   "\"2-99999999999999999999\"); \"list\" shows the numbers"},
+        {"1-2-3", "\"1-2-3\" is no range of numbers, as 2-5"},
+        {"-3", "\"-3\" is no range of numbers, as 2-5"},
         {"zzz*", "there is no module or test \"zzz*\""},
         {"", "there is no module or test \"\""},
         {":", "there is no module \"\""},
@@ -153,6 +162,13 @@ TEST_F(PlanTest, WhatHarmsOrAsksRunsOnlyWhenItIsMeant)
     EXPECT_EQ(planned(request),
               "ram:wipe /proc/meminfo\nasked disk:fan  NO DEVICE: this machine has no device of its "
               "kind: Fan\n");
+    request.words = {"3,4"}; // each by its own number; a range is what stands there
+    EXPECT_EQ(planned(request), "ram:quick /proc/meminfo\nram:wipe /proc/meminfo\n");
+    request.words = {"3-4,2"};
+    EXPECT_EQ(planned(request), "ram:quick /proc/meminfo\n"
+                                "left ram:wipe  SKIPPED: it destroys data; it runs when it is named, or with "
+                                "--destructive\n"
+                                "asked disk:fan  NO DEVICE: this machine has no device of its kind: Fan\n");
     request.words = {"ram:w*"};
     request.destructive = true;
     EXPECT_EQ(planned(request), "ram:wipe /proc/meminfo\n");
@@ -309,7 +325,7 @@ TEST(PlanFile, TimesAreNumbersWithUnits)
     EXPECT_EQ(durationOf("90", "--for").count(), 90);
     EXPECT_EQ(durationText(durationOf("1d2h3s", "--for")), "26h3s");
     for (char const* const wrong :
-         {"", "1h30", "h", "0s", "1h0m", "1x", "-1s", "1hm", "49711d", "40000d40000d"})
+         {"", "1h30", "h", "0s", "0h0m", "1x", "-1s", "1hm", "49711d", "40000d40000d"})
         EXPECT_NE(
             refusal([&] { durationOf(wrong, "--for"); }).find("--for: \"" + std::string(wrong) + "\" is "),
             std::string::npos)
@@ -328,8 +344,11 @@ TEST(PlanFile, ErrorsNameTheLine)
         {"a:b\nSizeMiB=1 a:b\n", "p:2: a line begins with the tests that it is about: MODULE:TEST"},
         {"a:b\n\na:c optinal\n", "p:3: \"optinal\" is not understood; did you mean optional?"},
         {"a:b for=soon\n", "p:1: \"soon\" is no time, as 90s, 5m, 1h30m or 2d"},
-        {"a:b timeout=0\n", "p:1: \"0\" is no time, as 90s, 5m, 1h30m or 2d"},
-        {"a:b for=99999999999h\n", "p:1: \"99999999999h\" is no time, as 90s, 5m, 1h30m or 2d"},
+        {"a:b timeout=0\n", "p:1: \"0\" is too short a time: it must be more than 0"},
+        {"a:b timeout=0h0m\n", "p:1: \"0h0m\" is too short a time: it must be more than 0"},
+        {"a:b for=1hm\n", "p:1: \"1hm\" is no time, as 90s, 5m, 1h30m or 2d"},
+        {"a:b for=99999999999h\n", "p:1: \"99999999999h\" is too long a time: 49710d at most"},
+        {"a:b for=49710d9h\n", "p:1: \"49710d9h\" is too long a time: 49710d at most"},
         {"a:b \"x=1\n", "p:1: a quotation mark is not closed"},
         {std::string("a:b\0\n", 5), "p:1: holds a zero byte"},
         {"a:b =1\n", "p:1: there is no key in front of the \"=\""},
