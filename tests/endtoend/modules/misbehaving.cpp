@@ -63,7 +63,10 @@ static TestResult throwLibrary(DiagDevice const& device)
     return TestResult::PASS();
 }
 
-static TestResult throwStandard(DiagDevice const&) { throw std::runtime_error("what went wrong"); }
+static TestResult throwStandard(DiagDevice const&)
+{
+    throw std::runtime_error("what went wrong\nin \033[31m<red>");
+}
 static TestResult throwNumber(DiagDevice const&) { throw 42; }
 
 __attribute__((noinline, no_sanitize("undefined"))) static void writeThroughNothing(int volatile* where)

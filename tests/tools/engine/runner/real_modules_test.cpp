@@ -61,7 +61,9 @@ TEST(RealModule, endsAsItsTestDoesOrWithAResultThatSaysWhatHappened)
         {"fail", "FAIL", "", 1},
         {"crash", "EXITED ABNORMALLY", "SIGSEGV"},
         {"abort", "EXITED ABNORMALLY", "SIGABRT"},
-        {"throwStandard", "EXITED ABNORMALLY", "status 22"},
+        {"throwStandard", "EXITED ABNORMALLY",
+         "status 22 and gave no result; std::exception: what went wrong\\x0ain \\x1b[31m<red>"},
+        {"throwNumber", "EXITED ABNORMALLY", "; Unknown \"...\" Exception in "},
         {"exitZero", "EXITED ABNORMALLY", "status 22"},
         {"waitForStop", "MAX TIME EXCEEDED", "stopped after 1 s, its limit"},
         {"ignoreStop", "MAX TIME EXCEEDED", "ended "}, // by SIGTERM as its second stop, or by SIGKILL

@@ -28,6 +28,32 @@ void whereToLook()
         ErrorReporting::tell(zel::String("The log has the details: ") + zel::String(file));
 }
 
+/// What the module's code threw and nobody knows by its type, with what it says of itself: that is no part of the exception's
+/// text, whose words are fixed.
+class UnknownException : public KrelException
+{
+public:
+    UnknownException(char const* call, zel::String const& told)
+        : KrelException(KrelString(zel::String("Unknown \"...\" Exception in ") + call)), m_told(told)
+    {}
+    zel::String const& told() const { return m_told; }
+
+private:
+    zel::String m_told;
+};
+
+// As the person at the console reads it: what was thrown comes first, on one line, since the engine makes a note of that.
+zel::String textForEngine(KrelException const& error)
+{
+    constexpr std::size_t kMost = 4096; // units; what() may be as long as anybody likes
+    zel::String const text = ErrorReporting::withoutStackTrace(error.toString().zelString());
+    auto const* const unknown = dynamic_cast<UnknownException const*>(&error);
+    if (!unknown || unknown->told().empty())
+        return text;
+    zel::String const& told = unknown->told();
+    return (told.size() > kMost ? told.substr(0, kMost) + " ..." : told).withoutControls(false) + "\n" + text;
+}
+
 void reportFault(zel::String const& text)
 {
     ZEL_LOG_LINE(logger(), zel::LogLevel::Error, 1243) << text;
@@ -59,10 +85,9 @@ void reportEarlyExit()
         },
         [](KrelException const& error) {
             ZEL_LOG(logger(), zel::LogLevel::Critical) << error.toString();
-            zel::String const text = ErrorReporting::withoutStackTrace(error.toString().zelString());
-            ErrorReporting::tell(text);
+            ErrorReporting::tell(ErrorReporting::withoutStackTrace(error.toString().zelString()));
             whereToLook();
-            ModuleCommon::sendInternalError(text);
+            ModuleCommon::sendInternalError(textForEngine(error));
         });
     ErrorReporting::endProcess(TestResult::INTERNALERROR());
 }
@@ -99,10 +124,9 @@ void ErrorReporting::internalErrorPost(KrelException const& error)
         throw error;
     ZEL_LOG_LINE(logger(), zel::LogLevel::Error, 1243) << error.toString();
     zel::OStream::out().flush();
-    zel::String const text = withoutStackTrace(error.toString().zelString());
-    tell(text);
+    tell(withoutStackTrace(error.toString().zelString()));
     whereToLook();
-    ModuleCommon::sendInternalError(text);
+    ModuleCommon::sendInternalError(textForEngine(error));
     ModuleCommon::runExitStep();
     if (OwnProcess::isOurs())
         endProcess(TestResult::INTERNALERROR());
@@ -151,11 +175,12 @@ void guarded(char const* call, std::function<void()> const& body,
     } catch (KrelException const& e) {
         handle(KrelException(KrelString(zel::String("Exception in ") + call), e));
     } catch (std::exception const& e) {
-        ZEL_LOG(logger(), zel::LogLevel::Error) << "std::exception: " << e.what();
-        ErrorReporting::tell(zel::String("std::exception: ") + e.what());
-        handle(KrelException(KrelString(zel::String("Unknown \"...\" Exception in ") + call)));
+        zel::String const told = zel::String("std::exception: ") + e.what();
+        ZEL_LOG(logger(), zel::LogLevel::Error) << told;
+        ErrorReporting::tell(told);
+        handle(UnknownException(call, told));
     } catch (...) {
-        handle(KrelException(KrelString(zel::String("Unknown \"...\" Exception in ") + call)));
+        handle(UnknownException(call, zel::String()));
     }
 }
 
