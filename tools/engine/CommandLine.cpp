@@ -17,6 +17,7 @@ constexpr char kFooter[] =
     "  krel5-engine run storage --device /dev/sda   all that can be done to one drive without harm\n"
     "  krel5-engine list                         what there is to run here, and what not, and why\n"
     "  krel5-engine why storage:smart            what stands in the way of a test\n"
+    "  krel5-engine watch                        temperatures and other readings, live, with alerts\n"
     "Tests run as root only. krel5-engine COMMAND --help says more; so does docs/engine.md.";
 
 constexpr char kListFooter[] =
@@ -44,6 +45,15 @@ constexpr char kRunFooter[] =
     "  krel5-engine run storage --device 3 --set storage:readrandom.Reads=50000\n"
     "  krel5-engine run --plan standard --dry-run     says what would run, and what not\n"
     "A test that destroys data runs only when it is named itself, or with --destructive.";
+
+constexpr char kWatchFooter[] =
+    "Examples:\n"
+    "  krel5-engine watch                       all that there is to read, until Ctrl-C\n"
+    "  krel5-engine watch sensors --device /dev/sda --interval 1\n"
+    "  krel5-engine watch --json --for 10m > readings.jsonl       a line an event, for programs\n"
+    "Exit status: 0 watched to the end; 22 bad usage, or what was read could not be written; 23 an alert "
+    "that\n"
+    "is critical stood at the end, 51 another alert; 28 a module ended by itself, or was silent to the end.";
 
 constexpr char kReportFooter[] =
     "Examples:\n"
@@ -149,6 +159,24 @@ void addRun(CLI::App& app, RunRequest& run)
     app.footer(kRunFooter);
 }
 
+void addWatch(CLI::App& app, WatchRequest& watch)
+{
+    app.add_option("MODULE", watch.modules, "Only these modules");
+    app.add_option("--interval", watch.interval,
+                   "From one reading to the next, in seconds (0.5) or as a time (1m); else as the modules' "
+                   "settings say: 5")
+        ->type_name("TIME");
+    app.add_option("--for", watch.forTime, "So long (90s, 5m, 2d); else until it is stopped")
+        ->type_name("TIME");
+    app.add_option("--device", watch.devices, "Only this device, as of run; may be given several times")
+        ->type_name("WHICH")
+        ->allow_extra_args(false)
+        ->take_all();
+    app.add_flag("--json", watch.json, "A line of JSON for everything that happens, for programs");
+    addWhere(app, watch.where, false);
+    app.footer(kWatchFooter);
+}
+
 void addReport(CLI::App& app, ReportRequest& report)
 {
     app.add_option("FILE", report.file, "Report of a session; - is standard input")->required();
@@ -192,6 +220,7 @@ CommandLine parseCommandLine(int argc, char const* const* argv)
          app.add_subcommand("last", "What became of the last session; after a crash, what was running")},
         {Command::Inventory, app.add_subcommand("inventory", "The devices of this machine")},
         {Command::Compare, app.add_subcommand("compare", "What differs between two saved inventories")},
+        {Command::Watch, app.add_subcommand("watch", "Readings and alerts of the machine, as they change")},
     };
     listing::DevicesOptions devices(line.devices);
     addList(*rows[0].app, line);
@@ -204,7 +233,8 @@ CommandLine parseCommandLine(int argc, char const* const* argv)
     rows[5].app->footer(kInventoryFooter);
     devices.addCompare(*rows[6].app);
     rows[6].app->footer(kCompareExamples + rows[6].app->get_footer());
-    line.run.options.command = commandOf(argc, argv);
+    addWatch(*rows[7].app, line.watch);
+    line.run.options.command = line.watch.command = commandOf(argc, argv);
     listing::takeNoValuesForFlags(app);
     try {
         line.error = listing::missingValue(app, argc, argv);
@@ -225,7 +255,7 @@ CommandLine parseCommandLine(int argc, char const* const* argv)
     if (line.answer || !line.error.empty())
         return line;
     if (line.command == Command::None)
-        line.error = "no command was given: list, why, run, report, last, inventory or compare";
+        line.error = "no command was given: list, why, run, watch, report, last, inventory or compare";
     if (line.command == Command::Inventory)
         line.error = devices.finishListing(*rows[5].app);
     if (line.command == Command::Compare)

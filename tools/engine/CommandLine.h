@@ -5,6 +5,7 @@
 #include <engine/commands/ReportCommands.h>
 #include <engine/commands/RunCommand.h>
 #include <engine/commands/Situation.h>
+#include <engine/commands/WatchCommand.h>
 
 #include <listing/command/DevicesCommand.h>
 
@@ -13,7 +14,7 @@
 
 namespace engine {
 
-enum class Command { None, List, Why, Run, Inventory, Compare, Report, Last };
+enum class Command { None, List, Why, Run, Inventory, Compare, Report, Last, Watch };
 
 struct CommandLine
 {
@@ -22,6 +23,7 @@ struct CommandLine
     ListRequest list;
     std::string whyTest;
     RunRequest run;
+    WatchRequest watch;
     listing::DevicesRequest devices; ///< of inventory and compare
     ReportRequest report;
     bool lastAsJson = false;

@@ -52,6 +52,8 @@ int obey(CommandLine const& line)
         return why(line);
     case Command::Run:
         return engine::runCommand(line.run);
+    case Command::Watch:
+        return engine::watchCommand(line.watch);
     case Command::Inventory:
         return listing::listDevices(line.devices, sysinfoFolder());
     case Command::Compare:

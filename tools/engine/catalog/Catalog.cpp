@@ -130,6 +130,12 @@ void readSettings(Module& module)
     module.settingsTrouble = settings->unknown().toUtf8();
     for (ModuleTest& test : module.tests)
         test.record.resolveParameterData(*settings);
+    zel::String ignored; // the module itself says what is wrong with it
+    auto const text = settings->text("Parameter.UpdateIntervalInSeconds.value");
+    auto const seconds =
+        text ? zel::ValueImp::parse(*text, zel::DataTypeImp::DOUBLE(), ignored) : std::nullopt;
+    if (seconds && seconds->doubleValue() >= 0)
+        module.updateSeconds = seconds->doubleValue();
 }
 
 } // namespace

@@ -45,6 +45,7 @@ struct Module
     std::string name, description; ///< what a person reads; the guid where nobody gave it a name
     std::deque<ModuleTest> tests;
     std::size_t indicatorCount = 0;
+    double updateSeconds = 5; ///< from one reading of an indicator to the next, as the settings say
     /// Why no test of the module runs whatever it is: nobody can tell what its settings say. Empty: nothing.
     std::string settingsTrouble;
 

@@ -74,6 +74,8 @@ Situation lookAround(SituationRequest const& request, TestsWanted const& wanted)
     ModuleChoice choice; // modules answer to root only
     assignTests(situation.catalog, *situation.machine, zel::System::userIsAdministrator() ? &choice : nullptr,
                 [&](Module const& module) {
+                    if (request.withoutTests)
+                        return false;
                     return !tests || std::any_of(tests->begin(), tests->end(),
                                                  [&](auto const& one) { return one.module == &module; });
                 });

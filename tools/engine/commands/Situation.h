@@ -24,6 +24,7 @@ struct SituationRequest
     bool isAlone = false;             ///< "--only-modules": without the installed ones
     std::string language;             ///< tag; empty: that of the environment
     std::string root = "/";           ///< the machine
+    bool withoutTests = false;        ///< all devices, but nobody asks which tests are for them
 };
 
 struct Situation

@@ -6,7 +6,6 @@
 #include <libKrel5/internal/backends/StopRequest.h>
 #include <libKrel5/internal/module/ModuleCommon.h>
 #include <libKrel5/objects/Factories.h>
-#include <libKrel5/objects/UpdateInterval.h>
 
 #include <krel5/DiagDevice.h>
 #include <krel5/IndicatorModule.h>
@@ -15,7 +14,7 @@
 #include <zel/foundation/System.h>
 #include <zel/model/state/StateManager.h>
 
-#include <unordered_set>
+#include <unordered_map>
 
 namespace krel5 {
 namespace {
@@ -37,18 +36,20 @@ bool take(zel::IndicatorRunImp& run, zel::Stopwatch::TimePoint now)
     return isTaken;
 }
 
-// Indicators that have, or had, a run: somebody asked for them. Under the library mutex.
-std::unordered_set<zel::IndicatorImp const*>& wanted()
+// Indicators that have, or had, a run: somebody asked for them, and how often (seconds). Under the library mutex.
+std::unordered_map<zel::IndicatorImp const*, double>& wanted()
 {
-    static auto* const s_wanted = new std::unordered_set<zel::IndicatorImp const*>();
+    static auto* const s_wanted = new std::unordered_map<zel::IndicatorImp const*, double>();
     return *s_wanted;
 }
 
 void noteWanted()
 {
     zel::AutoMutex const guard(libraryMutex());
-    for (std::size_t i = 0; i < manager().indicatorRunCount(); ++i)
-        wanted().insert(&manager().indicatorRunAtIndex(i).indicator());
+    for (std::size_t i = 0; i < manager().indicatorRunCount(); ++i) {
+        zel::IndicatorRunImp const& run = manager().indicatorRunAtIndex(i);
+        wanted().emplace(&run.indicator(), run.updateInterval());
+    }
 }
 
 } // namespace
@@ -133,8 +134,8 @@ void IndicatorLoop::watch(zel::DeviceImp& device)
     if (ModuleCommon::comm()->isStandAlone())
         return;
     for (zel::IndicatorImp* const indicator : manager().indicatorsOf(device))
-        if (wanted().contains(indicator))
-            manager().addIndicatorRun(zel::IndicatorRunImp(*indicator, &device, updateInterval()));
+        if (auto const asked = wanted().find(indicator); asked != wanted().end())
+            manager().addIndicatorRun(zel::IndicatorRunImp(*indicator, &device, asked->second));
 }
 
 } // namespace krel5
