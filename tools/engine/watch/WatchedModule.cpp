@@ -119,6 +119,12 @@ void WatchedModule::send(zel::Message const& message)
         m_around.engine.server.queue(*m_peer, message);
 }
 
+void WatchedModule::reply(zel::Message const& request, zel::Message&& message)
+{
+    message.setNumber(request.number());
+    send(message);
+}
+
 void WatchedModule::tell(WatchNews news)
 {
     news.module = m_module.guid;
@@ -151,34 +157,35 @@ void WatchedModule::said(zel::Message const& message)
 {
     heard();
     if (dynamic_cast<zel::ModuleStarted const*>(&message))
-        answerStart();
+        answerStart(message);
     else if (auto const* listing = dynamic_cast<zel::EnumerationReturnedProviderToEngine const*>(&message)) {
         if (m_phase == Phase::Listing)
             m_listing = listing->body().state;
-        send(zel::AcknowledgeEngineToProvider());
+        reply(message, zel::AcknowledgeEngineToProvider());
     } else if (auto const* update = dynamic_cast<zel::UpdatesProviderToEngineToUI const*>(&message))
         take(update->body());
     else if (auto const* error = dynamic_cast<zel::InternalErrorProviderToEngine const*>(&message))
         m_internalError = bounded(firstLine(text(error->body().text)));
     else if (dynamic_cast<zel::EnumerationMessage const*>(&message))
-        send(zel::InventoryTestEngineToProvider({m_around.devices}));
-    else if (auto const* get = dynamic_cast<zel::HttpGetRequestProviderToEngine const*>(&message))
-        send(zel::HttpGetResponseEngineToProvider({get->body().id, false, "this engine fetches nothing"}));
+        reply(message, zel::InventoryTestEngineToProvider({m_around.devices}));
+    else if (dynamic_cast<zel::HttpGetRequestProviderToEngine const*>(&message))
+        reply(message, zel::HttpGetResponseEngineToProvider({false, "this engine fetches nothing"}));
 }
 
-void WatchedModule::answerStart()
+void WatchedModule::answerStart(zel::Message const& request)
 {
     if (m_isAnswered)
         return;
     m_isAnswered = true;
     if (m_phase == Phase::Listing) {
-        send(zel::EnumerationReturnedEngineToClient({m_around.devices}));
+        reply(request, zel::EnumerationReturnedEngineToClient({m_around.devices}));
         return;
     }
     zel::IndicatorRunImp const& first = m_asked->indicatorRunAtIndex(0);
-    send(zel::RunIndicatorEngineToProvider(
-        {m_asked, zel::IndicatorRunImp::restored(first.indicatorGuidOrKey(), first.deviceGuid(),
-                                                 first.updateInterval())}));
+    reply(request,
+          zel::RunIndicatorEngineToProvider(
+              {m_asked, zel::IndicatorRunImp::restored(first.indicatorGuidOrKey(), first.deviceGuid(),
+                                                       first.updateInterval())}));
 }
 
 void WatchedModule::heard()

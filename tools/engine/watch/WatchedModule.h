@@ -75,7 +75,8 @@ private:
 
     void start(char const* word);
     void send(zel::Message const& message);
-    void answerStart();
+    void reply(zel::Message const& request, zel::Message&& message);
+    void answerStart(zel::Message const& request);
     void take(zel::UpdatesBody const& body);
     void takeReadings(zel::UpdatesBody const& body);
     void takeDevice(zel::UpdatesBody const& body, WatchNews::Kind kind);
