@@ -1,5 +1,6 @@
 #include "Listings.h"
 
+#include <listing/forms/Columns.h>
 #include <listing/forms/Listing.h>
 #include <listing/machine/ClassWords.h>
 
@@ -52,6 +53,27 @@ TEST(Layout, OneLineADeviceInColumns)
               "    NetworkCard at PCI:6:0:0             NetworkCard         PCI:6:0:0\n"
               "    SoundCard at PCI:6:0:0               SoundCard           PCI:6:0:0\n"
               "(2 cores, threads and caches of processors are not shown: -v)\n");
+}
+
+TEST(Layout, LongLinesBreakAtWords)
+{
+    struct
+    {
+        std::string line;
+        std::size_t columns;
+        char const* text;
+    } const cases[] = {
+        {"one two three", 13, "one two three\n"},
+        {"one two three", 12, "one two\n  three\n"},
+        {"one two three", 1, "one\ntwo\nthree\n"},
+        {"    margin  wide  gap", 14, "    margin\n  wide  gap\n"},
+        {"a /a/path/that/is/longer b c", 10, "a\n  /a/path/that/is/longer\n  b c\n"},
+        {"\u00e4\u00e4 \u6f22\u5b57 x", 7, "\u00e4\u00e4 \u6f22\u5b57\n  x\n"},
+        {"", 10, "\n"},
+        {"   ", 10, "   \n"},
+    };
+    for (auto const& one : cases)
+        EXPECT_EQ(wrapped(one.line, 2, one.columns), one.text) << one.line;
 }
 
 TEST(Layout, LinesFitTheTerminal)

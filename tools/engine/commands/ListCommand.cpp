@@ -4,6 +4,7 @@
 #include <engine/plan/Names.h>
 #include <engine/plan/PlanFile.h>
 
+#include <listing/forms/Columns.h>
 #include <listing/forms/JsonWriter.h>
 #include <listing/forms/Listing.h>
 

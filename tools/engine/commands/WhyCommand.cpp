@@ -3,6 +3,7 @@
 #include <engine/catalog/Assignment.h>
 #include <engine/plan/Names.h>
 
+#include <listing/forms/Columns.h>
 #include <listing/forms/Listing.h>
 
 #include <zel/model/state/StateManager.h>

@@ -22,15 +22,15 @@ std::string json(Session const& session, std::optional<MachineStart> const& now 
 /// Lines of the Open Compute Project's test output, schema 2.0.
 std::string ocp(Session const& session);
 
-// Parts of text():
+// Parts of text(); `width` as there:
 
 /// Module, test, device, result, time, note: a line for each run.
 std::string resultTable(Session const& session, std::size_t width);
 /// Of each run that a person must look at: its events, tips, what it said, and the command that makes it again.
-std::string troubles(Session const& session);
+std::string troubles(Session const& session, std::size_t width);
 /// What could not be tested, or not even run, with the reasons.
-std::string notTested(Session const& session);
+std::string notTested(Session const& session, std::size_t width);
 /// "Verdict: FAIL (1 FAIL, 3 PASS, 1 not run)".
-std::string verdictLine(Session const& session);
+std::string verdictLine(Session const& session, std::size_t width);
 
 } // namespace engine

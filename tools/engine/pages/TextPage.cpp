@@ -3,7 +3,10 @@
 #include <engine/pages/Words.h>
 #include <engine/report/UtcTime.h>
 
+#include <listing/forms/Columns.h>
 #include <listing/forms/Listing.h>
+
+#include <algorithm>
 
 namespace engine {
 
@@ -13,14 +16,20 @@ namespace {
 
 constexpr std::size_t kStep = 4; // of indentation
 constexpr std::size_t kLabel = 11;
+constexpr std::size_t kFewest = 30; // columns, below which nothing is readable anyway
 
-std::string line(std::string const& label, std::string const& value)
+std::size_t columnsFor(std::size_t width)
+{
+    return width == 0 ? listing::kTextColumns : std::clamp(width, kFewest, listing::kTextColumns);
+}
+
+std::string line(std::string const& label, std::string const& value, std::size_t columns)
 {
     if (value.empty())
         return {};
     return listing::wrapped(label + ":" + std::string(kLabel - std::min(kLabel - 1, label.size() + 1), ' ') +
                                 harmless(value),
-                            kLabel);
+                            kLabel, columns);
 }
 
 // Several lines, each with the margin.
@@ -38,52 +47,55 @@ std::string block(std::string const& heading, std::string const& text)
     return out;
 }
 
-std::string indented(std::size_t steps, std::string const& text)
+std::string indented(std::size_t steps, std::string const& text, std::size_t columns)
 {
-    return listing::wrapped(std::string(steps * kStep, ' ') + harmless(text), (steps + 1) * kStep);
+    return listing::wrapped(std::string(steps * kStep, ' ') + harmless(text), (steps + 1) * kStep, columns);
 }
 
-std::string event(RunEvent const& event)
+std::string event(RunEvent const& event, std::size_t columns)
 {
-    std::string out = indented(1, kindOf(event) + ": " + event.message);
+    std::string out = indented(1, kindOf(event) + ": " + event.message, columns);
     for (std::string const& tip : event.tips)
-        out += indented(2, "Tip: " + tip);
+        out += indented(2, "Tip: " + tip, columns);
     return out;
 }
 
-std::string trouble(Session const& session, RunReport const& run)
+std::string trouble(Session const& session, RunReport const& run, std::size_t columns)
 {
-    std::string out = indented(0, session.resultOf(run) + "  " + runTitle(run.began));
+    std::string out = indented(0, session.resultOf(run) + "  " + runTitle(run.began), columns);
     if (run.ended)
-        out += run.ended->note.empty() ? "" : indented(1, run.ended->note);
+        out += run.ended->note.empty() ? "" : indented(1, run.ended->note, columns);
     for (RunEvent const& one : run.events)
         if (isError(one) || !one.tips.empty())
-            out += event(one);
+            out += event(one, columns);
     if (run.eventsLeftOut > 0)
-        out += indented(1, std::to_string(run.eventsLeftOut) + " further events are not shown.");
+        out += indented(1, std::to_string(run.eventsLeftOut) + " further events are not shown.", columns);
     if (session.gradeOf(run) == Grade::Broken && run.ended) {
-        out += endOf(run).empty() ? "" : indented(1, "The module: " + endOf(run));
+        out += endOf(run).empty() ? "" : indented(1, "The module: " + endOf(run), columns);
         out += block("Its last words:", run.ended->output) + block("The end of its log:", run.ended->logTail);
     }
     // Not wrapped: it is to be copied.
     return out + (run.began.again.empty() ? "" : "    Again: " + harmless(run.began.again) + "\n");
 }
 
-std::string head(Session const& session, std::optional<MachineStart> const& now)
+std::string head(Session const& session, std::optional<MachineStart> const& now, std::size_t width)
 {
     SessionBegan const& began = session.began;
-    std::string out = verdictLine(session);
+    std::size_t const columns = columnsFor(width);
+    std::string out = verdictLine(session, width);
     for (std::string const& sentence : interruption(session, now))
-        out += listing::wrapped(harmless(sentence), kStep);
+        out += listing::wrapped(harmless(sentence), kStep, columns);
     for (std::string const& sentence : damageOf(session))
-        out += listing::wrapped(harmless(sentence), kStep);
-    out += "\n" + line("Machine", began.machine) + line("Serial", began.serial) +
-           line("Host", began.hostname) + line("System", began.system);
+        out += listing::wrapped(harmless(sentence), kStep, columns);
+    out += "\n" + line("Machine", began.machine, columns) + line("Serial", began.serial, columns) +
+           line("Host", began.hostname, columns) + line("System", began.system, columns);
     for (auto const& [name, value] : began.facts)
-        out += listing::wrapped("  " + harmless(name) + ": " + harmless(value), kLabel);
-    return out + line("Began", readableTime(began.time) + ", " + readableSpan(session.seconds()) + " long") +
-           line("Engine", began.engineVersion) + line("Plan", began.plan) + line("Command", began.command) +
-           "\n";
+        out += listing::wrapped("  " + harmless(name) + ": " + harmless(value), kLabel, columns);
+    return out +
+           line("Began", readableTime(began.time) + ", " + readableSpan(session.seconds()) + " long",
+                columns) +
+           line("Engine", began.engineVersion, columns) + line("Plan", began.plan, columns) +
+           line("Command", began.command, columns) + "\n";
 }
 
 } // namespace
@@ -100,22 +112,24 @@ std::string resultTable(Session const& session, std::size_t width)
     return table(rows, width, {3, 4});
 }
 
-std::string troubles(Session const& session)
+std::string troubles(Session const& session, std::size_t width)
 {
+    std::size_t const columns = columnsFor(width);
     std::string out;
     for (RunReport const& run : session.runs)
         if (isTrouble(session, run))
-            out += (out.empty() ? "" : "\n") + trouble(session, run);
+            out += (out.empty() ? "" : "\n") + trouble(session, run, columns);
     return out;
 }
 
-std::string notTested(Session const& session)
+std::string notTested(Session const& session, std::size_t width)
 {
+    std::size_t const columns = columnsFor(width);
     std::string out;
     auto const add = [&](std::string const& what, std::string const& result, std::string const& reason) {
         out += listing::wrapped("  " + harmless((what.empty() ? "" : what + ": ") + result +
                                                 (reason.empty() ? "" : ", ") + reason),
-                                kStep);
+                                kStep, columns);
     };
     for (RunReport const& run : session.runs) // the table may have had no room for the reason
         if (session.gradeOf(run) == Grade::NotTested && !isTrouble(session, run))
@@ -129,15 +143,17 @@ std::string notTested(Session const& session)
     return out.empty() ? "" : "Not tested:\n" + out;
 }
 
-std::string verdictLine(Session const& session)
+std::string verdictLine(Session const& session, std::size_t width)
 {
-    return "Verdict: " + harmless(session.verdict()) + " (" + harmless(counts(session)) + ")\n";
+    std::string const line =
+        "Verdict: " + harmless(session.verdict()) + " (" + harmless(counts(session)) + ")";
+    return width == 0 ? line + "\n" : listing::wrapped(line, kStep, columnsFor(width));
 }
 
 std::string text(Session const& session, std::size_t width, std::optional<MachineStart> const& now)
 {
-    std::string out = head(session, now) + resultTable(session, width);
-    for (std::string const& part : {troubles(session), notTested(session)})
+    std::string out = head(session, now, width) + resultTable(session, width);
+    for (std::string const& part : {troubles(session, width), notTested(session, width)})
         out += part.empty() ? "" : "\n" + part;
     return out;
 }

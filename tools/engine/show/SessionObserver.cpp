@@ -6,6 +6,7 @@
 #include <engine/show/PlainView.h>
 #include <engine/show/TerminalView.h>
 
+#include <listing/forms/Columns.h>
 #include <listing/forms/Listing.h>
 
 #include <zel/foundation/StopSignal.h>
@@ -68,11 +69,46 @@ void SessionObserver::tell(RunEvent const& record)
     LiveRun* const run = find(record.run);
     if (!run || record.type == zel::EventTypeImp::PROGRESS().toString().toUtf8())
         return;
-    std::size_t const count = ++m_eventLines[record.run];
-    if (count <= kMostEventLines)
-        m_view.say(run->title + ": " + harmless(kindOf(record) + ": " + record.message) + "\n");
-    else if (count == kMostEventLines + 1)
-        m_view.say(run->title + ": further events are not shown here; the report has them.\n");
+    ToldEvents& told = m_toldEvents[record.run];
+    std::string const kind = kindOf(record);
+    auto known = told.kinds.find({kind, record.key});
+    if (known == told.kinds.end()) {
+        if (told.lines >= kMostEventLines) {
+            ++told.others;
+            return;
+        }
+        known = told.kinds.emplace(std::pair(kind, record.key), ToldEvents::Kind()).first;
+    }
+    std::string const text = listing::cutTo(harmless(kind + ": " + record.message), kMostEventColumns);
+    auto& [texts, untold] = known->second;
+    if (texts.size() >= kMostAlike || told.lines >= kMostEventLines || texts.contains(text)) {
+        ++untold;
+        return;
+    }
+    texts.insert(text);
+    ++told.lines;
+    m_view.say(run->title + ": " + text + "\n");
+}
+
+/// Of a flood, how much of it was not shown.
+void SessionObserver::tellUntold(RunId id, std::string const& title)
+{
+    auto const found = m_toldEvents.find(id);
+    if (found == m_toldEvents.end())
+        return;
+    std::string lines;
+    std::size_t named = 0, others = found->second.others;
+    for (auto const& [kind, known] : found->second.kinds)
+        if (known.untold > 0 && named++ < kMostAlike)
+            lines +=
+                title + ": " + harmless(kind.first) + ": ... " + std::to_string(known.untold) + " more\n";
+        else
+            others += known.untold;
+    if (others > 0)
+        lines += title + ": ... " + std::to_string(others) + " other events\n";
+    m_toldEvents.erase(found);
+    if (!lines.empty())
+        m_view.say(lines);
 }
 
 void SessionObserver::tell(RunProgress const& record)
@@ -90,8 +126,8 @@ void SessionObserver::tell(RunEnded const& record)
     LiveRun const* const run = find(record.run);
     std::string const title = run ? run->title : "Run " + std::to_string(record.run);
     std::erase_if(m_runs, [&](LiveRun const& one) { return one.run == record.run; });
-    m_eventLines.erase(record.run);
     m_view.show(m_runs);
+    tellUntold(record.run, title);
     std::string line = harmless(record.result) + "  " + title + "  " + readableSpan(record.seconds, true);
     if (record.passes > 1)
         line += "  " + std::to_string(record.passes) + " passes";
@@ -146,9 +182,10 @@ void SessionObserver::ask(RunId run, zel::MessageBoxImp& box, bool (*isOver)())
 std::string closing(Session const& session, std::string const& reportPath, std::size_t width)
 {
     std::string out;
-    for (std::string const& part : {resultTable(session, width), troubles(session), notTested(session)})
+    for (std::string const& part :
+         {resultTable(session, width), troubles(session, width), notTested(session, width)})
         out += part.empty() ? "" : part + "\n";
-    return out + "Report:  " + harmless(reportPath) + "\n" + verdictLine(session);
+    return out + "Report:  " + harmless(reportPath) + "\n" + verdictLine(session, width);
 }
 
 } // namespace engine

@@ -19,8 +19,10 @@
 
 #include <zel/foundation/Locks.h>
 
+#include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 
 namespace engine {
 
@@ -30,7 +32,11 @@ std::unique_ptr<ProgressView> makeView(QueuedStream& out);
 class SessionObserver final : public RunObserver
 {
 public:
-    static constexpr std::size_t kMostEventLines = 50; ///< of a run; the report has the others
+    // What is shown of a run's events; the report has all of them, whole.
+    static constexpr std::size_t kMostEventLines = 50;
+    static constexpr std::size_t kMostAlike =
+        3; ///< of one key; the same words once. The others are counted at the end
+    static constexpr std::size_t kMostEventColumns = 600;
 
     SessionObserver(ReportWriter& report, ProgressView& view, Person person = {});
 
@@ -51,6 +57,7 @@ private:
     template <typename Other>
     void tell(Other const&)
     {}
+    void tellUntold(RunId run, std::string const& title);
     LiveRun* find(RunId run);
     std::string titleOf(RunId run);
 
@@ -61,7 +68,17 @@ private:
     std::mutex m_mutex;                // guards what follows, and the report
     SessionBuilder m_builder;
     std::vector<LiveRun> m_runs; // on their way
-    std::unordered_map<RunId, std::size_t> m_eventLines;
+    struct ToldEvents
+    {
+        struct Kind
+        {
+            std::set<std::string> texts; ///< that were shown
+            std::size_t untold = 0;
+        };
+        std::map<std::pair<std::string, std::string>, Kind> kinds; ///< by what a person calls it, and its key
+        std::size_t lines = 0, others = 0;
+    };
+    std::unordered_map<RunId, ToldEvents> m_toldEvents;
 };
 
 /// What stands on standard output at the end: the table, what is wrong, what was not run, the report's path, the verdict.

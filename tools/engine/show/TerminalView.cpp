@@ -32,7 +32,7 @@ TerminalView::~TerminalView()
         std::lock_guard<std::mutex> const guard(m_mutex);
         m_isClosed = true;
         m_runs.clear();
-        put((m_isDrawn ? tidied() + kClear : "") + m_waiting);
+        put((m_isDrawn ? tidied() + kClear : "") + broken(m_waiting));
     }
     m_closed.notify_all();
     if (m_ticker.joinable())
@@ -65,7 +65,7 @@ void TerminalView::say(std::string const& lines)
         return;
     }
     std::string const tidy = tidied();
-    put((m_isDrawn ? tidy + kClear : "") + lines + block(m_world.clock()));
+    put((m_isDrawn ? tidy + kClear : "") + broken(lines) + block(m_world.clock()));
 }
 
 void TerminalView::show(std::vector<LiveRun> const& runs)
@@ -93,7 +93,7 @@ void TerminalView::resume()
     std::lock_guard<std::mutex> const guard(m_mutex);
     m_isPaused = false;
     m_isTidied = m_isTidied || m_world.isStopping(); // it was said below the question
-    put(m_waiting + block(m_world.clock()));
+    put(broken(m_waiting) + block(m_world.clock()));
     m_waiting.clear();
 }
 
@@ -120,6 +120,22 @@ std::string TerminalView::block(Moment now) const
         text += (shown == 0 ? "" : "\n") +
                 listing::cutTo("... and " + std::to_string(m_runs.size() - shown) + " more", columns);
     return m_runs.empty() ? "" : text + "\r" + up(shown < m_runs.size() ? shown : shown - 1);
+}
+
+// At words, as the terminal is wide now; a terminal breaks anywhere.
+std::string TerminalView::broken(std::string const& lines) const
+{
+    constexpr std::size_t kIndent = 4, kFewest = 20;
+    std::size_t const columns = m_world.size().columns > 0 ? m_world.size().columns : kUsualColumns;
+    if (columns < kFewest)
+        return lines;
+    std::string out;
+    for (std::size_t begin = 0; begin < lines.size();) {
+        std::size_t const end = std::min(lines.find('\n', begin), lines.size());
+        out += listing::wrapped(lines.substr(begin, end - begin), kIndent, columns - 1);
+        begin = end + 1;
+    }
+    return out;
 }
 
 // Somebody typed Ctrl-C, and was answered: over the first lines, after an empty one. Written again as a line that stays.

@@ -12,7 +12,7 @@
 
 namespace engine {
 
-/// One line a run, drawn over and over in its place, below the lines that stay; nothing of it is left at the end. The
+/// One line a run, drawn over and over in its place, below the lines that stay, which are broken at words; nothing of it is left at the end. The
 /// cursor waits at the beginning of the first of them: whatever the terminal makes of them when its size changes lies
 /// behind it, and is cleared from there.
 class TerminalView final : public ProgressView
@@ -48,6 +48,7 @@ private:
     void tickUntilClosed();
     void draw(Moment now); // the mutex is held
     std::string block(Moment now) const;
+    std::string broken(std::string const& lines) const;
     std::string tidied();
     void put(std::string const& text);
 

@@ -69,6 +69,28 @@ std::string cutTo(std::string const& utf8, std::size_t columns)
     return utf8.substr(0, end) + mark;
 }
 
+std::string wrapped(std::string const& line, std::size_t indent, std::size_t columns)
+{
+    std::string out;
+    std::size_t const first = std::min(line.find_first_not_of(' '), line.size());
+    std::string row = line.substr(0, first);
+    bool hasWord = false;
+    for (std::size_t begin = first; begin < line.size();) {
+        // With the blanks in front of it, which columns of a text may be made of.
+        std::size_t const word = std::min(line.find_first_not_of(' ', begin), line.size());
+        std::size_t const end = std::min(line.find(' ', word), line.size());
+        if (hasWord && columnsOf(row) + columnsOf(line.substr(begin, end - begin)) > columns) {
+            out += row + "\n";
+            row = std::string(std::min(indent, columns / 2), ' ');
+            begin = word;
+        }
+        row += line.substr(begin, end - begin);
+        hasWord = true;
+        begin = end;
+    }
+    return out + row + "\n";
+}
+
 std::string filledTo(std::string const& utf8, std::size_t columns)
 {
     return utf8 + std::string(columns - std::min(columns, columnsOf(utf8)), ' ');

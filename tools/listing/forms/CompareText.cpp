@@ -1,3 +1,4 @@
+#include <listing/forms/Columns.h>
 #include <listing/forms/Facts.h>
 #include <listing/forms/Listing.h>
 #include <listing/saved/Compare.h>

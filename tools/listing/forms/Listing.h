@@ -24,7 +24,4 @@ std::string html(Machine const& machine);
 std::string harmless(std::string const& text);
 std::string harmless(zel::String const& text);
 
-/// `text` on lines of bounded length, broken at blanks; what follows the first break is indented by `indent`.
-std::string wrapped(std::string const& line, std::size_t indent);
-
 } // namespace listing

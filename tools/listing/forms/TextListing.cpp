@@ -1,3 +1,4 @@
+#include <listing/forms/Columns.h>
 #include <listing/forms/Listing.h>
 
 #include <algorithm>
@@ -8,7 +9,6 @@ using namespace zel;
 
 namespace {
 
-constexpr std::size_t kColumns = 110;
 constexpr std::size_t kStep = 4; // of indentation
 
 /// Whether the value is a list whose elements are sentences: the commas between them would not be told from theirs.
@@ -49,22 +49,6 @@ void addDevice(Device const& device, std::string& out)
 }
 
 } // namespace
-
-std::string wrapped(std::string const& line, std::size_t indent)
-{
-    std::string out;
-    std::size_t begin = 0;
-    std::size_t room = kColumns;
-    while (line.size() - begin > room) {
-        std::size_t const blank = line.rfind(' ', begin + room);
-        if (blank == std::string::npos || blank <= begin + indent)
-            break;
-        out += line.substr(begin, blank - begin) + "\n" + std::string(indent, ' ');
-        begin = blank + 1;
-        room = kColumns > indent ? kColumns - indent : kColumns;
-    }
-    return out + line.substr(begin) + "\n";
-}
 
 std::string harmless(String const& text) { return text.withoutControls(false).toUtf8(); }
 std::string harmless(std::string const& text) { return harmless(String(text)); }

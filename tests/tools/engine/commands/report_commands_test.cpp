@@ -86,7 +86,7 @@ TEST(ReportCommand, WritesPages)
     EXPECT_EQ(writeReport({path, "html", folder.path("r.html")}), 0);
     EXPECT_TRUE(folder.read("r.html").starts_with("<!DOCTYPE html>"));
     EXPECT_THROW(writeReport({path, "pdf", ""}), zel::InvalidArgumentException);
-    EXPECT_THROW(writeReport({path, "html", folder.path("missing/r.html")}), zel::SystemException);
+    EXPECT_THROW(writeReport({path, "html", folder.path("missing/r.html")}), zel::InvalidArgumentException);
     EXPECT_THROW(writeReport({folder.path("none"), "html", ""}), zel::ParseException);
     ASSERT_EQ(::mkfifo(folder.path("fifo").c_str(), 0600), 0);
     ASSERT_EQ(::symlink(path.c_str(), folder.path("link").c_str()), 0);

@@ -202,6 +202,26 @@ TEST(TerminalViews, DrawAtMostTenTimesASecond)
     EXPECT_NE(terminal.seen().find("99%  0:03"), std::string::npos) << terminal.seen();
 }
 
+TEST(TerminalViews, BreakWhatStaysAtWords)
+{
+    std::string const line = "storage: Sequential read: Error 23: /dev/vda may not be opened at all.\n";
+    struct
+    {
+        std::size_t columns;
+        char const* seen;
+    } const cases[] = {
+        {120, "storage: Sequential read: Error 23: /dev/vda may not be opened at all.\nPASS\n"},
+        {71, "storage: Sequential read: Error 23: /dev/vda may not be opened at all.\nPASS\n"},
+        {70, "storage: Sequential read: Error 23: /dev/vda may not be opened at\n    all.\nPASS\n"},
+        {30, "storage: Sequential read:\n    Error 23: /dev/vda may\n    not be opened at all.\nPASS\n"},
+    };
+    for (auto const& one : cases) {
+        Terminal terminal(one.columns);
+        terminal.view.say(line + "PASS\n");
+        EXPECT_EQ(terminal.seen(), one.seen);
+    }
+}
+
 TEST(TerminalViews, SurviveEverySize)
 {
     Terminal terminal(100);
@@ -358,12 +378,39 @@ TEST(SessionObservers, ShowSomeOfAFlood)
     Observed observed;
     observed.observer.take(sessionBegan());
     observed.observer.take(runBegan(1));
-    for (int i = 0; i < 500; ++i)
-        observed.observer.take(failure(1));
-    auto const lines =
-        static_cast<std::size_t>(std::count(observed.out.text.begin(), observed.out.text.end(), '\n'));
-    EXPECT_EQ(lines, 1 + SessionObserver::kMostEventLines + 1);
-    EXPECT_EQ(readReport(observed.folder.path("r.jsonl")).runs.at(0).events.size(), 500u);
+    auto const tell = [&](std::string const& key, std::string const& message) {
+        RunEvent event = failure(1);
+        event.key = key;
+        event.message = message;
+        observed.observer.take(event);
+    };
+    std::string const title = "storage: Read all blocks on ACME Drive (/dev/sda): Error 17: ";
+    for (int i = 0; i < 38; ++i)
+        tell("heat", "It is hot.");
+    for (int i = 0; i < 200; ++i)
+        tell("block", "Block " + std::to_string(i));
+    std::string const end = std::string(10'000, 'x') + " end";
+    tell("long", end);
+    std::string expected = "Run 1 of 3: storage: Read all blocks on ACME Drive (/dev/sda)\n" + title +
+                           "It is hot.\n" + title + "Block 0\n" + title + "Block 1\n" + title + "Block 2\n";
+    EXPECT_EQ(observed.out.text.substr(0, expected.size()), expected);
+    EXPECT_EQ(observed.out.text.size() - expected.size(),
+              title.size() - std::string("Error 17: ").size() + SessionObserver::kMostEventColumns + 1);
+    for (int i = 0; i < 100; ++i)
+        tell("key " + std::to_string(i), "something");
+    auto const count = [&] {
+        return static_cast<std::size_t>(std::count(observed.out.text.begin(), observed.out.text.end(), '\n'));
+    };
+    EXPECT_EQ(count(), 1 + SessionObserver::kMostEventLines);
+    observed.out.text.clear();
+    observed.observer.take(runEnded(1, "FAIL"));
+    EXPECT_TRUE(observed.out.text.starts_with(
+        title + "... 197 more\n" + title + "... 37 more\n" +
+        "storage: Read all blocks on ACME Drive (/dev/sda): ... 55 other events\nFAIL  "))
+        << observed.out.text;
+    auto const events = readReport(observed.folder.path("r.jsonl")).runs.at(0).events;
+    EXPECT_EQ(events.size(), 339u);
+    EXPECT_EQ(events.at(238).message, end);
 }
 
 TEST(SessionObservers, AskThePerson)

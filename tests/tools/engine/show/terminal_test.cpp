@@ -144,11 +144,11 @@ TEST(Terminals, ShowQuestionsStopAndEndWithNothingLeftBehind)
     EXPECT_EQ(count(terminal.seen(), "%"), 0u) << "drawn over a question:\n" << terminal.seen();
     terminal.resize(40); // nothing is drawn now
     terminal.type("ja\n");
-    ASSERT_TRUE(terminal.awaits("PASS  storage: Read all blocks on ACME D")) << terminal.seen();
+    ASSERT_TRUE(terminal.awaits("PASS  storage: Read all blocks on ACME\n")) << terminal.seen();
     ASSERT_TRUE(terminal.awaits("%  0:")) << terminal.seen();
-    EXPECT_EQ(count(terminal.seen(), "Error 17: Block 7 cannot be read."), 1u) << terminal.seen();
+    EXPECT_EQ(count(terminal.seen(), "\n    cannot be read."), 1u) << terminal.seen();
     terminal.type("\x03");
-    ASSERT_TRUE(terminal.awaits("Verdict: STOPPED (1 USER ABORTED, 1 PASS")) << terminal.seen();
+    ASSERT_TRUE(terminal.awaits("Verdict: STOPPED (1 USER ABORTED, 1\n    PASS)")) << terminal.seen();
     std::string const seen = terminal.seen();
     EXPECT_EQ(count(seen, "Stopping. Press Ctrl-C again to end at o"), 1u) << seen;
     EXPECT_EQ(count(seen, "^C"), 0u) << seen;
