@@ -16,8 +16,6 @@
 #include <algorithm>
 #include <filesystem>
 
-#include <algorithm>
-
 namespace engine {
 
 using listing::harmless;

@@ -19,6 +19,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <system_error>
 
 namespace engine {
@@ -55,16 +56,32 @@ std::unique_ptr<ReportWriter> reportFor(std::string const& path, std::function<v
     }
 }
 
-/// So that "last" finds it.
-void noteElsewhere(std::string const& path, ProgressView& view)
+/// So that "last" finds a report that stands elsewhere. Made while the first module starts.
+class NoteElsewhere
 {
-    try {
-        ReportFolder::own().noteElsewhere(path, std::chrono::system_clock::now(), zel::System::processId());
-    } catch (zel::SystemException const& e) {
-        view.say(listing::programName() + ": \"krel5-engine last\" will not find this report: " +
-                 listing::harmless(e.getMessage()) + "\n");
+public:
+    explicit NoteElsewhere(ReportWriter& report)
+    {
+        report.meanwhile([path = report.path(), problem = m_problem] {
+            try {
+                ReportFolder::own().noteElsewhere(path, std::chrono::system_clock::now(),
+                                                  zel::System::processId());
+            } catch (zel::SystemException const& e) {
+                *problem = e.getMessage();
+            }
+        });
     }
-}
+    /// REQUIRES: the report was flushed.
+    void tellProblem(ProgressView& view) const
+    {
+        if (!m_problem->empty())
+            view.say(listing::programName() + ": \"krel5-engine last\" will not find this report: " +
+                     listing::harmless(*m_problem) + "\n");
+    }
+
+private:
+    std::shared_ptr<zel::String> m_problem = std::make_shared<zel::String>();
+};
 
 /// Nothing is run that the report's head does not stand above.
 Outcome runKept(Plan const& plan, RunOptions const& options, zel::StateManager const& machine,
@@ -72,15 +89,15 @@ Outcome runKept(Plan const& plan, RunOptions const& options, zel::StateManager c
 {
     Outcome const broken{wordOf(Grade::Broken), exitStatusOf(Grade::Broken)};
     zel::Stopwatch const watch;
-    SessionBegan const head =
-        sessionHead(listing::machineOf(machine), plan, plan.runs.size() * options.repeat,
-                    listing::programVersion(), options.command);
-    if (!observer.take(head))
-        return broken;
-    Outcome const outcome = Runner(machine, observer, runnerOptions(options, reportPath)).run(plan);
+    observer.take(sessionHead(listing::machineOf(machine), plan, plan.runs.size() * options.repeat,
+                              listing::programVersion(), options.command));
+    std::optional<Runner> runner(std::in_place, machine, observer, runnerOptions(options, reportPath));
+    Outcome const outcome = runner->run(plan);
     SessionEnded const end{std::chrono::system_clock::now(), outcome.verdict, outcome.exitStatus,
                            watch.getElapsed()};
-    bool const isKept = observer.take(end);
+    observer.take(end);
+    runner.reset(); // while the disk writes
+    bool const isKept = observer.flush();
     return isKept || outcome.exitStatus == exitStatusOf(Grade::Failed) ? outcome : broken;
 }
 
@@ -110,10 +127,13 @@ int runPlan(Plan const& plan, RunOptions const& options, zel::StateManager const
     auto const report = reportFor(options.report, [&](std::string const& what) {
         view->say(listing::programName() + ": " + listing::harmless(what) + "\n");
     });
+    std::optional<NoteElsewhere> note;
     if (!options.report.empty())
-        noteElsewhere(report->path(), *view);
+        note.emplace(*report);
     SessionObserver observer(*report, *view, {.out = *terminal});
     Outcome const outcome = runKept(plan, options, machine, observer, report->path());
+    if (note && report->flush())
+        note->tellProblem(*view);
     view.reset(); // nothing is drawn below what follows
     terminal.reset();
     bool const isPrinted =

@@ -3,7 +3,6 @@
 #include <engine/catalog/Assignment.h>
 #include <engine/catalog/Language.h>
 #include <engine/runner/ModuleChoice.h>
-#include <engine/show/SessionHead.h>
 
 #include <listing/command/Console.h>
 #include <listing/command/DevicesCommand.h>
@@ -28,7 +27,7 @@ std::vector<std::string> thoseThatExist(std::vector<std::string> folders)
 /// A module that is asked which devices its tests are for may go by any of them.
 zel::CapabilityImp neededBy(std::vector<Catalog::Place> const& tests)
 {
-    zel::CapabilityImp needed = machineFacts();
+    zel::CapabilityImp needed = zel::CapabilityImp::System();
     for (Catalog::Place const& place : tests) {
         if (place.module->record.choosesOwnTests())
             return zel::CapabilityImp::ALL();

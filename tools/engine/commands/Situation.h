@@ -42,8 +42,8 @@ struct Situation
 /// Which tests of the catalog matter. Nothing: all.
 using TestsWanted = std::function<std::optional<std::vector<Catalog::Place>>(Catalog const&)>;
 
-/// Says on standard error what could not be seen. Where only some tests matter, only for what they need is looked, beside what a
-/// report says of the machine; the other tests may stand without devices then, and devices have other numbers. Throws
+/// Says on standard error what could not be seen. Where only some tests matter, only for what they need is looked, beside
+/// what the machine is; the other tests may stand without devices then, and devices have other numbers. Throws
 /// InvalidArgumentException for a request that is bad usage.
 Situation lookAround(SituationRequest const& request, TestsWanted const& wanted = {});
 

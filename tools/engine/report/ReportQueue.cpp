@@ -3,31 +3,39 @@
 #include <cerrno>
 #include <condition_variable>
 #include <csignal>
-#include <cstdint>
-#include <deque>
-#include <mutex>
+#include <utility>
 
 namespace engine {
+
+struct ReportQueue::Job
+{
+    std::string line;
+    bool sync = false;
+    std::function<void()> work{}; // instead
+};
 
 struct ReportQueue::Shared
 {
     explicit Shared(ReportFile one) : path(one.path()), file(std::move(one)) {}
 
-    struct Job
-    {
-        std::string line;
-        bool sync = false;
-    };
-
     std::string const path;
     ReportFile file;  // the thread's
     std::mutex mutex; // guards what follows
     std::condition_variable changed;
-    std::deque<Job> jobs; // the first is being written
-    std::size_t bytes = 0;
-    std::uint64_t given = 0, done = 0;
-    int error = 0; // of the last that was done
+    std::vector<Job> jobs;  // for the thread to take, all at once
+    bool isWriting = false; // those that it took
+    std::size_t bytes = 0;  // of all that are not written
+    int error = 0;          // the first
+    bool isLate = false;    // somebody waited in vain for what is not written yet
     bool isClosed = false;
+
+    bool isIdle() const { return jobs.empty() && !isWriting; }
+    void add(Job job)
+    {
+        bytes += job.line.size();
+        jobs.push_back(std::move(job));
+        changed.notify_all();
+    }
 };
 
 ReportQueue::ReportQueue(ReportFile file, std::chrono::milliseconds patience)
@@ -42,11 +50,12 @@ ReportQueue::ReportQueue(ReportFile file, std::chrono::milliseconds patience)
 
 ReportQueue::~ReportQueue()
 {
+    flush();
     bool isIdle = false;
     {
         std::lock_guard<std::mutex> const guard(m_shared->mutex);
         m_shared->isClosed = true;
-        isIdle = m_shared->jobs.empty();
+        isIdle = m_shared->isIdle();
     }
     m_shared->changed.notify_all();
     if (isIdle)
@@ -57,20 +66,52 @@ ReportQueue::~ReportQueue()
 
 std::string const& ReportQueue::path() const noexcept { return m_shared->path; }
 
+int ReportQueue::waitFor(std::unique_lock<std::mutex>& lock, bool (*isMet)(Shared const&))
+{
+    Shared& shared = *m_shared;
+    if (!shared.isLate && !shared.changed.wait_for(lock, m_patience, [&] { return isMet(shared); }))
+        shared.isLate = true;
+    return shared.isLate ? ETIMEDOUT : shared.error;
+}
+
 int ReportQueue::put(std::string line, bool sync)
 {
     Shared& shared = *m_shared;
     std::unique_lock<std::mutex> lock(shared.mutex);
-    bool const isLate = !shared.jobs.empty();
-    if (isLate && shared.bytes + line.size() > kMostBytes)
-        return ETIMEDOUT;
-    shared.bytes += line.size();
-    shared.jobs.push_back({std::move(line), sync});
-    std::uint64_t const number = ++shared.given;
-    shared.changed.notify_all();
-    if (isLate || !shared.changed.wait_for(lock, m_patience, [&] { return shared.done >= number; }))
-        return ETIMEDOUT;
-    return shared.error;
+    int const error = waitFor(lock, [](Shared const& one) { return one.bytes < kMostBytes; });
+    if (shared.bytes < kMostBytes)
+        shared.add({std::move(line), sync});
+    return error;
+}
+
+void ReportQueue::put(std::function<void()> work)
+{
+    std::lock_guard<std::mutex> const guard(m_shared->mutex);
+    m_shared->add({{}, false, std::move(work)});
+}
+
+int ReportQueue::flush()
+{
+    std::unique_lock<std::mutex> lock(m_shared->mutex);
+    return waitFor(lock, [](Shared const& one) { return one.isIdle(); });
+}
+
+// One wait for the disk serves all that came while it was waited for the last time.
+int ReportQueue::write(ReportFile& file, std::vector<Job> const& jobs)
+{
+    int first = 0;
+    bool sync = false;
+    for (Job const& job : jobs) {
+        if (job.work) {
+            job.work();
+            continue;
+        }
+        int const error = file.append(job.line);
+        first = first != 0 ? first : error;
+        sync = sync || (job.sync && error == 0);
+    }
+    int const error = sync ? file.sync() : 0;
+    return first != 0 ? first : error;
 }
 
 void ReportQueue::work(Shared& shared)
@@ -80,16 +121,17 @@ void ReportQueue::work(Shared& shared)
         shared.changed.wait(lock, [&] { return !shared.jobs.empty() || shared.isClosed; });
         if (shared.jobs.empty())
             return;
-        Shared::Job const& job = shared.jobs.front(); // stays where it is when others come
+        std::vector<Job> const jobs = std::exchange(shared.jobs, {});
+        shared.isWriting = true;
         lock.unlock();
-        int error = shared.file.append(job.line);
-        if (error == 0 && job.sync)
-            error = shared.file.sync();
+        int const error = write(shared.file, jobs);
         lock.lock();
-        shared.bytes -= job.line.size();
-        shared.jobs.pop_front();
-        shared.error = error;
-        ++shared.done;
+        for (Job const& job : jobs)
+            shared.bytes -= job.line.size();
+        shared.isWriting = false;
+        shared.error = shared.error != 0 ? shared.error : error;
+        if (shared.isIdle())
+            shared.isLate = false;
         shared.changed.notify_all();
     }
 }

@@ -3,9 +3,12 @@
 #include <engine/report/linux/ReportFile.h>
 
 #include <chrono>
+#include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace engine {
 
@@ -22,14 +25,22 @@ public:
     ReportQueue(ReportQueue const&) = delete;
     ReportQueue& operator=(ReportQueue const&) = delete;
 
-    /// Writes the line, and waits until it is on disk where `sync` says so. 0 or an errno value; ETIMEDOUT when the
-    /// patience is over, and then at once, until all that waits is written.
+    /// To be written, and then on disk where `sync` says so; returns before that, but where more than kMostBytes wait. 0, or the
+    /// first errno value of all that was written so far; ETIMEDOUT when the patience is over, and then at once, until all that
+    /// waits is written.
     int put(std::string line, bool sync);
+    /// To be done by the thread that writes, behind what was put before, for it may wait for a disk. It must not throw.
+    void put(std::function<void()> work);
+    /// Waits until all that was put is written, on disk where it was to be. Gives what put() gives.
+    int flush();
     std::string const& path() const noexcept;
 
 private:
     struct Shared;
+    struct Job;
     static void work(Shared& shared);
+    static int write(ReportFile& file, std::vector<Job> const& jobs);
+    int waitFor(std::unique_lock<std::mutex>& lock, bool (*isMet)(Shared const&));
 
     std::shared_ptr<Shared> m_shared;
     std::chrono::milliseconds m_patience;

@@ -37,10 +37,11 @@ std::string lineOf(Record const& record, std::string const& bootId)
     return json.end().take() + "\n";
 }
 
+// Whose order with what happens outside matters. The head is on disk with the first run.
 bool isBoundary(Record const& record)
 {
-    return std::holds_alternative<SessionBegan>(record) || std::holds_alternative<RunBegan>(record) ||
-           std::holds_alternative<RunEnded>(record) || std::holds_alternative<SessionEnded>(record);
+    return std::holds_alternative<RunBegan>(record) || std::holds_alternative<RunEnded>(record) ||
+           std::holds_alternative<SessionEnded>(record);
 }
 
 } // namespace
@@ -77,7 +78,7 @@ bool ReportWriter::take(Record const& record)
         return m_isComplete;
     if (RunEnded const* const ended = std::get_if<RunEnded>(&record))
         m_detailBytes.erase(ended->run);
-    return write(line, isBoundary(record)) && m_isComplete;
+    return write(line, isBoundary(record));
 }
 
 // A module that floods is not to fill the disk, nor to make a report that nobody can read.
@@ -110,21 +111,22 @@ void ReportWriter::tellLeftOut(Detail const& detail)
 bool ReportWriter::write(std::string const& line, bool isBoundary)
 {
     bool const sync = isBoundary || m_sinceSync.getElapsed() >= kSyncSeconds;
-    int const error = m_file.put(line, sync);
     if (sync)
         m_sinceSync.reset();
-    if (error != 0)
-        fail(error);
-    return error == 0;
+    return judge(m_file.put(line, sync));
 }
 
-void ReportWriter::fail(int errorNumber)
+bool ReportWriter::flush() { return judge(m_file.flush()); }
+
+bool ReportWriter::judge(int errorNumber)
 {
-    if (m_isComplete)
+    if (errorNumber != 0 && m_isComplete) {
+        m_isComplete = false;
         m_tell("The report " + path() + " is not complete: " +
                (errorNumber == ETIMEDOUT ? "its disk does not answer"
                                          : zel::System::errorText(errorNumber).toUtf8()));
-    m_isComplete = false;
+    }
+    return m_isComplete;
 }
 
 } // namespace engine

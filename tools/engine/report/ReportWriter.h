@@ -2,7 +2,8 @@
 // Writes a report while its session runs: one record a line, on disk before a test begins and after it has ended.
 //
 //     engine::ReportWriter report("", tellPerson); // in the folder of the day
-//     if (!report.take(runBegan)) ...              // the run must not begin
+//     report.take(runBegan);                       // while the module is started
+//     if (!report.flush()) ...                     // the run must not begin
 //
 // Thread rule: one thread at a time.
 
@@ -16,6 +17,7 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <utility>
 
 namespace engine {
 
@@ -28,16 +30,22 @@ public:
     static constexpr std::size_t kDetailBytes =
         128u << 20; ///< and all of these: what is larger cannot be read again
 
-    /// A new file, for its owner alone; an empty path: in ReportFolder::own(). `tell` gets what a person must know.
-    /// Throws zel::SystemException naming the path where it cannot be made, or something has that name. A record that
-    /// is not written within the patience could not be kept.
+    /// A new file, for its owner alone; an empty path: in ReportFolder::own(). `tell` gets what a person must know, in the calls
+    /// below. Throws zel::SystemException naming the path where it cannot be made, or something has that name. Records that
+    /// are not written within the patience could not be kept.
     ReportWriter(std::string const& path, std::function<void(std::string const&)> tell,
                  std::chrono::milliseconds patience = std::chrono::seconds(30));
 
-    /// True: it is written; what begins and ends, and everything else within about a second, is on disk as well. False from
-    /// the first record on that could not be kept, which is told; what follows is still written where that goes.
-    /// Events, questions and percentages beyond the sizes above are left out, of which one record for each kind tells.
+    /// To be written behind what was taken before, without a wait; what begins and ends a run or the session, and
+    /// everything else within about a second, goes to the disk at once. False from the first record on of which it is known
+    /// that it could not be kept, which is told; what follows is still written where that goes. Events, questions and percentages beyond the sizes above are left out, of which one record for each kind tells.
     bool take(Record const& record);
+
+    /// Waits until all that was taken is written, and on disk as said. Gives what take() gives.
+    bool flush();
+    /// Done by the thread that writes, behind what was taken before, for it may wait for a disk, too; when the next flush()
+    /// gives true, it is done. It must not throw.
+    void meanwhile(std::function<void()> work) { m_file.put(std::move(work)); }
 
     bool isComplete() const noexcept { return m_isComplete; }
     std::string const& path() const noexcept { return m_file.path(); }
@@ -48,7 +56,7 @@ private:
     bool hasRoom(Detail const& detail, std::size_t bytes);
     void tellLeftOut(Detail const& detail);
     bool write(std::string const& line, bool isBoundary);
-    void fail(int errorNumber);
+    bool judge(int errorNumber);
 
     ReportQueue m_file;
     std::function<void(std::string const&)> m_tell;

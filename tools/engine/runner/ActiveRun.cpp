@@ -157,8 +157,13 @@ void ActiveRun::said(zel::Message const& message)
 
 void ActiveRun::tellWhatToRun(zel::Message const& request)
 {
-    if (m_isTold)
+    if (m_isTold || m_isNotKept)
         return;
+    if (!m_around.observer.flush()) {
+        m_isNotKept = true;
+        askToEnd(Clock::now(), false);
+        return;
+    }
     m_isTold = true;
     auto run = zel::TestRunImp::restored(zel::TestRunImp(nullptr, nullptr).guid(), zel::String(m_plan.test),
                                          m_plan.device->guid());
@@ -389,6 +394,9 @@ std::string ActiveRun::howItEnded(Child::End const& end) const
 
 ActiveRun::Judgement ActiveRun::withoutResult(Child::End const& end) const
 {
+    if (m_isNotKept)
+        return {TestResultImp::CANNOTRUN(),
+                "not run, since its beginning could not be written to the report"};
     std::string note = howItEnded(end);
     if (!m_isTold) {
         note += m_isLate ? std::string(", after it had not registered with the engine in time")

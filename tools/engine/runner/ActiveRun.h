@@ -106,7 +106,7 @@ private:
     std::optional<Child::End> m_processEnd;      // and since when what it said is awaited
     Clock::time_point m_settled;
 
-    bool m_isTold = false, m_isGone = false, m_isLate = false, m_isOwnLimit = false;
+    bool m_isTold = false, m_isGone = false, m_isLate = false, m_isOwnLimit = false, m_isNotKept = false;
     zel::String m_brokenRule;
     std::string m_internalError;
     std::optional<StopReason> m_stopReason;

@@ -173,7 +173,7 @@ void Runner::Impl::start(PlannedRun const& planned)
 {
     PlannedRun const plan = withSeed(planned);
     RunId const id = ++lastId;
-    // What was running when the machine went down must stand on disk before it begins.
+    // What was running when the machine went down must stand on disk before it begins; meanwhile its module starts.
     if (!observer.take(recordOf(id, plan))) {
         count(Grade::Broken);
         return;
@@ -329,9 +329,6 @@ Outcome Runner::Impl::run(Plan const& plan)
     keeper.emplace(); // before the link has a thread
     server = std::make_unique<zel::IPCServer>(inbox.handlers());
     runAll(plan);
-    inbox.close();
-    server.reset();
-    keeper.reset();
     return {wordOf(worst), exitStatusOf(worst)};
 }
 
@@ -341,7 +338,8 @@ Runner::Runner(zel::StateManager const& machine, RunObserver& observer, RunnerOp
 
 Runner::~Runner()
 {
-    m_impl->inbox.close(); // where an observer has thrown
+    m_impl->inbox.close();
+    m_impl->server.reset();
 }
 
 Outcome Runner::run(Plan const& plan) { return m_impl->run(plan); }

@@ -25,8 +25,11 @@ class RunObserver
 public:
     virtual ~RunObserver() = default;
 
-    /// False: the record could not be kept. A run that could not be begun on disk is not started.
+    /// False: this record, or one before it, could not be kept. Then no run begins any more.
     virtual bool take(Record const& record) = 0;
+    /// Waits until all that was taken is kept for good, what begins and ends on disk. False as above: a run of which the disk
+    /// does not know that it begins is not made.
+    virtual bool flush() = 0;
     /// Of a run that is on its way; between records, as often as the module says something new. `percent`: -1 where it has
     /// said none; `secondsLeft`: 0 where it has said none; `text`: what it is doing, in a few words, or nothing.
     virtual void progressed(RunId run, int percent, unsigned pass, unsigned secondsLeft,

@@ -37,14 +37,6 @@ std::string factOf(listing::Device const& device)
 
 } // namespace
 
-CapabilityImp machineFacts()
-{
-    CapabilityImp facts = CapabilityImp::System();
-    for (CapabilityImp const& one : parts())
-        facts |= one;
-    return facts;
-}
-
 SessionBegan sessionHead(listing::Machine const& machine, Plan const& plan, std::size_t plannedRuns,
                          std::string const& engineVersion, std::string const& command)
 {

@@ -10,11 +10,8 @@
 
 namespace engine {
 
-/// `command`: as it was typed, quoted for a shell. What is not known or not readable stays empty.
+/// What the machine is, and those of its parts that were looked for. `command`: as it was typed, quoted for a shell. What is not known or not readable stays empty.
 SessionBegan sessionHead(listing::Machine const& machine, Plan const& plan, std::size_t plannedRuns,
                          std::string const& engineVersion, std::string const& command);
-
-/// The devices that the head tells of.
-zel::CapabilityImp machineFacts();
 
 } // namespace engine

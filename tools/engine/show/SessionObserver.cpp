@@ -44,12 +44,18 @@ bool SessionObserver::take(Record const& record)
 {
     std::lock_guard<std::mutex> const guard(m_mutex);
     bool const isKept = m_report.take(record);
-    // A run that could not be begun on disk does not begin.
+    // It does not begin.
     if (isKept || !std::holds_alternative<RunBegan>(record)) {
         m_builder.add(record);
         std::visit([this](auto const& one) { tell(one); }, record);
     }
     return isKept;
+}
+
+bool SessionObserver::flush()
+{
+    std::lock_guard<std::mutex> const guard(m_mutex);
+    return m_report.flush();
 }
 
 void SessionObserver::tell(RunBegan const& record)

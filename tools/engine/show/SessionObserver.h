@@ -41,6 +41,7 @@ public:
     SessionObserver(ReportWriter& report, ProgressView& view, Person person = {});
 
     bool take(Record const& record) override;
+    bool flush() override;
     void progressed(RunId run, int percent, unsigned pass, unsigned secondsLeft,
                     std::string const& text) override;
     /// Where nobody can be asked the box keeps its default answer, which is told.

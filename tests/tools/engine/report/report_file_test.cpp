@@ -61,6 +61,7 @@ std::string written(std::vector<Record> const& records)
     ReportWriter report(folder.path("r.jsonl"), [](std::string const& what) { ADD_FAILURE() << what; });
     for (Record const& record : records)
         EXPECT_TRUE(report.take(record));
+    EXPECT_TRUE(report.flush());
     return folder.read("r.jsonl");
 }
 
@@ -304,18 +305,21 @@ TEST(ReportWriter, TellsOnceThatTheDiskIsFull)
     TemporaryFolder const folder;
     std::vector<std::string> told;
     ReportWriter report(folder.path("r.jsonl"), [&](std::string const& what) { told.push_back(what); });
-    EXPECT_TRUE(report.take(sessionBegan()));
+    EXPECT_TRUE(report.take(sessionBegan()) && report.flush());
     std::string const before = folder.read("r.jsonl");
     {
         FileSizeLimit const limit(before.size() + 100);
-        EXPECT_FALSE(report.take(runBegan(1)));
+        report.take(runBegan(1));
+        EXPECT_FALSE(report.flush());
         EXPECT_EQ(folder.read("r.jsonl"), before) << "a part of a line stayed";
         EXPECT_FALSE(report.take(runBegan(2)));
+        EXPECT_FALSE(report.flush());
     }
     ASSERT_EQ(told.size(), 1u);
     EXPECT_NE(told[0].find(folder.path("r.jsonl") + " is not complete: File too large"), std::string::npos)
         << told[0];
     EXPECT_FALSE(report.take(runBegan(3))) << "what is missing stays missing";
+    EXPECT_FALSE(report.flush());
     EXPECT_FALSE(report.isComplete());
     Session const session = readReport(folder.read("r.jsonl"), "r");
     EXPECT_EQ(session.runs.size(), 1u);
@@ -405,6 +409,7 @@ TEST(Reports, OfAnEngineThatWasKilledDidNotEnd)
         ReportWriter report(path, {});
         for (Record const& record : interruptedSession())
             report.take(record);
+        report.flush();
         [[maybe_unused]] auto const said = ::write(ready[1], "x", 1);
         for (;;)
             ::pause();
@@ -451,10 +456,11 @@ TEST(ReportFiles, OfADiskThatDoesNotAnswerHoldNobodyUpTwice)
             folder.path("r.jsonl"), [&](std::string const& what) { told += what + "\n"; },
             std::chrono::milliseconds(300));
         EXPECT_TRUE(report.take(sessionBegan()));
-        EXPECT_TRUE(report.take(runBegan(1)));
+        EXPECT_TRUE(report.take(runBegan(1)) && report.flush());
         s_diskHangs = true;
         zel::Stopwatch const watch;
-        EXPECT_FALSE(report.take(runEnded(1, "PASS")));
+        EXPECT_TRUE(report.take(runEnded(1, "PASS"))) << "nobody waits yet";
+        EXPECT_FALSE(report.flush());
         for (int i = 0; i < 100; ++i)
             EXPECT_FALSE(report.take(runBegan(2)));
         EXPECT_GE(watch.getElapsed(), 0.3);

@@ -38,10 +38,13 @@ public:
     bool take(Record const& record) override
     {
         bool const isKept = m_real.take(record);
-        if (--m_left == 0)
+        if (--m_left == 0) {
+            flush();
             ::kill(::getpid(), SIGKILL);
+        }
         return isKept;
     }
+    bool flush() override { return m_real.flush(); }
     void progressed(RunId run, int percent, unsigned pass, unsigned left, std::string const& text) override
     {
         m_real.progressed(run, percent, pass, left, text);

@@ -30,6 +30,7 @@ public:
             ++events[tests[event->run]];
         return true;
     }
+    bool flush() override { return true; }
     void progressed(RunId, int, unsigned, unsigned, std::string const&) override {}
     void ask(RunId, zel::MessageBoxImp& box, bool (*)()) override { box.setAnswer(box.defaultCode()); }
 

@@ -45,6 +45,7 @@ public:
         tenths += std::holds_alternative<RunProgress>(record);
         return true;
     }
+    bool flush() override { return !isTooSlow; }
     void progressed(RunId, int percent, unsigned, unsigned, std::string const& text) override
     {
         progress.emplace_back(percent, text);
@@ -70,7 +71,7 @@ public:
     std::vector<std::pair<int, std::string>> progress;
     std::function<void()> onProgress;
     std::optional<int> answer;
-    bool isFull = false;
+    bool isFull = false, isTooSlow = false;
     int began = 0, tenths = 0;
 };
 
@@ -279,6 +280,7 @@ TEST_F(RunnerTest, aFloodDoesNotFillTheDisk)
     {
         explicit Reporting(std::string const& path) : report(path, [](std::string const&) {}) {}
         bool take(Record const& record) override { return Recorder::take(record) && report.take(record); }
+        bool flush() override { return report.flush(); }
         ReportWriter report;
     } reporting(folder.path("report.jsonl"));
     reporting.answer = 1;
@@ -372,6 +374,17 @@ TEST_F(RunnerTest, aRunThatCannotBeRecordedIsNotStarted)
     EXPECT_NE(0, outcome.exitStatus);
     EXPECT_TRUE(recorder.progress.empty());
     EXPECT_TRUE(recorder.ends.empty());
+}
+
+// Its module is there already when the disk turns out not to answer.
+TEST_F(RunnerTest, aRunWhoseBeginningIsNotOnDiskIsNotMade)
+{
+    recorder.isTooSlow = true;
+    RunEnded const end = ended(planned("pass"));
+    EXPECT_EQ("CANNOT RUN", end.result);
+    EXPECT_EQ("not run, since its beginning could not be written to the report", end.note);
+    EXPECT_TRUE(recorder.progress.empty());
+    EXPECT_TRUE(recorder.events.empty());
 }
 
 TEST_F(RunnerTest, theVerdictIsTheWorstAndNothingIsForgotten)

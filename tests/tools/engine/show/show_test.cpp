@@ -335,6 +335,7 @@ TEST(SessionObservers, KeepAndShowASession)
     Observed observed;
     for (Record const& record : failedSession())
         EXPECT_TRUE(observed.observer.take(record));
+    EXPECT_TRUE(observed.observer.flush());
     for (char const* const line :
          {"Run 1 of 3: storage: Read all blocks on ACME Drive (/dev/sda)\n",
           "storage: Read all blocks on ACME Drive (/dev/sda): 10%",
@@ -408,6 +409,7 @@ TEST(SessionObservers, ShowSomeOfAFlood)
         title + "... 197 more\n" + title + "... 37 more\n" +
         "storage: Read all blocks on ACME Drive (/dev/sda): ... 55 other events\nFAIL  "))
         << observed.out.text;
+    EXPECT_TRUE(observed.observer.flush());
     auto const events = readReport(observed.folder.path("r.jsonl")).runs.at(0).events;
     EXPECT_EQ(events.size(), 339u);
     EXPECT_EQ(events.at(238).message, end);
@@ -492,13 +494,15 @@ TEST(SessionObservers, DoNotBeginWhatCannotBeWritten)
     std::signal(SIGXFSZ, SIG_IGN);
     rlimit const none{1, before.rlim_max};
     ::setrlimit(RLIMIT_FSIZE, &none);
-    bool const isKept = observed.observer.take(runBegan(1));
+    observed.observer.take(runBegan(1));
+    bool const isKept = observed.observer.flush();
     ::setrlimit(RLIMIT_FSIZE, &before);
     EXPECT_FALSE(isKept);
-    EXPECT_TRUE(observed.observer.session().runs.empty());
+    EXPECT_FALSE(observed.observer.take(runBegan(2)));
+    EXPECT_EQ(1u, observed.observer.session().runs.size()) << "only the one of which nobody knew it yet";
     EXPECT_NE(observed.out.text.find("is not complete: File too large"), std::string::npos)
         << observed.out.text;
-    EXPECT_EQ(observed.out.text.find("Run 1"), std::string::npos);
+    EXPECT_EQ(observed.out.text.find("Run 2"), std::string::npos);
 }
 
 } // namespace engine::test

@@ -54,8 +54,12 @@ std::set<pid_t> children()
 
 } // namespace
 
-Keeper::Keeper()
+Keeper::Keeper() : m_others(children()) { ::prctl(PR_SET_CHILD_SUBREAPER, 1); }
+
+// Beside the module, which has not got to its main function yet.
+void Keeper::begin()
 {
+    m_hasBegun = true;
     int ends[2];
     if (::pipe2(ends, O_CLOEXEC) == 0) {
         zel::FileDescriptor const reading(ends[0]);
@@ -63,9 +67,9 @@ Keeper::Keeper()
         m_process = ::fork();
         if (m_process == 0)
             keep(reading.number());
+        if (m_process > 0)
+            m_others.insert(m_process);
     }
-    ::prctl(PR_SET_CHILD_SUBREAPER, 1);
-    m_others = children();
 }
 
 Keeper::~Keeper()
@@ -83,7 +87,12 @@ void Keeper::tell(pid_t number) const
         zel::writeAll(m_pipe.number(), reinterpret_cast<char const*>(&number), sizeof number, written, false);
 }
 
-void Keeper::watch(pid_t module) { tell(module); }
+void Keeper::watch(pid_t module)
+{
+    if (!m_hasBegun)
+        begin();
+    tell(module);
+}
 void Keeper::forget(pid_t module) { tell(-module); }
 
 // Those of an orphan that is ended come here in their turn.

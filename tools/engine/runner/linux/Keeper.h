@@ -20,16 +20,18 @@ public:
     Keeper(Keeper const&) = delete;
     Keeper& operator=(Keeper const&) = delete;
 
-    /// A module that leads a group of its own.
+    /// A module that leads a group of its own; at once after its start.
     void watch(pid_t module);
     void forget(pid_t module); ///< it has ended, with its group
     /// What was adopted. REQUIRES: no module runs, since nobody can tell whose it is.
     void endOrphans() const;
 
 private:
+    void begin();
     void tell(pid_t number) const;
 
     zel::FileDescriptor m_pipe; // to the process
+    bool m_hasBegun = false;
     pid_t m_process = -1;
     std::set<pid_t> m_others; // children that are no module's
 };

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 
 namespace zel {
@@ -87,32 +88,33 @@ private:
     {
         if (!m_asked) {
             m_asked = true;
-            if (m_library.complete) {
-                m_context = m_library.create();
-                m_database = m_library.openDatabase(m_context);
+            m_library.emplace();
+            if (m_library->complete) {
+                m_context = m_library->create();
+                m_database = m_library->openDatabase(m_context);
             }
         }
         HardwareName name;
         if (!m_database)
             return name;
-        for (udev_list_entry* entry = m_library.look(m_database, key, 0); entry;
-             entry = m_library.next(entry)) {
-            char const* const value = m_library.value(entry);
+        for (udev_list_entry* entry = m_library->look(m_database, key, 0); entry;
+             entry = m_library->next(entry)) {
+            char const* const value = m_library->value(entry);
             if (!value)
                 continue;
-            if (std::strcmp(m_library.name(entry), "ID_VENDOR_FROM_DATABASE") == 0)
+            if (std::strcmp(m_library->name(entry), "ID_VENDOR_FROM_DATABASE") == 0)
                 name.vendor = value;
-            else if (std::strcmp(m_library.name(entry), "ID_MODEL_FROM_DATABASE") == 0)
+            else if (std::strcmp(m_library->name(entry), "ID_MODEL_FROM_DATABASE") == 0)
                 name.product = value;
         }
         return name;
     }
 
     static constexpr std::size_t kMaxAnswers = 4096;
-    Library const m_library;
     mutable std::mutex m_mutex; // a database handle keeps its last answer, so one question at a time
     mutable std::map<std::string, HardwareName, std::less<>> m_answers;
     mutable bool m_asked = false;
+    mutable std::optional<Library> m_library;
     // Kept until the process ends, as the library is.
     mutable udev* m_context = nullptr;
     mutable udev_hwdb* m_database = nullptr;
