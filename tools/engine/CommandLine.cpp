@@ -51,6 +51,7 @@ constexpr char kWatchFooter[] =
     "  krel5-engine watch                       all that there is to read, until Ctrl-C\n"
     "  krel5-engine watch sensors --device /dev/sda --interval 1\n"
     "  krel5-engine watch --json --for 10m > readings.jsonl       a line an event, for programs\n"
+    "  krel5-engine watch --prometheus 9273     for Prometheus on this machine\n"
     "Exit status: 0 watched to the end; 22 bad usage, or what was read could not be written; 23 an alert "
     "that\n"
     "is critical stood at the end, 51 another alert; 28 a module ended by itself, or was silent to the end.";
@@ -173,6 +174,10 @@ void addWatch(CLI::App& app, WatchRequest& watch)
         ->allow_extra_args(false)
         ->take_all();
     app.add_flag("--json", watch.json, "A line of JSON for everything that happens, for programs");
+    app.add_option("--prometheus", watch.prometheus,
+                   "Also a page for Prometheus, http://ADDRESS/metrics: 9273 (of 127.0.0.1), [::1]:9273")
+        ->type_name("ADDRESS");
+    app.add_flag("--from-afar", watch.fromAfar, "ADDRESS may be one that other machines reach");
     addWhere(app, watch.where, false);
     app.footer(kWatchFooter);
 }

@@ -5,9 +5,14 @@
 #include <engine/plan/PlanFile.h>
 #include <engine/report/Verdict.h>
 #include <engine/runner/ExitStatus.h>
+#include <engine/show/linux/Terminal.h>
 #include <engine/watch/JsonLines.h>
+#include <engine/watch/MetricsText.h>
+#include <engine/watch/Readings.h>
+#include <engine/watch/TableView.h>
 #include <engine/watch/WatchSet.h>
 #include <engine/watch/linux/LineOutput.h>
+#include <engine/web/linux/MetricsServer.h>
 
 #include <listing/command/Console.h>
 #include <listing/forms/Listing.h>
@@ -21,10 +26,12 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdlib>
 #include <map>
 #include <memory>
 #include <set>
 #include <unistd.h>
+#include <utility>
 
 namespace engine {
 
@@ -72,9 +79,11 @@ std::function<bool(zel::DeviceImp const&)> wantedDevices(std::vector<std::string
 }
 
 /// Standing alerts, and complaints for people; further views hear the same.
-class Bystander : public WatchObserver
+class Bystander final : public WatchObserver
 {
 public:
+    /// `isQuiet`: a table tells of modules.
+    explicit Bystander(bool isQuiet) : m_isQuiet(isQuiet) {}
     void take(WatchNews const& news) override
     {
         using Kind = WatchNews::Kind;
@@ -82,6 +91,8 @@ public:
             m_standing[news.alert.guid] = gradeOfAlert(news.alert.type);
         if (news.kind == Kind::AlertCleared)
             m_standing.erase(news.alert.guid);
+        if (m_isQuiet)
+            return;
         if (news.kind == Kind::ModuleFailed || news.kind == Kind::ModuleSilent)
             listing::complain(news.module + ": " + news.text);
         else if (news.kind == Kind::ModuleHeard)
@@ -97,6 +108,7 @@ public:
     }
 
 private:
+    bool const m_isQuiet;
     std::map<std::string, Grade> m_standing; // by guid
 };
 
@@ -110,17 +122,17 @@ private:
     LineOutput& m_out;
 };
 
-/// A line a reading, for a file or a mail.
+/// A line a reading, for a file or a mail; or alerts only.
 class PlainWatch final : public WatchObserver
 {
 public:
-    explicit PlainWatch(LineOutput& out) : m_out(out) {}
+    PlainWatch(LineOutput& out, bool withReadings) : m_out(out), m_withReadings(withReadings) {}
     void take(WatchNews const& news) override
     {
         std::string const where =
             news.device.name + (news.device.place.empty() ? "" : " (" + news.device.place + ")");
         std::string text;
-        for (Reading const& one : news.readings)
+        for (Reading const& one : m_withReadings ? news.readings : std::vector<Reading>())
             text += harmless(where + ": " + one.name + ": " + one.value.toString().toUtf8()) + "\n";
         if (news.kind == WatchNews::Kind::AlertRaised || news.kind == WatchNews::Kind::AlertCleared)
             text += harmless(std::string(news.kind == WatchNews::Kind::AlertRaised ? "ALERT: " : "Over: ") +
@@ -132,21 +144,62 @@ public:
 
 private:
     LineOutput& m_out;
+    bool const m_withReadings;
 };
 
-class Both final : public WatchObserver
+/// Tells all of them.
+class Several final : public WatchObserver
 {
 public:
-    Both(WatchObserver& first, WatchObserver& second) : m_first(first), m_second(second) {}
+    explicit Several(std::vector<WatchObserver*> all) : m_all(std::move(all)) {}
     void take(WatchNews const& news) override
     {
-        m_first.take(news);
-        m_second.take(news);
+        for (WatchObserver* const one : m_all)
+            one->take(news);
+        m_isNews = true;
     }
+    bool takeNews() { return std::exchange(m_isNews, false); }
 
 private:
-    WatchObserver &m_first, &m_second;
+    std::vector<WatchObserver*> m_all;
+    bool m_isNews = false;
 };
+
+TableForm tableForm(std::string const& head)
+{
+    TerminalSize const size = terminalSize(kStandardOutput);
+    TableForm form;
+    form.columns = size.columns > 1 ? size.columns - 1 : form.columns;
+    form.rows = size.rows > 1 ? size.rows - 1 : form.rows;
+    form.isUnicode = showsUnicode();
+    form.isColored = !std::getenv("NO_COLOR");
+    form.head = head;
+    return form;
+}
+
+std::unique_ptr<MetricsServer> endpoint(WatchRequest const& request, Readings const& readings)
+{
+    if (request.prometheus.empty())
+        return nullptr;
+    WebAddress const address = webAddressOf(request.prometheus, "--prometheus");
+    if (!address.isLoopback() && !request.fromAfar)
+        throw zel::InvalidArgumentException(
+            "--prometheus: other machines reach " + zel::String(textOf(address)) +
+            ", and everybody there would read what is watched; --from-afar allows it");
+    return std::make_unique<MetricsServer>(address, kMetricsType, [&readings] {
+        return metricsText(readings.snapshot(), std::chrono::system_clock::now());
+    });
+}
+
+std::string headOf(std::vector<ModuleToWatch> const& modules, MetricsServer const* server)
+{
+    std::string head = "Watching";
+    for (ModuleToWatch const& one : modules)
+        head += (&one == modules.data() ? " " : ", ") + harmless(one.guid);
+    if (server)
+        head += ", http://" + textOf(server->address()) + "/metrics";
+    return head + ". Ctrl-C ends it.";
+}
 
 } // namespace
 
@@ -200,6 +253,8 @@ int watchCommand(WatchRequest const& request)
     auto const modules = modulesToWatch(request.modules, situation.catalog, interval);
     if (modules.empty())
         throw zel::InvalidArgumentException("there is no module that watches anything");
+    Readings readings; // outlives the server
+    auto const server = endpoint(request, readings);
     zel::StopSignal::install(exitStatusOf(Grade::Stopped));
 
     PrivateFolder const folder; // of the modules' logs
@@ -210,29 +265,40 @@ int watchCommand(WatchRequest const& request)
     options.logFolder = folder.path();
     options.isWanted = wantedDevices(request.devices, situation);
 
+    bool const isTable = !request.json && canRedraw(kStandardOutput);
     LineOutput out(STDOUT_FILENO, [&request](std::size_t pieces) {
         return request.json ? jsonOfGap(pieces, std::chrono::system_clock::now())
                             : std::to_string(pieces) + " lines are left out: nobody read on\n";
     });
-    std::unique_ptr<WatchObserver> view;
+    Bystander bystander(isTable);
+    std::vector<WatchObserver*> observers{&bystander, &readings};
+    JsonView json(out);
+    PlainWatch plain(out, !server);
     if (request.json)
-        view = std::make_unique<JsonView>(out);
-    else
-        view = std::make_unique<PlainWatch>(out);
+        observers.push_back(&json);
+    else if (!isTable)
+        observers.push_back(&plain);
+    Several several(observers);
+    std::optional<TableView> table;
+    if (isTable)
+        table.emplace(readings, out, [head = headOf(modules, server.get())] { return tableForm(head); });
+    if (server && !isTable)
+        listing::complain("http://" + textOf(server->address()) + "/metrics");
     if (request.json) {
         WatchHead head{listing::programVersion(), request.command, {}};
         for (ModuleToWatch const& one : modules)
             head.modules.push_back(one.guid);
         out.put(jsonOfBegin(head, std::chrono::system_clock::now()));
     }
-    Bystander bystander;
-    Both both(bystander, *view);
-    WatchSet watched(modules, *situation.machine, both, options);
+    WatchSet watched(modules, *situation.machine, several, options);
     auto const began = Clock::now();
     watched.run([&] {
+        if (table)
+            table->tick(several.takeNews());
         return zel::StopSignal::requested() || (forTime && Clock::now() - began >= *forTime) ||
                out.isClosed() || !out.error().empty();
     });
+    table.reset(); // the last one stays
     Grade const grade = watched.hasFailed() ? Grade::NotTested : Grade::Passed;
     int const status = exitStatusOf(std::max(grade, bystander.worst()));
     if (request.json)

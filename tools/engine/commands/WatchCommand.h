@@ -17,7 +17,9 @@ struct WatchRequest
     std::string interval,
         forTime; ///< "2", "0.5", "1m"; empty: what the modules' settings say, and until it is stopped
     bool json = false;
-    std::string command; ///< as it was typed, quoted for a shell
+    std::string prometheus; ///< address of the endpoint; empty: none
+    bool fromAfar = false;  ///< the endpoint may be one that other machines reach
+    std::string command;    ///< as it was typed, quoted for a shell
 };
 
 /// Exit status: docs/watch.md. Throws InvalidArgumentException for a request that is bad usage.

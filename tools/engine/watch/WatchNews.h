@@ -57,6 +57,7 @@ struct WatchNews
     std::vector<Reading> readings{};
     WatchedAlert alert{};
     std::string text{};
+    double interval = 0; ///< of ModuleBegan: seconds from one reading to the next
 };
 
 /// Is told everything as it happens, one call at a time. Thread rule: the main thread's.

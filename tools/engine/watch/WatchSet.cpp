@@ -113,7 +113,7 @@ void WatchSet::run(std::function<bool()> const& isStopping)
                 break;
             hear(*news);
         }
-        if (!m_isStopping && isStopping()) {
+        if (isStopping() && !m_isStopping) {
             m_isStopping = true;
             stop();
         }

@@ -26,8 +26,8 @@ public:
     /// Some module did not answer, ended by itself, or was silent to the end.
     bool hasFailed() const;
 
-    /// Alone, until `isStopping` (asked five times a second), or until no module is left. Throws IPCException when modules
-    /// could not reach this process.
+    /// Alone, until `isStopping` (called at least five times a second, so that things can be shown there), or until no module
+    /// is left. Throws IPCException when modules could not reach this process.
     void run(std::function<bool()> const& isStopping);
 
 private:

@@ -465,9 +465,12 @@ bool WatchedModule::takeListing()
         tell({.kind = Kind::ModuleEnded, .text = "it has nothing to watch here"});
         return false;
     }
+    auto const some = [](std::size_t count, char const* what) {
+        return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+    };
     tell({.kind = Kind::ModuleBegan,
-          .text = std::to_string(m_asked->indicatorCount()) + " indicators, " +
-                  std::to_string(watched.size()) + " devices"});
+          .text = some(m_asked->indicatorCount(), "indicator") + ", " + some(watched.size(), "device"),
+          .interval = m_module.interval});
     return true;
 }
 

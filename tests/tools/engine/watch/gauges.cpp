@@ -41,6 +41,23 @@ static void misbehave()
 {
     if (isCalled("crashes") && s_reading == 3)
         std::raise(SIGSEGV);
+    if (isCalled("dies") && s_reading == 3)
+        std::raise(SIGKILL);
+    if (isCalled("stops") && s_reading == 3)
+        std::raise(SIGSTOP);
+    if (isCalled("naps") && s_reading == 3) {
+        if (pid_t const sleeper = ::getpid(); ::fork() == 0) {
+            ::usleep(1'500'000);
+            ::kill(sleeper, SIGCONT);
+            ::_exit(0);
+        }
+        std::raise(SIGSTOP);
+    }
+    if (isCalled("floods"))
+        for (int i = 0; i < 5000; ++i) {
+            IndicatorModule::requestDeviceAddition(gauge(9));
+            IndicatorModule::requestDeviceRemoval(gauge(9));
+        }
     if (isCalled("leaves") && s_reading == 3)
         ::_exit(0);
     if (isCalled("hangs") && s_reading == 3)
@@ -65,11 +82,6 @@ static void misbehave()
         IndicatorModule::requestDevicePropertyRemoval(gauge(1), s_state);
         IndicatorModule::requestDeviceRemoval(gauge(2));
         IndicatorModule::propagateChanges();
-    }
-    if (isCalled("grows") && s_reading > 1) { // as long as it is watched
-        SysInfoDevice* const one = gauge(10 + s_reading % 100);
-        IndicatorModule::requestDeviceAddition(one);
-        IndicatorModule::requestDeviceRemoval(one);
     }
 }
 

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <filesystem>
 #include <sstream>
+#include <sys/resource.h>
 
 namespace {
 
@@ -169,6 +170,34 @@ TEST_F(Watch, EndsInTimeWhateverAModuleDoes)
     auto const lines = linesOf(outcome.out);
     EXPECT_TRUE(holds(first(lines, "moduleFailed", "hangs").value("text", ""), "SIG"));
     EXPECT_TRUE(holds(first(lines, "moduleFailed", "mute").value("text", ""), "SIG"));
+}
+
+// Whoever reads does not, and the module says more than anybody could.
+TEST_F(Watch, EndsInTimeWhateverIsSaid)
+{
+    Outcome const outcome = watch({"floods", "crowd"}, {"--json", "--interval", "0.1", "--for", "3"});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_LT(m_seconds, 15);
+    auto const lines = linesOf(outcome.out);
+    EXPECT_GT(count(lines, "deviceRemoved", "floods"), 1000u);
+    EXPECT_GT(count(lines, "readings", "crowd"), 500u);
+    rusage use{};
+    ::getrusage(RUSAGE_CHILDREN, &use); // the largest of all so far
+    EXPECT_LT(use.ru_maxrss, 400 * 1024);
+}
+
+TEST_F(Watch, AnswersOverHttpOnThisMachineOnly)
+{
+    Outcome const outcome = watch({"warns"}, {"--interval", "0.1", "--for", "1", "--prometheus", "0"});
+    EXPECT_EQ(outcome.status, 51);
+    EXPECT_TRUE(holds(outcome.err, "krel5-engine: http://127.0.0.1:"));
+    EXPECT_FALSE(test::has(outcome.out, "Temperature")) << "an endpoint has the readings";
+    EXPECT_TRUE(holds(outcome.out, "ALERT: Gauge 1 is hot"));
+    Outcome const open = watch({"steady"}, {"--prometheus", "0.0.0.0:0", "--for", "1"});
+    EXPECT_EQ(open.status, 22);
+    EXPECT_TRUE(holds(open.err, "other machines reach 0.0.0.0:0"));
+    EXPECT_EQ(watch({"steady"}, {"--prometheus", "0.0.0.0:0", "--from-afar", "--for", "1"}).status, 0);
+    EXPECT_EQ(watch({"steady"}, {"--prometheus", "localhost:1"}).status, 22);
 }
 
 TEST_F(Watch, RefusesWhatItDoesNotUnderstand)

@@ -15,6 +15,17 @@ TerminalSize terminalSize(int descriptor) noexcept
     return {size.ws_col, size.ws_row};
 }
 
+bool showsUnicode() noexcept
+{
+    for (char const* const name : {"LC_ALL", "LC_CTYPE", "LANG"})
+        if (char const* const value = std::getenv(name); value && *value) {
+            std::string_view const locale(value);
+            return locale.find("UTF-8") != std::string_view::npos ||
+                   locale.find("utf8") != std::string_view::npos;
+        }
+    return false;
+}
+
 bool canRedraw(int descriptor) noexcept
 {
     char const* const kind = std::getenv("TERM");

@@ -1,0 +1,139 @@
+// Modules that are watched in this process: what an endpoint says of them, and modules that fall silent.
+#include <engine/watch/MetricsText.h>
+#include <engine/watch/WatchSet.h>
+#include <engine/web/linux/MetricsServer.h>
+
+#include <foundation/TemporaryFolder.h>
+
+#include <zel/foundation/Exception.h>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <unistd.h>
+
+using namespace engine;
+
+namespace {
+
+using Kind = WatchNews::Kind;
+using std::chrono::milliseconds;
+using Clock = std::chrono::steady_clock;
+
+class WatchSetTest : public testing::Test, protected WatchObserver
+{
+protected:
+    void SetUp() override
+    {
+        if (::geteuid() != 0)
+            GTEST_SKIP() << "modules need root";
+        m_options.logFolder = m_folder.path();
+    }
+    ModuleToWatch module(std::string const& name)
+    {
+        std::filesystem::create_directories(m_folder.path(name));
+        std::string const path = m_folder.path(name + "/" + name);
+        std::filesystem::copy_file(GAUGES_MODULE, path);
+        return {name, path, 0.1};
+    }
+    void take(WatchNews const& news) override
+    {
+        m_readings.take(news);
+        m_news.push_back(news);
+    }
+    bool has(Kind kind, std::string const& module) const
+    {
+        return std::any_of(m_news.begin(), m_news.end(),
+                           [&](auto const& one) { return one.kind == kind && one.module == module; });
+    }
+    /// Until the condition holds, or half a minute is over.
+    bool watchUntil(WatchSet& set, std::function<bool()> const& condition)
+    {
+        bool isMet = false;
+        auto const end = Clock::now() + std::chrono::seconds(30);
+        set.run([&] {
+            isMet = isMet || condition();
+            return isMet || Clock::now() > end;
+        });
+        return isMet;
+    }
+
+    test::TemporaryFolder m_folder;
+    zel::StateManager m_machine;
+    WatchOptions m_options;
+    Readings m_readings;
+    std::vector<WatchNews> m_news;
+};
+
+} // namespace
+
+// promtool and the parser of Prometheus' own client read it.
+TEST_F(WatchSetTest, tellsOthersWhatTheyUnderstand)
+{
+    MetricsServer const server({"127.0.0.1", 0}, kMetricsType, [&] {
+        return metricsText(m_readings.snapshot(), std::chrono::system_clock::now());
+    });
+    WatchSet set({module("nasty"), module("alarms"), module("dies")}, m_machine, *this, m_options);
+    int status = -1;
+    EXPECT_TRUE(watchUntil(set, [&] {
+        if (!has(Kind::AlertRaised, "alarms") || !has(Kind::ModuleFailed, "dies"))
+            return false;
+        status = std::system(
+            ("python3 " CHECK_METRICS " http://" + textOf(server.address()) + "/metrics >&2").c_str());
+        return true;
+    }));
+    EXPECT_TRUE(set.hasFailed());
+    if (WEXITSTATUS(status) == 77)
+        GTEST_SKIP() << "neither promtool nor python3-prometheus-client is installed";
+    EXPECT_EQ(status, 0);
+}
+
+TEST_F(WatchSetTest, saysWhoIsSilentAndWhoIsHeardAgain)
+{
+    m_options.silence = milliseconds(300);
+    WatchSet set({module("naps"), module("steady")}, m_machine, *this, m_options);
+    EXPECT_TRUE(watchUntil(set, [&] { return has(Kind::ModuleHeard, "naps"); }));
+    EXPECT_TRUE(has(Kind::ModuleSilent, "naps"));
+    EXPECT_FALSE(has(Kind::ModuleSilent, "steady"));
+    EXPECT_FALSE(set.hasFailed()) << "it speaks again";
+    EXPECT_TRUE(has(Kind::ModuleEnded, "naps"));
+}
+
+TEST_F(WatchSetTest, endsWhoIsStoppedInTheMiddle)
+{
+    m_options.silence = milliseconds(300);
+    WatchSet set({module("stops")}, m_machine, *this, m_options);
+    EXPECT_TRUE(watchUntil(set, [&] { return has(Kind::ModuleSilent, "stops"); }));
+    EXPECT_TRUE(set.hasFailed());
+    ASSERT_TRUE(has(Kind::ModuleFailed, "stops"));
+    EXPECT_NE(m_news.back().text.find("SIGKILL"), std::string::npos) << m_news.back().text;
+}
+
+TEST_F(WatchSetTest, givesUpWhoNeverAnswers)
+{
+    m_options.patience = milliseconds(500);
+    WatchSet set({module("mute")}, m_machine, *this, m_options);
+    EXPECT_FALSE(watchUntil(set, [] { return false; }));
+    EXPECT_TRUE(has(Kind::ModuleFailed, "mute"));
+    EXPECT_NE(m_news.back().text.find("did not answer in time"), std::string::npos) << m_news.back().text;
+}
+
+TEST(WebAddress, isWhatAPersonTypes)
+{
+    EXPECT_EQ(textOf(webAddressOf("9273", "x")), "127.0.0.1:9273");
+    EXPECT_EQ(textOf(webAddressOf("[::1]:9273", "x")), "[::1]:9273");
+    EXPECT_TRUE(webAddressOf("127.3.2.1:1", "x").isLoopback());
+    EXPECT_TRUE(webAddressOf("[::1]:1", "x").isLoopback());
+    EXPECT_FALSE(webAddressOf("0.0.0.0:1", "x").isLoopback());
+    EXPECT_FALSE(webAddressOf("[::]:1", "x").isLoopback());
+    for (char const* const none : {"", ":", "localhost:80", "1.2.3.4", "1.2.3.4:", "1.2.3.4:65536", "::1:80",
+                                   "80 ", "127.0.0.1:-1", "127.1:80"})
+        EXPECT_THROW(webAddressOf(none, "x"), zel::InvalidArgumentException) << none;
+}
+
+TEST(MetricsServer, saysWhenItsAddressIsTaken)
+{
+    MetricsServer const first({"127.0.0.1", 0}, "text/plain", [] { return std::string("x\n"); });
+    EXPECT_THROW(MetricsServer(first.address(), "text/plain", [] { return std::string(); }),
+                 zel::InvalidArgumentException);
+}
