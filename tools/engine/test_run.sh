@@ -46,21 +46,6 @@ check "what is well passes" 0 '^Verdict: PASS (2 PASS)' run cpu:coherence cpu:in
 for form in html junit json ocp text; do
   check "a report as $form" 0 . report "$folder/well.jsonl" --to $form
 done
-if command -v python3 > /dev/null; then
-  # As other programs read them; 77 where there is nothing to look with. The form OCP has its schema elsewhere.
-  for form in html junit json; do
-    "$program" report "$folder/well.jsonl" --to $form --output "$folder/well.$form" || fail "a report into a file"
-  done
-  root=$(dirname "$0")/../..
-  PATH=/usr/bin:$PATH python3 -W ignore "$root/tests/tools/engine/pages/check_pages.py" "$root/docs/report.schema.json" none \
-    "$folder"/well.{html,junit,json,jsonl} > "$folder/read.out" 2>&1
-  status=$?
-  [[ $status -eq 0 || $status -eq 77 ]] || fail "the pages as others read them: $(cat "$folder/read.out")"
-  # Wide and narrow, in a browser.
-  python3 "$(dirname "$0")/../../tests/tools/engine/pages/browser.py" "$program" "$folder/well.jsonl" > "$folder/browser.out" 2>&1
-  status=$?
-  [[ $status -eq 0 || $status -eq 77 ]] || fail "the page in a browser: $(cat "$folder/browser.out")"
-fi
 check "a report is never written over" 22 'well.jsonl is there already' run cpu:coherence --report "$folder/well.jsonl"
 # What is drawn at random is drawn again, wherever the command is given.
 (mkdir "$folder/copies" && cp "$(dirname "$program")/modules/cpu"* "$folder/copies" && chmod go-w "$folder"/copies/* && cd "$folder" &&

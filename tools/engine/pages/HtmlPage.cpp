@@ -20,7 +20,7 @@ constexpr char kBegin[] = R"(<!DOCTYPE html>
 constexpr char kStyle[] = R"(<style>
 :root { color-scheme: light dark; --line: #8885; --quiet: #666; --box: #8881;
   --good: #1b7f3b; --plain: #666; --warn: #9a6700; --bad: #b00020; }
-@media (prefers-color-scheme: dark) { :root { --quiet: #aaa; --good: #5fd17f; --plain: #aaa; --warn: #e3b341; --bad: #ff8a80; } }
+@media screen and (prefers-color-scheme: dark) { :root { --quiet: #aaa; --good: #5fd17f; --plain: #aaa; --warn: #e3b341; --bad: #ff8a80; } }
 body { font: 15px/1.45 system-ui, sans-serif; margin: 1.5em auto; max-width: 75em; padding: 0 1em; }
 h1 { font-size: 1.5em; margin: 0 0 .1em; }
 h2 { font-size: 1.15em; margin: 1.6em 0 .4em; }
@@ -49,7 +49,8 @@ a { color: inherit; }
 @media screen and (max-width: 52em) { .results thead { display: none; }
   .results tr { display: block; border-bottom: 1px solid var(--line); padding: .35em 0; }
   .results td { display: block; border: 0; padding: 0; overflow-wrap: anywhere; } .results td:empty { display: none; } }
-@media print { body { max-width: none; margin: 0; } pre { border: 1px solid var(--line); } details { break-inside: avoid; } }
+@media print { :root { color-scheme: only light; } body { font-size: 12px; max-width: none; margin: 0; }
+  .results .result { white-space: normal; } pre { border: 1px solid var(--line); } tr, .event { break-inside: avoid; } }
 </style>
 )";
 

@@ -18,7 +18,7 @@ constexpr char kBegin[] = R"(<!DOCTYPE html>
 )";
 constexpr char kStyle[] = R"(<style>
 :root { color-scheme: light dark; --line: #8886; --quiet: #666; --bad: #b00020; }
-@media (prefers-color-scheme: dark) { :root { --quiet: #aaa; --bad: #ff8a80; } }
+@media screen and (prefers-color-scheme: dark) { :root { --quiet: #aaa; --bad: #ff8a80; } }
 body { font: 15px/1.4 system-ui, sans-serif; margin: 1.5em auto; max-width: 75em; padding: 0 1em; }
 h1 { font-size: 1.5em; margin: 0; }
 .origin { color: var(--quiet); margin: .2em 0 1.2em; }
@@ -35,7 +35,7 @@ table { border-collapse: collapse; margin: .2em 0 .6em 1.1em; }
 th, td { text-align: left; vertical-align: top; padding: .08em .9em .08em 0; overflow-wrap: anywhere; }
 td span { display: inline-block; margin-right: .8em; }
 th { font-weight: 400; color: var(--quiet); white-space: nowrap; }
-@media print { body { max-width: none; } }
+@media print { :root { color-scheme: only light; } body { max-width: none; } }
 </style>
 )";
 
