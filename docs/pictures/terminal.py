@@ -1,10 +1,7 @@
 #!/usr/bin/env python3
 """Draws what a program shows on a terminal, as it stands at one moment.
-Usage: terminal.py [--at TEXT] [--columns N] PICTURE.svg COMMAND [ARGUMENT...]
-With --at, the moment half a second after TEXT appeared; else the end. As root, so that tests run:
-
-    unshare -m bash -c 'mount -t tmpfs none /var/log && docs/pictures/terminal.py --at "All cores" docs/pictures/running.svg \\
-      build/release/bin/krel5-engine run memory:quick cpu --set SizeMiB=512 --set SecondsPerCore=2'"""
+Usage: terminal.py [--at TEXT [--after SECONDS]] [--columns N] PICTURE.svg COMMAND [ARGUMENT...]
+With --at, so long after TEXT appeared; else the end. make.sh makes the pictures of this folder with it."""
 import argparse
 import html
 import os
@@ -62,7 +59,7 @@ class Screen:
             self.look = () if numbers in ("", "0") else self.look + tuple(numbers.split(";"))
 
 
-def run(command, columns, until):
+def run(command, columns, until, after):
     child, terminal = pty.fork()
     if child == 0:
         os.environ.update(TERM="xterm-256color", LANG="C.UTF-8")
@@ -79,7 +76,7 @@ def run(command, columns, until):
         screen.feed(text)
         said += text
         if until and end is None and until in said:
-            end = time.time() + 0.5
+            end = time.time() + after
     if until and end is None:
         sys.exit('it never said "%s"' % until)
     os.close(terminal)  # which ends what still runs
@@ -113,10 +110,11 @@ def picture(screen, prompt):
 
 options = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
 options.add_argument("--at", default="")
+options.add_argument("--after", type=float, default=0.5)
 options.add_argument("--columns", type=int, default=100)
 options.add_argument("picture")
 options.add_argument("command", nargs=argparse.REMAINDER)
 asked = options.parse_args()
-shown = run(asked.command, asked.columns, asked.at)
+shown = run(asked.command, asked.columns, asked.at, asked.after)
 with open(asked.picture, "w", encoding="utf-8") as file:
     file.write(picture(shown, " ".join([os.path.basename(asked.command[0])] + asked.command[1:])))

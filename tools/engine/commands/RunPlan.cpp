@@ -134,6 +134,7 @@ int runPlan(Plan const& plan, RunOptions const& options, zel::StateManager const
     Outcome const outcome = runKept(plan, options, machine, observer, report->path());
     if (note && report->flush())
         note->tellProblem(*view);
+    view->say("\n");
     view.reset(); // nothing is drawn below what follows
     terminal.reset();
     bool const isPrinted =

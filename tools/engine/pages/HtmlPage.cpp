@@ -35,7 +35,7 @@ table.facts { width: auto; }
 th, td { text-align: left; vertical-align: top; padding: .22em .9em .22em 0; overflow-wrap: break-word; }
 .results th, .results td { border-bottom: 1px solid var(--line); }
 .results td:last-child, .facts td { overflow-wrap: anywhere; }
-.results td:last-child { min-width: 14em; }
+.results td:last-child { min-width: 14em; width: 40%; }
 .results .result { font-weight: 600; white-space: nowrap; overflow-wrap: normal; }
 .time { white-space: nowrap; font-variant-numeric: tabular-nums; }
 .facts th { font-weight: 400; color: var(--quiet); white-space: nowrap; }
