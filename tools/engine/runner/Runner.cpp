@@ -338,6 +338,8 @@ Runner::Runner(zel::StateManager const& machine, RunObserver& observer, RunnerOp
 
 Runner::~Runner()
 {
+    if (m_impl->keeper && m_impl->active.empty())
+        m_impl->keeper->release();
     m_impl->inbox.close();
     m_impl->server.reset();
 }

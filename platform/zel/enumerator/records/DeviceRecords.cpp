@@ -7,7 +7,7 @@
 #include <zel/model/state/StateManager.h>
 
 #include <algorithm>
-#include <unordered_map>
+#include <mutex>
 
 namespace zel {
 
@@ -28,17 +28,19 @@ ValueImp checkedValue(DeviceDescription const& device, char const* key, ValueImp
     return *converted;
 }
 
-/// One specification a row, shared by all devices of the process.
+/// One specification a row, shared by all devices of the process; made for those that a machine has.
 std::shared_ptr<PropertySpecImp> const& specOf(char const* key)
 {
-    using Specs = std::unordered_map<std::string_view, std::shared_ptr<PropertySpecImp>>;
-    static Specs const s_specs = [] {
-        Specs specs;
-        for (PropertyRow const& row : propertyRows())
-            specs.emplace(row.key, row.specification());
-        return specs;
-    }();
-    return s_specs.at(key);
+    struct Spec
+    {
+        std::once_flag once;
+        std::shared_ptr<PropertySpecImp> made;
+    };
+    static std::vector<Spec> s_specs(propertyRows().size());
+    PropertyRow const* const row = findProperty(key);
+    Spec& spec = s_specs.at(row ? static_cast<std::size_t>(row - propertyRows().data()) : s_specs.size());
+    std::call_once(spec.once, [&] { spec.made = row->specification(); });
+    return spec.made;
 }
 
 /// What is too long to be said of a device: a damaged attribute may be a page of anything.

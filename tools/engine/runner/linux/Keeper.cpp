@@ -75,7 +75,7 @@ void Keeper::begin()
 Keeper::~Keeper()
 {
     ::prctl(PR_SET_CHILD_SUBREAPER, 0);
-    m_pipe = zel::FileDescriptor();
+    release();
     if (m_process > 0)
         zel::retryOnInterrupt([&] { return ::waitpid(m_process, nullptr, 0); });
 }

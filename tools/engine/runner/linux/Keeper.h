@@ -25,6 +25,8 @@ public:
     void forget(pid_t module); ///< it has ended, with its group
     /// What was adopted. REQUIRES: no module runs, since nobody can tell whose it is.
     void endOrphans() const;
+    /// The process is not needed any more; it ends while this one does something else. REQUIRES: no module runs.
+    void release() { m_pipe = zel::FileDescriptor(); }
 
 private:
     void begin();
