@@ -76,10 +76,10 @@ TEST_F(IndicatorModules, ShowWhatChanges)
           "\nunknown property: Cannot locate property for module: other property: Note",
           "\n\nAlert\n  Key:     Stuck\n  Type:    ",
           "\n  Title:   A pump is stuck\n  Message: It turns 0 times\n",
-          "\nalerts 1\nfirst Stuck\nno alert: ",
+          "\nalerts 2\nfirst Stuck\nno alert: ",
           "\nnull: Internal Exception in IndicatorModule::requestDeviceAddition(...)",
           "\n\n\tRemoving Property: Note Value: new on device: Pump 3\n", "\n\n\tRemoving Alert: Stuck\n",
-          "\nalerts 0\n", "\n\n\tRemoving Device: Pump 3\n", "\nhttp 0\n"})
+          "\nalerts 1\nthe other one stays: 1\n", "\n\n\tRemoving Device: Pump 3\n", "\nhttp 0\n"})
         EXPECT_TRUE(holds(outcome.out, text));
     EXPECT_EQ(count(outcome.out, "Adding Device"), 1u) << "known already";
     EXPECT_EQ(count(outcome.out, "Removing "), 3u) << "what is not there cannot go";
@@ -91,7 +91,8 @@ TEST_F(IndicatorModules, ShowWhatChanges)
           " requestDevicePropertyAdditionFromAnotherModule(", " requestDevicePropertyRemoval(",
           " requestAlertAddition(", " requestAlertRemoval(nobody)", " propagateChanges()\n",
           " httpGetRequest()\n", " stopRequested() returing: ", " runIndicator(...) on device ",
-          " runIndicator(...) -- Enter\n", " requestAlertRemoval(): not known: nobody\n"})
+          " runIndicator(...) -- Enter\n", " requestAlertRemoval(): not known: nobody\n",
+          " requestAlertRemoval(): not known: Stuck\n"})
         EXPECT_TRUE(holds(written, line));
 }
 
@@ -295,9 +296,14 @@ TEST_F(IndicatorsUnderAnEngine, TellWhatComesAndWatchIt)
     zel::UpdatesBody const added = update(What::AddDevice);
     ASSERT_TRUE(added.state && added.state->device(added.device));
     EXPECT_EQ(added.state->device(added.device)->name(), zel::String("Pump 9"));
+    zel::UpdatesBody const removed = update(What::RemoveAlert);
+    EXPECT_EQ(removed.key, zel::String("Stuck"));
     zel::UpdatesBody const changes = update(What::Changes);
     ASSERT_TRUE(changes.state);
-    EXPECT_EQ(changes.state->alertCount(), 1u);
+    ASSERT_EQ(changes.state->alertCount(), 1u);
+    EXPECT_EQ(changes.state->alertAtIndex(0)->key(), removed.key);
+    EXPECT_FALSE(removed.alert.empty());
+    EXPECT_NE(changes.state->alertAtIndex(0)->guid(), removed.alert) << "of two of one key it says which";
     EXPECT_TRUE(changes.state->device(added.device));
     EXPECT_EQ(update(What::Readings).device, m_device);
     zel::UpdatesBody const read = update(What::Readings);

@@ -67,7 +67,7 @@ void fill(AnswerBody& body, Random& random)
 void fill(UpdatesBody& body, Random& random)
 {
     body = {static_cast<UpdatesBody::What>(random.below(7)), random.text(), random.text(),
-            random.chance() ? stateOf(random.number()) : nullptr};
+            random.chance() ? stateOf(random.number()) : nullptr, random.text()};
 }
 void fill(UpdateRequestBody& body, Random& random) { body = {random.text(), random.text()}; }
 void fill(TimeOutBody& body, Random& random)
@@ -141,7 +141,7 @@ void say(Words& words, MessageBoxBody const& body) { words << body.id << body.ru
 void say(Words& words, AnswerBody const& body) { words << body.id << body.code << body.cutShort; }
 void say(Words& words, UpdatesBody const& body)
 {
-    words << static_cast<int>(body.what) << body.device << body.key << body.state;
+    words << static_cast<int>(body.what) << body.device << body.key << body.state << body.alert;
 }
 void say(Words& words, UpdateRequestBody const& body) { words << body.device << body.property; }
 void say(Words& words, TimeOutBody const& body)

@@ -177,6 +177,7 @@ void writeBody(XmlWriter& writer, UpdatesBody const& body)
     writeWord(writer, "what", body.what, kUpdates);
     writer.textIfAny("device", body.device);
     writer.textIfAny("key", body.key);
+    writer.textIfAny("alert", body.alert);
 }
 
 void readBody(XmlReader& reader, UpdatesBody& body)
@@ -184,6 +185,7 @@ void readBody(XmlReader& reader, UpdatesBody& body)
     body.what = requiredWord(reader, "what", kUpdates);
     body.device = reader.text("device");
     body.key = reader.text("key");
+    body.alert = reader.text("alert");
 }
 
 void writeBody(XmlWriter& writer, UpdateRequestBody const& body)

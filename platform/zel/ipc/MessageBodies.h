@@ -90,6 +90,7 @@ struct UpdatesBody
     String device;                             ///< guid
     String key;                                ///< of the property or the alert
     std::shared_ptr<StateManager const> state; ///< null: none
+    String alert{};                            ///< guid of the alert; others may have its key
 };
 
 struct UpdateRequestBody

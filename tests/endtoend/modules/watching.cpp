@@ -51,15 +51,25 @@ static void report(char const* what, void (*call)())
     }
 }
 
+static Alert* makeAlert(int number)
+{
+    return Alert::createAlert("Stuck", AlertType::HARDWARE_ISSUE())
+        ->setTitleOverride("A pump is stuck")
+        ->setMessageOverride("It turns {times} times")
+        ->setMessageVariable("times", Value(0u))
+        ->addTip(Tip::createTip("Oil", TipType::TEXT_TIP())->setTitleOverride("Oil it"))
+        ->setDeviceAssociation(pump(number));
+}
+
 static Alert* alert()
 {
-    static Alert* const s_alert =
-        Alert::createAlert("Stuck", AlertType::HARDWARE_ISSUE())
-            ->setTitleOverride("A pump is stuck")
-            ->setMessageOverride("It turns {times} times")
-            ->setMessageVariable("times", Value(0u))
-            ->addTip(Tip::createTip("Oil", TipType::TEXT_TIP())->setTitleOverride("Oil it"))
-            ->setDeviceAssociation(pump(1));
+    static Alert* const s_alert = makeAlert(1);
+    return s_alert;
+}
+
+static Alert* alertOfSameKey()
+{
+    static Alert* const s_alert = makeAlert(2);
     return s_alert;
 }
 
@@ -75,6 +85,8 @@ static IndicatorReturnData readSpeed(DiagDevice const& device)
     if (isCalled("grows") && s_reading == 2) { // under an engine: the forced one
         IndicatorModule::requestDeviceAddition(pump(9));
         IndicatorModule::requestAlertAddition(alert());
+        IndicatorModule::requestAlertAddition(alertOfSameKey());
+        IndicatorModule::requestAlertRemoval(alertOfSameKey()->guid());
         IndicatorModule::propagateChanges();
     }
     IndicatorReturnData data;
@@ -103,17 +115,20 @@ static void everyChange()
                                                                             Value(1u));
         });
         IndicatorModule::requestAlertAddition(alert());
+        IndicatorModule::requestAlertAddition(alertOfSameKey());
         say("alerts %u\n", IndicatorModule::alertCount());
         std::printf("first %s\n", IndicatorModule::alertAtIndex(0).key().getUTF8Buffer());
-        report("no alert", [] { IndicatorModule::alertAtIndex(1); });
+        report("no alert", [] { IndicatorModule::alertAtIndex(2); });
         report("null", [] { IndicatorModule::requestDeviceAddition(nullptr); });
         return;
     case 3: // in the second pass it is looked at
         IndicatorModule::requestDevicePropertyRemoval(pump(3), s_note);
         IndicatorModule::requestDevicePropertyRemoval(pump(3), s_note);
-        IndicatorModule::requestAlertRemoval(alert()->guid());
+        IndicatorModule::requestAlertRemoval("Stuck"); // a key is no guid
+        IndicatorModule::requestAlertRemoval(alertOfSameKey()->guid());
         IndicatorModule::requestAlertRemoval("nobody");
         say("alerts %u\n", IndicatorModule::alertCount());
+        say("the other one stays: %u\n", IndicatorModule::alertAtIndex(0).guid() == alert()->guid());
         IndicatorModule::requestDeviceRemoval(pump(3));
         IndicatorModule::requestDeviceRemoval(pump(3));
         return;

@@ -215,7 +215,7 @@ void WatchedModule::take(zel::UpdatesBody const& body)
             tell({.kind = Kind::PropertyRemoved, .device = device->second, .text = text(body.key)});
         return;
     case What::RemoveAlert:
-        return forgetAlert(text(body.key));
+        return forgetAlert(text(body.alert));
     case What::Changes:
         if (body.state)
             takeChanges(*body.state);
@@ -287,12 +287,10 @@ void WatchedModule::takeAlerts(zel::StateManager const& state)
     m_alerts = std::move(standing);
 }
 
-// Of several alerts of one key, which one it is comes with the next changes.
-void WatchedModule::forgetAlert(std::string const& key)
+void WatchedModule::forgetAlert(std::string const& guid)
 {
-    auto const isIt = [&key](auto const& one) { return one.second.key == key; };
-    auto const found = std::find_if(m_alerts.begin(), m_alerts.end(), isIt);
-    if (found == m_alerts.end() || std::find_if(std::next(found), m_alerts.end(), isIt) != m_alerts.end())
+    auto const found = m_alerts.find(guid);
+    if (found == m_alerts.end())
         return;
     WatchNews news{.kind = Kind::AlertCleared, .alert = found->second};
     m_alerts.erase(found);

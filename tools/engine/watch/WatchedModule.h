@@ -82,7 +82,7 @@ private:
     void takeDevice(zel::UpdatesBody const& body, WatchNews::Kind kind);
     void takeChanges(zel::StateManager const& state);
     void takeAlerts(zel::StateManager const& state);
-    void forgetAlert(std::string const& key);
+    void forgetAlert(std::string const& guid);
     void forgetDevice(std::string const& guid);
     bool know(zel::DeviceImp const& device);
     bool isWanted(std::string const& device) const;

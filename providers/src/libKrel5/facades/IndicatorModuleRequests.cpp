@@ -187,9 +187,9 @@ void IndicatorModule::requestAlertRemoval(KrelString const& guid)
         zel::AlertImp const& alert = *manager().alertAtIndex(i);
         if (alert.guid() != wanted)
             continue;
-        zel::String const key = alert.key();
+        zel::AlertImp const removed = alert; // it goes before it is told
         manager().removeAlert(wanted);
-        return comm.sendRequestAlertRemoval(key);
+        return comm.sendRequestAlertRemoval(removed);
     }
     logUnknown(request, wanted);
 }

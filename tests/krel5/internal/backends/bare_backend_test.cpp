@@ -72,7 +72,7 @@ TEST(BareBackend, TracesUnderTheKnownNamesAndDoesNothing)
          [&] { return comm.sendRequestDevicePropertyAddition(*device, property), true; }},
         {"sendRequestDevicePropertyRemoval",
          [&] { return comm.sendRequestDevicePropertyRemoval(*device, property), true; }},
-        {"sendRequestAlertRemoval", [&] { return comm.sendRequestAlertRemoval("hot"), true; }},
+        {"sendRequestAlertRemoval", [&] { return comm.sendRequestAlertRemoval(zel::AlertImp()), true; }},
         {"sendDeviceUpdateMessage",
          [&] { return comm.sendDeviceUpdateMessage(IndicatorReturnData(), *device), true; }},
         {nullptr, [&] { return !comm.getCurrentStateManagerFromEngine(); }},

@@ -174,7 +174,10 @@ TEST(Console, changesOfTheInventory)
               "\n\tAdding Property: size Value: 1\\x0aTB on device: " + name + "\n"},
              {[&](auto& comm) { comm.sendRequestDevicePropertyRemoval(*disk, size); },
               "\n\tRemoving Property: size Value: 1\\x0aTB on device: " + name + "\n"},
-             {[&](auto& comm) { comm.sendRequestAlertRemoval("hot"); }, "\n\tRemoving Alert: hot\n"},
+             {[&](auto& comm) {
+                  comm.sendRequestAlertRemoval(zel::AlertImp("mod", "hot", zel::AlertTypeImp::CRITICAL()));
+              },
+              "\n\tRemoving Alert: hot\n"},
              {[&](auto& comm) { comm.sendDeviceUpdateMessage(data, *disk); },
               "Device: " + disk->guid().toUtf8() + "\n  size: 1\\x0aTB\n"},
          })

@@ -423,12 +423,13 @@ TEST_F(LinkTest, changesOfTheInventoryGoOut)
 {
     Disk const& disk = m_module.disk;
     zel::PropertyImp& property = *disk.device->property("Temperature");
+    zel::AlertImp hot("mod", "hot", zel::AlertTypeImp::CRITICAL());
+    hot.setDeviceGuid(disk.device->guid());
     std::function<void()> const requests[] = {
         [&] { m_comm.sendRequestDeviceAddition(*disk.device); },
         [&] { m_comm.sendRequestDevicePropertyAddition(*disk.device, property); },
         [&] { m_comm.sendRequestDevicePropertyRemoval(*disk.device, property); },
-        [&] { m_comm.sendRequestDeviceRemoval(*disk.device); },
-        [&] { m_comm.sendRequestAlertRemoval("hot"); }};
+        [&] { m_comm.sendRequestDeviceRemoval(*disk.device); }, [&] { m_comm.sendRequestAlertRemoval(hot); }};
     for (auto const& request : requests) {
         newLines();
         request();
@@ -474,10 +475,12 @@ TEST_F(LinkTest, changesOfTheInventoryGoOut)
     EXPECT_EQ(update.what, What::RemoveDevice);
     EXPECT_EQ(update.device, disk.device->guid());
 
-    m_comm.sendRequestAlertRemoval("hot");
+    m_comm.sendRequestAlertRemoval(hot);
     update = next();
     EXPECT_EQ(update.what, What::RemoveAlert);
     EXPECT_EQ(update.key, zel::String("hot"));
+    EXPECT_EQ(update.alert, hot.guid());
+    EXPECT_EQ(update.device, disk.device->guid());
 
     own.removeDevice(disk.device->guid());
     own.takeChanges();

@@ -146,7 +146,7 @@ TEST(Terminals, ShowQuestionsStopAndEndWithNothingLeftBehind)
     terminal.type("ja\n");
     ASSERT_TRUE(terminal.awaits("PASS  storage: Read all blocks on ACME\n")) << terminal.seen();
     ASSERT_TRUE(terminal.awaits("%  0:")) << terminal.seen();
-    EXPECT_EQ(count(terminal.seen(), "\n    cannot be read."), 1u) << terminal.seen();
+    EXPECT_EQ(count(terminal.seen(), "cannot be read."), 1u) << terminal.seen();
     terminal.type("\x03");
     ASSERT_TRUE(terminal.awaits("Verdict: STOPPED (1 USER ABORTED, 1\n    PASS)")) << terminal.seen();
     std::string const seen = terminal.seen();

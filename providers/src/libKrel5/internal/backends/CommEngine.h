@@ -48,7 +48,7 @@ public:
     void sendRequestDeviceRemoval(zel::DeviceImp& device) override;
     void sendRequestDevicePropertyAddition(zel::DeviceImp& device, zel::PropertyImp& property) override;
     void sendRequestDevicePropertyRemoval(zel::DeviceImp& device, zel::PropertyImp& property) override;
-    void sendRequestAlertRemoval(zel::String const& alertKey) override;
+    void sendRequestAlertRemoval(zel::AlertImp const& alert) override;
     void propagateChanges() override;
     bool hasReceivedMessage(int typeCode) override;
     std::shared_ptr<CommMessageWaiter> createMessageWaiter() override;

@@ -237,10 +237,11 @@ void CommEngine::sendRequestDevicePropertyRemoval(zel::DeviceImp& device, zel::P
         sendUpdate({zel::UpdatesBody::What::RemoveProperty, device.guid(), property.key(), nullptr});
 }
 
-void CommEngine::sendRequestAlertRemoval(zel::String const& alertKey)
+void CommEngine::sendRequestAlertRemoval(zel::AlertImp const& alert)
 {
     if (hasRun())
-        sendUpdate({zel::UpdatesBody::What::RemoveAlert, zel::String(), alertKey, nullptr});
+        sendUpdate(
+            {zel::UpdatesBody::What::RemoveAlert, alert.deviceGuid(), alert.key(), nullptr, alert.guid()});
 }
 
 } // namespace krel5

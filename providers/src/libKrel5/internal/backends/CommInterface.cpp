@@ -108,7 +108,7 @@ void CommInterface::sendRequestDevicePropertyRemoval(zel::DeviceImp&, zel::Prope
     TRACE("sendRequestDevicePropertyRemoval");
 }
 
-void CommInterface::sendRequestAlertRemoval(zel::String const&) { TRACE("sendRequestAlertRemoval"); }
+void CommInterface::sendRequestAlertRemoval(zel::AlertImp const&) { TRACE("sendRequestAlertRemoval"); }
 
 zel::StateManager* CommInterface::getCurrentStateManagerFromEngine() { return nullptr; }
 

@@ -80,7 +80,7 @@ public:
     virtual void sendRequestDeviceRemoval(zel::DeviceImp& device);
     virtual void sendRequestDevicePropertyAddition(zel::DeviceImp& device, zel::PropertyImp& property);
     virtual void sendRequestDevicePropertyRemoval(zel::DeviceImp& device, zel::PropertyImp& property);
-    virtual void sendRequestAlertRemoval(zel::String const& alertKey);
+    virtual void sendRequestAlertRemoval(zel::AlertImp const& alert);
     /// Takes the pending changes from the state manager and delivers them. Any, mutex, quick: of two threads that
     /// do so, the one that took later must not deliver earlier.
     virtual void propagateChanges();

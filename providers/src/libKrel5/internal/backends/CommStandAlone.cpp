@@ -265,10 +265,10 @@ void CommStandAlone::sendRequestAlertAddition(zel::AlertImp const& alert)
     out().flush();
 }
 
-void CommStandAlone::sendRequestAlertRemoval(zel::String const& alertKey)
+void CommStandAlone::sendRequestAlertRemoval(zel::AlertImp const& alert)
 {
     ZEL_LOG(logger(), zel::LogLevel::Debug) << "sendRequestAlertRemoval";
-    out() << "\n\tRemoving Alert: " << inLine(alertKey) << endl;
+    out() << "\n\tRemoving Alert: " << inLine(alert.key()) << endl;
 }
 
 } // namespace krel5

@@ -41,7 +41,7 @@ public:
     void sendRequestDeviceRemoval(zel::DeviceImp& device) override;
     void sendRequestDevicePropertyAddition(zel::DeviceImp& device, zel::PropertyImp& property) override;
     void sendRequestDevicePropertyRemoval(zel::DeviceImp& device, zel::PropertyImp& property) override;
-    void sendRequestAlertRemoval(zel::String const& alertKey) override;
+    void sendRequestAlertRemoval(zel::AlertImp const& alert) override;
     void sendRequestAlertAddition(zel::AlertImp const& alert) override;
     bool httpGetRequest(zel::String const&, zel::String&, zel::String const&) override { return false; }
 
