@@ -88,7 +88,7 @@ struct Runner::Impl
     void askAPerson();
     static bool isQuestionOver();
     void end();
-    void skip(PlannedRun const& plan, char const* reason);
+    void skip(PlannedRun const& plan, std::string const& reason);
     void keep(Record const& record);
     void count(Grade grade) { worst = std::max(worst, grade); }
     ActiveRun* runOf(zel::IPCServer::Peer peer);
@@ -296,7 +296,7 @@ void Runner::Impl::askAPerson()
 
 // ---- the whole
 
-void Runner::Impl::skip(PlannedRun const& plan, char const* reason)
+void Runner::Impl::skip(PlannedRun const& plan, std::string const& reason)
 {
     count(isStopped ? Grade::Stopped : Grade::NotTested);
     keep(RunSkipped{std::chrono::system_clock::now(), plan.moduleGuid, plan.test,
@@ -305,7 +305,9 @@ void Runner::Impl::skip(PlannedRun const& plan, char const* reason)
 
 void Runner::Impl::runAll(Plan const& plan)
 {
-    for (unsigned round = 0; round < std::max(options.repeat, 1u) && !isEnding; ++round) {
+    unsigned const rounds = std::max(options.repeat, 1u);
+    unsigned round = 0;
+    for (; round < rounds && !isEnding; ++round) {
         for (PlannedRun const& one : plan.runs)
             pending.push_back(&one);
         for (startWhatMayStart(); !active.empty(); startWhatMayStart()) {
@@ -317,6 +319,11 @@ void Runner::Impl::runAll(Plan const& plan)
         skip(*one,
              isStopped ? "the session was stopped before it began" : "the session ended before it began");
     pending.clear();
+    // A stop between two rounds, or in the last run of one, is a stop all the same.
+    if (round < rounds)
+        for (PlannedRun const& one : plan.runs)
+            skip(one, std::string(isStopped ? "the session was stopped" : "the session ended") + " after " +
+                          std::to_string(round) + " of " + std::to_string(rounds) + " rounds");
 }
 
 Outcome Runner::Impl::run(Plan const& plan)

@@ -424,6 +424,28 @@ TEST_F(RunnerTest, aPersonsStopEndsTheRunAndTheSession)
     EXPECT_EQ(0, child.status) << child.output;
 }
 
+// The stop comes when the only run of the round has given its result.
+TEST_F(RunnerTest, aStopBetweenTwoRoundsIsNoPass)
+{
+    auto const child = ::test::runInChild([this] {
+        zel::StopSignal::install(24);
+        recorder.onProgress = [] {
+            ::usleep(300'000);
+            ::raise(SIGINT);
+        };
+        options.repeat = 3;
+        Outcome const outcome = run({planned("pass")});
+        EXPECT_EQ("STOPPED", outcome.verdict);
+        EXPECT_EQ(24, outcome.exitStatus);
+        EXPECT_EQ(1u, recorder.ends.size());
+        EXPECT_EQ("PASS", recorder.ends.at(0).result);
+        EXPECT_EQ(1u, recorder.skips.size());
+        EXPECT_EQ("the session was stopped after 1 of 3 rounds", recorder.skips.at(0).reason);
+        ::_exit(testing::Test::HasFailure() ? 1 : 0);
+    });
+    EXPECT_EQ(0, child.status) << child.output;
+}
+
 TEST_F(RunnerTest, noModuleOutlivesAnEngineThatWasKilled)
 {
     ::test::TemporaryFolder const folder;
