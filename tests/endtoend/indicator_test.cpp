@@ -129,6 +129,20 @@ TEST_F(IndicatorModules, ListDevicesAndIndicators)
     EXPECT_TRUE(holds(document, "Pump 2"));
 }
 
+TEST_F(IndicatorModules, TakeTheNumbersThatTheyList)
+{
+    std::string const list = module("mixed", {"enum"}).out;
+    EXPECT_FALSE(has(list, "Fan"));
+    for (char const* const number : {"1", "2"}) {
+        std::string const pump = std::string("Pump ") + number;
+        EXPECT_TRUE(holds(list, pump + " (" + number + ") : "));
+        Outcome const outcome = until("pass 2\n", {"run", "-d", number}, "mixed");
+        EXPECT_TRUE(holds(outcome.out, "of " + pump + "\n"));
+        EXPECT_EQ(count(outcome.out, "Device: "), 1u) << outcome.out;
+    }
+    EXPECT_EQ(module("mixed", {"run", "-d", "3"}).status, kNoDevice);
+}
+
 TEST_F(IndicatorModules, DoWhatTheFirstWordSays)
 {
     struct Case

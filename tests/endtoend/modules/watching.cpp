@@ -224,6 +224,9 @@ static void enumerate()
         throw 42;
     if (isCalled("engaged") || isCalled("grows") || isCalled("nothing"))
         return;
+    if (isCalled("mixed")) // with one that nothing reads
+        IndicatorModule::addDevice(SysInfoDevice::createGeneric(
+            DeviceCapability::Fan(), DeviceCapability::Fan(), "Fan", "A fan", "", "FAN:1"));
     IndicatorModule::addDevice(pump(1));
     IndicatorModule::addDevice(pump(2));
     say("knows %u\n",
