@@ -143,6 +143,20 @@ TEST_F(IndicatorModules, TakeTheNumbersThatTheyList)
     EXPECT_EQ(module("mixed", {"run", "-d", "3"}).status, kNoDevice);
 }
 
+// What shapes an inventory neither hides a device that is watched nor changes what was read.
+TEST_F(IndicatorModules, KnowNoFilterAndNoOverrides)
+{
+    m_folder.write("SystemInformationFilter.xml", "<SystemInformationFilter version=\"1\">"
+                                                  "<exclude capability=\"All\"/><exclude property=\"*\"/>"
+                                                  "</SystemInformationFilter>");
+    m_folder.write("watching.w4i", "PropertyOverrides.value=true\nPropertyOverride.Speed.value=1\n");
+    Outcome const outcome = until("pass 2\n", {"run"});
+    EXPECT_EQ(count(outcome.out, "  Speed: 100\n"), 1u) << outcome.out;
+    EXPECT_EQ(count(outcome.out, "Device: "), 2u) << outcome.out;
+    EXPECT_TRUE(
+        holds(outcome.err, "watching.w4i:2: PropertyOverride.Speed.value: nothing here reads this setting"));
+}
+
 TEST_F(IndicatorModules, DoWhatTheFirstWordSays)
 {
     struct Case

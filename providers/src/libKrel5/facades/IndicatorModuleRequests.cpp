@@ -63,7 +63,7 @@ zel::DeviceImp* known(SysInfoDevice const& device, char const* request)
     return record;
 }
 
-// What the filter leaves out is not there afterwards, and nothing is told of it.
+// Where something leaves it out it is not there afterwards, and nothing is told of it.
 void addProperty(CommInterface& comm, zel::DeviceImp& device, DeviceProperty const& property)
 {
     sysInfoHandleOf(device).addProperty(&property);
