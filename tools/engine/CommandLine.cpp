@@ -153,6 +153,8 @@ void addRun(CLI::App& app, RunRequest& run)
                  "Begin nothing more after a test that did not pass")
         ->excludes(going);
     app.add_flag("--destructive", run.destructive, "Also tests that destroy data");
+    app.add_flag("--watch", run.watch,
+                 "Keep temperatures and other readings, and alerts, beside the results");
     app.add_flag("--dry-run", run.dryRun, "Only say what would run");
     app.add_option("--report", run.options.report, "Where the report goes; else into a folder of the day")
         ->type_name("FILE");

@@ -1,6 +1,7 @@
 #include <engine/commands/RunCommand.h>
 
 #include <engine/catalog/Assignment.h>
+#include <engine/commands/WatchCommand.h>
 #include <engine/plan/Names.h>
 #include <engine/runner/ExitStatus.h>
 #include <engine/runner/Runner.h>
@@ -57,11 +58,12 @@ bool testsAnyOf(Plan const& plan, zel::CapabilityImp const& classes)
 
 namespace {
 
-/// What nobody but the tests of these words needs is not looked for. A plan is for the whole machine; and which devices are
+/// What nobody but the tests of these words needs is not looked for. A plan is for the whole machine, and so is what watches; and which devices are
 /// meant by a name or a number, only who knows them all can tell.
 TestsWanted testsWanted(RunRequest const& request)
 {
-    if (!request.plan.empty() || request.words.empty() || !request.devices.empty())
+    bool const isWhole = !request.plan.empty() || request.words.empty() || request.watch;
+    if (isWhole || !request.devices.empty())
         return {};
     return [&request](Catalog const& catalog) -> std::optional<std::vector<Catalog::Place>> {
         std::vector<Catalog::Place> all;
@@ -163,6 +165,11 @@ int runCommand(RunRequest const& request)
     if (!request.dryRun) {
         RunOptions options = request.options;
         options.language = situation.language;
+        if (request.watch) {
+            options.watched = modulesToWatch({}, situation.catalog, 0);
+            if (options.watched.empty())
+                throw zel::InvalidArgumentException("--watch: there is no module that watches anything");
+        }
         return runPlan(plan, options, *situation.machine);
     }
     if (!listing::printed(planText(plan, request.options.repeat)))

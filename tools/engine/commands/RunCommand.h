@@ -18,6 +18,7 @@ struct RunRequest
     std::string settingsFile, plan;
     std::string forTime, limit; ///< "1h"
     bool destructive = false;
+    bool watch = false;  ///< keeps what indicator modules read meanwhile
     bool dryRun = false; ///< only says what would run
     RunOptions options;
 };

@@ -7,6 +7,8 @@
 #include <engine/runner/Runner.h>
 #include <engine/show/SessionHead.h>
 #include <engine/show/SessionObserver.h>
+#include <engine/watch/WatchKeeper.h>
+#include <engine/watch/WatchSet.h>
 
 #include <listing/command/Console.h>
 #include <listing/forms/Listing.h>
@@ -91,8 +93,14 @@ Outcome runKept(Plan const& plan, RunOptions const& options, zel::StateManager c
     zel::Stopwatch const watch;
     observer.take(sessionHead(listing::machineOf(machine), plan, plan.runs.size() * options.repeat,
                               listing::programVersion(), options.command));
-    std::optional<Runner> runner(std::in_place, machine, observer, runnerOptions(options, reportPath));
-    Outcome const outcome = runner->run(plan);
+    RunnerOptions const how = runnerOptions(options, reportPath);
+    WatchKeeper keeper([&observer](Record const& record) { observer.take(record); });
+    WatchOptions beside;
+    beside.words = how.words;
+    beside.logFolder = how.logFolder;
+    WatchSet watched(options.watched, machine, keeper, beside);
+    std::optional<Runner> runner(std::in_place, machine, observer, how);
+    Outcome const outcome = runner->run(plan, options.watched.empty() ? nullptr : &watched);
     SessionEnded const end{std::chrono::system_clock::now(), outcome.verdict, outcome.exitStatus,
                            watch.getElapsed()};
     observer.take(end);

@@ -3,7 +3,10 @@
 
 #include <engine/plan/Plan.h>
 
+#include <engine/watch/WatchedModule.h>
+
 #include <string>
+#include <vector>
 
 namespace zel {
 class StateManager;
@@ -13,6 +16,7 @@ namespace engine {
 
 struct RunOptions
 {
+    std::vector<ModuleToWatch> watched{}; ///< modules whose readings are kept beside the results
     unsigned parallel = 1;
     unsigned repeat = 1;
     bool keepGoing = true;

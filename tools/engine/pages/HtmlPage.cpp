@@ -1,13 +1,18 @@
 #include <engine/pages/Pages.h>
+#include <engine/pages/ReadingsPicture.h>
 #include <engine/pages/Words.h>
 #include <engine/report/UtcTime.h>
 
 #include <listing/forms/Escapes.h>
 #include <listing/forms/Listing.h>
 
+#include <unordered_map>
+
 namespace engine {
 
 namespace {
+
+constexpr std::size_t kMostPictures = 100;
 
 // No scripts, nothing from elsewhere: the page says so itself, and a browser holds it to that.
 constexpr char kBegin[] = R"(<!DOCTYPE html>
@@ -23,7 +28,7 @@ constexpr char kStyle[] = R"(<style>
 @media screen and (prefers-color-scheme: dark) { :root { --quiet: #aaa; --good: #5fd17f; --plain: #aaa; --warn: #e3b341; --bad: #ff8a80; } }
 body { font: 15px/1.45 system-ui, sans-serif; margin: 1.5em auto; max-width: 75em; padding: 0 1em; }
 h1 { font-size: 1.5em; margin: 0 0 .1em; }
-h2 { font-size: 1.15em; margin: 1.6em 0 .4em; }
+h2 { font-size: 1.15em; margin: 1.6em 0 .4em; } h3 { font-size: 1em; margin: 1.2em 0 .2em; }
 .quiet { color: var(--quiet); }
 .verdict { display: inline-block; font-size: 1.35em; font-weight: 700; padding: .15em .7em; margin: .5em 0;
   border: 2px solid; border-radius: .3em; }
@@ -49,8 +54,13 @@ a { color: inherit; }
 @media screen and (max-width: 52em) { .results thead { display: none; }
   .results tr { display: block; border-bottom: 1px solid var(--line); padding: .35em 0; }
   .results td { display: block; border: 0; padding: 0; overflow-wrap: anywhere; } .results td:empty { display: none; } }
+svg.readings { display: block; width: 100%; max-width: 60em; height: auto; margin: .3em 0; font-size: 12px; }
+svg.readings text { fill: currentColor; } svg .grid { stroke: var(--line); } svg .run { fill: #8883; stroke: var(--line); }
+svg .curve { fill: none; stroke-width: 2; stroke-linejoin: round; }
+svg .c0 { stroke: #2f7fd1; } svg .c1 { stroke: #d9772b; } svg .c2 { stroke: #2f9e5b; } svg .c3 { stroke: #b0489f; }
+svg .c4 { stroke: #8a7a2a; stroke-dasharray: 7 3; } svg .c5 { stroke: #d14f5f; stroke-dasharray: 2 3; }
 @media print { :root { color-scheme: only light; } body { font-size: 12px; max-width: none; margin: 0; }
-  .results .result { white-space: normal; } pre { border: 1px solid var(--line); } tr, .event { break-inside: avoid; } }
+  .results .result { white-space: normal; } pre { border: 1px solid var(--line); } tr, .event, svg.readings { break-inside: avoid; } }
 </style>
 )";
 
@@ -197,6 +207,57 @@ std::string skippedRows(Session const& session)
     return out + "</tbody>\n</table>\n";
 }
 
+std::string notes(Session const& session)
+{
+    std::string out;
+    for (WatchNote const& note : session.notes) {
+        out += std::string("<div class=\"event\"><span class=\"") + (isTrouble(note) ? "broken" : "quiet") +
+               "\">" + escaped(sentenceOf(session, note)) + "</span> " +
+               span("quiet time", readableTime(note.time));
+        for (std::string const& tip : note.tips)
+            out += "<br />" + escaped(tip);
+        out += "</div>\n";
+    }
+    if (session.notesLeftOut > 0)
+        out += "<p class=\"quiet\">" + std::to_string(session.notesLeftOut) +
+               " further notes are not shown.</p>\n";
+    return out;
+}
+
+std::string readingRows(std::vector<WatchedSeries const*> const& series)
+{
+    std::string out =
+        "<table "
+        "class=\"results\">\n<thead><tr><th>Reading</th><th>Min</th><th>Max</th><th>Last</th></tr></thead>\n"
+        "<tbody>\n";
+    for (WatchedSeries const* const one : series)
+        out += "<tr><td>" + escaped(one->name) + "</td><td class=\"time\">" + escaped(one->leastText) +
+               "</td><td class=\"time\">" + escaped(one->mostText) + "</td><td>" + escaped(one->lastText) +
+               "</td></tr>\n";
+    return out + "</tbody>\n</table>\n";
+}
+
+// One device after the other, each with its picture where it has temperatures.
+std::string readings(Session const& session)
+{
+    if (session.watched.empty() && session.notes.empty())
+        return {};
+    std::vector<std::vector<WatchedSeries const*>> devices;
+    std::unordered_map<std::string, std::size_t> places;
+    for (WatchedSeries const& one : session.watched) {
+        auto const place =
+            places.emplace(one.moduleGuid + '\n' + one.device.guid, devices.size()).first->second;
+        if (place == devices.size())
+            devices.emplace_back();
+        devices[place].push_back(&one);
+    }
+    std::string out = "<h2>Readings</h2>\n" + notes(session);
+    for (std::size_t i = 0; i < devices.size(); ++i)
+        out += "<h3>" + escaped(deviceName(devices[i][0]->device)) + "</h3>\n" +
+               (i < kMostPictures ? temperaturePicture(session, devices[i]) : "") + readingRows(devices[i]);
+    return out;
+}
+
 std::string machineRows(Session const& session)
 {
     SessionBegan const& began = session.began;
@@ -228,7 +289,8 @@ std::string html(Session const& session)
         out += "<p class=\"alarm\">" + escaped(sentence) + "</p>\n";
     for (std::string const& sentence : damageOf(session))
         out += "<p class=\"alarm\">" + escaped(sentence) + "</p>\n";
-    out += machineRows(session) + "<h2>Results</h2>\n" + resultRows(session) + skippedRows(session);
+    out += machineRows(session) + "<h2>Results</h2>\n" + resultRows(session) + skippedRows(session) +
+           readings(session);
     if (!session.runs.empty())
         out += "<h2>Runs</h2>\n";
     for (RunReport const& run : session.runs)

@@ -1,6 +1,7 @@
 #include <engine/pages/Pages.h>
 #include <engine/pages/Words.h>
 #include <engine/report/RecordJson.h>
+#include <engine/report/UtcTime.h>
 
 namespace engine {
 
@@ -58,6 +59,23 @@ void write(JsonWriter& json, Session const& session, RunReport const& run)
     json.end();
 }
 
+void write(JsonWriter& json, WatchedSeries const& series)
+{
+    json.beginObject();
+    json.key("module").text(series.moduleGuid);
+    json.key("device").text(deviceName(series.device)).key("deviceGuid").text(series.device.guid);
+    json.key("key").text(series.key).key("name").text(series.name).key("unit").text(series.unit);
+    json.key("last").text(series.lastText);
+    if (!series.points.empty()) {
+        json.key("min").number(series.least).key("max").number(series.most);
+        json.key("points").beginArray();
+        for (WatchedSeries::Point const& one : series.points)
+            json.beginObject().key("time").text(utcText(one.time)).key("value").number(one.value).end();
+        json.end();
+    }
+    json.end();
+}
+
 void writeTexts(JsonWriter& json, char const* key, std::vector<std::string> const& texts)
 {
     json.key(key).beginArray();
@@ -85,6 +103,13 @@ std::string json(Session const& session, std::optional<MachineStart> const& now)
         write(json, session, run);
     json.end();
     writeAll(json, "skipped", session.skipped);
+    if (!session.watched.empty() || !session.notes.empty()) {
+        json.key("watched").beginArray();
+        for (WatchedSeries const& one : session.watched)
+            write(json, one);
+        json.end();
+        writeAll(json, "notes", session.notes);
+    }
     if (session.ended) {
         json.key("ended");
         write(json, *session.ended);

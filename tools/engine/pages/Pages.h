@@ -30,6 +30,10 @@ std::string resultTable(Session const& session, std::size_t width);
 std::string troubles(Session const& session, std::size_t width);
 /// What could not be tested, or not even run, with the reasons.
 std::string notTested(Session const& session, std::size_t width);
+/// Alerts of watched modules, with tips, and what became of the modules.
+std::string watchedNotes(Session const& session, std::size_t width);
+/// What was read, least, most, last: a line for each reading.
+std::string watchedTable(Session const& session, std::size_t width);
 /// "Verdict: FAIL (1 FAIL, 3 PASS, 1 not run)".
 std::string verdictLine(Session const& session, std::size_t width);
 

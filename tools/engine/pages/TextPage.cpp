@@ -143,6 +143,33 @@ std::string notTested(Session const& session, std::size_t width)
     return out.empty() ? "" : "Not tested:\n" + out;
 }
 
+std::string watchedNotes(Session const& session, std::size_t width)
+{
+    std::size_t const columns = columnsFor(width);
+    std::string out;
+    for (WatchNote const& note : session.notes) {
+        if (!isTrouble(note))
+            continue;
+        out += listing::wrapped("  " + readableTime(note.time).substr(11, 8) + " " +
+                                    harmless(sentenceOf(session, note)),
+                                kStep, columns);
+        for (std::string const& tip : note.tips)
+            out += listing::wrapped("    Tip: " + harmless(tip), 2 * kStep, columns);
+    }
+    if (session.notesLeftOut > 0)
+        out += "  " + std::to_string(session.notesLeftOut) + " further notes are not shown.\n";
+    return out.empty() ? "" : "While the tests ran:\n" + out;
+}
+
+std::string watchedTable(Session const& session, std::size_t width)
+{
+    std::vector<TableRow> rows = {{"Device", "Reading", "Min", "Max", "Last"}};
+    for (WatchedSeries const& one : session.watched)
+        rows.push_back({harmless(deviceName(one.device)), harmless(one.name), harmless(one.leastText),
+                        harmless(one.mostText), harmless(one.lastText)});
+    return rows.size() == 1 ? "" : table(rows, width, {2, 3, 4});
+}
+
 std::string verdictLine(Session const& session, std::size_t width)
 {
     std::string const line =
@@ -153,7 +180,8 @@ std::string verdictLine(Session const& session, std::size_t width)
 std::string text(Session const& session, std::size_t width, std::optional<MachineStart> const& now)
 {
     std::string out = head(session, now, width) + resultTable(session, width);
-    for (std::string const& part : {troubles(session, width), notTested(session, width)})
+    for (std::string const& part : {troubles(session, width), notTested(session, width),
+                                    watchedNotes(session, width), watchedTable(session, width)})
         out += part.empty() ? "" : "\n" + part;
     return out;
 }

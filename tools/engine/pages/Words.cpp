@@ -159,4 +159,18 @@ bool isTrouble(Session const& session, RunReport const& run)
            std::any_of(run.events.begin(), run.events.end(), isError);
 }
 
+std::string sentenceOf(Session const& session, WatchNote const& note)
+{
+    std::string const module = moduleName(session, note.moduleGuid);
+    if (note.what == "alertRaised" || note.what == "alertCleared")
+        return std::string(note.what == "alertRaised" ? "Alert: " : "Over: ") + note.title +
+               (note.deviceName.empty() ? "" : " (" + note.deviceName + ")") +
+               (note.message.empty() ? "" : ": " + note.message);
+    if (note.what == "moduleHeard")
+        return module + " is heard again";
+    return module.empty() ? note.message : module + ": " + note.message;
+}
+
+bool isTrouble(WatchNote const& note) { return note.what != "alertCleared" && note.what != "moduleHeard"; }
+
 } // namespace engine

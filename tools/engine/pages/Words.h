@@ -29,6 +29,11 @@ std::string kindOf(RunEvent const& event);
 std::string endOf(RunReport const& run);
 bool isError(RunEvent const& event);
 
+/// "Gauge 1 is hot (Gauge 1): It is 90 degrees": what a watched module raised, or what became of it.
+std::string sentenceOf(Session const& session, WatchNote const& note);
+/// Whether a person wants to read it: what came, and not that it went.
+bool isTrouble(WatchNote const& note);
+
 /// Whether a person must look at the run: all but what passed, or does not apply.
 bool isTrouble(Session const& session, RunReport const& run);
 

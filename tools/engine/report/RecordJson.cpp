@@ -133,9 +133,41 @@ void members(Of<SessionEnded> auto& record, Visit& visit)
     visit.may("seconds", record.seconds);
 }
 
+template <typename Visit>
+void members(Of<WatchedValue> auto& value, Visit& visit)
+{
+    visit.must("key", value.key);
+    visit.may("name", value.name);
+    visit.may("text", value.text);
+    visit.may("number", value.number);
+    visit.may("unit", value.unit);
+}
+
+template <typename Visit>
+void members(Of<WatchReadings> auto& record, Visit& visit)
+{
+    visit.must("time", record.time);
+    visit.may("moduleGuid", record.moduleGuid);
+    visit.must("device", record.device);
+    visit.must("readings", record.readings);
+}
+
+template <typename Visit>
+void members(Of<WatchNote> auto& record, Visit& visit)
+{
+    visit.must("time", record.time);
+    visit.may("moduleGuid", record.moduleGuid);
+    visit.must("what", record.what);
+    visit.may("deviceName", record.deviceName);
+    visit.may("title", record.title);
+    visit.may("message", record.message);
+    visit.may("tips", record.tips);
+}
+
 // In the order of the alternatives of Record.
-constexpr char const* kWords[] = {"session-began", "run-began", "run-event",   "run-question",
-                                  "run-progress",  "run-ended", "run-skipped", "session-ended"};
+constexpr char const* kWords[] = {"session-began",  "run-began", "run-event",   "run-question",
+                                  "run-progress",   "run-ended", "run-skipped", "session-ended",
+                                  "watch-readings", "watch-note"};
 static_assert(std::size(kWords) == std::variant_size_v<Record>);
 
 class Writer
@@ -154,7 +186,8 @@ public:
     {
         may(key, value);
     }
-    void may(char const* key, std::optional<int> const& value) // absent where there is none
+    template <typename Number>
+    void may(char const* key, std::optional<Number> const& value) // absent where there is none
     {
         if (value)
             may(key, *value);
@@ -172,6 +205,16 @@ private:
     {
         m_json.beginObject();
         members(device, *this);
+        m_json.end();
+    }
+    void write(std::vector<WatchedValue> const& values)
+    {
+        m_json.beginArray();
+        for (WatchedValue const& value : values) {
+            m_json.beginObject();
+            members(value, *this);
+            m_json.end();
+        }
         m_json.end();
     }
     void write(std::vector<std::string> const& texts)
@@ -268,6 +311,23 @@ private:
         want(node.kind == Kind::Real || node.kind == Kind::Unsigned, key, "number that is not negative");
         value = node.kind == Kind::Real ? node.real : static_cast<double>(node.whole);
         want(value >= 0, key, "number that is not negative");
+    }
+    void read(char const* key, JsonNode const& node, std::optional<double>& value) const
+    {
+        want(node.kind == Kind::Real || node.kind == Kind::Unsigned || node.kind == Kind::Negative, key,
+             "number");
+        value = node.kind == Kind::Real       ? node.real
+                : node.kind == Kind::Negative ? static_cast<double>(node.negative)
+                                              : static_cast<double>(node.whole);
+    }
+    void read(char const* key, JsonNode const& node, std::vector<WatchedValue>& values) const
+    {
+        want(node.kind == Kind::Array, key, "list");
+        for (JsonNode const& child : node.children) {
+            want(child.kind == Kind::Object, key, "list of objects");
+            Reader inside(child, m_name);
+            members(values.emplace_back(), inside);
+        }
     }
     void read(char const* key, JsonNode const& node, DeviceNamed& device) const
     {

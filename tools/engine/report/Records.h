@@ -117,7 +117,35 @@ struct SessionEnded
     double seconds = 0;
 };
 
+/// One value that was read while the tests ran.
+struct WatchedValue
+{
+    std::string key, name, text;  ///< text: as a person reads it
+    std::optional<double> number; ///< in the unit; absent: it is none
+    std::string unit;             ///< base unit: "celsius"; empty: a plain number
+};
+
+/// What an indicator module read of a device beside the tests.
+struct WatchReadings
+{
+    Time time;
+    std::string moduleGuid;
+    DeviceNamed device;
+    std::vector<WatchedValue> readings;
+};
+
+/// An alert of such a module that came or went, or what became of the module itself.
+struct WatchNote
+{
+    Time time;
+    std::string moduleGuid;
+    std::string
+        what; ///< "alertRaised", "alertCleared", "moduleFailed", "moduleSilent", "moduleHeard", "leftOut"
+    std::string deviceName, title, message;
+    std::vector<std::string> tips;
+};
+
 using Record = std::variant<SessionBegan, RunBegan, RunEvent, RunQuestion, RunProgress, RunEnded, RunSkipped,
-                            SessionEnded>;
+                            SessionEnded, WatchReadings, WatchNote>;
 
 } // namespace engine

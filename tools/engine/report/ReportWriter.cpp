@@ -13,6 +13,7 @@ namespace engine {
 namespace {
 
 constexpr double kSyncSeconds = 1;
+constexpr std::size_t kWatch = 3;                              // kind of detail that is of no run
 constexpr std::size_t kLeftOut = static_cast<std::size_t>(-1); // these of the run are over, and that was said
 
 ReportFile create(std::string const& path)
@@ -68,6 +69,10 @@ std::optional<ReportWriter::Detail> ReportWriter::detailOf(Record const& record)
         return Detail{question->time, question->run, 1, "questions"};
     if (auto const* const progress = std::get_if<RunProgress>(&record))
         return Detail{progress->time, progress->run, 2, "percentages"};
+    if (auto const* const readings = std::get_if<WatchReadings>(&record))
+        return Detail{readings->time, 0, kWatch, "readings"};
+    if (auto const* const note = std::get_if<WatchNote>(&record))
+        return Detail{note->time, 0, kWatch, "readings"};
     return std::nullopt;
 }
 
@@ -87,7 +92,8 @@ bool ReportWriter::hasRoom(Detail const& detail, std::size_t bytes)
     std::size_t& taken = m_detailBytes[detail.run][detail.kind];
     if (taken == kLeftOut)
         return false;
-    if (taken + bytes > kRunBytes || m_allDetailBytes + bytes > kDetailBytes) {
+    if (taken + bytes > (detail.kind == kWatch ? kWatchBytes : kRunBytes) ||
+        m_allDetailBytes + bytes > kDetailBytes) {
         taken = kLeftOut;
         tellLeftOut(detail);
         return false;
@@ -99,6 +105,14 @@ bool ReportWriter::hasRoom(Detail const& detail, std::size_t bytes)
 
 void ReportWriter::tellLeftOut(Detail const& detail)
 {
+    if (detail.kind == kWatch) {
+        WatchNote note;
+        note.time = detail.time;
+        note.what = "leftOut";
+        note.message = "Further readings are left out of the report: they are too many.";
+        write(lineOf(note, m_bootId), false);
+        return;
+    }
     RunEvent note;
     note.time = detail.time;
     note.run = detail.run;

@@ -27,6 +27,7 @@ public:
     /// What the events of one run may take, and likewise its questions and its percentages, each for itself: a flood of one
     /// kind hides no other.
     static constexpr std::size_t kRunBytes = 4u << 20;
+    static constexpr std::size_t kWatchBytes = 32u << 20; ///< and readings and notes of watched modules
     static constexpr std::size_t kDetailBytes =
         128u << 20; ///< and all of these: what is larger cannot be read again
 
@@ -61,7 +62,7 @@ private:
     ReportQueue m_file;
     std::function<void(std::string const&)> m_tell;
     std::string m_bootId;
-    static constexpr std::size_t kKinds = 3; // of details
+    static constexpr std::size_t kKinds = 4; // of details
     std::unordered_map<RunId, std::array<std::size_t, kKinds>>
         m_detailBytes; // of the runs that are on their way
     std::size_t m_allDetailBytes = 0;

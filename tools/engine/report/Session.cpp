@@ -148,6 +148,75 @@ std::string SessionBuilder::take(SessionEnded&& record)
     return {};
 }
 
+namespace {
+
+void takePoint(WatchedSeries& series, Time time, double value)
+{
+    auto& points = series.points;
+    if (series.skipped > 0 && !points.empty()) { // of several readings the greatest
+        if (value > points.back().value)
+            points.back() = {time, value};
+    } else {
+        points.push_back({time, value});
+    }
+    series.skipped = (series.skipped + 1) % series.every;
+    if (points.size() < SessionBuilder::kMostPoints)
+        return;
+    for (std::size_t i = 0; i + 1 < points.size(); i += 2)
+        points[i / 2] = points[i].value >= points[i + 1].value ? points[i] : points[i + 1];
+    points.resize(points.size() / 2);
+    series.every *= 2;
+    series.skipped = 0;
+}
+
+void takeValue(WatchedSeries& series, Time time, WatchedValue const& value)
+{
+    series.lastText = value.text;
+    if (!value.number)
+        return;
+    if (series.points.empty() || *value.number < series.least) {
+        series.least = *value.number;
+        series.leastText = value.text;
+    }
+    if (series.points.empty() || *value.number > series.most) {
+        series.most = *value.number;
+        series.mostText = value.text;
+    }
+    takePoint(series, time, *value.number);
+}
+
+} // namespace
+
+std::string SessionBuilder::take(WatchReadings&& record)
+{
+    for (WatchedValue const& value : record.readings) {
+        std::string const name = record.moduleGuid + '\n' + record.device.guid + '\n' + value.key;
+        auto const found = m_series.find(name);
+        if (found == m_series.end() && m_session.watched.size() == kMostSeries)
+            continue;
+        auto const place = m_series.emplace(name, m_session.watched.size()).first;
+        if (place->second == m_session.watched.size()) {
+            WatchedSeries& added = m_session.watched.emplace_back();
+            added.moduleGuid = record.moduleGuid;
+            added.device = record.device;
+            added.key = value.key;
+            added.name = value.name.empty() ? value.key : value.name;
+            added.unit = value.unit;
+        }
+        takeValue(m_session.watched[place->second], record.time, value);
+    }
+    return {};
+}
+
+std::string SessionBuilder::take(WatchNote&& record)
+{
+    if (m_session.notes.size() < kMostEvents)
+        m_session.notes.push_back(std::move(record));
+    else
+        ++m_session.notesLeftOut;
+    return {};
+}
+
 std::string SessionBuilder::add(Record record)
 {
     Time const time = std::visit([](auto const& one) { return one.time; }, record);

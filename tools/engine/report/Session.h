@@ -22,6 +22,25 @@ struct RunReport
     std::optional<RunEnded> ended;
 };
 
+/// One reading of a device over the time of the session.
+struct WatchedSeries
+{
+    struct Point
+    {
+        Time time;
+        double value = 0;
+    };
+
+    std::string moduleGuid;
+    DeviceNamed device;
+    std::string key, name, unit;
+    std::string lastText, leastText, mostText; ///< the latter two are empty for what is no number
+    double least = 0, most = 0;
+    /// Evenly thinned out where there are many: of two neighbours the greater stays.
+    std::vector<Point> points;
+    unsigned every = 1, skipped = 0; ///< how many readings stand behind a point, and behind the one to come
+};
+
 /// What became of a session, or of a run.
 enum class Stage {
     Ended,
@@ -35,6 +54,9 @@ struct Session
     std::string bootId; ///< of the machine's start in which it ran; empty: not known
     std::vector<RunReport> runs;
     std::vector<RunSkipped> skipped;
+    std::vector<WatchedSeries> watched; ///< in the order in which they began
+    std::vector<WatchNote> notes;       ///< of watched modules; the first ones
+    std::size_t notesLeftOut = 0;
     std::optional<SessionEnded> ended;
     Time lastTime;                   ///< of the last record
     bool isWritten = false;          ///< an engine has the report open
@@ -60,6 +82,8 @@ class SessionBuilder
 public:
     static constexpr std::size_t kMostEvents = 1000;  ///< that are kept of a run
     static constexpr std::size_t kMostRuns = 200'000; ///< in a report
+    static constexpr std::size_t kMostSeries = 5000;  ///< of what was watched; further ones are not kept
+    static constexpr std::size_t kMostPoints = 1000;  ///< of a series
 
     /// The reason why the record does not fit; empty when it was taken.
     std::string add(Record record);
@@ -76,10 +100,13 @@ private:
     std::string take(RunEnded&& record);
     std::string take(RunSkipped&& record);
     std::string take(SessionEnded&& record);
+    std::string take(WatchReadings&& record);
+    std::string take(WatchNote&& record);
     RunReport* find(RunId run);
 
     Session m_session;
-    std::unordered_map<RunId, std::size_t> m_runs; // index in the session's list
+    std::unordered_map<RunId, std::size_t> m_runs;         // index in the session's list
+    std::unordered_map<std::string, std::size_t> m_series; // module, device and key
     bool m_hasBegun = false;
 };
 

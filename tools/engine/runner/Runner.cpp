@@ -2,6 +2,7 @@
 
 #include <engine/catalog/Assignment.h>
 #include <engine/runner/ActiveRun.h>
+#include <engine/runner/Companion.h>
 #include <engine/runner/ExitStatus.h>
 #include <engine/runner/linux/Inbox.h>
 #include <engine/runner/linux/Keeper.h>
@@ -76,7 +77,8 @@ struct Runner::Impl
         : machine(all), observer(who), options(std::move(what))
     {}
 
-    Outcome run(Plan const& plan);
+    Outcome run(Plan const& plan, Companion* beside);
+    void endCompanion();
     void runAll(Plan const& plan);
     void startWhatMayStart();
     PlannedRun const* next();
@@ -99,6 +101,7 @@ struct Runner::Impl
     RunnerOptions options;
 
     std::optional<Keeper> keeper; // while it runs
+    Companion* companion = nullptr;
     Inbox inbox;
     std::unique_ptr<zel::IPCServer> server;
     std::list<ActiveRun> active;
@@ -193,6 +196,8 @@ void Runner::Impl::start(PlannedRun const& planned)
 
 void Runner::Impl::hear(News const& news)
 {
+    if (companion && companion->hear(news))
+        return;
     switch (news.kind) {
     case News::Kind::Connected:
         for (ActiveRun& one : active)
@@ -217,11 +222,17 @@ void Runner::Impl::wait(Clock::time_point until)
         one.child().waitsFor(waiting);
         until = std::min(until, one.nextLook());
     }
+    if (companion) {
+        companion->waitsFor(waiting);
+        until = std::min(until, companion->nextLook());
+    }
     auto const left = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now()).count();
     if (::poll(waiting.data(), waiting.size(), static_cast<int>(std::max<std::int64_t>(left, 0))) <= 0)
         return;
     for (ActiveRun& one : active)
         one.child().listen();
+    if (companion)
+        companion->listen();
 }
 
 void Runner::Impl::pump(Clock::time_point until)
@@ -241,6 +252,8 @@ void Runner::Impl::pump(Clock::time_point until)
     auto const now = Clock::now();
     for (ActiveRun& one : active)
         one.look(now);
+    if (companion)
+        companion->look(now);
     end();
 }
 
@@ -261,7 +274,7 @@ void Runner::Impl::end()
         if (one->process() > 0)
             keeper->forget(static_cast<pid_t>(one->process()));
         one = active.erase(one);
-        if (active.empty())
+        if (active.empty() && (!companion || companion->isOver())) // nobody could tell whose they are
             keeper->endOrphans();
     }
 }
@@ -326,7 +339,18 @@ void Runner::Impl::runAll(Plan const& plan)
                           std::to_string(round) + " of " + std::to_string(rounds) + " rounds");
 }
 
-Outcome Runner::Impl::run(Plan const& plan)
+void Runner::Impl::endCompanion()
+{
+    if (!companion)
+        return;
+    companion->stop();
+    while (!companion->isOver())
+        pump(Clock::now() + kSlice);
+    keeper->endOrphans();
+    companion = nullptr;
+}
+
+Outcome Runner::Impl::run(Plan const& plan, Companion* beside)
 {
     count(gradeBefore(plan));
     for (Refusal const& one : plan.refusals)
@@ -335,7 +359,11 @@ Outcome Runner::Impl::run(Plan const& plan)
                             one.result, one.reason});
     keeper.emplace(); // before the link has a thread
     server = std::make_unique<zel::IPCServer>(inbox.handlers());
+    companion = plan.runs.empty() ? nullptr : beside;
+    if (companion)
+        companion->begin({*server, inbox, *keeper});
     runAll(plan);
+    endCompanion();
     return {wordOf(worst), exitStatusOf(worst)};
 }
 
@@ -351,6 +379,6 @@ Runner::~Runner()
     m_impl->server.reset();
 }
 
-Outcome Runner::run(Plan const& plan) { return m_impl->run(plan); }
+Outcome Runner::run(Plan const& plan, Companion* companion) { return m_impl->run(plan, companion); }
 
 } // namespace engine

@@ -19,6 +19,8 @@ class StateManager;
 
 namespace engine {
 
+class Companion;
+
 /// Is told everything as it happens, one call at a time.
 class RunObserver
 {
@@ -69,7 +71,8 @@ public:
     /// Until all runs have ended; a stop that StopSignal heard of ends them. The first and the last record of the session
     /// are the caller's. Throws IPCException when modules could not reach this process, and then nothing ran. Main thread,
     /// once.
-    Outcome run(Plan const& plan);
+    /// `companion`, where there is one, begins before the first run and is stopped behind the last.
+    Outcome run(Plan const& plan, Companion* companion = nullptr);
 
 private:
     struct Impl;

@@ -155,6 +155,12 @@ void SessionObserver::progressed(RunId id, int percent, unsigned pass, unsigned 
     m_view.show(m_runs);
 }
 
+void SessionObserver::tell(WatchNote const& record)
+{
+    if (m_notes++ < kMostEventLines)
+        m_view.say(harmless(sentenceOf(m_builder.session(), record)) + "\n");
+}
+
 std::string SessionObserver::titleOf(RunId id)
 {
     std::lock_guard<std::mutex> const guard(m_mutex);
@@ -188,8 +194,8 @@ void SessionObserver::ask(RunId run, zel::MessageBoxImp& box, bool (*isOver)())
 std::string closing(Session const& session, std::string const& reportPath, std::size_t width)
 {
     std::string out;
-    for (std::string const& part :
-         {resultTable(session, width), troubles(session, width), notTested(session, width)})
+    for (std::string const& part : {resultTable(session, width), troubles(session, width),
+                                    notTested(session, width), watchedNotes(session, width)})
         out += part.empty() ? "" : part + "\n";
     return out + "Report:  " + harmless(reportPath) + "\n" + verdictLine(session, width);
 }

@@ -55,6 +55,7 @@ private:
     void tell(RunEvent const& record);
     void tell(RunProgress const& record);
     void tell(RunEnded const& record);
+    void tell(WatchNote const& record);
     template <typename Other>
     void tell(Other const&)
     {}
@@ -69,6 +70,7 @@ private:
     std::mutex m_mutex;                // guards what follows, and the report
     SessionBuilder m_builder;
     std::vector<LiveRun> m_runs; // on their way
+    std::size_t m_notes = 0;     // of watched modules that were told
     struct ToldEvents
     {
         struct Kind

@@ -42,6 +42,16 @@ std::vector<Record> hostileSession()
             question->title = question->text = question->answer = text;
         if (auto* ended = std::get_if<RunEnded>(&record))
             ended->note = ended->output = ended->logTail = ended->signal = text;
+        if (auto* readings = std::get_if<WatchReadings>(&record)) {
+            readings->moduleGuid = text;
+            readings->device = {text, text, text, text, text};
+            readings->readings[0].name = readings->readings[0].text = text;
+            readings->readings.push_back({text, text, text, -1e300, text});
+        }
+        if (auto* note = std::get_if<WatchNote>(&record)) {
+            note->moduleGuid = note->deviceName = note->title = note->message = text;
+            note->tips = {text};
+        }
         if (auto* skipped = std::get_if<RunSkipped>(&record))
             skipped->moduleGuid = skipped->test = skipped->deviceName = skipped->reason = text;
     }
@@ -199,6 +209,23 @@ TEST(HtmlPage, UnfoldsWhatFailed)
                     "&lt;/script&gt;&lt;/details&gt;]]&gt;&quot;&#39;&amp;&lt;b onclick"));
     if (char const* const keep = std::getenv("KREL5_KEEP_HTML")) // to look at it
         std::ofstream(keep) << page;
+}
+
+// A picture for each device that has temperatures, and least and most of everything.
+TEST(Pages, ShowWhatWasReadBesideTheTests)
+{
+    Session const session = sessionOf(failedSession());
+    std::string const page = html(session);
+    EXPECT_TRUE(has(page, "<h3>ACME Drive (/dev/sda)</h3>\n<svg class=\"readings\"")) << page;
+    EXPECT_TRUE(has(page, "<polyline class=\"curve c0\" points=\""));
+    EXPECT_TRUE(
+        has(page,
+            "<td>Temperature</td><td class=\"time\">-5 °C</td><td class=\"time\">61 °C</td><td>40 °C</td>"));
+    EXPECT_TRUE(has(page, "Alert: A drive is hot (ACME Drive): It has 61 degrees"));
+    std::string const mail = text(session, 0);
+    EXPECT_TRUE(has(mail, "ACME Drive (/dev/sda)  Temperature  -5 °C  61 °C  40 °C\n")) << mail;
+    EXPECT_TRUE(has(mail, "While the tests ran:\n  15:23:20 Alert: A drive is hot"));
+    EXPECT_FALSE(has(html(sessionOf(interruptedSession())), "<svg")) << "nothing was watched";
 }
 
 TEST(JunitPage, TellsFailuresFromErrors)

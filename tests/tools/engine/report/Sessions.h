@@ -71,6 +71,16 @@ inline RunEvent failure(RunId run)
             {"Replace the cable.", "Replace the drive."}};
 }
 
+/// A drive's temperature, watched beside the tests.
+inline WatchReadings warmth(double degrees, int second)
+{
+    std::string const text = std::to_string(static_cast<int>(degrees)) + " °C";
+    return {at(second),
+            "sensors",
+            {"guid of ACME Drive", "ACME Drive", "", "HardDrive", "/dev/sda"},
+            {{"Temperature", "Temperature", text, degrees, "celsius"}, {"State", "", "spins", {}, ""}}};
+}
+
 /// One that passed, one that failed, one that is not supported, one that could not be run.
 inline std::vector<Record> failedSession()
 {
@@ -79,14 +89,24 @@ inline std::vector<Record> failedSession()
     failed.logTail = "error 5\n";
     return {sessionBegan(),
             runBegan(1),
+            warmth(-5.5, 3),
             RunProgress{at(5), 1, 10, 1},
             runEnded(1, "PASS", 9),
+            warmth(61, 10),
+            WatchNote{at(11),
+                      "sensors",
+                      "alertRaised",
+                      "ACME Drive",
+                      "A drive is hot",
+                      "It has 61 degrees",
+                      {"Is there a fan?"}},
             runBegan(2, "write", "ACME Drive 2"),
             failure(2),
             RunQuestion{at(16), 2, "Go on?", "The drive is slow.", "Yes", true},
             failed,
             runBegan(3, "smart"),
             runEnded(3, "NOT SUPPORTED", 21),
+            warmth(40, 22),
             RunSkipped{at(22), "11111111-2222-3333-4444-555555555555", "erase", "ACME Drive",
                        "INSUFFICIENT PRIVILEGE", "only root may do that"},
             SessionEnded{at(23), "FAIL", 23, 23.0}};

@@ -300,6 +300,45 @@ TEST(Reports, KeepBoundedEvents)
     EXPECT_EQ(builder.session().runs[0].eventsLeftOut, 5u);
 }
 
+TEST(Reports, KeepABoundedCurveWithItsPeaks)
+{
+    SessionBuilder builder;
+    builder.add(sessionBegan());
+    for (int i = 0; i < 100'000; ++i)
+        builder.add(warmth(i == 77'777 ? 99 : 40 + i % 3, i));
+    Session const& session = builder.session();
+    ASSERT_EQ(session.watched.size(), 2u);
+    WatchedSeries const& one = session.watched[0];
+    EXPECT_LT(one.points.size(), SessionBuilder::kMostPoints);
+    EXPECT_GT(one.points.size(), SessionBuilder::kMostPoints / 3);
+    EXPECT_EQ(one.mostText, "99 °C");
+    EXPECT_TRUE(std::any_of(one.points.begin(), one.points.end(),
+                            [](auto const& point) { return point.value == 99; }));
+    EXPECT_TRUE(std::is_sorted(one.points.begin(), one.points.end(),
+                               [](auto const& a, auto const& b) { return a.time < b.time; }));
+    EXPECT_LT(one.points.front().time, at(1000));
+    EXPECT_GT(one.points.back().time, at(99'000));
+    EXPECT_TRUE(session.watched[1].points.empty()) << "no number";
+}
+
+// Weeks of them do not make a report that nobody can read.
+TEST(Reports, HoldABoundedNumberOfReadings)
+{
+    TemporaryFolder const folder;
+    ReportWriter report(folder.path("r.jsonl"), [](std::string const& what) { ADD_FAILURE() << what; });
+    report.take(sessionBegan());
+    WatchReadings record = warmth(1, 1);
+    record.readings[1].text = std::string(1u << 20, 'x');
+    for (int i = 0; i < 40; ++i)
+        report.take(record);
+    ASSERT_TRUE(report.flush());
+    EXPECT_LT(std::filesystem::file_size(folder.path("r.jsonl")), ReportWriter::kWatchBytes + 4096);
+    Session const session = readReport(folder.path("r.jsonl"));
+    ASSERT_EQ(session.notes.size(), 1u);
+    EXPECT_EQ(session.notes[0].what, "leftOut");
+    EXPECT_TRUE(session.damage.empty());
+}
+
 TEST(ReportWriter, TellsOnceThatTheDiskIsFull)
 {
     TemporaryFolder const folder;

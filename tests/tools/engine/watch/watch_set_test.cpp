@@ -1,5 +1,7 @@
 // Modules that are watched in this process: what an endpoint says of them, and modules that fall silent.
+#include <engine/runner/Runner.h>
 #include <engine/watch/MetricsText.h>
+#include <engine/watch/WatchKeeper.h>
 #include <engine/watch/WatchSet.h>
 #include <engine/web/linux/MetricsServer.h>
 
@@ -116,6 +118,52 @@ TEST_F(WatchSetTest, givesUpWhoNeverAnswers)
     EXPECT_FALSE(watchUntil(set, [] { return false; }));
     EXPECT_TRUE(has(Kind::ModuleFailed, "mute"));
     EXPECT_NE(m_news.back().text.find("did not answer in time"), std::string::npos) << m_news.back().text;
+}
+
+// Modules are watched while others are tested: one link, one loop, and each is heard.
+TEST_F(WatchSetTest, goesOnBesideTheRunsOfASession)
+{
+    class Records final : public RunObserver
+    {
+    public:
+        bool take(Record const& record) override
+        {
+            if (auto const* ended = std::get_if<RunEnded>(&record))
+                results.push_back(ended->result);
+            readings += std::holds_alternative<WatchReadings>(record);
+            return true;
+        }
+        bool flush() override { return true; }
+        void progressed(RunId, int, unsigned, unsigned, std::string const&) override {}
+        void ask(RunId, zel::MessageBoxImp&, bool (*)()) override {}
+        std::vector<std::string> results;
+        int readings = 0;
+    } records;
+    zel::String const disk("disk");
+    m_machine.addDevice(zel::DeviceImp::restored({disk, disk, "", "", "", zel::CapabilityImp(disk),
+                                                  zel::CapabilityImp(disk), zel::CapabilityImp()}),
+                        nullptr);
+    PlannedRun run;
+    run.program = WAYWARD_MODULE;
+    run.moduleGuid = "wayward";
+    run.device = m_machine.deviceAtIndex(0);
+    run.shutdownSeconds = 1;
+    run.limit = std::chrono::seconds(2);
+    Plan plan;
+    for (char const* const test : {"pass", "ignore", "fork", "crash"}) {
+        run.test = test;
+        plan.runs.push_back(run);
+    }
+    RunnerOptions options;
+    options.logFolder = m_folder.path();
+    WatchKeeper keeper([&records](Record const& record) { records.take(record); });
+    WatchSet set({module("steady"), module("dies")}, m_machine, keeper, m_options);
+    EXPECT_EQ(Runner(m_machine, records, options).run(plan, &set).exitStatus, 22);
+    EXPECT_EQ(records.results,
+              (std::vector<std::string>{"PASS", "MAX TIME EXCEEDED", "PASS", "EXITED ABNORMALLY"}));
+    EXPECT_GT(records.readings, 10);
+    EXPECT_TRUE(set.isOver());
+    EXPECT_TRUE(set.hasFailed());
 }
 
 TEST(WebAddress, isWhatAPersonTypes)
