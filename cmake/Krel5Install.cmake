@@ -8,7 +8,11 @@ target_compile_features(Krel5 INTERFACE cxx_std_20) # what the headers need, of 
 
 install(DIRECTORY include/krel5 DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(FILES
+  platform/zel/foundation/Array.h
+  platform/zel/foundation/Exception.h
   platform/zel/foundation/Export.h
+  platform/zel/foundation/Index.h
+  platform/zel/foundation/StackTrace.h
   platform/zel/foundation/String.h
   platform/zel/foundation/Utf.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zel/foundation)

@@ -119,7 +119,7 @@ public:
     // ---- run
 
     /// Does what the command line asks, and ends the process with the result as its exit status: it does not return,
-    /// except in the process of a client that hosts the module (-dl), which gets the status.
+    /// except in the process of a client that hosts the module (IndicatorClient.h), which gets the status.
     static int start();
     /// Whether the module should end: a signal came, an engine asked or is gone. A function that takes its time asks.
     static bool stopRequested();

@@ -5,6 +5,7 @@
 #include <krel5/AlertType.h>
 #include <krel5/AlreadyAddedException.h>
 #include <krel5/AlreadyCreatedException.h>
+#include <krel5/CArray.h>
 #include <krel5/CannotAddPropertyLinkToNonGroupProperty.h>
 #include <krel5/ChildBusType.h>
 #include <krel5/CommandLineOption.h>
@@ -20,7 +21,9 @@
 #include <krel5/Export.h>
 #include <krel5/IndexOutOfBoundsException.h>
 #include <krel5/Indicator.h>
+#include <krel5/IndicatorClient.h>
 #include <krel5/IndicatorModule.h>
+#include <krel5/IndicatorReport.h>
 #include <krel5/IndicatorReturnData.h>
 #include <krel5/InternalException.h>
 #include <krel5/InvalidCreationException.h>
@@ -31,6 +34,7 @@
 #include <krel5/KrelDiscreteMeasurement.h>
 #include <krel5/KrelException.h>
 #include <krel5/KrelNonDiscreteMeasurement.h>
+#include <krel5/KrelOstrelInterface.h>
 #include <krel5/KrelString.h>
 #include <krel5/KrelUnitMagnitude.h>
 #include <krel5/KrelUnitType.h>

@@ -9,7 +9,7 @@ trap 'rm -rf "$work"' EXIT
 cmake --install "$build" --prefix "$work/installed" >/dev/null
 cd "$work"
 ./installed/bin/zel-devices >/dev/null
-for example in pattern drive kernel load; do
+for example in pattern drive kernel load host; do
   cp -r "$examples/$example" .
   cmake -S $example -B $example/build -DCMAKE_PREFIX_PATH="$work/installed" \
     -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_FLAGS="$flags" >/dev/null

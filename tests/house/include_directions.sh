@@ -91,7 +91,7 @@ allow platform/zel/foundation 'zel/foundation/|elfutils/'
 allow platform/zel/model 'zel/foundation/|zel/model/'
 allow platform/zel/enumerator 'zel/foundation/|zel/model/|zel/enumerator/|libudev'
 allow platform/zel/ipc 'zel/foundation/|zel/model/|zel/ipc/'
-allow include/krel5 'krel5/|zel/foundation/String.h>|zel/model/vocabulary/tables/'
+allow include/krel5 'krel5/|zel/foundation/(Array|String).h>|zel/model/vocabulary/tables/'
 allow providers/src/libKrel5 'zel/|krel5/|libKrel5/'
 for module in modules/*/; do
   [[ $module == modules/inventory/ ]] || allow "$module" 'krel5/|common/|memory/|cpu/|storage/|nlohmann/'

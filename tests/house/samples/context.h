@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <fcntl.h>
+#include <thread>
 
 // Samples name things alike and do not use all that they make.
 #pragma GCC diagnostic ignored "-Wshadow"
@@ -35,6 +36,9 @@ extern int errors;
 TestResult patternTest(DiagDevice const& device);
 TestResult memoryTest(DiagDevice const& device);
 TestResult readSurface(DiagDevice const& device);
+
+// where a module is hosted
+void show(IndicatorReport const& report);
 
 // where something is logged
 zel::Logger& logger();

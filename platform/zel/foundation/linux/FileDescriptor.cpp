@@ -33,6 +33,14 @@ FileDescriptor FileDescriptor::open(char const* path, int flags, unsigned mode) 
     return FileDescriptor(retryOnInterrupt([&] { return ::open(path, flags | O_CLOEXEC, mode); }));
 }
 
+void FileDescriptor::leaveStandardNumbers() noexcept
+{
+    if (m_number < STDIN_FILENO || m_number > STDERR_FILENO)
+        return;
+    if (FileDescriptor moved(::fcntl(m_number, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)); moved.isOpen())
+        *this = std::move(moved);
+}
+
 int writeAll(int descriptor, char const* bytes, std::size_t size, std::size_t& written,
              bool waitWhenFull) noexcept
 {

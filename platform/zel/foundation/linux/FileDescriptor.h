@@ -38,6 +38,10 @@ public:
     /// open(2), close-on-exec always. Not open on failure, with the reason in errno.
     static FileDescriptor open(char const* path, int flags, unsigned mode = 0) noexcept;
 
+    /// For what stays open: away from 0 to 2, which a host that has closed them may mean to be closed, or open anew. It stays where it
+    /// is when there is no other number. For signal handlers, too.
+    void leaveStandardNumbers() noexcept;
+
     bool isOpen() const noexcept { return m_number >= 0; }
     int number() const noexcept { return m_number; }
     int release() noexcept { return std::exchange(m_number, -1); }

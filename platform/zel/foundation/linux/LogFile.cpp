@@ -77,6 +77,7 @@ void tellNewProcess(int descriptor) noexcept
 int install(AppendTarget::Opened& opened) noexcept
 {
     int descriptor = -1;
+    opened.file.leaveStandardNumbers();
     bool const isContinued = opened.isContinued && !isSameFile(s_descriptor.load(), opened.file.number());
     if (s_descriptor.compare_exchange_strong(descriptor, opened.file.number()))
         descriptor = opened.file.release();

@@ -39,6 +39,8 @@ public:
     IndicatorImp& indicator() const;
     DeviceImp* device() const noexcept { return m_device; }             ///< null for a free indicator
     double updateInterval() const noexcept { return m_updateInterval; } ///< seconds
+    /// Counts for the call that is awaited, too. Not negative.
+    void setUpdateInterval(double seconds) noexcept { m_updateInterval = seconds; }
     /// Seconds since the last call; before the first, since the run was made.
     double elapsedSinceLastCall() const noexcept { return m_before + m_sinceLastCall.getElapsed(); }
     bool hasBeenCalled() const noexcept { return m_called; }

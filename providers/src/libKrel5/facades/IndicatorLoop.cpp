@@ -4,6 +4,7 @@
 #include <libKrel5/facades/DeviceFinding.h>
 #include <libKrel5/internal/backends/CommInterface.h>
 #include <libKrel5/internal/backends/StopRequest.h>
+#include <libKrel5/internal/backends/WantedIndicators.h>
 #include <libKrel5/internal/module/ModuleCommon.h>
 #include <libKrel5/objects/Factories.h>
 
@@ -13,8 +14,6 @@
 #include <zel/foundation/Exception.h>
 #include <zel/foundation/System.h>
 #include <zel/model/state/StateManager.h>
-
-#include <unordered_map>
 
 namespace krel5 {
 namespace {
@@ -36,27 +35,14 @@ bool take(zel::IndicatorRunImp& run, zel::Stopwatch::TimePoint now)
     return isTaken;
 }
 
-// Indicators that have, or had, a run: somebody asked for them, and how often (seconds). Under the library mutex.
-std::unordered_map<zel::IndicatorImp const*, double>& wanted()
-{
-    static auto* const s_wanted = new std::unordered_map<zel::IndicatorImp const*, double>();
-    return *s_wanted;
-}
-
-void noteWanted()
-{
-    zel::AutoMutex const guard(libraryMutex());
-    for (std::size_t i = 0; i < manager().indicatorRunCount(); ++i) {
-        zel::IndicatorRunImp const& run = manager().indicatorRunAtIndex(i);
-        wanted().emplace(&run.indicator(), run.updateInterval());
-    }
-}
-
 } // namespace
 
 TestResult IndicatorLoop::run()
 {
-    noteWanted();
+    {
+        zel::AutoMutex const guard(libraryMutex());
+        WantedIndicators::addThoseWithRuns();
+    }
     for (;;) {
         m_comm.receiveIndicatorMessages();
         pass();
@@ -131,11 +117,8 @@ void IndicatorLoop::tie(zel::DeviceImp& device)
 
 void IndicatorLoop::watch(zel::DeviceImp& device)
 {
-    if (ModuleCommon::comm()->isStandAlone())
-        return;
-    for (zel::IndicatorImp* const indicator : manager().indicatorsOf(device))
-        if (auto const asked = wanted().find(indicator); asked != wanted().end())
-            manager().addIndicatorRun(zel::IndicatorRunImp(*indicator, &device, asked->second));
+    if (!ModuleCommon::comm()->isStandAlone())
+        WantedIndicators::watch(device);
 }
 
 } // namespace krel5

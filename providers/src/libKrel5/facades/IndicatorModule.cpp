@@ -21,6 +21,7 @@
 
 #include <zel/foundation/Logger.h>
 #include <zel/foundation/System.h>
+#include <zel/ipc/direct/ProcessLinkConfigurator.h>
 #include <zel/model/settings/SettingsResource.h>
 #include <zel/model/state/StateManager.h>
 
@@ -45,14 +46,14 @@ void checkNotStarted(bool started, char const* name)
     DeviceFinding::checkNotStarted(started, name, logger());
 }
 
-/// What the other side wants: the devices for a list, or the run with its devices. A person at the console gets both
-/// from this machine, whatever was asked for, so that the numbers of a list are those of a run. False: nobody said.
+/// What the other side wants: the devices for a list, or the run with its devices. A person at the console, and a client in this
+/// process, get both from this machine, whatever was asked for, so that a list shows what a run has. False: nobody said.
 bool receiveRequest(CommInterface& comm, bool forRun)
 {
     bool hasRun = true;
-    if (forRun || comm.isStandAlone())
+    if (forRun || comm.findsDevicesHere())
         hasRun = comm.receiveIndicatorRun();
-    if (!forRun || comm.isStandAlone())
+    if (!forRun || comm.findsDevicesHere())
         comm.receiveDevices();
     return hasRun;
 }
@@ -292,6 +293,7 @@ int IndicatorModule::start()
     int const status = ModuleCommon::start(IndicatorModuleFacade::get(), &IndicatorModuleFacade::act);
     if (OwnProcess::isOurs())
         zel::System::exitProcess(status);
+    zel::ProcessLinkConfigurator::instance().setEngineHasEnded(status);
     return status;
 }
 

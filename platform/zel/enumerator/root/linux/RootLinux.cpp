@@ -344,6 +344,7 @@ std::unique_ptr<Root> Root::open(std::string const& directory)
     FileDescriptor descriptor(::open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (!descriptor.isOpen())
         return nullptr;
+    descriptor.leaveStandardNumbers();
     return std::make_unique<DirectoryRoot>(std::move(descriptor), DirectoryRoot::Resolution::Kernel);
 }
 

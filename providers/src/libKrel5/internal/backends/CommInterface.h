@@ -89,6 +89,9 @@ public:
     virtual std::shared_ptr<CommMessageWaiter> createMessageWaiter(); ///< any, no lock, quick
     /// Any, no lock, may wait.
     virtual bool httpGetRequest(zel::String const& url, zel::String& response, zel::String const& options);
+    /// Whether the devices are those that are found here, whatever is asked for; else the other side brings them. Main, either,
+    /// quick: never changes.
+    virtual bool findsDevicesHere() const { return isStandAlone(); }
     /// False when receiveDevices could not look everywhere, so that devices may be missing. Main, no lock, quick.
     virtual bool hasAllDevices() const { return true; }
     /// False when the other side has not said that it has the last listing or result, and should have. Main, either, quick.

@@ -1,5 +1,6 @@
 #include <libKrel5/internal/start/BackendSelection.h>
 
+#include <libKrel5/internal/backends/CommDirectLink.h>
 #include <libKrel5/internal/backends/CommEngine.h>
 #include <libKrel5/internal/backends/CommStandAlone.h>
 #include <libKrel5/internal/backends/CommXml.h>
@@ -30,15 +31,16 @@ struct Row
     CommandLineOption const& (*option)(); // null: no option needed
     char const* name;
     int logLine;
-    std::unique_ptr<CommInterface> (*make)(); // null: not part of this library
+    std::unique_ptr<CommInterface> (*make)();
+    bool needsIndicators; // the other side asks for nothing else
 };
 
 // In order of precedence.
 Row const s_backends[] = {
-    {&CommandLineOption::ENGINE, "CommEngine", 1200, &make<CommEngine>},
-    {&CommandLineOption::XML, "CommXml", 1204, &make<CommXml>},
-    {&CommandLineOption::DIRECTLINK, "CommDirectLink", 1208, nullptr},
-    {nullptr, "CommStandAlone", 1212, &make<CommStandAlone>},
+    {&CommandLineOption::ENGINE, "CommEngine", 1200, &make<CommEngine>, false},
+    {&CommandLineOption::XML, "CommXml", 1204, &make<CommXml>, false},
+    {&CommandLineOption::DIRECTLINK, "CommDirectLink", 1208, &make<CommDirectLink>, true},
+    {nullptr, "CommStandAlone", 1212, &make<CommStandAlone>, false},
 };
 
 } // namespace
@@ -49,11 +51,10 @@ std::unique_ptr<CommInterface> BackendSelection::choose()
         if (row.option && !CommandLine::isSet(row.option()))
             continue;
         ZEL_LOG_LINE(logger(), zel::LogLevel::Debug, row.logLine) << "CommInterface: using " << row.name;
-        if (row.make)
+        if (!row.needsIndicators || ErrorReporting::facade()->kind == Facade::Kind::Indicator)
             return row.make();
         zel::String const text = zel::String("The option -") + row.option().command().zelString() +
-                                 " needs " + row.name +
-                                 ", which is not available in this version of the library.";
+                                 " is for indicator modules: a client in the same process watches devices.";
         ZEL_LOG(logger(), zel::LogLevel::Error) << text;
         ErrorReporting::tell(text);
         return nullptr;

@@ -10,7 +10,7 @@ struct BackendSelection
 {
     /// The backend that the command line asks for; the first row of the table whose option is set wins, the
     /// console runner when none is. Null, after a message on standard error and in the log, when that backend
-    /// is not part of this library.
+    /// is not for this kind of module.
     static std::unique_ptr<CommInterface> choose();
 };
 
