@@ -164,6 +164,7 @@ protected:
         });
         EXPECT_EQ(outcome.status, 0) << outcome.output;
         EXPECT_NE(outcome.output.find(shown), std::string::npos) << outcome.output;
+        EXPECT_EQ(outcome.output.find("ThreadSanitizer"), std::string::npos) << outcome.output;
     }
 };
 
@@ -564,7 +565,10 @@ TEST_F(HostedModule, LetsTheClientEndTheProcessWheneverItLikes)
         auto const outcome = test::runInChild([terminates] {
             std::set_terminate([] { std::_Exit(77); });
             auto* const client = new IndicatorClient();
-            new Host();
+            std::thread([] {
+                char const* const words[] = {"hosted", "run", "-bd", "/dev/null/none"};
+                IndicatorClient::runModule(moduleMain, 4, words);
+            }).detach();
             client->watch();
             while (client->receive(kLong).kind() != Kind::Readings) {
             }
