@@ -1,6 +1,6 @@
 // A pass of the indicator loop over many runs of which none is due, as the console has it.
 #include <libKrel5/facades/IndicatorLoop.h>
-#include <libKrel5/internal/backends/CommStandAlone.h>
+#include <libKrel5/internal/backends/console/CommStandAlone.h>
 #include <libKrel5/internal/module/ModuleCommon.h>
 
 #include <krel5/DeviceCapability.h>

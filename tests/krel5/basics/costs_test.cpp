@@ -1,6 +1,6 @@
 // What must not cost more than it needs, in allocations: those can be counted, times cannot.
 #include <libKrel5/facades/IndicatorLoop.h>
-#include <libKrel5/internal/backends/CommStandAlone.h>
+#include <libKrel5/internal/backends/console/CommStandAlone.h>
 #include <libKrel5/internal/module/ModuleCommon.h>
 
 #include <krel5/DataType.h>

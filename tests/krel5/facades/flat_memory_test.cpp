@@ -1,8 +1,8 @@
 // A day of a module that watches: alerts and devices come and go all the time, and memory stays where it was, whoever is on the
 // other side, and whether or not he listens. A pass stands for a second.
 #include <libKrel5/facades/IndicatorLoop.h>
-#include <libKrel5/internal/backends/CommDirectLink.h>
-#include <libKrel5/internal/backends/CommStandAlone.h>
+#include <libKrel5/internal/backends/console/CommStandAlone.h>
+#include <libKrel5/internal/backends/direct/CommDirectLink.h>
 #include <libKrel5/internal/module/ModuleCommon.h>
 
 #include <krel5/krel5.h>

@@ -6,8 +6,8 @@
 #include <libKrel5/basics/OwnProcess.h>
 #include <libKrel5/facades/DiagModuleRun.h>
 #include <libKrel5/internal/backends/CommInterface.h>
-#include <libKrel5/internal/backends/CommStandAloneText.h>
 #include <libKrel5/internal/backends/StopRequest.h>
+#include <libKrel5/internal/backends/console/CommStandAloneText.h>
 #include <libKrel5/internal/module/ErrorReporting.h>
 #include <libKrel5/internal/module/ModuleCommon.h>
 #include <libKrel5/internal/runs/ProgressFilter.h>

@@ -4,7 +4,7 @@
 #include <libKrel5/facades/DeviceFinding.h>
 #include <libKrel5/internal/backends/CommInterface.h>
 #include <libKrel5/internal/backends/StopRequest.h>
-#include <libKrel5/internal/backends/WantedIndicators.h>
+#include <libKrel5/internal/backends/direct/WantedIndicators.h>
 #include <libKrel5/internal/module/ModuleCommon.h>
 #include <libKrel5/objects/Factories.h>
 

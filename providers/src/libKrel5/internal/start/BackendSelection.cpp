@@ -1,9 +1,9 @@
 #include <libKrel5/internal/start/BackendSelection.h>
 
-#include <libKrel5/internal/backends/CommDirectLink.h>
-#include <libKrel5/internal/backends/CommEngine.h>
-#include <libKrel5/internal/backends/CommStandAlone.h>
-#include <libKrel5/internal/backends/CommXml.h>
+#include <libKrel5/internal/backends/console/CommStandAlone.h>
+#include <libKrel5/internal/backends/direct/CommDirectLink.h>
+#include <libKrel5/internal/backends/engine/CommEngine.h>
+#include <libKrel5/internal/backends/pipes/CommXml.h>
 #include <libKrel5/internal/module/CommandLine.h>
 #include <libKrel5/internal/module/ErrorReporting.h>
 

@@ -1,4 +1,4 @@
-#include <libKrel5/internal/backends/CommStandAloneText.h>
+#include <libKrel5/internal/backends/console/CommStandAloneText.h>
 
 #include <zel/model/texts/GlobalParameters.h>
 #include <zel/model/texts/LocalizedResource.h>

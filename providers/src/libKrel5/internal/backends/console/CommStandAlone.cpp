@@ -1,10 +1,10 @@
 // What the console shows.
-#include <libKrel5/internal/backends/CommStandAlone.h>
+#include <libKrel5/internal/backends/console/CommStandAlone.h>
 
 #include <libKrel5/basics/LibraryMutex.h>
-#include <libKrel5/internal/backends/CommStandAloneText.h>
-#include <libKrel5/internal/backends/Prompt.h>
-#include <libKrel5/internal/backends/Selection.h>
+#include <libKrel5/internal/backends/console/CommStandAloneText.h>
+#include <libKrel5/internal/backends/console/Prompt.h>
+#include <libKrel5/internal/backends/console/Selection.h>
 #include <libKrel5/internal/module/ModuleCommon.h>
 
 #include <krel5/IndicatorReturnData.h>

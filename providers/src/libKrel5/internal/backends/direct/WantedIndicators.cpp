@@ -1,4 +1,4 @@
-#include <libKrel5/internal/backends/WantedIndicators.h>
+#include <libKrel5/internal/backends/direct/WantedIndicators.h>
 
 #include <zel/model/state/StateManager.h>
 

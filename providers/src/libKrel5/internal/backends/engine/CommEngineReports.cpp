@@ -1,5 +1,5 @@
 // What a running module tells the engine, and what it asks the person behind the engine.
-#include <libKrel5/internal/backends/CommEngine.h>
+#include <libKrel5/internal/backends/engine/CommEngine.h>
 
 #include <libKrel5/basics/LibraryMutex.h>
 #include <libKrel5/internal/backends/StopRequest.h>

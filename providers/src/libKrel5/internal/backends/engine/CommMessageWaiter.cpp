@@ -1,4 +1,4 @@
-#include <libKrel5/internal/backends/CommMessageWaiter.h>
+#include <libKrel5/internal/backends/engine/CommMessageWaiter.h>
 
 #include <zel/foundation/Logger.h>
 #include <zel/foundation/Stopwatch.h>

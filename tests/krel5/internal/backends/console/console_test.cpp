@@ -1,8 +1,8 @@
 // What a person at the console reads: byte for byte, and how a wrong choice ends.
-#include <libKrel5/internal/backends/CommStandAlone.h>
-#include <libKrel5/internal/backends/CommStandAloneText.h>
 #include <libKrel5/internal/backends/MissingDevices.h>
-#include <libKrel5/internal/backends/Selection.h>
+#include <libKrel5/internal/backends/console/CommStandAlone.h>
+#include <libKrel5/internal/backends/console/CommStandAloneText.h>
+#include <libKrel5/internal/backends/console/Selection.h>
 
 #include <foundation/TemporaryFolder.h>
 

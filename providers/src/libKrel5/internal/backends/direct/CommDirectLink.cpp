@@ -1,9 +1,9 @@
-#include <libKrel5/internal/backends/CommDirectLink.h>
+#include <libKrel5/internal/backends/direct/CommDirectLink.h>
 
 #include <libKrel5/basics/LibraryMutex.h>
-#include <libKrel5/internal/backends/CommStandAlone.h>
-#include <libKrel5/internal/backends/DirectLinkContext.h>
 #include <libKrel5/internal/backends/StopRequest.h>
+#include <libKrel5/internal/backends/console/CommStandAlone.h>
+#include <libKrel5/internal/backends/direct/DirectLinkContext.h>
 #include <libKrel5/internal/module/ErrorReporting.h>
 
 #include <krel5/DeviceProperty.h>

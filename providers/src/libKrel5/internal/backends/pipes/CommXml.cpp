@@ -1,4 +1,4 @@
-#include <libKrel5/internal/backends/CommXml.h>
+#include <libKrel5/internal/backends/pipes/CommXml.h>
 
 #include <libKrel5/basics/LibraryMutex.h>
 #include <libKrel5/internal/backends/StopRequest.h>

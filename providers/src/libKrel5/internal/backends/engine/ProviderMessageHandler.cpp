@@ -1,4 +1,4 @@
-#include <libKrel5/internal/backends/ProviderMessageHandler.h>
+#include <libKrel5/internal/backends/engine/ProviderMessageHandler.h>
 
 #include <libKrel5/basics/LibraryMutex.h>
 

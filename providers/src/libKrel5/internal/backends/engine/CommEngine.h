@@ -3,7 +3,7 @@
 // while the test works, and hears from it that it should stop.
 
 #include <libKrel5/internal/backends/CommInterface.h>
-#include <libKrel5/internal/backends/ProviderMessageHandler.h>
+#include <libKrel5/internal/backends/engine/ProviderMessageHandler.h>
 
 #include <zel/ipc/IPCClient.h>
 

@@ -1,7 +1,7 @@
 #pragma once
 // What happens to a message from the engine, on the thread that receives it.
 
-#include <libKrel5/internal/backends/CommMessageWaiter.h>
+#include <libKrel5/internal/backends/engine/CommMessageWaiter.h>
 
 #include <unordered_set>
 

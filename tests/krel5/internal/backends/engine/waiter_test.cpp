@@ -1,7 +1,7 @@
 // Waiting for a message while another thread receives all of them.
 #include <foundation/TemporaryFolder.h>
 
-#include <libKrel5/internal/backends/ProviderMessageHandler.h>
+#include <libKrel5/internal/backends/engine/ProviderMessageHandler.h>
 
 #include <zel/foundation/Logger.h>
 #include <zel/foundation/Stopwatch.h>

@@ -3,7 +3,7 @@
 #include <foundation/TemporaryFolder.h>
 #include <model/TestDevices.h>
 
-#include <libKrel5/internal/backends/CommXml.h>
+#include <libKrel5/internal/backends/pipes/CommXml.h>
 #include <libKrel5/internal/module/CommandLine.h>
 
 #include <zel/foundation/Logger.h>

@@ -3,7 +3,7 @@
 #include <foundation/TemporaryFolder.h>
 
 #include <libKrel5/basics/LibraryMutex.h>
-#include <libKrel5/internal/backends/CommEngine.h>
+#include <libKrel5/internal/backends/engine/CommEngine.h>
 #include <libKrel5/internal/module/CommandLine.h>
 #include <libKrel5/internal/module/ModuleCommon.h>
 

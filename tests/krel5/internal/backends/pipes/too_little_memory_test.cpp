@@ -6,7 +6,7 @@
 
 #include <krel5/TestResult.h>
 
-#include <libKrel5/internal/backends/CommXml.h>
+#include <libKrel5/internal/backends/pipes/CommXml.h>
 #include <libKrel5/internal/module/CommandLine.h>
 
 #include <zel/foundation/Array.h>

@@ -1,8 +1,8 @@
-#include <libKrel5/internal/backends/DirectLinkContext.h>
+#include <libKrel5/internal/backends/direct/DirectLinkContext.h>
 
 #include <libKrel5/basics/LibraryMutex.h>
 #include <libKrel5/internal/backends/StopRequest.h>
-#include <libKrel5/internal/backends/WantedIndicators.h>
+#include <libKrel5/internal/backends/direct/WantedIndicators.h>
 #include <libKrel5/objects/UpdateInterval.h>
 
 #include <zel/foundation/Exception.h>

@@ -1,4 +1,4 @@
-#include <libKrel5/internal/backends/Selection.h>
+#include <libKrel5/internal/backends/console/Selection.h>
 
 #include <libKrel5/internal/backends/Connection.h>
 #include <libKrel5/internal/module/CommandLine.h>

@@ -1,5 +1,5 @@
 // The console's part in the indicator loop, pass by pass.
-#include <libKrel5/internal/backends/CommStandAlone.h>
+#include <libKrel5/internal/backends/console/CommStandAlone.h>
 #include <libKrel5/internal/module/CommandLine.h>
 #include <libKrel5/objects/UpdateInterval.h>
 

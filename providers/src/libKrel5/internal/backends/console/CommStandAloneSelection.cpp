@@ -1,9 +1,9 @@
 // Device acquisition and the making of runs.
-#include <libKrel5/internal/backends/CommStandAlone.h>
+#include <libKrel5/internal/backends/console/CommStandAlone.h>
 
 #include <libKrel5/basics/LibraryMutex.h>
 #include <libKrel5/internal/backends/MissingDevices.h>
-#include <libKrel5/internal/backends/Selection.h>
+#include <libKrel5/internal/backends/console/Selection.h>
 #include <libKrel5/internal/module/CommandLine.h>
 #include <libKrel5/internal/module/ErrorReporting.h>
 #include <libKrel5/internal/module/ModuleCommon.h>

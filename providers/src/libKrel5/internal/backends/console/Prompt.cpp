@@ -1,4 +1,4 @@
-#include <libKrel5/internal/backends/Prompt.h>
+#include <libKrel5/internal/backends/console/Prompt.h>
 
 #include <libKrel5/internal/backends/StopRequest.h>
 

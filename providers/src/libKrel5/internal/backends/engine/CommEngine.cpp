@@ -1,5 +1,5 @@
 // Login, and what is asked of the engine.
-#include <libKrel5/internal/backends/CommEngine.h>
+#include <libKrel5/internal/backends/engine/CommEngine.h>
 
 #include <libKrel5/basics/LibraryMutex.h>
 #include <libKrel5/internal/backends/StopRequest.h>
