@@ -169,7 +169,7 @@ public:
     static Alert alertAtIndex(unsigned int index);
 
     /// Has the engine fetch `url`. True: `response` is what came. False without an engine, when it does not do so, or
-    /// when no answer comes within 12 seconds; `response` may then say why. `options` are the engine's to understand.
+    /// when no answer comes within 12 seconds; `response` may then say why. `options`: lines of the request, "Name: value".
     static bool httpGetRequest(KrelString const& url, KrelString& response, KrelString const& options);
 
 private:

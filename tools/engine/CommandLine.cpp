@@ -103,6 +103,16 @@ void addWhere(CLI::App& app, SituationRequest& where, bool withRoot)
             ->type_name("DIR");
 }
 
+void addAllowedHosts(CLI::App& app, std::vector<std::string>& hosts)
+{
+    app.add_option("--allow-host", hosts,
+                   "Modules may have pages fetched from there over HTTP; may be given several times. Else "
+                   "from nowhere")
+        ->type_name("HOST[:PORT]")
+        ->allow_extra_args(false)
+        ->take_all();
+}
+
 void addList(CLI::App& app, CommandLine& line)
 {
     app.add_option("MODULE", line.list.modules, "Only these modules");
@@ -158,6 +168,7 @@ void addRun(CLI::App& app, RunRequest& run)
     app.add_flag("--dry-run", run.dryRun, "Only say what would run");
     app.add_option("--report", run.options.report, "Where the report goes; else into a folder of the day")
         ->type_name("FILE");
+    addAllowedHosts(app, run.options.allowedHosts);
     addWhere(app, run.where, false);
     app.footer(kRunFooter);
 }
@@ -180,6 +191,7 @@ void addWatch(CLI::App& app, WatchRequest& watch)
                    "Also a page for Prometheus, http://ADDRESS/metrics: 9273 (of 127.0.0.1), [::1]:9273")
         ->type_name("ADDRESS");
     app.add_flag("--from-afar", watch.fromAfar, "ADDRESS may be one that other machines reach");
+    addAllowedHosts(app, watch.allowedHosts);
     addWhere(app, watch.where, false);
     app.footer(kWatchFooter);
 }

@@ -4,6 +4,7 @@
 #include <engine/commands/WatchCommand.h>
 #include <engine/plan/Names.h>
 #include <engine/runner/ExitStatus.h>
+#include <engine/runner/HttpRequests.h>
 #include <engine/runner/Runner.h>
 
 #include <listing/command/Console.h>
@@ -148,6 +149,7 @@ void tellOfPlansCalledLike(std::vector<std::string> const& words)
 int runCommand(RunRequest const& request)
 {
     tellOfPlansCalledLike(request.words);
+    fetcherFor(request.options.allowedHosts); // a word that is no host is told now
     requireNewReport(request.options.report); // told before the machine is looked at
     Situation const situation = lookAround(request.where, testsWanted(request));
     Plan plan = planOf(request, situation, zel::System::userIsAdministrator());

@@ -41,6 +41,7 @@ RunnerOptions runnerOptions(RunOptions const& options, std::string const& report
     runner.parallel = options.parallel;
     runner.repeat = options.repeat;
     runner.keepGoing = options.keepGoing;
+    runner.allowedHosts = options.allowedHosts;
     runner.words = {"-lang", languageTag(options.language)};
     runner.logFolder = zel::FileSystem::folderOf(reportPath);
     return runner;

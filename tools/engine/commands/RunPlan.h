@@ -16,7 +16,8 @@ namespace engine {
 
 struct RunOptions
 {
-    std::vector<ModuleToWatch> watched{}; ///< modules whose readings are kept beside the results
+    std::vector<std::string> allowedHosts{}; ///< from which modules may have something fetched
+    std::vector<ModuleToWatch> watched{};    ///< modules whose readings are kept beside the results
     unsigned parallel = 1;
     unsigned repeat = 1;
     bool keepGoing = true;

@@ -5,6 +5,7 @@
 #include <engine/plan/PlanFile.h>
 #include <engine/report/Verdict.h>
 #include <engine/runner/ExitStatus.h>
+#include <engine/runner/HttpRequests.h>
 #include <engine/show/linux/Terminal.h>
 #include <engine/watch/JsonLines.h>
 #include <engine/watch/MetricsText.h>
@@ -243,6 +244,7 @@ int watchCommand(WatchRequest const& request)
     std::optional<std::chrono::seconds> forTime;
     if (!request.forTime.empty())
         forTime = durationOf(request.forTime, "--for");
+    fetcherFor(request.allowedHosts); // a word that is no host is told now
     if (!zel::System::userIsAdministrator()) {
         listing::complain("modules run as root only");
         return zel::TestResultImp::INSUFFICIENTPRIVILEGE().value();
@@ -263,6 +265,7 @@ int watchCommand(WatchRequest const& request)
     WatchOptions options;
     options.words = {"-lang", situation.language};
     options.logFolder = folder.path();
+    options.allowedHosts = request.allowedHosts;
     options.isWanted = wantedDevices(request.devices, situation);
 
     bool const isTable = !request.json && canRedraw(kStandardOutput);

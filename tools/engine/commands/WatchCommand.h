@@ -16,6 +16,7 @@ struct WatchRequest
     std::vector<std::string> devices; ///< as of run
     std::string interval,
         forTime; ///< "2", "0.5", "1m"; empty: what the modules' settings say, and until it is stopped
+    std::vector<std::string> allowedHosts; ///< from which modules may have something fetched
     bool json = false;
     std::string prometheus; ///< address of the endpoint; empty: none
     bool fromAfar = false;  ///< the endpoint may be one that other machines reach

@@ -1,5 +1,6 @@
 #include <engine/runner/ActiveRun.h>
 
+#include <engine/runner/HttpRequests.h>
 #include <engine/runner/StateForRun.h>
 
 #include <zel/foundation/System.h>
@@ -151,8 +152,9 @@ void ActiveRun::said(zel::Message const& message)
         reply(message, zel::InventoryTestEngineToProvider({stateFor(m_plan, m_around.machine)}));
     else if (dynamic_cast<zel::EnumerationReturnedProviderToEngine const*>(&message))
         reply(message, zel::AcknowledgeEngineToProvider());
-    else if (dynamic_cast<zel::HttpGetRequestProviderToEngine const*>(&message))
-        reply(message, zel::HttpGetResponseEngineToProvider({false, "this engine fetches nothing"}));
+    else if (auto const* get = dynamic_cast<zel::HttpGetRequestProviderToEngine const*>(&message);
+             get && m_peer)
+        answerHttp(*get, m_around.server, *m_peer, m_around.fetcher);
 }
 
 void ActiveRun::tellWhatToRun(zel::Message const& request)

@@ -18,6 +18,8 @@
 
 namespace engine {
 
+class Fetcher;
+
 /// Hears its module through said() and gone(), and looks at its process and at the clock in look(). Thread rule: the main
 /// thread's.
 class ActiveRun
@@ -35,6 +37,7 @@ public:
         RunObserver& observer;
         RunnerOptions const& options;
         std::function<void(Record const&)> keep;
+        Fetcher* fetcher = nullptr; ///< null: nothing is fetched
     };
 
     ActiveRun(RunId id, PlannedRun const& plan, Surroundings const& surroundings);

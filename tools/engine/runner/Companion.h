@@ -12,6 +12,8 @@
 
 namespace engine {
 
+class Fetcher;
+
 /// A module finds its engine by the process, which has one link. Thread rule: the main thread's.
 class Companion
 {
@@ -23,6 +25,7 @@ public:
         zel::IPCServer& server;
         Inbox& inbox;
         Keeper& keeper;
+        Fetcher* fetcher; ///< null: nothing is fetched
     };
 
     virtual ~Companion() = default;

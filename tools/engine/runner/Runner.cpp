@@ -4,6 +4,7 @@
 #include <engine/runner/ActiveRun.h>
 #include <engine/runner/Companion.h>
 #include <engine/runner/ExitStatus.h>
+#include <engine/runner/HttpRequests.h>
 #include <engine/runner/linux/Inbox.h>
 #include <engine/runner/linux/Keeper.h>
 
@@ -104,6 +105,7 @@ struct Runner::Impl
     Companion* companion = nullptr;
     Inbox inbox;
     std::unique_ptr<zel::IPCServer> server;
+    std::unique_ptr<Fetcher> fetcher; // uses the server
     std::list<ActiveRun> active;
     std::deque<PlannedRun const*> pending;
     RunId lastId = 0;
@@ -183,7 +185,7 @@ void Runner::Impl::start(PlannedRun const& planned)
     }
     active.emplace_back(id, plan,
                         ActiveRun::Surroundings{*server, machine, observer, options,
-                                                [this](Record const& one) { keep(one); }});
+                                                [this](Record const& one) { keep(one); }, fetcher.get()});
     auto const door = inbox.hold();
     active.back().start();
     if (long const process = active.back().process(); process > 0) {
@@ -359,9 +361,10 @@ Outcome Runner::Impl::run(Plan const& plan, Companion* beside)
                             one.result, one.reason});
     keeper.emplace(); // before the link has a thread
     server = std::make_unique<zel::IPCServer>(inbox.handlers());
+    fetcher = fetcherFor(options.allowedHosts);
     companion = plan.runs.empty() ? nullptr : beside;
     if (companion)
-        companion->begin({*server, inbox, *keeper});
+        companion->begin({*server, inbox, *keeper, fetcher.get()});
     runAll(plan);
     endCompanion();
     return {wordOf(worst), exitStatusOf(worst)};
@@ -376,6 +379,7 @@ Runner::~Runner()
     if (m_impl->keeper && m_impl->active.empty())
         m_impl->keeper->release();
     m_impl->inbox.close();
+    m_impl->fetcher.reset();
     m_impl->server.reset();
 }
 

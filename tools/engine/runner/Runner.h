@@ -48,7 +48,8 @@ struct RunnerOptions
     unsigned repeat = 1;   ///< how often the whole plan is run
     bool keepGoing = true; ///< false: the first result other than PASS ends the session
     std::chrono::milliseconds registration = std::chrono::seconds(30); ///< that a module may take to log in
-    std::vector<std::string> words{}; ///< for every module, behind "run -e -ePid ...": its language
+    std::vector<std::string> words{};        ///< for every module, behind "run -e -ePid ...": its language
+    std::vector<std::string> allowedHosts{}; ///< from which modules may have something fetched
     std::string logFolder{}; ///< in which modules make their folder logs; empty: the working directory
 };
 

@@ -1,5 +1,7 @@
 #include <engine/watch/WatchSet.h>
 
+#include <engine/runner/HttpRequests.h>
+
 #include <algorithm>
 
 namespace engine {
@@ -98,8 +100,9 @@ void WatchSet::run(std::function<bool()> const& isStopping)
         ~Closing() { inbox.close(); }
     };
     zel::IPCServer server(inbox.handlers());
+    auto const fetcher = fetcherFor(m_options.allowedHosts); // goes before the server
     Closing const closing{inbox};
-    begin({server, inbox, keeper});
+    begin({server, inbox, keeper, fetcher.get()});
     while (!isOver()) {
         std::vector<pollfd> waiting{{inbox.descriptor(), POLLIN, 0}};
         waitsFor(waiting);

@@ -1,6 +1,7 @@
 #include <engine/watch/WatchedModule.h>
 
 #include <engine/catalog/Assignment.h>
+#include <engine/runner/HttpRequests.h>
 
 #include <zel/foundation/System.h>
 
@@ -168,8 +169,9 @@ void WatchedModule::said(zel::Message const& message)
         m_internalError = bounded(firstLine(text(error->body().text)));
     else if (dynamic_cast<zel::EnumerationMessage const*>(&message))
         reply(message, zel::InventoryTestEngineToProvider({m_around.devices}));
-    else if (dynamic_cast<zel::HttpGetRequestProviderToEngine const*>(&message))
-        reply(message, zel::HttpGetResponseEngineToProvider({false, "this engine fetches nothing"}));
+    else if (auto const* get = dynamic_cast<zel::HttpGetRequestProviderToEngine const*>(&message);
+             get && m_peer)
+        answerHttp(*get, m_around.engine.server, *m_peer, m_around.engine.fetcher);
 }
 
 void WatchedModule::answerStart(zel::Message const& request)

@@ -29,6 +29,8 @@ struct WatchOptions
     std::chrono::milliseconds patience = std::chrono::seconds(30); ///< from a module's start to its answer
     std::chrono::milliseconds silence =
         std::chrono::seconds(15); ///< beside three intervals; then it is silent
+    std::vector<std::string>
+        allowedHosts{}; ///< from which modules may have something fetched, where they are watched alone
     /// Whether the device is to be watched; nothing: all are.
     std::function<bool(zel::DeviceImp const&)> isWanted{};
 };

@@ -2,6 +2,7 @@
 #include <krel5/krel5.h>
 
 #include <csignal>
+#include <fstream>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -11,6 +12,8 @@ using namespace krel5;
 static std::string s_name;
 static DeviceProperty *s_heat = nullptr, *s_errors = nullptr, *s_full = nullptr, *s_state = nullptr;
 static int s_reading = 0;
+static std::string s_url,
+    s_fetched; // where the file is that says what to fetch beside the program; what came
 
 static bool isCalled(char const* name) { return s_name == name; }
 static DeviceCapability gauges() { return DeviceCapability("TestGauge"); }
@@ -58,6 +61,11 @@ static void misbehave()
             IndicatorModule::requestDeviceAddition(gauge(9));
             IndicatorModule::requestDeviceRemoval(gauge(9));
         }
+    if (isCalled("fetches") && s_reading == 2) {
+        KrelString answer;
+        s_fetched = IndicatorModule::httpGetRequest(s_url.c_str(), answer, "") ? "got " : "refused: ";
+        s_fetched += answer.getUTF8Buffer();
+    }
     if (isCalled("leaves") && s_reading == 3)
         ::_exit(0);
     if (isCalled("hangs") && s_reading == 3)
@@ -94,7 +102,9 @@ static IndicatorReturnData readGauge(DiagDevice const&)
         KrelUnitType::CELSIUS(), 40 + s_reading % 5, KrelUnitMagnitude::BASEUNIT(), 1))));
     data.setProperty(*s_errors->setValue(Value(static_cast<unsigned>(s_reading))));
     data.setProperty(*s_full->setValue(Value(12.5, DataType::PERCENT())));
-    data.setProperty(*s_state->setValue(Value(isCalled("nasty") ? "a\"b\\c\n\x1b[31mred" : "fine")));
+    data.setProperty(*s_state->setValue(Value(!s_fetched.empty()  ? s_fetched.c_str()
+                                              : isCalled("nasty") ? "a\"b\\c\n\x1b[31mred"
+                                                                  : "fine")));
     return data;
 }
 
@@ -119,6 +129,7 @@ int main(int argc, char** argv)
 {
     s_name = argc > 0 ? argv[0] : "";
     s_name.erase(0, s_name.rfind('/') + 1);
+    std::ifstream(argc > 0 ? std::string(argv[0]) + ".url" : "") >> s_url;
     IndicatorModule::setCmdLineArgs(argc, argv);
     IndicatorModule::setVersion(1, 0, "1");
     IndicatorModule::setEnumerationCallback(enumerate);

@@ -166,6 +166,33 @@ TEST_F(WatchSetTest, goesOnBesideTheRunsOfASession)
     EXPECT_TRUE(set.hasFailed());
 }
 
+// A module asks, the engine fetches, or says why it does not.
+TEST_F(WatchSetTest, fetchesForAModuleWhatItMay)
+{
+    MetricsServer const server({"127.0.0.1", 0}, "text/plain", [] { return std::string("the limits"); });
+    std::string const host = textOf(server.address());
+    ModuleToWatch const fetches = module("fetches");
+    m_folder.write("fetches/fetches.url", "http://" + host + "/metrics");
+    auto const state = [&](std::vector<std::string> hosts) {
+        m_options.allowedHosts = std::move(hosts);
+        WatchSet set({fetches}, m_machine, *this, m_options);
+        std::string said;
+        watchUntil(set, [&] {
+            for (WatchNews const& news : m_news)
+                for (Reading const& one : news.readings)
+                    if (std::string const text = one.value.toString().toUtf8();
+                        one.key == "State" && text != "fine")
+                        said = text;
+            return !said.empty();
+        });
+        m_news.clear();
+        return said;
+    };
+    EXPECT_EQ(state({}), "refused: this engine fetches nothing: it was started without --allow-host");
+    EXPECT_EQ(state({"localhost"}), "refused: the host " + host + " is not one that --allow-host names");
+    EXPECT_EQ(state({host}), "got the limits");
+}
+
 TEST(WebAddress, isWhatAPersonTypes)
 {
     EXPECT_EQ(textOf(webAddressOf("9273", "x")), "127.0.0.1:9273");

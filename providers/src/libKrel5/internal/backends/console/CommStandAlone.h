@@ -43,7 +43,11 @@ public:
     void sendRequestDevicePropertyRemoval(zel::DeviceImp& device, zel::PropertyImp& property) override;
     void sendRequestAlertRemoval(zel::AlertImp const& alert) override;
     void sendRequestAlertAddition(zel::AlertImp const& alert) override;
-    bool httpGetRequest(zel::String const&, zel::String&, zel::String const&) override { return false; }
+    bool httpGetRequest(zel::String const&, zel::String& response, zel::String const&) override
+    {
+        response = "only an engine fetches anything";
+        return false;
+    }
 
 private:
     void receiveDiagnosticDevices();
