@@ -30,8 +30,8 @@ TEST(ModuleTables, AreThoseOfEveryModule)
     for (auto const& folder : std::filesystem::directory_iterator(MODULES_FOLDER))
         if (std::filesystem::exists(folder.path() / "main.cpp"))
             there.insert(folder.path().filename());
-    EXPECT_EQ(there, (std::set<std::string>{"cpu", "inventory", "memory", "storage"}))
-        << "inventory has none";
+    EXPECT_EQ(there, (std::set<std::string>{"cpu", "inventory", "memory", "sensors", "storage"}))
+        << "inventory and sensors have none";
 }
 
 } // namespace

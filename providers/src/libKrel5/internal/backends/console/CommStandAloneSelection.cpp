@@ -159,7 +159,8 @@ void CommStandAlone::receiveDevices()
 
 void CommStandAlone::receiveDiagnosticDevices()
 {
-    zel::CapabilityImp const& capabilities = ModuleCommon::module().supportedCapabilities();
+    zel::ModuleImp const& module = ModuleCommon::module();
+    zel::CapabilityImp const& capabilities = module.supportedCapabilities();
     ZEL_LOG(logger(), zel::LogLevel::Information)
         << "diagnostic module: calling Enumerator::instance().getDevicesOfType.";
     zel::Enumerator::instance().getDevicesOfType(testedOrNeeded(capabilities), 1, 0);
@@ -171,6 +172,8 @@ void CommStandAlone::receiveDiagnosticDevices()
         manager().mergeWithTracking(found);
         return;
     }
+    if (module.type() == zel::ModuleTypeImp::INDICATOR()) // looks for more by itself, and has indicators without a device
+        return;
     zel::OStream::out() << "No devices discovered" << zel::endl;
     ZEL_LOG(logger(), zel::LogLevel::Warning) << "No devices discovered";
 }

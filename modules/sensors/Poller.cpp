@@ -1,0 +1,246 @@
+#include <sensors/Poller.h>
+
+#include <sensors/BackgroundThread.h>
+
+#include <algorithm>
+#include <condition_variable>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <utility>
+
+namespace krel5::modules::sensors {
+
+namespace {
+
+using Clock = Poller::Clock;
+
+constexpr unsigned kSilentAfter = 3; ///< passes with errors
+constexpr std::chrono::seconds kFirstRest{5};
+constexpr std::chrono::milliseconds kFast{20}; ///< who was slow and answers within this is waited for again
+
+/// What is known of a part between two passes. The counters belong to whoever reads the lane, the rest to the poller's lock.
+struct Watched
+{
+    std::shared_ptr<Part const> part;
+    Counters counters;
+    Readings last;
+    std::string failure;
+    unsigned failures = 0; ///< in a row
+    Clock::time_point notBefore{};
+    bool isNew = false, hasAnswered = false;
+    unsigned long taken = 0; ///< pass after which it was
+};
+
+struct Lane
+{
+    std::string name;
+    std::vector<std::shared_ptr<Watched>> parts;
+    bool isBusy = false;              ///< waits for a thread or is being read
+    bool isSlow = false;              ///< is not waited for: it was not done when the patience was over
+    bool isLate = false;              ///< was not done within the deadline
+    Watched const* current = nullptr; ///< is being read
+    Clock::time_point since{};        ///< busy
+    Clock::time_point restsUntil{};   ///< of a lane that was late
+};
+
+} // namespace
+
+struct Poller::State
+{
+    explicit State(std::string const& root) : files(root) {}
+
+    MachineFiles const files;
+    std::mutex lock;
+    std::condition_variable work, done;
+    std::map<std::string, std::shared_ptr<Lane>> lanes;
+    std::map<std::string, std::shared_ptr<Watched>> parts; ///< by guid
+    std::deque<std::shared_ptr<Lane>> waiting;
+    std::size_t threads = 0, idle = 0;
+    bool isOver = false;
+    unsigned long pass = 0;
+
+    void note(Watched& watched, Readings readings);
+    void readLane(Lane& lane, std::vector<std::shared_ptr<Watched>> const& parts);
+    void serve();
+    std::size_t awaited() const;
+};
+
+void Poller::State::note(Watched& watched, Readings readings)
+{
+    std::lock_guard const guard(lock);
+    bool const answers = !readings.values.empty() || readings.failure.empty();
+    watched.failure = std::move(readings.failure);
+    if (answers) {
+        watched.failures = 0;
+        watched.hasAnswered = watched.isNew = true;
+        watched.last = std::move(readings);
+        return;
+    }
+    auto const rest = kFirstRest * (1 << std::min(watched.failures, 6u));
+    watched.notBefore = ++watched.failures < kSilentAfter
+                            ? Clock::time_point()
+                            : Clock::now() + std::min<Clock::duration>(rest, kLongestRest);
+}
+
+void Poller::State::readLane(Lane& lane, std::vector<std::shared_ptr<Watched>> const& watchedParts)
+{
+    PassFiles passFiles(files);
+    for (auto const& watched : watchedParts) {
+        std::shared_ptr<Part const> part;
+        {
+            std::lock_guard const guard(lock);
+            lane.current = watched.get();
+            part = watched->part;
+            if (Clock::now() < watched->notBefore)
+                continue;
+        }
+        Readings readings;
+        part->read(*part, passFiles, watched->counters, readings);
+        note(*watched, std::move(readings));
+    }
+}
+
+void Poller::State::serve()
+{
+    std::unique_lock guard(lock);
+    for (;;) {
+        ++idle;
+        work.wait(guard, [this] { return isOver || !waiting.empty(); });
+        --idle;
+        if (isOver)
+            break;
+        std::shared_ptr<Lane> const lane = std::move(waiting.front());
+        waiting.pop_front();
+        auto const those = lane->parts;
+        guard.unlock();
+        readLane(*lane, those);
+        guard.lock();
+        if (lane->isLate) // who was late once is asked again after as long a rest
+            lane->restsUntil =
+                Clock::now() + std::min<Clock::duration>(Clock::now() - lane->since, kLongestRest);
+        lane->isLate = Clock::now() - lane->since >= kDeadline;
+        lane->isSlow = lane->isSlow && Clock::now() - lane->since >= kFast;
+        lane->isBusy = false;
+        lane->current = nullptr;
+        done.notify_all();
+    }
+    --threads;
+}
+
+std::size_t Poller::State::awaited() const
+{
+    return static_cast<std::size_t>(std::count_if(lanes.begin(), lanes.end(), [](auto const& one) {
+        return one.second->isBusy && !one.second->isSlow;
+    }));
+}
+
+Poller::Poller(std::string const& root) : m_state(std::make_shared<State>(root)) {}
+
+Poller::~Poller()
+{
+    std::lock_guard const guard(m_state->lock);
+    m_state->isOver = true;
+    m_state->work.notify_all();
+}
+
+MachineFiles const& Poller::files() const { return m_state->files; }
+
+void Poller::setParts(std::vector<std::shared_ptr<Part const>> parts)
+{
+    std::lock_guard const guard(m_state->lock);
+    auto const before = std::move(m_state->parts);
+    m_state->parts.clear();
+    for (auto& [name, lane] : m_state->lanes)
+        lane->parts.clear();
+    for (auto& part : parts) {
+        auto const known = before.find(part->guid);
+        auto watched = known != before.end() ? known->second : std::make_shared<Watched>();
+        if (known != before.end() && !(*watched->part == *part)) { // a thread may be reading the old one
+            auto const old = std::exchange(watched, std::make_shared<Watched>());
+            watched->last = old->last;
+            watched->hasAnswered = old->hasAnswered;
+        }
+        if (!watched->part) {
+            watched->part = part;
+            watched->taken = m_state->pass;
+        }
+        auto& lane = m_state->lanes[part->lane];
+        if (!lane)
+            lane = std::make_shared<Lane>();
+        lane->name = part->lane;
+        lane->parts.push_back(watched);
+        m_state->parts[part->guid] = std::move(watched);
+    }
+    std::erase_if(m_state->lanes,
+                  [](auto const& one) { return one.second->parts.empty() && !one.second->isBusy; });
+}
+
+void Poller::tend()
+{
+    std::unique_lock guard(m_state->lock);
+    if (m_state->waiting.empty() || m_state->idle > 0 || m_state->threads >= kMostThreads)
+        return;
+    ++m_state->threads;
+    if (!startInBackground([state = m_state] { state->serve(); }))
+        --m_state->threads;
+}
+
+void Poller::read(std::chrono::milliseconds patience)
+{
+    constexpr std::chrono::milliseconds kStep{
+        10}; // a thread that needs longer for one lane is not waited for by the next
+    auto const begin = Clock::now();
+    std::unique_lock guard(m_state->lock);
+    ++m_state->pass;
+    for (auto& [name, lane] : m_state->lanes) {
+        if (lane->isBusy) {
+            lane->isLate = lane->isLate || begin - lane->since >= kDeadline;
+            continue;
+        }
+        if (begin < lane->restsUntil || lane->parts.empty())
+            continue;
+        lane->isBusy = true;
+        lane->since = begin;
+        m_state->waiting.push_back(lane);
+    }
+    while (m_state->awaited() > 0 && Clock::now() - begin < patience) {
+        guard.unlock();
+        tend();
+        m_state->work.notify_one();
+        guard.lock();
+        m_state->done.wait_for(guard, kStep, [this] { return m_state->awaited() == 0; });
+    }
+    m_state->work.notify_all();
+    for (auto& [name, lane] : m_state->lanes)
+        lane->isSlow = lane->isSlow || lane->isBusy;
+}
+
+std::optional<Poller::Last> Poller::take(std::string const& guid)
+{
+    std::lock_guard const guard(m_state->lock);
+    auto const found = m_state->parts.find(guid);
+    if (found == m_state->parts.end())
+        return std::nullopt;
+    Watched& watched = *found->second;
+    auto const lane = m_state->lanes.find(watched.part->lane);
+    bool const isLate = lane != m_state->lanes.end() && lane->second->isLate;
+    Last last{watched.last,
+              watched.isNew,
+              isLate || watched.failures >= kSilentAfter,
+              isLate && lane->second->current == &watched,
+              watched.hasAnswered,
+              isLate ? "/" + watched.part->path + ": no answer within 2 s" : watched.failure};
+    watched.isNew = false;
+    watched.taken = m_state->pass;
+    return last;
+}
+
+bool Poller::wasTaken(std::string const& guid) const
+{
+    std::lock_guard const guard(m_state->lock);
+    auto const found = m_state->parts.find(guid);
+    return found == m_state->parts.end() || found->second->taken == m_state->pass;
+}
+
+} // namespace krel5::modules::sensors

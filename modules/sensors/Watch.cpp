@@ -1,0 +1,237 @@
+#include <sensors/Watch.h>
+
+#include <krel5/Alert.h>
+#include <krel5/AlertType.h>
+#include <krel5/DataType.h>
+#include <krel5/DeviceProperty.h>
+#include <krel5/DiagDevice.h>
+#include <krel5/IndicatorModule.h>
+#include <krel5/Parameter.h>
+#include <krel5/SysInfoDevice.h>
+#include <krel5/Tip.h>
+#include <krel5/TipType.h>
+
+#include <zel/model/devices/DeviceImp.h>
+#include <zel/model/state/StateManager.h>
+
+#include <chrono>
+#include <set>
+
+namespace krel5::modules::sensors {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr milliseconds kFirstScan{10'000};
+constexpr milliseconds kPatience{100}; ///< with lanes that do not answer at once, in one pass
+
+AlertType const& typeOf(std::string_view word)
+{
+    for (AlertType const* type : {&AlertType::CRITICAL(), &AlertType::HARDWARE_ISSUE(),
+                                  &AlertType::OS_ISSUE(), &AlertType::DRIVER_ISSUE()})
+        if (word == type->toString().getUTF8Buffer())
+            return *type;
+    return AlertType::MESSAGE();
+}
+
+/// One for all alerts of the key: each takes a copy.
+Tip* tipOf(char const* key)
+{
+    static std::map<std::string, Tip*> s_tips;
+    Tip*& tip = s_tips[key];
+    return tip ? tip : tip = Tip::createTip(key, TipType::TEXT_TIP());
+}
+
+milliseconds millisecondsOf(Parameter const& seconds)
+{
+    return milliseconds(static_cast<long long>(seconds.value().valueDouble() * 1000));
+}
+
+} // namespace
+
+struct Watch::Device
+{
+    std::unique_ptr<zel::DeviceImp> record; ///< null when the engine's is used
+    std::unique_ptr<SysInfoDevice> handle;
+    std::shared_ptr<Part const> part;
+    std::vector<Judge> judges; ///< by rule
+    std::map<std::string, Alert*> alerts;
+    std::set<std::string> raised; ///< keys
+    bool isThere = false;
+
+    void raise(Alert& alert)
+    {
+        raised.insert(alert.key().getUTF8Buffer());
+        IndicatorModule::requestAlertAddition(&alert);
+        IndicatorModule::propagateChanges();
+    }
+    void clear(std::string const& key)
+    {
+        if (raised.erase(key) == 0)
+            return;
+        IndicatorModule::requestAlertRemoval(alerts.at(key)->guid());
+        IndicatorModule::propagateChanges();
+    }
+};
+
+Watch::Watch(Declarations const& declarations) : m_declarations(declarations) {}
+Watch::~Watch() = default;
+
+void Watch::enumerate()
+{
+    std::string const root = m_declarations.m_root->value().toString().getUTF8Buffer();
+    m_poller = std::make_unique<Poller>(root);
+    m_scanner = std::make_unique<Scanner>(root, millisecondsOf(*m_declarations.m_scanInterval));
+    if (auto const found = m_scanner->take(kFirstScan))
+        update(*found, true);
+}
+
+void Watch::follow()
+{
+    m_poller->tend();
+    if (auto const found = m_scanner->take(milliseconds(0)))
+        update(*found, false);
+}
+
+void Watch::update(Scanner::Found const& found, bool isFirst)
+{
+    std::set<std::string> there;
+    for (auto const& part : found.parts) {
+        there.insert(part->guid);
+        auto const known = m_devices.find(part->guid);
+        if (known == m_devices.end() || !known->second->isThere)
+            add(*found.devices.device(zel::String(part->guid)), isFirst);
+        m_devices.at(part->guid)->part = part;
+    }
+    for (auto& [guid, device] : m_devices)
+        if (device->isThere && there.count(guid) == 0)
+            remove(*device);
+    m_poller->setParts(found.parts);
+}
+
+void Watch::add(zel::DeviceImp const& theirs, bool isFirst)
+{
+    auto& device = m_devices[theirs.guid().toUtf8()];
+    bool const isNew = !device;
+    if (isNew) {
+        device = std::make_unique<Device>();
+        device->judges.resize(rules().size());
+        device->record = zel::DeviceImp::restored(
+            {theirs.guid(), theirs.name(), theirs.description(), theirs.osLocator(), theirs.hwLocator(),
+             theirs.deviceType(), theirs.deviceCapabilities(), theirs.busClass()});
+        device->record->setState(theirs.state());
+        device->handle = std::make_unique<SysInfoDevice>(device->record.get());
+        for (std::size_t i = 0; i < theirs.propertyCount(); ++i) {
+            zel::PropertyImp const& property = theirs.getProperty(i);
+            if (DeviceProperty* const limit = m_declarations.limit(property.key().toUtf8())) {
+                limit->setValue(Value(property.value()));
+                device->handle->addProperty(limit);
+            }
+        }
+    }
+    device->isThere = true;
+    if (!isFirst)
+        IndicatorModule::requestDeviceAddition(device->handle.get());
+    else if (zel::DeviceImp* const known = zel::StateManager::instance().matchingDevice(theirs))
+        known->mergeFrom(*device->record); // an engine sent it
+    else
+        IndicatorModule::addDevice(device->handle.get());
+}
+
+void Watch::remove(Device& device)
+{
+    device.isThere = false;
+    auto const raised = device.raised;
+    for (std::string const& key : raised)
+        device.clear(key);
+    device.judges.assign(rules().size(), Judge());
+    IndicatorModule::requestDeviceRemoval(device.handle.get());
+}
+
+IndicatorReturnData Watch::read(DiagDevice const& diagDevice)
+{
+    IndicatorReturnData data;
+    std::string const guid = diagDevice.imp().guid().toUtf8();
+    auto const found = m_devices.find(guid);
+    if (found == m_devices.end() || !found->second->isThere)
+        return data;
+    if (m_poller->wasTaken(guid))
+        m_poller->read(kPatience);
+    auto const last = m_poller->take(guid);
+    if (!last)
+        return data;
+    Device& device = *found->second;
+    judgeSilence(device, *last);
+    if (!last->isNew)
+        return data;
+    for (auto const& [id, value] : last->readings.values)
+        data.setProperty(m_declarations.reading(id, value));
+    judge(device, last->readings);
+    return data;
+}
+
+void Watch::judge(Device& device, Readings const& readings)
+{
+    auto const quiet = millisecondsOf(*m_declarations.m_quiet);
+    auto const now = Judge::Clock::now();
+    for (std::size_t i = 0; i < rules().size(); ++i) {
+        Rule const& rule = rules()[i];
+        auto const reading = readings.find(rule.reading);
+        if (!reading)
+            continue;
+        Judge& judge = device.judges[i];
+        auto const limit = limitOf(rule, *device.part);
+        auto const verdict = judge.look(rule, *reading, limit, now, quiet);
+        if (verdict == Judge::Verdict::Cleared)
+            device.clear(rule.alert);
+        if (verdict != Judge::Verdict::Raised)
+            continue;
+        Form const form = rowOf(rule.reading).form;
+        Alert& alert = alertOf(device, rule.alert, rule.type);
+        alert.setMessageVariable("Reading", valueOf(form, *reading));
+        alert.setMessageVariable("Limit", valueOf(form, limit.value_or(0)));
+        alert.setMessageVariable("Risen", valueOf(Form::Count, judge.risen()));
+        device.raise(alert);
+    }
+}
+
+// A sensor that never said anything is often one that nothing is connected to.
+void Watch::judgeSilence(Device& device, Poller::Last const& last)
+{
+    char const* const key = last.hasAnswered || last.isBlocking ? "NoAnswer" : "NeverAnswered";
+    if (!last.isSilent) {
+        device.clear("NoAnswer");
+        device.clear("NeverAnswered");
+    } else if (!last.failure.empty() &&
+               device.raised.count("NoAnswer") + device.raised.count("NeverAnswered") == 0) {
+        Alert& alert = alertOf(device, key, last.hasAnswered || last.isBlocking ? "DRIVER_ISSUE" : "MESSAGE");
+        alert.setMessageVariable("Reason", Value(last.failure));
+        device.raise(alert);
+    }
+}
+
+std::optional<double> Watch::limitOf(Rule const& rule, Part const& part) const
+{
+    if (auto const limit = *rule.property ? part.limit(rule.property) : std::nullopt) {
+        // 0 is what drivers say of a highest temperature, current or power that nobody set
+        bool const isUnset = rule.side == Side::Above && *limit <= 0 && rule.reading != ReadingId::Voltage;
+        if (!isUnset)
+            return limit;
+    }
+    return *rule.parameter ? m_declarations.parameter(rule) : std::nullopt;
+}
+
+Alert& Watch::alertOf(Device& device, char const* key, char const* type)
+{
+    Alert*& alert = device.alerts[key];
+    if (!alert) {
+        alert = Alert::createAlert(key, typeOf(type));
+        alert->addTip(tipOf(key))->setDeviceAssociation(device.handle.get());
+        alert->setTitleVariable("Device", Value(device.part->name))
+            ->setMessageVariable("Device", Value(device.part->name));
+    }
+    return *alert->setTimeTriggered(0);
+}
+
+} // namespace krel5::modules::sensors

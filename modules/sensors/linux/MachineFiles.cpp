@@ -1,0 +1,66 @@
+#include <sensors/MachineFiles.h>
+
+#include <zel/enumerator/root/Text.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/syscall.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace krel5::modules::sensors {
+
+MachineFiles::MachineFiles(std::string const& root)
+    : m_root(::open(root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC))
+{
+    if (m_root < 0)
+        throw std::system_error(errno, std::generic_category(), root);
+}
+
+MachineFiles::~MachineFiles() { close(m_root); }
+
+int MachineFiles::open(std::string const& path) const
+{
+    open_how how{};
+    how.flags = O_RDONLY | O_CLOEXEC | O_NOCTTY;
+    how.resolve = RESOLVE_IN_ROOT; // a link of a copied machine does not lead to this one
+    return static_cast<int>(syscall(SYS_openat2, m_root, path.c_str(), &how, sizeof how));
+}
+
+MachineFiles::Answer MachineFiles::read(std::string const& path, std::size_t limit) const
+{
+    constexpr std::size_t kPiece = 4096;
+    int const file = open(path);
+    if (file < 0)
+        return {{}, errno};
+    Answer answer;
+    std::size_t used = 0;
+    while (used < limit) {
+        if (used == answer.content.size())
+            answer.content.resize(std::min(limit, std::max(kPiece, 2 * used)));
+        ssize_t const got = ::read(file, answer.content.data() + used, answer.content.size() - used);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got < 0)
+            answer.error = errno;
+        if (got <= 0)
+            break;
+        used += static_cast<std::size_t>(got);
+    }
+    close(file);
+    answer.content.resize(used);
+    return answer;
+}
+
+std::optional<double> numberIn(std::string_view text)
+{
+    auto const number = zel::text::toNumber(zel::text::firstLine(text));
+    if (number)
+        return static_cast<double>(*number);
+    auto const count = zel::text::toUnsigned(zel::text::firstLine(text)); // beyond 2^63
+    return count ? std::optional(static_cast<double>(*count)) : std::nullopt;
+}
+
+} // namespace krel5::modules::sensors
