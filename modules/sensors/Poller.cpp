@@ -224,7 +224,9 @@ std::optional<Poller::Last> Poller::take(std::string const& guid)
         return std::nullopt;
     Watched& watched = *found->second;
     auto const lane = m_state->lanes.find(watched.part->lane);
-    bool const isLate = lane != m_state->lanes.end() && lane->second->isLate;
+    bool const isLate =
+        lane != m_state->lanes.end() &&
+        (lane->second->isLate || (lane->second->isBusy && Clock::now() - lane->second->since >= kDeadline));
     Last last{watched.last,
               watched.isNew,
               isLate || watched.failures >= kSilentAfter,

@@ -169,11 +169,14 @@ void requireSet(zel::TestImp& test)
             throwNotSet(one->settingsKey(), test.keyInModule(), one->key());
 }
 
-// It has no tests that could hand a parameter down to a run: each takes its value from the module's own line. One
-// that cannot be taken counts as not set, since an inventory is no verdict.
-void resolveParametersOfInventory(zel::SettingsResource const& settings)
+// An inventory has no tests that could hand a parameter down to a run, and an indicator module looks for devices before the
+// first indicator runs: each takes its value from the module's own line. One that cannot be taken counts as not set, since
+// neither is a verdict.
+void resolveParametersOfModule(zel::SettingsResource const& settings, bool onlyGlobal)
 {
     for (auto const& parameter : Factories::parameters()) {
+        if (onlyGlobal && !parameter->imp().isGlobalParameter())
+            continue;
         zel::ParameterImp resolved = parameter->imp();
         auto const error = resolved.resolve(settings);
         if (error)
@@ -196,8 +199,10 @@ void setUpParameters()
     warnOfOldForms(*settings);
     resolveUpdateInterval(*settings);
     if (moduleTakesOverrides()) {
-        resolveParametersOfInventory(*settings);
+        resolveParametersOfModule(*settings, false);
         setUpPropertyOverrides(*settings);
+    } else if (Factories::indicators().size() > 0) {
+        resolveParametersOfModule(*settings, true);
     }
     warnOfStrangeKeys(unread);
     for (auto const& test : Factories::tests()) {

@@ -172,7 +172,8 @@ void CommStandAlone::receiveDiagnosticDevices()
         manager().mergeWithTracking(found);
         return;
     }
-    if (module.type() == zel::ModuleTypeImp::INDICATOR()) // looks for more by itself, and has indicators without a device
+    if (module.type() ==
+        zel::ModuleTypeImp::INDICATOR()) // looks for more by itself, and has indicators without a device
         return;
     zel::OStream::out() << "No devices discovered" << zel::endl;
     ZEL_LOG(logger(), zel::LogLevel::Warning) << "No devices discovered";
