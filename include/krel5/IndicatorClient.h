@@ -26,7 +26,7 @@
 // and a report says how many went; of changes it gets the net; of listings the newest.
 //
 // Thread rule: requests may be made from any thread; reports are fetched by one thread at a time. The client is there from its
-// construction until its destruction, or the end of the thread that made it: then the module ends, too, with PASS.
+// construction until its destruction, or the end of the thread that made it: then a module at work ends, too, with PASS.
 
 #include <krel5/Export.h>
 #include <krel5/IndicatorReport.h>

@@ -580,6 +580,20 @@ TEST_F(HostedModule, LetsTheClientEndTheProcessWheneverItLikes)
     }
 }
 
+// It reports to its client: "No devices discovered" is all that it has to say there.
+TEST_F(HostedModule, PassesWhereNobodyHasAStandardOutput)
+{
+    inItsOwnProcess([] {
+        ::close(1);
+        IndicatorClient client;
+        Host host;
+        client.watch();
+        EXPECT_EQ(next(client, Kind::Readings).kind(), Kind::Readings);
+        client.stop();
+        EXPECT_EQ(host.status(), TestResult::PASS().value());
+    });
+}
+
 // ---- the types that a client meets beside
 
 TEST(ClientConversions, CarryStringsAcross)

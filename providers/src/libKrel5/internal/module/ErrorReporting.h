@@ -35,7 +35,8 @@ public:
     /// Ends the process with the result's value, whatever else is going on: standard output is flushed, a
     /// failure of which turns PASS into INTERNALERROR.
     [[noreturn]] static void endProcess(TestResult const& result);
-    /// `result`, or INTERNALERROR with a message when it is PASS and standard output lost something.
+    /// `result`, or INTERNALERROR with a message when it is PASS and standard output lost something. A host is told in other
+    /// ways: its module has passed all the same.
     static TestResult withOutputChecked(TestResult const& result);
 
     /// A line for the person at the console: standard error, whole, flushed. What could steer the terminal,
