@@ -148,7 +148,9 @@ TEST_F(ModuleTest, BackendsThatAreNotThereOrRunNothingSayNo)
               "1200 CommInterface: using CommEngine\n",
               "Cannot connect to engine\n"},
              {{"run", "-dl", "-x"}, "1204 CommInterface: using CommXml\n", "There is no test to run\n"},
-             {{"run", "-dl"}, "1208 CommInterface: using CommDirectLink\n", "not available"},
+             {{"run", "-dl"},
+              "1208 CommInterface: using CommDirectLink\n",
+              "The option -dl is for indicator modules"},
          }) {
         forgetLog();
         std::vector<std::string> arguments = one.arguments;
