@@ -9,6 +9,7 @@
 #include <zel/model/values/ValueImp.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstring>
 
 namespace krel5::modules::sensors {
@@ -128,6 +129,15 @@ void readSupply(Part const& part, PassFiles& pass, Counters&, Readings& readings
 
 // ---- system, processors, memory
 
+/// The number that the text begins with, whatever the language of the process.
+Number decimalAt(std::string_view text)
+{
+    double value = 0;
+    auto const [end, error] =
+        std::from_chars(text.data(), text.data() + text.size(), value, std::chars_format::fixed);
+    return error == std::errc() && value >= 0 ? Number(value) : std::nullopt;
+}
+
 /// "some avg10=1.25 avg60=..." : the share of the last ten seconds in which something waited, in percent.
 Number pressure(PassFiles& pass, char const* what)
 {
@@ -135,18 +145,15 @@ Number pressure(PassFiles& pass, char const* what)
     std::size_t const at = content.find("some avg10=");
     if (at == std::string::npos)
         return std::nullopt;
-    char const* const begin = content.c_str() + at + std::strlen("some avg10=");
-    char* end = nullptr;
-    double const value = std::strtod(begin, &end);
-    return end != begin && value >= 0 && value <= 100 ? Number(value) : std::nullopt;
+    Number const value = decimalAt(std::string_view(content).substr(at + std::strlen("some avg10=")));
+    return value && *value <= 100 ? value : std::nullopt;
 }
 
 void readSystem(Part const&, PassFiles& pass, Counters&, Readings& readings)
 {
     auto const& answer = pass.shared("proc/loadavg");
-    char* end = nullptr;
-    double const load = std::strtod(answer.content.c_str(), &end);
-    if (end == answer.content.c_str() || !(load >= 0 && load < 1e9))
+    Number const load = decimalAt(answer.content);
+    if (!load || *load > 1e9)
         note(readings, "proc/loadavg", answer ? "no number" : strerrordesc_np(answer.error));
     else
         readings.add(Id::LoadAverage, load);

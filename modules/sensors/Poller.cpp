@@ -96,7 +96,12 @@ void Poller::State::readLane(Lane& lane, std::vector<std::shared_ptr<Watched>> c
                 continue;
         }
         Readings readings;
-        part->read(*part, passFiles, watched->counters, readings);
+        try {
+            part->read(*part, passFiles, watched->counters, readings);
+        } catch (std::exception const& e) { // memory is short
+            readings = Readings();
+            readings.failure = e.what();
+        }
         note(*watched, std::move(readings));
     }
 }

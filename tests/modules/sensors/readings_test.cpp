@@ -1,8 +1,6 @@
 // From files to readings: machines made by hand, this machine.
+#include "Machine.h"
 #include "Tree.h"
-
-#include <sensors/Poller.h>
-#include <sensors/Scanner.h>
 
 #include <cmath>
 #include <fcntl.h>
@@ -14,46 +12,8 @@ namespace krel5::modules::sensors {
 namespace {
 
 using namespace std::chrono_literals;
+using test::Machine;
 using test::Tree;
-
-/// What is found and read, by name of the device and key: "Board temperature 1/Temperature".
-class Machine
-{
-public:
-    explicit Machine(std::string const& root) : m_poller(root), m_scanner(root, 1h)
-    {
-        if (auto const found = m_scanner.take(30s)) {
-            m_parts = found->parts;
-            m_poller.setParts(m_parts);
-        }
-    }
-
-    std::map<std::string, double> read()
-    {
-        std::map<std::string, double> all;
-        m_poller.read(2s);
-        for (auto const& part : m_parts)
-            if (auto const last = m_poller.take(part->guid); last && last->isNew)
-                for (auto const& [id, value] : last->readings.values)
-                    all[part->path + " " + rowOf(id).key] = value;
-        return all;
-    }
-    Poller::Last last(std::string const& path) { return m_poller.take(part(path).guid).value(); }
-    Part const& part(std::string const& path) const
-    {
-        for (auto const& one : m_parts)
-            if (one->path == path)
-                return *one;
-        throw std::runtime_error("nothing reads " + path);
-    }
-    Poller& poller() { return m_poller; }
-    std::vector<std::shared_ptr<Part const>> const& parts() const { return m_parts; }
-
-private:
-    Poller m_poller;
-    Scanner m_scanner;
-    std::vector<std::shared_ptr<Part const>> m_parts;
-};
 
 constexpr char kChip[] = "sys/class/hwmon/hwmon0/";
 
