@@ -19,6 +19,7 @@
 #include <map>
 #include <optional>
 #include <pthread.h>
+#include <stdexcept>
 #include <thread>
 
 using namespace krel5;
@@ -449,6 +450,21 @@ TEST_F(HostedModule, SaysWhyItDidNotStart)
             one.shown);
     inItsOwnProcess([] { EXPECT_EQ(Host().status(), TestResult::CANNOTRUN().value()); },
                     "this process has no client");
+}
+
+TEST_F(HostedModule, EndsAloneWhenAnIndicatorThrows)
+{
+    inItsOwnProcess(
+        [] {
+            s_onReading = [] { throw std::runtime_error("the bus is gone"); };
+            IndicatorClient client;
+            Host host;
+            client.watch();
+            EXPECT_EQ(next(client, Kind::Ended).status(), TestResult::INTERNALERROR().value());
+            EXPECT_EQ(host.status(), TestResult::INTERNALERROR().value());
+            EXPECT_TRUE(s_exitCallbackRan);
+        },
+        "the bus is gone");
 }
 
 TEST_F(HostedModule, ListsAndWaitsAsItsCommandLineSays)
