@@ -201,6 +201,12 @@ TEST_F(Watch, AnswersOverHttpOnThisMachineOnly)
     EXPECT_EQ(watch({"steady"}, {"--prometheus", "localhost:1"}).status, 22);
 }
 
+TEST_F(Watch, FitsATerminalThatBecomesSmaller)
+{
+    std::string const words = " " ENGINE " " + moduleCalled("nasty") + " " + moduleCalled("steady");
+    EXPECT_EQ(std::system(("python3 " CHECK_TABLE + words + " >&2").c_str()), 0);
+}
+
 TEST_F(Watch, RefusesWhatItDoesNotUnderstand)
 {
     EXPECT_EQ(watch({"steady"}, {"nobody"}).status, 22);
