@@ -98,6 +98,7 @@ Outcome runKept(Plan const& plan, RunOptions const& options, zel::StateManager c
     WatchKeeper keeper([&observer](Record const& record) { observer.take(record); });
     WatchOptions beside;
     beside.words = how.words;
+    beside.language = languageNamed(languageTag(options.language));
     beside.logFolder = how.logFolder;
     WatchSet watched(options.watched, machine, keeper, beside);
     std::optional<Runner> runner(std::in_place, machine, observer, how);

@@ -1,5 +1,6 @@
 #include <engine/commands/WatchCommand.h>
 
+#include <engine/catalog/Language.h>
 #include <engine/catalog/PrivateFolder.h>
 #include <engine/plan/Names.h>
 #include <engine/plan/PlanFile.h>
@@ -264,6 +265,7 @@ int watchCommand(WatchRequest const& request)
         listing::complain(folder.problem());
     WatchOptions options;
     options.words = {"-lang", situation.language};
+    options.language = languageNamed(situation.language);
     options.logFolder = folder.path();
     options.allowedHosts = request.allowedHosts;
     options.isWanted = wantedDevices(request.devices, situation);

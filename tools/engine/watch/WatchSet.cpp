@@ -2,6 +2,8 @@
 
 #include <engine/runner/HttpRequests.h>
 
+#include <zel/model/texts/GlobalParameters.h>
+
 #include <algorithm>
 
 namespace engine {
@@ -19,6 +21,7 @@ WatchSet::WatchSet(std::vector<ModuleToWatch> modules, zel::StateManager const& 
 
 void WatchSet::begin(Engine const& engine)
 {
+    zel::GlobalParameters::instance().setLanguage(m_options.language); // of alerts' texts
     auto const devices = std::make_shared<zel::StateManager>();
     devices->completeDevices(m_machine);
     for (ModuleToWatch const& module : m_toWatch) {

@@ -4,6 +4,7 @@
 #include <engine/runner/HttpRequests.h>
 
 #include <zel/foundation/System.h>
+#include <zel/model/texts/LocalizedResource.h>
 
 #include <algorithm>
 
@@ -43,10 +44,18 @@ WatchedDevice recordOf(zel::DeviceImp const& device)
             text(device.deviceType().toString())};
 }
 
-Reading recordOf(zel::PropertyImp const& property)
+// As the module's text files call it, else as the module does.
+zel::String nameOf(zel::PropertyImp const& property, zel::LanguageImp const& language)
 {
-    zel::String const& name = property.spec()->defaultName();
-    Reading reading{text(property.key()), text(name.empty() ? property.key() : name), property.value()};
+    zel::PropertySpecImp const& spec = *property.spec();
+    zel::String const& name = spec.defaultName().empty() ? property.key() : spec.defaultName();
+    return zel::LocalizedResource::find(spec.moduleGuid(), "Property." + property.key() + ".Name", language)
+        .value_or(name);
+}
+
+Reading recordOf(zel::PropertyImp const& property, zel::LanguageImp const& language)
+{
+    Reading reading{text(property.key()), text(nameOf(property, language)), property.value()};
     // A list that nobody reads, or a text without end, is kept as its beginning.
     if (reading.value.isArray() || reading.value.type() == zel::DataTypeImp::STRING() ||
         reading.value.type() == zel::DataTypeImp::LOCALIZEDSTRING())
@@ -54,11 +63,11 @@ Reading recordOf(zel::PropertyImp const& property)
     return reading;
 }
 
-std::vector<Reading> readingsOf(zel::DeviceImp const& device)
+std::vector<Reading> readingsOf(zel::DeviceImp const& device, zel::LanguageImp const& language)
 {
     std::vector<Reading> readings;
     for (std::size_t i = 0; i < std::min(device.propertyCount(), kMostReadings); ++i)
-        readings.push_back(recordOf(device.getProperty(i)));
+        readings.push_back(recordOf(device.getProperty(i), language));
     return readings;
 }
 
@@ -242,7 +251,9 @@ void WatchedModule::takeReadings(zel::UpdatesBody const& body)
     zel::DeviceImp const* const device = body.state ? body.state->device(body.device) : nullptr;
     if (!device || !m_devices.contains(text(device->guid())))
         return;
-    tell({.kind = Kind::Readings, .device = recordOf(*device), .readings = readingsOf(*device)});
+    tell({.kind = Kind::Readings,
+          .device = recordOf(*device),
+          .readings = readingsOf(*device, m_around.options.language)});
 }
 
 void WatchedModule::takeDevice(zel::UpdatesBody const& body, Kind kind)
@@ -252,9 +263,9 @@ void WatchedModule::takeDevice(zel::UpdatesBody const& body, Kind kind)
         return;
     WatchNews news{.kind = kind, .device = recordOf(*device)};
     if (kind == Kind::DeviceAdded)
-        news.readings = readingsOf(*device);
+        news.readings = readingsOf(*device, m_around.options.language);
     else if (zel::PropertyImp const* const property = device->property(body.key))
-        news.readings = {recordOf(*property)};
+        news.readings = {recordOf(*property, m_around.options.language)};
     tell(std::move(news));
 }
 

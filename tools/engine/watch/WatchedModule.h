@@ -6,6 +6,7 @@
 #include <engine/watch/WatchNews.h>
 
 #include <zel/model/state/StateManager.h>
+#include <zel/model/vocabulary/LanguageImp.h>
 
 #include <functional>
 #include <map>
@@ -24,7 +25,8 @@ struct ModuleToWatch
 
 struct WatchOptions
 {
-    std::vector<std::string> words{}; ///< for every module, behind "-e": its language
+    std::vector<std::string> words{};                   ///< for every module, behind "-e": its language
+    zel::LanguageImp language = zel::LanguageImp::en(); ///< of the names of properties
     std::string logFolder{}; ///< in which modules make their folder logs; empty: the working directory
     std::chrono::milliseconds patience = std::chrono::seconds(30); ///< from a module's start to its answer
     std::chrono::milliseconds silence =
