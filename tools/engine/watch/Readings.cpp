@@ -47,7 +47,9 @@ void Readings::take(WatchNews const& news)
         module.isSilent = false;
         module.trouble.clear();
         return;
-    case Kind::ModuleEnded:
+    case Kind::ModuleEnded: // what it said last held to the end
+        module.trouble = news.text;
+        return;
     case Kind::ModuleFailed:
         module.isUp = false;
         module.trouble = news.text;

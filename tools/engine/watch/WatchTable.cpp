@@ -81,7 +81,7 @@ Widths widthsFor(std::vector<Row> const& rows, std::size_t columns)
     widths.value = widest(rows, &Row::value, 5, std::min(kWidestValue, columns / 3));
     widths.range =
         std::max(widest(rows, &Row::least, 3, kWidestValue), widest(rows, &Row::most, 3, kWidestValue));
-    widths.name = widest(rows, &Row::name, 7, kWidestName);
+    widths.name = widest(rows, &Row::name, 7, std::max(kWidestName, columns * 2 / 5));
     auto const used = [&widths] {
         return widths.name + kGap + widths.value + (widths.range > 0 ? 2 * (kGap + widths.range) : 0);
     };
