@@ -173,8 +173,8 @@ TEST(WatchTable, fitsTheTerminalWhateverIsIn)
     readings.take(read("漢字 \x1b[2J\n", "Temperature", measured(UnitType::CELSIUS(), 1)));
     for (int i = 0; i < 30; ++i)
         readings.take(raised(std::to_string(i), "Alert " + std::to_string(i) + std::string(200, 'x')));
-    for (std::size_t const columns : {1, 7, 20, 40, 79, 200})
-        for (std::size_t const rows : {1, 2, 3, 6, 10, 24, 200})
+    for (std::size_t const columns : {1u, 7u, 20u, 40u, 79u, 200u})
+        for (std::size_t const rows : {1u, 2u, 3u, 6u, 10u, 24u, 200u})
             for (bool const isUnicode : {false, true}) {
                 TableForm form;
                 form.columns = columns;
