@@ -50,6 +50,7 @@ void fill(ProgressBody& body, Random& random)
             random.constant<TestStateImp>(),
             random.constant<TestResultImp>(),
             random.text(),
+            random.chance(),
             random.number(),
             static_cast<int>(random.below(102)) - 1,
             random.number(),

@@ -85,6 +85,10 @@ check "FAIL beats what comes behind it" 23 '^Verdict: FAIL (1 FAIL, 1 PASS)' run
   --modules "$folder/forced" --only-modules --report "$folder/fault.jsonl"
 check "and is told with the command that runs it again" 0 'krel5-engine run cpu:integer' report "$folder/fault.jsonl" --to text
 
+printf 'Test.integer.ForceResult.value=PASS\n' > "$folder/forced/cpu.w4i"
+check "a PASS that the settings force tests nothing" 28 'SKIPPED .*Forced result: PASS; the test did not run' run cpu:integer \
+  --modules "$folder/forced" --only-modules --report "$folder/forced.jsonl"
+
 # Two at once do not hear each other.
 "$program" run cpu:integer --report "$folder/one.jsonl" > "$folder/one.out" 2>&1 &
 one=$!

@@ -104,6 +104,8 @@ void writeBody(XmlWriter& writer, ProgressBody const& body)
     writeConstant(writer, "state", body.state);
     writeConstant(writer, "result", body.result);
     writer.textIfAny("resultNote", body.resultNote);
+    if (body.isResultForced)
+        writer.flag("resultForced", true);
     writer.number("pass", body.pass);
     writer.number("percent", body.percent);
     writer.number("timeLeft", body.timeLeft);
@@ -123,6 +125,7 @@ void readBody(XmlReader& reader, ProgressBody& body)
         reader.fail("a final result without a result");
     body.result = readConstant(reader, "result", TestResultImp());
     body.resultNote = reader.text("resultNote");
+    body.isResultForced = reader.flag("resultForced");
     body.pass = reader.number<unsigned>("pass", 1);
     body.percent = reader.number<int>("percent", -1);
     if (body.percent < -1 || body.percent > 100)

@@ -57,6 +57,7 @@ struct ProgressBody
     TestStateImp state = TestStateImp::NOTSTARTED();
     TestResultImp result; ///< counts with FinalResult
     String resultNote;
+    bool isResultForced = false; ///< the settings gave it, and the test did not run
     unsigned pass = 1;
     int percent = -1;      ///< -1: none reported
     unsigned timeLeft = 0; ///< seconds

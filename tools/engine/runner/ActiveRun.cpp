@@ -418,6 +418,8 @@ ActiveRun::Judgement ActiveRun::withResult(Child::End const& end) const
     bool const hasEndedWell = end.signal.empty() && !m_isLate &&
                               (end.status ? *end.status == 0 || !isPass : m_step != Step::Killed);
     std::string note = bounded(text(m_final->resultNote));
+    if (hasEndedWell && isPass && m_final->isResultForced) // nothing was tested; the note says so
+        return {TestResultImp::SKIPPED(), note};
     if (hasEndedWell)
         return {result, note};
     append(note, "gave " + text(result.toString()) + ", then " + howItEnded(end));
@@ -451,7 +453,7 @@ ActiveRun::Judgement ActiveRun::judge(Child::End const& end) const
 std::string ActiveRun::logTail() const
 {
     std::string const folder = m_around.options.logFolder.empty() ? "." : m_around.options.logFolder;
-    return tailOf(folder + "/logs/" + m_plan.moduleGuid + "_" + std::to_string(m_process) + ".log",
+    return tailOf(folder + "/logs", m_plan.moduleGuid + "_" + std::to_string(m_process) + ".log",
                   kLogTailBytes);
 }
 

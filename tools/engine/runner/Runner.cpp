@@ -337,8 +337,8 @@ void Runner::Impl::runAll(Plan const& plan)
     // A stop between two rounds, or in the last run of one, is a stop all the same.
     if (round < rounds)
         for (PlannedRun const& one : plan.runs)
-            skip(one, std::string(isStopped ? "the session was stopped" : "the session ended") + " after " +
-                          std::to_string(round) + " of " + std::to_string(rounds) + " rounds");
+            skip(one, std::string(isStopped ? "the session was stopped" : "the session ended") +
+                          " in round " + std::to_string(round) + " of " + std::to_string(rounds));
 }
 
 void Runner::Impl::endCompanion()

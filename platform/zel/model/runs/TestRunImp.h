@@ -91,6 +91,9 @@ public:
     /// What whoever reads the result must know beside it: that the settings forced it, say. Empty: nothing.
     String const& resultNote() const noexcept { return m_resultNote; }
     void setResultNote(String const& note) { m_resultNote = note; }
+    /// The settings gave the result, and the test did not run.
+    bool isResultForced() const noexcept { return m_isResultForced; }
+    void setResultForced(bool isForced) { m_isResultForced = isForced; }
 
     /// The run's own copy of the test's parameter; null when it has none of that key.
     ParameterImp* parameter(String const& key);
@@ -118,6 +121,7 @@ private:
     bool m_isInterrupted = false;
     TestResultImp m_result;
     String m_resultNote;
+    bool m_isResultForced = false;
     std::deque<ParameterImp> m_parameters;
 };
 

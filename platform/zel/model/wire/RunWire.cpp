@@ -76,6 +76,8 @@ void writeTestRun(XmlWriter& writer, TestRunImp const& run, bool isBound)
     writeConstant(writer, "state", run.state());
     writeConstant(writer, "result", run.result());
     writer.textIfAny("resultNote", run.resultNote());
+    if (run.isResultForced())
+        writer.flag("resultForced", true);
     writer.number("pass", run.currentPass());
     writer.number("percent", run.percentComplete());
     writer.number("timeLeft", run.estimatedTimeLeft());
@@ -99,6 +101,7 @@ TestRunImp readTestRun(XmlReader& reader)
     run.setState(readConstant(reader, "state", TestStateImp::NOTSTARTED()));
     run.setFinalResult(readConstant(reader, "result", TestResultImp()));
     run.setResultNote(reader.text("resultNote"));
+    run.setResultForced(reader.flag("resultForced"));
     run.setCurrentPass(reader.number<unsigned>("pass", 1));
     run.setPercentComplete(reader.number<int>("percent", -1));
     if (run.percentComplete() < -1 || run.percentComplete() > 100)

@@ -224,7 +224,9 @@ TestResult DiagModuleRun::runOnce(zel::TestRunImp& run, Test& test)
     ZEL_LOG(logger(), LogLevel::Information) << "NOT min time per test mode.";
     setBeginningTime(run);
     TestResult result;
-    if (test.getForcedResult(result)) {
+    bool const isForced = test.getForcedResult(result);
+    run.setResultForced(isForced);
+    if (isForced) {
         DiagModule::doPercentDone(0);
         ZEL_LOG_LINE(logger(), LogLevel::Information, 336)
             << "forced result: " << result.toString().zelString();

@@ -55,8 +55,8 @@ private:
     std::string m_said;
 };
 
-/// The last lines of a file that root may read and others may have written: no link is followed, nothing is waited for.
-/// Empty when there is none.
-std::string tailOf(std::string const& path, std::size_t bytes);
+/// The last lines of a file of the caller's or of root's, in a folder that is theirs as well: no link is followed, nothing is
+/// waited for. Empty when there is none.
+std::string tailOf(std::string const& folder, std::string const& name, std::size_t bytes);
 
 } // namespace engine

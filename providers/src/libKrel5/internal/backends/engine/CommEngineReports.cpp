@@ -65,6 +65,7 @@ zel::ProgressBody bodyOf(What what, zel::TestRunImp& run)
     body.state = run.state();
     body.result = run.result();
     body.resultNote = run.resultNote();
+    body.isResultForced = run.isResultForced();
     body.pass = run.currentPass();
     body.percent = run.percentComplete();
     body.timeLeft = run.estimatedTimeLeft();
