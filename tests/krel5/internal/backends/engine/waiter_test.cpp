@@ -1,6 +1,7 @@
 // Waiting for a message while another thread receives all of them.
 #include <foundation/TemporaryFolder.h>
 
+#include <libKrel5/basics/LibraryMutex.h>
 #include <libKrel5/internal/backends/engine/ProviderMessageHandler.h>
 
 #include <zel/foundation/Logger.h>
@@ -207,6 +208,15 @@ TEST_F(WaiterTest, anUpdateRequestIsForADeviceAndAPropertyThatAreKnown)
     EXPECT_FALSE(run.hasUpdateBeenForced());
     handler.handle(std::make_shared<Impostor>());
     EXPECT_TRUE(wasLogged("Invalid Message: Impostor (54)"));
+    {
+        // Its holder may wait for room on the link, which only the thread that calls the handler makes.
+        zel::AutoMutex const guard(libraryMutex());
+        std::thread([&] { request(device->guid(), "Temperature"); }).join();
+        EXPECT_FALSE(run.hasUpdateBeenForced());
+        handler.applyUpdates();
+        EXPECT_TRUE(run.hasUpdateBeenForced());
+        manager.indicatorRunAtIndex(0).updateComplete();
+    }
     request(device->guid(), "Temperature");
     EXPECT_TRUE(run.hasUpdateBeenForced());
 }

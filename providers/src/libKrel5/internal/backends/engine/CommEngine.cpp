@@ -131,8 +131,13 @@ void CommEngine::endWithoutEngine()
 
 // ---- stop
 
+// Asked in every pass of a loop: what could not be noted when it came is noted now.
 bool CommEngine::receiveStopMessage()
 {
+    {
+        zel::AutoMutex const guard(libraryMutex());
+        m_handler.applyUpdates();
+    }
     return isEngineGone() || hasReceivedMessage(zel::StopTestEngineToProvider::kTypeCode);
 }
 

@@ -7,6 +7,8 @@
 #include <zel/ipc/Message.h>
 #include <zel/model/state/StateManager.h>
 
+#include <mutex>
+
 namespace krel5 {
 namespace {
 
@@ -18,12 +20,12 @@ zel::Logger& logger()
     return s_logger;
 }
 
-// What stands in the way of the request; empty: it is noted for the indicators that watch the device.
+using Update = zel::RequestUpdateClientToEngineToIndicator;
+
+// What stands in the way of the request; empty: it is noted for the indicators that watch the device. REQUIRES: the library
+// mutex.
 zel::String forceUpdate(zel::UpdateRequestBody const& request)
 {
-    if (request.device.empty())
-        return "Cannot process RequestUpdateClientToEngineToIndicator when device guid is empty";
-    zel::AutoMutex const guard(libraryMutex());
     zel::StateManager& manager = zel::StateManager::instance();
     zel::DeviceImp const* const device = manager.device(request.device);
     if (!device)
@@ -36,13 +38,10 @@ zel::String forceUpdate(zel::UpdateRequestBody const& request)
     return zel::String();
 }
 
-void updateIndicators(zel::Message const& message)
+void refuse(zel::String const& reason)
 {
-    auto const* const request = dynamic_cast<zel::RequestUpdateClientToEngineToIndicator const*>(&message);
-    zel::String const refusal =
-        request ? forceUpdate(request->body()) : "Invalid Message: " + message.toString();
-    if (!refusal.empty())
-        ZEL_LOG(logger(), LogLevel::Error) << refusal;
+    if (!reason.empty())
+        ZEL_LOG(logger(), LogLevel::Error) << reason;
 }
 
 } // namespace
@@ -54,12 +53,45 @@ void ProviderMessageHandler::handle(MessagePointer const& message) noexcept
             throw zel::InvalidArgumentException("Invalid Argument");
         ZEL_LOG(logger(), LogLevel::Debug) << "incoming_message_handler() received: " << message->toString();
         note(message->typeCode());
-        if (message->typeCode() == zel::RequestUpdateClientToEngineToIndicator::kTypeCode)
-            updateIndicators(*message);
+        if (message->typeCode() == Update::kTypeCode)
+            update(*message);
         offer(message);
     } catch (std::exception const& e) { // the platform's are among them
         ZEL_LOG(logger(), LogLevel::Error) << "incoming_message_handler(): " << e.what();
     }
+}
+
+// Who holds the library mutex may be waiting for room on the link, which only this thread can make: it waits for nothing.
+void ProviderMessageHandler::update(zel::Message const& message)
+{
+    auto const* const request = dynamic_cast<Update const*>(&message);
+    if (!request)
+        return refuse("Invalid Message: " + message.toString());
+    if (request->body().device.empty())
+        return refuse("Cannot process RequestUpdateClientToEngineToIndicator when device guid is empty");
+    {
+        zel::AutoMutex const guard(m_updatesMutex);
+        if (m_updates.size() == kMostUpdates) {
+            ZEL_LOG(logger(), LogLevel::Warning) << "Requests for updates come faster than they can be met";
+            return;
+        }
+        m_updates.push_back(request->body());
+    }
+    if (libraryMutex().try_lock()) {
+        std::lock_guard<zel::Mutex> const guard(libraryMutex(), std::adopt_lock);
+        applyUpdates();
+    }
+}
+
+void ProviderMessageHandler::applyUpdates()
+{
+    std::vector<zel::UpdateRequestBody> requests;
+    {
+        zel::AutoMutex const guard(m_updatesMutex);
+        requests.swap(m_updates);
+    }
+    for (zel::UpdateRequestBody const& request : requests)
+        refuse(forceUpdate(request));
 }
 
 bool ProviderMessageHandler::hasReceived(int typeCode) const

@@ -3,7 +3,10 @@
 
 #include <libKrel5/internal/backends/engine/CommMessageWaiter.h>
 
+#include <zel/ipc/MessageBodies.h>
+
 #include <unordered_set>
+#include <vector>
 
 namespace krel5 {
 
@@ -14,9 +17,11 @@ class ProviderMessageHandler
 public:
     using MessagePointer = CommMessageWaiter::MessagePointer;
 
-    /// Called for each message by the thread of the link. Takes the library mutex for an update request; waits for nothing
-    /// else. What goes wrong is logged.
+    /// Called for each message by the thread of the link; waits for nothing. An update request for which the library mutex is
+    /// not free at once is kept. What goes wrong is logged.
     void handle(MessagePointer const& message) noexcept;
+    /// Meets the update requests that were kept. REQUIRES: the library mutex.
+    void applyUpdates();
     bool hasReceived(int typeCode) const;
 
     /// A waiter is offered messages from the making of its registration to the end of it.
@@ -34,13 +39,18 @@ public:
     };
 
 private:
+    static constexpr std::size_t kMostUpdates = 10'000; // that are kept
+
     void note(int typeCode);
+    void update(zel::Message const& message);
     void offer(MessagePointer const& message);
 
     mutable zel::ReadWriteLock m_typesLock; // guards m_receivedTypes
     std::unordered_set<int> m_receivedTypes;
     zel::Mutex m_waitersMutex; // guards m_waiters; a waiter's own locks are taken after it
     std::vector<std::shared_ptr<CommMessageWaiter>> m_waiters;
+    zel::Mutex m_updatesMutex; // guards m_updates; taken after the library mutex, or without it
+    std::vector<zel::UpdateRequestBody> m_updates;
 };
 
 } // namespace krel5
