@@ -1,6 +1,6 @@
 // A module whose tests each behave, or misbehave, in one known way. The name by which the program is called
 // chooses a wrong set-up instead: "noversion", "nocommandline", "badinit", "hoards", "doubleinit", "uncaught",
-// "early", "twice", "nokey", "argumentstwice", "otherkind"; or a callback that picks the tests itself: "chooses", "choosesone" for one device only, "hesitates" for
+// "early", "twice", "nokey", "argumentstwice", "otherkind"; or a callback that picks the tests itself: "chooses", "choosesone" for one device only, "asksandchooses" by what the engine answers, "hesitates" for
 // ever, "choosesandcrashes", and "stopped", where a stop comes meanwhile.
 #include <krel5/krel5.h>
 
@@ -273,6 +273,13 @@ static void choosesOne(DiagDevice& device) // of all devices that it is asked ab
         device.addTest(s_chosen[0]);
     s_hasOne = true;
 }
+static void asksAndChooses(DiagDevice& device) // nothing, without an answer
+{
+    KrelString response;
+    if (DiagModule::getCurrentStateManagerFromEngine(false) &&
+        !IndicatorModule::httpGetRequest("http://127.0.0.1/", response, "") && *response.getUTF8Buffer() != 0)
+        choose(device);
+}
 static void hesitate(DiagDevice&)
 {
     for (;;)
@@ -346,6 +353,8 @@ int main(int argc, char** argv)
         DiagModule::setEnumTestsCallback(choose);
     if (name == "choosesone")
         DiagModule::setEnumTestsCallback(choosesOne);
+    if (name == "asksandchooses")
+        DiagModule::setEnumTestsCallback(asksAndChooses);
     if (name == "hesitates")
         DiagModule::setEnumTestsCallback(hesitate);
     if (name == "choosesandcrashes")

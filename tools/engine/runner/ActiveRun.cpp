@@ -1,6 +1,6 @@
 #include <engine/runner/ActiveRun.h>
 
-#include <engine/runner/HttpRequests.h>
+#include <engine/runner/Questions.h>
 #include <engine/runner/StateForRun.h>
 
 #include <zel/foundation/System.h>
@@ -148,13 +148,11 @@ void ActiveRun::said(zel::Message const& message)
         moveLimit(limit->body());
     else if (auto const* error = dynamic_cast<zel::InternalErrorProviderToEngine const*>(&message))
         m_internalError = bounded(firstLine(text(error->body().text)));
-    else if (dynamic_cast<zel::EnumerationMessage const*>(&message))
-        reply(message, zel::InventoryTestEngineToProvider({stateFor(m_plan, m_around.machine)}));
     else if (dynamic_cast<zel::EnumerationReturnedProviderToEngine const*>(&message))
         reply(message, zel::AcknowledgeEngineToProvider());
-    else if (auto const* get = dynamic_cast<zel::HttpGetRequestProviderToEngine const*>(&message);
-             get && m_peer)
-        answerHttp(*get, m_around.server, *m_peer, m_around.fetcher);
+    else if (m_peer)
+        answerQuestion(message, *m_peer, {m_around.server, m_around.fetcher},
+                       [this] { return stateFor(m_plan, m_around.machine); });
 }
 
 void ActiveRun::tellWhatToRun(zel::Message const& request)

@@ -1,6 +1,7 @@
 #include <engine/runner/ModuleChoice.h>
 
 #include <engine/catalog/PrivateFolder.h>
+#include <engine/runner/Questions.h>
 #include <engine/runner/linux/Child.h>
 #include <engine/runner/linux/Inbox.h>
 
@@ -64,6 +65,9 @@ struct ModuleChoice::Conversation
             error = told->body().text.toUtf8();
         if (dynamic_cast<zel::ModuleStarted const*>(news.message.get()))
             reply(*news.message, zel::EnumerationReturnedEngineToClient({devices}));
+        answerQuestion(*news.message, *peer,
+                       {server, nullptr, "nothing is fetched while a module chooses its tests"},
+                       [this] { return devices; });
         auto const* const listing =
             dynamic_cast<zel::EnumerationReturnedProviderToEngine const*>(news.message.get());
         if (!listing)

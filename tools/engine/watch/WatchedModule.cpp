@@ -1,7 +1,7 @@
 #include <engine/watch/WatchedModule.h>
 
 #include <engine/catalog/Assignment.h>
-#include <engine/runner/HttpRequests.h>
+#include <engine/runner/Questions.h>
 
 #include <zel/foundation/System.h>
 #include <zel/model/texts/LocalizedResource.h>
@@ -176,11 +176,9 @@ void WatchedModule::said(zel::Message const& message)
         take(update->body());
     else if (auto const* error = dynamic_cast<zel::InternalErrorProviderToEngine const*>(&message))
         m_internalError = bounded(firstLine(text(error->body().text)));
-    else if (dynamic_cast<zel::EnumerationMessage const*>(&message))
-        reply(message, zel::InventoryTestEngineToProvider({m_around.devices}));
-    else if (auto const* get = dynamic_cast<zel::HttpGetRequestProviderToEngine const*>(&message);
-             get && m_peer)
-        answerHttp(*get, m_around.engine.server, *m_peer, m_around.engine.fetcher);
+    else if (m_peer)
+        answerQuestion(message, *m_peer, {m_around.engine.server, m_around.engine.fetcher},
+                       [this] { return m_around.devices; });
 }
 
 void WatchedModule::answerStart(zel::Message const& request)

@@ -104,12 +104,13 @@ TEST(RealModule, thatChoosesItsTestsIsAskedAndCostsOnlyItsOwnWhenItDoesNotAnswer
         GTEST_SKIP() << "modules need root";
     ::test::TemporaryFolder const folder;
     std::filesystem::permissions(folder.path(), std::filesystem::perms::owner_all);
-    for (char const* const name : {"choosesandcrashes", "choosesone", "hesitates", "misbehaving"})
+    for (char const* const name :
+         {"asksandchooses", "choosesandcrashes", "choosesone", "hesitates", "misbehaving"})
         std::filesystem::copy_file(MISBEHAVING_MODULE, folder.path(name));
     CatalogRequest request;
     request.folders = {folder.path()};
     Catalog catalog = Catalog::read(request);
-    ASSERT_EQ(4u, catalog.modules().size());
+    ASSERT_EQ(5u, catalog.modules().size());
     zel::StateManager machine;
     for (char const* const place : {"slot 1", "slot 2"})
         machine.addDevice(zel::DeviceImp::createGeneric(zel::CapabilityImp::Memory(),
@@ -134,6 +135,10 @@ TEST(RealModule, thatChoosesItsTestsIsAskedAndCostsOnlyItsOwnWhenItDoesNotAnswer
             std::size_t wanted = module->guid() == "misbehaving" ? 2 : 0;
             if (module->guid() == "choosesone" && test.record.keyInModule() == zel::String("pass"))
                 wanted = 1;
+            bool const isChosen = test.record.keyInModule() == zel::String("pass") ||
+                                  test.record.keyInModule() == zel::String("fail");
+            if (module->guid() == "asksandchooses" && isChosen)
+                wanted = 2;
             if (test.record.deviceCapabilities() == zel::CapabilityImp::Memory()) {
                 EXPECT_EQ(wanted, test.devices.size()) << wordOf(*module, test);
             }
