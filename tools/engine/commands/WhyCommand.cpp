@@ -25,8 +25,14 @@ std::string line(bool holds, std::string const& text, std::string const& reason)
     return listing::wrapped(whole, 9);
 }
 
+struct General
+{
+    std::string text;
+    bool holds;
+};
+
 // What does not depend on the device.
-std::string generalText(Module const& module, ModuleTest const& test, bool isAdministrator)
+General general(Module const& module, ModuleTest const& test, bool isAdministrator)
 {
     std::string text =
         line(isAdministrator, "run by root", "tests run as root only, and this is another user");
@@ -40,10 +46,12 @@ std::string generalText(Module const& module, ModuleTest const& test, bool isAdm
     text += line(errors.empty(), "its settings are understood", reasons);
     for (zel::String const& forced : test.record.forcingLines())
         text += "    note " + harmless("its result is forced: " + forced.toUtf8()) + "\n";
-    return text;
+    return {text, isAdministrator && !test.record.isSwitchedOff() && module.settingsTrouble.empty() &&
+                      errors.empty()};
 }
 
-std::string deviceText(Situation const& situation, ModuleTest const& test, DeviceImp const& device)
+std::string deviceText(Situation const& situation, ModuleTest const& test, DeviceImp const& device,
+                       bool isFree)
 {
     std::string text = "  " + harmless(device.name()) + "  " + harmless(placeOf(device)) + "\n";
     bool isMet = true;
@@ -57,7 +65,9 @@ std::string deviceText(Situation const& situation, ModuleTest const& test, Devic
     else if (isMet && !isIts)
         text += line(false, "its module wants it",
                      test.isUnanswered ? test.notHere : "the module chooses its devices itself");
-    return text + (isIts ? "    It runs on this device.\n" : "    It does not run on this device.\n");
+    return text + (!isIts   ? "    It does not run on this device.\n"
+                   : isFree ? "    It runs on this device.\n"
+                            : "    It would run on this device, but for the above.\n");
 }
 
 std::string testText(Situation const& situation, Catalog::Place const& place, bool isAdministrator)
@@ -66,7 +76,8 @@ std::string testText(Situation const& situation, Catalog::Place const& place, bo
     ModuleTest const& test = *place.test;
     auto const& flags = test.record.flags();
     std::string text = harmless(wordOf(module, test)) + "  " + harmless(test.name) + "\n";
-    text += generalText(module, test, isAdministrator);
+    General const all = general(module, test, isAdministrator);
+    text += all.text;
     if (flags.destructive)
         text += "    note it destroys data: a plan, a wildcard or a module's name runs it only with "
                 "--destructive\n";
@@ -80,7 +91,7 @@ std::string testText(Situation const& situation, Catalog::Place const& place, bo
         DeviceImp const& device = *machine.deviceAtIndex(i);
         if (device.deviceCapabilities().intersects(test.record.deviceCapabilities()) ||
             machine.isAssociated(device, test.record))
-            text += deviceText(situation, test, device);
+            text += deviceText(situation, test, device, all.holds);
         else
             ++others;
     }

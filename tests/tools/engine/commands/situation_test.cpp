@@ -2,6 +2,7 @@
 #include <tools/engine/Workshop.h>
 
 #include <engine/commands/Situation.h>
+#include <engine/commands/WhyCommand.h>
 
 #include <set>
 
@@ -86,4 +87,22 @@ TEST_F(SituationTest, whatNoTestNeedsIsNotLookedFor)
     }
     Situation const own = look(std::set<std::string>{"own:any"});
     EXPECT_TRUE(knowsSensors(own)) << "a module that chooses may go by anything";
+}
+
+TEST_F(SituationTest, whyPromisesNoRunThatWouldBeRefused)
+{
+    std::string const runs = "It runs on this device.";
+    std::string const would = "It would run on this device, but for the above.";
+    auto const says = [](std::string const& text, std::string const& what) {
+        return text.find(what) != std::string::npos;
+    };
+    std::string const asRoot = whyText(look(std::nullopt), "ram:plain", true);
+    EXPECT_TRUE(says(asRoot, runs) && !says(asRoot, "NO ")) << asRoot;
+    std::string const asOther = whyText(look(std::nullopt), "ram:plain", false);
+    EXPECT_TRUE(says(asOther, "NO   run by root") && says(asOther, would) && !says(asOther, runs)) << asOther;
+    m_shop.write("modules/ram.w4i", "what is this\n");
+    std::string const unread = whyText(look(std::nullopt), "ram:plain", true);
+    EXPECT_TRUE(says(unread, "NO   its module's settings can be read") && says(unread, would) &&
+                !says(unread, runs))
+        << unread;
 }
