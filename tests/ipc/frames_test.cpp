@@ -199,6 +199,9 @@ TEST(BadFrames, cutOffAtEveryByteTheyAreAnEndAndNoMessage)
         ASSERT_TRUE(sendRaw(socket, frame.substr(0, size)));
         ::close(socket);
         ASSERT_TRUE(engine.hasParted(size + 1)) << size;
+        EXPECT_EQ(size == 0 ? "" : "it ended in the middle of a message",
+                  engine.heard.goodbyes.back().toUtf8())
+            << size;
     }
     EXPECT_TRUE(engine.heard.messages.empty());
 }

@@ -133,7 +133,7 @@ bool Connection::receive(std::span<char> buffer, Received const& received)
         if (count > 0)
             readFrames(std::string_view(buffer.data(), static_cast<std::size_t>(count)), received);
         else if (count == 0 || errno != EAGAIN)
-            end(String());
+            end(m_reader.isInside() ? String("it ended in the middle of a message") : String());
     } catch (std::bad_alloc const&) {
         end("no memory for what it says");
     } catch (std::exception const& e) { // of whoever hears it
