@@ -37,10 +37,11 @@ struct Lane
     std::string name;
     std::vector<std::shared_ptr<Watched>> parts;
     bool isBusy = false;              ///< waits for a thread or is being read
+    bool hasThread = false;           ///< is being read
     bool isSlow = false;              ///< is not waited for: it was not done when the patience was over
     bool isLate = false;              ///< was not done within the deadline
     Watched const* current = nullptr; ///< is being read
-    Clock::time_point since{};        ///< busy
+    Clock::time_point since{};        ///< waits for a thread, or has had it
     Clock::time_point restsUntil{};   ///< of a lane that was late
 };
 
@@ -117,6 +118,8 @@ void Poller::State::serve()
             break;
         std::shared_ptr<Lane> const lane = std::move(waiting.front());
         waiting.pop_front();
+        lane->hasThread = true;
+        lane->since = Clock::now();
         auto const those = lane->parts;
         guard.unlock();
         readLane(*lane, those);
@@ -126,7 +129,7 @@ void Poller::State::serve()
                 Clock::now() + std::min<Clock::duration>(Clock::now() - lane->since, kLongestRest);
         lane->isLate = Clock::now() - lane->since >= kDeadline;
         lane->isSlow = lane->isSlow && Clock::now() - lane->since >= kFast;
-        lane->isBusy = false;
+        lane->isBusy = lane->hasThread = false;
         lane->current = nullptr;
         done.notify_all();
     }
@@ -200,7 +203,7 @@ void Poller::read(std::chrono::milliseconds patience)
     ++m_state->pass;
     for (auto& [name, lane] : m_state->lanes) {
         if (lane->isBusy) {
-            lane->isLate = lane->isLate || begin - lane->since >= kDeadline;
+            lane->isLate = lane->isLate || (lane->hasThread && begin - lane->since >= kDeadline);
             continue;
         }
         if (begin < lane->restsUntil || lane->parts.empty())
@@ -229,15 +232,20 @@ std::optional<Poller::Last> Poller::take(std::string const& guid)
         return std::nullopt;
     Watched& watched = *found->second;
     auto const lane = m_state->lanes.find(watched.part->lane);
-    bool const isLate =
-        lane != m_state->lanes.end() &&
-        (lane->second->isLate || (lane->second->isBusy && Clock::now() - lane->second->since >= kDeadline));
+    bool const isKnown = lane != m_state->lanes.end();
+    bool const isOver = isKnown && lane->second->isBusy && Clock::now() - lane->second->since >= kDeadline;
+    bool const isUnasked = isOver && !lane->second->hasThread; // which is not its fault
+    bool const isLate = isKnown && !isUnasked && (lane->second->isLate || isOver);
+    std::string const path = "/" + watched.part->path;
     Last last{watched.last,
               watched.isNew,
-              isLate || watched.failures >= kSilentAfter,
+              isLate || isUnasked || watched.failures >= kSilentAfter,
               isLate && lane->second->current == &watched,
               watched.hasAnswered,
-              isLate ? "/" + watched.part->path + ": no answer within 2 s" : watched.failure};
+              isLate ? path + ": no answer within 2 s"
+              : isUnasked
+                  ? path + ": not asked, since " + std::to_string(kMostThreads) + " others do not answer"
+                  : watched.failure};
     watched.isNew = false;
     watched.taken = m_state->pass;
     return last;

@@ -181,6 +181,38 @@ TEST(SensorReadings, OfOthersComeWhileOneBlocks)
     machine.reset(); // waits for nobody
 }
 
+// As many lanes block as there are threads: who is not asked is not said to have given no answer.
+TEST(SensorReadings, OfWhoIsNotAskedBlameNobody)
+{
+    Tree tree;
+    auto const input = [](std::size_t i) {
+        return "sys/class/hwmon/hwmon" + std::to_string(i) + "/temp1_input";
+    };
+    for (std::size_t i = 0; i <= Poller::kMostThreads; ++i) {
+        tree.write("sys/class/hwmon/hwmon" + std::to_string(i) + "/name", "chip" + std::to_string(i) + "\n");
+        tree.write(input(i), "30000\n");
+    }
+    Machine machine(tree.root());
+    ASSERT_EQ(Poller::kMostThreads + 1, machine.parts().size());
+    for (std::size_t i = 0; i <= Poller::kMostThreads; ++i)
+        tree.fifo(input(i));
+    auto const begin = Poller::Clock::now();
+    while (Poller::Clock::now() - begin < 2 * Poller::kDeadline) {
+        machine.poller().read(50ms);
+        machine.poller().tend();
+        std::this_thread::sleep_for(20ms);
+    }
+    std::size_t blocking = 0, unasked = 0;
+    for (auto const& part : machine.parts()) {
+        auto const last = machine.last(part->path);
+        EXPECT_TRUE(last.isSilent) << part->path;
+        blocking += last.isBlocking && last.failure.ends_with(": no answer within 2 s");
+        unasked += !last.isBlocking && last.failure.ends_with(": not asked, since 32 others do not answer");
+    }
+    EXPECT_EQ(Poller::kMostThreads, blocking);
+    EXPECT_EQ(1u, unasked);
+}
+
 TEST(SensorReadings, OfThisMachineAreThoseOfItsFiles)
 {
     Machine machine("/");
