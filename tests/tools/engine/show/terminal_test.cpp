@@ -58,6 +58,7 @@ void runSession(std::string const& path)
     other.join();
     observer.take(runEnded(2, "USER ABORTED"));
     observer.take(SessionEnded{at(60), "STOPPED", 24, 60});
+    observer.flush(); // who reads "Verdict" finds the report whole
     view.reset();
     out.reset();
     zel::OStream::out().write(closing(observer.session(), report.path(), 40));
