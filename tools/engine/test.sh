@@ -90,11 +90,15 @@ LANG=de_DE.UTF-8 "$program" list --only-modules --modules "$modules" --root "$ma
 }
 # shellcheck disable=SC2086
 if command -v python3 > /dev/null; then
-    "$program" list $where --json | python3 -c 'import json, sys
+    "$program" list $where --json | python3 -c 'import json, os, sys
 listing = json.load(sys.stdin)
 tests = {test["test"]: test for module in listing["modules"] for test in module["tests"]}
 assert listing["format"] == "krel5-engine-list" and listing["formatVersion"] == 1, listing
 assert tests["ram:quick"]["devices"] == [1] and tests["ram:quick"]["applies"], tests
+is_root = os.geteuid() == 0
+assert tests["ram:quick"]["runs"] == is_root, tests
+assert tests["ram:quick"]["result"] == ("" if is_root else "INSUFFICIENT PRIVILEGE"), tests
+assert not tests["ram:wipe"]["runs"] and tests["ram:wipe"]["reason"], tests
 assert tests["ram:wipe"]["destructive"] and tests["ram:wipe"]["result"] == "NO DEVICE", tests
 assert tests["ram:big"]["interactive"] and tests["ram:big"]["result"] == "NOTAPPLICABLE", tests
 assert listing["devices"][0]["osLocator"] == "/proc/meminfo", listing["devices"]

@@ -138,7 +138,7 @@ private:
         } else if (second % 3 == 0) {
             IndicatorModule::requestDevicePropertyRemoval(one, s_note); // also where there is none
             IndicatorModule::requestDeviceRemoval(one);
-        } else if (!one->property("Note")) {
+        } else if (s_note && !one->property("Note")) {
             IndicatorModule::requestDevicePropertyAddition(one, s_note->setValue(Value(second)));
         }
         Alert* const alert = m_alerts[second * 3 % kPumps];

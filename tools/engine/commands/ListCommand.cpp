@@ -1,6 +1,7 @@
 #include <engine/commands/ListCommand.h>
 
 #include <engine/catalog/Assignment.h>
+#include <engine/plan/MakePlan.h>
 #include <engine/plan/Names.h>
 #include <engine/plan/PlanFile.h>
 
@@ -96,8 +97,6 @@ std::vector<std::string> flagsOf(ModuleTest const& test)
         words.emplace_back("opens a window");
     if (test.isDeclinable)
         words.emplace_back("decides itself when run whether the device is one for it");
-    if (!test.record.settingsErrors().empty())
-        words.push_back("will not run: " + test.record.settingsErrors().front().toString().toUtf8());
     if (!test.record.forcingLines().empty())
         words.push_back("the settings force its result: " + test.record.forcingLines().front().toUtf8());
     return words;
@@ -143,6 +142,9 @@ std::string testText(Situation const& situation, Durations const& durations, Mod
     if (test.devices.empty())
         where = "not here: " + test.notHere;
     text += block(where) + block(durationLine(durations, test));
+    auto const obstacle = obstacleOf(module, test, zel::System::userIsAdministrator());
+    if (obstacle && !obstacle->isNotHere && module.settingsTrouble.empty()) // which stands above the tests
+        text += block("! will not run: " + obstacle->reason);
     for (std::string const& flag : flagsOf(test))
         text += block("! " + flag);
     if (all)
@@ -195,7 +197,9 @@ void writeTest(listing::JsonWriter& json, Situation const& situation, Durations 
     json.key("applies").truth(!test.devices.empty()).key("devices").beginArray();
     for (DeviceImp const* const device : test.devices)
         json.number(std::uint64_t{numberOf(situation, device)});
-    json.end().key("reason").text(String(test.notHere)).key("result").text(String(test.notHereResult));
+    auto const obstacle = obstacleOf(module, test, zel::System::userIsAdministrator());
+    json.end().key("runs").truth(!obstacle).key("reason").text(String(obstacle ? obstacle->reason : ""));
+    json.key("result").text(obstacle ? obstacle->result.toString() : String());
     json.key("destructive").truth(flags.destructive).key("interactive").truth(flags.interactive);
     json.key("ownWindow").truth(flags.createsOwnGui).key("parallel").truth(flags.supportsParallelTesting);
     json.key("decidesItself").truth(test.isDeclinable);

@@ -195,14 +195,9 @@ private:
         if (flags.interactive && wish.isOfPlan && !wish.isExplicit && !wish.line.interactive)
             return refuse(place, {}, TestResultImp::SKIPPED(), "it asks a person; it runs when it is named",
                           false);
-        if (String const trouble = settingsTrouble(place); !trouble.empty())
-            return refuse(place, {}, TestResultImp::INTERNALERROR(), trouble.toUtf8(), true);
-        if (test.devices.empty())
-            return refuse(place, {}, TestResultImp::getConstantByString(String(test.notHereResult)),
-                          test.notHere, wish.isNamed);
-        if (!m_request.isAdministrator)
-            return refuse(place, {}, TestResultImp::INSUFFICIENTPRIVILEGE(),
-                          "tests run as root only (effective user id 0)", true);
+        if (auto const obstacle = obstacleOf(*place.module, test, m_request.isAdministrator))
+            return refuse(place, {}, obstacle->result, obstacle->reason,
+                          !obstacle->isNotHere || wish.isNamed);
         if (flags.interactive && (wish.line.forTime.count() > 0 || m_request.forTime.count() > 0))
             return refuse(place, {}, TestResultImp::BADPARAMS(),
                           "it asks a person, and so is not repeated for a time", wish.isNamed);
@@ -223,14 +218,6 @@ private:
             return;
         for (DeviceImp const* const device : wish.only)
             refuse(place, device, TestResultImp::NOTAPPLICABLE(), whyNotFor(place, *device), wish.isNamed);
-    }
-
-    static String settingsTrouble(Catalog::Place const& place)
-    {
-        if (!place.module->settingsTrouble.empty())
-            return "nobody can tell what its settings are: " + String(place.module->settingsTrouble);
-        auto const& errors = place.test->record.settingsErrors();
-        return errors.empty() ? String() : "its settings are not understood: " + errors.front().toString();
     }
 
     std::string whyNotFor(Catalog::Place const& place, DeviceImp const& device) const
@@ -350,6 +337,22 @@ private:
 };
 
 } // namespace
+
+std::optional<Obstacle> obstacleOf(Module const& module, ModuleTest const& test, bool isAdministrator)
+{
+    if (!module.settingsTrouble.empty())
+        return Obstacle{TestResultImp::INTERNALERROR(),
+                        "nobody can tell what its settings are: " + module.settingsTrouble};
+    if (auto const& errors = test.record.settingsErrors(); !errors.empty())
+        return Obstacle{TestResultImp::INTERNALERROR(),
+                        "its settings are not understood: " + errors.front().toString().toUtf8()};
+    if (test.devices.empty())
+        return Obstacle{TestResultImp::getConstantByString(String(test.notHereResult)), test.notHere, true};
+    if (!isAdministrator)
+        return Obstacle{TestResultImp::INSUFFICIENTPRIVILEGE(),
+                        "tests run as root only (effective user id 0)"};
+    return std::nullopt;
+}
 
 Plan makePlan(PlanRequest const& request, Catalog const& catalog, zel::StateManager const& machine,
               std::vector<DeviceImp*> const& numbered)

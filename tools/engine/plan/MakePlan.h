@@ -5,6 +5,9 @@
 #include <engine/plan/Plan.h>
 #include <engine/plan/PlanFile.h>
 
+#include <zel/model/vocabulary/TestResultImp.h>
+
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -33,6 +36,16 @@ struct PlanRequest
 /// a setting that is not understood: then nothing runs.
 Plan makePlan(PlanRequest const& request, Catalog const& catalog, zel::StateManager const& machine,
               std::vector<zel::DeviceImp*> const& numbered);
+
+/// Why a test would be run on none of its devices, whatever is asked for.
+struct Obstacle
+{
+    zel::TestResultImp result;
+    std::string reason;
+    bool isNotHere = false; ///< there is no such device, or it is switched off
+};
+/// The first one; nothing: it can run.
+std::optional<Obstacle> obstacleOf(Module const& module, ModuleTest const& test, bool isAdministrator);
 
 /// A word as a shell reads it back.
 std::string quoted(std::string const& word);
