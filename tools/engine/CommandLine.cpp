@@ -5,6 +5,10 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <functional>
+#include <iterator>
+
 namespace engine {
 
 namespace {
@@ -229,30 +233,43 @@ CommandLine parseCommandLine(int argc, char const* const* argv)
     {
         Command command;
         CLI::App* app;
-    };
-    Row const rows[] = {
-        {Command::List, app.add_subcommand("list", "Which tests there are, and which apply to this machine")},
-        {Command::Why, app.add_subcommand("why", "What stands in the way of a test, device by device")},
-        {Command::Run, app.add_subcommand("run", "Run tests")},
-        {Command::Report, app.add_subcommand("report", "Turn the report of a session into a page")},
-        {Command::Last,
-         app.add_subcommand("last", "What became of the last session; after a crash, what was running")},
-        {Command::Inventory, app.add_subcommand("inventory", "The devices of this machine")},
-        {Command::Compare, app.add_subcommand("compare", "What differs between two saved inventories")},
-        {Command::Watch, app.add_subcommand("watch", "Readings and alerts of the machine, as they change")},
+        std::function<void(CLI::App&)> addOptions;
     };
     listing::DevicesOptions devices(line.devices);
-    addList(*rows[0].app, line);
-    addWhy(*rows[1].app, line);
-    addRun(*rows[2].app, line.run);
-    addReport(*rows[3].app, line.report);
-    rows[4].app->add_flag("--json", line.lastAsJson, "JSON, for programs");
-    rows[4].app->footer(kLastFooter);
-    devices.addListing(*rows[5].app);
-    rows[5].app->footer(kInventoryFooter);
-    devices.addCompare(*rows[6].app);
-    rows[6].app->footer(kCompareExamples + rows[6].app->get_footer());
-    addWatch(*rows[7].app, line.watch);
+    Row const rows[] = {
+        {Command::List, app.add_subcommand("list", "Which tests there are, and which apply to this machine"),
+         [&](CLI::App& one) { addList(one, line); }},
+        {Command::Why, app.add_subcommand("why", "What stands in the way of a test, device by device"),
+         [&](CLI::App& one) { addWhy(one, line); }},
+        {Command::Run, app.add_subcommand("run", "Run tests"), [&](CLI::App& one) { addRun(one, line.run); }},
+        {Command::Report, app.add_subcommand("report", "Turn the report of a session into a page"),
+         [&](CLI::App& one) { addReport(one, line.report); }},
+        {Command::Last,
+         app.add_subcommand("last", "What became of the last session; after a crash, what was running"),
+         [&](CLI::App& one) {
+             one.add_flag("--json", line.lastAsJson, "JSON, for programs");
+             one.footer(kLastFooter);
+         }},
+        {Command::Inventory, app.add_subcommand("inventory", "The devices of this machine"),
+         [&](CLI::App& one) {
+             devices.addListing(one);
+             one.footer(kInventoryFooter);
+         }},
+        {Command::Compare, app.add_subcommand("compare", "What differs between two saved inventories"),
+         [&](CLI::App& one) {
+             devices.addCompare(one);
+             one.footer(kCompareExamples + one.get_footer());
+         }},
+        {Command::Watch, app.add_subcommand("watch", "Readings and alerts of the machine, as they change"),
+         [&](CLI::App& one) { addWatch(one, line.watch); }},
+    };
+    // The options of the others would only cost time.
+    bool const isNamedFirst = argc > 1 && std::any_of(std::begin(rows), std::end(rows), [&](Row const& row) {
+                                  return row.app->get_name() == argv[1];
+                              });
+    for (Row const& row : rows)
+        if (!isNamedFirst || row.app->get_name() == argv[1])
+            row.addOptions(*row.app);
     line.run.options.command = line.watch.command = commandOf(argc, argv);
     listing::takeNoValuesForFlags(app);
     try {

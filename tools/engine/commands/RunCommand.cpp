@@ -138,10 +138,11 @@ namespace {
 // "quick" is a test's name as well: what was meant is not for a program to guess.
 void tellOfPlansCalledLike(std::vector<std::string> const& words)
 {
-    for (std::string const& plan : planNames(installedPlans()))
-        if (std::find(words.begin(), words.end(), plan) != words.end())
-            listing::complain("\"" + plan + "\" is taken for a test; the plan of that name is --plan " +
-                              plan);
+    auto const folders = installedPlans();
+    for (std::string const& word : words)
+        if (!pathOfPlan(word, folders).empty())
+            listing::complain("\"" + word + "\" is taken for a test; the plan of that name is --plan " +
+                              word);
 }
 
 } // namespace

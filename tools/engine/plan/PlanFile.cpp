@@ -175,13 +175,20 @@ std::vector<std::string> planNames(std::vector<std::string> const& folders)
     return {names.begin(), names.end()};
 }
 
-std::string planPath(std::string const& nameOrPath, std::vector<std::string> const& folders)
+std::string pathOfPlan(std::string const& name, std::vector<std::string> const& folders)
 {
     for (std::string const& folder : folders) {
-        std::string const path = folder + "/" + nameOrPath + kEnding;
-        if (isPlanName(nameOrPath) && zel::FileSystem::exists(path))
+        std::string const path = folder + "/" + name + kEnding;
+        if (isPlanName(name) && zel::FileSystem::exists(path))
             return path;
     }
+    return {};
+}
+
+std::string planPath(std::string const& nameOrPath, std::vector<std::string> const& folders)
+{
+    if (std::string const path = pathOfPlan(nameOrPath, folders); !path.empty())
+        return path;
     if (zel::FileSystem::exists(nameOrPath))
         return nameOrPath;
     std::vector<String> known;

@@ -28,6 +28,8 @@ std::vector<PlanLine> readPlan(std::string const& path);
 
 /// Of the plans in `folders`, in order, none twice.
 std::vector<std::string> planNames(std::vector<std::string> const& folders);
+/// The file of the plan of that name in the first folder that has it; empty: none has.
+std::string pathOfPlan(std::string const& name, std::vector<std::string> const& folders);
 /// The file of a plan: a path, or a name of those in `folders`, of which the first that has it counts. Throws
 /// InvalidArgumentException that names those that there are.
 std::string planPath(std::string const& nameOrPath, std::vector<std::string> const& folders);
