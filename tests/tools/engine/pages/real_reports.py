@@ -70,7 +70,7 @@ with tempfile.TemporaryDirectory() as folder:
                                 stdout=open(os.path.join(folder, report + ".out"), "w"), stderr=subprocess.STDOUT, cwd=folder)
 
     tests = ["pass", "fail", "crash", "throwStandard", "quit", "waitForStop", "lenient", "flood"]
-    status = start("all", *("misbehaving:" + test for test in tests), "--timeout", "2s").wait(120)
+    status = start("all", *("misbehaving:" + test for test in tests), "--timeout", "8s").wait(120)
     assert status == 23, (status, open(os.path.join(folder, "all.out")).read())
     for report, how, status in (("stopped", signal.SIGTERM, 24), ("killed", signal.SIGKILL, -signal.SIGKILL)):
         engine = start(report, "misbehaving:waitForStop", "misbehaving:pass", "misbehaving:noSuchDevice")

@@ -488,7 +488,7 @@ TEST(SessionObservers, AskOneQuestionAfterTheOther)
 TEST(SessionObservers, DoNotBeginWhatCannotBeWritten)
 {
     Observed observed;
-    observed.observer.take(sessionBegan());
+    EXPECT_TRUE(observed.observer.take(sessionBegan()) && observed.observer.flush());
     rlimit before{};
     ::getrlimit(RLIMIT_FSIZE, &before);
     std::signal(SIGXFSZ, SIG_IGN);
