@@ -15,7 +15,9 @@
 #include <functional>
 #include <sys/file.h>
 #include <sys/mman.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -196,7 +198,9 @@ TEST(Login, whatADeadEngineLeftIsRemovedByTheNext)
     std::string const strangers[] = {pathOf(child) + "x", kAside + std::to_string(child)};
     for (std::string const& one : strangers)
         std::ofstream(one) << "a";
-    Engine const next;
+    {
+        Engine const next;
+    }
     for (std::string const& one : strangers)
         EXPECT_TRUE(fs::remove(one)) << one;
     ::test::TemporaryFolder const folder;
@@ -206,6 +210,53 @@ TEST(Login, whatADeadEngineLeftIsRemovedByTheNext)
     EXPECT_FALSE(fs::exists(fs::path(socket).parent_path()));
     ::close(ready[0]);
     ::close(ready[1]);
+}
+
+TEST(Login, soAreSocketsThatNoAreaNames)
+{
+    struct Case
+    {
+        char const* what;
+        bool isOld, listens, isOwn;
+        char const* more; ///< file beside the socket; empty: none
+        bool stays;
+    };
+    Case const cases[] = {
+        {"died before it had an area", true, false, true, "", false},
+        {"begins just now", false, false, true, "", true},
+        {"lives in another /dev/shm", true, true, true, "", true},
+        {"somebody else's", true, false, false, "", true},
+        {"holds what no engine made", true, false, true, "precious", true},
+    };
+    std::string const parent = ::geteuid() == 0 ? "/run" : "/tmp";
+    for (Case const& one : cases) {
+        std::string folder = parent + "/krel5-engine-XXXXXX";
+        ASSERT_NE(nullptr, ::mkdtemp(folder.data()));
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::strcpy(address.sun_path, (folder + "/link").c_str());
+        FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        ASSERT_EQ(0, ::bind(socket.number(), reinterpret_cast<sockaddr*>(&address), sizeof address));
+        if (one.listens)
+            ASSERT_EQ(0, ::listen(socket.number(), 1));
+        else
+            socket = FileDescriptor();
+        if (*one.more)
+            std::ofstream(folder + "/" + one.more) << "data";
+        if (one.isOld) {
+            timespec const hourAgo[2] = {{::time(nullptr) - 3600, 0}, {::time(nullptr) - 3600, 0}};
+            ASSERT_EQ(0, ::utimensat(AT_FDCWD, folder.c_str(), hourAgo, 0));
+        }
+        if (!one.isOwn)
+            ASSERT_EQ(0, ::chown(folder.c_str(), kNobody, kNobody)) << "needs root";
+        {
+            Engine const next;
+        }
+        EXPECT_EQ(one.stays, fs::exists(folder)) << one.what;
+        if (*one.more)
+            EXPECT_TRUE(fs::exists(folder + "/" + one.more));
+        fs::remove_all(folder);
+    }
 }
 
 /// Another user, who does his deed once he is told where the socket is. Made before the engine: a child that is forked

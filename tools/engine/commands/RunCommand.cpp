@@ -4,6 +4,7 @@
 #include <engine/commands/WatchCommand.h>
 #include <engine/plan/Names.h>
 #include <engine/runner/ExitStatus.h>
+#include <engine/runner/HeadStart.h>
 #include <engine/runner/HttpRequests.h>
 #include <engine/runner/Runner.h>
 
@@ -59,14 +60,25 @@ bool testsAnyOf(Plan const& plan, zel::CapabilityImp const& classes)
 
 namespace {
 
-/// What nobody but the tests of these words needs is not looked for. A plan is for the whole machine, and so is what watches; and which devices are
-/// meant by a name or a number, only who knows them all can tell.
-TestsWanted testsWanted(RunRequest const& request)
+/// A module that chooses its tests among the devices is asked by a link of its own before it runs.
+bool canStartAhead(std::vector<Catalog::Place> const& tests)
+{
+    return !tests.empty() && zel::System::userIsAdministrator() &&
+           std::none_of(tests.begin(), tests.end(),
+                        [](Catalog::Place const& one) { return one.module->record.choosesOwnTests(); });
+}
+
+/// What nobody but the tests of these words needs is not looked for. A plan is for the whole machine, and so is what
+/// watches; and which devices are meant by a name or a number, only who knows them all can tell. The module of the first
+/// of the tests starts meanwhile, as `ahead`.
+TestsWanted testsWanted(RunRequest const& request, RunOptions const& options,
+                        std::unique_ptr<HeadStart>& ahead)
 {
     bool const isWhole = !request.plan.empty() || request.words.empty() || request.watch;
     if (isWhole || !request.devices.empty())
         return {};
-    return [&request](Catalog const& catalog) -> std::optional<std::vector<Catalog::Place>> {
+    return [&request, &options,
+            &ahead](Catalog const& catalog) -> std::optional<std::vector<Catalog::Place>> {
         std::vector<Catalog::Place> all;
         try {
             for (std::string const& word : request.words) {
@@ -76,6 +88,8 @@ TestsWanted testsWanted(RunRequest const& request)
         } catch (zel::InvalidArgumentException const&) { // to be told with all that may be the reason for it
             return std::nullopt;
         }
+        if (!request.dryRun && canStartAhead(all))
+            ahead = startAhead(all.front().module->program, options);
         return all;
     };
 }
@@ -152,7 +166,10 @@ int runCommand(RunRequest const& request)
     tellOfPlansCalledLike(request.words);
     fetcherFor(request.options.allowedHosts); // a word that is no host is told now
     requireNewReport(request.options.report); // told before the machine is looked at
-    Situation const situation = lookAround(request.where, testsWanted(request));
+    RunOptions options = request.options;
+    options.language = languageOf(request.where).toString().toUtf8();
+    std::unique_ptr<HeadStart> ahead;
+    Situation const situation = lookAround(request.where, testsWanted(request, options, ahead));
     Plan plan = planOf(request, situation, zel::System::userIsAdministrator());
     for (std::string const& gap :
          situation.gaps) // whose tests nobody can name, and which nobody may miss unawares
@@ -166,14 +183,12 @@ int runCommand(RunRequest const& request)
         if (!refusal.isAskedFor || (request.dryRun && !isGap(refusal)))
             listing::complain((refusal.isAskedFor ? "not run: " : "left out: ") + refusalText(refusal));
     if (!request.dryRun) {
-        RunOptions options = request.options;
-        options.language = situation.language;
         if (request.watch) {
             options.watched = modulesToWatch({}, situation.catalog, 0);
             if (options.watched.empty())
                 throw zel::InvalidArgumentException("--watch: there is no module that watches anything");
         }
-        return runPlan(plan, options, *situation.machine);
+        return runPlan(plan, options, *situation.machine, std::move(ahead));
     }
     if (!listing::printed(planText(plan, request.options.repeat)))
         return kTrouble;

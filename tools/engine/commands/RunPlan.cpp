@@ -3,7 +3,9 @@
 #include <engine/catalog/Language.h>
 #include <engine/commands/Situation.h>
 #include <engine/report/ReportFolder.h>
+#include <engine/runner/ActiveRun.h>
 #include <engine/runner/ExitStatus.h>
+#include <engine/runner/HeadStart.h>
 #include <engine/runner/Runner.h>
 #include <engine/show/SessionHead.h>
 #include <engine/show/SessionObserver.h>
@@ -35,7 +37,7 @@ std::string languageTag(std::string const& asked)
     return languageOfLocale(localeOfEnvironment()).toString().toUtf8();
 }
 
-RunnerOptions runnerOptions(RunOptions const& options, std::string const& reportPath)
+RunnerOptions runnerOptions(RunOptions const& options, std::string const& logFolder)
 {
     RunnerOptions runner;
     runner.parallel = options.parallel;
@@ -43,7 +45,7 @@ RunnerOptions runnerOptions(RunOptions const& options, std::string const& report
     runner.keepGoing = options.keepGoing;
     runner.allowedHosts = options.allowedHosts;
     runner.words = {"-lang", languageTag(options.language)};
-    runner.logFolder = zel::FileSystem::folderOf(reportPath);
+    runner.logFolder = logFolder;
     return runner;
 }
 
@@ -88,20 +90,20 @@ private:
 
 /// Nothing is run that the report's head does not stand above.
 Outcome runKept(Plan const& plan, RunOptions const& options, zel::StateManager const& machine,
-                SessionObserver& observer, std::string const& reportPath)
+                SessionObserver& observer, std::string const& logFolder, std::unique_ptr<HeadStart> ahead)
 {
     Outcome const broken{wordOf(Grade::Broken), exitStatusOf(Grade::Broken)};
     zel::Stopwatch const watch;
     observer.take(sessionHead(listing::machineOf(machine), plan, plan.runs.size() * options.repeat,
                               listing::programVersion(), options.command));
-    RunnerOptions const how = runnerOptions(options, reportPath);
+    RunnerOptions const how = runnerOptions(options, logFolder);
     WatchKeeper keeper([&observer](Record const& record) { observer.take(record); });
     WatchOptions beside;
     beside.words = how.words;
     beside.language = languageNamed(languageTag(options.language));
     beside.logFolder = how.logFolder;
     WatchSet watched(options.watched, machine, keeper, beside);
-    std::optional<Runner> runner(std::in_place, machine, observer, how);
+    std::optional<Runner> runner(std::in_place, machine, observer, how, std::move(ahead));
     Outcome const outcome = runner->run(plan, options.watched.empty() ? nullptr : &watched);
     SessionEnded const end{std::chrono::system_clock::now(), outcome.verdict, outcome.exitStatus,
                            watch.getElapsed()};
@@ -129,7 +131,21 @@ void requireNewReport(std::string const& path)
                                             "\" for " + zel::String(path));
 }
 
-int runPlan(Plan const& plan, RunOptions const& options, zel::StateManager const& machine)
+// Where no report of the day is yet, its folder is to be made by the report.
+std::unique_ptr<HeadStart> startAhead(std::string const& program, RunOptions const& options)
+try {
+    std::string const folder = options.report.empty()
+                                   ? ReportFolder::own().pathOf(std::chrono::system_clock::now())
+                                   : zel::FileSystem::folderOf(options.report);
+    if (!zel::FileSystem::exists(folder))
+        return nullptr;
+    return std::make_unique<HeadStart>(program, wordsToRun(runnerOptions(options, folder)));
+} catch (zel::Exception const&) { // the run will say so
+    return nullptr;
+}
+
+int runPlan(Plan const& plan, RunOptions const& options, zel::StateManager const& machine,
+            std::unique_ptr<HeadStart> ahead)
 {
     zel::StopSignal::install(exitStatusOf(Grade::Stopped));
     auto terminal = std::make_unique<QueuedStream>(zel::OStream::err());
@@ -141,7 +157,8 @@ int runPlan(Plan const& plan, RunOptions const& options, zel::StateManager const
     if (!options.report.empty())
         note.emplace(*report);
     SessionObserver observer(*report, *view, {.out = *terminal});
-    Outcome const outcome = runKept(plan, options, machine, observer, report->path());
+    Outcome const outcome = runKept(plan, options, machine, observer,
+                                    zel::FileSystem::folderOf(report->path()), std::move(ahead));
     if (note && report->flush())
         note->tellProblem(*view);
     view->say("\n");

@@ -5,6 +5,7 @@
 
 #include <engine/watch/WatchedModule.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,8 @@ class StateManager;
 }
 
 namespace engine {
+
+class HeadStart;
 
 struct RunOptions
 {
@@ -28,7 +31,10 @@ struct RunOptions
 
 /// Throws InvalidArgumentException for a `--report` that stands already or has no folder; nothing is made.
 void requireNewReport(std::string const& path);
+/// Starts a module that will be the first to run, while it is found out what it is to run. Null where that is of no use.
+std::unique_ptr<HeadStart> startAhead(std::string const& program, RunOptions const& options);
 /// Makes the runs, shows them, writes the report. Returns the process's exit status.
-int runPlan(Plan const& plan, RunOptions const& options, zel::StateManager const& machine);
+int runPlan(Plan const& plan, RunOptions const& options, zel::StateManager const& machine,
+            std::unique_ptr<HeadStart> ahead = nullptr);
 
 } // namespace engine

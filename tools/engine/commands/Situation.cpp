@@ -49,12 +49,17 @@ std::vector<std::string> installedPlans()
     return thoseThatExist({listing::besideProgram(KREL5_PLANS_FOLDER), listing::besideProgram("plans")});
 }
 
+zel::LanguageImp languageOf(SituationRequest const& request)
+{
+    return request.language.empty() ? languageOfLocale(localeOfEnvironment())
+                                    : languageNamed(request.language);
+}
+
 Situation lookAround(SituationRequest const& request, TestsWanted const& wanted)
 {
     Situation situation;
     CatalogRequest catalogRequest;
-    catalogRequest.language =
-        request.language.empty() ? languageOfLocale(localeOfEnvironment()) : languageNamed(request.language);
+    catalogRequest.language = languageOf(request);
     situation.language = catalogRequest.language.toString().toUtf8();
     if (!request.isAlone)
         situation.installedFolders = installedModules();

@@ -4,6 +4,7 @@
 #include <engine/catalog/Catalog.h>
 
 #include <zel/enumerator/records/DeviceSink.h>
+#include <zel/model/vocabulary/LanguageImp.h>
 
 #include <functional>
 #include <optional>
@@ -46,6 +47,9 @@ using TestsWanted = std::function<std::optional<std::vector<Catalog::Place>>(Cat
 /// what the machine is; the other tests may stand without devices then, and devices have other numbers. Throws
 /// InvalidArgumentException for a request that is bad usage.
 Situation lookAround(SituationRequest const& request, TestsWanted const& wanted = {});
+
+/// Of the person: as asked, or as the environment says.
+zel::LanguageImp languageOf(SituationRequest const& request);
 
 /// The folders of installed modules and plans: those of the installed program, and of the build tree.
 std::vector<std::string> installedModules();

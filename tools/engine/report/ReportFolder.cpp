@@ -80,6 +80,15 @@ ReportFile::Folders ReportFolder::foldersOf(Time day) const
     return {base, {below, utcText(day).substr(0, 10)}};
 }
 
+std::string ReportFolder::pathOf(Time day) const
+{
+    ReportFile::Folders const folders = foldersOf(day);
+    std::string path = folders.base;
+    for (std::string const& one : folders.below)
+        path += "/" + one;
+    return path;
+}
+
 std::string ReportFolder::fileName(Time time, std::int64_t processId)
 {
     return nameOf(time, processId, kSuffix);

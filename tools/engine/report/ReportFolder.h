@@ -21,6 +21,8 @@ struct ReportFolder
 
     std::string path() const { return base + "/" + below; }
     ReportFile::Folders foldersOf(Time day) const;
+    /// Of the last of them, which may not be there yet.
+    std::string pathOf(Time day) const;
     /// "krel5-20261122T152309Z-1234.jsonl".
     static std::string fileName(Time time, std::int64_t processId);
     /// Leaves word that a report stands elsewhere, on disk when it returns. Throws zel::SystemException where that

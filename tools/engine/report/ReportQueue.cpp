@@ -1,5 +1,6 @@
 #include <engine/report/ReportQueue.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <condition_variable>
 #include <csignal>
@@ -7,10 +8,17 @@
 
 namespace engine {
 
+namespace {
+
+// What ends a run mostly stands right before what begins the next one, or ends the session.
+constexpr std::chrono::microseconds kMoment{300};
+
+} // namespace
+
 struct ReportQueue::Job
 {
     std::string line;
-    bool sync = false;
+    Sync sync = Sync::Never;
     std::function<void()> work{}; // instead
 };
 
@@ -28,8 +36,14 @@ struct ReportQueue::Shared
     int error = 0;          // the first
     bool isLate = false;    // somebody waited in vain for what is not written yet
     bool isClosed = false;
+    bool isAwaited = false; // somebody waits until all is written
 
     bool isIdle() const { return jobs.empty() && !isWriting; }
+    bool canWait() const
+    {
+        return !isClosed && !isAwaited && bytes < kMostBytes &&
+               std::all_of(jobs.begin(), jobs.end(), [](Job const& one) { return one.sync == Sync::Soon; });
+    }
     void add(Job job)
     {
         bytes += job.line.size();
@@ -74,7 +88,7 @@ int ReportQueue::waitFor(std::unique_lock<std::mutex>& lock, bool (*isMet)(Share
     return shared.isLate ? ETIMEDOUT : shared.error;
 }
 
-int ReportQueue::put(std::string line, bool sync)
+int ReportQueue::put(std::string line, Sync sync)
 {
     Shared& shared = *m_shared;
     std::unique_lock<std::mutex> lock(shared.mutex);
@@ -87,13 +101,17 @@ int ReportQueue::put(std::string line, bool sync)
 void ReportQueue::put(std::function<void()> work)
 {
     std::lock_guard<std::mutex> const guard(m_shared->mutex);
-    m_shared->add({{}, false, std::move(work)});
+    m_shared->add({{}, Sync::Never, std::move(work)});
 }
 
 int ReportQueue::flush()
 {
     std::unique_lock<std::mutex> lock(m_shared->mutex);
-    return waitFor(lock, [](Shared const& one) { return one.isIdle(); });
+    m_shared->isAwaited = true;
+    m_shared->changed.notify_all();
+    int const error = waitFor(lock, [](Shared const& one) { return one.isIdle(); });
+    m_shared->isAwaited = false;
+    return error;
 }
 
 // One wait for the disk serves all that came while it was waited for the last time.
@@ -108,7 +126,7 @@ int ReportQueue::write(ReportFile& file, std::vector<Job> const& jobs)
         }
         int const error = file.append(job.line);
         first = first != 0 ? first : error;
-        sync = sync || (job.sync && error == 0);
+        sync = sync || (job.sync != Sync::Never && error == 0);
     }
     int const error = sync ? file.sync() : 0;
     return first != 0 ? first : error;
@@ -121,6 +139,7 @@ void ReportQueue::work(Shared& shared)
         shared.changed.wait(lock, [&] { return !shared.jobs.empty() || shared.isClosed; });
         if (shared.jobs.empty())
             return;
+        shared.changed.wait_for(lock, kMoment, [&] { return !shared.canWait(); });
         std::vector<Job> const jobs = std::exchange(shared.jobs, {});
         shared.isWriting = true;
         lock.unlock();

@@ -19,16 +19,23 @@ class ReportQueue
 public:
     static constexpr std::size_t kMostBytes = 8u << 20; ///< that wait for such a disk; the rest is lost
 
+    /// When a line is to be on disk.
+    enum class Sync {
+        Never, ///< whenever the system likes
+        Soon,  ///< at once, but for a moment in which the next one may come, to be written with it
+        Now
+    };
+
     ReportQueue(ReportFile file, std::chrono::milliseconds patience);
     /// What still hangs then is left to itself; a process whose disk does not answer may not end before it does.
     ~ReportQueue();
     ReportQueue(ReportQueue const&) = delete;
     ReportQueue& operator=(ReportQueue const&) = delete;
 
-    /// To be written, and then on disk where `sync` says so; returns before that, but where more than kMostBytes wait. 0, or the
+    /// To be written, and then on disk as `sync` says; returns before that, but where more than kMostBytes wait. 0, or the
     /// first errno value of all that was written so far; ETIMEDOUT when the patience is over, and then at once, until all that
     /// waits is written.
-    int put(std::string line, bool sync);
+    int put(std::string line, Sync sync);
     /// To be done by the thread that writes, behind what was put before, for it may wait for a disk. It must not throw.
     void put(std::function<void()> work);
     /// Waits until all that was put is written, on disk where it was to be. Gives what put() gives.

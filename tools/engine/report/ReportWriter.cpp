@@ -38,11 +38,12 @@ std::string lineOf(Record const& record, std::string const& bootId)
     return json.end().take() + "\n";
 }
 
-// Whose order with what happens outside matters. The head is on disk with the first run.
-bool isBoundary(Record const& record)
+// The order of what begins and ends with what happens outside matters. The head is on disk with the first run.
+ReportQueue::Sync syncOf(Record const& record)
 {
-    return std::holds_alternative<RunBegan>(record) || std::holds_alternative<RunEnded>(record) ||
-           std::holds_alternative<SessionEnded>(record);
+    if (std::holds_alternative<RunBegan>(record) || std::holds_alternative<SessionEnded>(record))
+        return ReportQueue::Sync::Now;
+    return std::holds_alternative<RunEnded>(record) ? ReportQueue::Sync::Soon : ReportQueue::Sync::Never;
 }
 
 } // namespace
@@ -83,7 +84,7 @@ bool ReportWriter::take(Record const& record)
         return m_isComplete;
     if (RunEnded const* const ended = std::get_if<RunEnded>(&record))
         m_detailBytes.erase(ended->run);
-    return write(line, isBoundary(record));
+    return write(line, syncOf(record));
 }
 
 // A module that floods is not to fill the disk, nor to make a report that nobody can read.
@@ -110,7 +111,7 @@ void ReportWriter::tellLeftOut(Detail const& detail)
         note.time = detail.time;
         note.what = "leftOut";
         note.message = "Further readings are left out of the report: they are too many.";
-        write(lineOf(note, m_bootId), false);
+        write(lineOf(note, m_bootId), ReportQueue::Sync::Never);
         return;
     }
     RunEvent note;
@@ -119,13 +120,14 @@ void ReportWriter::tellLeftOut(Detail const& detail)
     note.type = "WARNING";
     note.message = std::string("Further ") + detail.kinds +
                    " of this run are left out of the report: they are too many.";
-    write(lineOf(note, m_bootId), false);
+    write(lineOf(note, m_bootId), ReportQueue::Sync::Never);
 }
 
-bool ReportWriter::write(std::string const& line, bool isBoundary)
+bool ReportWriter::write(std::string const& line, ReportQueue::Sync sync)
 {
-    bool const sync = isBoundary || m_sinceSync.getElapsed() >= kSyncSeconds;
-    if (sync)
+    if (sync == ReportQueue::Sync::Never && m_sinceSync.getElapsed() >= kSyncSeconds)
+        sync = ReportQueue::Sync::Now;
+    if (sync != ReportQueue::Sync::Never)
         m_sinceSync.reset();
     return judge(m_file.put(line, sync));
 }

@@ -56,7 +56,7 @@ private:
     static std::optional<Detail> detailOf(Record const& record);
     bool hasRoom(Detail const& detail, std::size_t bytes);
     void tellLeftOut(Detail const& detail);
-    bool write(std::string const& line, bool isBoundary);
+    bool write(std::string const& line, ReportQueue::Sync sync);
     bool judge(int errorNumber);
 
     ReportQueue m_file;

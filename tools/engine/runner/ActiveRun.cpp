@@ -1,5 +1,6 @@
 #include <engine/runner/ActiveRun.h>
 
+#include <engine/runner/HeadStart.h>
 #include <engine/runner/Questions.h>
 #include <engine/runner/StateForRun.h>
 
@@ -88,18 +89,25 @@ ActiveRun::ActiveRun(RunId id, PlannedRun const& plan, Surroundings const& surro
     : m_id(id), m_plan(plan), m_around(surroundings)
 {}
 
-void ActiveRun::start()
+std::vector<std::string> wordsToRun(RunnerOptions const& options)
 {
-    RunnerOptions const& options = m_around.options;
     std::vector<std::string> words{"run", "-e", "-ePid", std::to_string(zel::System::processId())};
     if (!options.logFolder.empty())
         words.insert(words.end(), {"-bd", options.logFolder});
     words.insert(words.end(), options.words.begin(), options.words.end());
+    return words;
+}
+
+void ActiveRun::start(HeadStart* ahead)
+{
+    RunnerOptions const& options = m_around.options;
+    std::vector<std::string> const words = wordsToRun(options);
     m_began = Clock::now();
     m_mustRegister = m_began + options.registration;
     if (m_plan.limit.count() > 0)
         m_limit = m_began + m_plan.limit;
-    int const error = m_child.start(m_plan.program, words);
+    int const error =
+        ahead && ahead->give(m_plan.program, words, m_child) ? 0 : m_child.start(m_plan.program, words);
     if (error == 0) {
         m_process = m_child.id();
         return;

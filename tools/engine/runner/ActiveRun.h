@@ -19,6 +19,10 @@
 namespace engine {
 
 class Fetcher;
+class HeadStart;
+
+/// With which a module is started for a run of this process.
+std::vector<std::string> wordsToRun(RunnerOptions const& options);
 
 /// Hears its module through said() and gone(), and looks at its process and at the clock in look(). Thread rule: the main
 /// thread's.
@@ -42,8 +46,8 @@ public:
 
     ActiveRun(RunId id, PlannedRun const& plan, Surroundings const& surroundings);
 
-    /// Starts the module; when that fails the run has ended.
-    void start();
+    /// Starts the module, or takes it over from `ahead`; when that fails the run has ended.
+    void start(HeadStart* ahead = nullptr);
     void connected(zel::IPCServer::Peer peer);
     void said(zel::Message const& message);
     /// Its connection ended; everything it said has been heard.

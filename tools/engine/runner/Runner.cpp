@@ -4,9 +4,9 @@
 #include <engine/runner/ActiveRun.h>
 #include <engine/runner/Companion.h>
 #include <engine/runner/ExitStatus.h>
+#include <engine/runner/HeadStart.h>
 #include <engine/runner/HttpRequests.h>
-#include <engine/runner/linux/Inbox.h>
-#include <engine/runner/linux/Keeper.h>
+#include <engine/runner/ModuleLink.h>
 
 #include <zel/foundation/StopSignal.h>
 
@@ -74,8 +74,10 @@ Grade gradeBefore(Plan const& plan)
 
 struct Runner::Impl
 {
-    Impl(zel::StateManager const& all, RunObserver& who, RunnerOptions what)
-        : machine(all), observer(who), options(std::move(what))
+    Impl(zel::StateManager const& all, RunObserver& who, RunnerOptions what,
+         std::unique_ptr<HeadStart> module)
+        : machine(all), observer(who), options(std::move(what)), link(module ? module->takeLink() : nullptr),
+          ahead(std::move(module))
     {}
 
     Outcome run(Plan const& plan, Companion* beside);
@@ -101,10 +103,9 @@ struct Runner::Impl
     RunObserver& observer;
     RunnerOptions options;
 
-    std::optional<Keeper> keeper; // while it runs
+    std::unique_ptr<ModuleLink> link; // while it runs
+    std::unique_ptr<HeadStart> ahead; // until the first run begins; uses the link
     Companion* companion = nullptr;
-    Inbox inbox;
-    std::unique_ptr<zel::IPCServer> server;
     std::unique_ptr<Fetcher> fetcher; // uses the server
     std::list<ActiveRun> active;
     std::deque<PlannedRun const*> pending;
@@ -184,14 +185,17 @@ void Runner::Impl::start(PlannedRun const& planned)
         return;
     }
     active.emplace_back(id, plan,
-                        ActiveRun::Surroundings{*server, machine, observer, options,
+                        ActiveRun::Surroundings{*link->server, machine, observer, options,
                                                 [this](Record const& one) { keep(one); }, fetcher.get()});
-    auto const door = inbox.hold();
-    active.back().start();
-    if (long const process = active.back().process(); process > 0) {
-        keeper->watch(static_cast<pid_t>(process));
-        inbox.know(process);
+    {
+        auto const door = link->inbox.hold();
+        active.back().start(ahead.get());
+        if (long const process = active.back().process(); process > 0) {
+            link->keeper.watch(static_cast<pid_t>(process));
+            link->inbox.know(process);
+        }
     }
+    ahead.reset();
 }
 
 // ---- what happens
@@ -219,7 +223,7 @@ void Runner::Impl::hear(News const& news)
 
 void Runner::Impl::wait(Clock::time_point until)
 {
-    std::vector<pollfd> waiting{{inbox.descriptor(), POLLIN, 0}};
+    std::vector<pollfd> waiting{{link->inbox.descriptor(), POLLIN, 0}};
     for (ActiveRun& one : active) {
         one.child().waitsFor(waiting);
         until = std::min(until, one.nextLook());
@@ -241,7 +245,7 @@ void Runner::Impl::pump(Clock::time_point until)
 {
     wait(until);
     for (int i = 0; i < kNewsAtOnce; ++i) {
-        auto const news = inbox.take();
+        auto const news = link->inbox.take();
         if (!news)
             break;
         hear(*news);
@@ -272,12 +276,12 @@ void Runner::Impl::end()
         count(grade);
         isEnding |= !options.keepGoing && grade != Grade::Passed;
         keep(ended);
-        inbox.forget(one->process());
+        link->inbox.forget(one->process());
         if (one->process() > 0)
-            keeper->forget(static_cast<pid_t>(one->process()));
+            link->keeper.forget(static_cast<pid_t>(one->process()));
         one = active.erase(one);
         if (active.empty() && (!companion || companion->isOver())) // nobody could tell whose they are
-            keeper->endOrphans();
+            link->keeper.endOrphans();
     }
 }
 
@@ -348,7 +352,7 @@ void Runner::Impl::endCompanion()
     companion->stop();
     while (!companion->isOver())
         pump(Clock::now() + kSlice);
-    keeper->endOrphans();
+    link->keeper.endOrphans();
     companion = nullptr;
 }
 
@@ -359,28 +363,32 @@ Outcome Runner::Impl::run(Plan const& plan, Companion* beside)
         if (one.isAskedFor)
             keep(RunSkipped{std::chrono::system_clock::now(), one.moduleGuid, one.test, one.deviceName,
                             one.result, one.reason});
-    keeper.emplace(); // before the link has a thread
-    server = std::make_unique<zel::IPCServer>(inbox.handlers());
+    if (!link)
+        link = std::make_unique<ModuleLink>();
     fetcher = fetcherFor(options.allowedHosts);
     companion = plan.runs.empty() ? nullptr : beside;
     if (companion)
-        companion->begin({*server, inbox, *keeper, fetcher.get()});
+        companion->begin({*link->server, link->inbox, link->keeper, fetcher.get()});
     runAll(plan);
     endCompanion();
     return {wordOf(worst), exitStatusOf(worst)};
 }
 
-Runner::Runner(zel::StateManager const& machine, RunObserver& observer, RunnerOptions options)
-    : m_impl(std::make_unique<Impl>(machine, observer, std::move(options)))
+Runner::Runner(zel::StateManager const& machine, RunObserver& observer, RunnerOptions options,
+               std::unique_ptr<HeadStart> ahead)
+    : m_impl(std::make_unique<Impl>(machine, observer, std::move(options), std::move(ahead)))
 {}
 
 Runner::~Runner()
 {
-    if (m_impl->keeper && m_impl->active.empty())
-        m_impl->keeper->release();
-    m_impl->inbox.close();
+    m_impl->ahead.reset();
+    if (m_impl->link && m_impl->active.empty())
+        m_impl->link->keeper.release();
+    if (m_impl->link)
+        m_impl->link->inbox.close();
     m_impl->fetcher.reset();
-    m_impl->server.reset();
+    if (m_impl->link)
+        m_impl->link->close();
 }
 
 Outcome Runner::run(Plan const& plan, Companion* companion) { return m_impl->run(plan, companion); }

@@ -20,6 +20,7 @@ class StateManager;
 namespace engine {
 
 class Companion;
+class HeadStart;
 
 /// Is told everything as it happens, one call at a time.
 class RunObserver
@@ -66,7 +67,9 @@ struct Outcome
 class Runner
 {
 public:
-    Runner(zel::StateManager const& machine, RunObserver& observer, RunnerOptions options);
+    /// `ahead`, where there is one, is the first run's module, if it is that program; else it ends.
+    Runner(zel::StateManager const& machine, RunObserver& observer, RunnerOptions options,
+           std::unique_ptr<HeadStart> ahead = nullptr);
     ~Runner();
 
     /// Until all runs have ended; a stop that StopSignal heard of ends them. The first and the last record of the session

@@ -1,6 +1,7 @@
 #include <engine/watch/WatchSet.h>
 
 #include <engine/runner/HttpRequests.h>
+#include <engine/runner/ModuleLink.h>
 
 #include <zel/model/texts/GlobalParameters.h>
 
@@ -95,26 +96,23 @@ bool WatchSet::hasFailed() const
 
 void WatchSet::run(std::function<bool()> const& isStopping)
 {
-    Keeper keeper; // before the link has a thread
-    Inbox inbox;
-    struct Closing // before the server goes, which waits for its thread
+    ModuleLink link;
+    auto const fetcher = fetcherFor(m_options.allowedHosts); // goes before the link
+    struct Closing // before the fetcher goes, for whom the link's thread may wait
     {
         Inbox& inbox;
         ~Closing() { inbox.close(); }
-    };
-    zel::IPCServer server(inbox.handlers());
-    auto const fetcher = fetcherFor(m_options.allowedHosts); // goes before the server
-    Closing const closing{inbox};
-    begin({server, inbox, keeper, fetcher.get()});
+    } const closing{link.inbox};
+    begin({*link.server, link.inbox, link.keeper, fetcher.get()});
     while (!isOver()) {
-        std::vector<pollfd> waiting{{inbox.descriptor(), POLLIN, 0}};
+        std::vector<pollfd> waiting{{link.inbox.descriptor(), POLLIN, 0}};
         waitsFor(waiting);
         auto const until = std::min(nextLook(), Clock::now() + kSlice);
         auto const left = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now()).count();
         ::poll(waiting.data(), waiting.size(), static_cast<int>(std::max<std::int64_t>(left, 0)));
         listen();
         for (int i = 0; i < kNewsAtOnce; ++i) {
-            auto const news = inbox.take();
+            auto const news = link.inbox.take();
             if (!news)
                 break;
             hear(*news);
@@ -125,7 +123,7 @@ void WatchSet::run(std::function<bool()> const& isStopping)
         }
         look(Clock::now());
     }
-    keeper.endOrphans();
+    link.keeper.endOrphans();
 }
 
 } // namespace engine

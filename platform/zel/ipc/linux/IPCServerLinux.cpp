@@ -83,6 +83,7 @@ std::shared_ptr<Connection> IPCServer::Link::find(Peer peer)
 
 void IPCServer::Link::run()
 {
+    LoginArea::removeStale(); // here nobody waits for it
     auto const buffer = std::make_unique_for_overwrite<char[]>(kReadBytes);
     std::vector<pollfd> waiting;
     while (!isEnding) {
@@ -181,7 +182,6 @@ void IPCServer::Link::admit(FileDescriptor module)
 
 IPCServer::IPCServer(Handlers handlers)
 {
-    LoginArea::removeStale();
     m_link = std::make_unique<Link>(std::move(handlers));
     if (int const error = m_link->thread.start([link = m_link.get()] { link->run(); })) {
         m_link->area.remove();

@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <memory>
 #include <optional>
+#include <set>
 #include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -113,19 +114,26 @@ void clear(std::string const& name)
         << "what stood in the way of the login area " << name << " was removed";
 }
 
-void removeIfStale(std::string const& name)
+// Gives the socket that an area names which is in use.
+std::string removeIfStale(std::string const& name)
 {
     FileDescriptor const area = openArea(name);
     struct stat status;
     if (!area.isOpen() || ::fstat(area.number(), &status) != 0 || !S_ISREG(status.st_mode) ||
-        status.st_uid != ::geteuid() || isInUse(area) || !isStill(name, area))
-        return;
-    ZEL_LOG(linkLogger(), LogLevel::Information) << "removes the login area " << name << " of a dead engine";
+        status.st_uid != ::geteuid())
+        return {};
     String ignored;
-    if (distrust(status).empty())
-        if (auto const content = contentOf(area, ignored))
-            removeSocket(content->socketPath);
+    auto const content = distrust(status).empty() ? contentOf(area, ignored) : std::nullopt;
+    std::string const socket = content ? content->socketPath : "";
+    if (isInUse(area))
+        return socket;
+    if (!isStill(name, area))
+        return {};
+    ZEL_LOG(linkLogger(), LogLevel::Information) << "removes the login area " << name << " of a dead engine";
+    if (!socket.empty())
+        removeSocket(socket);
     ::shm_unlink(name.c_str());
+    return {};
 }
 
 } // namespace
@@ -195,12 +203,14 @@ try {
     std::unique_ptr<DIR, int (*)(DIR*)> const folder(::opendir(std::string(kFolder).c_str()), ::closedir);
     if (!folder)
         return;
+    std::set<std::string> used;
     while (dirent const* const entry = ::readdir(folder.get())) {
         std::string const name = std::string("/") + entry->d_name;
         std::int64_t ignored = 0;
         if (isNameOf(name, ignored))
-            removeIfStale(name);
+            used.insert(removeIfStale(name));
     }
+    removeStaleSockets(used);
 } catch (std::bad_alloc const&) { // then they stay
 }
 

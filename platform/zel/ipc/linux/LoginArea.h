@@ -30,7 +30,7 @@ public:
     /// user or of root, that others could read or write, or that is none.
     static Content read(std::string const& name);
 
-    /// Removes what dead engines of this user left behind: areas, and the sockets that they name.
+    /// Removes what dead engines of this user left behind: areas, the sockets that they name, and sockets that no area names.
     static void removeStale() noexcept;
 
 private:

@@ -7,25 +7,35 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
+#include <dirent.h>
+#include <memory>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
+#include <vector>
 
 namespace zel {
 namespace {
 
 constexpr std::string_view kFolderName = "/krel5-engine-";
 constexpr std::string_view kSocketName = "/link";
+constexpr std::string_view kFolderPattern = "XXXXXX";
+constexpr std::time_t kSettled = 60; // seconds: an engine that begins makes one, and listens a moment later
 constexpr unsigned kRetryMilliseconds = 10;
 
 // /run goes with the machine's next start; a user has none of his own there.
+std::vector<std::string_view> parents()
+{
+    return System::userIsAdministrator() ? std::vector<std::string_view>{"/run", "/tmp"}
+                                         : std::vector<std::string_view>{"/tmp"};
+}
+
 std::string makeFolder()
 {
-    for (std::string_view const parent : {"/run", "/tmp"}) {
-        if (parent == "/run" && !System::userIsAdministrator())
-            continue;
-        std::string folder = std::string(parent) + std::string(kFolderName) + "XXXXXX";
+    for (std::string_view const parent : parents()) {
+        std::string folder = std::string(parent) + std::string(kFolderName) + std::string(kFolderPattern);
         if (::mkdtemp(folder.data()))
             return folder;
     }
@@ -82,6 +92,46 @@ void removeSocket(std::string const& path) noexcept
         return;
     ::unlink(path.c_str());
     ::rmdir(folder.c_str());
+}
+
+namespace {
+
+bool isSettledAndOwn(std::string const& folder)
+{
+    struct stat status;
+    return ::lstat(folder.c_str(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == ::geteuid() &&
+           (status.st_mode & 07777) == 0700 && status.st_mtime + kSettled < std::time(nullptr);
+}
+
+bool isDead(std::string const& path)
+{
+    FileDescriptor const socket = makeSocket();
+    sockaddr_un const address = addressOf(path);
+    return ::connect(socket.number(), reinterpret_cast<sockaddr const*>(&address), sizeof address) != 0 &&
+           (errno == ECONNREFUSED || errno == ENOENT);
+}
+
+} // namespace
+
+void removeStaleSockets(std::set<std::string> const& used)
+try {
+    for (std::string_view const parent : parents()) {
+        std::unique_ptr<DIR, int (*)(DIR*)> const all(::opendir(parent.data()), ::closedir);
+        while (dirent const* const entry = all ? ::readdir(all.get()) : nullptr) {
+            std::string const name = std::string("/") + entry->d_name;
+            if (name.size() != kFolderName.size() + kFolderPattern.size() || !name.starts_with(kFolderName))
+                continue;
+            std::string const folder = std::string(parent) + name;
+            std::string const path = folder + std::string(kSocketName);
+            if (used.count(path) != 0 || !isSettledAndOwn(folder) || !isDead(path))
+                continue;
+            ZEL_LOG(linkLogger(), LogLevel::Information)
+                << "removes the socket " << path << " of a dead engine";
+            removeSocket(path);
+        }
+    }
+} catch (IPCException const& e) { // then they stay
+    ZEL_LOG(linkLogger(), LogLevel::Warning) << e.getMessage();
 }
 
 // A stream socket of this kind is connected at once or, while more wait than the engine has let in, not at all.

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <set>
 #include <string>
 
 namespace zel {
@@ -31,6 +32,10 @@ private:
 
 /// Of a socket that listened, and the folder around it, if that is one of ours and empty then.
 void removeSocket(std::string const& path) noexcept;
+
+/// Removes sockets of this user's at which nobody listens any more, but `used` and what is new: an engine that died before it had
+/// a login area left one.
+void removeStaleSockets(std::set<std::string> const& used);
 
 /// Connected, and not blocking. Throws IPCException when nobody listens, or could answer in time.
 FileDescriptor connectTo(std::string const& path, std::chrono::steady_clock::time_point until);

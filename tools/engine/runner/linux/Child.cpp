@@ -49,6 +49,15 @@ Child::~Child()
         zel::System::sleepMilliseconds(1);
 }
 
+Child& Child::operator=(Child&& other) noexcept
+{
+    std::swap(m_id, other.m_id);
+    std::swap(m_output, other.m_output);
+    std::swap(m_process, other.m_process);
+    std::swap(m_said, other.m_said);
+    return *this;
+}
+
 int Child::start(std::string const& program, std::vector<std::string> const& words)
 {
     int ends[2];

@@ -6,6 +6,7 @@
 #include <optional>
 #include <poll.h>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace engine {
@@ -22,8 +23,8 @@ public:
 
     Child() = default;
     ~Child();
-    Child(Child const&) = delete;
-    Child& operator=(Child const&) = delete;
+    Child(Child&& other) noexcept { *this = std::move(other); }
+    Child& operator=(Child&& other) noexcept; ///< the other one has what this one had
 
     /// 0 or an errno value.
     int start(std::string const& program, std::vector<std::string> const& words);
