@@ -237,9 +237,9 @@ TEST(Login, soAreSocketsThatNoAreaNames)
         std::strcpy(address.sun_path, (folder + "/link").c_str());
         FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
         ASSERT_EQ(0, ::bind(socket.number(), reinterpret_cast<sockaddr*>(&address), sizeof address));
-        if (one.listens)
+        if (one.listens) {
             ASSERT_EQ(0, ::listen(socket.number(), 1));
-        else
+        } else
             socket = FileDescriptor();
         if (*one.more)
             std::ofstream(folder + "/" + one.more) << "data";
@@ -247,14 +247,16 @@ TEST(Login, soAreSocketsThatNoAreaNames)
             timespec const hourAgo[2] = {{::time(nullptr) - 3600, 0}, {::time(nullptr) - 3600, 0}};
             ASSERT_EQ(0, ::utimensat(AT_FDCWD, folder.c_str(), hourAgo, 0));
         }
-        if (!one.isOwn)
+        if (!one.isOwn) {
             ASSERT_EQ(0, ::chown(folder.c_str(), kNobody, kNobody)) << "needs root";
+        }
         {
             Engine const next;
         }
         EXPECT_EQ(one.stays, fs::exists(folder)) << one.what;
-        if (*one.more)
+        if (*one.more) {
             EXPECT_TRUE(fs::exists(folder + "/" + one.more));
+        }
         fs::remove_all(folder);
     }
 }

@@ -5,7 +5,6 @@
 #include <engine/report/ReportFolder.h>
 #include <engine/runner/ActiveRun.h>
 #include <engine/runner/ExitStatus.h>
-#include <engine/runner/HeadStart.h>
 #include <engine/runner/Runner.h>
 #include <engine/show/SessionHead.h>
 #include <engine/show/SessionObserver.h>

@@ -2,6 +2,7 @@
 // Between a plan and its runs.
 
 #include <engine/plan/Plan.h>
+#include <engine/runner/HeadStart.h>
 
 #include <engine/watch/WatchedModule.h>
 
@@ -15,7 +16,6 @@ class StateManager;
 
 namespace engine {
 
-class HeadStart;
 
 struct RunOptions
 {

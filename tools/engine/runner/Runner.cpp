@@ -4,7 +4,6 @@
 #include <engine/runner/ActiveRun.h>
 #include <engine/runner/Companion.h>
 #include <engine/runner/ExitStatus.h>
-#include <engine/runner/HeadStart.h>
 #include <engine/runner/HttpRequests.h>
 #include <engine/runner/ModuleLink.h>
 

@@ -5,6 +5,7 @@
 #include <engine/plan/Plan.h>
 #include <engine/report/Records.h>
 #include <engine/report/Verdict.h>
+#include <engine/runner/HeadStart.h>
 
 #include <zel/model/runs/MessageBoxImp.h>
 
@@ -20,7 +21,6 @@ class StateManager;
 namespace engine {
 
 class Companion;
-class HeadStart;
 
 /// Is told everything as it happens, one call at a time.
 class RunObserver

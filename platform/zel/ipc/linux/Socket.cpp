@@ -117,7 +117,9 @@ void removeStaleSockets(std::set<std::string> const& used)
 try {
     for (std::string_view const parent : parents()) {
         std::unique_ptr<DIR, int (*)(DIR*)> const all(::opendir(parent.data()), ::closedir);
-        while (dirent const* const entry = all ? ::readdir(all.get()) : nullptr) {
+        if (!all)
+            continue;
+        while (dirent const* const entry = ::readdir(all.get())) {
             std::string const name = std::string("/") + entry->d_name;
             if (name.size() != kFolderName.size() + kFolderPattern.size() || !name.starts_with(kFolderName))
                 continue;
@@ -129,6 +131,7 @@ try {
                 << "removes the socket " << path << " of a dead engine";
             removeSocket(path);
         }
+        return; // the next is for where there is none
     }
 } catch (IPCException const& e) { // then they stay
     ZEL_LOG(linkLogger(), LogLevel::Warning) << e.getMessage();

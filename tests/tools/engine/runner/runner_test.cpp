@@ -1,5 +1,7 @@
 // What becomes of a run, whatever its module does.
 #include <engine/report/ReportWriter.h>
+#include <engine/runner/ActiveRun.h>
+#include <engine/runner/HeadStart.h>
 #include <engine/runner/Runner.h>
 #include <engine/runner/linux/Child.h>
 
@@ -16,6 +18,7 @@
 #include <csignal>
 #include <fstream>
 #include <map>
+#include <set>
 
 using namespace engine;
 
@@ -445,6 +448,81 @@ TEST_F(RunnerTest, aStopBetweenTwoRoundsIsNoPass)
         ::_exit(testing::Test::HasFailure() ? 1 : 0);
     });
     EXPECT_EQ(0, child.status) << child.output;
+}
+
+namespace {
+
+/// Of this thread, that run a program of their own: the keeper is a copy of this one.
+std::set<long> modulesOfThisProcess()
+{
+    std::set<long> all;
+    std::ifstream list("/proc/thread-self/children");
+    for (long one = 0; list >> one;)
+        if (std::filesystem::read_symlink("/proc/" + std::to_string(one) + "/exe") == WAYWARD_MODULE)
+            all.insert(one);
+    return all;
+}
+
+} // namespace
+
+TEST_F(RunnerTest, aModuleThatWasStartedAheadIsThatOfTheFirstRunOfItsProgram)
+{
+    ::test::TemporaryFolder const folder;
+    PlannedRun first = planned("whoAmI"), second = planned("whoAmI");
+    first.parameters = {{"file", folder.path("first")}};
+    second.parameters = {{"file", folder.path("second")}};
+    auto const idIn = [&](char const* name) {
+        long id = 0;
+        std::ifstream(folder.path(name)) >> id;
+        return id;
+    };
+    struct
+    {
+        char const* what;
+        std::vector<std::string> words;
+        bool isTaken;
+    } const cases[] = {
+        {"as the run starts it", wordsToRun(options), true},
+        {"with other words", {"run", "-e", "-ePid", std::to_string(::getpid()), "more"}, false},
+    };
+    for (auto const& one : cases) {
+        auto ahead = std::make_unique<HeadStart>(WAYWARD_MODULE, one.words);
+        auto const started = modulesOfThisProcess();
+        ASSERT_EQ(1u, started.size());
+        Plan plan;
+        plan.runs = {first, second};
+        recorder.ends.clear();
+        EXPECT_EQ("PASS", Runner(machine, recorder, options, std::move(ahead)).run(plan).verdict) << one.what;
+        EXPECT_EQ(2u, recorder.ends.size());
+        EXPECT_EQ(one.isTaken, started.count(idIn("first")) == 1) << one.what;
+        EXPECT_EQ(0u, started.count(idIn("second"))) << one.what;
+        EXPECT_TRUE(::test::ends(*started.begin())) << one.what;
+    }
+    EXPECT_EQ("PASS",
+              Runner(machine, recorder, options, std::make_unique<HeadStart>("/nowhere", wordsToRun(options)))
+                  .run({{second}, {}, {}})
+                  .verdict);
+}
+
+TEST_F(RunnerTest, aModuleThatWasStartedAheadEndsWithWhoeverStartedIt)
+{
+    std::unique_ptr<HeadStart> ahead = std::make_unique<HeadStart>(WAYWARD_MODULE, wordsToRun(options));
+    auto const dropped = modulesOfThisProcess();
+    ASSERT_EQ(1u, dropped.size());
+    ahead.reset();
+    EXPECT_TRUE(::test::ends(*dropped.begin()));
+
+    ::test::TemporaryFolder const folder;
+    auto const child = ::test::runInChild([&] {
+        HeadStart const one(WAYWARD_MODULE, wordsToRun(options));
+        std::ofstream(folder.path("id")) << *modulesOfThisProcess().begin() << std::flush;
+        ::kill(::getpid(), SIGKILL);
+    });
+    EXPECT_EQ(SIGKILL, child.signal) << child.output;
+    long id = 0;
+    std::ifstream(folder.path("id")) >> id;
+    ASSERT_GT(id, 0);
+    EXPECT_TRUE(::test::ends(id));
 }
 
 TEST_F(RunnerTest, noModuleOutlivesAnEngineThatWasKilled)

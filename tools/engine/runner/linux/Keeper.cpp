@@ -28,7 +28,9 @@ constexpr std::size_t kMostGroups = 1024; // at once
     for (pid_t number = 0; zel::retryOnInterrupt([&] {
                                return ::read(STDIN_FILENO, &number, sizeof number);
                            }) == sizeof number;) {
-        auto const place = std::find(groups.begin(), groups.end(), number < 0 ? -number : 0);
+        auto place = std::find(groups.begin(), groups.end(), number < 0 ? -number : number);
+        if (place == groups.end() && number > 0)
+            place = std::find(groups.begin(), groups.end(), 0);
         if (place != groups.end())
             *place = std::max(number, 0);
     }

@@ -20,7 +20,7 @@ public:
     Keeper(Keeper const&) = delete;
     Keeper& operator=(Keeper const&) = delete;
 
-    /// A module that leads a group of its own; at once after its start.
+    /// A module that leads a group of its own; at once after its start. Once more changes nothing.
     void watch(pid_t module);
     void forget(pid_t module); ///< it has ended, with its group
     /// What was adopted. REQUIRES: no module runs, since nobody can tell whose it is.
