@@ -468,7 +468,7 @@ std::set<long> modulesOfThisProcess()
 TEST_F(RunnerTest, aModuleThatWasStartedAheadIsThatOfTheFirstRunOfItsProgram)
 {
     ::test::TemporaryFolder const folder;
-    PlannedRun first = planned("whoAmI"), second = planned("whoAmI");
+    PlannedRun first = planned("whoAmIThenPass"), second = planned("whoAmIThenPass");
     first.parameters = {{"file", folder.path("first")}};
     second.parameters = {{"file", folder.path("second")}};
     auto const idIn = [&](char const* name) {
@@ -498,10 +498,10 @@ TEST_F(RunnerTest, aModuleThatWasStartedAheadIsThatOfTheFirstRunOfItsProgram)
         EXPECT_EQ(0u, started.count(idIn("second"))) << one.what;
         EXPECT_TRUE(::test::ends(*started.begin())) << one.what;
     }
-    EXPECT_EQ("PASS",
-              Runner(machine, recorder, options, std::make_unique<HeadStart>("/nowhere", wordsToRun(options)))
-                  .run({{second}, {}, {}})
-                  .verdict);
+    Plan plan;
+    plan.runs = {second};
+    auto none = std::make_unique<HeadStart>("/nowhere", wordsToRun(options));
+    EXPECT_EQ("PASS", Runner(machine, recorder, options, std::move(none)).run(plan).verdict);
 }
 
 TEST_F(RunnerTest, aModuleThatWasStartedAheadEndsWithWhoeverStartedIt)
