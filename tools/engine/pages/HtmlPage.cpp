@@ -60,6 +60,7 @@ svg .curve { fill: none; stroke-width: 2; stroke-linejoin: round; }
 svg .c0 { stroke: #2f7fd1; } svg .c1 { stroke: #d9772b; } svg .c2 { stroke: #2f9e5b; } svg .c3 { stroke: #b0489f; }
 svg .c4 { stroke: #8a7a2a; stroke-dasharray: 7 3; } svg .c5 { stroke: #d14f5f; stroke-dasharray: 2 3; }
 @media print { :root { color-scheme: only light; } body { font-size: 12px; max-width: none; margin: 0; }
+  details::details-content { content-visibility: visible; block-size: auto; } /* paper cannot be unfolded */
   .results .result { white-space: normal; } pre { border: 1px solid var(--line); } tr, .event, svg.readings { break-inside: avoid; } }
 </style>
 )";
