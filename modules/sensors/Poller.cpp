@@ -17,12 +17,16 @@ using Clock = Poller::Clock;
 
 constexpr unsigned kSilentAfter = 3; ///< passes with errors
 constexpr std::chrono::seconds kFirstRest{5};
-constexpr std::chrono::milliseconds kFast{20}; ///< who was slow and answers within this is waited for again
+constexpr std::chrono::milliseconds kHolds{50}; ///< who needs longer holds up the others of its lane
+constexpr std::chrono::milliseconds kFast{20};  ///< who was slow and answers within this is waited for again
+
+struct Lane;
 
 /// What is known of a part between two passes. The counters belong to whoever reads the lane, the rest to the poller's lock.
 struct Watched
 {
     std::shared_ptr<Part const> part;
+    std::weak_ptr<Lane> lane; ///< in which it is read
     Counters counters;
     Readings last;
     std::string failure;
@@ -34,7 +38,6 @@ struct Watched
 
 struct Lane
 {
-    std::string name;
     std::vector<std::shared_ptr<Watched>> parts;
     bool isBusy = false;              ///< waits for a thread or is being read
     bool hasThread = false;           ///< is being read
@@ -42,6 +45,7 @@ struct Lane
     bool isLate = false;              ///< was not done within the deadline
     Watched const* current = nullptr; ///< is being read
     Clock::time_point since{};        ///< waits for a thread, or has had it
+    Clock::time_point currentSince{}; ///< the current part is being read
     Clock::time_point restsUntil{};   ///< of a lane that was late
 };
 
@@ -54,7 +58,8 @@ struct Poller::State
     MachineFiles const files;
     std::mutex lock;
     std::condition_variable work, done;
-    std::map<std::string, std::shared_ptr<Lane>> lanes;
+    std::map<std::string, std::shared_ptr<Lane>>
+        lanes; ///< by name; of a part that held up others by that and its guid
     std::map<std::string, std::shared_ptr<Watched>> parts; ///< by guid
     std::deque<std::shared_ptr<Lane>> waiting;
     std::size_t threads = 0, idle = 0;
@@ -62,7 +67,10 @@ struct Poller::State
     unsigned long pass = 0;
 
     void note(Watched& watched, Readings readings);
-    void readLane(Lane& lane, std::vector<std::shared_ptr<Watched>> const& parts);
+    void readLane(std::shared_ptr<Lane> const& lane, std::vector<std::shared_ptr<Watched>> const& parts);
+    void enqueue(std::shared_ptr<Lane> const& lane, Clock::time_point now);
+    void separate();
+    std::size_t separatedFrom(std::string const& name) const;
     void serve();
     std::size_t awaited() const;
 };
@@ -84,16 +92,20 @@ void Poller::State::note(Watched& watched, Readings readings)
                             : Clock::now() + std::min<Clock::duration>(rest, kLongestRest);
 }
 
-void Poller::State::readLane(Lane& lane, std::vector<std::shared_ptr<Watched>> const& watchedParts)
+void Poller::State::readLane(std::shared_ptr<Lane> const& lane,
+                             std::vector<std::shared_ptr<Watched>> const& watchedParts)
 {
     PassFiles passFiles(files);
     for (auto const& watched : watchedParts) {
         std::shared_ptr<Part const> part;
         {
             std::lock_guard const guard(lock);
-            lane.current = watched.get();
+            if (watched->lane.lock() != lane) // another thread reads it by now
+                continue;
+            lane->current = watched.get();
+            lane->currentSince = Clock::now();
             part = watched->part;
-            if (Clock::now() < watched->notBefore)
+            if (lane->currentSince < watched->notBefore)
                 continue;
         }
         Readings readings;
@@ -122,7 +134,7 @@ void Poller::State::serve()
         lane->since = Clock::now();
         auto const those = lane->parts;
         guard.unlock();
-        readLane(*lane, those);
+        readLane(lane, those);
         guard.lock();
         if (lane->isLate) // who was late once is asked again after as long a rest
             lane->restsUntil =
@@ -134,6 +146,54 @@ void Poller::State::serve()
         done.notify_all();
     }
     --threads;
+}
+
+void Poller::State::enqueue(std::shared_ptr<Lane> const& lane, Clock::time_point now)
+{
+    lane->isBusy = true;
+    lane->since = now;
+    waiting.push_back(lane);
+}
+
+constexpr char kOwn = '\n'; // between the name of a lane and the guid of the part that has one of its own
+
+std::size_t Poller::State::separatedFrom(std::string const& name) const
+{
+    std::string const prefix = name + kOwn;
+    std::size_t count = 0;
+    for (auto at = lanes.lower_bound(prefix); at != lanes.end() && at->first.starts_with(prefix); ++at)
+        count += at->second->isBusy;
+    return count;
+}
+
+/// Of a chip one input may wait for a line that is not connected while the others answer. Where several do, the driver waits for its
+/// bus, and threads for the others would wait as well.
+void Poller::State::separate()
+{
+    auto const now = Clock::now();
+    std::vector<std::string> names;
+    for (auto const& [name, lane] : lanes)
+        if (lane->hasThread && lane->current && now - lane->currentSince >= kHolds && lane->parts.size() > 1)
+            names.push_back(name);
+    for (std::string const& name : names) {
+        if (separatedFrom(name) + 1 >= kMostOfLane)
+            continue;
+        auto const stuck = lanes.at(name);
+        auto const own = std::find_if(stuck->parts.begin(), stuck->parts.end(),
+                                      [&](auto const& one) { return one.get() == stuck->current; });
+        if (own == stuck->parts.end()) // it is not watched any more
+            continue;
+        auto const others = std::make_shared<Lane>();
+        std::rotate(stuck->parts.begin(), own, own + 1);
+        others->parts.assign(stuck->parts.begin() + 1, stuck->parts.end());
+        stuck->parts.resize(1);
+        for (auto const& watched : others->parts)
+            watched->lane = others;
+        lanes[name + kOwn + stuck->parts.front()->part->guid] = stuck;
+        lanes[name] = others;
+        stuck->isSlow = true;
+        enqueue(others, now);
+    }
 }
 
 std::size_t Poller::State::awaited() const
@@ -168,15 +228,19 @@ void Poller::setParts(std::vector<std::shared_ptr<Part const>> parts)
             auto const old = std::exchange(watched, std::make_shared<Watched>());
             watched->last = old->last;
             watched->hasAnswered = old->hasAnswered;
+            if (old->part->lane == part->lane)
+                watched->lane = old->lane;
         }
         if (!watched->part) {
             watched->part = part;
             watched->taken = m_state->pass;
         }
-        auto& lane = m_state->lanes[part->lane];
-        if (!lane)
-            lane = std::make_shared<Lane>();
-        lane->name = part->lane;
+        auto lane = watched->lane.lock();
+        if (!lane) {
+            auto& named = m_state->lanes[part->lane];
+            lane = named ? named : named = std::make_shared<Lane>();
+            watched->lane = lane;
+        }
         lane->parts.push_back(watched);
         m_state->parts[part->guid] = std::move(watched);
     }
@@ -208,16 +272,16 @@ void Poller::read(std::chrono::milliseconds patience)
         }
         if (begin < lane->restsUntil || lane->parts.empty())
             continue;
-        lane->isBusy = true;
-        lane->since = begin;
-        m_state->waiting.push_back(lane);
+        m_state->enqueue(lane, begin);
     }
+    m_state->separate();
     while (m_state->awaited() > 0 && Clock::now() - begin < patience) {
         guard.unlock();
         tend();
         m_state->work.notify_one();
         guard.lock();
         m_state->done.wait_for(guard, kStep, [this] { return m_state->awaited() == 0; });
+        m_state->separate();
     }
     m_state->work.notify_all();
     for (auto& [name, lane] : m_state->lanes)
@@ -231,16 +295,15 @@ std::optional<Poller::Last> Poller::take(std::string const& guid)
     if (found == m_state->parts.end())
         return std::nullopt;
     Watched& watched = *found->second;
-    auto const lane = m_state->lanes.find(watched.part->lane);
-    bool const isKnown = lane != m_state->lanes.end();
-    bool const isOver = isKnown && lane->second->isBusy && Clock::now() - lane->second->since >= kDeadline;
-    bool const isUnasked = isOver && !lane->second->hasThread; // which is not its fault
-    bool const isLate = isKnown && !isUnasked && (lane->second->isLate || isOver);
+    auto const lane = watched.lane.lock();
+    bool const isOver = lane && lane->isBusy && Clock::now() - lane->since >= kDeadline;
+    bool const isUnasked = isOver && !lane->hasThread; // which is not its fault
+    bool const isLate = lane && !isUnasked && (lane->isLate || isOver);
     std::string const path = "/" + watched.part->path;
     Last last{watched.last,
               watched.isNew,
               isLate || isUnasked || watched.failures >= kSilentAfter,
-              isLate && lane->second->current == &watched,
+              isLate && lane->current == &watched,
               watched.hasAnswered,
               isLate ? path + ": no answer within 2 s"
               : isUnasked

@@ -24,7 +24,8 @@ public:
 
     static constexpr std::size_t kMostThreads =
         32; ///< so many lanes may block at once before others wait for them
-    static constexpr std::chrono::seconds kDeadline{2};      ///< later than this an answer counts as none
+    static constexpr std::size_t kMostOfLane = 3;       ///< so many parts of one lane may hold a thread each
+    static constexpr std::chrono::seconds kDeadline{2}; ///< later than this an answer counts as none
     static constexpr std::chrono::seconds kLongestRest{300}; ///< of a part that answers with errors
 
     /// Throws std::system_error when the folder cannot be opened.
@@ -38,7 +39,8 @@ public:
     /// From now on these. One that was there already keeps its counters, and its lane.
     void setParts(std::vector<std::shared_ptr<Part const>> parts);
     /// Begins to read every lane that is not being read still, and waits until all that have answered so far did so again, at most
-    /// `patience`. A lane that did not answer the last time is read, but not waited for.
+    /// `patience`. A lane that did not answer the last time is read, but not waited for. A part that holds up the others
+    /// of its lane for 50 ms has a lane of its own from then on, and the others are read at once in another thread.
     void read(std::chrono::milliseconds patience);
     /// Gives lanes that wait behind one that blocks another thread; to be called now and then.
     void tend();

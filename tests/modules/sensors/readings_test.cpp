@@ -5,6 +5,7 @@
 #include <cmath>
 #include <fcntl.h>
 #include <map>
+#include <set>
 #include <thread>
 #include <unistd.h>
 
@@ -179,6 +180,58 @@ TEST(SensorReadings, OfOthersComeWhileOneBlocks)
     tree.fifo(stuck);
     machine->poller().read(10ms);
     machine.reset(); // waits for nobody
+}
+
+// One input of a chip blocks: those behind it in the same folder are read in the same pass. Where three block the chip is taken to.
+TEST(SensorReadings, OfTheSameChipComeWhileOneInputBlocks)
+{
+    Tree tree;
+    tree.write(chip("name"), "board\n");
+    std::vector<std::string> inputs;
+    for (int i = 1; i <= 8; ++i) {
+        inputs.push_back(chip(("temp" + std::to_string(i) + "_input").c_str()));
+        tree.write(inputs.back(), std::to_string(30 + i) + "000\n");
+    }
+    Machine machine(tree.root());
+    ASSERT_EQ(machine.read().size(), inputs.size());
+    auto const answering = [&](std::chrono::milliseconds patience) {
+        machine.poller().read(patience);
+        std::size_t count = 0;
+        for (std::string const& input : inputs)
+            count += machine.last(input).isNew;
+        return count;
+    };
+    tree.fifo(inputs[0]);
+    EXPECT_EQ(answering(10s), 7u) << "in the very pass in which it got stuck";
+    EXPECT_EQ(answering(10s), 7u);
+    tree.fifo(inputs[3]);
+    EXPECT_EQ(answering(10s), 6u);
+    machine.poller().setParts(machine.parts()); // looked for again: who blocks is not put before the others
+    EXPECT_EQ(answering(10s), 6u);
+    tree.fifo(inputs[1]);
+    EXPECT_LT(answering(200ms), 6u) << "no thread more for this chip";
+    for (int i = 0; i < 300 && !machine.last(inputs[1]).isBlocking; ++i) {
+        machine.poller().read(10ms);
+        std::this_thread::sleep_for(20ms);
+    }
+    EXPECT_TRUE(machine.last(inputs[0]).isBlocking);
+    EXPECT_TRUE(machine.last(inputs[1]).isBlocking);
+    for (std::size_t const stuck : {0u, 1u, 3u}) { // let go of
+        int const writer = ::open(tree.path(inputs[stuck]).c_str(), O_WRONLY);
+        ASSERT_EQ(::write(writer, "50000\n", 6), 6);
+        ::close(writer);
+        tree.remove(inputs[stuck]);
+        tree.write(inputs[stuck], "50000\n");
+    }
+    std::set<std::string> answered;
+    for (int i = 0; i < 300 && answered.size() < inputs.size(); ++i) {
+        machine.poller().read(10ms);
+        for (std::string const& input : inputs)
+            if (machine.last(input).isNew)
+                answered.insert(input);
+        std::this_thread::sleep_for(20ms);
+    }
+    EXPECT_EQ(answered.size(), inputs.size());
 }
 
 // As many lanes block as there are threads: who is not asked is not said to have given no answer.
