@@ -110,9 +110,8 @@ DeviceProperty* Declarations::limit(std::string const& key) const
 std::optional<double> Declarations::parameter(Rule const& rule) const
 {
     auto const found = m_parameters.find(rule.parameter);
-    Value value{DataType::DOUBLE()};
-    return found != m_parameters.end() && found->second->value(value) ? std::optional(value.valueDouble())
-                                                                      : std::nullopt;
+    bool const isSaid = found != m_parameters.end() && (found->second->isset() || *rule.defaultLimit);
+    return isSaid ? std::optional(found->second->value().valueDouble()) : std::nullopt;
 }
 
 } // namespace krel5::modules::sensors

@@ -2,8 +2,12 @@
 // Waits for devices that come and go.
 
 #include <chrono>
+#include <string_view>
 
 namespace krel5::modules::sensors {
+
+/// Whether a message of the kernel tells of a device of a watched kind that came, went, or was renamed.
+bool tellsOfChange(std::string_view message);
 
 /// Thread rule: one thread.
 class DeviceEvents
@@ -11,6 +15,8 @@ class DeviceEvents
 public:
     /// Not `isLive`: the machine is a folder, of which the kernel says nothing.
     explicit DeviceEvents(bool isLive);
+    /// Takes possession of a datagram socket at which such messages come.
+    explicit DeviceEvents(int socket) : m_socket(socket) {}
     DeviceEvents(DeviceEvents const&) = delete;
     DeviceEvents& operator=(DeviceEvents const&) = delete;
     ~DeviceEvents();

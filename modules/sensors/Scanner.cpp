@@ -2,12 +2,15 @@
 
 #include <sensors/BackgroundThread.h>
 #include <sensors/DeviceEvents.h>
+#include <sensors/ObservedRoot.h>
 
 #include <zel/enumerator/Enumerator.h>
 #include <zel/foundation/Logger.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <mutex>
+#include <thread>
 
 namespace krel5::modules::sensors {
 
@@ -35,14 +38,28 @@ zel::CapabilityImp const& watchedCapabilities()
 
 struct Scanner::State
 {
-    explicit State(std::string const& root) : files(root), isLive(root == "/") {}
+    using Clock = std::chrono::steady_clock;
+
+    State(std::string const& root, std::chrono::milliseconds longest, int socket)
+        : files(root), deadline(longest),
+          events(socket >= 0 ? DeviceEvents(socket) : DeviceEvents(root == "/"))
+    {}
 
     MachineFiles const files;
-    bool const isLive;
+    std::chrono::milliseconds const deadline;
+    DeviceEvents events; ///< from before the first look: what comes meanwhile is not missed
+    std::shared_ptr<Whereabouts> const where = std::make_shared<Whereabouts>();
     std::mutex lock;
     std::condition_variable done;
-    std::shared_ptr<Found const> found; ///< not taken yet
+    std::shared_ptr<Found const> found;     ///< not taken yet
+    std::optional<Clock::time_point> since; ///< a look has been going on
     bool isOver = false;
+
+    void setSince(std::optional<Clock::time_point> time)
+    {
+        std::lock_guard const guard(lock);
+        since = time;
+    }
 
     void scan()
     {
@@ -58,14 +75,22 @@ struct Scanner::State
 
     void follow(std::chrono::milliseconds interval)
     {
-        DeviceEvents events(isLive); // before the first look: what comes meanwhile is not missed
         for (;;) {
+            auto const begin = Clock::now();
+            setSince(begin);
             try {
                 scan();
             } catch (std::exception const& e) { // memory is short: the next look may do better
                 ZEL_LOG(logger(), zel::LogLevel::Error) << "devices could not be looked for: " << e.what();
             }
+            setSince(std::nullopt);
+            constexpr int kShare =
+                10; // a device that comes and goes all the time costs a tenth of a processor
+            auto const end = Clock::now();
             events.wait(interval);
+            std::this_thread::sleep_until(
+                end + std::min<Clock::duration>(
+                          interval, std::max<Clock::duration>(kLeastRest, kShare * (end - begin))));
             std::lock_guard const guard(lock);
             if (isOver)
                 return;
@@ -73,12 +98,16 @@ struct Scanner::State
     }
 };
 
-Scanner::Scanner(std::string const& root, std::chrono::milliseconds interval)
-    : m_state(std::make_shared<State>(root))
+Scanner::Scanner(std::string const& root, std::chrono::milliseconds interval, Double instead)
+    : m_state(std::make_shared<State>(root, instead.deadline, instead.events))
 {
     zel::Enumerator::instance().setModulesFolder(
         ""); // programs that are started at every look cost more than all that is read
-    zel::Enumerator::instance().setRoot(root);
+    if (auto opened = instead.root ? std::move(instead.root) : zel::Root::open(root))
+        zel::Enumerator::instance().setRoot(
+            std::make_unique<ObservedRoot>(std::move(opened), m_state->where));
+    else
+        zel::Enumerator::instance().setRoot(root); // which says why not
     if (!startInBackground([state = m_state, interval] { state->follow(interval); }))
         m_state->scan(); // once, then: nothing comes or goes
 }
@@ -94,6 +123,17 @@ std::shared_ptr<Scanner::Found const> Scanner::take(std::chrono::milliseconds pa
     std::unique_lock guard(m_state->lock);
     m_state->done.wait_for(guard, patience, [this] { return m_state->found != nullptr; });
     return std::exchange(m_state->found, nullptr);
+}
+
+std::string Scanner::stuck() const
+{
+    std::lock_guard const guard(m_state->lock);
+    auto const now = State::Clock::now();
+    if (!m_state->since || now - *m_state->since < m_state->deadline)
+        return "";
+    auto const where = m_state->where->place();
+    bool const isThere = now - where.since >= m_state->deadline / 2;
+    return isThere ? "/" + where.path + ": no answer" : "the machine answers slowly, last at /" + where.path;
 }
 
 } // namespace krel5::modules::sensors

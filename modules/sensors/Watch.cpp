@@ -16,6 +16,7 @@
 
 #include <chrono>
 #include <set>
+#include <utility>
 
 namespace krel5::modules::sensors {
 
@@ -43,6 +44,8 @@ Tip* tipOf(char const* key)
     return tip ? tip : tip = Tip::createTip(key, TipType::TEXT_TIP());
 }
 
+zel::StateManager& state() { return zel::StateManager::instance(); }
+
 milliseconds millisecondsOf(Parameter const& seconds)
 {
     return milliseconds(static_cast<long long>(seconds.value().valueDouble() * 1000));
@@ -52,7 +55,7 @@ milliseconds millisecondsOf(Parameter const& seconds)
 
 struct Watch::Device
 {
-    std::unique_ptr<zel::DeviceImp> record; ///< null when the engine's is used
+    std::unique_ptr<zel::DeviceImp> record;
     std::unique_ptr<SysInfoDevice> handle;
     std::shared_ptr<Part const> part;
     std::vector<Judge> judges; ///< by rule
@@ -83,60 +86,108 @@ void Watch::enumerate()
     std::string const root = m_declarations.m_root->value().toString().getUTF8Buffer();
     m_poller = std::make_unique<Poller>(root);
     m_scanner = std::make_unique<Scanner>(root, millisecondsOf(*m_declarations.m_scanInterval));
+    m_isAsked = state().indicatorRunCount() > 0;
     if (auto const found = m_scanner->take(kFirstScan))
-        update(*found, true);
+        update(*found);
 }
 
 void Watch::follow()
 {
     m_poller->tend();
+    m_isRunning = true;
+    // The library is done with what was removed in an earlier pass.
+    std::erase_if(m_devices, [this](auto const& one) { return !one.second->isThere && forget(*one.second); });
     if (auto const found = m_scanner->take(milliseconds(0)))
-        update(*found, false);
+        update(*found);
+    tellWhatChanged();
+    judgeLooking();
 }
 
-void Watch::update(Scanner::Found const& found, bool isFirst)
+void Watch::update(Scanner::Found const& found)
 {
     std::set<std::string> there;
     for (auto const& part : found.parts) {
+        zel::DeviceImp const& theirs = *found.devices.device(zel::String(part->guid));
         there.insert(part->guid);
-        auto const known = m_devices.find(part->guid);
-        if (known == m_devices.end() || !known->second->isThere)
-            add(*found.devices.device(zel::String(part->guid)), isFirst);
+        if (auto const known = m_devices.find(part->guid); known != m_devices.end())
+            renewLimits(theirs);
+        else
+            add(theirs);
         m_devices.at(part->guid)->part = part;
     }
     for (auto& [guid, device] : m_devices)
         if (device->isThere && there.count(guid) == 0)
             remove(*device);
     m_poller->setParts(found.parts);
+    if (std::exchange(m_hasLooked, true))
+        return;
+    for (std::size_t i = 0; i < state().deviceCount(); ++i)
+        if (std::string const guid = state().deviceAtIndex(i)->guid().toUtf8(); m_devices.count(guid) == 0)
+            m_gone.push_back(guid);
 }
 
-void Watch::add(zel::DeviceImp const& theirs, bool isFirst)
+// An engine knows the devices that it sent, and hears of others once the module runs. Whoever sent none gets them as those that there are.
+void Watch::add(zel::DeviceImp const& theirs)
 {
     auto& device = m_devices[theirs.guid().toUtf8()];
-    bool const isNew = !device;
-    if (isNew) {
-        device = std::make_unique<Device>();
-        device->judges.resize(rules().size());
-        device->record = zel::DeviceImp::restored(
-            {theirs.guid(), theirs.name(), theirs.description(), theirs.osLocator(), theirs.hwLocator(),
-             theirs.deviceType(), theirs.deviceCapabilities(), theirs.busClass()});
-        device->record->setState(theirs.state());
-        device->handle = std::make_unique<SysInfoDevice>(device->record.get());
-        for (std::size_t i = 0; i < theirs.propertyCount(); ++i) {
-            zel::PropertyImp const& property = theirs.getProperty(i);
-            if (DeviceProperty* const limit = m_declarations.limit(property.key().toUtf8())) {
-                limit->setValue(Value(property.value()));
-                device->handle->addProperty(limit);
-            }
-        }
-    }
+    device = std::make_unique<Device>();
+    device->judges.resize(rules().size());
     device->isThere = true;
-    if (!isFirst)
-        IndicatorModule::requestDeviceAddition(device->handle.get());
-    else if (zel::DeviceImp* const known = zel::StateManager::instance().matchingDevice(theirs))
-        known->mergeFrom(*device->record); // an engine sent it
+    device->record = zel::DeviceImp::restored({theirs.guid(), theirs.name(), theirs.description(),
+                                               theirs.osLocator(), theirs.hwLocator(), theirs.deviceType(),
+                                               theirs.deviceCapabilities(), theirs.busClass()});
+    device->record->setState(theirs.state());
+    device->handle = std::make_unique<SysInfoDevice>(device->record.get());
+    for (std::size_t i = 0; i < theirs.propertyCount(); ++i)
+        if (DeviceProperty const* const limit = limitOf(theirs.getProperty(i)))
+            device->handle->addProperty(limit);
+    zel::DeviceImp* const known = m_hasLooked ? nullptr : state().matchingDevice(theirs);
+    if (known)
+        known->mergeFrom(*device->record);
+    else if (m_isAsked || m_isRunning)
+        m_new.push_back(theirs.guid().toUtf8());
     else
         IndicatorModule::addDevice(device->handle.get());
+}
+
+void Watch::tellWhatChanged()
+{
+    for (std::string const& guid : std::exchange(m_new, {}))
+        if (auto const device = m_devices.find(guid); device != m_devices.end() && device->second->isThere)
+            IndicatorModule::requestDeviceAddition(device->second->handle.get());
+    for (std::string const& guid : std::exchange(m_gone, {}))
+        if (zel::DeviceImp* const record = state().device(zel::String(guid))) {
+            SysInfoDevice handle(record);
+            IndicatorModule::requestDeviceRemoval(&handle);
+        }
+}
+
+DeviceProperty* Watch::limitOf(zel::PropertyImp const& property) const
+{
+    DeviceProperty* const limit = m_declarations.limit(property.key().toUtf8());
+    return limit ? limit->setValue(Value(property.value())) : nullptr;
+}
+
+void Watch::renewLimits(zel::DeviceImp const& theirs)
+{
+    zel::DeviceImp* const ours = m_isRunning ? state().device(theirs.guid()) : nullptr;
+    if (!ours)
+        return;
+    SysInfoDevice handle(ours);
+    std::vector<DeviceProperty*> old;
+    for (std::size_t i = 0; i < ours->propertyCount(); ++i) {
+        zel::PropertyImp const& property = ours->getProperty(i);
+        zel::PropertyImp const* const now = theirs.property(property.key());
+        if (DeviceProperty* const limit = m_declarations.limit(property.key().toUtf8());
+            limit && !(now && now->value() == property.value()))
+            old.push_back(limit);
+    }
+    for (DeviceProperty* const limit : old)
+        IndicatorModule::requestDevicePropertyRemoval(&handle, limit);
+    for (std::size_t i = 0; i < theirs.propertyCount(); ++i)
+        if (!ours->property(theirs.getProperty(i).key()))
+            if (DeviceProperty* const limit = limitOf(theirs.getProperty(i)))
+                IndicatorModule::requestDevicePropertyAddition(&handle, limit);
 }
 
 void Watch::remove(Device& device)
@@ -145,8 +196,32 @@ void Watch::remove(Device& device)
     auto const raised = device.raised;
     for (std::string const& key : raised)
         device.clear(key);
-    device.judges.assign(rules().size(), Judge());
     IndicatorModule::requestDeviceRemoval(device.handle.get());
+}
+
+/// The library keeps every alert that was ever made: those of a device that went are used again.
+bool Watch::forget(Device& device)
+{
+    for (auto const& [key, alert] : device.alerts)
+        m_spareAlerts[key].push_back(alert);
+    return true;
+}
+
+void Watch::judgeLooking()
+{
+    constexpr char kKey[] = "LookingStuck";
+    std::string const reason = m_scanner->stuck();
+    if (reason.empty() == !m_isStuck)
+        return;
+    m_isStuck = !m_isStuck;
+    if (!m_stuckAlert)
+        m_stuckAlert = Alert::createAlert(kKey, AlertType::DRIVER_ISSUE())->addTip(tipOf(kKey));
+    if (m_isStuck)
+        IndicatorModule::requestAlertAddition(
+            m_stuckAlert->setMessageVariable("Reason", Value(reason))->setTimeTriggered(0));
+    else
+        IndicatorModule::requestAlertRemoval(m_stuckAlert->guid());
+    IndicatorModule::propagateChanges();
 }
 
 IndicatorReturnData Watch::read(DiagDevice const& diagDevice)
@@ -226,9 +301,13 @@ Alert& Watch::alertOf(Device& device, char const* key, char const* type)
 {
     Alert*& alert = device.alerts[key];
     if (!alert) {
-        alert = Alert::createAlert(key, typeOf(type));
-        alert->addTip(tipOf(key))->setDeviceAssociation(device.handle.get());
-        alert->setTitleVariable("Device", Value(device.part->name))
+        auto& spare = m_spareAlerts[key];
+        if (spare.empty())
+            spare.push_back(Alert::createAlert(key, typeOf(type))->addTip(tipOf(key)));
+        alert = spare.back();
+        spare.pop_back();
+        alert->setDeviceAssociation(device.handle.get())
+            ->setTitleVariable("Device", Value(device.part->name))
             ->setMessageVariable("Device", Value(device.part->name));
     }
     return *alert->setTimeTriggered(0);

@@ -15,6 +15,7 @@
 
 namespace krel5 {
 class Alert;
+class DeviceProperty;
 class DiagDevice;
 class SysInfoDevice;
 } // namespace krel5
@@ -39,9 +40,15 @@ public:
 private:
     struct Device;
 
-    void update(Scanner::Found const& found, bool isFirst);
-    void add(zel::DeviceImp const& theirs, bool isFirst);
+    void update(Scanner::Found const& found);
+    void add(zel::DeviceImp const& theirs);
+    void tellWhatChanged();
+    DeviceProperty*
+    limitOf(zel::PropertyImp const& property) const; ///< with its value; null for what is none
+    void renewLimits(zel::DeviceImp const& theirs);
     void remove(Device& device);
+    bool forget(Device& device);
+    void judgeLooking();
     void judge(Device& device, Readings const& readings);
     void judgeSilence(Device& device, Poller::Last const& last);
     std::optional<double> limitOf(Rule const& rule, Part const& part) const;
@@ -50,7 +57,14 @@ private:
     Declarations const& m_declarations;
     std::unique_ptr<Poller> m_poller;
     std::unique_ptr<Scanner> m_scanner;
-    std::map<std::string, std::unique_ptr<Device>> m_devices; ///< by guid, all that ever were there
+    std::map<std::string, std::unique_ptr<Device>>
+        m_devices; ///< by guid: those there, and those that just went
+    std::map<std::string, std::vector<Alert*>> m_spareAlerts; ///< by key, of devices that went
+    std::vector<std::string> m_new, m_gone; ///< guids of devices; the other side does not know yet
+    bool m_isAsked = false;                 ///< an engine sent devices, and what is to be watched of them
+    bool m_hasLooked = false, m_isRunning = false;
+    Alert* m_stuckAlert = nullptr;
+    bool m_isStuck = false;
 };
 
 } // namespace krel5::modules::sensors

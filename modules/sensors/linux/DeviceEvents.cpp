@@ -36,8 +36,9 @@ int openSocket()
     return -1;
 }
 
-/// Whether the message tells of a device of a watched kind that came, went, or was renamed.
-bool concerns(std::string_view message)
+} // namespace
+
+bool tellsOfChange(std::string_view message)
 {
     bool isChange = false, isWatched = false;
     while (!message.empty()) {
@@ -51,6 +52,8 @@ bool concerns(std::string_view message)
     }
     return isChange && isWatched;
 }
+
+namespace {
 
 /// Takes the messages that are there. True: something changed, or may have.
 bool takeAll(int socket)
@@ -68,7 +71,7 @@ bool takeAll(int socket)
         if (got < 0)
             return isChanged || errno == ENOBUFS; // messages were lost
         if (from.nl_pid == 0)                     // from the kernel: any program may send
-            isChanged |= concerns({buffer, static_cast<std::size_t>(got)});
+            isChanged |= tellsOfChange({buffer, static_cast<std::size_t>(got)});
     }
     return true;
 }

@@ -2,7 +2,7 @@
 # The module over a machine of files: readings, alerts that come and go, devices that come and go, a sensor that blocks, a stop.
 #   module.sh FOLDER_OF_THE_BUILT_MODULES
 set -uo pipefail
-modules=$1
+modules=$1 here=$(dirname "$(realpath "$0")")
 folder=$(mktemp -d) || exit 1
 pid=
 trap '[[ -z $pid ]] || kill -9 "$pid" 2>/dev/null; rm -rf "$folder"' EXIT
@@ -24,21 +24,7 @@ Parameter.MinimumFanSpeed.value=300
 Indicator.readings.Enable.value=true
 Indicator.devices.Enable.value=true
 END
-failed=0
-fault() { echo "$1"; tail -n 60 output | sed 's/^/    /'; failed=1; }
-
-# Waits until the pattern stands in what was shown since the last time that something was awaited.
-seen=1
-await() {
-  for ((i = 0; i < 300; ++i)); do
-    local line
-    line=$(tail -n "+$seen" output | grep -nE -m1 -- "$1" | cut -d: -f1)
-    [[ -z $line ]] || { ((seen += line)); return 0; }
-    sleep 0.1
-  done
-  fault "did not come: $1"
-  exit 1 # what comes behind it cannot come either
-}
+. "$here/session.sh"
 
 LC_ALL=C ./sensors enum >output 2>&1 || fault "enum: exit status $?"
 grep -q 'TEMP.*board\|[Tt]emperature 1' output || fault "the sensor is not listed"
@@ -54,6 +40,9 @@ echo 78000 >"$chip/temp1_input" # within the margin: it stays
 await '^  Temperature: 78'
 echo 70000 >"$chip/temp1_input"
 await 'Removing Alert: TooHot$'
+echo 90000 >"$chip/temp1_max" # somebody changes the limit
+await 'Removing Property: MaximumTemperature .*80\.0'
+await 'Adding Property: MaximumTemperature .*90\.0'
 echo 100 >"$chip/fan1_input"
 await '^  Title: .* turns too slowly$'
 
