@@ -5,7 +5,7 @@
 #include <storage/Events.h>
 #include <storage/StorageTest.h>
 #include <storage/Texts.h>
-#include <storage/smart/SmartReport.h>
+#include <storage/smart/SmartTest.h>
 
 #include <krel5/DataType.h>
 #include <krel5/DeviceCapability.h>

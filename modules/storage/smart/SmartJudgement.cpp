@@ -1,8 +1,8 @@
+#include <common/smart/SmartEvidence.h>
 #include <storage/Events.h>
 #include <storage/Texts.h>
-#include <storage/smart/SmartEvidence.h>
-#include <storage/smart/SmartReport.h>
 #include <storage/smart/SmartSilence.h>
+#include <storage/smart/SmartTest.h>
 
 #include <algorithm>
 

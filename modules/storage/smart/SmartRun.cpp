@@ -1,8 +1,9 @@
 #include <storage/Events.h>
 #include <storage/Texts.h>
-#include <storage/smart/SmartReport.h>
+#include <storage/smart/SmartTest.h>
 
 #include <common/ErrorText.h>
+#include <common/smart/SmartProgram.h>
 
 namespace krel5::modules::storage {
 namespace {
@@ -67,11 +68,8 @@ Outcome runSmartTest(TestHost& host, std::string const& device, SmartOptions con
     // A drive that answers only some questions lets each of the others run into its time-out.
     ChildLimits limits;
     limits.m_seconds = 180;
-    std::vector<std::string> words = {program, "--json", "-a"};
-    if (!options.m_deviceType.empty())
-        words.insert(words.end(), {"-d", options.m_deviceType});
-    words.push_back(device);
-    ChildResult const child = runChild(words, limits, [&host] { return host.stopRequested(); });
+    ChildResult const child = runChild(smartWords(program, device, options.m_deviceType, true), limits,
+                                       [&host] { return host.stopRequested(); });
     return judgeSmartRun(host, child, limits, options);
 }
 

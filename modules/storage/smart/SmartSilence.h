@@ -6,7 +6,8 @@
 //
 // Thread rule: plain functions on values.
 
-#include <storage/smart/SmartEvidence.h>
+#include <common/TestHost.h>
+#include <common/smart/SmartEvidence.h>
 
 namespace krel5::modules::storage {
 

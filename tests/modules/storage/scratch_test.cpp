@@ -1,7 +1,7 @@
 #include <foundation/ProcessEnd.h>
 #include <modules/ReportLog.h>
 
-#include <storage/ChildProcess.h>
+#include <common/ChildProcess.h>
 #include <storage/Drive.h>
 #include <storage/MountTable.h>
 #include <storage/ReadTest.h>

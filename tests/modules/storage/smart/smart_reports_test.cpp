@@ -2,7 +2,7 @@
 
 #include <modules/ReportLog.h>
 
-#include <storage/smart/SmartReport.h>
+#include <storage/smart/SmartTest.h>
 
 #include <gtest/gtest.h>
 

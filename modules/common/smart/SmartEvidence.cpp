@@ -1,9 +1,9 @@
-#include <storage/smart/SelfTestLog.h>
-#include <storage/smart/SmartEvidence.h>
+#include <common/smart/SelfTestLog.h>
+#include <common/smart/SmartEvidence.h>
 
 #include <algorithm>
 
-namespace krel5::modules::storage {
+namespace krel5::modules {
 namespace {
 
 // NVM Express Base Specification, SMART / Health Information log, Critical Warning.
@@ -100,4 +100,4 @@ bool SmartEvidence::saysAnything() const noexcept
            m_report.m_uncorrected;
 }
 
-} // namespace krel5::modules::storage
+} // namespace krel5::modules

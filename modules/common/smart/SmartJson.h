@@ -17,7 +17,7 @@
 #include <string_view>
 #include <vector>
 
-namespace krel5::modules::storage {
+namespace krel5::modules {
 
 /// Why a report cannot be taken at its word.
 struct Doubt
@@ -86,4 +86,4 @@ private:
     std::vector<Doubt> m_doubts; // each once, kMostDoubts at most and Others
 };
 
-} // namespace krel5::modules::storage
+} // namespace krel5::modules

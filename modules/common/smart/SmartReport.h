@@ -2,13 +2,11 @@
 // What a drive says of its own health, as smartctl prints it in JSON.
 //
 //     SmartReport report = parseSmartReport(text);
-//     Outcome outcome = judgeSmart(host, report, exitStatus);
+//     SmartEvidence evidence(report, exitStatus, options);
 //
 // Thread rule: plain functions on values.
 
-#include <common/TestHost.h>
-#include <storage/ChildProcess.h>
-#include <storage/smart/SmartJson.h>
+#include <common/smart/SmartJson.h>
 
 #include <cstdint>
 #include <optional>
@@ -16,7 +14,7 @@
 #include <string_view>
 #include <vector>
 
-namespace krel5::modules::storage {
+namespace krel5::modules {
 
 struct SmartAttribute
 {
@@ -87,34 +85,4 @@ struct SmartOptions
     std::optional<std::uint64_t> m_mostPending;
 };
 
-/// `exitStatus` is smartctl's bit mask (smartctl(8), "EXIT STATUS"); bits that the report names count, too.
-///
-/// Pass needs an assessment by the drive, and a report without doubts. Faults: "SmartFailing" (Reason),
-/// "SmartAttributeFailing" (Id, Name, Value, Threshold), "SmartCriticalWarning" (Bits, Meaning),
-/// "SmartSelfTestFailed" (Type, Status, Hours, Lba) for a failure that no later self-test outdates,
-/// "SmartSelfTestUnnamed" where only the exit status tells of one, "SmartTooManyPending" (Id, Name, Count,
-/// Most). Warnings: "SmartTooWarm" (Temperature, Source), which is no fault of the drive;
-/// "SmartAttributeUsedUp" (as above); signs of a drive that has begun to die: "SmartCount" (Id, Name, Count,
-/// Meaning), "SmartMediaErrors", "SmartGrownDefects", "SmartUncorrected" (Count), "SmartSpareLow" (Spare,
-/// Threshold), "SmartWorn" (PercentageUsed), "SmartAttributeFailedBefore" (as above),
-/// "SmartUnnamedFailedBefore" where the list names none, "SmartErrorLog", "SmartSelfTestLog" when only
-/// outdated self-tests failed, "SmartCommandFailed"; "SmartDoubtful" (Reason) beside a fault. Problems:
-/// "SmartNotSupported" and, where the drive offers health and does not answer, or not so that it is
-/// understood, "SmartNotRead" (Reason); "SmartRefused" (Reason); "SmartBadDeviceType" (Type, Reason). Notes:
-/// "SmartAge" (Temperature, Hours), "SmartWear" (PercentageUsed, Spare, Threshold), "SmartLinkErrors"
-/// (Count), "SmartHealth" (Passed, Attributes).
-Outcome judgeSmart(TestHost& host, SmartReport const& report, int exitStatus,
-                   SmartOptions const& options = {});
-
-/// Judges how smartctl ended and what it printed. One that had to be ended says nothing of what the drive
-/// offers: CannotRun, with the warning "SmartProgramLeft" (Process) when it could not be ended.
-Outcome judgeSmartRun(TestHost& host, ChildResult const& child, ChildLimits const& limits,
-                      SmartOptions const& options = {});
-
-/// Runs smartctl on the device and judges what it prints. NotSupported where the program is not installed
-/// (`program` is empty), BadParameters for a device type of other characters than letters, digits and , / + -
-/// _
-Outcome runSmartTest(TestHost& host, std::string const& device, SmartOptions const& options = {},
-                     std::string const& program = findProgram("smartctl"));
-
-} // namespace krel5::modules::storage
+} // namespace krel5::modules

@@ -1,4 +1,4 @@
-#include <storage/ChildProcess.h>
+#include <common/ChildProcess.h>
 
 #include <common/Stopwatch.h>
 
@@ -16,7 +16,7 @@
 #include <unistd.h>
 #include <utility>
 
-namespace krel5::modules::storage {
+namespace krel5::modules {
 namespace {
 
 constexpr int kPollMilliseconds = 20;
@@ -289,4 +289,4 @@ std::string findProgram(std::string const& name)
     return "";
 }
 
-} // namespace krel5::modules::storage
+} // namespace krel5::modules

@@ -8,9 +8,9 @@
 //
 // Thread rule: a plain value; refers to the report and the options, which outlive it.
 
-#include <storage/smart/SmartReport.h>
+#include <common/smart/SmartReport.h>
 
-namespace krel5::modules::storage {
+namespace krel5::modules {
 
 // Bits of smartctl's exit status; smartctl(8).
 constexpr int kNotParsed = 1 << 0;
@@ -78,4 +78,4 @@ private:
     SmartOptions const& m_options;
 };
 
-} // namespace krel5::modules::storage
+} // namespace krel5::modules

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace krel5::modules::storage {
+namespace krel5::modules {
 
 struct ChildLimits
 {
@@ -48,4 +48,4 @@ ChildResult runChild(std::vector<std::string> const& words, ChildLimits const& l
 /// one.
 std::string findProgram(std::string const& name);
 
-} // namespace krel5::modules::storage
+} // namespace krel5::modules

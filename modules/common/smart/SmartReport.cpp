@@ -1,11 +1,11 @@
-#include <storage/smart/SelfTestLog.h>
-#include <storage/smart/SmartJson.h>
-#include <storage/smart/SmartReport.h>
+#include <common/smart/SelfTestLog.h>
+#include <common/smart/SmartJson.h>
+#include <common/smart/SmartReport.h>
 
 #include <algorithm>
 #include <charconv>
 
-namespace krel5::modules::storage {
+namespace krel5::modules {
 namespace {
 
 using Field = SmartJson::Field;
@@ -137,4 +137,4 @@ SmartReport parseSmartReport(std::string_view text)
     return report;
 }
 
-} // namespace krel5::modules::storage
+} // namespace krel5::modules

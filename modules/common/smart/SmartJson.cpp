@@ -1,4 +1,4 @@
-#include <storage/smart/SmartJson.h>
+#include <common/smart/SmartJson.h>
 
 #include <nlohmann/json.hpp>
 
@@ -7,7 +7,7 @@
 #include <limits>
 #include <set>
 
-namespace krel5::modules::storage {
+namespace krel5::modules {
 namespace {
 
 using Json = nlohmann::json;
@@ -166,4 +166,4 @@ void SmartJson::Field::each(std::size_t most, std::function<void(Field const& en
         take(Field(&entry, m_path, m_owner));
 }
 
-} // namespace krel5::modules::storage
+} // namespace krel5::modules

@@ -1,6 +1,6 @@
-#include <storage/smart/SelfTestLog.h>
+#include <common/smart/SelfTestLog.h>
 
-namespace krel5::modules::storage {
+namespace krel5::modules {
 namespace {
 
 using Field = SmartJson::Field;
@@ -135,4 +135,4 @@ SelfTest const* standingFailure(std::vector<SelfTest> const& newestFirst, bool o
     return nullptr;
 }
 
-} // namespace krel5::modules::storage
+} // namespace krel5::modules

@@ -6,10 +6,10 @@
 //
 // Thread rule: plain functions on values.
 
-#include <storage/smart/SmartJson.h>
-#include <storage/smart/SmartReport.h>
+#include <common/smart/SmartJson.h>
+#include <common/smart/SmartReport.h>
 
-namespace krel5::modules::storage {
+namespace krel5::modules {
 
 /// Fills m_selfTests, m_selfTestsAreAta and m_latestSelfTest.
 void readSelfTests(SmartJson::Field const& document, SmartReport& report);
@@ -19,4 +19,4 @@ void readSelfTests(SmartJson::Field const& document, SmartReport& report);
 /// ones, unless `onlyExtended`; all others prove nothing of what failed.
 SelfTest const* standingFailure(std::vector<SelfTest> const& newestFirst, bool onlyExtended);
 
-} // namespace krel5::modules::storage
+} // namespace krel5::modules
