@@ -92,6 +92,8 @@ Declarations::Declarations()
                                                       false, true, "0.1..86400");
     m_quiet = IndicatorModule::createParameter("ErrorsQuietInSeconds", DataType::DOUBLE(), "600", false, true,
                                                "0..86400");
+    m_health = IndicatorModule::createParameter("HealthIntervalInSeconds", DataType::DOUBLE(), "600", false,
+                                                true, "0..86400");
 }
 
 DeviceProperty& Declarations::reading(ReadingId id, double value) const

@@ -33,6 +33,7 @@ public:
     Parameter* m_root;
     Parameter* m_scanInterval; ///< in seconds
     Parameter* m_quiet;        ///< in seconds
+    Parameter* m_health;       ///< in seconds; 0: drives are not asked
 
 private:
     std::vector<DeviceProperty*> m_readings; ///< by ReadingId

@@ -33,6 +33,8 @@ Judge::Verdict Judge::look(Rule const& rule, double reading, std::optional<doubl
 {
     if (rule.side == Side::Rises)
         return counts(reading, now, quiet);
+    if (rule.side == Side::IsTrue)
+        return passes(rule, reading, 0);
     if (limit)
         return passes(rule, reading, *limit);
     m_inARow = 0;
@@ -41,7 +43,7 @@ Judge::Verdict Judge::look(Rule const& rule, double reading, std::optional<doubl
 
 Judge::Verdict Judge::passes(Rule const& rule, double reading, double limit)
 {
-    double const sign = rule.side == Side::Above ? 1 : -1;
+    double const sign = rule.side == Side::Below ? -1 : 1;
     double const beyond = sign * (reading - limit);
     double const margin = std::max(rule.margin, rule.share * std::abs(limit));
     bool const speaks = m_isRaised ? beyond <= -margin : beyond > 0;

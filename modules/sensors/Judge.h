@@ -8,7 +8,7 @@
 
 namespace krel5::modules::sensors {
 
-enum class Side { Above, Below, Rises };
+enum class Side { Above, Below, Rises, IsTrue };
 
 struct Rule
 {
@@ -38,7 +38,7 @@ public:
     static constexpr unsigned kReadingsToRaise = 2;
     static constexpr unsigned kReadingsToClear = 3;
 
-    /// `limit`: nothing where there is none, which clears an alert; not asked for a counter.
+    /// `limit`: nothing where there is none, which clears an alert; not asked for a counter, nor for what is true or not.
     Verdict look(Rule const& rule, double reading, std::optional<double> limit, Clock::time_point now,
                  Clock::duration quiet);
     bool isRaised() const noexcept { return m_isRaised; }

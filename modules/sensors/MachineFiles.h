@@ -26,12 +26,17 @@ public:
         int error = 0;
         explicit operator bool() const noexcept { return error == 0; }
     };
+    /// Whether it is this machine.
+    bool isLive() const noexcept { return m_isLive; }
+    /// A folder, or a link to one.
+    bool isFolder(std::string const& path) const;
     Answer read(std::string const& path, std::size_t limit = 4096) const;
 
 private:
-    int open(std::string const& path) const; ///< -1, and errno
+    int open(std::string const& path, int flags) const; ///< -1, and errno
 
     int m_root;
+    bool m_isLive;
 };
 
 /// The number that the first line is; hexadecimal after 0x. Nothing for any other text.

@@ -18,14 +18,6 @@ class DeviceImp;
 
 namespace krel5::modules::sensors {
 
-/// A property of the device that says how far one of its readings may go.
-struct Limit
-{
-    std::string key; ///< "MaximumTemperature"
-    double value;    ///< in base units
-    bool operator==(Limit const&) const = default;
-};
-
 /// The files of one pass: what several parts ask for is read once.
 class PassFiles
 {
@@ -67,9 +59,13 @@ struct Part
     std::vector<unsigned> processors;
     std::vector<std::string> counters; ///< files whose numbers are added up
     std::vector<Limit> limits;
+    bool isHealth =
+        false; ///< what the drive says of itself: asked seldom, told again with every reading, and may take a minute
     bool countsInEnergy = false; ///< a battery whose driver puts the power into current_now
     void (*read)(Part const&, PassFiles&, Counters&, Readings&) = nullptr;
 
+    /// Of all that are watched: a device may have several.
+    std::string id() const { return isHealth ? guid + " health" : guid; }
     std::optional<double> limit(std::string_view key) const;
     bool operator==(Part const&) const = default;
 };

@@ -20,6 +20,11 @@ constexpr std::chrono::seconds kFirstRest{5};
 constexpr std::chrono::milliseconds kHolds{50}; ///< who needs longer holds up the others of its lane
 constexpr std::chrono::milliseconds kFast{20};  ///< who was slow and answers within this is waited for again
 
+std::string secondsOf(Clock::duration time)
+{
+    return std::to_string(std::chrono::duration_cast<std::chrono::seconds>(time).count());
+}
+
 struct Lane;
 
 /// What is known of a part between two passes. The counters belong to whoever reads the lane, the rest to the poller's lock.
@@ -44,6 +49,7 @@ struct Lane
     bool isSlow = false;              ///< is not waited for: it was not done when the patience was over
     bool isLate = false;              ///< was not done within the deadline
     Watched const* current = nullptr; ///< is being read
+    Clock::duration deadline = Poller::kDeadline;
     Clock::time_point since{};        ///< waits for a thread, or has had it
     Clock::time_point currentSince{}; ///< the current part is being read
     Clock::time_point restsUntil{};   ///< of a lane that was late
@@ -59,8 +65,9 @@ struct Poller::State
     std::mutex lock;
     std::condition_variable work, done;
     std::map<std::string, std::shared_ptr<Lane>>
-        lanes; ///< by name; of a part that held up others by that and its guid
-    std::map<std::string, std::shared_ptr<Watched>> parts; ///< by guid
+        lanes; ///< by name; of a part that held up others by that and its id
+    std::map<std::string, std::shared_ptr<Watched>> parts; ///< by id
+    Clock::duration healthInterval = std::chrono::minutes(10);
     std::deque<std::shared_ptr<Lane>> waiting;
     std::size_t threads = 0, idle = 0;
     bool isOver = false;
@@ -84,12 +91,15 @@ void Poller::State::note(Watched& watched, Readings readings)
         watched.failures = 0;
         watched.hasAnswered = watched.isNew = true;
         watched.last = std::move(readings);
+        if (watched.part->isHealth)
+            watched.notBefore = Clock::now() + healthInterval;
         return;
     }
     auto const rest = kFirstRest * (1 << std::min(watched.failures, 6u));
-    watched.notBefore = ++watched.failures < kSilentAfter
-                            ? Clock::time_point()
-                            : Clock::now() + std::min<Clock::duration>(rest, kLongestRest);
+    bool const mayRest = ++watched.failures >= kSilentAfter;
+    watched.notBefore = watched.part->isHealth ? Clock::now() + healthInterval
+                        : mayRest              ? Clock::now() + std::min<Clock::duration>(rest, kLongestRest)
+                                               : Clock::time_point();
 }
 
 void Poller::State::readLane(std::shared_ptr<Lane> const& lane,
@@ -139,7 +149,7 @@ void Poller::State::serve()
         if (lane->isLate) // who was late once is asked again after as long a rest
             lane->restsUntil =
                 Clock::now() + std::min<Clock::duration>(Clock::now() - lane->since, kLongestRest);
-        lane->isLate = Clock::now() - lane->since >= kDeadline;
+        lane->isLate = Clock::now() - lane->since >= lane->deadline;
         lane->isSlow = lane->isSlow && Clock::now() - lane->since >= kFast;
         lane->isBusy = lane->hasThread = false;
         lane->current = nullptr;
@@ -155,7 +165,7 @@ void Poller::State::enqueue(std::shared_ptr<Lane> const& lane, Clock::time_point
     waiting.push_back(lane);
 }
 
-constexpr char kOwn = '\n'; // between the name of a lane and the guid of the part that has one of its own
+constexpr char kOwn = '\n'; // between the name of a lane and the id of the part that has one of its own
 
 std::size_t Poller::State::separatedFrom(std::string const& name) const
 {
@@ -184,12 +194,13 @@ void Poller::State::separate()
         if (own == stuck->parts.end()) // it is not watched any more
             continue;
         auto const others = std::make_shared<Lane>();
+        others->deadline = stuck->deadline;
         std::rotate(stuck->parts.begin(), own, own + 1);
         others->parts.assign(stuck->parts.begin() + 1, stuck->parts.end());
         stuck->parts.resize(1);
         for (auto const& watched : others->parts)
             watched->lane = others;
-        lanes[name + kOwn + stuck->parts.front()->part->guid] = stuck;
+        lanes[name + kOwn + stuck->parts.front()->part->id()] = stuck;
         lanes[name] = others;
         stuck->isSlow = true;
         enqueue(others, now);
@@ -212,6 +223,12 @@ Poller::~Poller()
     m_state->work.notify_all();
 }
 
+void Poller::setHealthInterval(std::chrono::milliseconds interval)
+{
+    std::lock_guard const guard(m_state->lock);
+    m_state->healthInterval = interval;
+}
+
 MachineFiles const& Poller::files() const { return m_state->files; }
 
 void Poller::setParts(std::vector<std::shared_ptr<Part const>> parts)
@@ -222,7 +239,7 @@ void Poller::setParts(std::vector<std::shared_ptr<Part const>> parts)
     for (auto& [name, lane] : m_state->lanes)
         lane->parts.clear();
     for (auto& part : parts) {
-        auto const known = before.find(part->guid);
+        auto const known = before.find(part->id());
         auto watched = known != before.end() ? known->second : std::make_shared<Watched>();
         if (known != before.end() && !(*watched->part == *part)) { // a thread may be reading the old one
             auto const old = std::exchange(watched, std::make_shared<Watched>());
@@ -241,8 +258,9 @@ void Poller::setParts(std::vector<std::shared_ptr<Part const>> parts)
             lane = named ? named : named = std::make_shared<Lane>();
             watched->lane = lane;
         }
+        lane->deadline = part->isHealth ? kHealthDeadline : kDeadline;
         lane->parts.push_back(watched);
-        m_state->parts[part->guid] = std::move(watched);
+        m_state->parts[part->id()] = std::move(watched);
     }
     std::erase_if(m_state->lanes,
                   [](auto const& one) { return one.second->parts.empty() && !one.second->isBusy; });
@@ -267,10 +285,12 @@ void Poller::read(std::chrono::milliseconds patience)
     ++m_state->pass;
     for (auto& [name, lane] : m_state->lanes) {
         if (lane->isBusy) {
-            lane->isLate = lane->isLate || (lane->hasThread && begin - lane->since >= kDeadline);
+            lane->isLate = lane->isLate || (lane->hasThread && begin - lane->since >= lane->deadline);
             continue;
         }
-        if (begin < lane->restsUntil || lane->parts.empty())
+        bool const restsAll = std::all_of(lane->parts.begin(), lane->parts.end(),
+                                          [begin](auto const& one) { return begin < one->notBefore; });
+        if (begin < lane->restsUntil || restsAll)
             continue;
         m_state->enqueue(lane, begin);
     }
@@ -288,15 +308,15 @@ void Poller::read(std::chrono::milliseconds patience)
         lane->isSlow = lane->isSlow || lane->isBusy;
 }
 
-std::optional<Poller::Last> Poller::take(std::string const& guid)
+std::optional<Poller::Last> Poller::take(std::string const& id)
 {
     std::lock_guard const guard(m_state->lock);
-    auto const found = m_state->parts.find(guid);
+    auto const found = m_state->parts.find(id);
     if (found == m_state->parts.end())
         return std::nullopt;
     Watched& watched = *found->second;
     auto const lane = watched.lane.lock();
-    bool const isOver = lane && lane->isBusy && Clock::now() - lane->since >= kDeadline;
+    bool const isOver = lane && lane->isBusy && Clock::now() - lane->since >= lane->deadline;
     bool const isUnasked = isOver && !lane->hasThread; // which is not its fault
     bool const isLate = lane && !isUnasked && (lane->isLate || isOver);
     std::string const path = "/" + watched.part->path;
@@ -305,7 +325,7 @@ std::optional<Poller::Last> Poller::take(std::string const& guid)
               isLate || isUnasked || watched.failures >= kSilentAfter,
               isLate && lane->current == &watched,
               watched.hasAnswered,
-              isLate ? path + ": no answer within 2 s"
+              isLate ? path + ": no answer within " + secondsOf(lane->deadline) + " s"
               : isUnasked
                   ? path + ": not asked, since " + std::to_string(kMostThreads) + " others do not answer"
                   : watched.failure};
@@ -314,10 +334,10 @@ std::optional<Poller::Last> Poller::take(std::string const& guid)
     return last;
 }
 
-bool Poller::wasTaken(std::string const& guid) const
+bool Poller::wasTaken(std::string const& id) const
 {
     std::lock_guard const guard(m_state->lock);
-    auto const found = m_state->parts.find(guid);
+    auto const found = m_state->parts.find(id);
     return found == m_state->parts.end() || found->second->taken == m_state->pass;
 }
 

@@ -26,7 +26,8 @@ public:
         32; ///< so many lanes may block at once before others wait for them
     static constexpr std::size_t kMostOfLane = 3;       ///< so many parts of one lane may hold a thread each
     static constexpr std::chrono::seconds kDeadline{2}; ///< later than this an answer counts as none
-    static constexpr std::chrono::seconds kLongestRest{300}; ///< of a part that answers with errors
+    static constexpr std::chrono::seconds kHealthDeadline{70}; ///< of a drive that is asked for its health
+    static constexpr std::chrono::seconds kLongestRest{300};   ///< of a part that answers with errors
 
     /// Throws std::system_error when the folder cannot be opened.
     explicit Poller(std::string const& root);
@@ -36,6 +37,8 @@ public:
 
     MachineFiles const& files() const;
 
+    /// How often drives are asked for their health; ten minutes at first.
+    void setHealthInterval(std::chrono::milliseconds interval);
     /// From now on these. One that was there already keeps its counters, and its lane.
     void setParts(std::vector<std::shared_ptr<Part const>> parts);
     /// Begins to read every lane that is not being read still, and waits until all that have answered so far did so again, at most
@@ -55,9 +58,9 @@ public:
         std::string failure;      ///< why it is silent
     };
     /// Whether nobody has read anything since the part was taken last: who wants news reads first. True for what is not watched.
-    bool wasTaken(std::string const& guid) const;
+    bool wasTaken(std::string const& id) const;
     /// What the part said last; nothing for one that is not watched.
-    std::optional<Last> take(std::string const& guid);
+    std::optional<Last> take(std::string const& id);
 
 private:
     struct State;

@@ -44,9 +44,18 @@ inline constexpr ReadingRow kReadings[] = {
 
 inline constexpr ReadingRow const& rowOf(ReadingId id) { return kReadings[static_cast<unsigned>(id)]; }
 
+/// How far a reading may go, as the hardware states it.
+struct Limit
+{
+    std::string key; ///< of a property: "MaximumTemperature"
+    double value;    ///< in base units
+    bool operator==(Limit const&) const = default;
+};
+
 struct Readings
 {
     std::vector<std::pair<ReadingId, double>> values; ///< in the order in which they are shown
+    std::vector<Limit> limits;                        ///< that came with them
     std::string failure; ///< why the first file that was to be read had nothing to say; empty: all did
 
     void add(ReadingId id, std::optional<double> value)

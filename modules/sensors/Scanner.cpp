@@ -2,6 +2,7 @@
 
 #include <sensors/BackgroundThread.h>
 #include <sensors/DeviceEvents.h>
+#include <sensors/DriveHealth.h>
 #include <sensors/ObservedRoot.h>
 
 #include <zel/enumerator/Enumerator.h>
@@ -42,7 +43,7 @@ struct Scanner::State
 
     State(std::string const& root, std::chrono::milliseconds longest, int socket)
         : files(root), deadline(longest),
-          events(socket >= 0 ? DeviceEvents(socket) : DeviceEvents(root == "/"))
+          events(socket >= 0 ? DeviceEvents(socket) : DeviceEvents(files.isLive()))
     {}
 
     MachineFiles const files;
@@ -66,8 +67,9 @@ struct Scanner::State
         auto next = std::make_shared<Found>();
         zel::Enumerator::instance().findDevices(watchedCapabilities(), next->devices);
         for (std::size_t i = 0; i < next->devices.deviceCount(); ++i)
-            if (auto part = partOf(*next->devices.deviceAtIndex(i), files))
-                next->parts.push_back(std::move(part));
+            for (auto const& make : {&partOf, &healthPartOf})
+                if (auto part = make(*next->devices.deviceAtIndex(i), files))
+                    next->parts.push_back(std::move(part));
         std::lock_guard const guard(lock);
         found = std::move(next);
         done.notify_all();

@@ -57,7 +57,8 @@ struct Watch::Device
 {
     std::unique_ptr<zel::DeviceImp> record;
     std::unique_ptr<SysInfoDevice> handle;
-    std::shared_ptr<Part const> part;
+    std::shared_ptr<Part const> part, health; ///< either may be null
+    std::string name;
     std::vector<Judge> judges; ///< by rule
     std::map<std::string, Alert*> alerts;
     std::set<std::string> raised; ///< keys
@@ -86,6 +87,7 @@ void Watch::enumerate()
     std::string const root = m_declarations.m_root->value().toString().getUTF8Buffer();
     m_poller = std::make_unique<Poller>(root);
     m_scanner = std::make_unique<Scanner>(root, millisecondsOf(*m_declarations.m_scanInterval));
+    m_poller->setHealthInterval(millisecondsOf(*m_declarations.m_health));
     m_isAsked = state().indicatorRunCount() > 0;
     if (auto const found = m_scanner->take(kFirstScan))
         update(*found);
@@ -106,19 +108,25 @@ void Watch::follow()
 void Watch::update(Scanner::Found const& found)
 {
     std::set<std::string> there;
+    bool const isHealthAsked = millisecondsOf(*m_declarations.m_health).count() > 0;
+    std::vector<std::shared_ptr<Part const>> parts;
     for (auto const& part : found.parts) {
+        if (part->isHealth && !isHealthAsked)
+            continue;
+        parts.push_back(part);
         zel::DeviceImp const& theirs = *found.devices.device(zel::String(part->guid));
         there.insert(part->guid);
         if (auto const known = m_devices.find(part->guid); known != m_devices.end())
             renewLimits(theirs);
         else
             add(theirs);
-        m_devices.at(part->guid)->part = part;
+        Device& device = *m_devices.at(part->guid);
+        (part->isHealth ? device.health : device.part) = part;
     }
     for (auto& [guid, device] : m_devices)
         if (device->isThere && there.count(guid) == 0)
             remove(*device);
-    m_poller->setParts(found.parts);
+    m_poller->setParts(std::move(parts));
     if (std::exchange(m_hasLooked, true))
         return;
     for (std::size_t i = 0; i < state().deviceCount(); ++i)
@@ -131,6 +139,7 @@ void Watch::add(zel::DeviceImp const& theirs)
 {
     auto& device = m_devices[theirs.guid().toUtf8()];
     device = std::make_unique<Device>();
+    device->name = theirs.name().toUtf8();
     device->judges.resize(rules().size());
     device->isThere = true;
     device->record = zel::DeviceImp::restored({theirs.guid(), theirs.name(), theirs.description(),
@@ -231,22 +240,28 @@ IndicatorReturnData Watch::read(DiagDevice const& diagDevice)
     auto const found = m_devices.find(guid);
     if (found == m_devices.end() || !found->second->isThere)
         return data;
-    if (m_poller->wasTaken(guid))
-        m_poller->read(kPatience);
-    auto const last = m_poller->take(guid);
-    if (!last)
-        return data;
     Device& device = *found->second;
-    judgeSilence(device, *last);
-    if (!last->isNew)
-        return data;
-    for (auto const& [id, value] : last->readings.values)
-        data.setProperty(m_declarations.reading(id, value));
-    judge(device, last->readings);
+    if (m_poller->wasTaken(device.part ? device.part->id() : device.health->id()))
+        m_poller->read(kPatience);
+    std::optional<Poller::Last> silent;
+    for (auto const& part : {device.part, device.health}) {
+        auto const last = part ? m_poller->take(part->id()) : std::nullopt;
+        if (!last)
+            continue;
+        if (last->isSilent && !silent)
+            silent = last;
+        // What was asked seldom is told again: who is not told of it any more takes it for lost.
+        if (last->isNew || (part->isHealth && !last->isSilent))
+            for (auto const& [id, value] : last->readings.values)
+                data.setProperty(m_declarations.reading(id, value));
+        if (last->isNew)
+            judge(device, *part, last->readings);
+    }
+    judgeSilence(device, silent.value_or(Poller::Last()));
     return data;
 }
 
-void Watch::judge(Device& device, Readings const& readings)
+void Watch::judge(Device& device, Part const& part, Readings const& readings)
 {
     auto const quiet = millisecondsOf(*m_declarations.m_quiet);
     auto const now = Judge::Clock::now();
@@ -256,7 +271,7 @@ void Watch::judge(Device& device, Readings const& readings)
         if (!reading)
             continue;
         Judge& judge = device.judges[i];
-        auto const limit = limitOf(rule, *device.part);
+        auto const limit = limitOf(rule, part, readings);
         auto const verdict = judge.look(rule, *reading, limit, now, quiet);
         if (verdict == Judge::Verdict::Cleared)
             device.clear(rule.alert);
@@ -286,8 +301,11 @@ void Watch::judgeSilence(Device& device, Poller::Last const& last)
     }
 }
 
-std::optional<double> Watch::limitOf(Rule const& rule, Part const& part) const
+std::optional<double> Watch::limitOf(Rule const& rule, Part const& part, Readings const& readings) const
 {
+    for (Limit const& one : readings.limits)
+        if (one.key == rule.property)
+            return one.value;
     if (auto const limit = *rule.property ? part.limit(rule.property) : std::nullopt) {
         // 0 is what drivers say of a highest temperature, current or power that nobody set
         bool const isUnset = rule.side == Side::Above && *limit <= 0 && rule.reading != ReadingId::Voltage;
@@ -307,8 +325,8 @@ Alert& Watch::alertOf(Device& device, char const* key, char const* type)
         alert = spare.back();
         spare.pop_back();
         alert->setDeviceAssociation(device.handle.get())
-            ->setTitleVariable("Device", Value(device.part->name))
-            ->setMessageVariable("Device", Value(device.part->name));
+            ->setTitleVariable("Device", Value(device.name))
+            ->setMessageVariable("Device", Value(device.name));
     }
     return *alert->setTimeTriggered(0);
 }

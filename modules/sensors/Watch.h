@@ -49,9 +49,9 @@ private:
     void remove(Device& device);
     bool forget(Device& device);
     void judgeLooking();
-    void judge(Device& device, Readings const& readings);
+    void judge(Device& device, Part const& part, Readings const& readings);
     void judgeSilence(Device& device, Poller::Last const& last);
-    std::optional<double> limitOf(Rule const& rule, Part const& part) const;
+    std::optional<double> limitOf(Rule const& rule, Part const& part, Readings const& readings) const;
     Alert& alertOf(Device& device, char const* key, char const* type);
 
     Declarations const& m_declarations;

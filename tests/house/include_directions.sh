@@ -97,7 +97,7 @@ for module in modules/*/; do
   [[ $module == modules/inventory/ || $module == modules/sensors/ ]] || allow "$module" 'krel5/|common/|memory/|cpu/|storage/|nlohmann/'
 done
 allow modules/inventory 'krel5/|inventory/|zel/enumerator/(Enumerator|records/Properties)\.h|zel/model/|zel/foundation/String\.h'
-allow modules/sensors 'krel5/|sensors/|zel/enumerator/(Enumerator|records/Properties|root/(Root|Text))\.h|zel/model/|zel/foundation/(Logger|String)\.h'
+allow modules/sensors 'krel5/|sensors/|common/|zel/enumerator/(Enumerator|records/Properties|root/(Root|Text))\.h|zel/model/|zel/foundation/(Logger|String)\.h'
 allow examples 'krel5/'
 allow tools 'zel/|listing/|engine/|CLI/|nlohmann/'
 allow tools/listing 'zel/|listing/|CLI/|nlohmann/'

@@ -13,7 +13,7 @@
 namespace krel5::modules::sensors {
 
 MachineFiles::MachineFiles(std::string const& root)
-    : m_root(::open(root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC))
+    : m_root(::open(root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)), m_isLive(root == "/")
 {
     if (m_root < 0)
         throw std::system_error(errno, std::generic_category(), root);
@@ -21,18 +21,26 @@ MachineFiles::MachineFiles(std::string const& root)
 
 MachineFiles::~MachineFiles() { close(m_root); }
 
-int MachineFiles::open(std::string const& path) const
+int MachineFiles::open(std::string const& path, int flags) const
 {
     open_how how{};
-    how.flags = O_RDONLY | O_CLOEXEC | O_NOCTTY;
+    how.flags = static_cast<unsigned>(flags) | O_CLOEXEC;
     how.resolve = RESOLVE_IN_ROOT; // a link of a copied machine does not lead to this one
     return static_cast<int>(syscall(SYS_openat2, m_root, path.c_str(), &how, sizeof how));
+}
+
+bool MachineFiles::isFolder(std::string const& path) const
+{
+    int const folder = open(path, O_PATH | O_DIRECTORY);
+    if (folder >= 0)
+        close(folder);
+    return folder >= 0;
 }
 
 MachineFiles::Answer MachineFiles::read(std::string const& path, std::size_t limit) const
 {
     constexpr std::size_t kPiece = 4096;
-    int const file = open(path);
+    int const file = open(path, O_RDONLY | O_NOCTTY);
     if (file < 0)
         return {{}, errno};
     Answer answer;

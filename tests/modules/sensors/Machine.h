@@ -32,7 +32,7 @@ public:
         std::map<std::string, double> all;
         m_poller.read(2s);
         for (auto const& part : m_parts)
-            if (auto const last = m_poller.take(part->guid); last && last->isNew)
+            if (auto const last = m_poller.take(part->id()); last && last->isNew)
                 for (auto const& [id, value] : last->readings.values)
                     all[part->path + " " + rowOf(id).key] = value;
         return all;

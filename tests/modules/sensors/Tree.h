@@ -34,6 +34,14 @@ public:
         std::ofstream(m_folder / file) << content;
     }
     void remove(std::string const& file) const { std::filesystem::remove_all(m_folder / file); }
+    /// `file` leads to what stands at `target`, both relative to the root, by a link as the kernel makes them.
+    void link(std::string const& file, std::string const& target) const
+    {
+        std::filesystem::create_directories((m_folder / file).parent_path());
+        std::filesystem::create_symlink(
+            std::filesystem::path(target).lexically_relative(std::filesystem::path(file).parent_path()),
+            m_folder / file);
+    }
     void fifo(std::string const& file) const
     {
         remove(file);

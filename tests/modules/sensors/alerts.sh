@@ -23,6 +23,17 @@ done
 mkdir -p machine/sys/class/net machine/sys/bus/pci/devices
 ln -s ../../"${card#sys/}" machine/sys/class/net/eth0 # as the kernel has them
 ln -s ../../../devices/pci0000:00/0000:00:19.0 machine/sys/bus/pci/devices/0000:00:19.0
+drive=sys/devices/pci0000:00/0000:00:1f.2/ata1/host0/target0:0:0/0:0:0:0/block/sda
+write "$drive/size" 1000000
+write "${drive%/block*}/model" Drive
+write proc/diskstats "   8       0 sda 1 0 8 0 1 0 8 0 0 0 0 0 0 0 0 0 0"
+mkdir -p machine/sys/block
+ln -s ../"${drive#sys/}" machine/sys/block/sda
+ln -s ../../../0:0:0:0 "machine/$drive/device"
+# report PASSED WEAR SPARE ERRORS: what the drive says of itself
+report() { write smartctl/sda.json "{\"smart_status\":{\"passed\":$1},\"nvme_smart_health_information_log\":{\"critical_warning\":0,
+\"percentage_used\":$2,\"available_spare\":$3,\"available_spare_threshold\":10,\"media_errors\":$4}}"; }
+report true 3 100 0
 usage() { write proc/meminfo "MemTotal: 1000000 kB
 MemFree: 1000 kB
 MemAvailable: $1 kB
@@ -33,6 +44,7 @@ cat >sensors.w4i <<END
 Parameter.Root.value=$folder/machine
 Parameter.UpdateIntervalInSeconds.value=0.1
 Parameter.ScanIntervalInSeconds.value=0.3
+Parameter.HealthIntervalInSeconds.value=0.01
 Parameter.ErrorsQuietInSeconds.value=0.05
 Indicator.readings.Enable.value=true
 Indicator.devices.Enable.value=true
@@ -74,6 +86,17 @@ await '^  MemoryUse: 98'
 await '^  Title: .*[Mm]emory'
 usage 500000
 await 'Removing Alert: MemoryShort$'
+
+report true 90 100 0
+await '^  Message: .* has used 90'
+report true 3 9 0
+await '^  Message: .* has 9% of its spare space left; its maker warns below 10'
+report true 3 100 5
+await '^  Message: .* 5 times'
+report false 3 100 5
+await '^  Title: .* is failing$'
+report true 3 100 5
+await 'Removing Alert: DriveFailing$'
 
 write $card/statistics/rx_errors 20 # a device goes while an alert of it stands: both are gone
 await '^  Message: .* 10 packets'
