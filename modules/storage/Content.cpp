@@ -1,5 +1,5 @@
 #include <storage/Content.h>
-#include <storage/SplitMix.h>
+#include <common/SplitMix.h>
 
 #include <cstring>
 

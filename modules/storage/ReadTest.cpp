@@ -2,7 +2,7 @@
 #include <storage/DriveError.h>
 #include <storage/Events.h>
 #include <storage/ReadTest.h>
-#include <storage/SplitMix.h>
+#include <common/SplitMix.h>
 #include <storage/Texts.h>
 
 #include <common/ErrorText.h>

@@ -6,6 +6,8 @@
 #include <cpu/Texts.h>
 #include <memory/Events.h>
 #include <memory/Texts.h>
+#include <network/Events.h>
+#include <network/Texts.h>
 #include <storage/Events.h>
 #include <storage/Texts.h>
 
@@ -30,7 +32,7 @@ TEST(ModuleTables, AreThoseOfEveryModule)
     for (auto const& folder : std::filesystem::directory_iterator(MODULES_FOLDER))
         if (std::filesystem::exists(folder.path() / "main.cpp"))
             there.insert(folder.path().filename());
-    EXPECT_EQ(there, (std::set<std::string>{"cpu", "inventory", "memory", "sensors", "storage"}))
+    EXPECT_EQ(there, (std::set<std::string>{"cpu", "inventory", "memory", "network", "sensors", "storage"}))
         << "inventory and sensors have none";
 }
 

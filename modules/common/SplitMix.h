@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-namespace krel5::modules::storage {
+namespace krel5::modules {
 
 /// splitmix64: Steele, Lea, Flood, "Fast splittable pseudorandom number generators", 2014.
 inline std::uint64_t splitMix(std::uint64_t& state) noexcept
@@ -13,4 +13,4 @@ inline std::uint64_t splitMix(std::uint64_t& state) noexcept
     return z ^ (z >> 31);
 }
 
-} // namespace krel5::modules::storage
+} // namespace krel5::modules

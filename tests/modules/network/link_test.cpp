@@ -1,0 +1,236 @@
+// What is made of a link that comes late, never, or not as it should, and of the driver's own test. What changes while it is
+// watched is tried with the module itself (module.sh).
+#include <modules/RecordingHost.h>
+
+#include <network/Events.h>
+#include <network/LinkTest.h>
+#include <network/SelfTest.h>
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <fstream>
+#include <thread>
+
+#include <foundation/TemporaryFolder.h>
+
+namespace krel5::modules::network {
+namespace {
+
+using test::RecordingHost;
+using test::valueOf;
+
+/// An interface whose clock goes on only while it is waited for.
+struct PaperInterface
+{
+    LinkState state;
+    Abilities abilities;
+    double time = 0;
+    double linkComesAt = 0;
+
+    PaperInterface()
+    {
+        state.isUp = true;
+        state.megabits = 1000;
+        state.duplex = Duplex::Full;
+    }
+    InterfaceAccess access()
+    {
+        return {[this] {
+                    state.hasCarrier = time >= linkComesAt;
+                    ++state.frames;
+                    return state;
+                },
+                [this] { return abilities; },
+                [this](std::chrono::milliseconds one) { time += 1e-3 * static_cast<double>(one.count()); },
+                [this] { return time; }};
+    }
+};
+
+std::string keysOf(std::vector<Report> const& reports)
+{
+    std::string keys;
+    for (Report const& one : reports)
+        keys += std::string(one.m_eventKey.text()) + " ";
+    return keys;
+}
+
+struct WarningHost : RecordingHost
+{
+    void warning(Report const& report) override { warnings.push_back(report); }
+    std::vector<Report> warnings;
+};
+
+TEST(LinkTest, aLinkThatComesLateIsWaitedFor)
+{
+    PaperInterface interface;
+    interface.linkComesAt = 8;
+    WarningHost host;
+    EXPECT_EQ(Outcome::Pass, runLinkTest(host, "eth0", {}, interface.access()));
+    EXPECT_NEAR(18, interface.time, 0.5) << "8 until it came, 10 to watch";
+    EXPECT_NEAR(90, host.m_progress.at(host.m_progress.size() * 9 / 10), 2);
+
+    interface = PaperInterface();
+    interface.linkComesAt = 1000;
+    WarningHost without;
+    EXPECT_EQ(Outcome::CannotRun, runLinkTest(without, "eth0", {}, interface.access()));
+    EXPECT_NEAR(10, interface.time, 0.5);
+    EXPECT_EQ("NetworkNoLink ", keysOf(without.m_problems));
+
+    interface.time = 0;
+    WarningHost required;
+    LinkSettings settings;
+    settings.isRequired = true;
+    EXPECT_EQ(Outcome::Fail, runLinkTest(required, "eth0", settings, interface.access()));
+    EXPECT_EQ(1u, required.m_faults.size());
+}
+
+TEST(LinkTest, aLinkIsJudgedByWhatBothEndsCan)
+{
+    struct
+    {
+        char const* what;
+        std::uint64_t megabits, common;
+        Duplex duplex;
+        bool mayBeHalf;
+        char const* fault; // or none
+    } const cases[] = {
+        {"as offered", 1000, 1000, Duplex::Full, false, ""},
+        {"a broken pair", 100, 1000, Duplex::Full, false, "NetworkSlow"},
+        {"the other end's offer is not known", 100, 0, Duplex::Full, false, ""},
+        {"more than offered, as with a fixed mode", 10000, 1000, Duplex::Full, false, ""},
+        {"one end set by hand", 100, 0, Duplex::Half, false, "NetworkHalfDuplex"},
+        {"a hub", 100, 0, Duplex::Half, true, ""},
+        {"an old hub", 10, 0, Duplex::Half, false, ""},
+        {"a driver that does not say", 0, 1000, Duplex::Unknown, false, ""},
+    };
+    for (auto const& one : cases) {
+        PaperInterface interface;
+        interface.state.megabits.reset();
+        if (one.megabits > 0)
+            interface.state.megabits = one.megabits;
+        if (one.common > 0)
+            interface.abilities.common = one.common;
+        interface.state.duplex = one.duplex;
+        LinkSettings settings;
+        settings.mayBeHalfDuplex = one.mayBeHalf;
+        WarningHost host;
+        Outcome const outcome = runLinkTest(host, "eth0", settings, interface.access());
+        EXPECT_EQ(*one.fault ? Outcome::Fail : Outcome::Pass, outcome) << one.what;
+        EXPECT_EQ(*one.fault ? 1u : 0u, host.m_faults.size()) << one.what;
+        if (!host.m_faults.empty()) {
+            EXPECT_STREQ(one.fault, host.m_faults[0].m_eventKey.text()) << one.what;
+        }
+    }
+}
+
+TEST(LinkTest, aStopEndsItAndWhatWasFoundCounts)
+{
+    for (double const comes : {1000.0, 0.0})
+        for (bool const isSlow : {false, true}) {
+            PaperInterface interface;
+            interface.linkComesAt = comes;
+            if (isSlow)
+                interface.abilities.common = 2500;
+            WarningHost host;
+            host.m_pollsBeforeStop = 20;
+            Outcome const outcome = runLinkTest(host, "eth0", {}, interface.access());
+            EXPECT_EQ(isSlow && comes == 0 ? Outcome::Fail : Outcome::Stopped, outcome);
+            EXPECT_LT(interface.time, 0.7) << "20 looks, each 20 ms later than the one before";
+        }
+}
+
+TEST(LinkTest, errorsOfTheLineBeforeTheTestAreAWarningAndSilenceIsTold)
+{
+    PaperInterface interface;
+    for (std::size_t i = 0; i < kCounterCount; ++i)
+        interface.state.counts[i] = 7;
+    WarningHost host;
+    EXPECT_EQ(Outcome::Pass, runLinkTest(host, "eth0", {}, interface.access()));
+    std::size_t line = 0;
+    for (CounterName const& one : kCounters)
+        line += one.kind == CounterKind::Line;
+    EXPECT_EQ(line, host.warnings.size()) << keysOf(host.warnings);
+
+    InterfaceAccess access = interface.access();
+    LinkState still = interface.state;
+    still.counts = {};
+    access.read = [still] { return still; };
+    WarningHost silent;
+    EXPECT_EQ(Outcome::Pass, runLinkTest(silent, "eth0", {}, access));
+    EXPECT_EQ("NetworkNoTraffic ", keysOf(silent.warnings));
+}
+
+TEST(LinkTest, filesThatAreHostileAreNoLink)
+{
+    ::test::TemporaryFolder const root;
+    std::string const folder = root.path("sys/class/net/eth0/");
+    std::filesystem::create_directories(folder + "statistics");
+    auto const read = [&] { return interfaceAccess("eth0", root.path()).read(); };
+    EXPECT_EQ(ENODEV, read().error);
+    auto const write = [&](char const* name, std::string const& text) {
+        std::ofstream(folder + name) << text;
+    };
+    write("flags", "up and running");
+    EXPECT_EQ(EIO, read().error);
+    write("flags", "0x1003\n");
+    write("carrier", "1\n");
+    for (char const* const speed : {"-1\n", "0", "", "99999999999999999999", "1000 x", "4294967295"}) {
+        write("speed", speed);
+        EXPECT_FALSE(read().megabits) << speed;
+    }
+    write("duplex", std::string(100'000, 'f'));
+    write("statistics/rx_errors", "18446744073709551615\n");
+    LinkState const state = read();
+    EXPECT_TRUE(state.isUp && state.hasCarrier);
+    EXPECT_EQ(Duplex::Unknown, state.duplex);
+    EXPECT_EQ(~std::uint64_t(0), state.counts[kCounterCount - 2]);
+    for (char const* const name : {"", ".", "..", "../eth0", "a/b", "a b", "sixteen_letters_", "a:0"})
+        EXPECT_EQ(ENODEV, interfaceAccess(name, root.path()).read().error) << name;
+}
+
+TEST(SelfTest, saysWhatTheDriverSays)
+{
+    using Part = SelfTestAnswer::Part;
+    struct
+    {
+        SelfTestAnswer answer;
+        Outcome outcome;
+        char const* said;
+    } const cases[] = {
+        {{0, false, {{"Register test", 0}, {"Link test", 0}}}, Outcome::Pass, ""},
+        {{0, true, {{"Register test", 0}, {"Link test", 1}}}, Outcome::Fail, "NetworkSelfTestPart"},
+        {{0, false, {{"Register test", 3}, {"Link test", 0}}}, Outcome::Fail, "NetworkSelfTestPart"},
+        {{0, true, {{"Register test", 0}}}, Outcome::Fail, "NetworkSelfTestFailed"},
+        {{EOPNOTSUPP, false, std::vector<Part>()}, Outcome::NotSupported, "NetworkSelfTestNone"},
+        {{EPERM, false, std::vector<Part>()}, Outcome::InsufficientPrivilege, "NetworkSelfTestRefused"},
+        {{ENODEV, false, std::vector<Part>()}, Outcome::NoDevice, "NetworkGone"},
+        {{EIO, false, std::vector<Part>()}, Outcome::CannotRun, "NetworkSelfTestRefused"},
+    };
+    for (auto const& one : cases) {
+        RecordingHost host;
+        EXPECT_EQ(one.outcome, runSelfTest(host, "eth0", false, [&](bool) { return one.answer; }));
+        std::string said;
+        for (Report const& fault : host.m_faults)
+            said += fault.m_eventKey.text();
+        EXPECT_EQ(one.said, said + (host.m_problems.empty() ? "" : host.m_problems[0].m_eventKey.text()));
+    }
+}
+
+TEST(SelfTest, aStopDoesNotWaitForTheDriver)
+{
+    auto const done = std::make_shared<std::atomic<bool>>(false);
+    RecordingHost host;
+    host.m_pollsBeforeStop = 2;
+    auto const begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(Outcome::Stopped, runSelfTest(host, "eth0", true, [done](bool) {
+                  while (!*done)
+                      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+                  return SelfTestAnswer();
+              }));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(1000));
+    *done = true;
+}
+
+} // namespace
+} // namespace krel5::modules::network
