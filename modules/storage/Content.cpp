@@ -1,5 +1,5 @@
-#include <storage/Content.h>
 #include <common/SplitMix.h>
+#include <storage/Content.h>
 
 #include <cstring>
 

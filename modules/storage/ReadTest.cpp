@@ -1,8 +1,8 @@
+#include <common/SplitMix.h>
 #include <storage/BlockReader.h>
 #include <storage/DriveError.h>
 #include <storage/Events.h>
 #include <storage/ReadTest.h>
-#include <common/SplitMix.h>
 #include <storage/Texts.h>
 
 #include <common/ErrorText.h>

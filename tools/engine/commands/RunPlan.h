@@ -16,7 +16,6 @@ class StateManager;
 
 namespace engine {
 
-
 struct RunOptions
 {
     std::vector<std::string> allowedHosts{}; ///< from which modules may have something fetched
