@@ -41,4 +41,5 @@ grep -q '"event":"deviceRemoved".*hwmon1/temp1' lines || fault "the device that 
 read_at() { grep -q "\"event\":\"readings\".*$1/temp1.*\"number\":$2" lines; }
 read_at hwmon2 42 || fault "the device that came is not read"
 read_at hwmon0 40 || fault "the device that was there is not read"
+! grep -q '"readings":\[\]' lines || fault "a device with nothing to say has a line"
 exit $failed

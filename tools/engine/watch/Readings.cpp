@@ -93,10 +93,12 @@ void Readings::takeReadings(WatchNews const& news)
                                   [&one](WatchedReading const& reading) { return reading.key == one.key; });
         if (known == readings.end()) {
             if (m_count >= kMostReadings) {
-                ++m_leftOut;
+                if (m_leftOut.size() < kMostReadings)
+                    m_leftOut.insert(beginningOf(news) + one.key);
                 continue;
             }
             ++m_count;
+            m_leftOut.erase(beginningOf(news) + one.key);
             known = readings.insert(known, WatchedReading{});
             known->key = one.key;
         }
@@ -117,6 +119,9 @@ void Readings::forget(WatchNews const& news)
     auto const place = m_index.find({news.module, news.device.guid});
     if (place == m_index.end())
         return;
+    std::string const name = beginningOf(news);
+    for (auto left = m_leftOut.lower_bound(name); left != m_leftOut.end() && left->starts_with(name);)
+        left = m_leftOut.erase(left);
     std::size_t const index = place->second;
     m_count -= m_devices[index].readings.size();
     m_devices.erase(m_devices.begin() + static_cast<std::ptrdiff_t>(index));
@@ -138,7 +143,7 @@ bool isCurrent(Readings::Snapshot const& all, DeviceReadings const& device, Watc
 Readings::Snapshot Readings::snapshot() const
 {
     std::lock_guard<std::mutex> const guard(m_mutex);
-    Snapshot all{m_devices, m_alerts, m_modules, m_leftOut};
+    Snapshot all{m_devices, m_alerts, m_modules, m_leftOut.size()};
     std::stable_sort(all.devices.begin(), all.devices.end(),
                      [](auto const& one, auto const& other) { return one.module < other.module; });
     return all;

@@ -8,6 +8,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -65,7 +66,7 @@ public:
         std::vector<DeviceReadings> devices; ///< by module, and in the order in which they came
         std::vector<std::pair<std::string, WatchedAlert>> alerts; ///< module and alert; the oldest first
         std::map<std::string, ModuleState> modules;
-        std::size_t leftOut = 0; ///< readings beyond the bound
+        std::size_t leftOut = 0; ///< readings beyond the bound; as many at most as that
     };
 
     void take(WatchNews const& news) override;
@@ -80,7 +81,8 @@ private:
     std::map<std::pair<std::string, std::string>, std::size_t> m_index; // module and guid of the device
     std::vector<std::pair<std::string, WatchedAlert>> m_alerts;
     std::map<std::string, ModuleState> m_modules;
-    std::size_t m_count = 0, m_leftOut = 0;
+    std::size_t m_count = 0;
+    std::set<std::string> m_leftOut; // beginningOf() and the key
 };
 
 /// Whether the reading still says how things are: its module is there and speaks, and it came within three intervals and 15 s.

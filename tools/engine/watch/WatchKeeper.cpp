@@ -20,10 +20,11 @@ void WatchKeeper::take(WatchNews const& news)
         return keepNote(news, "moduleSilent");
     case Kind::ModuleHeard:
         return keepNote(news, "moduleHeard");
+    case Kind::DeviceRemoved: // there is room for what comes in its place
+        return forget(news);
     case Kind::ModuleBegan:
     case Kind::ModuleEnded:
     case Kind::DeviceAdded:
-    case Kind::DeviceRemoved:
     case Kind::PropertyAdded:
     case Kind::PropertyRemoved:
         return;
@@ -36,7 +37,7 @@ void WatchKeeper::keepReadings(WatchNews const& news)
     WatchReadings record{
         news.time, news.module, {device.guid, device.name, "", device.type, device.place}, {}};
     for (Reading const& one : news.readings) {
-        std::string const name = news.module + '\n' + device.guid + '\n' + one.key;
+        std::string const name = beginningOf(news) + one.key;
         std::string text = one.value.toString().toUtf8();
         auto const known = m_last.find(name);
         if (known != m_last.end() && known->second.text == text && news.time - known->second.kept < kAgain)
@@ -53,6 +54,13 @@ void WatchKeeper::keepReadings(WatchNews const& news)
     }
     if (!record.readings.empty())
         m_keep(record);
+}
+
+void WatchKeeper::forget(WatchNews const& news)
+{
+    std::string const name = beginningOf(news);
+    for (auto one = m_last.lower_bound(name); one != m_last.end() && one->first.starts_with(name);)
+        one = m_last.erase(one);
 }
 
 void WatchKeeper::keepNote(WatchNews const& news, char const* what)

@@ -27,6 +27,7 @@ private:
         Time kept;
     };
     void keepReadings(WatchNews const& news);
+    void forget(WatchNews const& news);
     void keepNote(WatchNews const& news, char const* what);
 
     std::function<void(Record const&)> m_keep;

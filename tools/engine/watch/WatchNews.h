@@ -60,6 +60,9 @@ struct WatchNews
     double interval = 0; ///< of ModuleBegan: seconds from one reading to the next
 };
 
+/// With the key of a reading behind it: its name among all; of all readings of the device the beginning.
+inline std::string beginningOf(WatchNews const& news) { return news.module + '\n' + news.device.guid + '\n'; }
+
 /// Is told everything as it happens, one call at a time. Thread rule: the main thread's.
 class WatchObserver
 {

@@ -249,9 +249,9 @@ void WatchedModule::takeReadings(zel::UpdatesBody const& body)
     zel::DeviceImp const* const device = body.state ? body.state->device(body.device) : nullptr;
     if (!device || !m_devices.contains(text(device->guid())))
         return;
-    tell({.kind = Kind::Readings,
-          .device = recordOf(*device),
-          .readings = readingsOf(*device, m_around.options.language)});
+    auto readings = readingsOf(*device, m_around.options.language);
+    if (!readings.empty()) // a device that has nothing new to say
+        tell({.kind = Kind::Readings, .device = recordOf(*device), .readings = std::move(readings)});
 }
 
 void WatchedModule::takeDevice(zel::UpdatesBody const& body, Kind kind)

@@ -3,6 +3,7 @@
 #include <engine/watch/MetricsText.h>
 #include <engine/watch/Quantity.h>
 #include <engine/watch/Readings.h>
+#include <engine/watch/WatchKeeper.h>
 #include <engine/watch/WatchTable.h>
 
 #include <listing/forms/Columns.h>
@@ -121,13 +122,32 @@ TEST(Readings, keepLeastMostAndABoundedHistory)
 
     for (std::size_t i = 0; i < Readings::kMostReadings; ++i) // one more than there may be
         readings.take(read("sdb", "Key" + std::to_string(i), ValueImp(1u)));
-    EXPECT_EQ(readings.snapshot().leftOut, 1u);
+    for (int pass = 0; pass < 3; ++pass)
+        readings.take(read("sdb", "Key" + std::to_string(Readings::kMostReadings - 1), ValueImp(1u)));
+    EXPECT_EQ(readings.snapshot().leftOut, 1u) << "however often it came";
     WatchNews gone = read("sdb", "", ValueImp());
     gone.kind = Kind::DeviceRemoved;
     readings.take(gone);
     EXPECT_EQ(readings.snapshot().devices.size(), 1u);
+    EXPECT_EQ(readings.snapshot().leftOut, 0u);
     readings.take(read("sdc", "Temperature", measured(UnitType::CELSIUS(), 1)));
     EXPECT_EQ(readings.snapshot().devices.size(), 2u) << "there is room again";
+}
+
+// Devices that come and go all night: those that come late are kept as those that came first.
+TEST(WatchKeeper, hasRoomForWhatComesInPlaceOfWhatWent)
+{
+    std::size_t kept = 0;
+    WatchKeeper keeper(
+        [&kept](Record const& record) { kept += std::holds_alternative<WatchReadings>(record); });
+    for (std::size_t i = 0; i < WatchKeeper::kMostReadings + 10; ++i) {
+        WatchNews news = read("sd" + std::to_string(i), "Temperature", measured(UnitType::CELSIUS(), 40));
+        keeper.take(news);
+        keeper.take(news); // unchanged: not kept again
+        news.kind = Kind::DeviceRemoved;
+        keeper.take(news);
+    }
+    EXPECT_EQ(kept, WatchKeeper::kMostReadings + 10);
 }
 
 TEST(Readings, areCurrentAsLongAsTheirModuleSpeaks)
