@@ -3,15 +3,21 @@
 #include <engine/watch/MetricsText.h>
 #include <engine/watch/WatchKeeper.h>
 #include <engine/watch/WatchSet.h>
+#include <engine/watch/WatchTable.h>
 #include <engine/web/linux/MetricsServer.h>
 
 #include <foundation/TemporaryFolder.h>
+#include <ipc/RandomMessage.h>
 
 #include <zel/foundation/Exception.h>
+#include <zel/ipc/Message.h>
+#include <zel/model/wire/Serializable.h>
 
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <filesystem>
+#include <random>
 #include <unistd.h>
 
 using namespace engine;
@@ -88,6 +94,75 @@ TEST_F(WatchSetTest, tellsOthersWhatTheyUnderstand)
     if (WEXITSTATUS(status) == 77)
         GTEST_SKIP() << "neither promtool nor python3-prometheus-client is installed";
     EXPECT_EQ(status, 0);
+}
+
+// A module that watches, and then says everything that can be said, damaged and whole: what is told of it stays bounded and can be
+// shown, and it ends as any other.
+TEST_F(WatchSetTest, standsWhateverAModuleSays)
+{
+    WatchSet set({module("steady")}, m_machine, *this, m_options);
+    std::mt19937 random(11);
+    std::size_t heard = 0, damaged = 0;
+    zel::String known; // guid of a device of its own
+    auto const say = [&](std::shared_ptr<zel::Message const> const& message) {
+        constexpr zel::IPCServer::Peer kMost = 10; // the module's is one of the first
+        bool isHeard = false;
+        for (zel::IPCServer::Peer peer = 0; peer < kMost && !isHeard; ++peer)
+            isHeard = set.hear({News::Kind::Said, peer, 0, message, {}});
+        heard += isHeard;
+    };
+    // of a change: what is known, what is not, and what is nothing
+    auto const change = [&](std::shared_ptr<zel::StateManager const> const& state) {
+        auto const anyOf = [&](std::vector<zel::String> const& those) {
+            return those[random() % those.size()];
+        };
+        zel::UpdatesBody body;
+        body.what = static_cast<zel::UpdatesBody::What>(random() % 7);
+        body.state = random() % 4 == 0 ? nullptr : state;
+        std::vector<zel::String> guids{known, "", "nobody", zel::String(std::string(100'000, 'x'))};
+        for (std::size_t i = 0; state && i < state->deviceCount(); ++i)
+            guids.push_back(state->deviceAtIndex(i)->guid());
+        body.device = anyOf(guids);
+        body.key = anyOf({"", "Heat", "nothing", "\x1b[2J"});
+        body.alert = anyOf(guids);
+        return std::make_shared<zel::UpdatesProviderToEngineToUI>(std::move(body));
+    };
+    std::vector<int> const codes = zel::test::allTypeCodes();
+    unsigned seed = 0;
+    EXPECT_TRUE(watchUntil(set, [&] {
+        if (!has(Kind::Readings, "steady"))
+            return false;
+        if (known.empty())
+            known = m_readings.snapshot().devices.at(0).device.guid.c_str();
+        for (int const code : codes) {
+            std::shared_ptr<zel::Message> const message = zel::test::randomMessage(code, ++seed);
+            say(message);
+            if (auto const* update = dynamic_cast<zel::UpdatesProviderToEngineToUI const*>(message.get()))
+                for (int i = 0; i < 100; ++i)
+                    say(change(update->body().state));
+            std::string bytes = message->serialize();
+            for (int i = 0; i < 3 && !bytes.empty(); ++i) // what breaks the form does not come this far
+                if (char& byte = bytes[random() % bytes.size()];
+                    std::isalnum(static_cast<unsigned char>(byte)))
+                    byte = "0123456789abcdefXYZ"[random() % 19];
+            try {
+                say(zel::Message::deserialize(code, bytes));
+                ++damaged;
+            } catch (zel::DeserializationException const&) { // the link ends such a connection
+            }
+        }
+        (void)metricsText(m_readings.snapshot(), std::chrono::system_clock::now());
+        (void)watchTable(m_readings.snapshot(), {}, std::chrono::system_clock::now());
+        return seed > 250;
+    }));
+    EXPECT_GT(heard, 500u);
+    EXPECT_GT(damaged, 10u);
+    for (WatchNews const& news : m_news)
+        for (std::string const* text :
+             {&news.device.guid, &news.device.name, &news.text, &news.alert.message})
+            EXPECT_LE(text->size(), 1100u);
+    EXPECT_TRUE(set.isOver());
+    EXPECT_TRUE(has(Kind::ModuleEnded, "steady") || has(Kind::ModuleFailed, "steady"));
 }
 
 TEST_F(WatchSetTest, saysWhoIsSilentAndWhoIsHeardAgain)
