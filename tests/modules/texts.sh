@@ -32,7 +32,7 @@ for name in "$@"; do
     [[ -z $twice ]] || fault "$file: twice: $twice"
   done
   for tip in $(texts "$english" | sed -nE 's/^(Event\..+\.Tip\.[2-9])=.*/\1/p'); do # the first that is missing ends the list
-    texts "$english" | grep -q "^${tip%.*}.$((${tip##*.} - 1))=" || fault "$english: $tip without the one before it"
+    grep -q "^${tip%.*}.$((${tip##*.} - 1))=" <(texts "$english") || fault "$english: $tip without the one before it"
   done
   differing=$(diff <(outline "$english") <(outline "$other") | grep '^[<>]')
   [[ -z $differing ]] || fault "$other differs (<: English has, >: $language has):"$'\n'"$differing"
