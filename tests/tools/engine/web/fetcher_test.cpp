@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstring>
 #include <future>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -35,8 +34,7 @@ public:
         ::close(in[0]);
         ::close(out[1]);
         m_in = in[1];
-        char text[16]{};
-        port = ::read(out[0], text, sizeof text - 1) > 0 ? std::string(text, ::strcspn(text, "\n")) : "";
+        port = lineOf(out[0]);
         ::close(out[0]);
     }
     ~Place()
@@ -51,6 +49,15 @@ public:
     std::string port;
 
 private:
+    // To the end of the line: the number and the line end may come in two pieces, and who closes between them ends the server.
+    static std::string lineOf(int descriptor)
+    {
+        std::string line;
+        for (char c = 0; ::read(descriptor, &c, 1) == 1 && c != '\n';)
+            line += c;
+        return line;
+    }
+
     pid_t m_process = -1;
     int m_in = -1;
 };
