@@ -68,9 +68,13 @@ static void misbehave()
     }
     if (isCalled("leaves") && s_reading == 3)
         ::_exit(0);
-    if (isCalled("hangs") && s_reading == 3)
+    if (isCalled("hangs") && s_reading == 3) {
+        IndicatorModule::requestAlertAddition(
+            alert(1, AlertType::MESSAGE())); // so that somebody knows that it hangs
+        IndicatorModule::propagateChanges();
         for (;;)
             ::pause();
+    }
     if (isCalled("warns") && s_reading == 2) {
         IndicatorModule::requestAlertAddition(alert(1, AlertType::HARDWARE_ISSUE()));
         IndicatorModule::propagateChanges();

@@ -162,9 +162,10 @@ TEST_F(Watch, EndsWithWhatStandsAtTheEnd)
     EXPECT_EQ(linesOf(alarm.out).back()["standingAlerts"], 2);
 }
 
+// Stopped when it hangs: after a time it might, on a busy machine, not have come so far, and end well.
 TEST_F(Watch, EndsInTimeWhateverAModuleDoes)
 {
-    Outcome const outcome = watch({"hangs", "mute"}, {"--json", "--interval", "0.1", "--for", "1"});
+    Outcome const outcome = watch({"hangs", "mute"}, {"--json", "--interval", "0.1"}, "alertRaised");
     EXPECT_EQ(outcome.status, 28) << outcome.err;
     EXPECT_LT(m_seconds, 20) << "a stop, then SIGTERM, then SIGKILL";
     auto const lines = linesOf(outcome.out);
