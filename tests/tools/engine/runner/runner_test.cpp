@@ -19,6 +19,7 @@
 #include <fstream>
 #include <map>
 #include <set>
+#include <thread>
 
 using namespace engine;
 
@@ -564,6 +565,38 @@ TEST_F(RunnerTest, whatAModuleStartedEndsWithItAndWithTheEngine)
     });
     EXPECT_EQ(SIGKILL, child.signal) << child.output;
     EXPECT_TRUE(::test::ends(processOf("second")));
+}
+
+// A module takes a second signal for somebody who does not want to wait, and ends at once.
+TEST(Child, getsEachSignalOnce)
+{
+    // Its handler writes a byte for each.
+    char const* const program = "import os, signal\n"
+                                "os.set_blocking(1, False)\n"
+                                "signal.signal(signal.SIGTERM, lambda *_: None)\n"
+                                "signal.set_wakeup_fd(1)\n"
+                                "os.write(1, b'begin')\n"
+                                "while True: signal.pause()\n";
+    engine::Child child;
+    ASSERT_EQ(0, child.start("/usr/bin/python3", {"-c", program}));
+    auto const listenUntil = [&child](std::string const& text) {
+        for (auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+             child.said().size() < text.size() && std::chrono::steady_clock::now() < end;) {
+            std::vector<pollfd> waiting;
+            child.waitsFor(waiting);
+            ::poll(waiting.data(), waiting.size(), 100);
+            child.listen();
+        }
+        return child.said();
+    };
+    std::string expected = "begin";
+    ASSERT_EQ(expected, listenUntil(expected));
+    for (int i = 0; i < 50; ++i) { // two that come close together may be taken for one
+        std::this_thread::sleep_for(std::chrono::milliseconds(1)); // so that it waits by then
+        child.terminate();
+        expected += static_cast<char>(SIGTERM);
+        ASSERT_EQ(expected, listenUntil(expected));
+    }
 }
 
 TEST_F(RunnerTest, theEndOfTheModulesLogComesAlongWhenItDidNotEndWell)

@@ -110,13 +110,15 @@ std::string Child::lastLine() const
     return m_said.substr(begin, end - begin + 1);
 }
 
-// The group's number is the child's own until it is reaped, and not for sure any longer.
+// The group's number is the child's own until it is reaped, and not for sure any longer. Each gets the signal once: a module that
+// gets a second one to end ends at once, without its end.
 void Child::signalAll(int number) const
 {
     if (!isRunning())
         return;
     ::kill(-m_id, number);
-    ::kill(m_id, number);
+    if (::getpgid(m_id) != m_id) // it has left the group
+        ::kill(m_id, number);
 }
 
 void Child::terminate() const { signalAll(SIGTERM); }

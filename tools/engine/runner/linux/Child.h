@@ -39,7 +39,7 @@ public:
     std::string const& said() const { return m_said; }
     std::string lastLine() const;
 
-    /// To it and to its group.
+    /// To it and to its group, to each once.
     void terminate() const;
     void kill() const;
     /// How it ended, with what it left behind in its group; nothing while it runs. The only way to get rid of it, but
