@@ -8,6 +8,8 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <fcntl.h>
+#include <linux/netlink.h>
 #include <mutex>
 #include <random>
 #include <sys/socket.h>
@@ -53,6 +55,51 @@ TEST(DeviceMessages, CountWhenADeviceOfAWatchedKindComesOrGoes)
         EXPECT_TRUE(isWhole || !tellsOfChange(message));
     }
     EXPECT_GT(told, 0u);
+}
+
+/// As root: the kernel tells that the device came, once more.
+bool pretendToAdd(char const* device)
+{
+    int const file = ::open((std::string(device) + "/uevent").c_str(), O_WRONLY | O_CLOEXEC);
+    bool const isWritten = file >= 0 && ::write(file, "add", 3) == 3;
+    if (file >= 0)
+        ::close(file);
+    return isWritten;
+}
+
+/// What another program sends to those who listen to the kernel.
+void sendAsAnother(std::string const& message)
+{
+    int const socket = ::socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, NETLINK_KOBJECT_UEVENT);
+    sockaddr_nl all{};
+    all.nl_family = AF_NETLINK;
+    all.nl_groups = 1;
+    (void)::sendto(socket, message.data(), message.size(), 0, reinterpret_cast<sockaddr*>(&all), sizeof all);
+    ::close(socket);
+}
+
+// The kernel itself: one message, more than the socket holds, and one that it did not send.
+TEST(DeviceMessages, OfThisKernelAreHeardAndOthersAreNot)
+{
+    constexpr char kDevice[] = "/sys/class/net/lo";
+    DeviceEvents events(true);
+    if (!pretendToAdd(kDevice))
+        GTEST_SKIP() << "nobody may write " << kDevice << "/uevent here";
+    auto const waited = [&events](std::chrono::milliseconds longest) {
+        auto const from = Clock::now();
+        events.wait(longest);
+        return Clock::now() - from;
+    };
+    EXPECT_LT(waited(60s), 30s);
+    for (int i = 0; i < 600; ++i)
+        ASSERT_TRUE(pretendToAdd(kDevice));
+    EXPECT_LT(waited(60s), 30s) << "also when messages were lost";
+    bool isQuiet = false; // other devices may come at the same time
+    for (int attempt = 0; attempt < 5 && !isQuiet; ++attempt) {
+        sendAsAnother(uevent("add", "net"));
+        isQuiet = waited(400ms) >= 400ms;
+    }
+    EXPECT_TRUE(isQuiet) << "all were taken, and who is not the kernel is not heard";
 }
 
 /// A machine of files of which one keeps its reader waiting while it is told to.
