@@ -105,12 +105,43 @@ TEST_F(IndicatorModules, MayRemoveTheDeviceThatTheyLookAt)
     EXPECT_EQ(count(outcome.out, "Device: "), 3u) << "one reading each, one removal\n" << outcome.out;
 }
 
+TEST_F(IndicatorModules, MayReplaceTheDeviceThatTheyLookAt)
+{
+    Outcome const outcome = module("replaces", {"run"});
+    EXPECT_EQ(outcome.status, kPass) << outcome.err;
+    EXPECT_TRUE(holds(outcome.out, "\tAdding Device: Pump 1\n\t\tProperty: Speed Value: 0\nDevice: "));
+    EXPECT_EQ(count(outcome.out, "  Note: step 1 of Pump 1\n"), 2u) << "new again, and due\n" << outcome.out;
+    EXPECT_EQ(count(outcome.out, "  Note: step 1 of Pump 2\n"), 1u) << outcome.out;
+}
+
+// Somebody sets the time of day between two passes.
+TEST_F(IndicatorModules, GoOnWhenTheClockStepsBackOrForth)
+{
+    for (auto const& [name, interval, least, most] :
+         {std::tuple{"stepsback", "0.05", 6u, 12u}, {"stepsforth", "1000", 2u, 2u}}) {
+        m_folder.write(std::string(name) + ".w4i",
+                       std::string("Parameter.UpdateIntervalInSeconds.value=") + interval + "\n");
+        Outcome const outcome = module(name, {"run", "-ll", "debug"});
+        EXPECT_EQ(outcome.status, kPass) << outcome.err;
+        EXPECT_GE(count(outcome.out, "Device: "), least) << outcome.out;
+        EXPECT_LE(count(outcome.out, "Device: "), most) << outcome.out;
+        std::string const written = log(), begin = written.substr(0, 16), // year to minute
+            end = written.substr(written.rfind('\n', written.size() - 2) + 1, 16);
+        EXPECT_EQ(std::string(name) == "stepsback", end < begin) << begin << " " << end;
+        EXPECT_NE(begin, end) << "the library has seen the step";
+        forgetLog();
+    }
+}
+
 TEST_F(IndicatorModules, TakeRequestsFromManyThreads)
 {
     Outcome const outcome = module("threads", {"run"});
     EXPECT_EQ(outcome.status, kPass) << outcome.err;
     EXPECT_GE(count(outcome.out, "Adding Device"), 40u);
     EXPECT_GE(count(outcome.out, "Removing Device"), 40u);
+    EXPECT_GE(count(outcome.out, "Adding Property"), 40u);
+    EXPECT_GE(count(outcome.out, "Removing Property"), 40u);
+    EXPECT_GE(count(outcome.out, "Removing Alert"), 40u);
 }
 
 TEST_F(IndicatorModules, ListDevicesAndIndicators)

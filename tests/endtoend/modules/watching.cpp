@@ -1,12 +1,15 @@
 // An indicator module whose name says what it does; see the table at the end. It watches pumps that nobody else knows.
 #include <krel5/krel5.h>
 
+#include <atomic>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
+#include <sys/syscall.h>
 #include <thread>
+#include <time.h>
 #include <unistd.h>
 #include <vector>
 
@@ -17,6 +20,26 @@ static DeviceProperty* s_speed = nullptr;
 static DeviceProperty* s_note = nullptr;
 static Parameter* s_step = nullptr;
 static unsigned s_pass = 0, s_reading = 0;
+
+// The time of day as somebody sets it. Of this process alone: all that it is made of asks here.
+static std::atomic<time_t> s_clockStep{0};
+
+extern "C" __attribute__((visibility("default"))) int clock_gettime(clockid_t clock, timespec* time) noexcept
+{
+    long const status = ::syscall(SYS_clock_gettime, clock, time);
+    if (status == 0 && clock == CLOCK_REALTIME)
+        time->tv_sec += s_clockStep;
+    return static_cast<int>(status);
+}
+
+extern "C" __attribute__((visibility("default"))) time_t time(time_t* where) noexcept
+{
+    timespec now{};
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    if (where)
+        *where = now.tv_sec;
+    return now.tv_sec;
+}
 
 static bool isCalled(char const* name) { return s_name == name; }
 static DeviceCapability pumps() { return DeviceCapability("TestPump"); }
@@ -80,6 +103,10 @@ static IndicatorReturnData readSpeed(DiagDevice const& device)
     ++s_reading;
     if (isCalled("removes") && device.name() == KrelString("Pump 1"))
         IndicatorModule::requestDeviceRemoval(pump(1));
+    if (isCalled("replaces") && s_reading == 1) { // what was plugged out and in again
+        IndicatorModule::requestDeviceRemoval(pump(1));
+        IndicatorModule::requestDeviceAddition(pump(1));
+    }
     if (isCalled("throws"))
         throw std::runtime_error("no such pump");
     if (isCalled("grows") && s_reading == 2) { // under an engine: the forced one
@@ -160,12 +187,17 @@ static void fromThreads()
                         return one;
                     }();
                     IndicatorModule::requestDeviceAddition(mine);
-                    Alert::createAlert("Busy", AlertType::HARDWARE_ISSUE())
-                        ->setDeviceAssociation(mine)
-                        ->send();
+                    Alert* const busy =
+                        Alert::createAlert("Busy", AlertType::HARDWARE_ISSUE())->setDeviceAssociation(mine);
+                    IndicatorModule::requestAlertAddition(busy);
+                    IndicatorModule::requestDevicePropertyAdditionFromAnotherModule(mine, "threads", "Note",
+                                                                                    Value("lent"));
                     IndicatorModule::propagateChanges();
+                    IndicatorModule::requestDevicePropertyRemoval(mine, s_note);
                     if (IndicatorModule::alertCount() > 0 && i % 3 != 0)
                         IndicatorModule::requestDeviceRemoval(mine);
+                    if (i % 5 == 0)
+                        IndicatorModule::requestAlertRemoval(busy->guid());
                     IndicatorModule::stopRequested();
                 }
             });
@@ -177,6 +209,15 @@ static void fromThreads()
     std::raise(SIGTERM);
 }
 
+static void stepClock()
+{
+    if (s_pass == 2) {
+        s_clockStep = isCalled("stepsback") ? -3600 : 24 * 3600;
+    }
+    if (s_pass == 6)
+        std::raise(SIGTERM);
+}
+
 static void look()
 {
     ++s_pass;
@@ -185,7 +226,9 @@ static void look()
         everyChange();
     if (isCalled("threads"))
         fromThreads();
-    if (isCalled("removes") && s_pass == 2)
+    if (isCalled("stepsback") || isCalled("stepsforth"))
+        stepClock();
+    if ((isCalled("removes") && s_pass == 2) || (isCalled("replaces") && s_pass == 4))
         std::raise(SIGTERM);
 }
 

@@ -15,6 +15,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <ctime>
 #include <functional>
 #include <thread>
 
@@ -244,10 +245,18 @@ TEST_F(IndicatorLoopTest, aDeviceIsTiedToTheIndicatorsThatAreForItOnce)
 // Last: a stop that was asked for stays.
 TEST_F(IndicatorLoopTest, zStopEndsThePassBehindTheCallAndTheLoopWithPass)
 {
-    watched("a");
-    watched("b");
-    s_onCall = [](std::string const&) { StopRequest::make(); };
+    watched("a", 0);
+    watched("b", 0);
+    s_onCall = [](std::string const&) {
+        if (s_calls == "a b a b a b a ")
+            StopRequest::make();
+    };
     s_calls.clear();
+    zel::Stopwatch const watch;
+    std::clock_t const before = std::clock(); // of the processor, which other processes do not disturb
     EXPECT_EQ(IndicatorLoop(*ModuleCommon::comm()).run(), TestResult::PASS());
-    EXPECT_EQ(s_calls, "a ");
+    EXPECT_EQ(s_calls, "a b a b a b a ");
+    EXPECT_GE(watch.getElapsed(), 0.3) << "a tenth of a second between two passes";
+    EXPECT_LT(std::clock() - before, CLOCKS_PER_SEC / 10)
+        << "it rests, and does not turn round until it is time";
 }
