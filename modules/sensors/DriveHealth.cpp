@@ -128,6 +128,10 @@ Readings healthReadings(std::string const& text, int exitStatus)
     readings.add(Id::Temperature, report.m_temperature
                                       ? std::optional(static_cast<double>(*report.m_temperature))
                                       : std::nullopt);
+    if (report.m_warmest && *report.m_warmest > 0)
+        readings.limits.push_back({"MaximumTemperature", static_cast<double>(*report.m_warmest)});
+    if (report.m_hottest && *report.m_hottest > 0)
+        readings.limits.push_back({"CriticalTemperature", static_cast<double>(*report.m_hottest)});
     readWear(report, readings);
     constexpr int kReallocated = 5, kReportedUncorrect = 187, kPending = 197, kLinkErrors = 199;
     readings.add(Id::MediaErrors,

@@ -97,9 +97,9 @@ void readScsi(Field const& document, SmartReport& report)
         report.m_wear.m_percentageUsed = used;
 }
 
-std::optional<std::int64_t> temperatureOf(Field const& temperature)
+std::optional<std::int64_t> temperatureOf(Field const& temperature, char const* which)
 {
-    auto const degrees = temperature["current"].number();
+    auto const degrees = temperature[which].number();
     bool const sane = degrees && *degrees > -100 && *degrees < 250;
     return sane ? degrees : std::nullopt;
 }
@@ -131,7 +131,12 @@ SmartReport parseSmartReport(std::string_view text)
     readNvme(document["nvme_smart_health_information_log"], report);
     readScsi(document, report);
     readSelfTests(document, report);
-    report.m_temperature = temperatureOf(document["temperature"]);
+    Field const temperature = document["temperature"];
+    report.m_temperature = temperatureOf(temperature, "current");
+    report.m_warmest = temperatureOf(temperature, "op_limit_max");
+    if (!report.m_warmest)
+        report.m_warmest = temperatureOf(temperature, "drive_trip"); // SCSI: its reference temperature
+    report.m_hottest = temperatureOf(temperature, "limit_max");
     report.m_hours = document["power_on_time"]["hours"].count();
     report.m_doubts = json.doubts();
     return report;

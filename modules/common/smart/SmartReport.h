@@ -66,8 +66,10 @@ struct SmartReport
     bool m_selfTestsAreAta = false;
     std::optional<SelfTest> m_latestSelfTest;  ///< ATA's status byte of self-tests, which needs no log
     std::optional<std::int64_t> m_temperature; ///< degrees Celsius
-    std::optional<std::uint64_t> m_hours;      ///< powered on
-    bool m_scsiTooWarm = false;                ///< a SCSI or SAS drive says so, and that it says nothing else
+    /// Of the drive, as it states them: up to where it may work all the time, and up to where at all.
+    std::optional<std::int64_t> m_warmest, m_hottest;
+    std::optional<std::uint64_t> m_hours; ///< powered on
+    bool m_scsiTooWarm = false;           ///< a SCSI or SAS drive says so, and that it says nothing else
     /// Of SCSI and SAS drives: sectors replaced since they left the factory, and errors that were not
     /// corrected.
     std::optional<std::uint64_t> m_grownDefects, m_uncorrected;

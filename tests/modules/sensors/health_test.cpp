@@ -51,11 +51,24 @@ TEST(DriveHealth, IsWhatTheReportSays)
                        {"MediaErrors", 3},
                        {"PendingSectors", 4},
                        {"LinkErrors", 5}}));
-    EXPECT_EQ(named(healthReadings(R"({"smart_status":{"passed":true},"scsi_grown_defect_list":6,
+    EXPECT_EQ(
+        named(healthReadings(
+            R"({"smart_status":{"passed":true},"scsi_grown_defect_list":6,"temperature":{"current":40,"drive_trip":65},
         "scsi_percentage_used_endurance_indicator":120,
         "scsi_error_counter_log":{"read":{"total_uncorrected_errors":1},"write":{"total_uncorrected_errors":2}}})",
-                                   0)),
-              (Numbers{{"Failing", 0}, {"Wear", 100}, {"ReallocatedSectors", 6}, {"MediaErrors", 3}}));
+            0)),
+        (Numbers{{"Failing", 0},
+                 {"Wear", 100},
+                 {"ReallocatedSectors", 6},
+                 {"MediaErrors", 3},
+                 {"Temperature", 40},
+                 {"MaximumTemperature", 65}}));
+    EXPECT_EQ(
+        named(healthReadings(R"({"smart_status":{"passed":true},"temperature":{"current":40,"op_limit_max":60,
+        "limit_max":70,"op_limit_min":0,"drive_trip":0}})",
+                             0)),
+        (Numbers{
+            {"Failing", 0}, {"Temperature", 40}, {"MaximumTemperature", 60}, {"CriticalTemperature", 70}}));
     EXPECT_TRUE(named(healthReadings(R"({"smartctl":{"exit_status":2,"messages":[
         {"string":"Device is in STANDBY mode, exit","severity":"information"
 }]
