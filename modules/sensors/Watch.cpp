@@ -6,6 +6,7 @@
 #include <krel5/DeviceProperty.h>
 #include <krel5/DiagDevice.h>
 #include <krel5/IndicatorModule.h>
+#include <krel5/KrelException.h>
 #include <krel5/Parameter.h>
 #include <krel5/SysInfoDevice.h>
 #include <krel5/Tip.h>
@@ -16,6 +17,7 @@
 
 #include <chrono>
 #include <set>
+#include <system_error>
 #include <utility>
 
 namespace krel5::modules::sensors {
@@ -85,7 +87,11 @@ Watch::~Watch() = default;
 void Watch::enumerate()
 {
     std::string const root = m_declarations.m_root->value().toString().getUTF8Buffer();
-    m_poller = std::make_unique<Poller>(root);
+    try {
+        m_poller = std::make_unique<Poller>(root);
+    } catch (std::system_error const& e) {
+        throw KrelException(KrelString("Parameter.Root: ") + e.what());
+    }
     m_scanner = std::make_unique<Scanner>(root, millisecondsOf(*m_declarations.m_scanInterval));
     m_poller->setHealthInterval(millisecondsOf(*m_declarations.m_health));
     m_isAsked = state().indicatorRunCount() > 0;
