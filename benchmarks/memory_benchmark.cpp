@@ -58,11 +58,11 @@ void moduleReadWrite(benchmark::State& state)
 {
     auto& words = region(state);
     std::uint64_t wrong = 0;
-    RealMemory memory(words.data(), false);
+    RealMemory memory(words.data(), LineFlush::None);
     auto sink = [&](std::size_t, std::uint64_t, std::uint64_t) __attribute__((noinline, cold)) { ++wrong; };
     for (auto _ : state) {
-        marchWords<kReadWrite, 0>(memory, 0, words.size(), kZero, sink);
-        marchWords<kReadWrite, 1>(memory, 0, words.size(), kZero, sink);
+        marchWords<kReadWrite, 0>(memory, 0, words.size(), Background<std::uint64_t>{kZero}, sink);
+        marchWords<kReadWrite, 1>(memory, 0, words.size(), Background<std::uint64_t>{kZero}, sink);
     }
     count(state, wrong, 4);
 }
@@ -104,11 +104,11 @@ void moduleLongest(benchmark::State& state)
 {
     auto& words = region(state);
     std::uint64_t wrong = 0;
-    RealMemory memory(words.data(), false);
+    RealMemory memory(words.data(), LineFlush::None);
     auto sink = [&](std::size_t, std::uint64_t, std::uint64_t) __attribute__((noinline, cold)) { ++wrong; };
     for (auto _ : state) {
-        marchWords<kLongest, 0>(memory, 0, words.size(), kZero, sink);
-        marchWords<kLongest, 1>(memory, 0, words.size(), kZero, sink);
+        marchWords<kLongest, 0>(memory, 0, words.size(), Background<std::uint64_t>{kZero}, sink);
+        marchWords<kLongest, 1>(memory, 0, words.size(), Background<std::uint64_t>{kZero}, sink);
     }
     count(state, wrong, 20);
 }

@@ -5,14 +5,16 @@
 #include <memory/Checker.h>
 
 #include <array>
-#include <limits>
+#include <chrono>
 
 namespace krel5::modules::memory {
 
 enum class Algorithm {
     Quick,    ///< March C- over every background
-    Thorough, ///< March SL and March RAW over every background
-    Patterns, ///< own address, walking ones and zeros, checkerboard, moving inversions
+    Standard, ///< March AB over every background
+    Thorough, ///< March SL, March RAW and write after write over every background
+    Patterns, ///< own address, checkerboard, moving inversions
+    Fade,     ///< zeros, then ones, each held for a pause
     Random    ///< random data and its complement
 };
 
@@ -30,33 +32,29 @@ bool marchAllBackgrounds(CheckerType& checker)
 }
 
 template <typename CheckerType>
-bool walkBits(CheckerType& checker, std::string_view name, typename CheckerType::Word mask)
-{
-    using Word = typename CheckerType::Word;
-    for (int bit = 0; bit < std::numeric_limits<Word>::digits; ++bit) {
-        auto const word = static_cast<Word>(static_cast<Word>(Word{1} << bit) ^ mask);
-        if (!checker.fillAndVerify(name, Solid<Word>{word}, word))
-            return false;
-    }
-    return true;
-}
-
-template <typename CheckerType>
 bool runPatterns(CheckerType& checker)
 {
     using Word = typename CheckerType::Word;
     constexpr auto kOnes = static_cast<Word>(~Word{0});
-    constexpr auto kAlternating = background<Word>(1);
-    checker.expectWork(2 * 2 + 2 * 2 * std::numeric_limits<Word>::digits + 2 * 2 +
-                       backgroundCount<Word>() * kMovingInversions.length());
+    constexpr auto kAlternating = stripes<Word>(0);
+    checker.expectWork(2 * 2 + 2 * 2 + backgroundCount<Word>() * kMovingInversions.length());
     return checker.fillAndVerify("Own address", OwnAddress<Word>{0}, 0) &&
            checker.fillAndVerify("Own address, complemented", OwnAddress<Word>{kOnes}, kOnes) &&
-           walkBits(checker, "Walking ones", 0) && walkBits(checker, "Walking zeros", kOnes) &&
            checker.fillAndVerify("Checkerboard", Checkerboard<Word>{kAlternating}, kAlternating) &&
            checker.fillAndVerify("Checkerboard, complemented",
                                  Checkerboard<Word>{static_cast<Word>(~kAlternating)},
                                  static_cast<Word>(~kAlternating)) &&
            marchAllBackgrounds<kMovingInversions>(checker);
+}
+
+template <typename CheckerType>
+bool runFade(CheckerType& checker, std::chrono::seconds pause)
+{
+    using Word = typename CheckerType::Word;
+    constexpr auto kOnes = static_cast<Word>(~Word{0});
+    checker.expectWork(2 * (2 + checker.workOf(pause)));
+    return checker.fillHoldAndVerify("Fade", Solid<Word>{0}, 0, pause) &&
+           checker.fillHoldAndVerify("Fade", Solid<Word>{kOnes}, kOnes, pause);
 }
 
 template <typename CheckerType>
@@ -76,21 +74,28 @@ bool runRandom(CheckerType& checker, std::uint64_t seed)
 
 } // namespace detail
 
-/// False when stopped. `seed` matters to Algorithm::Random alone.
+/// False when stopped. `seed` matters to Algorithm::Random alone, and `pause` to Algorithm::Fade.
 template <typename CheckerType>
-bool runAlgorithm(Algorithm algorithm, CheckerType& checker, std::uint64_t seed)
+bool runAlgorithm(Algorithm algorithm, CheckerType& checker, std::uint64_t seed,
+                  std::chrono::seconds pause = std::chrono::seconds(0))
 {
     constexpr auto kBackgrounds = backgroundCount<typename CheckerType::Word>();
     switch (algorithm) {
     case Algorithm::Quick:
         checker.expectWork(kBackgrounds * kMarchCMinus.length());
         return detail::marchAllBackgrounds<kMarchCMinus>(checker);
+    case Algorithm::Standard:
+        checker.expectWork(kBackgrounds * kMarchAB.length());
+        return detail::marchAllBackgrounds<kMarchAB>(checker);
     case Algorithm::Thorough:
-        checker.expectWork(kBackgrounds * (kMarchSL.length() + kMarchRaw.length()));
+        checker.expectWork(kBackgrounds * (kMarchSL.length() + kMarchRaw.length() + kWriteWrite.length()));
         return detail::marchAllBackgrounds<kMarchSL>(checker) &&
-               detail::marchAllBackgrounds<kMarchRaw>(checker);
+               detail::marchAllBackgrounds<kMarchRaw>(checker) &&
+               detail::marchAllBackgrounds<kWriteWrite>(checker);
     case Algorithm::Patterns:
         return detail::runPatterns(checker);
+    case Algorithm::Fade:
+        return detail::runFade(checker, pause);
     case Algorithm::Random:
         break;
     }

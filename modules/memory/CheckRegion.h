@@ -11,11 +11,12 @@ namespace krel5::modules::memory {
 /// it ended early and none had.
 template <typename Memory>
 Outcome checkRegion(TestHost& host, Algorithm algorithm, Memory memory, std::uint64_t const* words,
-                    std::size_t wordCount, unsigned threads, std::uint64_t seed, BrokenPages& brokenPages)
+                    std::size_t wordCount, unsigned threads, std::uint64_t seed, BrokenPages& brokenPages,
+                    std::chrono::seconds pause = std::chrono::seconds(0))
 {
     MemoryReport report(host, words, brokenPages.pageBytes());
     Checker<Memory> checker(host, report, memory, wordCount, threads, brokenPages);
-    bool const finished = runAlgorithm(algorithm, checker, seed);
+    bool const finished = runAlgorithm(algorithm, checker, seed, pause);
     report.summarize(checker.faults());
     if (brokenPages.isFull())
         report.endedEarly(brokenPages.total());

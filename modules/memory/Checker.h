@@ -14,6 +14,7 @@
 #include <memory/Kernels.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -26,7 +27,8 @@ struct PassName
 {
     std::string_view m_test;    ///< "March C-"
     std::string_view m_step;    ///< "up(r0,w1)"
-    std::uint64_t m_background; ///< or the seed, or the pattern word
+    std::uint64_t m_background; ///< of a line's first word; or the seed, or the pattern word
+    std::size_t m_stripe = 0;   ///< as in Background
 };
 
 /// Receives the kept faults of a pass, on the thread that runs the checker.
@@ -48,9 +50,9 @@ struct ThreadRunner
     }
 };
 
-/// `Memory` as in Kernels.h, cheap to copy, with `kPollWords`, the words between two questions for a stop,
-/// and `void settle(first, last)`: called after each pass over [first, last), at most so many words, to get
-/// written words out of caches where that matters. Different words may be used from different threads at
+/// `Memory` as in Kernels.h, cheap to copy, with `kPollWords`, the words between two questions for a stop
+/// and a multiple of a line, and `void settle()`: called after at most so many words, so that what was asked of
+/// lines that the pass left is done; and `void hold(milliseconds)`: lets so much time go by. Different words may be used from different threads at
 /// once. `Runner` is called as ThreadRunner is.
 template <typename Memory, typename Runner = ThreadRunner>
 class Checker
@@ -69,20 +71,35 @@ public:
 
     /// Word operations of all the passes to come, for the progress.
     void expectWork(std::uint64_t operationsPerWord) { m_expected += operationsPerWord; }
+    /// What a pause counts as in that unit, by what memory moves about.
+    std::uint64_t workOf(std::chrono::seconds pause) const
+    {
+        constexpr std::uint64_t kWordsPerSecond = 400'000'000; // one thread, with the write-back
+        std::uint64_t const operations = kWordsPerSecond * m_threads / std::max<std::uint64_t>(m_words, 1);
+        return static_cast<std::uint64_t>(pause.count()) * std::max<std::uint64_t>(operations, 1);
+    }
     /// Words that read wrong, and broken pages.
     std::uint64_t faults() const { return m_log.total() + m_brokenPages.total(); }
 
     /// One data background of a march test. False when stopped.
     template <MarchTest const& kTest>
-    bool march(Word zero)
+    bool march(Background<Word> const& background)
     {
         m_log.beginPass();
-        return marchElements<kTest>(zero, std::make_index_sequence<kTest.m_count>());
+        return marchElements<kTest>(background, std::make_index_sequence<kTest.m_count>());
     }
 
     /// Fills the region with pattern(index), then reads it back. False when stopped.
     template <typename Pattern>
     bool fillAndVerify(std::string_view test, Pattern const& pattern, std::uint64_t background)
+    {
+        return fillHoldAndVerify(test, pattern, background, std::chrono::seconds(0));
+    }
+
+    /// The same with a pause between the two.
+    template <typename Pattern>
+    bool fillHoldAndVerify(std::string_view test, Pattern const& pattern, std::uint64_t background,
+                           std::chrono::seconds pause)
     {
         m_log.beginPass();
         auto const fill = [&](Memory& memory, std::size_t first, std::size_t last, auto&) {
@@ -92,6 +109,7 @@ public:
             verifyWords(memory, first, last, pattern, sink);
         };
         return pass({test, "fill", background}, 1, false, fill) &&
+               (pause.count() == 0 || hold({test, "hold", background}, pause)) &&
                pass({test, "verify", background}, 1, false, verify);
     }
 
@@ -100,37 +118,66 @@ private:
     static constexpr std::size_t kProgressWords = 4096;
 
     template <MarchTest const& kTest, std::size_t... kElements>
-    bool marchElements(Word zero, std::index_sequence<kElements...>)
+    bool marchElements(Background<Word> const& background, std::index_sequence<kElements...>)
     {
-        return (marchElement<kTest, kElements>(zero) && ...);
+        return (marchElement<kTest, kElements>(background) && ...);
     }
 
     template <MarchTest const& kTest, std::size_t kElement>
-    bool marchElement(Word zero)
+    bool marchElement(Background<Word> const& background)
     {
         constexpr auto const& kStep = kTest.m_elements[kElement];
-        auto const kernel = [zero](Memory& memory, std::size_t first, std::size_t last, auto& sink) {
-            marchWords<kTest, kElement>(memory, first, last, zero, sink);
+        auto const kernel = [&background](Memory& memory, std::size_t first, std::size_t last, auto& sink) {
+            marchWords<kTest, kElement>(memory, first, last, background, sink);
         };
-        return pass({kTest.m_name, kStep.m_text, zero}, kStep.m_count, kStep.m_down, kernel);
+        return pass({kTest.m_name, kStep.m_text, background.m_word, background.m_stripe}, kStep.m_count,
+                    kStep.m_down, kernel);
     }
 
     template <typename Kernel>
     bool pass(PassName const& name, std::uint64_t operations, bool down, Kernel const& kernel)
     {
+        auto const slice = [&](unsigned worker, WorkerControl& control) {
+            runSlice(worker, control, down, kernel);
+        };
+        bool const finished = Runner()(m_host, m_threads, m_words, slice, span(operations));
+        return reportFaults(name) && finished;
+    }
+
+    bool hold(PassName const& name, std::chrono::seconds pause)
+    {
+        std::chrono::milliseconds const all = pause;
+        constexpr std::chrono::milliseconds kStep(10);
+        auto const wait = [&](unsigned, WorkerControl& control) {
+            Memory memory = m_memory;
+            for (auto left = all; left.count() > 0 && !control.stopping(); left -= kStep) {
+                memory.hold(kStep);
+                control.advance(kStep.count());
+            }
+        };
+        bool const finished =
+            Runner()(m_host, 1, static_cast<std::uint64_t>(all.count()), wait, span(workOf(pause)));
+        return reportFaults(name) && finished;
+    }
+
+    /// The part of the progress that the next so many operations on every word are.
+    ProgressSpan span(std::uint64_t operations)
+    {
         auto const from = percent(m_done);
         m_done += operations;
-        bool const finished = Runner()(
-            m_host, m_threads, m_words,
-            [&](unsigned worker, WorkerControl& control) { runSlice(worker, control, down, kernel); },
-            {from, percent(m_done)});
+        return {from, percent(m_done)};
+    }
+
+    /// False when there were too many to go on.
+    bool reportFaults(PassName const& name)
+    {
         auto pages = m_brokenPages.take();
         pages.resize(std::min(pages.size(), FaultLog::kKeptPerPass));
         for (auto const& page : pages)
             m_reporter.report(name, page);
         for (auto const& fault : m_log.take())
             m_reporter.report(name, fault);
-        return finished && !m_brokenPages.isFull();
+        return !m_brokenPages.isFull();
     }
 
     template <typename Kernel>
@@ -149,7 +196,7 @@ private:
             std::size_t const count = std::min(Memory::kPollWords, end - begin - done);
             std::size_t const first = down ? end - done - count : begin + done;
             kernel(memory, first, first + count, sink);
-            memory.settle(first, first + count);
+            memory.settle();
             if (m_brokenPages.isFull())
                 control.stop();
             done += count;
@@ -160,12 +207,12 @@ private:
         }
     }
 
-    /// Slices begin on multiples of 8 words, so that no two threads share a cache line.
+    /// Slices begin with lines, so that no two threads share one.
     std::size_t sliceStart(unsigned worker) const
     {
         if (worker == m_threads)
             return m_words;
-        return m_words / m_threads * worker & ~std::size_t{7};
+        return m_words / m_threads * worker & ~(kWordsPerLine - 1);
     }
 
     int percent(std::uint64_t done) const

@@ -3,11 +3,15 @@
 // and is compiled for one fixed list of operations, so that on real memory nothing but loads, stores and
 // compares is left.
 //
-// Memory: `Word` (an unsigned integer type), `Word read(std::size_t) const`, `void write(std::size_t, Word)`.
+// Memory: `Word` (an unsigned integer type), `Word read(std::size_t) const`, `void write(std::size_t, Word)`, and
+// `void leaveLine(std::size_t)`: the loop is done with the line of that word.
 // Sink: called as sink(index, expected, actual) for each word that read wrong; rare, may be slow.
 
+#include <memory/Backgrounds.h>
 #include <memory/MarchTest.h>
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <utility>
@@ -33,46 +37,62 @@ template <MarchOperation kOperation, typename Memory, typename Sink>
 
 template <MarchTest const& kTest, std::size_t kElement, typename Memory, typename Sink, std::size_t... kOps>
 [[gnu::always_inline]] inline void visit(Memory& memory, std::size_t index, typename Memory::Word zero,
-                                         typename Memory::Word one, Sink& sink, std::index_sequence<kOps...>)
+                                         Sink& sink, std::index_sequence<kOps...>)
 {
+    auto const one = static_cast<typename Memory::Word>(~zero);
     (operate<kTest.m_elements[kElement].m_operations[kOps]>(memory, index, zero, one, sink), ...);
+}
+
+/// Calls visitWord(index) for each of the words of [first, last), line by line; a line may be cut at either end.
+template <bool kDown, typename Memory, typename VisitWord>
+[[gnu::always_inline]] inline void visitLines(Memory& memory, std::size_t first, std::size_t last,
+                                              VisitWord const& visitWord)
+{
+    while (first < last) {
+        std::size_t const begin = kDown ? std::max(first, (last - 1) / kWordsPerLine * kWordsPerLine) : first;
+        std::size_t const end = kDown ? last : std::min(last, (first / kWordsPerLine + 1) * kWordsPerLine);
+        for (std::size_t i = 0; i < end - begin; ++i)
+            visitWord(kDown ? end - 1 - i : begin + i);
+        memory.leaveLine(begin);
+        (kDown ? last : first) = kDown ? begin : end;
+    }
 }
 
 } // namespace detail
 
-/// Element `kElement` of `kTest` over [first, last) with data background `zero`.
+/// Element `kElement` of `kTest` over [first, last) with that data background.
 template <MarchTest const& kTest, std::size_t kElement, typename Memory, typename Sink>
-void marchWords(Memory& memory, std::size_t first, std::size_t last, typename Memory::Word zero, Sink& sink)
+void marchWords(Memory& memory, std::size_t first, std::size_t last,
+                Background<typename Memory::Word> const& background, Sink& sink)
 {
     constexpr auto kOps = std::make_index_sequence<kTest.m_elements[kElement].m_count>();
-    auto const one = static_cast<typename Memory::Word>(~zero);
-    if constexpr (kTest.m_elements[kElement].m_down) {
-        for (std::size_t index = last; index-- > first;)
-            detail::visit<kTest, kElement>(memory, index, zero, one, sink, kOps);
-    } else {
-        for (std::size_t index = first; index < last; ++index)
-            detail::visit<kTest, kElement>(memory, index, zero, one, sink, kOps);
-    }
+    std::array<typename Memory::Word, kWordsPerLine> zeros;
+    for (std::size_t i = 0; i < kWordsPerLine; ++i)
+        zeros[i] = background(i);
+    detail::visitLines<kTest.m_elements[kElement].m_down>(
+        memory, first, last, [&](std::size_t index) __attribute__((always_inline)) {
+            detail::visit<kTest, kElement>(memory, index, zeros[index % kWordsPerLine], sink, kOps);
+        });
 }
 
 /// Writes pattern(index) to each word of [first, last).
 template <typename Memory, typename Pattern>
 void fillWords(Memory& memory, std::size_t first, std::size_t last, Pattern const& pattern)
 {
-    for (std::size_t index = first; index < last; ++index)
-        memory.write(index, pattern(index));
+    detail::visitLines<false>(memory, first, last,
+                              [&](std::size_t index) { memory.write(index, pattern(index)); });
 }
 
 /// Reads each word of [first, last) and expects pattern(index).
 template <typename Memory, typename Pattern, typename Sink>
 void verifyWords(Memory& memory, std::size_t first, std::size_t last, Pattern const& pattern, Sink& sink)
 {
-    for (std::size_t index = first; index < last; ++index) {
+    detail::visitLines<false>(memory, first, last, [&](std::size_t index) {
         auto const expected = pattern(index);
         auto const actual = memory.read(index);
         if (actual != expected) [[unlikely]]
             sink(index, expected, actual);
-    }
+    });
 }
 
 /// The same word everywhere.

@@ -17,7 +17,7 @@ enum class MarchOperation : unsigned char { Read0, Read1, Write0, Write1 };
 
 struct MarchElement
 {
-    static constexpr std::size_t kMaxOperations = 10;
+    static constexpr std::size_t kMaxOperations = 13;
 
     bool m_down = false; ///< from the highest address to the lowest
     std::size_t m_count = 0;
@@ -123,6 +123,29 @@ inline constexpr MarchTest kMarchRaw = march("March RAW", "any(w0); "
                                                           "down(r0,w0,r0,r0,w1,r1); "
                                                           "down(r1,w1,r1,r1,w0,r0); "
                                                           "any(r0)");
+
+/// 22n. Every simple static fault of one cell or two, the dynamic ones that a read directly after a write
+/// sensitises, and the linked ones but a few of those with two aggressors. A. Bosio, S. Di Carlo, G. Di Natale,
+/// P. Prinetto, "March AB, a state-of-the-art march test for realistic static linked faults and dynamic faults in
+/// SRAMs", IET Computers & Digital Techniques 1(3), 2007.
+inline constexpr MarchTest kMarchAB = march("March AB", "any(w1); "
+                                                        "down(r1,w0,r0,w0,r0); "
+                                                        "down(r0,w1,r1,w1,r1); "
+                                                        "up(r1,w0,r0,w0,r0); "
+                                                        "up(r0,w1,r1,w1,r1); "
+                                                        "any(r1)");
+
+/// 56n. The dynamic faults of one cell or two that two writes in a row to the same cell sensitise: each of the eight
+/// sequences of state, write and write is done and read at once, while all other cells hold 0 and while they hold 1:
+/// but for the short one in the middle, each element ends in the state that it began with. Our own.
+inline constexpr MarchTest kWriteWrite =
+    march("Write after write", "any(w0); "
+                               "up(r0,w0,w0,r0,w0,w1,r1,w1,w1,r1,w1,w0,r0); "
+                               "up(r0,w1,w0,r0,w1,w1,r1,w0,w1,r1,w0,w0,r0); "
+                               "any(r0,w1); "
+                               "up(r1,w1,w1,r1,w1,w0,r0,w0,w0,r0,w0,w1,r1); "
+                               "up(r1,w0,w1,r1,w0,w0,r0,w1,w0,r0,w1,w1,r1); "
+                               "any(r1)");
 
 /// The classical moving inversions, run over many backgrounds.
 inline constexpr MarchTest kMovingInversions =

@@ -17,6 +17,15 @@ std::string hex(std::uint64_t number)
     return {text, end};
 }
 
+// As it is in memory: "0x5555", or "0x0 x2, 0xffff x2" where it turns after two words.
+std::string backgroundText(PassName const& pass)
+{
+    if (pass.m_stripe == 0)
+        return hex(pass.m_background);
+    std::string const times = " x" + std::to_string(pass.m_stripe);
+    return hex(pass.m_background) + times + ", " + hex(~pass.m_background) + times;
+}
+
 // The name of a pass or step as it is called in the person's language. Those of the literature and the
 // notation of march elements are the same in all.
 std::string shownName(TestHost& host, std::string_view name)
@@ -34,7 +43,7 @@ TextValues MemoryReport::place(PassName const& pass, std::uint64_t offset,
 {
     return {{"Test", shownName(m_host, pass.m_test)},
             {"Step", shownName(m_host, pass.m_step)},
-            {"Background", hex(pass.m_background)},
+            {"Background", backgroundText(pass)},
             {"Offset", hex(offset)},
             {"VirtualAddress", hex(reinterpret_cast<std::uintptr_t>(m_words) + offset)},
             {"PhysicalAddress", physicalAddress ? hex(*physicalAddress) : m_host.text(kTextNoAddress)}};

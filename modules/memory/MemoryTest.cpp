@@ -26,18 +26,19 @@ Outcome badParameter(TestHost& host, std::string name, std::string value, std::s
     return Outcome::BadParameters;
 }
 
-Outcome checkFlushing(TestHost& host, Algorithm algorithm, LockedMemory const& region, FlushMode flush,
-                      unsigned threads, std::uint64_t seed)
+Outcome checkFlushing(TestHost& host, Algorithm algorithm, LockedMemory const& region,
+                      MemorySettings const& settings, unsigned threads, std::uint64_t seed)
 {
     BrokenPages brokenPages(pageSize());
     BusErrors const busErrors(region.words(), region.wordCount() * sizeof(std::uint64_t), brokenPages);
-    if (flush == FlushMode::Operation)
-        return checkRegion(host, algorithm, UncachedMemory(region.words()), region.words(),
-                           region.wordCount(), threads, seed, brokenPages);
-    bool const flushAfterPass =
-        isFlushedAfterPass(flush, region.wordCount() * sizeof(std::uint64_t), largestCache());
-    return checkRegion(host, algorithm, RealMemory(region.words(), flushAfterPass), region.words(),
-                       region.wordCount(), threads, seed, brokenPages);
+    auto const check = [&](auto const& memory) {
+        return checkRegion(host, algorithm, memory, region.words(), region.wordCount(), threads, seed,
+                           brokenPages, std::chrono::seconds(settings.m_pauseSeconds));
+    };
+    if (settings.m_flush == FlushMode::Operation)
+        return check(UncachedMemory(region.words()));
+    return check(
+        RealMemory(region.words(), settings.m_flush == FlushMode::Pass ? bestLineFlush() : LineFlush::None));
 }
 
 // Threads that wait for a processor would keep this one from its processor too, and with that a stop request
@@ -116,7 +117,7 @@ Outcome runMemoryTest(TestHost& host, Algorithm algorithm, MemorySettings const&
     if (algorithm == Algorithm::Random)
         host.note(Report(kEventSeed, {{"Seed", std::to_string(seed)}}));
     try {
-        return checkFlushing(host, algorithm, *made.m_memory, settings.m_flush, threads, seed);
+        return checkFlushing(host, algorithm, *made.m_memory, settings, threads, seed);
     } catch (std::system_error const& error) {
         host.problem(
             Report(kEventNoMemory, {{"Reason", host.text(kTextNoThread, {{"Error", error.what()}})}}));

@@ -26,7 +26,8 @@ struct MemorySettings
     unsigned m_threads = 0;              ///< 0: one for each processor that the process may use; never more
     std::optional<std::uint64_t> m_seed; ///< absent: a new one for each run
     FlushMode m_flush = FlushMode::Pass;
-    std::string m_root = "/"; ///< where /proc and /sys are read that say how much memory there is
+    unsigned m_pauseSeconds = 60; ///< Algorithm::Fade: how long each value is held
+    std::string m_root = "/";     ///< where /proc and /sys are read that say how much memory there is
 };
 
 /// Reads "none", "pass" or "operation". For anything else, or a mode that this processor does not offer:

@@ -1,7 +1,7 @@
 // The module "memory": tests of the machine's main memory.
 
-#include <common/DiagHost.h>
 #include <common/SeedParameter.h>
+#include <common/TimedHost.h>
 #include <memory/Events.h>
 #include <memory/MemoryReport.h>
 #include <memory/MemoryTest.h>
@@ -22,10 +22,11 @@ using namespace krel5;
 using namespace krel5::modules;
 using namespace krel5::modules::memory;
 
-DiagHost s_host;
+TimedHost s_host;
 Parameter* s_size = nullptr;
 Parameter* s_threads = nullptr;
 Parameter* s_flush = nullptr;
+Parameter* s_pause = nullptr;
 Parameter* s_seed = nullptr;
 
 template <Algorithm kAlgorithm>
@@ -35,6 +36,7 @@ TestResult runTest(DiagDevice const&)
         MemorySettings settings;
         settings.m_mebibytes = s_size->value().valueUint64();
         settings.m_threads = s_threads->value().valueUint32();
+        settings.m_pauseSeconds = s_pause->value().valueUint32();
         settings.m_seed = seedThatWasSet(*s_seed);
         if (!readFlushMode(host, s_flush->value().valueString().getUTF8Buffer(), settings.m_flush))
             return Outcome::BadParameters;
@@ -64,12 +66,15 @@ int main(int argc, char** argv)
     s_size = DiagModule::createParameter("SizeMiB", DataType::UINT64(), "0", false);
     s_threads = DiagModule::createParameter("Threads", DataType::UINT32(), "0", false, false, "0..1024");
     s_flush = DiagModule::createParameter("CacheFlush", DataType::STRING(), "pass", false);
+    s_pause = DiagModule::createParameter("PauseSeconds", DataType::UINT32(), "60", false, false, "1..86400");
     s_seed = createSeedParameter();
     s_host.createEvents(kEvents);
     s_host.createTexts(kTexts);
     createMemoryTest("quick", runTest<Algorithm::Quick>);
+    createMemoryTest("standard", runTest<Algorithm::Standard>);
     createMemoryTest("thorough", runTest<Algorithm::Thorough>);
     createMemoryTest("patterns", runTest<Algorithm::Patterns>);
+    createMemoryTest("fade", runTest<Algorithm::Fade>)->addParameter(s_pause);
     createMemoryTest("random", runTest<Algorithm::Random>)->addParameter(s_seed);
     return DiagModule::start();
 }

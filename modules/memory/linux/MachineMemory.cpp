@@ -26,14 +26,6 @@ std::uint64_t availableMemory(std::string const& root)
 
 std::uint64_t totalMemory(std::string const& root) { return meminfo(root, "MemTotal:"); }
 
-std::uint64_t largestCache()
-{
-    long largest = 0;
-    for (int const level : {_SC_LEVEL2_CACHE_SIZE, _SC_LEVEL3_CACHE_SIZE, _SC_LEVEL4_CACHE_SIZE})
-        largest = std::max(largest, sysconf(level));
-    return static_cast<std::uint64_t>(largest);
-}
-
 unsigned usableProcessors()
 {
     cpu_set_t set;

@@ -1,5 +1,5 @@
 #pragma once
-// What this machine has: free memory, caches, processors.
+// What this machine has: free memory, processors.
 
 #include <cstddef>
 #include <cstdint>
@@ -13,9 +13,6 @@ std::uint64_t availableMemory(std::string const& root = "/");
 
 /// Bytes of main memory that the system has at all: MemTotal of /proc/meminfo. 0 when it cannot be told.
 std::uint64_t totalMemory(std::string const& root = "/");
-
-/// Bytes of the largest cache; 0 when unknown.
-std::uint64_t largestCache();
 
 /// Processors that this process may run on; at least 1.
 unsigned usableProcessors();

@@ -22,6 +22,9 @@ struct InlineRunner
     }
 };
 
+inline constexpr auto kAllAlgorithms = {Algorithm::Quick,    Algorithm::Standard, Algorithm::Thorough,
+                                        Algorithm::Patterns, Algorithm::Fade,     Algorithm::Random};
+
 /// Of memory that is only simulated: nothing ever breaks.
 inline BrokenPages s_noBrokenPages(4096);
 
@@ -56,8 +59,19 @@ private:
 
 inline char const* nameOf(Algorithm algorithm)
 {
-    static constexpr char const* kNames[] = {"quick", "thorough", "patterns", "random"};
+    static constexpr char const* kNames[] = {"quick", "standard", "thorough", "patterns", "fade", "random"};
     return kNames[static_cast<int>(algorithm)];
+}
+
+/// Puts each of the primitives, which '&' joins, onto the same cells.
+template <typename Word>
+void injectAll(FaultyMemory<Word>& memory, std::string_view fault, Cell aggressor, Cell victim)
+{
+    while (!fault.empty()) {
+        memory.inject({parsePrimitive(fault), victim, aggressor});
+        auto const next = fault.find('&');
+        fault = next == fault.npos ? std::string_view() : fault.substr(next + 1);
+    }
 }
 
 /// One row of the table that the coverage test prints.
@@ -71,9 +85,16 @@ public:
     void add(FaultyMemory<Word>& memory, std::size_t size, std::vector<std::size_t> words, std::uint64_t bits,
              unsigned slices = 1)
     {
+        run(SimulatedMemory<Word>{&memory}, size, std::move(words), bits, slices);
+    }
+
+    /// On any memory that a checker takes.
+    template <typename Memory>
+    void run(Memory const& memory, std::size_t size, std::vector<std::size_t> words, std::uint64_t bits,
+             unsigned slices = 1)
+    {
         Detective detective(std::move(words), bits);
-        Checker<SimulatedMemory<Word>, InlineRunner> checker(detective, detective, {&memory}, size, slices,
-                                                             s_noBrokenPages);
+        Checker<Memory, InlineRunner> checker(detective, detective, memory, size, slices, s_noBrokenPages);
         runAlgorithm(m_algorithm, checker, 4711);
         ++m_injected;
         m_found += detective.m_found;
@@ -82,7 +103,7 @@ public:
 
     void print() const
     {
-        std::printf("%-9s %-46s injected %6d  found %6d  at right address %6d  %6.2f %%\n",
+        std::printf("%-9s %-54s injected %6d  found %6d  at right address %6d  %6.2f %%\n",
                     nameOf(m_algorithm), m_name.c_str(), m_injected, m_found, m_right,
                     m_injected ? 100.0 * m_right / m_injected : 0.0);
     }

@@ -54,4 +54,14 @@ inline FaultClass const kCoupledDynamicRead = coupled("dCFrd", kDynamicRead);
 inline FaultClass const kCoupledDynamicDeceptive = coupled("dCFdrd", kDynamicDeceptive);
 inline FaultClass const kCoupledDynamicIncorrect = coupled("dCFir", kDynamicIncorrect);
 
+inline FaultClass const kDynamicWrite{"dTF, dWDF two writes",
+                                      {"<0w0w0/1/->", "<0w0w1/0/->", "<0w1w0/1/->", "<0w1w1/0/->",
+                                       "<1w0w0/1/->", "<1w0w1/0/->", "<1w1w0/1/->", "<1w1w1/0/->"}};
+inline FaultClass const kCoupledDynamicWrite = coupled("dCFtr, dCFwd two writes", kDynamicWrite);
+inline FaultClass const kDynamicWriteDisturb{
+    "dCFds two writes",
+    {"<0w0w0;0/1/->", "<0w0w0;1/0/->", "<0w0w1;0/1/->", "<0w0w1;1/0/->", "<0w1w0;0/1/->", "<0w1w0;1/0/->",
+     "<0w1w1;0/1/->", "<0w1w1;1/0/->", "<1w0w0;0/1/->", "<1w0w0;1/0/->", "<1w0w1;0/1/->", "<1w0w1;1/0/->",
+     "<1w1w0;0/1/->", "<1w1w0;1/0/->", "<1w1w1;0/1/->", "<1w1w1;1/0/->"}};
+
 } // namespace krel5::modules::memory::test

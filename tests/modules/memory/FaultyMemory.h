@@ -5,12 +5,13 @@
 // victim. S is a state (0, 1) followed by the operations that sensitise the fault (w0, w1, r); F is the
 // victim's state afterwards, R what a read of the victim answers ("-" when it is not read). "<0w1/0/->" is a
 // cell that cannot rise, "<1;0r/1/0>" a cell that a read flips behind the reader's back while its aggressor
-// holds 1. At most two operations, of which the second is a read directly after the write. A primitive
+// holds 1. At most two operations, of which the second directly follows the first, a write. A primitive
 // without operations holds always.
 //
 // A word is written as a whole, then the coupling acts: it overrules what the same write put into the victim.
 
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -34,7 +35,8 @@ struct Primitive
     bool m_onAggressor = false; ///< the operations are done on the aggressor
     int m_aggressorState = 0;   ///< before the operations
     int m_victimState = 0;
-    int m_write = -1; ///< value of the write operation, -1 for none
+    int m_write = -1;       ///< value of the write operation, -1 for none
+    int m_secondWrite = -1; ///< of the one directly after it
     bool m_read = false;
     int m_final = 0;
     int m_output = -1; ///< -1: what the cell held
@@ -56,7 +58,7 @@ inline Primitive parsePrimitive(std::string_view text)
         for (std::size_t at = 1; at < part.size(); ++at) {
             result.m_onAggressor = aggressor;
             if (part[at] == 'w')
-                result.m_write = part.at(++at) - '0';
+                (result.m_write < 0 ? result.m_write : result.m_secondWrite) = part.at(++at) - '0';
             else
                 result.m_read = true;
         }
@@ -183,10 +185,7 @@ private:
         m_cells[index] = word;
         Due due;
         for (auto const& fault : m_faults) {
-            auto const& p = fault.m_primitive;
-            auto const& on = p.m_onAggressor ? fault.m_aggressor : fault.m_victim;
-            if (p.m_write >= 0 && !p.m_read && on.m_word == index && bitOf(word, on.m_bit) == p.m_write &&
-                bitOf(before, on.m_bit) == operatedState(p) && otherHolds(fault))
+            if (sensitisedByWrite(fault, index, before, word))
                 due.add(fault);
         }
         due.act(m_cells);
@@ -209,6 +208,28 @@ private:
         return value;
     }
 
+    bool sensitisedByWrite(PlacedPrimitive const& fault, std::size_t index, Word before, Word word) const
+    {
+        auto const& p = fault.m_primitive;
+        auto const& on = p.m_onAggressor ? fault.m_aggressor : fault.m_victim;
+        if (p.m_write < 0 || p.m_read || on.m_word != index || !otherHolds(fault))
+            return false;
+        if (p.m_secondWrite < 0)
+            return bitOf(word, on.m_bit) == p.m_write && bitOf(before, on.m_bit) == operatedState(p);
+        return bitOf(word, on.m_bit) == p.m_secondWrite && directlyAfterWrite(fault, index) &&
+               bitOf(before, on.m_bit) == p.m_write;
+    }
+
+    /// The operation before this one was the primitive's first, which is a write.
+    bool directlyAfterWrite(PlacedPrimitive const& fault, std::size_t index) const
+    {
+        auto const& p = fault.m_primitive;
+        auto const& on = p.m_onAggressor ? fault.m_aggressor : fault.m_victim;
+        return m_last.m_wrote && m_last.m_word == index &&
+               bitOf(m_last.m_before, on.m_bit) == operatedState(p) &&
+               bitOf(m_last.m_written, on.m_bit) == p.m_write;
+    }
+
     bool sensitisedByRead(PlacedPrimitive const& fault, std::size_t index) const
     {
         auto const& p = fault.m_primitive;
@@ -217,9 +238,7 @@ private:
             return false;
         if (p.m_write < 0)
             return bitOf(m_cells[index], on.m_bit) == operatedState(p);
-        return m_last.m_wrote && m_last.m_word == index &&
-               bitOf(m_last.m_before, on.m_bit) == operatedState(p) &&
-               bitOf(m_last.m_written, on.m_bit) == p.m_write && bitOf(m_cells[index], on.m_bit) == p.m_write;
+        return directlyAfterWrite(fault, index) && bitOf(m_cells[index], on.m_bit) == p.m_write;
     }
 
     static int operatedState(Primitive const& p)
@@ -271,7 +290,9 @@ struct SimulatedMemory
 
     Word read(std::size_t index) { return m_memory->read(index); }
     void write(std::size_t index, Word word) { m_memory->write(index, word); }
-    void settle(std::size_t, std::size_t) {}
+    void leaveLine(std::size_t) {}
+    void settle() {}
+    void hold(std::chrono::milliseconds) {}
 };
 
 } // namespace krel5::modules::memory::test

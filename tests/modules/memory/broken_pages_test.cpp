@@ -7,6 +7,7 @@
 #include <memory/linux/BusErrors.h>
 #include <memory/linux/LockedMemory.h>
 #include <modules/RecordingHost.h>
+#include <modules/memory/Coverage.h>
 
 #include <csignal>
 #include <cstring>
@@ -22,9 +23,6 @@ namespace {
 
 using modules::test::RecordingHost;
 using modules::test::valueOf;
-
-constexpr auto kAllAlgorithms = {Algorithm::Quick, Algorithm::Thorough, Algorithm::Patterns,
-                                 Algorithm::Random};
 
 // Slices of three threads end inside of pages. One page that is replaced while another thread uses it, too, is
 // no race: the kernel does it. The thread sanitizer takes mmap for a write by this thread.
@@ -87,8 +85,8 @@ TEST(BrokenPages, AreFaultsAndTheRestIsTestedOn)
             BrokenPages pages(pageSize());
             BusErrors const guard(region.words(), region.bytes(), pages);
             RecordingHost host;
-            EXPECT_EQ(checkRegion(host, algorithm, RealMemory(region.words(), true), region.words(),
-                                  region.wordCount(), threads, 5, pages),
+            EXPECT_EQ(checkRegion(host, algorithm, RealMemory(region.words(), bestLineFlush()),
+                                  region.words(), region.wordCount(), threads, 5, pages),
                       Outcome::Fail);
             ASSERT_EQ(host.m_faults.size(), 3u)
                 << "and no wrong reads: " << host.m_faults.back().m_eventKey.text();
@@ -124,7 +122,7 @@ struct BreaksWhenFilled : RealMemory
 {
     Region* m_region;
     bool* m_isBroken;
-    void settle(std::size_t, std::size_t) const
+    void settle() const
     {
         if (!std::exchange(*m_isBroken, true))
             m_region->breakPage(2);
@@ -139,10 +137,11 @@ TEST(BrokenPages, AreOneFaultEachHoweverMuchIsReadThere)
         BusErrors const guard(region.words(), region.bytes(), pages);
         RecordingHost host;
         bool isBroken = false;
-        EXPECT_EQ(checkRegion(host, algorithm,
-                              BreaksWhenFilled{RealMemory(region.words(), false), &region, &isBroken},
-                              region.words(), region.wordCount(), 1, 5, pages),
-                  Outcome::Fail);
+        EXPECT_EQ(
+            checkRegion(host, algorithm,
+                        BreaksWhenFilled{RealMemory(region.words(), LineFlush::None), &region, &isBroken},
+                        region.words(), region.wordCount(), 1, 5, pages),
+            Outcome::Fail);
         ASSERT_EQ(host.m_faults.size(), 1u) << "the empty page in its place reads wrong everywhere";
         EXPECT_EQ(host.m_faults[0].m_eventKey, kEventBrokenPage);
         EXPECT_EQ(valueOf(host.m_faults[0], "Offset"), hexadecimal(2 * pageSize()));
@@ -165,8 +164,8 @@ TEST(BrokenPages, HideNoFaultsOfOthers)
     RecordingHost host;
     std::size_t const stuck = 2 * pageSize() / sizeof(std::uint64_t);
     EXPECT_EQ(checkRegion(host, Algorithm::Patterns,
-                          StuckBesideBroken{RealMemory(region.words(), false), stuck}, region.words(),
-                          region.wordCount(), 1, 5, pages),
+                          StuckBesideBroken{RealMemory(region.words(), LineFlush::None), stuck},
+                          region.words(), region.wordCount(), 1, 5, pages),
               Outcome::Fail);
     std::set<std::string> offsets;
     for (Fault const& fault : host.m_faults)
@@ -183,7 +182,7 @@ TEST(BrokenPages, AreToldInPartAndEndTheRunWhenThereAreTooMany)
     BrokenPages pages(pageSize());
     BusErrors const guard(region.words(), region.bytes(), pages);
     RecordingHost host;
-    EXPECT_EQ(checkRegion(host, Algorithm::Quick, RealMemory(region.words(), false), region.words(),
+    EXPECT_EQ(checkRegion(host, Algorithm::Quick, RealMemory(region.words(), LineFlush::None), region.words(),
                           region.wordCount(), 1, 5, pages),
               Outcome::Fail);
     std::size_t const kept = FaultLog::kKeptPerPass;

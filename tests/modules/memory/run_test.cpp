@@ -31,7 +31,9 @@ struct DeadMemory
     static constexpr std::size_t kPollWords = 4096;
     Word read(std::size_t) const { return 0; }
     void write(std::size_t, Word) {}
-    void settle(std::size_t, std::size_t) {}
+    void leaveLine(std::size_t) {}
+    void settle() {}
+    void hold(std::chrono::milliseconds) {}
 };
 
 TEST(MemoryRun, DeadMemoryIsCountedInFullAndReportedInPart)
@@ -55,8 +57,7 @@ TEST(MemoryRun, DeadMemoryIsCountedInFullAndReportedInPart)
 TEST(MemoryRun, OneStuckBitAmongManyWordsFailsEveryTest)
 {
     std::vector<std::uint64_t> words(5000);
-    for (auto const algorithm :
-         {Algorithm::Quick, Algorithm::Thorough, Algorithm::Patterns, Algorithm::Random}) {
+    for (auto const algorithm : kAllAlgorithms) {
         FaultyMemory<std::uint64_t> memory(words.size());
         RecordingHost sound;
         EXPECT_EQ(checkRegion(sound, algorithm, SimulatedMemory<std::uint64_t>{&memory}, words.data(),
@@ -129,7 +130,9 @@ struct CountingMemory
     std::atomic<std::uint64_t>* m_operations;
     Word read(std::size_t) { return ++*m_operations, 0; }
     void write(std::size_t, Word) { ++*m_operations; }
-    void settle(std::size_t, std::size_t) {}
+    void leaveLine(std::size_t) {}
+    void settle() {}
+    void hold(std::chrono::milliseconds) {}
 };
 
 /// Asks for a stop as soon as one operation was done.
@@ -173,8 +176,7 @@ struct RunnerWithControl
 TEST(MemoryRun, SlowMemoryIsLeftAfterAFewWords)
 {
     constexpr std::uint64_t kMostOperations = 1000; // of half a microsecond: a small part of a stop's 100 ms
-    for (auto const algorithm :
-         {Algorithm::Quick, Algorithm::Thorough, Algorithm::Patterns, Algorithm::Random}) {
+    for (auto const algorithm : kAllAlgorithms) {
         std::atomic<std::uint64_t> operations{0};
         WorkerControl control;
         RunnerWithControl::s_control = &control;
@@ -260,9 +262,11 @@ TEST(MemoryRun, WorkIsKnownBeforehandAndNoPassBeginsAfterAStop)
         return runAlgorithm(algorithm, checker, 1);
     };
     auto const& spans = NotingRunner::s_spans;
-    for (auto const& [algorithm, expected] : {std::pair{Algorithm::Quick, 7 * 10u},
-                                              {Algorithm::Thorough, 7 * (41 + 26u)},
-                                              {Algorithm::Patterns, (2 + 2 * 64 + 2) * 2 + 7 * 6u},
+    for (auto const& [algorithm, expected] : {std::pair{Algorithm::Quick, 10 * 10u},
+                                              {Algorithm::Standard, 10 * 22u},
+                                              {Algorithm::Thorough, 10 * (41 + 26 + 56u)},
+                                              {Algorithm::Patterns, (2 + 2) * 2 + 10 * 6u},
+                                              {Algorithm::Fade, 2 * 2u},
                                               {Algorithm::Random, 4 * 4u}}) {
         ASSERT_TRUE(run(algorithm, 0));
         EXPECT_EQ(operations, expected) << nameOf(algorithm);
@@ -346,14 +350,14 @@ TEST(RegionSize, LeavesTheSystemAMarginAndGrowsWithTheMachine)
 
 TEST(MemoryRun, RealMemoryRunsThroughEveryTest)
 {
-    for (auto const algorithm :
-         {Algorithm::Quick, Algorithm::Thorough, Algorithm::Patterns, Algorithm::Random}) {
+    for (auto const algorithm : kAllAlgorithms) {
         for (auto const flush : {FlushMode::None, FlushMode::Pass}) {
             RecordingHost host;
             MemorySettings settings;
             settings.m_mebibytes = 1;
             settings.m_threads = 2;
             settings.m_seed = 77;
+            settings.m_pauseSeconds = 0;
             settings.m_flush = flush;
             ASSERT_EQ(runMemoryTest(host, algorithm, settings), Outcome::Pass) << nameOf(algorithm);
             ASSERT_FALSE(host.m_progress.empty());
@@ -412,13 +416,6 @@ TEST(MemoryRun, FlushModeIsReadFromItsText)
     ASSERT_EQ(host.m_problems.size(), 1u);
     EXPECT_EQ(valueOf(host.m_problems[0], "Value"), "Pass");
     EXPECT_EQ(valueOf(host.m_problems[0], "Reason"), host.text(kTextFlushValues));
-}
-
-TEST(MemoryRun, WhatMayStayInTheCachesIsFlushed)
-{
-    EXPECT_TRUE(isFlushedAfterPass(FlushMode::Pass, 4 * 1000 - 1, 1000));
-    EXPECT_FALSE(isFlushedAfterPass(FlushMode::Pass, 4 * 1000, 1000));
-    EXPECT_FALSE(isFlushedAfterPass(FlushMode::None, 8, 1000));
 }
 
 constexpr int kNotEnforced = 99;
