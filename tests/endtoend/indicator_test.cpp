@@ -89,10 +89,10 @@ TEST_F(IndicatorModules, ShowWhatChanges)
     for (char const* line :
          {" requestDeviceAddition(", " requestDeviceRemoval(", " requestDevicePropertyAddition(",
           " requestDevicePropertyAdditionFromAnotherModule(", " requestDevicePropertyRemoval(",
-          " requestAlertAddition(", " requestAlertRemoval(nobody)", " propagateChanges()\n",
-          " httpGetRequest()\n", " stopRequested() returing: ", " runIndicator(...) on device ",
-          " runIndicator(...) -- Enter\n", " requestAlertRemoval(): not known: nobody\n",
-          " requestAlertRemoval(): not known: Stuck\n"})
+          " requestAlertAddition(", " send() adding alert: Stuck time: ", " to StateManager\n",
+          " requestAlertRemoval(nobody)", " propagateChanges()\n", " httpGetRequest()\n",
+          " stopRequested() returing: ", " runIndicator(...) on device ", " runIndicator(...) -- Enter\n",
+          " requestAlertRemoval(): not known: nobody\n", " requestAlertRemoval(): not known: Stuck\n"})
         EXPECT_TRUE(holds(written, line));
 }
 

@@ -174,6 +174,7 @@ static void everyChange()
 static void fromThreads()
 {
     static std::vector<std::thread> s_threads;
+    alert(); // is there before them
     if (s_pass == 1)
         for (int first = 10; first < 50; first += 10)
             s_threads.emplace_back([first] {
@@ -190,6 +191,7 @@ static void fromThreads()
                     Alert* const busy =
                         Alert::createAlert("Busy", AlertType::HARDWARE_ISSUE())->setDeviceAssociation(mine);
                     IndicatorModule::requestAlertAddition(busy);
+                    alert()->send(); // the same one by all
                     IndicatorModule::requestDevicePropertyAdditionFromAnotherModule(mine, "threads", "Note",
                                                                                     Value("lent"));
                     IndicatorModule::propagateChanges();

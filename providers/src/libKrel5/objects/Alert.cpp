@@ -99,14 +99,15 @@ Alert* Alert::setDeviceAssociation(SysInfoDevice const* device)
     return this;
 }
 
+// Several threads may send one alert.
 Alert* Alert::send()
 {
+    zel::AutoMutex const lock(libraryMutex());
     imp().setModuleGuid(ModuleIdentity::guid());
     if (imp().timeTriggered() == 0)
         imp().setTimeTriggered(zel::System::currentTimeStamp());
     ZEL_LOG(logger(), zel::LogLevel::Debug)
         << "send() adding alert: " << imp().key() << " time: " << imp().timeTriggered() << " to StateManager";
-    zel::AutoMutex const lock(libraryMutex());
     zel::StateManager::instance().addAlert(imp());
     return this;
 }

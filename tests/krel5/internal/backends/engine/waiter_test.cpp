@@ -190,7 +190,12 @@ TEST_F(WaiterTest, anUpdateRequestIsForADeviceAndAPropertyThatAreKnown)
     device->addProperty(&property);
     zel::IndicatorImp indicator("heat", zel::CapabilityImp::HardDrive(), false);
     auto& manager = zel::StateManager::instance();
+    auto const others =
+        zel::DeviceImp::createGeneric(zel::CapabilityImp::HardDrive(), zel::CapabilityImp(), "tape", "/dev/y",
+                                      "of another module", "SATA:2", zel::CapabilityImp());
+    others->addProperty(&property);
     manager.addDevice(*device, nullptr);
+    manager.addDevice(*others, nullptr);
     manager.addIndicator(indicator);
     auto const& run = manager.addIndicatorRun(zel::IndicatorRunImp(indicator, device.get(), 5));
 
@@ -205,6 +210,8 @@ TEST_F(WaiterTest, anUpdateRequestIsForADeviceAndAPropertyThatAreKnown)
     EXPECT_TRUE(wasLogged("Cannot find device guid: nowhere in state manager"));
     request(device->guid(), "Weight");
     EXPECT_TRUE(wasLogged("Cannot find device prop: Weight on device: " + device->guid().toUtf8()));
+    request(others->guid(), "Temperature");
+    EXPECT_TRUE(wasLogged("No indicator watches device guid: " + others->guid().toUtf8()));
     EXPECT_FALSE(run.hasUpdateBeenForced());
     handler.handle(std::make_shared<Impostor>());
     EXPECT_TRUE(wasLogged("Invalid Message: Impostor (54)"));

@@ -32,10 +32,13 @@ zel::String forceUpdate(zel::UpdateRequestBody const& request)
         return "Cannot find device guid: " + request.device + " in state manager";
     if (!device->property(request.property))
         return "Cannot find device prop: " + request.property + " on device: " + request.device;
+    bool isWatched = false;
     for (std::size_t i = 0; i < manager.indicatorRunCount(); ++i)
-        if (zel::IndicatorRunImp& run = manager.indicatorRunAtIndex(i); run.device() == device)
+        if (zel::IndicatorRunImp& run = manager.indicatorRunAtIndex(i); run.device() == device) {
             run.forceUpdate();
-    return zel::String();
+            isWatched = true;
+        }
+    return isWatched ? zel::String() : "No indicator watches device guid: " + request.device;
 }
 
 void refuse(zel::String const& reason)
