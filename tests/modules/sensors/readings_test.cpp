@@ -3,7 +3,9 @@
 #include "Tree.h"
 
 #include <cmath>
+#include <cstdio>
 #include <fcntl.h>
+#include <functional>
 #include <map>
 #include <set>
 #include <thread>
@@ -294,15 +296,92 @@ TEST(SensorReadings, OfThisMachineAreThoseOfItsFiles)
             EXPECT_EQ(last->readings.find(ReadingId::ReceiveErrors), numberIn(files.read(folder).content));
             ++compared;
         } else if (part->name == "Memory") {
+            auto const bytes = [&files](char const* row) {
+                PassFiles now(files);
+                return std::stod(now.row("proc/meminfo", 0, row).at(1)) * 1024;
+            };
+            double const before = bytes("MemAvailable:"), slack = bytes("MemTotal:") / 100;
+            machine.poller().read(2s);
             auto const last = machine.poller().take(part->guid);
-            PassFiles now(files);
-            double const kibibytes = std::stod(now.row("proc/meminfo", 0, "MemAvailable:").at(1));
-            EXPECT_NEAR(last->readings.find(ReadingId::AvailableMemory).value_or(0), kibibytes * 1024, 4e9)
-                << "programs come and go meanwhile";
+            double const after = bytes("MemAvailable:"),
+                         said = last->readings.find(ReadingId::AvailableMemory).value_or(-1);
+            EXPECT_GE(said, std::min(before, after) - slack) << "programs come and go meanwhile";
+            EXPECT_LE(said, std::max(before, after) + slack);
             ++compared;
         }
     }
     EXPECT_GT(compared, 0u);
+}
+
+/// A counter, and when it was read.
+struct Count
+{
+    double value = 0;
+    Poller::Clock::time_point time = Poller::Clock::now();
+};
+
+double secondsBetween(Count const& from, Count const& to)
+{
+    return std::chrono::duration<double>(to.time - from.time).count();
+}
+
+// What is written and sent a second lies between what the counters of the kernel say right before and behind the two readings.
+TEST(SensorReadings, OfRatesLieWhereTheCountersOfThisMachineHaveThem)
+{
+    Machine machine("/");
+    MachineFiles const files("/");
+    struct Rate
+    {
+        Part const* part;
+        ReadingId id;
+        std::function<Count()> count; // in bits
+        Count before[2], behind[2];
+    };
+    std::vector<Rate> rates;
+    for (auto const& part : machine.parts())
+        if (part->lane == "network") {
+            std::string const path = "sys/class/net/" + part->path + "/statistics/rx_bytes";
+            rates.push_back(
+                {part.get(),
+                 ReadingId::ReceiveRate,
+                 [&files, path] { return Count{numberIn(files.read(path).content).value_or(-1) * 8}; },
+                 {},
+                 {}});
+        } else if (!part->isHealth && files.isFolder("sys/block/" + part->path + "/queue")) {
+            rates.push_back({part.get(),
+                             ReadingId::WriteRate,
+                             [&files, name = part->path] {
+                                 PassFiles now(files);
+                                 return Count{std::stod(now.row("proc/diskstats", 2, name).at(9)) * 512 * 8};
+                             },
+                             {},
+                             {}});
+        }
+    Tree const tree;
+    for (int pass = 0; pass < 2; ++pass) {
+        for (Rate& rate : rates)
+            rate.before[pass] = rate.count();
+        machine.poller().read(2s);
+        for (Rate& rate : rates)
+            rate.behind[pass] = rate.count();
+        tree.write("some", std::string(4 << 20, static_cast<char>('a' + pass)));
+        int const file = ::open(tree.path("some").c_str(), O_RDONLY | O_CLOEXEC);
+        ::fsync(file);
+        ::close(file);
+        std::this_thread::sleep_for(200ms);
+    }
+    for (Rate const& rate : rates) {
+        double const said = machine.poller().take(rate.part->id())->readings.find(rate.id).value_or(-1);
+        double const least =
+            (rate.before[1].value - rate.behind[0].value) / secondsBetween(rate.before[0], rate.behind[1]);
+        double const most =
+            (rate.behind[1].value - rate.before[0].value) / secondsBetween(rate.behind[0], rate.before[1]);
+        EXPECT_GE(said, least * 0.999) << rate.part->path;
+        EXPECT_LE(said, most * 1.001) << rate.part->path;
+        std::printf("%s: %.0f bit/s, between %.0f and %.0f\n", rate.part->path.c_str(), said, least, most);
+    }
+    if (rates.empty())
+        GTEST_SKIP() << "neither drive nor network card";
 }
 
 } // namespace
