@@ -76,8 +76,15 @@ TEST(DriveHealth, IsWhatTheReportSays)
 })",
                                      2))
                     .empty());
-    for (char const* damaged : {"", "no report", "[]", "{\"smart_status\":", "\xFF\xFE"})
-        EXPECT_FALSE(healthReadings(damaged, 0).failure.empty()) << damaged;
+    std::size_t const deep = 1'000'000;
+    for (std::string const& damaged :
+         {std::string(), std::string("no report"), std::string("[]"), std::string("{\"smart_status\":"),
+          std::string("\xFF\xFE"), std::string(deep, '['), std::string(deep, '[') + std::string(deep, ']')})
+        EXPECT_FALSE(healthReadings(damaged, 0).failure.empty()) << damaged.substr(0, 20);
+    std::string nested;
+    for (int i = 0; i < 100'000; ++i)
+        nested += "{\"temperature\":";
+    EXPECT_TRUE(named(healthReadings(nested + "1" + std::string(100'000, '}'), 0)).empty());
 }
 
 // The test of a drive's health judges these, too: what is watched must not say anything else.
