@@ -18,6 +18,13 @@ public:
     MachineFiles& operator=(MachineFiles const&) = delete;
     ~MachineFiles();
 
+    /// Whether it is this machine.
+    bool isLive() const noexcept { return m_isLive; }
+    /// A folder, or a link to one.
+    bool isFolder(std::string const& path) const;
+    /// Anything at all; no driver is asked.
+    bool isThere(std::string const& path) const;
+
     /// What the file holds, cut behind `limit` bytes, or why there is nothing (errno). May block for as long as a driver, or a
     /// FIFO, does. `path` is relative to the root; links are resolved inside it.
     struct Answer
@@ -26,14 +33,11 @@ public:
         int error = 0;
         explicit operator bool() const noexcept { return error == 0; }
     };
-    /// Whether it is this machine.
-    bool isLive() const noexcept { return m_isLive; }
-    /// A folder, or a link to one.
-    bool isFolder(std::string const& path) const;
     Answer read(std::string const& path, std::size_t limit = 4096) const;
 
 private:
     int open(std::string const& path, int flags) const; ///< -1, and errno
+    bool canOpen(std::string const& path, int flags) const;
 
     int m_root;
     bool m_isLive;

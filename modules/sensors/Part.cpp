@@ -349,8 +349,6 @@ std::string below(zel::DeviceImp const& device, std::string_view folder)
     return path.starts_with(folder) ? path.substr(folder.size()) : "";
 }
 
-bool isThere(MachineFiles const& files, std::string const& path) { return bool(files.read(path)); }
-
 constexpr char kControllers[] = "sys/devices/system/edac/mc/mc";
 constexpr int kMost = 32; // memory controllers, and modules of one
 
@@ -358,7 +356,7 @@ constexpr int kMost = 32; // memory controllers, and modules of one
 void addCounters(MachineFiles const& files, std::string const& folder, char const* prefix, Part& part)
 {
     for (char const* name : {"ce_count", "ue_count"})
-        if (std::string const path = folder + "/" + prefix + name; isThere(files, path))
+        if (std::string const path = folder + "/" + prefix + name; files.isThere(path))
             part.counters.push_back(path);
 }
 
@@ -400,7 +398,7 @@ bool prepareProcessor(zel::DeviceImp const& device, MachineFiles const& files, P
     for (unsigned const number : part.processors)
         if (std::string const path =
                 folder + std::to_string(number) + "/thermal_throttle/core_throttle_count";
-            isThere(files, path))
+            files.isThere(path))
             part.counters.push_back(path);
     part.read = &readProcessor;
     return true;
@@ -431,8 +429,7 @@ bool prepareSupply(zel::DeviceImp const& device, MachineFiles const& files, Part
     part.path = below(device, "/") + "/";
     part.lane = part.path;
     part.read = &readSupply;
-    part.countsInEnergy =
-        isThere(files, part.path + "energy_now") || isThere(files, part.path + "energy_full");
+    part.countsInEnergy = files.isThere(part.path + "energy_now") || files.isThere(part.path + "energy_full");
     return part.path.starts_with("sys/");
 }
 

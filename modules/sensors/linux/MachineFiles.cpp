@@ -29,13 +29,16 @@ int MachineFiles::open(std::string const& path, int flags) const
     return static_cast<int>(syscall(SYS_openat2, m_root, path.c_str(), &how, sizeof how));
 }
 
-bool MachineFiles::isFolder(std::string const& path) const
+bool MachineFiles::canOpen(std::string const& path, int flags) const
 {
-    int const folder = open(path, O_PATH | O_DIRECTORY);
-    if (folder >= 0)
-        close(folder);
-    return folder >= 0;
+    int const file = open(path, flags);
+    if (file >= 0)
+        close(file);
+    return file >= 0;
 }
+
+bool MachineFiles::isFolder(std::string const& path) const { return canOpen(path, O_PATH | O_DIRECTORY); }
+bool MachineFiles::isThere(std::string const& path) const { return canOpen(path, O_PATH); }
 
 MachineFiles::Answer MachineFiles::read(std::string const& path, std::size_t limit) const
 {

@@ -176,6 +176,20 @@ TEST(Scanners, SayWhatTheyHangOn)
     EXPECT_EQ(scanner.stuck(), "");
 }
 
+TEST(Scanners, DoNotHangOnADriverToLearnWhetherItHasAFile)
+{
+    Tree tree;
+    writeChip(tree);
+    tree.write("sys/class/power_supply/BAT0/type", "Battery\n");
+    tree.write("sys/devices/system/edac/mc/mc0/dimm3/dimm_label", "A1\n");
+    tree.fifo("sys/class/power_supply/BAT0/energy_now");
+    tree.fifo("sys/devices/system/edac/mc/mc0/dimm3/dimm_ce_count");
+    Scanner scanner(tree.root(), 1h);
+    auto const found = scanner.take(20s);
+    ASSERT_TRUE(found);
+    EXPECT_GE(found->parts.size(), 2u);
+}
+
 // One that comes and goes all the time, a driver that shouts, and noise: a look a second, and the last change is seen.
 TEST(Scanners, RestBetweenLooksHoweverMuchTheKernelSays)
 {
