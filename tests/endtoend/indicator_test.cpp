@@ -372,6 +372,20 @@ TEST_F(IndicatorsUnderAnEngine, TellWhatComesAndWatchIt)
     EXPECT_EQ(outcome.get().status, kPass);
 }
 
+TEST_F(IndicatorsUnderAnEngine, ReadOthersBesideADeviceThatComesAndGoesAllTheTime)
+{
+    m_module.setGuid("flaps");
+    auto outcome = startRun("flaps");
+    EXPECT_NE(update(What::Readings).device, m_device);
+    ask(m_device, "Speed");
+    int readings = 1;
+    while (update(What::Readings).device != m_device && ++readings < 500) {
+    }
+    EXPECT_LT(readings, 500);
+    m_engine.send(zel::StopTestEngineToProvider());
+    EXPECT_EQ(outcome.get().status, kPass);
+}
+
 TEST_F(IndicatorsUnderAnEngine, ListForItAndNeedARun)
 {
     auto listing = start("watching", {"enum", "-e"});

@@ -107,6 +107,11 @@ static IndicatorReturnData readSpeed(DiagDevice const& device)
         IndicatorModule::requestDeviceRemoval(pump(1));
         IndicatorModule::requestDeviceAddition(pump(1));
     }
+    if (isCalled("flaps")) { // a bad contact, from the second device on
+        if (s_reading > 1 && device.name() == KrelString("Pump 9"))
+            IndicatorModule::requestDeviceRemoval(pump(9));
+        IndicatorModule::requestDeviceAddition(pump(9));
+    }
     if (isCalled("throws"))
         throw std::runtime_error("no such pump");
     if (isCalled("grows") && s_reading == 2) { // under an engine: the forced one
@@ -267,7 +272,7 @@ static void enumerate()
         throw KrelException("no such bus");
     if (isCalled("number"))
         throw 42;
-    if (isCalled("engaged") || isCalled("grows") || isCalled("nothing"))
+    if (isCalled("engaged") || isCalled("flaps") || isCalled("grows") || isCalled("nothing"))
         return;
     if (isCalled("mixed")) // with one that nothing reads
         IndicatorModule::addDevice(SysInfoDevice::createGeneric(

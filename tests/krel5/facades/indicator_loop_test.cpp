@@ -221,6 +221,24 @@ TEST_F(IndicatorLoopTest, whatComesInACallHasItsTurnInTheSamePass)
     EXPECT_EQ(pass(), "");
 }
 
+// A bad contact: else the pass would have no end, and what it removes would never be freed.
+TEST_F(IndicatorLoopTest, aDeviceThatEachOfItsReadingsReplacesHasItsTurnOncePerPass)
+{
+    watched("a");
+    watched("b");
+    s_onCall = [this](std::string const& name) {
+        if (name != "a" || s_calls.size() > 100)
+            return;
+        remove("a");
+        watched("a");
+    };
+    EXPECT_EQ(pass(), "a b ");
+    remove("b"); // and back before its turn, by another thread
+    watched("b");
+    EXPECT_EQ(pass(), "a b ");
+    EXPECT_EQ(state().removedCount(), 0u);
+}
+
 TEST_F(IndicatorLoopTest, aRunOfAnIndicatorThatTheModuleDoesNotHaveIsAnError)
 {
     zel::IndicatorImp stranger("stranger", zel::CapabilityImp::HardDrive(), false);

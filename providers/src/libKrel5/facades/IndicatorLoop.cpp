@@ -15,6 +15,8 @@
 #include <zel/foundation/System.h>
 #include <zel/model/state/StateManager.h>
 
+#include <algorithm>
+
 namespace krel5 {
 namespace {
 
@@ -55,6 +57,7 @@ TestResult IndicatorLoop::run()
 void IndicatorLoop::pass()
 {
     m_last = nullptr;
+    m_ended.clear();
     bool ranFree = false;
     while (zel::IndicatorRunImp* const run = next()) {
         call(*run);
@@ -77,13 +80,23 @@ zel::IndicatorRunImp* IndicatorLoop::next()
 {
     zel::AutoMutex const guard(libraryMutex());
     auto const now = zel::Stopwatch::now();
+    if (m_last && m_last->hasEnded())
+        m_ended.push_back(m_last);
     for (std::size_t i = m_last ? manager().indicatorRunIndexBehind(*m_last) : 0;
          i < manager().indicatorRunCount(); ++i) {
         zel::IndicatorRunImp& run = manager().indicatorRunAtIndex(i);
-        if (run.indicator().mayRun() && take(run, now))
+        if (run.indicator().mayRun() && !wasCalledBefore(run) && take(run, now))
             return &run;
     }
     return nullptr;
+}
+
+// Under another record: the pass of a device that goes and comes back whenever it is read would have no end.
+bool IndicatorLoop::wasCalledBefore(zel::IndicatorRunImp const& run) const
+{
+    return std::any_of(m_ended.begin(), m_ended.end(), [&run](zel::IndicatorRunImp const* one) {
+        return &one->indicator() == &run.indicator() && one->deviceGuid() == run.deviceGuid();
+    });
 }
 
 // A device that the function removes lives until the end of the pass.

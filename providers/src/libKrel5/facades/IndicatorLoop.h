@@ -3,6 +3,8 @@
 
 #include <krel5/TestResult.h>
 
+#include <vector>
+
 namespace zel {
 class DeviceImp;
 class IndicatorRunImp;
@@ -22,8 +24,9 @@ public:
     explicit IndicatorLoop(CommInterface& comm) : m_comm(comm) {}
     /// Returns PASS when the module is to stop. What a function throws goes through.
     TestResult run();
-    /// Calls what is due or forced, and every free indicator, each once; runs that are added meanwhile too. Then frees
-    /// what was removed. Ends early at a stop request.
+    /// Calls what is due or forced, and every free indicator, each once; runs that are added meanwhile too, but for those of a
+    /// device that was called, went and came back: they have their turn in the next pass. Then frees what was removed. Ends
+    /// early at a stop request.
     void pass();
 
     /// Ties the indicators of this module that are for the device to it, where they are not yet. Under the library mutex.
@@ -34,10 +37,13 @@ public:
 
 private:
     zel::IndicatorRunImp* next();
+    bool wasCalledBefore(zel::IndicatorRunImp const& run) const;
     void call(zel::IndicatorRunImp& run);
 
     CommInterface& m_comm;
     zel::IndicatorRunImp const* m_last = nullptr; // that was called in this pass
+    std::vector<zel::IndicatorRunImp const*>
+        m_ended{}; // called in this pass, which their devices did not outlive
 };
 
 } // namespace krel5
