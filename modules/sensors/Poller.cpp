@@ -15,7 +15,8 @@ namespace {
 
 using Clock = Poller::Clock;
 
-constexpr unsigned kSilentAfter = 3; ///< passes with errors
+/// Passes with errors. A drive that is asked for its health has had a minute, and is asked seldom.
+unsigned silentAfter(Part const& part) { return part.isHealth ? 1 : 3; }
 constexpr std::chrono::seconds kFirstRest{5};
 constexpr std::chrono::milliseconds kHolds{50}; ///< who needs longer holds up the others of its lane
 constexpr std::chrono::milliseconds kFast{20};  ///< who was slow and answers within this is waited for again
@@ -96,7 +97,7 @@ void Poller::State::note(Watched& watched, Readings readings)
         return;
     }
     auto const rest = kFirstRest * (1 << std::min(watched.failures, 6u));
-    bool const mayRest = ++watched.failures >= kSilentAfter;
+    bool const mayRest = ++watched.failures >= silentAfter(*watched.part);
     watched.notBefore = watched.part->isHealth ? Clock::now() + healthInterval
                         : mayRest              ? Clock::now() + std::min<Clock::duration>(rest, kLongestRest)
                                                : Clock::time_point();
@@ -319,10 +320,10 @@ std::optional<Poller::Last> Poller::take(std::string const& id)
     bool const isOver = lane && lane->isBusy && Clock::now() - lane->since >= lane->deadline;
     bool const isUnasked = isOver && !lane->hasThread; // which is not its fault
     bool const isLate = lane && !isUnasked && (lane->isLate || isOver);
-    std::string const path = "/" + watched.part->path;
+    std::string const path = (watched.part->isHealth ? "smartctl /dev/" : "/") + watched.part->path;
     Last last{watched.last,
               watched.isNew,
-              isLate || isUnasked || watched.failures >= kSilentAfter,
+              isLate || isUnasked || watched.failures >= silentAfter(*watched.part),
               isLate && lane->current == &watched,
               watched.hasAnswered,
               isLate ? path + ": no answer within " + secondsOf(lane->deadline) + " s"

@@ -254,8 +254,10 @@ IndicatorReturnData Watch::read(DiagDevice const& diagDevice)
         auto const last = part ? m_poller->take(part->id()) : std::nullopt;
         if (!last)
             continue;
-        if (last->isSilent && !silent)
+        if (last->isSilent && !silent) {
             silent = last;
+            silent->hasAnswered |= part->isHealth; // it is no sensor that nothing is connected to
+        }
         // What was asked seldom is told again: who is not told of it any more takes it for lost.
         if (last->isNew || (part->isHealth && !last->isSilent))
             for (auto const& [id, value] : last->readings.values)

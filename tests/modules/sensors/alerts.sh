@@ -93,6 +93,11 @@ report true 3 9 0
 await '^  Message: .* has 9% of its spare space left; its maker warns below 10'
 report true 3 100 5
 await '^  Message: .* 5 times'
+write smartctl/sda.json 'no report'
+await '^  Title: .* does not answer$'
+await '^  Message: .*smartctl: what it printed is no report'
+report true 3 100 5
+await 'Removing Alert: NoAnswer$'
 report false 3 100 5
 await '^  Title: .* is failing$'
 report true 3 100 5
