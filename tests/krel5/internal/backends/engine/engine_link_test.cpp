@@ -282,7 +282,9 @@ TEST_F(LinkTest, anIndicatorRunComesWithItsDevice)
 
     hear(zel::RequestUpdateClientToEngineToIndicator({disk, "Temperature"}));
     auto const isForced = [&] {
-        zel::AutoMutex const guard(libraryMutex());
+        zel::AutoMutex const guard(
+            libraryMutex());         // for which a request that comes meanwhile does not wait, ...
+        m_comm.receiveStopMessage(); // ... but for the next pass
         return received.hasUpdateBeenForced();
     };
     for (zel::Stopwatch const watch; !isForced();) // in the middle of being handled
