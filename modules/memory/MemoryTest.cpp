@@ -1,6 +1,7 @@
 #include <memory/MemoryTest.h>
 
 #include <common/RandomSeed.h>
+#include <memory/BusTest.h>
 #include <memory/CheckRegion.h>
 #include <memory/Events.h>
 #include <memory/RegionSize.h>
@@ -10,7 +11,9 @@
 #include <memory/linux/MachineMemory.h>
 
 #include <algorithm>
+#include <charconv>
 #include <string>
+#include <string_view>
 #include <system_error>
 
 namespace krel5::modules::memory {
@@ -26,19 +29,53 @@ Outcome badParameter(TestHost& host, std::string name, std::string value, std::s
     return Outcome::BadParameters;
 }
 
-Outcome checkFlushing(TestHost& host, Algorithm algorithm, LockedMemory const& region,
-                      MemorySettings const& settings, unsigned threads, std::uint64_t seed)
+/// The memory of a run, and how it is to be used.
+struct Prepared
 {
-    BrokenPages brokenPages(pageSize());
-    BusErrors const busErrors(region.words(), region.wordCount() * sizeof(std::uint64_t), brokenPages);
+    LockedMemory const& m_region;
+    unsigned m_threads;
+    std::uint64_t m_seed;
+    BrokenPages& m_brokenPages;
+};
+
+Outcome checkPasses(TestHost& host, Algorithm algorithm, MemorySettings const& settings,
+                    Prepared const& prepared)
+{
+    LockedMemory const& region = prepared.m_region;
+    if (algorithm == Algorithm::Random)
+        host.note(Report(kEventSeed, {{"Seed", std::to_string(prepared.m_seed)}}));
     auto const check = [&](auto const& memory) {
-        return checkRegion(host, algorithm, memory, region.words(), region.wordCount(), threads, seed,
-                           brokenPages, std::chrono::seconds(settings.m_pauseSeconds));
+        return checkRegion(host, algorithm, memory, region.words(), region.wordCount(), prepared.m_threads,
+                           prepared.m_seed, prepared.m_brokenPages,
+                           std::chrono::seconds(settings.m_pauseSeconds));
     };
     if (settings.m_flush == FlushMode::Operation)
         return check(UncachedMemory(region.words()));
     return check(
         RealMemory(region.words(), settings.m_flush == FlushMode::Pass ? bestLineFlush() : LineFlush::None));
+}
+
+Outcome checkBus(TestHost& host, MemorySettings const& settings, Prepared const& prepared)
+{
+    LockedMemory const& region = prepared.m_region;
+    host.note(Report(kEventSeed, {{"Seed", std::to_string(prepared.m_seed)}}));
+    MemoryReport report(host, region.words(), prepared.m_brokenPages.pageBytes());
+    FaultLog log;
+    BusTest bus(region.words(), region.wordCount(), prepared.m_threads, prepared.m_seed, log,
+                prepared.m_brokenPages, CopyPastCaches());
+    bool const finished = bus.run(host, std::chrono::seconds(settings.m_busSeconds));
+    PassName const name{kTextBus.m_english, kTextCopy.m_english, prepared.m_seed};
+    for (auto const& page : prepared.m_brokenPages.take())
+        report.report(name, page);
+    for (auto const& fault : log.take())
+        report.report(name, fault);
+    std::uint64_t const faults = log.total() + prepared.m_brokenPages.total();
+    report.summarize(faults);
+    constexpr std::uint64_t kWordsInMebibyte = kMebibyte / sizeof(std::uint64_t);
+    host.note(Report(kEventCopied, {{"MiB", std::to_string(bus.wordsCopied() / kWordsInMebibyte)}}));
+    if (faults != 0)
+        return Outcome::Fail;
+    return finished ? Outcome::Pass : Outcome::Stopped;
 }
 
 // Threads that wait for a processor would keep this one from its processor too, and with that a stop request
@@ -51,9 +88,13 @@ unsigned threadCount(unsigned asked)
 
 /// The MiB to test of those `available`; 0 when that many are refused, or when there are none, after a
 /// `problem` that says so.
-std::uint64_t sizeToTest(TestHost& host, std::uint64_t asked, std::uint64_t available, unsigned threads)
+std::uint64_t sizeToTest(TestHost& host, MemorySettings const& settings, std::uint64_t available,
+                         unsigned threads)
 {
     std::uint64_t const most = mostMebibytes(available);
+    std::uint64_t const asked = settings.m_percent
+                                    ? std::max<std::uint64_t>(1, most * settings.m_percent / 100)
+                                    : settings.m_mebibytes;
     TextValues const figures = {{"MiB", std::to_string(available)},
                                 {"Margin", std::to_string(marginMebibytes(available))},
                                 {"Most", std::to_string(most)}};
@@ -94,7 +135,33 @@ bool readFlushMode(TestHost& host, std::string const& text, FlushMode& mode)
     return true;
 }
 
-Outcome runMemoryTest(TestHost& host, Algorithm algorithm, MemorySettings const& settings)
+bool readSize(TestHost& host, std::string const& text, MemorySettings& settings)
+{
+    std::string_view number = text;
+    bool const isShare = number.ends_with('%');
+    if (isShare)
+        number.remove_suffix(1);
+    std::uint64_t value = 0;
+    auto const [end, error] = std::from_chars(number.data(), number.data() + number.size(), value);
+    bool const isNumber = error == std::errc() && end == number.data() + number.size();
+    if (text == "max")
+        settings.m_percent = 100;
+    else if (isNumber && isShare && value >= 1 && value <= 100)
+        settings.m_percent = static_cast<unsigned>(value);
+    else if (isNumber && !isShare)
+        settings.m_mebibytes = value;
+    else {
+        badParameter(host, "SizeMiB", text, host.text(kTextSizeValues));
+        return false;
+    }
+    return true;
+}
+
+namespace {
+
+/// `check` gets the memory once it is there.
+template <typename Check>
+Outcome runOnMemory(TestHost& host, MemorySettings const& settings, Check const& check)
 {
     if (settings.m_threads > MemorySettings::kMaxThreads)
         return badParameter(
@@ -102,7 +169,7 @@ Outcome runMemoryTest(TestHost& host, Algorithm algorithm, MemorySettings const&
             host.text(kTextMostThreads, {{"Most", std::to_string(MemorySettings::kMaxThreads)}}));
     unsigned const threads = threadCount(settings.m_threads);
     std::uint64_t const available = availableMemory(settings.m_root) / kMebibyte;
-    std::uint64_t const mebibytes = sizeToTest(host, settings.m_mebibytes, available, threads);
+    std::uint64_t const mebibytes = sizeToTest(host, settings, available, threads);
     if (mebibytes == 0)
         return settings.m_mebibytes ? Outcome::BadParameters : Outcome::CannotRun;
     auto const made = LockedMemory::make(
@@ -114,15 +181,31 @@ Outcome runMemoryTest(TestHost& host, Algorithm algorithm, MemorySettings const&
     host.note(Report(kEventRegion, {{"SizeMiB", std::to_string(mebibytes)},
                                     {"TotalMiB", std::to_string(totalMemory(settings.m_root) / kMebibyte)},
                                     {"Threads", std::to_string(threads)}}));
-    if (algorithm == Algorithm::Random)
-        host.note(Report(kEventSeed, {{"Seed", std::to_string(seed)}}));
+    BrokenPages brokenPages(pageSize());
+    BusErrors const busErrors(made.m_memory->words(), made.m_memory->wordCount() * sizeof(std::uint64_t),
+                              brokenPages);
     try {
-        return checkFlushing(host, algorithm, *made.m_memory, settings, threads, seed);
+        return check(Prepared{*made.m_memory, threads, seed, brokenPages});
     } catch (std::system_error const& error) {
         host.problem(
             Report(kEventNoMemory, {{"Reason", host.text(kTextNoThread, {{"Error", error.what()}})}}));
         return Outcome::CannotRun;
     }
+}
+
+} // namespace
+
+Outcome runMemoryTest(TestHost& host, Algorithm algorithm, MemorySettings const& settings)
+{
+    return runOnMemory(host, settings, [&](Prepared const& prepared) {
+        return checkPasses(host, algorithm, settings, prepared);
+    });
+}
+
+Outcome runBusTest(TestHost& host, MemorySettings const& settings)
+{
+    return runOnMemory(host, settings,
+                       [&](Prepared const& prepared) { return checkBus(host, settings, prepared); });
 }
 
 } // namespace krel5::modules::memory

@@ -23,12 +23,17 @@ struct MemorySettings
     static constexpr unsigned kMaxThreads = 1024;
 
     std::uint64_t m_mebibytes = 0;       ///< 0: see defaultMebibytes
+    unsigned m_percent = 0;              ///< of the most that can be taken, instead of so many MiB; 0: not
     unsigned m_threads = 0;              ///< 0: one for each processor that the process may use; never more
     std::optional<std::uint64_t> m_seed; ///< absent: a new one for each run
     FlushMode m_flush = FlushMode::Pass;
     unsigned m_pauseSeconds = 60; ///< Algorithm::Fade: how long each value is held
+    unsigned m_busSeconds = 60;   ///< runBusTest: how long it copies
     std::string m_root = "/";     ///< where /proc and /sys are read that say how much memory there is
 };
+
+/// Reads a number of MiB, "max" or "25%". For anything else: false, after a `problem` that says so.
+bool readSize(TestHost& host, std::string const& text, MemorySettings& settings);
 
 /// Reads "none", "pass" or "operation". For anything else, or a mode that this processor does not offer:
 /// false, after a `problem` that says so.
@@ -37,5 +42,8 @@ bool readFlushMode(TestHost& host, std::string const& text, FlushMode& mode);
 /// Runs until done or stopped; the memory is free again on every way out. A stop takes effect within some
 /// tens of milliseconds.
 Outcome runMemoryTest(TestHost& host, Algorithm algorithm, MemorySettings const& settings);
+
+/// The same for copies on all processors at once; see BusTest.h.
+Outcome runBusTest(TestHost& host, MemorySettings const& settings);
 
 } // namespace krel5::modules::memory

@@ -26,21 +26,37 @@ TimedHost s_host;
 Parameter* s_size = nullptr;
 Parameter* s_threads = nullptr;
 Parameter* s_flush = nullptr;
+Parameter* s_seconds = nullptr;
 Parameter* s_pause = nullptr;
 Parameter* s_seed = nullptr;
+
+/// What all tests have. False after a problem was reported.
+bool readCommonSettings(TestHost& host, MemorySettings& settings)
+{
+    settings.m_threads = s_threads->value().valueUint32();
+    settings.m_seed = seedThatWasSet(*s_seed);
+    return readSize(host, s_size->value().valueString().getUTF8Buffer(), settings);
+}
 
 template <Algorithm kAlgorithm>
 TestResult runTest(DiagDevice const&)
 {
     return s_host.run([](TestHost& host) {
         MemorySettings settings;
-        settings.m_mebibytes = s_size->value().valueUint64();
-        settings.m_threads = s_threads->value().valueUint32();
         settings.m_pauseSeconds = s_pause->value().valueUint32();
-        settings.m_seed = seedThatWasSet(*s_seed);
-        if (!readFlushMode(host, s_flush->value().valueString().getUTF8Buffer(), settings.m_flush))
+        if (!readCommonSettings(host, settings) ||
+            !readFlushMode(host, s_flush->value().valueString().getUTF8Buffer(), settings.m_flush))
             return Outcome::BadParameters;
         return runMemoryTest(host, kAlgorithm, settings);
+    });
+}
+
+TestResult runBus(DiagDevice const&)
+{
+    return s_host.run([](TestHost& host) {
+        MemorySettings settings;
+        settings.m_busSeconds = s_seconds->value().valueUint32();
+        return readCommonSettings(host, settings) ? runBusTest(host, settings) : Outcome::BadParameters;
     });
 }
 
@@ -53,8 +69,12 @@ Test* createMemoryTest(char const* key, Test::Callback callback)
         ->setSupportsParallelTesting(false)
         ->setEnumeratesOnlyOnce(true)
         ->addParameter(s_size)
-        ->addParameter(s_threads)
-        ->addParameter(s_flush);
+        ->addParameter(s_threads);
+}
+
+Test* createPassTest(char const* key, Test::Callback callback)
+{
+    return createMemoryTest(key, callback)->addParameter(s_flush);
 }
 
 } // namespace
@@ -63,18 +83,20 @@ int main(int argc, char** argv)
 {
     DiagModule::setCmdLineArgs(argc, argv);
     DiagModule::setVersion(1, 0, "1");
-    s_size = DiagModule::createParameter("SizeMiB", DataType::UINT64(), "0", false);
+    s_size = DiagModule::createParameter("SizeMiB", DataType::STRING(), "0", false);
     s_threads = DiagModule::createParameter("Threads", DataType::UINT32(), "0", false, false, "0..1024");
     s_flush = DiagModule::createParameter("CacheFlush", DataType::STRING(), "pass", false);
     s_pause = DiagModule::createParameter("PauseSeconds", DataType::UINT32(), "60", false, false, "1..86400");
+    s_seconds = DiagModule::createParameter("Seconds", DataType::UINT32(), "60", false, false, "0..604800");
     s_seed = createSeedParameter();
     s_host.createEvents(kEvents);
     s_host.createTexts(kTexts);
-    createMemoryTest("quick", runTest<Algorithm::Quick>);
-    createMemoryTest("standard", runTest<Algorithm::Standard>);
-    createMemoryTest("thorough", runTest<Algorithm::Thorough>);
-    createMemoryTest("patterns", runTest<Algorithm::Patterns>);
-    createMemoryTest("fade", runTest<Algorithm::Fade>)->addParameter(s_pause);
-    createMemoryTest("random", runTest<Algorithm::Random>)->addParameter(s_seed);
+    createPassTest("quick", runTest<Algorithm::Quick>);
+    createPassTest("standard", runTest<Algorithm::Standard>);
+    createPassTest("thorough", runTest<Algorithm::Thorough>);
+    createPassTest("patterns", runTest<Algorithm::Patterns>);
+    createPassTest("fade", runTest<Algorithm::Fade>)->addParameter(s_pause);
+    createPassTest("random", runTest<Algorithm::Random>)->addParameter(s_seed);
+    createMemoryTest("bus", runBus)->addParameter(s_seconds)->addParameter(s_seed);
     return DiagModule::start();
 }
