@@ -552,14 +552,14 @@ TEST(ShippedModules, MemorySpeaksGerman)
         folder.write("memory.w4i", settings);
         Start start;
         start.name = "memory";
-        start.arguments = {"run", "-t", "4", "-d", "1", "-lang", "de"};
+        start.arguments = {"run", "-t", "6", "-d", "1", "-lang", "de"};
         start.folder = folder.path();
         return test::run(folder.path("memory"), start);
     };
     Outcome const passed =
         run("Test.random.SizeMiB.value=1\nTest.random.Threads.value=1\nTest.random.Seed.value=7\n");
     EXPECT_EQ(passed.status, 0) << passed.err;
-    for (char const* text : {"Es läuft: Speichertest mit Zufallsdaten\n", "Startwert der Zufallsdaten: 7.\n",
+    for (char const* text : {"Es läuft: Speichertest mit Zufallsdaten\n", "Startwert der Daten: 7.\n",
                              "Geprüft werden 1 von ", " MiB Speicher, Anzahl der Threads: 1.\n"})
         EXPECT_TRUE(has(passed.out, text)) << text << "in\n" << passed.out;
 
