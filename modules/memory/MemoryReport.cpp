@@ -39,14 +39,33 @@ std::string shownName(TestHost& host, std::string_view name)
 } // namespace
 
 TextValues MemoryReport::place(PassName const& pass, std::uint64_t offset,
-                               std::optional<std::uint64_t> physicalAddress) const
+                               std::optional<std::uint64_t> physicalAddress)
 {
     return {{"Test", shownName(m_host, pass.m_test)},
             {"Step", shownName(m_host, pass.m_step)},
             {"Background", backgroundText(pass)},
             {"Offset", hex(offset)},
             {"VirtualAddress", hex(reinterpret_cast<std::uintptr_t>(m_words) + offset)},
-            {"PhysicalAddress", physicalAddress ? hex(*physicalAddress) : m_host.text(kTextNoAddress)}};
+            {"PhysicalAddress", physicalAddress ? hex(*physicalAddress) : m_host.text(kTextNoAddress)},
+            {"Module", moduleAt(physicalAddress)}};
+}
+
+std::string MemoryReport::moduleAt(std::optional<std::uint64_t> physicalAddress)
+{
+    if (!physicalAddress)
+        return m_host.text(kTextNoAddress);
+    if (!m_modules)
+        m_modules.emplace(m_root);
+    auto const found = m_modules->at(*physicalAddress);
+    std::string names;
+    for (auto const& name : found.m_names)
+        names += (names.empty() ? "" : ", ") + name;
+    std::string text = names.empty() ? m_host.text(kTextNoAddress) : names;
+    if (found.m_names.size() > 1)
+        text = m_host.text(kTextOneOfModules, {{"Modules", names}});
+    if (found.m_node)
+        text = m_host.text(kTextModuleOnNode, {{"Module", text}, {"Node", std::to_string(*found.m_node)}});
+    return text;
 }
 
 void MemoryReport::report(PassName const& pass, WordFault const& fault)
