@@ -1,7 +1,11 @@
 #include <common/DiagHost.h>
+#include <common/evidence/Events.h>
+#include <krel5/DataType.h>
+#include <krel5/DiagDevice.h>
 #include <krel5/DiagModule.h>
 #include <krel5/Event.h>
 #include <krel5/LocalizedString.h>
+#include <krel5/Parameter.h>
 #include <krel5/Test.h>
 #include <krel5/TestResult.h>
 #include <krel5/Value.h>
@@ -63,6 +67,21 @@ std::string DiagHost::text(LocalText const& text, TextValues const& values)
     return found->second->localizedString().getUTF8Buffer();
 }
 
+void DiagHost::watchEvidence(evidence::EvidenceRules const& rules, std::string const& root)
+{
+    createEvents(evidence::kEvents);
+    m_correctedFails =
+        DiagModule::createParameter("CorrectedErrorsFail", DataType::BOOLEAN(), "false", false, true);
+    m_rules = rules;
+    m_evidence.emplace(root);
+}
+
+TestResult DiagHost::run(DiagDevice const& device, std::function<Outcome(TestHost&)> const& check)
+{
+    m_device = device.osLocator().getUTF8Buffer();
+    return run(check);
+}
+
 TestResult DiagHost::run(std::function<Outcome(TestHost&)> const& check)
 {
     Test const* const test = DiagModule::getCurrentTest();
@@ -71,7 +90,19 @@ TestResult DiagHost::run(std::function<Outcome(TestHost&)> const& check)
         m_running->setVariable("Test", Value(test->localizedName()));
         DiagModule::progress(m_running);
     }
-    return resultOf(check(*this));
+    return resultOf(checkBetweenReadings(check));
+}
+
+Outcome DiagHost::checkBetweenReadings(std::function<Outcome(TestHost&)> const& check)
+{
+    std::string const device = std::exchange(m_device, {});
+    if (!m_evidence)
+        return check(*this);
+    if (inFirstPass()) // a later one begins where the one before it was judged
+        m_evidence->beginTest(device);
+    Outcome const outcome = check(*this);
+    m_rules.m_correctedFails = m_correctedFails->value().valueBool();
+    return m_evidence->judge(*this, outcome, m_rules);
 }
 
 void DiagHost::progress(int percent) { DiagModule::percentDone(percent); }

@@ -15,6 +15,7 @@ namespace krel5::modules {
 class TimedHost : public DiagHost
 {
 public:
+    using DiagHost::run;
     TestResult run(std::function<Outcome(TestHost&)> const& check) override
     {
         m_left.beginRun();

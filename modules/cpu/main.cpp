@@ -91,6 +91,7 @@ int main(int argc, char** argv)
     s_seed = createSeedParameter();
     s_host.createEvents(kEvents);
     s_host.createTexts(kTexts);
+    s_host.watchEvidence();
     createCpuTest("integer", eachCore<integerKernels>)->addParameter(s_seconds)->addParameter(s_seed);
     createCpuTest("floatingpoint", eachCore<floatingPointKernels>)
         ->addParameter(s_seconds)

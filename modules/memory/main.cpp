@@ -91,6 +91,7 @@ int main(int argc, char** argv)
     s_seed = createSeedParameter();
     s_host.createEvents(kEvents);
     s_host.createTexts(kTexts);
+    s_host.watchEvidence({.m_tellsOfHidden = true});
     createPassTest("quick", runTest<Algorithm::Quick>);
     createPassTest("standard", runTest<Algorithm::Standard>);
     createPassTest("thorough", runTest<Algorithm::Thorough>);

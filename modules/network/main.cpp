@@ -56,14 +56,14 @@ LinkSettings linkSettings()
 
 TestResult link(DiagDevice const& device)
 {
-    return s_host.run([name = nameOf(device)](TestHost& host) {
+    return s_host.run(device, [name = nameOf(device)](TestHost& host) {
         return runLinkTest(host, name, linkSettings(), interfaceAccess(name));
     });
 }
 
 TestResult selfTest(DiagDevice const& device)
 {
-    return s_host.run([name = nameOf(device)](TestHost& host) {
+    return s_host.run(device, [name = nameOf(device)](TestHost& host) {
         return runSelfTest(host, name, s_isOffline->value().valueBool(), selfTestOf(name));
     });
 }
@@ -121,7 +121,7 @@ Outcome runLoop(TestHost& host, std::string const& name)
 
 TestResult loopback(DiagDevice const& device)
 {
-    return s_host.run([name = nameOf(device)](TestHost& host) { return runLoop(host, name); });
+    return s_host.run(device, [name = nameOf(device)](TestHost& host) { return runLoop(host, name); });
 }
 
 void createParameters()
@@ -159,6 +159,7 @@ int main(int argc, char** argv)
     createParameters();
     s_host.createEvents(kEvents);
     s_host.createTexts(kTexts);
+    s_host.watchEvidence({.m_leavesOutNetwork = true});
     createNetworkTest("link", link)
         ->addParameter(s_seconds)
         ->addParameter(s_isRequired)

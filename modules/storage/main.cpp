@@ -65,23 +65,26 @@ TestResult readSequential(DiagDevice const& device)
 {
     StorageSettings settings = settingsFor(ReadPlan::Order::Sequential);
     settings.m_plan.m_amount = times(s_size->value().valueUint64(), std::uint64_t(1) << 20);
-    return s_host.run(
-        [&](TestHost& host) { return runStorageTest(host, device.osLocator().getUTF8Buffer(), settings); });
+    return s_host.run(device, [&](TestHost& host) {
+        return runStorageTest(host, device.osLocator().getUTF8Buffer(), settings);
+    });
 }
 
 TestResult readRandom(DiagDevice const& device)
 {
     StorageSettings settings = settingsFor(ReadPlan::Order::Random);
     settings.m_plan.m_amount = times(s_reads->value().valueUint32(), settings.m_plan.m_blockSize);
-    return s_host.run(
-        [&](TestHost& host) { return runStorageTest(host, device.osLocator().getUTF8Buffer(), settings); });
+    return s_host.run(device, [&](TestHost& host) {
+        return runStorageTest(host, device.osLocator().getUTF8Buffer(), settings);
+    });
 }
 
 TestResult readSurface(DiagDevice const& device)
 {
     StorageSettings const settings = settingsFor(ReadPlan::Order::Surface);
-    return s_host.run(
-        [&](TestHost& host) { return runStorageTest(host, device.osLocator().getUTF8Buffer(), settings); });
+    return s_host.run(device, [&](TestHost& host) {
+        return runStorageTest(host, device.osLocator().getUTF8Buffer(), settings);
+    });
 }
 
 TestResult readSpeed(DiagDevice const& device)
@@ -89,8 +92,9 @@ TestResult readSpeed(DiagDevice const& device)
     StorageSettings settings = settingsFor(ReadPlan::Order::Sequential);
     settings.m_plan.m_amount = times(s_size->value().valueUint64(), std::uint64_t(1) << 20);
     settings.m_plan.m_floor = s_floor->value().valueDouble();
-    return s_host.run(
-        [&](TestHost& host) { return runStorageTest(host, device.osLocator().getUTF8Buffer(), settings); });
+    return s_host.run(device, [&](TestHost& host) {
+        return runStorageTest(host, device.osLocator().getUTF8Buffer(), settings);
+    });
 }
 
 TestResult smart(DiagDevice const& device)
@@ -100,8 +104,9 @@ TestResult smart(DiagDevice const& device)
         options.m_deviceType = type.valueString().getUTF8Buffer();
     if (Value most{DataType::UINT64()}; s_mostPending->value(most))
         options.m_mostPending = most.valueUint64();
-    return s_host.run(
-        [&](TestHost& host) { return runSmartTest(host, device.osLocator().getUTF8Buffer(), options); });
+    return s_host.run(device, [&](TestHost& host) {
+        return runSmartTest(host, device.osLocator().getUTF8Buffer(), options);
+    });
 }
 
 Test* createStorageTest(char const* key, Test::Callback callback)
@@ -148,6 +153,7 @@ int main(int argc, char** argv)
     createParameters();
     s_host.createEvents(kEvents);
     s_host.createTexts(kTexts);
+    s_host.watchEvidence();
     createReadTest("readsequential", readSequential)->addParameter(s_blockSize)->addParameter(s_size);
     createReadTest("readrandom", readRandom)->addParameter(s_randomBlockSize)->addParameter(s_reads);
     createReadTest("readsurface", readSurface)->addParameter(s_blockSize);

@@ -2,6 +2,7 @@
 // modules mean different things by one name. That the text files agree with them is seen where the modules describe
 // themselves.
 
+#include <common/evidence/Events.h>
 #include <cpu/Events.h>
 #include <cpu/Texts.h>
 #include <memory/Events.h>

@@ -22,8 +22,8 @@ texts() { grep -E '^[^#=]+=.' "$1"; }
 
 (($# > 0)) || fault "no language file to look at"
 for name in "$@"; do
-  module=${name%/*} language=${name#*/}
-  english=$folder/$module/$module.w4p other=$folder/$module/$module.$language.w4p
+  module=${name%/*} language=${name##*/}
+  english=$folder/$module/${module##*/}.w4p other=$folder/$module/${module##*/}.$language.w4p
   [[ -r $english && -r $other ]] || { fault "cannot read both $english and $other"; continue; }
   iconv -f UTF-8 -t UTF-16 "$other" >/dev/null 2>&1 || fault "$other is not UTF-8"
   grep -q '{' <(outline "$english") || fault "$english: no text with a variable was found"
@@ -39,12 +39,12 @@ for name in "$@"; do
 done
 
 # a file that nobody listed would go unseen
-for file in "$folder"/*/*.*.w4p; do
-  found=$(basename "$(dirname "$file")")/$(basename "$file" .w4p | cut -d. -f2)
+for file in "$folder"/*/*.*.w4p "$folder"/*/*/*.*.w4p; do
+  found=$(dirname "${file#"$folder"/}")/$(basename "$file" .w4p | cut -d. -f2)
   [[ " $* " == *" $found "* ]] || fault "$file is not looked at by this test"
 done
 
-for table in "$folder"/*/Events.def; do
+for table in "$folder"/*/Events.def "$folder"/*/*/Events.def; do
   constants=$(sed -nE 's/^MODULE_EVENT\((\w+),.*/\1/p' "$table")
   [[ -n $constants ]] || fault "$table: no rows were found"
   for constant in $constants; do

@@ -1,0 +1,133 @@
+#include <common/evidence/MachineFolder.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <climits>
+#include <dirent.h>
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace krel5::modules {
+
+MachineFolder::MachineFolder(std::string const& root)
+    : m_root(::open(root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC))
+{}
+
+MachineFolder::~MachineFolder()
+{
+    if (m_root >= 0)
+        close(m_root);
+}
+
+int MachineFolder::open(std::string const& path, int flags) const
+{
+    open_how how{};
+    how.flags = static_cast<unsigned>(flags) | O_CLOEXEC;
+    how.resolve = RESOLVE_IN_ROOT; // a link of a copied machine does not lead to this one
+    return static_cast<int>(syscall(SYS_openat2, m_root, path.c_str(), &how, sizeof how));
+}
+
+std::optional<std::string> MachineFolder::read(std::string const& path, std::size_t limit) const
+{
+    // Not blocking: a copied tree may hold a FIFO.
+    int const file = open(path, O_RDONLY | O_NOCTTY | O_NONBLOCK);
+    if (file < 0)
+        return std::nullopt;
+    std::string content(std::min<std::size_t>(limit + 1, 4096), '\0');
+    std::size_t used = 0;
+    ssize_t got = 0;
+    while (used <= limit) {
+        if (used == content.size())
+            content.resize(std::min(limit + 1, 2 * used));
+        got = ::read(file, content.data() + used, content.size() - used);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got <= 0)
+            break;
+        used += static_cast<std::size_t>(got);
+    }
+    close(file);
+    if (got < 0 || used > limit)
+        return std::nullopt;
+    content.resize(used);
+    return content;
+}
+
+std::optional<std::uint64_t> MachineFolder::number(std::string const& path) const
+{
+    auto const content = read(path);
+    return content ? wholeNumber(*content) : std::nullopt;
+}
+
+std::optional<std::uint64_t> MachineFolder::hexadecimal(std::string const& path) const
+{
+    auto const content = read(path);
+    if (!content)
+        return std::nullopt;
+    std::string_view digits(*content);
+    if (digits.starts_with("0x"))
+        digits.remove_prefix(2);
+    return wholeNumber(digits, 16);
+}
+
+bool MachineFolder::has(std::string const& path) const
+{
+    int const file = open(path, O_PATH);
+    if (file >= 0)
+        close(file);
+    return file >= 0;
+}
+
+std::vector<std::string> MachineFolder::list(std::string const& path) const
+{
+    std::vector<std::string> names;
+    int const folder = open(path, O_RDONLY | O_DIRECTORY);
+    DIR* const entries = folder >= 0 ? fdopendir(folder) : nullptr;
+    if (!entries) {
+        if (folder >= 0)
+            close(folder);
+        return names;
+    }
+    while (dirent const* const entry = readdir(entries))
+        if (entry->d_name[0] != '.')
+            names.emplace_back(entry->d_name);
+    closedir(entries);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+std::optional<std::string> MachineFolder::resolve(std::string const& path) const
+{
+    int const there = open(path, O_PATH), root = open(".", O_PATH);
+    auto const nameOf = [](int file) -> std::optional<std::string> {
+        char name[PATH_MAX];
+        ssize_t const length = readlink(("/proc/self/fd/" + std::to_string(file)).c_str(), name, sizeof name);
+        return length > 0 && length < PATH_MAX ? std::optional(std::string(name, std::size_t(length)))
+                                               : std::nullopt;
+    };
+    auto target = there >= 0 ? nameOf(there) : std::nullopt, base = root >= 0 ? nameOf(root) : std::nullopt;
+    for (int const file : {there, root})
+        if (file >= 0)
+            close(file);
+    if (!target || !base)
+        return std::nullopt;
+    if (!base->ends_with('/'))
+        *base += '/';
+    return target->starts_with(*base) ? std::optional(target->substr(base->size())) : std::nullopt;
+}
+
+std::optional<std::uint64_t> wholeNumber(std::string_view text, int base)
+{
+    constexpr std::string_view kBlanks = " \t\n";
+    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
+    text = text.substr(0, text.find_last_not_of(kBlanks) + 1);
+    std::uint64_t number = 0;
+    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
+    return error == std::errc() && end == text.data() + text.size() && !text.empty() ? std::optional(number)
+                                                                                     : std::nullopt;
+}
+
+} // namespace krel5::modules
