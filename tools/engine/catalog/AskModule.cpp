@@ -1,6 +1,6 @@
 #include <engine/catalog/AskModule.h>
 
-#include <engine/catalog/PrivateFolder.h>
+#include <engine/catalog/linux/PrivateFolder.h>
 
 #include <zel/enumerator/modules/ModuleProcess.h>
 #include <zel/foundation/FileSystem.h>

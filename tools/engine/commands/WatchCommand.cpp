@@ -1,7 +1,7 @@
 #include <engine/commands/WatchCommand.h>
 
 #include <engine/catalog/Language.h>
-#include <engine/catalog/PrivateFolder.h>
+#include <engine/catalog/linux/PrivateFolder.h>
 #include <engine/plan/Names.h>
 #include <engine/plan/PlanFile.h>
 #include <engine/report/Verdict.h>

@@ -1,6 +1,6 @@
 #include <engine/runner/ModuleChoice.h>
 
-#include <engine/catalog/PrivateFolder.h>
+#include <engine/catalog/linux/PrivateFolder.h>
 #include <engine/runner/Questions.h>
 #include <engine/runner/linux/Child.h>
 #include <engine/runner/linux/Inbox.h>

@@ -131,7 +131,6 @@ try {
                 << "removes the socket " << path << " of a dead engine";
             removeSocket(path);
         }
-        return; // the next is for where there is none
     }
 } catch (IPCException const& e) { // then they stay
     ZEL_LOG(linkLogger(), LogLevel::Warning) << e.getMessage();

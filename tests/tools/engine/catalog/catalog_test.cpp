@@ -3,6 +3,9 @@
 
 #include <engine/catalog/Language.h>
 #include <engine/catalog/Metadata.h>
+#include <engine/catalog/linux/PrivateFolder.h>
+
+#include <foundation/TemporaryFolder.h>
 
 namespace engine {
 namespace {
@@ -153,6 +156,34 @@ TEST(Catalog, MetadataOlderThanItsProgramIsAskedForAgain)
     Catalog const again = Catalog::read({{fs::path(shop.path("ram")).parent_path().string()}, {}});
     ASSERT_EQ(again.modules().size(), 1u);
     EXPECT_EQ(again.modules()[0]->tests[0].record.keyInModule(), "new");
+}
+
+TEST(PrivateFolder, ThoseOfKilledProcessesAreRemovedAndNoOthers)
+{
+    ::test::TemporaryFolder const temporary;
+    char const* const before = std::getenv("TMPDIR");
+    std::string const former = before ? before : "";
+    ASSERT_EQ(::setenv("TMPDIR", temporary.path().c_str(), 1), 0);
+    PrivateFolder const living;
+    std::string const name = temporary.path("krel5-modules-");
+    for (char const* const end : {"killed", "newone", "shared", "target", "longer1"}) {
+        fs::create_directory(name + end);
+        fs::permissions(name + end, fs::perms::owner_all);
+        std::ofstream(name + end + "/ram.w4m") << "half of it";
+    }
+    fs::permissions(name + "shared", fs::perms::others_read, fs::perm_options::add);
+    fs::rename(name + "target", temporary.path("target"));
+    fs::create_directory_symlink(temporary.path("target"), name + "linked");
+    auto const old = fs::file_time_type::clock::now() - std::chrono::hours(1);
+    for (std::string const& one :
+         {living.path(), name + "killed", name + "shared", name + "longer1", temporary.path("target")})
+        fs::last_write_time(one, old);
+    PrivateFolder::removeStale();
+    EXPECT_FALSE(fs::exists(name + "killed"));
+    for (std::string const& one : {living.path(), name + "newone/ram.w4m", name + "shared/ram.w4m",
+                                   name + "longer1/ram.w4m", name + "linked/ram.w4m"})
+        EXPECT_TRUE(fs::exists(one)) << one;
+    before ? ::setenv("TMPDIR", former.c_str(), 1) : ::unsetenv("TMPDIR");
 }
 
 TEST(Catalog, WhatOthersMayWriteIsNotRead)
