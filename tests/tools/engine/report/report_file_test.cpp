@@ -15,7 +15,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -424,6 +426,12 @@ TEST(ReportFolders, AreMadeForTheirOwnerAlone)
     };
     ASSERT_EQ(::symlink("state", folder.path("link").c_str()), 0);
     EXPECT_NE(refused("link"), "");
+    try { // nobody makes folders there, and that is what is told
+        ReportFile::create(ReportFile::Folders{"/sys/missing/deep", {"krel5"}}, "r.jsonl");
+        ADD_FAILURE() << "was made";
+    } catch (zel::SystemException const& error) {
+        EXPECT_EQ(std::string(error.what()).find(std::strerror(ENOENT)), std::string::npos) << error.what();
+    }
     ASSERT_EQ(::mkdir(folder.path("open").c_str(), 0700), 0);
     ASSERT_EQ(::chmod(folder.path("open").c_str(), 0777), 0);
     EXPECT_NE(refused("open").find("others can write there"), std::string::npos);

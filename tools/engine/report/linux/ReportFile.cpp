@@ -30,12 +30,17 @@ FileDescriptor openBase(std::string const& path)
     FileDescriptor folder = openFolder(nullptr, path, 0);
     if (folder.isOpen() || errno != ENOENT)
         return folder;
+    int whyNotMade = 0;
     for (std::size_t end = path.find('/', 1);; end = path.find('/', end + 1)) {
-        ::mkdir(path.substr(0, end).c_str(), 0700);
+        if (::mkdir(path.substr(0, end).c_str(), 0700) != 0 && errno != EEXIST && whyNotMade == 0)
+            whyNotMade = errno;
         if (end == std::string::npos)
             break;
     }
-    return openFolder(nullptr, path, 0);
+    folder = openFolder(nullptr, path, 0);
+    if (!folder.isOpen() && whyNotMade != 0)
+        errno = whyNotMade; // says more than that it is missing
+    return folder;
 }
 
 char const* whyNotOurs(FileDescriptor const& folder)
