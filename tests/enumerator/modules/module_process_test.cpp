@@ -87,6 +87,9 @@ TEST(ModuleProcess, OfWhatAChildComplainsTheFirstLineIsKept)
 {
     auto outcome = run("echo >&2; printf 'no bus\\033[2J\\nmore\\n' >&2; exit 3");
     EXPECT_EQ(outcome.complaint.toUtf8(), "no bus\\x1b[2J");
+    EXPECT_EQ(run("printf 'What went wrong:\\nno bus\\nmore\\n' >&2").complaint.toUtf8(),
+              "What went wrong: no bus");
+    EXPECT_EQ(run("printf 'Then:\\n' >&2").complaint.toUtf8(), "Then:");
     outcome = run("head -c 1000000 /dev/zero | tr '\\0' x >&2; echo done >&4"); // more than the pipe holds
     EXPECT_EQ(outcome.output, "done\n");
     EXPECT_EQ(outcome.complaint.size(), 500u);

@@ -25,7 +25,8 @@ struct ZEL_EXPORT ModuleProcess
         /// Why that is not to be trusted. Empty when the child ended with status 0, and when nobody knows its status because this
         /// process ignores SIGCHLD and there is an answer, which says whether it is whole.
         String error;
-        String complaint; ///< first line that it wrote to standard error, harmless to a terminal; bounded
+        String
+            complaint; ///< first line that it wrote to standard error, with the next where it ends in a colon; harmless to a terminal; bounded
     };
 
     /// Runs each of `programs` with `arguments`, "-pipeIn" and "-pipeOut" with the descriptors of its two pipes, hands

@@ -210,8 +210,10 @@ private:
     {
         readErrors();
         std::size_t const begin = std::min(m_said.find_first_not_of("\r\n\t "), m_said.size());
-        m_outcome.complaint =
-            String(m_said.substr(begin, m_said.find('\n', begin) - begin)).withoutControls(false);
+        std::string line = m_said.substr(begin, m_said.find('\n', begin) - begin);
+        if (std::size_t const next = begin + line.size() + 1; line.ends_with(':') && next < m_said.size())
+            line += " " + m_said.substr(next, m_said.find('\n', next) - next); // which says what it was
+        m_outcome.complaint = String(line).withoutControls(false);
         m_phase = Phase::Over;
     }
 
