@@ -48,7 +48,10 @@ constexpr char kRunFooter[] =
     "  krel5-engine run 'cpu:*' --for 12h             burn-in: each test again and again for 12 hours\n"
     "  krel5-engine run storage --device 3 --set storage:readrandom.Reads=50000\n"
     "  krel5-engine run --plan standard --dry-run     says what would run, and what not\n"
-    "A test that destroys data runs only when it is named itself, or with --destructive.";
+    "A test that destroys data runs only when it is named itself, or with --destructive.\n"
+    "Exit status, the worst of all: 0 everything passed; 23 a test failed; 22 something broke, or bad usage; "
+    "24 stopped;\n"
+    "51 a test warns; 28 something could not be tested.";
 
 constexpr char kWatchFooter[] =
     "Examples:\n"
@@ -58,7 +61,8 @@ constexpr char kWatchFooter[] =
     "  krel5-engine watch --prometheus 9273     for Prometheus on this machine\n"
     "Exit status: 0 watched to the end; 22 bad usage, or what was read could not be written; 23 an alert "
     "that\n"
-    "is critical stood at the end, 51 another alert; 28 a module ended by itself, or was silent to the end.";
+    "is critical stood at the end, 51 another alert; 28 a module ended by itself, or was silent to the end; "
+    "26 not root.";
 
 constexpr char kReportFooter[] =
     "Examples:\n"
@@ -163,8 +167,9 @@ void addRun(CLI::App& app, RunRequest& run)
         1, 1024);
     CLI::Option* const going = app.add_flag_callback(
         "--keep-going", [] {}, "Go on after a test that did not pass: the default");
-    app.add_flag("!--stop-at-failure", run.options.keepGoing,
-                 "Begin nothing more after a test that did not pass")
+    app.add_flag_callback(
+           "--stop-at-failure", [&run] { run.options.keepGoing = false; },
+           "Begin nothing more after a test that did not pass")
         ->excludes(going);
     app.add_flag("--destructive", run.destructive, "Also tests that destroy data");
     app.add_flag("--watch", run.watch,
