@@ -59,6 +59,12 @@ std::optional<std::uint64_t> behind(std::string_view text, std::string_view word
     return number;
 }
 
+/// Decimal, or hexadecimal behind 0x, as drives count.
+std::optional<std::uint64_t> numberIn(std::string_view text)
+{
+    return text.starts_with("0x") ? wholeNumber(text.substr(2), 16) : wholeNumber(text);
+}
+
 } // namespace
 
 MachineCounters::MachineCounters(MachineFolder const& machine) : m_machine(machine)
@@ -74,8 +80,15 @@ MachineCounters::MachineCounters(MachineFolder const& machine) : m_machine(machi
 void MachineCounters::add(EventKey event, Gravity gravity, Kind kind, std::string part, std::string path,
                           std::string word)
 {
-    if (m_machine.has(path))
-        m_counters.push_back({event, gravity, kind, std::move(part), std::move(path), std::move(word)});
+    constexpr std::size_t kMostHeld = 640; // of the 1024 files that a process may open
+    HeldFile held;
+    if (path != kInterrupts && m_held < kMostHeld)
+        held = m_machine.hold(path);
+    if (!held && !m_machine.has(path))
+        return;
+    m_held += held ? 1 : 0;
+    m_counters.push_back(
+        {event, gravity, kind, std::move(part), std::move(path), std::move(word), std::move(held)});
 }
 
 void MachineCounters::findMemory()
@@ -89,7 +102,7 @@ void MachineCounters::findMemory()
             if (!isNumbered(name, "dimm") && !isNumbered(name, "rank"))
                 continue;
             std::string const module = folder + name + "/";
-            std::string const label = firstLine(m_machine.read(module + "dimm_label"));
+            std::string const label = firstLine(m_machine.attribute(module + "dimm_label"));
             std::string const part = label.empty() ? controller + " " + name : label;
             tellsModules = true;
             add(kEventMemoryCorrected, Gravity::Corrected, Kind::Machine, part, module + "dimm_ce_count");
@@ -115,7 +128,7 @@ void MachineCounters::findMemoryOfRow(std::string const& folder, std::string con
             !isNumbered(std::string_view(file).substr(0, file.size() - kEnding.size()), "ch"))
             continue;
         std::string const channel = file.substr(0, file.size() - kEnding.size());
-        std::string const label = firstLine(m_machine.read(folder + channel + "_dimm_label"));
+        std::string const label = firstLine(m_machine.attribute(folder + channel + "_dimm_label"));
         add(kEventMemoryCorrected, Gravity::Corrected, Kind::Machine,
             label.empty() ? name + " " + channel : label, folder + file);
     }
@@ -175,7 +188,7 @@ void MachineCounters::findTemperatures()
     for (std::string const& chip : m_machine.list("sys/class/hwmon")) {
         std::string const folder = "sys/class/hwmon/" + chip + "/";
         if (std::find(kOfProcessors.begin(), kOfProcessors.end(),
-                      firstLine(m_machine.read(folder + "name"))) == kOfProcessors.end())
+                      firstLine(m_machine.attribute(folder + "name"))) == kOfProcessors.end())
             continue;
         constexpr std::string_view kEnding = "_crit";
         for (std::string const& file : m_machine.list(folder)) {
@@ -196,11 +209,9 @@ std::vector<CounterValue> MachineCounters::read() const
         Counter const& counter = m_counters[i];
         if (counter.path == kInterrupts)
             continue;
-        constexpr std::size_t kLargest = 1 << 14;
-        auto const number = counter.word.empty()
-                                ? counter.kind == Kind::Drive ? m_machine.hexadecimal(counter.path)
-                                                              : m_machine.number(counter.path)
-                                : behind(m_machine.read(counter.path, kLargest).value_or(""), counter.word);
+        std::string const text =
+            (counter.file ? counter.file.attribute() : m_machine.attribute(counter.path)).value_or("");
+        auto const number = counter.word.empty() ? numberIn(text) : behind(text, counter.word);
         if (number)
             values.push_back({i, counter.part, *number});
     }
@@ -241,7 +252,7 @@ std::vector<HotPart> MachineCounters::hotParts() const
         auto const degrees = m_machine.number(sensor + "_input");
         if (!degrees || double(*degrees) / 1000 < limit)
             continue;
-        std::string const label = firstLine(m_machine.read(sensor + "_label"));
+        std::string const label = firstLine(m_machine.attribute(sensor + "_label"));
         hot.push_back(
             {label.empty() ? sensor.substr(sensor.rfind('/') + 1) : label, double(*degrees) / 1000, limit});
     }

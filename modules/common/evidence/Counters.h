@@ -40,6 +40,7 @@ struct Counter
     std::string part; ///< as a person finds it: a label, an address, a name
     std::string path; ///< of the file
     std::string word; ///< the row of the file that counts; empty: the file is the number
+    HeldFile file;    ///< empty: too many are held already, or it is a table that several counters share
 };
 
 struct CounterValue
@@ -83,6 +84,7 @@ private:
     MachineFolder const& m_machine;
     std::vector<Counter> m_counters;
     std::vector<std::pair<std::string, double>> m_temperatures; ///< file without its ending, limit
+    std::size_t m_held = 0;
     bool m_countsMemoryErrors = false;
 };
 

@@ -11,9 +11,32 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace krel5::modules {
+
+/// A file of sysfs that is held open, so that reading it again is one call. Empty where it cannot be opened.
+class HeldFile
+{
+public:
+    HeldFile() = default;
+    explicit HeldFile(int file) : m_file(file) {}
+    HeldFile(HeldFile&& other) noexcept : m_file(std::exchange(other.m_file, -1)) {}
+    HeldFile& operator=(HeldFile&& other) noexcept
+    {
+        std::swap(m_file, other.m_file);
+        return *this;
+    }
+    ~HeldFile();
+
+    explicit operator bool() const noexcept { return m_file >= 0; }
+    /// What the file holds now; nothing where it cannot be read, or holds 4096 bytes or more.
+    std::optional<std::string> attribute() const;
+
+private:
+    int m_file = -1;
+};
 
 class MachineFolder
 {
@@ -27,10 +50,11 @@ public:
     /// What the file holds, or nothing where it cannot be read, or holds more than `limit` bytes: half a table of
     /// counters would look like counters that went away. Paths are relative; links are resolved inside the root.
     std::optional<std::string> read(std::string const& path, std::size_t limit = 4096) const;
-    /// The number that the file's first line is, decimal.
+    /// The same of a file of sysfs, which one call reads whole; nothing of one of 4096 bytes or more.
+    std::optional<std::string> attribute(std::string const& path) const;
+    /// The number that the file is, decimal.
     std::optional<std::uint64_t> number(std::string const& path) const;
-    /// The same of a hexadecimal number, with or without 0x.
-    std::optional<std::uint64_t> hexadecimal(std::string const& path) const;
+    HeldFile hold(std::string const& path) const;
     bool has(std::string const& path) const;
     /// Names in the folder, in order; none where there is no such folder.
     std::vector<std::string> list(std::string const& path) const;

@@ -56,21 +56,39 @@ std::optional<std::string> MachineFolder::read(std::string const& path, std::siz
     return content;
 }
 
-std::optional<std::uint64_t> MachineFolder::number(std::string const& path) const
+HeldFile::~HeldFile()
 {
-    auto const content = read(path);
-    return content ? wholeNumber(*content) : std::nullopt;
+    if (m_file >= 0)
+        close(m_file);
 }
 
-std::optional<std::uint64_t> MachineFolder::hexadecimal(std::string const& path) const
+std::optional<std::string> HeldFile::attribute() const
 {
-    auto const content = read(path);
-    if (!content)
-        return std::nullopt;
-    std::string_view digits(*content);
-    if (digits.starts_with("0x"))
-        digits.remove_prefix(2);
-    return wholeNumber(digits, 16);
+    char content[4096]; // more than that no attribute of sysfs holds
+    ssize_t got = 0;
+    do
+        got = pread(m_file, content, sizeof content, 0);
+    while (got < 0 && errno == EINTR);
+    return got >= 0 && std::size_t(got) < sizeof content
+               ? std::optional(std::string(content, std::size_t(got)))
+               : std::nullopt;
+}
+
+HeldFile MachineFolder::hold(std::string const& path) const
+{
+    // Not blocking: a copied tree may hold a FIFO.
+    return HeldFile(open(path, O_RDONLY | O_NOCTTY | O_NONBLOCK));
+}
+
+std::optional<std::string> MachineFolder::attribute(std::string const& path) const
+{
+    return hold(path).attribute();
+}
+
+std::optional<std::uint64_t> MachineFolder::number(std::string const& path) const
+{
+    auto const content = attribute(path);
+    return content ? wholeNumber(*content) : std::nullopt;
 }
 
 bool MachineFolder::has(std::string const& path) const
