@@ -14,7 +14,8 @@ using test::Start;
 using test::TestEngine;
 using What = zel::UpdatesBody::What;
 
-constexpr int kPass = 0, kInternalError = 22, kFail = 23, kUserAborted = 24, kCannotRun = 28, kNoDevice = 31;
+constexpr int kPass = 0, kInternalError = 22, kFail = 23, kUserAborted = 24, kCannotRun = 28, kNoDevice = 31,
+              kNoIndicator = 42;
 
 std::size_t count(std::string const& text, std::string const& what)
 {
@@ -172,6 +173,14 @@ TEST_F(IndicatorModules, TakeTheNumbersThatTheyList)
         EXPECT_EQ(count(outcome.out, "Device: "), 1u) << outcome.out;
     }
     EXPECT_EQ(module("mixed", {"run", "-d", "3"}).status, kNoDevice);
+    for (auto const& [number, what] : {std::pair{"0", "small"}, {"3", "large"}}) {
+        Outcome const outcome = module("mixed", {"run", "-i", number, "-ll", "debug"});
+        EXPECT_EQ(outcome.status, kNoIndicator);
+        EXPECT_TRUE(
+            holds(outcome.err, std::string("Error: Indicator Number ") + number + " is too " + what + "\n"));
+        EXPECT_TRUE(holds(log(), std::string(" -t Option set with value: ") + number + "\n"))
+            << "read so by tools";
+    }
 }
 
 // What shapes an inventory neither hides a device that is watched nor changes what was read.
