@@ -473,13 +473,15 @@ TEST_F(HostedModule, EndsAloneWhenAnIndicatorThrows)
 
 TEST_F(HostedModule, ListsAndWaitsAsItsCommandLineSays)
 {
-    inItsOwnProcess([] {
-        IndicatorClient client;
-        Host host({"enum"});
-        EXPECT_EQ(next(client, Kind::Listing).deviceCount(), 1u);
-        EXPECT_EQ(host.status(), TestResult::PASS().value());
-        EXPECT_FALSE(s_isLooking);
-    });
+    inItsOwnProcess(
+        [] {
+            IndicatorClient client;
+            Host host({"enum"});
+            EXPECT_EQ(next(client, Kind::Listing).deviceCount(), 1u);
+            EXPECT_EQ(host.status(), TestResult::PASS().value());
+            EXPECT_FALSE(s_isLooking);
+        },
+        "No devices discovered\n"); // as at the console
     inItsOwnProcess([] {
         s_onPass = [](unsigned pass) {
             if (pass == 1)

@@ -159,8 +159,7 @@ void CommStandAlone::receiveDevices()
 
 void CommStandAlone::receiveDiagnosticDevices()
 {
-    zel::ModuleImp const& module = ModuleCommon::module();
-    zel::CapabilityImp const& capabilities = module.supportedCapabilities();
+    zel::CapabilityImp const& capabilities = ModuleCommon::module().supportedCapabilities();
     ZEL_LOG(logger(), zel::LogLevel::Information)
         << "diagnostic module: calling Enumerator::instance().getDevicesOfType.";
     zel::Enumerator::instance().getDevicesOfType(testedOrNeeded(capabilities), 1, 0);
@@ -172,9 +171,6 @@ void CommStandAlone::receiveDiagnosticDevices()
         manager().mergeWithTracking(found);
         return;
     }
-    if (module.type() ==
-        zel::ModuleTypeImp::INDICATOR()) // looks for more by itself, and has indicators without a device
-        return;
     zel::OStream::out() << "No devices discovered" << zel::endl;
     ZEL_LOG(logger(), zel::LogLevel::Warning) << "No devices discovered";
 }
