@@ -1,8 +1,9 @@
-#include <cpu/Kernel.h>
+#include <cpu/LaneKernels.h>
 
 #include <cstddef>
 #include <cstring>
 #include <iterator>
+#include <vector>
 
 #if defined(__x86_64__)
 #include <immintrin.h>
@@ -186,6 +187,15 @@ constexpr Kernel kKernels[] = {
 
 } // namespace
 
-KernelTable vectorKernels() noexcept { return kKernels; }
+KernelTable vectorKernels() noexcept
+{
+    static std::vector<Kernel> const s_all = [] {
+        std::vector<Kernel> all(std::begin(kKernels), std::end(kKernels));
+        for (LaneKernel const& lane : laneKernels())
+            all.push_back(lane.m_kernel);
+        return all;
+    }();
+    return s_all;
+}
 
 } // namespace krel5::modules::cpu

@@ -45,7 +45,7 @@ TestResult eachCore(DiagDevice const&)
         [](TestHost& host) { return runCoreTest(host, kTable(), systemAffinity(), coreOptions(false)); });
 }
 
-/// Every kernel there is, on all cores at the same time: the load that heat and supply faults show under.
+/// Every kernel there is, on all cores at the same time.
 TestResult allCores(DiagDevice const&)
 {
     return s_host.run([](TestHost& host) {

@@ -2,6 +2,7 @@
 
 #include <cpu/Coherence.h>
 #include <cpu/CoreTest.h>
+#include <cpu/LaneKernels.h>
 
 #include <gtest/gtest.h>
 
@@ -9,6 +10,7 @@
 #include <cerrno>
 #include <chrono>
 #include <fstream>
+#include <iostream>
 #include <numeric>
 #include <set>
 #include <thread>
@@ -106,6 +108,57 @@ TEST(Features, areThoseThatTheKernelLists)
     EXPECT_EQ(hasFeature(CpuFeature::Avx512), lists("avx512f"));
 }
 #endif
+
+LaneKernel const* s_lane = nullptr;
+LaneFault const* s_fault = nullptr;
+
+Answer faultyOnCoreFive(std::uint64_t seed) noexcept
+{
+    return s_lane->m_run(seed, t_core == 5 ? s_fault : nullptr);
+}
+
+// Every kind of fault in every kernel, in the first lane, the last one and one between; prints the table.
+TEST(LaneKernels, seeEveryFaultInEveryLaneAndNameTheCore)
+{
+    struct Column
+    {
+        char const* m_name;
+        LaneFault::Kind m_kind;
+    };
+    constexpr Column kColumns[] = {{"lane", LaneFault::Kind::Lane},
+                                   {"bit", LaneFault::Kind::Bit},
+                                   {"rounding", LaneFault::Kind::Rounding},
+                                   {"operand", LaneFault::Kind::Operand}};
+    for (LaneKernel const& lane : laneKernels()) {
+        if (!hasFeature(lane.m_kernel.m_feature)) {
+            std::cout << lane.m_kernel.m_name << ": the processor has no unit for it\n";
+            continue;
+        }
+        std::cout << lane.m_kernel.m_name << ":";
+        for (Column const& column : kColumns) {
+            unsigned caught = 0;
+            for (unsigned const where : {0u, 1u, 15u}) {
+                LaneFault const fault{column.m_kind, where};
+                s_lane = &lane;
+                s_fault = &fault;
+                Kernel kernel = lane.m_kernel;
+                kernel.m_run = faultyOnCoreFive;
+                ReportLog host;
+                PaperCores cores({2, 5});
+                EXPECT_EQ(runCoreTest(host, {&kernel, 1}, cores, onePass(false)), Outcome::Fail)
+                    << kernel.m_name << " " << column.m_name << " " << where;
+                caught += host.m_faults.size() == 1 &&
+                                  host.m_faults[0].starts_with(
+                                      "CpuWrongAnswer Core=5 Kernel=" + std::string(kernel.m_name) + " ")
+                              ? 1
+                              : 0;
+            }
+            EXPECT_EQ(caught, 3u) << lane.m_kernel.m_name << " " << column.m_name;
+            std::cout << " " << column.m_name << " " << caught << "/3";
+        }
+        std::cout << "\n";
+    }
+}
 
 class CoreRuns : public testing::TestWithParam<bool>
 {};

@@ -1,0 +1,24 @@
+#!/bin/sh
+# The compiler must have left the packed instructions in the module: instructions.sh MODULE
+set -u
+[ "$(uname -m)" = x86_64 ] || exit 77
+command -v objdump >/dev/null || exit 77
+listing=$(mktemp) || exit 1
+trap 'rm -f "$listing"' EXIT
+objdump -d --no-show-raw-insn "$1" >"$listing" || exit 1
+missing=0
+# look REGEX NAME
+look()
+{
+    grep -Eq "$1" "$listing" || { echo "not in the module: $2"; missing=1; }
+}
+for kind in pd ps; do
+    for name in add mul div sqrt; do
+        look "[[:space:]]v?$name$kind .*%xmm" "$name$kind, 128 bits"
+        look "[[:space:]]v$name$kind .*%ymm" "v$name$kind, 256 bits"
+        look "[[:space:]]v$name$kind .*%zmm" "v$name$kind, 512 bits"
+    done
+    look "[[:space:]]vfmadd[0-9]+$kind .*%ymm" "vfmadd$kind, 256 bits"
+    look "[[:space:]]vfmadd[0-9]+$kind .*%zmm" "vfmadd$kind, 512 bits"
+done
+exit $missing
