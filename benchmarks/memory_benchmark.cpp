@@ -6,6 +6,8 @@
 
 #include <benchmark/benchmark.h>
 #include <cstdint>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -113,6 +115,71 @@ void moduleLongest(benchmark::State& state)
     count(state, wrong, 20);
 }
 
+/// The march of the quick test with one background, written back line by line, by plain volatile loops.
+template <bool kDown>
+void handWrittenStep(std::uint64_t volatile* base, std::size_t size, std::uint64_t expected,
+                     std::uint64_t written, LineFlush flush, std::uint64_t& wrong)
+{
+    for (std::size_t line = 0; line < size; line += kWordsPerLine) {
+        std::size_t const first = kDown ? size - kWordsPerLine - line : line;
+        for (std::size_t i = 0; i < kWordsPerLine; ++i) {
+            std::size_t const index = first + (kDown ? kWordsPerLine - 1 - i : i);
+            wrong += base[index] != expected;
+            base[index] = written;
+        }
+        flushLine(const_cast<std::uint64_t*>(base + first), flush);
+    }
+    flushFence();
+}
+
+void handWrittenQuick(benchmark::State& state)
+{
+    auto& words = region(state);
+    auto* const base = words.data();
+    std::size_t const size = words.size();
+    LineFlush const flush = bestLineFlush();
+    std::uint64_t wrong = 0;
+    for (auto _ : state) {
+        for (std::size_t line = 0; line < size; line += kWordsPerLine) {
+            for (std::size_t i = 0; i < kWordsPerLine; ++i)
+                static_cast<std::uint64_t volatile*>(base)[line + i] = kZero;
+            flushLine(base + line, flush);
+        }
+        flushFence();
+        handWrittenStep<false>(base, size, kZero, kOne, flush, wrong);
+        handWrittenStep<false>(base, size, kOne, kZero, flush, wrong);
+        handWrittenStep<true>(base, size, kZero, kOne, flush, wrong);
+        handWrittenStep<true>(base, size, kOne, kZero, flush, wrong);
+        for (std::size_t line = 0; line < size; line += kWordsPerLine) {
+            for (std::size_t i = 0; i < kWordsPerLine; ++i)
+                wrong += static_cast<std::uint64_t volatile*>(base)[line + i] != kZero;
+            flushLine(base + line, flush);
+        }
+        flushFence();
+    }
+    count(state, wrong, static_cast<std::int64_t>(kMarchCMinus.length()));
+}
+
+void moduleQuick(benchmark::State& state)
+{
+    auto& words = region(state);
+    std::uint64_t wrong = 0;
+    RealMemory memory(words.data(), bestLineFlush());
+    auto sink = [&](std::size_t, std::uint64_t, std::uint64_t) __attribute__((noinline, cold)) { ++wrong; };
+    auto const step = [&]<std::size_t kElement>(std::integral_constant<std::size_t, kElement>) {
+        marchWords<kMarchCMinus, kElement>(memory, 0, words.size(), Background<std::uint64_t>{kZero}, sink);
+        memory.settle();
+    };
+    for (auto _ : state) {
+        [&]<std::size_t... kElements>(std::index_sequence<kElements...>)
+        {
+            (step(std::integral_constant<std::size_t, kElements>()), ...);
+        }
+        (std::make_index_sequence<kMarchCMinus.m_count>());
+    }
+    count(state, wrong, static_cast<std::int64_t>(kMarchCMinus.length()));
+}
+
 void sizes(benchmark::internal::Benchmark* benchmark)
 {
     benchmark->Arg(256 << 10)->Arg(256 << 20)->Unit(benchmark::kMillisecond);
@@ -124,4 +191,6 @@ BENCHMARK(handWrittenReadWrite)->Apply(sizes);
 BENCHMARK(moduleReadWrite)->Apply(sizes);
 BENCHMARK(handWrittenLongest)->Apply(sizes);
 BENCHMARK(moduleLongest)->Apply(sizes);
+BENCHMARK(handWrittenQuick)->Arg(1 << 30)->Unit(benchmark::kMillisecond);
+BENCHMARK(moduleQuick)->Arg(1 << 30)->Unit(benchmark::kMillisecond);
 BENCHMARK_MAIN();
