@@ -5,6 +5,7 @@
 #include <storage/Events.h>
 #include <storage/StorageTest.h>
 #include <storage/Texts.h>
+#include <storage/smart/DriveSelfTest.h>
 #include <storage/smart/SmartTest.h>
 
 #include <krel5/DataType.h>
@@ -37,6 +38,7 @@ Parameter* s_useFile = nullptr;
 Parameter* s_fileSize = nullptr;
 Parameter* s_deviceType = nullptr;
 Parameter* s_mostPending = nullptr;
+Parameter* s_pollSeconds = nullptr;
 
 /// The product, or the largest number when it does not fit: the checking code refuses or shortens that.
 std::uint64_t times(std::uint64_t a, std::uint64_t b)
@@ -109,6 +111,18 @@ TestResult smart(DiagDevice const& device)
     });
 }
 
+template <bool kIsExtended>
+TestResult selfTest(DiagDevice const& device)
+{
+    DriveSelfTestSettings settings;
+    settings.isExtended = kIsExtended;
+    if (Value type{DataType::STRING()}; s_deviceType->value(type))
+        settings.options.m_deviceType = type.valueString().getUTF8Buffer();
+    settings.pollSeconds = s_pollSeconds->value().valueDouble();
+    return s_host.run(
+        [&](TestHost& host) { return runDriveSelfTest(host, device.osLocator().getUTF8Buffer(), settings); });
+}
+
 Test* createStorageTest(char const* key, Test::Callback callback)
 {
     return DiagModule::createTest(key, DeviceCapability::HardDrive(), callback)
@@ -141,6 +155,8 @@ void createParameters()
     s_useFile = DiagModule::createParameter("UseFile", DataType::BOOLEAN(), "false", false);
     s_fileSize = DiagModule::createParameter("FileSizeMiB", DataType::UINT32(), "256", false, false, "1..");
     s_deviceType = DiagModule::createParameter("DeviceType", DataType::STRING(), "", false);
+    s_pollSeconds =
+        DiagModule::createParameter("PollSeconds", DataType::DOUBLE(), "5", false, false, "0.1..600");
     s_mostPending = DiagModule::createParameter("MaxPendingSectors", DataType::UINT64(), "", false);
 }
 
@@ -162,5 +178,11 @@ int main(int argc, char** argv)
         ->addParameter(s_size)
         ->addParameter(s_floor);
     createStorageTest("smart", smart)->addParameter(s_deviceType)->addParameter(s_mostPending);
+    createStorageTest("selftestshort", selfTest<false>)
+        ->addParameter(s_deviceType)
+        ->addParameter(s_pollSeconds);
+    createStorageTest("selftestlong", selfTest<true>)
+        ->addParameter(s_deviceType)
+        ->addParameter(s_pollSeconds);
     return DiagModule::start();
 }

@@ -1,5 +1,7 @@
 #include <common/smart/SelfTestLog.h>
 
+#include <algorithm>
+
 namespace krel5::modules {
 namespace {
 
@@ -96,6 +98,29 @@ SelfTest scsiSelfTest(Field const& entry)
     return test;
 }
 
+/// ATA counts in tenths what is left, NVMe in percent what is done, SCSI only says so.
+void readRunning(Field const& document, SmartReport& report)
+{
+    constexpr std::uint64_t kRuns = 15, kTenth = 10, kWhole = 100, kNibble = 15;
+    Field const ata = document["ata_smart_data"]["self_test"];
+    if (auto const value = ata["status"]["value"].count(kByte); value && *value >> 4 == kRuns) {
+        report.m_selfTestRuns = true;
+        report.m_selfTestPercent = kWhole - std::min(kTenth * (*value & kNibble), kWhole);
+    }
+    report.m_shortMinutes = ata["polling_minutes"]["short"].count();
+    report.m_extendedMinutes = ata["polling_minutes"]["extended"].count();
+
+    Field const nvme = document["nvme_self_test_log"];
+    if (auto const operation = nvme["current_self_test_operation"]["value"].count(kNibble);
+        operation.value_or(0) > 0) {
+        report.m_selfTestRuns = true;
+        report.m_selfTestPercent = nvme["current_self_test_completion_percent"].count(kWhole);
+    }
+    report.m_selfTestRuns |= document["scsi_self_test_0"]["result"]["value"].count(kNibble) == kRuns;
+    if (auto const seconds = document["scsi_extended_self_test_seconds"].count())
+        report.m_extendedMinutes = *seconds / 60 + 1;
+}
+
 } // namespace
 
 void readSelfTests(Field const& document, SmartReport& report)
@@ -114,6 +139,7 @@ void readSelfTests(Field const& document, SmartReport& report)
         if (Field const entry = document[("scsi_self_test_" + std::to_string(i)).c_str()]; entry.isThere())
             report.m_selfTests.push_back(scsiSelfTest(entry));
 
+    readRunning(document, report);
     Field const status = document["ata_smart_data"]["self_test"]["status"];
     if (!status.isThere())
         return;

@@ -11,7 +11,7 @@
 
 namespace krel5::modules {
 
-/// Fills m_selfTests, m_selfTestsAreAta and m_latestSelfTest.
+/// Fills m_selfTests, m_selfTestsAreAta, m_latestSelfTest, and what is said of the one that runs.
 void readSelfTests(SmartJson::Field const& document, SmartReport& report);
 
 /// The newest failed self-test that no later one outdates; null when there is none. An extended one that

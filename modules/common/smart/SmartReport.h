@@ -64,7 +64,11 @@ struct SmartReport
     Wear m_wear;
     std::vector<SelfTest> m_selfTests; ///< the newest first
     bool m_selfTestsAreAta = false;
-    std::optional<SelfTest> m_latestSelfTest;  ///< ATA's status byte of self-tests, which needs no log
+    std::optional<SelfTest> m_latestSelfTest; ///< ATA's status byte of self-tests, which needs no log
+    bool m_selfTestRuns = false;
+    std::optional<std::uint64_t> m_selfTestPercent; ///< done of the one that runs
+    /// How long one takes, as the drive estimates.
+    std::optional<std::uint64_t> m_shortMinutes, m_extendedMinutes;
     std::optional<std::int64_t> m_temperature; ///< degrees Celsius
     /// Of the drive, as it states them: up to where it may work all the time, and up to where at all.
     std::optional<std::int64_t> m_warmest, m_hottest;

@@ -23,15 +23,14 @@ bool isDeviceType(std::string const& text)
 
 } // namespace
 
-Outcome judgeSmartRun(TestHost& host, ChildResult const& child, ChildLimits const& limits,
-                      SmartOptions const& options)
+std::optional<Outcome> endedBadly(TestHost& host, ChildResult const& child, ChildLimits const& limits)
 {
     if (child.m_leftBehind != 0)
         host.warning({kEventSmartProgramLeft, {{"Process", std::to_string(child.m_leftBehind)}}});
     std::string const seconds = std::to_string(static_cast<long>(limits.m_seconds));
     switch (child.m_end) {
     case ChildResult::End::Exited:
-        return judgeSmart(host, parseSmartReport(child.m_output), child.m_status, options);
+        return std::nullopt;
     case ChildResult::End::Stopped:
         return Outcome::Stopped;
     case ChildResult::End::TimedOut:
@@ -48,8 +47,16 @@ Outcome judgeSmartRun(TestHost& host, ChildResult const& child, ChildLimits cons
     return Outcome::CannotRun;
 }
 
-Outcome runSmartTest(TestHost& host, std::string const& device, SmartOptions const& options,
-                     std::string const& program)
+Outcome judgeSmartRun(TestHost& host, ChildResult const& child, ChildLimits const& limits,
+                      SmartOptions const& options)
+{
+    if (auto const end = endedBadly(host, child, limits))
+        return *end;
+    return judgeSmart(host, parseSmartReport(child.m_output), child.m_status, options);
+}
+
+std::optional<Outcome> refusedSmart(TestHost& host, std::string const& device, SmartOptions const& options,
+                                    std::string const& program)
 {
     if (!isDeviceType(options.m_deviceType)) {
         host.problem({kEventSmartBadDeviceType,
@@ -65,6 +72,14 @@ Outcome runSmartTest(TestHost& host, std::string const& device, SmartOptions con
             {kEventSmartNotSupported, {{"Reason", host.text(kTextNoDevicePath, {{"Device", device}})}}});
         return Outcome::NotSupported;
     }
+    return std::nullopt;
+}
+
+Outcome runSmartTest(TestHost& host, std::string const& device, SmartOptions const& options,
+                     std::string const& program)
+{
+    if (auto const refused = refusedSmart(host, device, options, program))
+        return *refused;
     // A drive that answers only some questions lets each of the others run into its time-out.
     ChildLimits limits;
     limits.m_seconds = 180;

@@ -9,6 +9,7 @@
 #include <common/TestHost.h>
 #include <common/smart/SmartReport.h>
 
+#include <optional>
 #include <string>
 
 namespace krel5::modules::storage {
@@ -36,6 +37,13 @@ Outcome judgeSmart(TestHost& host, SmartReport const& report, int exitStatus,
 /// offers: CannotRun, with the warning "SmartProgramLeft" (Process) when it could not be ended.
 Outcome judgeSmartRun(TestHost& host, ChildResult const& child, ChildLimits const& limits,
                       SmartOptions const& options = {});
+
+/// Nothing: smartctl can be asked about the device with these options.
+std::optional<Outcome> refusedSmart(TestHost& host, std::string const& device, SmartOptions const& options,
+                                    std::string const& program);
+
+/// Nothing: it ran to its end by itself.
+std::optional<Outcome> endedBadly(TestHost& host, ChildResult const& child, ChildLimits const& limits);
 
 /// Runs smartctl on the device and judges what it prints. NotSupported where the program is not installed
 /// (`program` is empty), BadParameters for a device type of other characters than letters, digits and , / + -
