@@ -2,6 +2,7 @@
 #include <storage/BlockReader.h>
 #include <storage/DriveError.h>
 #include <storage/Events.h>
+#include <storage/Latencies.h>
 #include <storage/ReadTest.h>
 #include <storage/Texts.h>
 
@@ -183,6 +184,8 @@ private:
         if (filled) {
             m_summary.m_bytes += block.size();
             m_slowest = std::max(m_slowest, {seconds, offset});
+            m_latencies.add(seconds);
+            m_slowBlocks += seconds > m_plan.m_slowSeconds;
             m_bad.flush();
             checkContent(offset, block);
         } else if (verdict.m_kind == BlockVerdict::Kind::Bad) {
@@ -283,6 +286,9 @@ private:
     void finish()
     {
         double const speed = m_summary.megabytesPerSecond();
+        auto const milliseconds = [this](double percent) {
+            return decimal(m_latencies.percentile(percent) * 1000, 2);
+        };
         m_host.note({kEventRead,
                      {{"Blocks", std::to_string(m_blocksRead)},
                       {"Planned", std::to_string(m_order.count())},
@@ -292,7 +298,15 @@ private:
                       {"Seconds", decimal(m_summary.m_seconds)},
                       {"Speed", decimal(speed)},
                       {"SlowestLba", std::to_string(m_slowest.second / m_source.sectorSize())},
-                      {"SlowestMilliseconds", decimal(m_slowest.first * 1000, 1)}}});
+                      {"SlowestMilliseconds", decimal(m_slowest.first * 1000, 1)},
+                      {"P50", milliseconds(50)},
+                      {"P99", milliseconds(99)},
+                      {"P999", milliseconds(99.9)}}});
+        if (m_slowBlocks > 0)
+            m_host.warning({kEventSlowReads,
+                            {{"Count", std::to_string(m_slowBlocks)},
+                             {"Blocks", std::to_string(m_blocksRead)},
+                             {"Milliseconds", decimal(m_plan.m_slowSeconds * 1000, 0)}}});
         if (m_summary.m_outcome == Outcome::Pass && !m_failed && speed < m_plan.m_floor) {
             m_host.fault({kEventTooSlow, {{"Speed", decimal(speed)}, {"Floor", decimal(m_plan.m_floor)}}});
             m_failed = true;
@@ -313,6 +327,8 @@ private:
     std::uint64_t m_repeatedBlocks = 0;
     std::uint64_t m_failingBlocks = 0;
     std::pair<double, std::uint64_t> m_slowest; // seconds, and the offset of the block
+    Latencies m_latencies;
+    std::uint64_t m_slowBlocks = 0;
     unsigned m_badBlocks = 0;
     bool m_failed = false;
     int m_percent = -1;

@@ -35,6 +35,7 @@ struct ReadPlan
     std::uint64_t m_seed = 1;
     /// Slower than this many MB/s (10^6 bytes) is a fault; 0 only reports the speed.
     double m_floor = 0;
+    double m_slowSeconds = 1; ///< longer reads are counted, and a warning
     /// What the content has to be; null where nobody knows.
     ContentCheck const* m_check = nullptr;
 };
@@ -67,11 +68,11 @@ std::optional<Outcome> refusedPlan(TestHost& host, ReadPlan const& plan, std::ui
 /// is unreadable, "StorageBadWithin" where some of them are, "StorageBadBlock" where they cannot be read in
 /// one piece, each with the same values; "StorageContentWrong" (Lba, Offset), "StorageTooSlow" (Speed,
 /// Floor). Warnings: "StorageReadRepeated" and, for a read that failed and was not repeated because of a
-/// stop, "StorageReadNotRepeated" (Lba, Offset, Repeats, Error, Reason); "StorageEndedEarly" (BadBlocks).
+/// stop, "StorageReadNotRepeated" (Lba, Offset, Repeats, Error, Reason); "StorageEndedEarly" (BadBlocks); "StorageSlowReads" (Count, Blocks, Milliseconds).
 /// Problems: "StorageDeviceGone", "StorageNoMedia", "StorageUnanswered", "StorageDriveGaveUp",
 /// "StoragePathFailed", "StorageReserved", "StorageBusy", "StorageTryAgain", "StorageReadRefused" (Offset, Error,
 /// Reason), and refusedPlan's. Notes: "StorageRead" (Blocks, Planned, Bad, Repeated, Bytes, Seconds, Speed, SlowestLba,
-/// SlowestMilliseconds), and for Random "StorageSeed" (Seed). A sign of life at a block's first failing read:
+/// SlowestMilliseconds, and P50, P99, P999: milliseconds within which so many percent of the good blocks were read), and for Random "StorageSeed" (Seed). A sign of life at a block's first failing read:
 /// "StorageReadFailing" (Lba, Offset, Error, Reason). After a fault the outcome is Fail, whatever ended the
 /// test.
 ReadSummary runReadTest(TestHost& host, BlockSource& source, ReadPlan const& plan);

@@ -33,6 +33,7 @@ Parameter* s_reads = nullptr;
 Parameter* s_repeats = nullptr;
 Parameter* s_mostBad = nullptr;
 Parameter* s_floor = nullptr;
+Parameter* s_slow = nullptr;
 Parameter* s_seed = nullptr;
 Parameter* s_useFile = nullptr;
 Parameter* s_fileSize = nullptr;
@@ -57,6 +58,7 @@ StorageSettings settingsFor(ReadPlan::Order order)
     plan.m_blockSize = std::size_t((random ? s_randomBlockSize : s_blockSize)->value().valueUint32()) << 10;
     plan.m_repeats = s_repeats->value().valueUint32();
     plan.m_mostFaults = s_mostBad->value().valueUint32();
+    plan.m_slowSeconds = s_slow->value().valueUint32() / 1000.0;
     plan.m_seed = seedOfRun(*s_seed);
     settings.m_useFile = s_useFile->value().valueBool();
     settings.m_fileBytes = times(s_fileSize->value().valueUint32(), std::uint64_t(1) << 20);
@@ -135,6 +137,7 @@ Test* createReadTest(char const* key, Test::Callback callback)
     return createStorageTest(key, callback)
         ->addParameter(s_repeats)
         ->addParameter(s_mostBad)
+        ->addParameter(s_slow)
         ->addParameter(s_seed)
         ->addParameter(s_useFile)
         ->addParameter(s_fileSize);
@@ -151,6 +154,7 @@ void createParameters()
     s_repeats = DiagModule::createParameter("Retries", DataType::UINT32(), "3", false, false, "0..100");
     s_mostBad = DiagModule::createParameter("MaxBadBlocks", DataType::UINT32(), "16", false, false, "1..");
     s_floor = DiagModule::createParameter("FloorMBps", DataType::DOUBLE(), "0", false, false, "0..");
+    s_slow = DiagModule::createParameter("SlowMilliseconds", DataType::UINT32(), "1000", false, false, "1..");
     s_seed = createSeedParameter();
     s_useFile = DiagModule::createParameter("UseFile", DataType::BOOLEAN(), "false", false);
     s_fileSize = DiagModule::createParameter("FileSizeMiB", DataType::UINT32(), "256", false, false, "1..");

@@ -4,8 +4,10 @@
 #include <storage/BlockSource.h>
 
 #include <algorithm>
+#include <chrono>
 #include <map>
 #include <set>
+#include <thread>
 #include <vector>
 
 namespace krel5::modules::storage {
@@ -24,6 +26,8 @@ struct PaperDrive : BlockSource
     std::uint64_t m_failed = 0;                    ///< reads that failed
     std::uint64_t m_goneAfter = ~std::uint64_t(0); ///< reads, then ENXIO
     std::vector<std::uint64_t> m_offsets;
+    std::set<std::uint64_t> m_lateBlocks; ///< offsets at which a read takes `m_late`
+    std::chrono::milliseconds m_late{0};
 
     explicit PaperDrive(std::uint64_t size) : m_size(size) {}
     std::uint64_t size() const override { return m_size; }
@@ -32,6 +36,8 @@ struct PaperDrive : BlockSource
 
     ReadOutcome readAt(std::uint64_t offset, std::span<std::byte> into) override
     {
+        if (m_lateBlocks.count(offset) != 0)
+            std::this_thread::sleep_for(m_late);
         ReadOutcome const outcome = read(offset, into);
         m_failed += outcome.complete(into.size()) ? 0 : 1;
         return outcome;

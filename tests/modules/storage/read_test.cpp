@@ -2,11 +2,14 @@
 #include <modules/storage/PaperDrive.h>
 
 #include <storage/BlockReader.h>
+#include <storage/Latencies.h>
 #include <storage/ReadTest.h>
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cmath>
+#include <cstdio>
 #include <numeric>
 
 namespace krel5::modules::storage {
@@ -94,6 +97,44 @@ TEST(Reading, ofASoundDriveTouchesEveryByteOnce)
         host.m_notes[0].rfind("StorageRead Blocks=11 Planned=11 Bad=0 Bytes=655872 Repeated=0 Seconds=", 0),
         0u)
         << host.m_notes[0];
+}
+
+TEST(Reading, ofBlocksThatComeLateIsCountedAndAWarning)
+{
+    PaperDrive drive(100 * kBlock);
+    drive.m_lateBlocks = {5 * kBlock, 77 * kBlock};
+    drive.m_late = std::chrono::milliseconds(60);
+    ReportLog host;
+    ReadPlan plan = surface();
+    plan.m_slowSeconds = 0.05;
+    EXPECT_EQ(runReadTest(host, drive, plan).m_outcome, Outcome::Pass);
+    ASSERT_EQ(host.m_warnings.size(), 1u);
+    EXPECT_EQ(host.m_warnings[0].rfind("StorageSlowReads Count=2 Blocks=100 Milliseconds=50", 0), 0u)
+        << host.m_warnings[0];
+    double half = 0, most = 0, all = 0;
+    auto const times = host.m_notes.back().find(" P50=");
+    ASSERT_NE(times, std::string::npos) << host.m_notes.back();
+    ASSERT_EQ(3, std::sscanf(&host.m_notes.back()[times], " P50=%lf P99=%lf P999=%lf", &half, &most, &all));
+    EXPECT_LT(half, 20);
+    EXPECT_GE(most, 60) << "two of a hundred are late";
+    EXPECT_GE(all, most);
+}
+
+TEST(Latencies, AreAnsweredWithinNinePercent)
+{
+    Latencies none;
+    EXPECT_EQ(0, none.percentile(50));
+    Latencies some;
+    for (int i = 1; i <= 10'000; ++i)
+        some.add(i * 1e-4);
+    for (double const percent : {0.1, 1.0, 50.0, 99.0, 99.9, 100.0}) {
+        EXPECT_GE(some.percentile(percent), percent * 1e-2 * 0.999) << percent;
+        EXPECT_LE(some.percentile(percent), percent * 1e-2 * 1.1) << percent;
+    }
+    Latencies odd;
+    for (double const seconds : {-1.0, 0.0, 1e9, double(NAN), double(INFINITY)})
+        odd.add(seconds);
+    EXPECT_GE(odd.percentile(100), 1e4);
 }
 
 TEST(Reading, thatSucceedsAfterRepeatsIsAWarning)
