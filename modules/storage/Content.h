@@ -10,6 +10,7 @@
 
 #include <storage/BlockSource.h>
 
+#include <optional>
 #include <vector>
 
 namespace krel5::modules::storage {
@@ -23,6 +24,8 @@ public:
     explicit SeededContent(std::uint64_t seed);
     void fill(std::uint64_t offset, std::span<std::byte> bytes) const;
     std::size_t firstWrong(std::uint64_t offset, std::span<std::byte const> bytes) const override;
+    /// At which offset one unit belongs, where it is whole; nothing for any other content.
+    std::optional<std::uint64_t> placeOf(std::span<std::byte const> unit) const;
 
 private:
     std::uint64_t stamp(std::uint64_t offset) const noexcept;

@@ -5,7 +5,8 @@
 //     if (drive.m_error == EPERM)
 //         drive = makeScratchFile(directory, size, content, progress); // one of scratchDirectories("/dev/sda")
 //
-// Everything is opened for reading only; the scratch file's writing descriptor is closed before it is read.
+// Everything but what openDriveForWriting opens is opened for reading only; the scratch file's writing descriptor is closed before it is
+// read.
 //
 // Thread rule: plain functions; a source is used from one thread at a time.
 
@@ -32,6 +33,20 @@ struct OpenedSource
 
 /// Opens a block device. ENOTBLK for anything else.
 OpenedSource openDrive(std::string const& path);
+
+/// What a drive is overwritten with, past the caches.
+struct WritableDrive
+{
+    std::unique_ptr<BlockSource> source; ///< null exactly when error is not zero
+    int error = 0;                       ///< errno value; EBUSY: mounted, or otherwise in use
+    /// Both give an errno value; zero: done. Offset and length as for reading.
+    std::function<int(std::uint64_t offset, std::span<std::byte const> bytes)> write;
+    std::function<int()> sync; ///< waits until the drive has it
+};
+
+/// Opens a block device that nobody uses, for oneself alone: a drive of which a partition is mounted, swapped to, or part of an
+/// array or of volumes is refused with EBUSY. ENOTBLK for anything else.
+WritableDrive openDriveForWriting(std::string const& path);
 
 /// Directories of writable file systems on the drive, its partitions, and what is stacked upon them
 /// (encryption, volumes). Empty when there are none or nothing can be told.

@@ -1,10 +1,12 @@
 // The module "storage": read tests of drives, and what drives say of their own health.
 
+#include <common/ErrorText.h>
 #include <common/SeedParameter.h>
 #include <common/TimedHost.h>
 #include <storage/Events.h>
 #include <storage/StorageTest.h>
 #include <storage/Texts.h>
+#include <storage/WriteTest.h>
 #include <storage/smart/DriveSelfTest.h>
 #include <storage/smart/SmartTest.h>
 
@@ -17,6 +19,7 @@
 #include <krel5/TestResult.h>
 #include <krel5/Value.h>
 
+#include <cerrno>
 #include <limits>
 
 namespace {
@@ -34,6 +37,8 @@ Parameter* s_repeats = nullptr;
 Parameter* s_mostBad = nullptr;
 Parameter* s_floor = nullptr;
 Parameter* s_slow = nullptr;
+Parameter* s_overwrite = nullptr;
+Parameter* s_isErasable = nullptr;
 Parameter* s_seed = nullptr;
 Parameter* s_useFile = nullptr;
 Parameter* s_fileSize = nullptr;
@@ -113,6 +118,49 @@ TestResult smart(DiagDevice const& device)
     });
 }
 
+bool mayErase(TestHost& host, DiagDevice const& device)
+{
+    if (s_isErasable->value().valueBool())
+        return true;
+    KrelString const title(host.text(kTextEraseTitle).c_str());
+    KrelString const text(host.text(kTextErase, {{"Device", device.osLocator().getUTF8Buffer()},
+                                                 {"Name", device.name().getUTF8Buffer()}})
+                              .c_str());
+    return DiagModule::createMessageBox(MsgBoxType::YESNO, title, text, MsgBoxOption::DEFAULTSECOND,
+                                        LookAndFeel::WARNING) == MsgBoxReturn::YES;
+}
+
+Outcome runOverwrite(TestHost& host, DiagDevice const& device)
+{
+    std::string const path = device.osLocator().getUTF8Buffer();
+    WritableDrive const drive = openDriveForWriting(path); // nobody else can begin to use it from here on
+    if (drive.error == EBUSY) {
+        host.problem({kEventWriteInUse, {{"Device", path}}});
+        return Outcome::CannotRun;
+    }
+    if (drive.error != 0) {
+        bool const isRefused = drive.error == EACCES || drive.error == EPERM || drive.error == EROFS;
+        bool const isGone = drive.error == ENOENT || drive.error == ENXIO || drive.error == ENODEV;
+        host.problem({kEventWriteNotOpened, {{"Device", path}, {"Reason", errorText(drive.error)}}});
+        return isRefused ? Outcome::InsufficientPrivilege : isGone ? Outcome::NoDevice : Outcome::CannotRun;
+    }
+    if (!mayErase(host, device)) {
+        host.problem({kEventWriteDeclined, {{"Device", path}}});
+        return Outcome::CannotRun;
+    }
+    WritePlan plan;
+    plan.amount = times(s_overwrite->value().valueUint64(), std::uint64_t(1) << 20);
+    plan.blockSize = std::size_t(s_blockSize->value().valueUint32()) << 10;
+    plan.mostFaults = s_mostBad->value().valueUint32();
+    plan.seed = seedOfRun(*s_seed);
+    return runWriteTest(host, drive, plan);
+}
+
+TestResult overwrite(DiagDevice const& device)
+{
+    return s_host.run([&](TestHost& host) { return runOverwrite(host, device); });
+}
+
 template <bool kIsExtended>
 TestResult selfTest(DiagDevice const& device)
 {
@@ -155,6 +203,8 @@ void createParameters()
     s_mostBad = DiagModule::createParameter("MaxBadBlocks", DataType::UINT32(), "16", false, false, "1..");
     s_floor = DiagModule::createParameter("FloorMBps", DataType::DOUBLE(), "0", false, false, "0..");
     s_slow = DiagModule::createParameter("SlowMilliseconds", DataType::UINT32(), "1000", false, false, "1..");
+    s_overwrite = DiagModule::createParameter("OverwriteMiB", DataType::UINT64(), "0", false, false, "0..");
+    s_isErasable = DiagModule::createParameter("EraseConfirmed", DataType::BOOLEAN(), "false", false);
     s_seed = createSeedParameter();
     s_useFile = DiagModule::createParameter("UseFile", DataType::BOOLEAN(), "false", false);
     s_fileSize = DiagModule::createParameter("FileSizeMiB", DataType::UINT32(), "256", false, false, "1..");
@@ -188,5 +238,13 @@ int main(int argc, char** argv)
     createStorageTest("selftestlong", selfTest<true>)
         ->addParameter(s_deviceType)
         ->addParameter(s_pollSeconds);
+    createStorageTest("overwrite", overwrite)
+        ->setDestructive(true)
+        ->setInteractive(true)
+        ->addParameter(s_overwrite)
+        ->addParameter(s_isErasable)
+        ->addParameter(s_blockSize)
+        ->addParameter(s_mostBad)
+        ->addParameter(s_seed);
     return DiagModule::start();
 }

@@ -198,14 +198,10 @@ void addFamily(fs::path const& folder, int depth, std::vector<DeviceNumber>& fam
         addFamily(holder.path(), depth + 1, family);
 }
 
-} // namespace
-
-OpenedSource openDrive(std::string const& path)
+/// The block device that was opened, or why it was not (errno).
+OpenedSource source(Descriptor file, OpenedSource opened)
 {
-    OpenedSource opened;
-    opened.m_place = path;
-    // O_NONBLOCK: neither a pipe of that name nor a drive without medium may hold the open.
-    Descriptor file = openForReading(path.c_str(), O_NONBLOCK, opened.m_direct);
+    std::string const path = opened.m_place;
     struct stat status = {};
     if (!file || ::fstat(file.get(), &status) != 0)
         return failed(errno, path);
@@ -229,6 +225,48 @@ OpenedSource openDrive(std::string const& path)
         std::make_unique<DescriptorSource>(std::move(file), size, static_cast<std::uint32_t>(sectorSize),
                                            known ? physical : static_cast<std::uint32_t>(sectorSize));
     return opened;
+}
+
+} // namespace
+
+OpenedSource openDrive(std::string const& path)
+{
+    OpenedSource opened;
+    opened.m_place = path;
+    // O_NONBLOCK: neither a pipe of that name nor a drive without medium may hold the open.
+    Descriptor file = openForReading(path.c_str(), O_NONBLOCK, opened.m_direct);
+    return source(std::move(file), std::move(opened));
+}
+
+WritableDrive openDriveForWriting(std::string const& path)
+{
+    WritableDrive drive;
+    struct stat status = {}; // what is no device is not opened for writing
+    if (::stat(path.c_str(), &status) != 0)
+        drive.error = errno;
+    else if (!S_ISBLK(status.st_mode))
+        drive.error = ENOTBLK;
+    if (drive.error != 0)
+        return drive;
+    Descriptor file = openRetrying(path.c_str(), O_RDWR | O_EXCL | O_DIRECT | O_NONBLOCK);
+    int const number = file.get();
+    OpenedSource opened = source(std::move(file), OpenedSource());
+    drive.error = opened.m_error;
+    drive.source = std::move(opened.m_source);
+    drive.write = [number](std::uint64_t offset, std::span<std::byte const> bytes) {
+        for (std::size_t done = 0; done != bytes.size();) {
+            ssize_t const put =
+                ::pwrite(number, bytes.data() + done, bytes.size() - done, static_cast<off_t>(offset + done));
+            if (put == -1 && errno == EINTR)
+                continue;
+            if (put <= 0)
+                return put < 0 ? errno : EIO;
+            done += static_cast<std::size_t>(put);
+        }
+        return 0;
+    };
+    drive.sync = [number] { return ::fsync(number) == 0 ? 0 : errno; };
+    return drive;
 }
 
 std::vector<std::string> scratchDirectories(std::string const& drivePath)
