@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <map>
 #include <regex>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -567,7 +568,7 @@ TEST(ShippedModules, MemorySpeaksGerman)
     Outcome const passed =
         run("Test.random.SizeMiB.value=1\nTest.random.Threads.value=1\nTest.random.Seed.value=7\n");
     EXPECT_EQ(passed.status, 0) << passed.err;
-    for (char const* text : {"Es läuft: Speichertest mit Zufallsdaten\n", "Startwert der Zufallsdaten: 7.\n",
+    for (char const* text : {"Es läuft: Speichertest mit Zufallsdaten\n", "Startwert der Daten: 7.\n",
                              "Geprüft werden 1 von ", " MiB Speicher, Anzahl der Threads: 1.\n"})
         EXPECT_TRUE(has(passed.out, text)) << text << "in\n" << passed.out;
 
