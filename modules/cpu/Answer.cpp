@@ -2,6 +2,10 @@
 
 #include <cstdio>
 
+#if defined(__x86_64__)
+#include <cpuid.h>
+#endif
+
 namespace krel5::modules::cpu {
 
 std::string Answer::text() const
@@ -30,6 +34,13 @@ bool hasFeature(CpuFeature feature) noexcept
         return __builtin_cpu_supports("sse4.2") != 0;
     case CpuFeature::Aes:
         return __builtin_cpu_supports("aes") != 0;
+    case CpuFeature::Carryless:
+        return __builtin_cpu_supports("pclmul") != 0;
+    case CpuFeature::Sha: {
+        // One of the compilers does not know this name yet.
+        unsigned a = 0, b = 0, c = 0, d = 0;
+        return __get_cpuid_count(7, 0, &a, &b, &c, &d) != 0 && (b >> 29 & 1) != 0;
+    }
     case CpuFeature::Avx2Fma:
         return __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0;
     case CpuFeature::Avx512:

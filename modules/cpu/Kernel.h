@@ -21,7 +21,7 @@
 namespace krel5::modules::cpu {
 
 /// What a processor must offer beyond its base instruction set for a kernel to run on it.
-enum class CpuFeature { None, Sse42, Aes, Avx2Fma, Avx512 };
+enum class CpuFeature { None, Sse42, Aes, Carryless, Sha, Avx2Fma, Avx512 };
 
 /// False on every other architecture but x86-64 for all but None.
 bool hasFeature(CpuFeature feature) noexcept;

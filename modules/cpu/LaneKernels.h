@@ -30,4 +30,8 @@ struct LaneKernel
 /// Empty on architectures other than x86-64.
 std::span<LaneKernel const> laneKernels() noexcept;
 
+/// The units for ciphers, hashes, checksums and carry-less products against software that does not use them; the
+/// fault Rounding means nothing to them. Empty on architectures other than x86-64.
+std::span<LaneKernel const> unitKernels() noexcept;
+
 } // namespace krel5::modules::cpu

@@ -193,6 +193,8 @@ KernelTable vectorKernels() noexcept
         std::vector<Kernel> all(std::begin(kKernels), std::end(kKernels));
         for (LaneKernel const& lane : laneKernels())
             all.push_back(lane.m_kernel);
+        for (LaneKernel const& unit : unitKernels())
+            all.push_back(unit.m_kernel);
         return all;
     }();
     return s_all;

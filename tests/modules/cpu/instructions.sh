@@ -21,4 +21,10 @@ for kind in pd ps; do
     look "[[:space:]]vfmadd[0-9]+$kind .*%ymm" "vfmadd$kind, 256 bits"
     look "[[:space:]]vfmadd[0-9]+$kind .*%zmm" "vfmadd$kind, 512 bits"
 done
+for name in aesenc aesenclast aesdec aesdeclast sha256rnds2 sha256msg1 sha256msg2 crc32b crc32w crc32l; do
+    look "[[:space:]]v?$name[[:space:]]" "$name"
+done
+# Of two registers the listing names no width; into a register of 64 bits there is this one only.
+look "[[:space:]]crc32q?[[:space:]].*,%r([a-ds][a-z]|bp|[0-9]+)[[:space:]]*$" "crc32, 64 bits"
+look "[[:space:]]v?pclmul[a-z]*[[:space:]]" pclmulqdq
 exit $missing
