@@ -215,7 +215,7 @@ TEST(Console, listings)
     EXPECT_EQ(printed(list), "b (1) : a disk : SATA:b : /dev/x\n"
                              "  first (1) : mod\n  second (2) : mod\n  stranger (0) : mod\n\n"
                              "a (2) : a disk : SATA:a : /dev/x\n  second (2) : mod\n\n"
-                             "b (1) : a disk : SATA:b : /dev/x\n  heat (1) : mod\n\n"
+                             "b (3) : a disk : SATA:b : /dev/x\n  heat (1) : mod\n\n"
                              "  free (2) : mod\n");
 
     // What is chosen where no number chooses; one of the devices has an indicator and no test.

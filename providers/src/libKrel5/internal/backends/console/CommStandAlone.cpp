@@ -185,16 +185,15 @@ void CommStandAlone::sendEnumIndicators()
     auto const indicatorLine = [](zel::IndicatorImp const& one) {
         return memberLine(one.keyInModule(), positionOfIndicator(one.keyInModule()), one.moduleGuid());
     };
-    DeviceSelection list; // the one of which -d takes a number
-    list.addDevicesOfTests();
-    list.addDevicesOfIndicators();
-    for (std::size_t d = 0; d < list.all().size(); ++d) {
-        zel::DeviceImp const& device = *list.all()[d];
-        if (manager().indicatorCountByDevice(device) == 0)
+    std::size_t position = 0;
+    zel::DeviceImp const* device = nullptr;
+    while ((device = manager().nextDevice(device, zel::CapabilityImp::ALL()))) {
+        ++position;
+        if (manager().indicatorCountByDevice(*device) == 0)
             continue;
-        printDeviceLine(device, d + 1);
-        for (std::size_t i = 0; i < manager().indicatorCountByDevice(device); ++i)
-            out() << indicatorLine(*manager().indicatorByDeviceAtIndex(device, i)) << endl;
+        printDeviceLine(*device, position);
+        for (std::size_t i = 0; i < manager().indicatorCountByDevice(*device); ++i)
+            out() << indicatorLine(*manager().indicatorByDeviceAtIndex(*device, i)) << endl;
         out() << endl;
     }
     if (manager().indicatorCount() == 0)
