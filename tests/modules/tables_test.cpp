@@ -9,6 +9,8 @@
 #include <memory/Texts.h>
 #include <network/Events.h>
 #include <network/Texts.h>
+#include <pcie/Events.h>
+#include <pcie/Texts.h>
 #include <storage/Events.h>
 #include <storage/Texts.h>
 
@@ -33,7 +35,8 @@ TEST(ModuleTables, AreThoseOfEveryModule)
     for (auto const& folder : std::filesystem::directory_iterator(MODULES_FOLDER))
         if (std::filesystem::exists(folder.path() / "main.cpp"))
             there.insert(folder.path().filename());
-    EXPECT_EQ(there, (std::set<std::string>{"cpu", "inventory", "memory", "network", "sensors", "storage"}))
+    EXPECT_EQ(there,
+              (std::set<std::string>{"cpu", "inventory", "memory", "network", "pcie", "sensors", "storage"}))
         << "inventory and sensors have none";
 }
 
