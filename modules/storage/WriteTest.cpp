@@ -42,7 +42,7 @@ public:
         m_host.note({kEventSeed, {{"Seed", std::to_string(m_plan.seed)}}});
         std::optional<Outcome> end =
             each(0, kWritingShare, m_writing, [this](auto at, auto block) { return writeBlock(at, block); });
-        if (!end || (end == Outcome::Fail && m_written > 0)) // what was written is looked at, whatever failed
+        if (!end || (end == Outcome::Fail && m_tried > 0)) // what was written is looked at, whatever failed
             end = readBack(end);
         m_host.note({kEventWriteDone,
                      {{"Bytes", std::to_string(m_bytes)},
@@ -87,7 +87,7 @@ private:
     template <typename Deed>
     std::optional<Outcome> each(int from, int share, double& seconds, Deed deed)
     {
-        std::uint64_t const end = from == 0 ? m_bytes : m_written;
+        std::uint64_t const end = from == 0 ? m_bytes : m_tried;
         int told = -1;
         for (std::uint64_t at = 0; at < end; at += m_plan.blockSize) {
             if (m_host.stopRequested())
@@ -115,9 +115,11 @@ private:
     std::optional<Outcome> endFor(int error, std::uint64_t offset)
     {
         DriveError const what = driveErrorOf(error);
-        if (what == DriveError::Medium || what == DriveError::Refused)
+        if (what == DriveError::Medium)
             return std::nullopt;
-        Ending const ending = endingOf(what);
+        Ending ending = endingOf(what);
+        if (what == DriveError::Refused) // says nothing about the drive
+            ending.m_event = kEventWriteRefused;
         m_host.problem({ending.m_event,
                         {{"Offset", std::to_string(offset)},
                          {"Error", std::to_string(error)},
@@ -129,9 +131,11 @@ private:
     {
         m_content.fill(at, block);
         int const error = m_drive.write(at, block);
-        m_written = at + block.size();
-        if (error == 0)
+        m_tried = at + block.size();
+        if (error == 0) {
+            m_written += block.size();
             return std::nullopt;
+        }
         if (auto const end = endFor(error, at))
             return end;
         Values values = placed(at);
@@ -195,7 +199,8 @@ private:
     SeededContent const m_content;
     std::uint64_t const m_bytes;
     std::unique_ptr<std::byte, Free> m_memory;
-    std::uint64_t m_written = 0, m_read = 0; // up to where it was tried; bytes
+    std::uint64_t m_tried = 0;               // up to which byte it was written to, or tried
+    std::uint64_t m_written = 0, m_read = 0; // bytes
     double m_writing = 0, m_reading = 0;     // seconds
     unsigned m_badBlocks = 0;
     bool m_isBad = false;

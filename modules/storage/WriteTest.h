@@ -26,7 +26,8 @@ struct WritePlan
 /// Every unit of 4 KiB gets a stamp of its offset and the seed; what is left behind the last whole one is not touched. Faults:
 /// "WriteBad" (Lba, Offset, Reason) of a write, "WriteUnread" (Lba, Offset, Reason) of a read, "WriteMisplaced" (Lba, Offset, Held,
 /// HeldLba) where a unit holds what was written elsewhere, "WriteChanged" (Lba, Offset) where it holds anything else; "WriteNotKept"
-/// (Reason) where the drive could not write out its cache. Warning "StorageEndedEarly" (BadBlocks). Problems as for runReadTest, for
+/// (Reason) where the drive could not write out its cache. Warning "StorageEndedEarly" (BadBlocks). Problem "WriteRefused" (Offset, Error, Reason), and those of
+/// runReadTest, for
 /// errors that the medium is not to blame for, and "StorageBadBlockSize". Notes "StorageSeed" (Seed), "WriteDone" (Bytes, Written,
 /// WriteSpeed, ReadSpeed).
 Outcome runWriteTest(TestHost& host, WritableDrive const& drive, WritePlan const& plan);

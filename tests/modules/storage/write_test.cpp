@@ -116,6 +116,12 @@ TEST(WriteTest, everyFaultIsFoundAndNamed)
          "StorageDeviceGone "},
         {"gone while read", [](auto& d) { d.readError = [](auto at) { return at >= kBlock ? ENODEV : 0; }; },
          Outcome::NoDevice, "StorageDeviceGone "},
+        {"refused by the system",
+         [](auto& d) { d.writeError = [](auto at) { return at >= kBlock ? EPERM : 0; }; }, Outcome::CannotRun,
+         "WriteRefused "},
+        {"reading back is refused",
+         [](auto& d) { d.readError = [](auto at) { return at >= kBlock ? EINVAL : 0; }; }, Outcome::CannotRun,
+         "WriteRefused "},
         {"no answer", [](auto& d) { d.writeError = [](auto at) { return at >= kBlock ? ETIMEDOUT : 0; }; },
          Outcome::CannotRun, "StorageUnanswered "},
     };
