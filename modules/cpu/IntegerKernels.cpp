@@ -1,4 +1,4 @@
-#include <cpu/Kernel.h>
+#include <cpu/LaneKernels.h>
 
 #include <bit>
 #include <cstddef>
@@ -364,6 +364,10 @@ constexpr Kernel kKernels[] = {
 
 } // namespace
 
-KernelTable integerKernels() noexcept { return kKernels; }
+KernelTable integerKernels() noexcept
+{
+    static std::vector<Kernel> const s_all = withLaneKernels(kKernels, UnitClass::Integer);
+    return s_all;
+}
 
 } // namespace krel5::modules::cpu

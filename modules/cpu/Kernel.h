@@ -13,18 +13,14 @@
 //
 // Thread rule: a kernel keeps no state; any number of threads run the same one at once.
 
+#include <cpu/CpuFeature.h>
+
 #include <array>
 #include <cstdint>
 #include <span>
 #include <string>
 
 namespace krel5::modules::cpu {
-
-/// What a processor must offer beyond its base instruction set for a kernel to run on it.
-enum class CpuFeature { None, Sse42, Aes, Carryless, Sha, Avx2Fma, Avx512 };
-
-/// False on every other architecture but x86-64 for all but None.
-bool hasFeature(CpuFeature feature) noexcept;
 
 /// What a kernel computes; most use the first word or two.
 struct Answer

@@ -1,3 +1,4 @@
+#include <cpu/ExactNumber.h>
 #include <cpu/LaneKernels.h>
 
 #include <bit>
@@ -10,90 +11,6 @@
 namespace krel5::modules::cpu {
 #if defined(__x86_64__)
 namespace {
-
-// As the control register of the vector unit numbers them.
-enum Rounding : unsigned { Nearest, Down, Up, Truncate, kRoundings };
-
-template <typename F>
-struct Format;
-template <>
-struct Format<double>
-{
-    using Bits = std::uint64_t;
-    static constexpr int kPrecision = 53, kMinExponent = -1022;
-    static constexpr Bits kInfinity = 0x7FF0000000000000;
-};
-template <>
-struct Format<float>
-{
-    using Bits = std::uint32_t;
-    static constexpr int kPrecision = 24, kMinExponent = -126;
-    static constexpr Bits kInfinity = 0x7F800000;
-};
-
-/// sig * 2^exp.
-struct Number
-{
-    bool m_negative;
-    Uint128 m_sig;
-    int m_exp;
-};
-
-int bitLength(Uint128 value) noexcept
-{
-    auto const high = static_cast<std::uint64_t>(value >> 64);
-    return high != 0 ? 64 + static_cast<int>(std::bit_width(high))
-                     : static_cast<int>(std::bit_width(static_cast<std::uint64_t>(value)));
-}
-
-/// The number rounded once, subnormal and overflowing results included.
-template <typename F>
-typename Format<F>::Bits rounded(Number const& number, Rounding rounding) noexcept
-{
-    using Bits = typename Format<F>::Bits;
-    constexpr int kFraction = Format<F>::kPrecision - 1;
-    constexpr int kLowest = Format<F>::kMinExponent - kFraction;
-    Bits const sign = number.m_negative ? Bits(1) << (sizeof(Bits) * 8 - 1) : 0;
-    if (number.m_sig == 0)
-        return sign;
-    int last = number.m_exp + bitLength(number.m_sig) - 1 - kFraction;
-    if (last < kLowest)
-        last = kLowest;
-    int const shift = last - number.m_exp;
-    Uint128 quotient = 0;
-    bool half = false, more = false;
-    if (shift <= 0) {
-        quotient = number.m_sig << -shift;
-    } else if (shift > 127) {
-        more = true;
-    } else {
-        quotient = number.m_sig >> shift;
-        half = (number.m_sig >> (shift - 1) & 1) != 0;
-        more = (number.m_sig & ((Uint128(1) << (shift - 1)) - 1)) != 0;
-    }
-    bool up = false;
-    switch (rounding) {
-    case Nearest:
-        up = half && (more || (quotient & 1) != 0);
-        break;
-    case Down:
-        up = number.m_negative && (half || more);
-        break;
-    case Up:
-        up = !number.m_negative && (half || more);
-        break;
-    case Truncate:
-    case kRoundings:
-        break;
-    }
-    // A carry out of the fraction goes into the exponent, which is what the encoding wants.
-    Uint128 const bits =
-        (Uint128(static_cast<unsigned>(last - kLowest)) << kFraction) + quotient + (up ? 1 : 0);
-    if (bits < Format<F>::kInfinity)
-        return sign | static_cast<Bits>(bits);
-    bool const infinite = rounding == Nearest || rounding == (number.m_negative ? Down : Up);
-    return sign | (infinite ? Format<F>::kInfinity : Format<F>::kInfinity - 1);
-}
 
 Number product(Number const& a, Number const& b) noexcept
 {
@@ -320,7 +237,8 @@ constexpr LaneKernel entry(char const* name, CpuFeature feature) noexcept
              feature,
              sound<lanes<F, kBytes, kOperation, kPacked>>,
              {{kRepeats * kRoundings * (kBytes / sizeof(F))}}},
-            lanes<F, kBytes, kOperation, kPacked>};
+            lanes<F, kBytes, kOperation, kPacked>,
+            true};
 }
 
 #define KREL5_ENTRIES(NAME, SET, BYTES, FEATURE)                                                             \
@@ -346,9 +264,9 @@ constexpr LaneKernel kKernels[] = {
 
 } // namespace
 
-std::span<LaneKernel const> laneKernels() noexcept { return kKernels; }
+LaneTable laneKernels() noexcept { return kKernels; }
 #else
-std::span<LaneKernel const> laneKernels() noexcept { return {}; }
+LaneTable laneKernels() noexcept { return {}; }
 #endif
 
 } // namespace krel5::modules::cpu

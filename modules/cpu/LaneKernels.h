@@ -1,6 +1,7 @@
 #pragma once
-// Packed floating-point arithmetic with other operands in each lane, every result rounded once more with
-// integer instructions: the answer never comes from a floating-point unit.
+// Kernels that take a fault on request, so that a test shows what each of them catches: packed floating-point
+// arithmetic, every lane rounded once more with integer instructions, and single instructions against software
+// that does not use them (Comparison.h).
 //
 //     LaneFault const fault{LaneFault::Kind::Rounding, 3};
 //     bool const caught = laneKernels()[0].m_run(seed, &fault) != laneKernels()[0].m_kernel.m_expected;
@@ -8,6 +9,8 @@
 // Thread rule: no state; any number of threads run the same kernel at once.
 
 #include <cpu/Kernel.h>
+
+#include <vector>
 
 namespace krel5::modules::cpu {
 
@@ -25,13 +28,28 @@ struct LaneKernel
     Kernel m_kernel;
     /// As m_kernel.m_run, with a fault put in unless it is null.
     Answer (*m_run)(std::uint64_t seed, LaneFault const* fault) noexcept;
+    bool m_rounds; ///< false: the fault Rounding means nothing to it
 };
 
-/// Empty on architectures other than x86-64.
-std::span<LaneKernel const> laneKernels() noexcept;
+using LaneTable = std::span<LaneKernel const>;
 
-/// The units for ciphers, hashes, checksums and carry-less products against software that does not use them; the
-/// fault Rounding means nothing to them. Empty on architectures other than x86-64.
-std::span<LaneKernel const> unitKernels() noexcept;
+// All empty on architectures other than x86-64.
+LaneTable laneKernels() noexcept;
+/// Ciphers, hashes, checksums, carry-less products.
+LaneTable unitKernels() noexcept;
+/// Between integers and floating-point numbers, and between precisions.
+LaneTable conversionKernels() noexcept;
+/// Shuffles, permutations, gather, scatter, masks.
+LaneTable shuffleKernels() noexcept;
+/// Bit manipulation in general registers.
+LaneTable bitKernels() noexcept;
+
+/// Which of the module's tests runs a kernel.
+enum class UnitClass { Integer, Vector };
+
+/// All tables above.
+std::vector<LaneKernel> allLaneKernels();
+/// The kernels of a test: its own, then those of the tables above that belong to it.
+std::vector<Kernel> withLaneKernels(KernelTable own, UnitClass unitClass);
 
 } // namespace krel5::modules::cpu

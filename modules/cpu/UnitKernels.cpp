@@ -233,7 +233,8 @@ constexpr LaneKernel entry(char const* name, CpuFeature feature) noexcept
              feature,
              [](std::uint64_t seed) noexcept { return kRun(seed, nullptr); },
              {{kSets}}},
-            kRun};
+            kRun,
+            false};
 }
 
 constexpr LaneKernel kKernels[] = {
@@ -250,9 +251,9 @@ constexpr LaneKernel kKernels[] = {
 
 } // namespace
 
-std::span<LaneKernel const> unitKernels() noexcept { return kKernels; }
+LaneTable unitKernels() noexcept { return kKernels; }
 #else
-std::span<LaneKernel const> unitKernels() noexcept { return {}; }
+LaneTable unitKernels() noexcept { return {}; }
 #endif
 
 } // namespace krel5::modules::cpu

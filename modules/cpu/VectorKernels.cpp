@@ -189,14 +189,7 @@ constexpr Kernel kKernels[] = {
 
 KernelTable vectorKernels() noexcept
 {
-    static std::vector<Kernel> const s_all = [] {
-        std::vector<Kernel> all(std::begin(kKernels), std::end(kKernels));
-        for (LaneKernel const& lane : laneKernels())
-            all.push_back(lane.m_kernel);
-        for (LaneKernel const& unit : unitKernels())
-            all.push_back(unit.m_kernel);
-        return all;
-    }();
+    static std::vector<Kernel> const s_all = withLaneKernels(kKernels, UnitClass::Vector);
     return s_all;
 }
 

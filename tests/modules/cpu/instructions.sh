@@ -27,4 +27,15 @@ done
 # Of two registers the listing names no width; into a register of 64 bits there is this one only.
 look "[[:space:]]crc32q?[[:space:]].*,%r([a-ds][a-z]|bp|[0-9]+)[[:space:]]*$" "crc32, 64 bits"
 look "[[:space:]]v?pclmul[a-z]*[[:space:]]" pclmulqdq
+# What stands in assembler is there if its kernel is; one of each group, and of each width.
+for name in pdep pext mulx rorx adcx adox blsr bextr lzcnt tzcnt popcnt; do
+    look "[[:space:]]$name[[:space:]]" "$name"
+done
+for name in vpshufb vpermd vcvtps2dq vcvtdq2ps vcvttps2dq vpgatherdd; do
+    look "[[:space:]]$name .*%ymm" "$name, 256 bits"
+    look "[[:space:]]$name .*%zmm" "$name, 512 bits"
+done
+for name in vpermt2d vpermi2w vpscatterdd vpcompressd vcvtpd2qq; do
+    look "[[:space:]]$name .*%zmm" "$name"
+done
 exit $missing
