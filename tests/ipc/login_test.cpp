@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
@@ -50,6 +51,31 @@ FileDescriptor hold(std::string const& path, std::string const& content)
     EXPECT_EQ(0, writeAll(file.number(), content.data(), content.size(), written));
     fs::rename(making, path);
     return file;
+}
+
+std::string newSocketFolder()
+{
+    std::string folder = std::string(::geteuid() == 0 ? "/run" : "/tmp") + "/krel5-engine-XXXXXX";
+    EXPECT_NE(nullptr, ::mkdtemp(folder.data()));
+    return folder;
+}
+
+void makeOld(std::string const& folder)
+{
+    timespec const hourAgo[2] = {{::time(nullptr) - 3600, 0}, {::time(nullptr) - 3600, 0}};
+    ASSERT_EQ(0, ::utimensat(AT_FDCWD, folder.c_str(), hourAgo, 0));
+}
+
+/// An engine cleans up once nobody says anything; its end waits for that.
+void letAnEngineCleanUp()
+{
+    std::string const left = newSocketFolder();
+    makeOld(left);
+    Engine const next;
+    auto const until = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (fs::exists(left) && std::chrono::steady_clock::now() < until)
+        ::usleep(1000);
+    EXPECT_FALSE(fs::exists(left));
 }
 
 std::string failureFor(std::int64_t engine)
@@ -186,6 +212,7 @@ TEST(Login, whatADeadEngineLeftIsRemovedByTheNext)
     char ignored;
     ASSERT_EQ(1, ::read(ready[0], &ignored, 1));
     std::string const socket = LoginArea::read(LoginArea::nameOf(child)).socketPath;
+    letAnEngineCleanUp();
     {
         Engine const beside; // an engine that lives is left alone
         EXPECT_TRUE(fs::exists(socket));
@@ -198,9 +225,7 @@ TEST(Login, whatADeadEngineLeftIsRemovedByTheNext)
     std::string const strangers[] = {pathOf(child) + "x", kAside + std::to_string(child)};
     for (std::string const& one : strangers)
         std::ofstream(one) << "a";
-    {
-        Engine const next;
-    }
+    letAnEngineCleanUp();
     for (std::string const& one : strangers)
         EXPECT_TRUE(fs::remove(one)) << one;
     ::test::TemporaryFolder const folder;
@@ -228,10 +253,8 @@ TEST(Login, soAreSocketsThatNoAreaNames)
         {"somebody else's", true, false, false, "", true},
         {"holds what no engine made", true, false, true, "precious", true},
     };
-    std::string const parent = ::geteuid() == 0 ? "/run" : "/tmp";
     for (Case const& one : cases) {
-        std::string folder = parent + "/krel5-engine-XXXXXX";
-        ASSERT_NE(nullptr, ::mkdtemp(folder.data()));
+        std::string const folder = newSocketFolder();
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
         std::strcpy(address.sun_path, (folder + "/link").c_str());
@@ -243,16 +266,12 @@ TEST(Login, soAreSocketsThatNoAreaNames)
             socket = FileDescriptor();
         if (*one.more)
             std::ofstream(folder + "/" + one.more) << "data";
-        if (one.isOld) {
-            timespec const hourAgo[2] = {{::time(nullptr) - 3600, 0}, {::time(nullptr) - 3600, 0}};
-            ASSERT_EQ(0, ::utimensat(AT_FDCWD, folder.c_str(), hourAgo, 0));
-        }
+        if (one.isOld)
+            makeOld(folder);
         if (!one.isOwn) {
             ASSERT_EQ(0, ::chown(folder.c_str(), kNobody, kNobody)) << "needs root";
         }
-        {
-            Engine const next;
-        }
+        letAnEngineCleanUp();
         EXPECT_EQ(one.stays, fs::exists(folder)) << one.what;
         if (*one.more) {
             EXPECT_TRUE(fs::exists(folder + "/" + one.more));

@@ -66,25 +66,36 @@ class NoteElsewhere
 public:
     explicit NoteElsewhere(ReportWriter& report)
     {
-        report.meanwhile([path = report.path(), problem = m_problem] {
+        report.meanwhile([path = report.path(), note = m_note] {
             try {
-                ReportFolder::own().noteElsewhere(path, std::chrono::system_clock::now(),
-                                                  zel::System::processId());
+                note->folder = ReportFolder::own().noteElsewhere(path, std::chrono::system_clock::now(),
+                                                                 zel::System::processId());
             } catch (zel::SystemException const& e) {
-                *problem = e.getMessage();
+                note->problem = e.getMessage();
             }
+        });
+        report.behindSync([note = m_note] {
+            if (!note->folder.isOpen())
+                return;
+            if (int const error = ReportFile::syncFolder(note->folder))
+                note->problem = zel::System::errorText(error);
         });
     }
     /// REQUIRES: the report was flushed.
     void tellProblem(ProgressView& view) const
     {
-        if (!m_problem->empty())
+        if (!m_note->problem.empty())
             view.say(listing::programName() + ": \"krel5-engine last\" will not find this report: " +
-                     listing::harmless(*m_problem) + "\n");
+                     listing::harmless(m_note->problem) + "\n");
     }
 
 private:
-    std::shared_ptr<zel::String> m_problem = std::make_shared<zel::String>();
+    struct Note
+    {
+        zel::FileDescriptor folder;
+        zel::String problem;
+    };
+    std::shared_ptr<Note> m_note = std::make_shared<Note>();
 };
 
 /// Nothing is run that the report's head does not stand above.

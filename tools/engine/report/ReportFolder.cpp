@@ -19,7 +19,6 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr char kPrefix[] = "krel5-", kSuffix[] = ".jsonl", kElsewhere[] = ".elsewhere";
-constexpr std::size_t kMostPathBytes = 64u << 10;
 
 bool isDay(std::string const& name) { return utcTime(name + "T00:00:00Z").has_value(); }
 bool isReport(std::string const& name)
@@ -34,15 +33,6 @@ std::string nameOf(Time time, std::int64_t processId, char const* suffix)
         if (c != '-' && c != ':')
             compact += c;
     return kPrefix + compact + "Z-" + std::to_string(processId) + suffix;
-}
-
-// Nothing: nobody can tell any more.
-std::optional<std::string> reportNamedIn(std::string const& path)
-{
-    auto const read = zel::FileSystem::readFile(path, kMostPathBytes, zel::FileSystem::Writers::CallerOrRoot);
-    if (!read.content || !read.content->starts_with('/') || !read.content->ends_with('\n'))
-        return std::nullopt;
-    return read.content->substr(0, read.content->size() - 1);
 }
 
 // Names that `isWanted` takes, the greatest first.
@@ -94,14 +84,11 @@ std::string ReportFolder::fileName(Time time, std::int64_t processId)
     return nameOf(time, processId, kSuffix);
 }
 
-void ReportFolder::noteElsewhere(std::string const& report, Time time, std::int64_t processId) const
+zel::FileDescriptor ReportFolder::noteElsewhere(std::string const& report, Time time,
+                                                std::int64_t processId) const
 {
-    ReportFile file = ReportFile::create(foldersOf(time), nameOf(time, processId, kElsewhere));
-    int error = file.append(fs::absolute(report).lexically_normal().string() + "\n");
-    if (error == 0)
-        error = file.sync();
-    if (error != 0)
-        throw zel::SystemException(zel::String(file.path()), error);
+    return ReportFile::link(foldersOf(time), nameOf(time, processId, kElsewhere),
+                            fs::absolute(report).lexically_normal().string());
 }
 
 std::optional<std::string> ReportFolder::newest() const
@@ -111,7 +98,7 @@ std::optional<std::string> ReportFolder::newest() const
             std::string const found = path() + "/" + day + "/" + name;
             if (!name.ends_with(kElsewhere))
                 return found;
-            if (auto const report = reportNamedIn(found))
+            if (auto report = ReportFile::linkTarget(found)) // else nobody can tell any more
                 return report;
         }
     return std::nullopt;

@@ -25,9 +25,9 @@ struct ReportFolder
     std::string pathOf(Time day) const;
     /// "krel5-20261122T152309Z-1234.jsonl".
     static std::string fileName(Time time, std::int64_t processId);
-    /// Leaves word that a report stands elsewhere, on disk when it returns. Throws zel::SystemException where that
-    /// cannot be done.
-    void noteElsewhere(std::string const& report, Time time, std::int64_t processId) const;
+    /// Leaves word that a report stands elsewhere: a symbolic link, which is on disk when the folder that this gives is
+    /// synced. Throws zel::SystemException where that cannot be done.
+    zel::FileDescriptor noteElsewhere(std::string const& report, Time time, std::int64_t processId) const;
     /// Path of the report that began last, here or elsewhere; nothing where there is none. Throws zel::SystemException for a
     /// folder that is there and cannot be read.
     std::optional<std::string> newest() const;

@@ -38,6 +38,9 @@ public:
     int put(std::string line, Sync sync);
     /// To be done by the thread that writes, behind what was put before, for it may wait for a disk. It must not throw.
     void put(std::function<void()> work);
+    /// The same, but right after the next line that goes to the disk has got there: what stands on the same disk needs no
+    /// wait of its own then.
+    void putBehindSync(std::function<void()> work);
     /// Waits until all that was put is written, on disk where it was to be. Gives what put() gives.
     int flush();
     std::string const& path() const noexcept;
@@ -46,7 +49,7 @@ private:
     struct Shared;
     struct Job;
     static void work(Shared& shared);
-    static int write(ReportFile& file, std::vector<Job> const& jobs);
+    static int write(Shared& shared, std::vector<Job> jobs);
     int waitFor(std::unique_lock<std::mutex>& lock, bool (*isMet)(Shared const&));
 
     std::shared_ptr<Shared> m_shared;

@@ -47,6 +47,8 @@ public:
     /// Done by the thread that writes, behind what was taken before, for it may wait for a disk, too; when the next flush()
     /// gives true, it is done. It must not throw.
     void meanwhile(std::function<void()> work) { m_file.put(std::move(work)); }
+    /// The same, once the next record that goes to the disk is there.
+    void behindSync(std::function<void()> work) { m_file.putBehindSync(std::move(work)); }
 
     bool isComplete() const noexcept { return m_isComplete; }
     std::string const& path() const noexcept { return m_file.path(); }

@@ -64,7 +64,8 @@ void resetSignals(sigset_t const& mask)
 {
     for (int number = 1; number < NSIG; ++number) {
         struct sigaction action;
-        if (::sigaction(number, nullptr, &action) == 0 && action.sa_handler != SIG_IGN)
+        if (::sigaction(number, nullptr, &action) == 0 && action.sa_handler != SIG_IGN &&
+            action.sa_handler != SIG_DFL)
             ::signal(number, SIG_DFL);
     }
     ::sigprocmask(SIG_SETMASK, &mask, nullptr);

@@ -23,6 +23,8 @@ constexpr std::size_t kReadBytes = std::size_t{64} << 10;
 constexpr int kAcceptedAtOnce = 64;
 // No descriptors or no memory: whoever waits to be let in waits on, and the others are heard meanwhile.
 constexpr int kPauseMilliseconds = 100;
+// Nobody has said anything for so long: time to look for what dead engines have left.
+constexpr int kTidyMilliseconds = 20;
 
 bool isShortage(int error)
 {
@@ -72,6 +74,7 @@ struct IPCServer::Link
     Modules modules;
     Peer last = 0;
     bool isShort = false; // of descriptors or memory
+    bool isTidy = false;  // nothing of a dead engine is left
 };
 
 std::shared_ptr<Connection> IPCServer::Link::find(Peer peer)
@@ -83,7 +86,6 @@ std::shared_ptr<Connection> IPCServer::Link::find(Peer peer)
 
 void IPCServer::Link::run()
 {
-    LoginArea::removeStale(); // here nobody waits for it
     auto const buffer = std::make_unique_for_overwrite<char[]>(kReadBytes);
     std::vector<pollfd> waiting;
     while (!isEnding) {
@@ -105,9 +107,15 @@ void IPCServer::Link::wait(std::vector<pollfd>& waiting)
     for (auto const& one : modules)
         waiting.push_back({one.second->descriptor(),
                            static_cast<short>(one.second->hasWaiting() ? POLLIN | POLLOUT : POLLIN), 0});
-    if (::poll(waiting.data(), waiting.size(), isShort ? kPauseMilliseconds : -1) < 0)
+    int const patience = isShort ? kPauseMilliseconds : isTidy ? -1 : kTidyMilliseconds;
+    int const found = ::poll(waiting.data(), waiting.size(), patience);
+    if (found < 0)
         for (pollfd& one : waiting)
             one.revents = 0;
+    if (found == 0 && !isTidy) {
+        LoginArea::removeStale();
+        isTidy = true;
+    }
 }
 
 void IPCServer::Link::serve(std::vector<pollfd> const& waiting, std::span<char> buffer)

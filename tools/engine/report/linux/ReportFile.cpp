@@ -3,10 +3,12 @@
 #include <zel/foundation/Exception.h>
 #include <zel/foundation/FileSystem.h>
 
+#include <climits>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace engine {
 
@@ -77,7 +79,9 @@ ReportFile ReportFile::create(std::string const& path)
     return {std::move(folder), path.substr(path.rfind('/') + 1), path};
 }
 
-ReportFile ReportFile::create(Folders const& folders, std::string const& name)
+namespace {
+
+std::pair<FileDescriptor, std::string> openAll(ReportFile::Folders const& folders)
 {
     FileDescriptor folder = openBase(folders.base);
     if (!folder.isOpen())
@@ -87,7 +91,42 @@ ReportFile ReportFile::create(Folders const& folders, std::string const& name)
         path += "/" + below;
         folder = openOwn(folder, below, path);
     }
+    return {std::move(folder), std::move(path)};
+}
+
+} // namespace
+
+ReportFile ReportFile::create(Folders const& folders, std::string const& name)
+{
+    auto [folder, path] = openAll(folders);
     return {std::move(folder), name, path + "/" + name};
+}
+
+FileDescriptor ReportFile::link(Folders const& folders, std::string const& name, std::string const& target)
+{
+    auto [folder, path] = openAll(folders);
+    if (::symlinkat(target.c_str(), folder.number(), name.c_str()) != 0)
+        throw SystemException(zel::String(path + "/" + name), errno);
+    return std::move(folder);
+}
+
+std::optional<std::string> ReportFile::linkTarget(std::string const& path)
+{
+    struct stat status;
+    if (::lstat(path.c_str(), &status) != 0 || (status.st_uid != ::geteuid() && status.st_uid != 0))
+        return std::nullopt;
+    std::string target(PATH_MAX, '\0');
+    ssize_t const count = ::readlink(path.c_str(), target.data(), target.size());
+    if (count <= 0)
+        return std::nullopt;
+    target.resize(static_cast<std::size_t>(count));
+    return target;
+}
+
+int ReportFile::syncFolder(FileDescriptor const& folder)
+{
+    // Some file systems do not do it for folders.
+    return ::fsync(folder.number()) == 0 || errno == EINVAL ? 0 : errno;
 }
 
 ReportFile::ReportFile(FileDescriptor folder, std::string const& name, std::string path)
@@ -133,9 +172,7 @@ int ReportFile::sync()
     if (m_syncError == 0 && ::fdatasync(m_file.number()) != 0)
         m_syncError = errno;
     if (m_syncError == 0 && m_folder.isOpen()) {
-        if (::fsync(m_folder.number()) != 0 &&
-            errno != EINVAL) // a file system that does not do it for folders
-            m_syncError = errno;
+        m_syncError = syncFolder(m_folder);
         m_folder = FileDescriptor();
     }
     return m_syncError;

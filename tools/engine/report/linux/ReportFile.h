@@ -3,6 +3,7 @@
 
 #include <zel/foundation/linux/FileDescriptor.h>
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,6 +27,14 @@ public:
     static ReportFile create(std::string const& path);
     /// Throws zel::SystemException also for a folder below the base that others could have made or can change.
     static ReportFile create(Folders const& folders, std::string const& name);
+    /// Makes a symbolic link to `target`, as create() makes a file. Gives its folder: the link is on disk when that is
+    /// synced. Throws as create() does.
+    static zel::FileDescriptor link(Folders const& folders, std::string const& name,
+                                    std::string const& target);
+    /// Where a link leads that the caller or root has made; nothing for all else.
+    static std::optional<std::string> linkTarget(std::string const& path);
+    /// 0 or an errno value.
+    static int syncFolder(zel::FileDescriptor const& folder);
     /// False also for what cannot be opened.
     static bool isBeingWritten(std::string const& path);
 
