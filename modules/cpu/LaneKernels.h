@@ -43,6 +43,10 @@ LaneTable conversionKernels() noexcept;
 LaneTable shuffleKernels() noexcept;
 /// Bit manipulation in general registers.
 LaneTable bitKernels() noexcept;
+/// Compare-and-swap, string instructions, accesses across lines and pages, loads from stores.
+LaneTable accessKernels() noexcept;
+/// Walks through the caches, memory and pages.
+LaneTable walkKernels() noexcept;
 
 /// Which of the module's tests runs a kernel.
 enum class UnitClass { Integer, Vector };

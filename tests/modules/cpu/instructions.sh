@@ -38,4 +38,7 @@ done
 for name in vpermt2d vpermi2w vpscatterdd vpcompressd vcvtpd2qq; do
     look "[[:space:]]$name .*%zmm" "$name"
 done
+for name in "lock cmpxchg16b" "rep movsb" "rep movsq" "rep stos" "repz cmpsb" "repnz scas" clflush; do
+    look "[[:space:]]$name[[:space:]]" "$name"
+done
 exit $missing
