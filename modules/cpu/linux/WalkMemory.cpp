@@ -1,4 +1,4 @@
-#include <cpu/WalkMemory.h>
+#include <cpu/kernels/WalkMemory.h>
 
 #include <array>
 

@@ -9,8 +9,8 @@
 //
 // Thread rule: no state.
 
-#include <cpu/ExactNumber.h>
 #include <cpu/LaneKernels.h>
+#include <cpu/kernels/ExactNumber.h>
 
 #include <algorithm>
 #include <cstring>

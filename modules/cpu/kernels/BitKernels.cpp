@@ -1,4 +1,4 @@
-#include <cpu/Comparison.h>
+#include <cpu/kernels/Comparison.h>
 
 namespace krel5::modules::cpu {
 #if defined(__x86_64__)

@@ -1,7 +1,7 @@
 // Compare-and-swap, string instructions, accesses across lines and pages, loads from stores that are still on
 // their way: each once by the instruction and once byte by byte.
 
-#include <cpu/Comparison.h>
+#include <cpu/kernels/Comparison.h>
 
 namespace krel5::modules::cpu {
 #if defined(__x86_64__)

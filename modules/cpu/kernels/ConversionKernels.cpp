@@ -1,4 +1,4 @@
-#include <cpu/Comparison.h>
+#include <cpu/kernels/Comparison.h>
 
 #include <limits>
 

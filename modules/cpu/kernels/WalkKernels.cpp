@@ -2,7 +2,7 @@
 // around: through what fits into a cache, through what was thrown out of all caches, and from page to page.
 
 #include <cpu/LaneKernels.h>
-#include <cpu/WalkMemory.h>
+#include <cpu/kernels/WalkMemory.h>
 
 #include <algorithm>
 #include <bit>

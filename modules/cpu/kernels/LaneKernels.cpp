@@ -1,5 +1,5 @@
-#include <cpu/ExactNumber.h>
 #include <cpu/LaneKernels.h>
+#include <cpu/kernels/ExactNumber.h>
 
 #include <bit>
 #include <cstring>
