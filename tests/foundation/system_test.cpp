@@ -46,6 +46,14 @@ private:
 
 } // namespace
 
+TEST(System, aProcessKnowsItsNumberBehindAFork)
+{
+    EXPECT_EQ(::getpid(), System::processId());
+    auto const child = runInChild([] { ::_exit(System::processId() == ::getpid() ? 0 : 1); });
+    EXPECT_EQ(0, child.status);
+    EXPECT_EQ(::getpid(), System::processId());
+}
+
 TEST(System, carriesATextLargerThanThePipe)
 {
     String sent;

@@ -12,6 +12,7 @@ namespace zel {
 
 struct ZEL_EXPORT System
 {
+    /// Of the calling process: also behind a fork(), but not in one that was made by a bare system call.
     static std::int64_t processId() noexcept;
     static std::int64_t parentProcessId() noexcept;
     /// Effective user id 0.

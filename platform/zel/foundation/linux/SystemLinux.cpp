@@ -4,6 +4,7 @@
 #include <zel/foundation/linux/FileDescriptor.h>
 #include <zel/foundation/linux/PipeTransfer.h>
 
+#include <atomic>
 #include <climits>
 #include <csignal>
 #include <cstdio>
@@ -11,6 +12,7 @@
 #include <ctime>
 #include <fcntl.h>
 #include <new>
+#include <pthread.h>
 #include <stdexcept>
 #include <string>
 #include <sys/stat.h>
@@ -56,7 +58,21 @@ void waitWhenFull(int descriptor) noexcept
 
 } // namespace
 
-std::int64_t System::processId() noexcept { return ::getpid(); }
+// A system call each time would be a tenth of an exchange with an engine, which asks on which side of a fork it is.
+std::int64_t System::processId() noexcept
+{
+    static std::atomic<pid_t> s_known{0};
+    static bool const s_isToldOfForks =
+        ::pthread_atfork(nullptr, nullptr, [] { s_known.store(0, std::memory_order_relaxed); }) == 0;
+    pid_t process = s_known.load(std::memory_order_relaxed);
+    if (process == 0) {
+        process = ::getpid();
+        if (s_isToldOfForks)
+            s_known.store(process, std::memory_order_relaxed);
+    }
+    return process;
+}
+
 std::int64_t System::parentProcessId() noexcept { return ::getppid(); }
 
 bool System::userIsAdministrator() noexcept { return ::geteuid() == 0; }

@@ -1,5 +1,7 @@
 #include <zel/ipc/linux/LinkThread.h>
 
+#include <zel/foundation/System.h>
+
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
@@ -15,7 +17,7 @@ int LinkThread::start(std::function<void()> body)
     m_wake = FileDescriptor(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     if (!m_wake.isOpen())
         return errno;
-    m_process = ::getpid();
+    m_process = System::processId();
     sigset_t blocked, before;
     ::sigfillset(&blocked);
     for (int const fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT})
@@ -43,7 +45,7 @@ void LinkThread::join() noexcept
     m_thread.reset();
 }
 
-bool LinkThread::isHere() const noexcept { return m_process == ::getpid(); }
+bool LinkThread::isHere() const noexcept { return m_process == System::processId(); }
 
 void LinkThread::wake() const noexcept
 {

@@ -3,9 +3,9 @@
 
 #include <zel/foundation/linux/FileDescriptor.h>
 
+#include <cstdint>
 #include <functional>
 #include <memory>
-#include <sys/types.h>
 #include <thread>
 
 namespace zel {
@@ -34,7 +34,7 @@ public:
 private:
     std::unique_ptr<std::thread> m_thread;
     FileDescriptor m_wake;
-    pid_t m_process = -1;
+    std::int64_t m_process = -1;
 };
 
 } // namespace zel
