@@ -41,6 +41,8 @@ LaneTable unitKernels() noexcept;
 LaneTable conversionKernels() noexcept;
 /// Shuffles, permutations, gather, scatter, masks.
 LaneTable shuffleKernels() noexcept;
+/// Sums of products of bytes, 16-bit integers and upper halves of floats; half precision; matrices.
+LaneTable narrowKernels() noexcept;
 /// Bit manipulation in general registers.
 LaneTable bitKernels() noexcept;
 /// Compare-and-swap, string instructions, accesses across lines and pages, loads from stores.

@@ -6,20 +6,6 @@ namespace krel5::modules::cpu {
 #if defined(__x86_64__)
 namespace {
 
-/// The finite number that the bits stand for.
-template <typename F>
-Number decoded(typename Format<F>::Bits bits) noexcept
-{
-    using Bits = typename Format<F>::Bits;
-    constexpr int kFraction = Format<F>::kPrecision - 1;
-    bool const negative = bits >> (8 * sizeof(Bits) - 1) != 0;
-    auto const exponent = static_cast<int>((bits & Format<F>::kInfinity) >> kFraction);
-    Uint128 const fraction = bits & ((std::uint64_t(1) << kFraction) - 1);
-    Uint128 const hidden = exponent == 0 ? 0 : Uint128(1) << kFraction;
-    return {negative, fraction | hidden,
-            Format<F>::kMinExponent - kFraction + (exponent == 0 ? 0 : exponent - 1)};
-}
-
 /// Rounded to an integer; the "integer indefinite" of the architecture for what does not fit.
 template <typename I>
 I integer(Number const& number, Rounding rounding) noexcept

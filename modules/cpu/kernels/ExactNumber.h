@@ -42,6 +42,16 @@ struct Format<Half>
     static constexpr Bits kInfinity = 0x7C00;
 };
 
+/// The upper half of a float.
+struct BrainFloat;
+template <>
+struct Format<BrainFloat>
+{
+    using Bits = std::uint16_t;
+    static constexpr int kPrecision = 8, kMinExponent = -126;
+    static constexpr Bits kInfinity = 0x7F80;
+};
+
 /// sig * 2^exp.
 struct Number
 {
@@ -107,6 +117,64 @@ typename Format<F>::Bits rounded(Number const& number, Rounding rounding) noexce
         return static_cast<Bits>(sign | bits);
     bool const infinite = rounding == Nearest || rounding == (number.m_negative ? Down : Up);
     return static_cast<Bits>(sign | (Format<F>::kInfinity - (infinite ? 0 : 1)));
+}
+
+/// The finite number that the bits stand for.
+template <typename F>
+Number decoded(typename Format<F>::Bits bits) noexcept
+{
+    using Bits = typename Format<F>::Bits;
+    constexpr int kFraction = Format<F>::kPrecision - 1;
+    bool const negative = bits >> (8 * sizeof(Bits) - 1) != 0;
+    auto const exponent = static_cast<int>((bits & Format<F>::kInfinity) >> kFraction);
+    Uint128 const fraction = bits & ((std::uint64_t(1) << kFraction) - 1);
+    Uint128 const hidden = exponent == 0 ? 0 : Uint128(1) << kFraction;
+    if ((fraction | hidden) == 0)
+        return {negative, 0, 0}; // an exponent that no sum has to be aligned to
+    return {negative, fraction | hidden,
+            Format<F>::kMinExponent - kFraction + (exponent == 0 ? 0 : exponent - 1)};
+}
+
+inline Number product(Number const& a, Number const& b) noexcept
+{
+    return {a.m_negative != b.m_negative, a.m_sig * b.m_sig, a.m_exp + b.m_exp};
+}
+
+/// Exact; both have room for the bits that the other one reaches further down.
+inline Number sum(Number a, Number b, Rounding rounding) noexcept
+{
+    int const low = a.m_exp < b.m_exp ? a.m_exp : b.m_exp;
+    a.m_sig <<= a.m_exp - low;
+    b.m_sig <<= b.m_exp - low;
+    if (a.m_negative == b.m_negative)
+        return {a.m_negative, a.m_sig + b.m_sig, low};
+    if (a.m_sig == b.m_sig)
+        return {rounding == Down, 0, 0};
+    return a.m_sig > b.m_sig ? Number{a.m_negative, a.m_sig - b.m_sig, low}
+                             : Number{b.m_negative, b.m_sig - a.m_sig, low};
+}
+
+/// Two bits more than a double has, and one that says whether there was a rest.
+inline Number quotient(Number a, Number const& b) noexcept
+{
+    int const shift = 124 - bitLength(a.m_sig);
+    a.m_sig <<= shift;
+    Uint128 const whole = a.m_sig / b.m_sig;
+    return {a.m_negative != b.m_negative, whole << 1 | (whole * b.m_sig != a.m_sig ? 1u : 0u),
+            a.m_exp - shift - b.m_exp - 1};
+}
+
+inline Number root(Number a) noexcept
+{
+    int shift = 124 - bitLength(a.m_sig);
+    shift -= (a.m_exp - shift) & 1;
+    Uint128 rest = a.m_sig << shift, whole = 0;
+    for (Uint128 bit = Uint128(1) << 124; bit != 0; bit >>= 2) {
+        bool const fits = rest >= whole + bit;
+        rest -= fits ? whole + bit : 0;
+        whole = (whole >> 1) + (fits ? bit : 0);
+    }
+    return {false, whole << 1 | (rest != 0 ? 1u : 0u), (a.m_exp - shift) / 2 - 1};
 }
 
 } // namespace krel5::modules::cpu

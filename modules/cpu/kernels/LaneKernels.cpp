@@ -12,48 +12,6 @@ namespace krel5::modules::cpu {
 #if defined(__x86_64__)
 namespace {
 
-Number product(Number const& a, Number const& b) noexcept
-{
-    return {a.m_negative != b.m_negative, a.m_sig * b.m_sig, a.m_exp + b.m_exp};
-}
-
-/// Exact; both have room for the bits that the other one reaches further down.
-Number sum(Number a, Number b, Rounding rounding) noexcept
-{
-    int const low = a.m_exp < b.m_exp ? a.m_exp : b.m_exp;
-    a.m_sig <<= a.m_exp - low;
-    b.m_sig <<= b.m_exp - low;
-    if (a.m_negative == b.m_negative)
-        return {a.m_negative, a.m_sig + b.m_sig, low};
-    if (a.m_sig == b.m_sig)
-        return {rounding == Down, 0, 0};
-    return a.m_sig > b.m_sig ? Number{a.m_negative, a.m_sig - b.m_sig, low}
-                             : Number{b.m_negative, b.m_sig - a.m_sig, low};
-}
-
-/// Two bits more than a double has, and one that says whether there was a rest.
-Number quotient(Number a, Number const& b) noexcept
-{
-    int const shift = 124 - bitLength(a.m_sig);
-    a.m_sig <<= shift;
-    Uint128 const whole = a.m_sig / b.m_sig;
-    return {a.m_negative != b.m_negative, whole << 1 | (whole * b.m_sig != a.m_sig ? 1u : 0u),
-            a.m_exp - shift - b.m_exp - 1};
-}
-
-Number root(Number a) noexcept
-{
-    int shift = 124 - bitLength(a.m_sig);
-    shift -= (a.m_exp - shift) & 1;
-    Uint128 rest = a.m_sig << shift, whole = 0;
-    for (Uint128 bit = Uint128(1) << 124; bit != 0; bit >>= 2) {
-        bool const fits = rest >= whole + bit;
-        rest -= fits ? whole + bit : 0;
-        whole = (whole >> 1) + (fits ? bit : 0);
-    }
-    return {false, whole << 1 | (rest != 0 ? 1u : 0u), (a.m_exp - shift) / 2 - 1};
-}
-
 enum class Operation { Add, Multiply, Divide, Root, Fused };
 
 struct Operands

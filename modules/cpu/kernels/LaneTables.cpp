@@ -12,8 +12,8 @@ struct Row
 constexpr Row kTables[] = {
     {UnitClass::Vector, laneKernels},       {UnitClass::Vector, unitKernels},
     {UnitClass::Vector, conversionKernels}, {UnitClass::Vector, shuffleKernels},
-    {UnitClass::Integer, bitKernels},       {UnitClass::Integer, accessKernels},
-    {UnitClass::Integer, walkKernels},
+    {UnitClass::Vector, narrowKernels},     {UnitClass::Integer, bitKernels},
+    {UnitClass::Integer, accessKernels},    {UnitClass::Integer, walkKernels},
 };
 
 } // namespace

@@ -38,6 +38,16 @@ done
 for name in vpermt2d vpermi2w vpscatterdd vpcompressd vcvtpd2qq; do
     look "[[:space:]]$name .*%zmm" "$name"
 done
+for name in vpdpbusd vpdpbusds vpdpwssd vpdpwssds; do
+    look "{vex} $name .*%ymm" "$name, 256 bits"
+    look "[[:space:]]$name .*%zmm" "$name, 512 bits"
+done
+for name in vdpbf16ps vcvtneps2bf16 vaddph vmulph vdivph vsqrtph vfmadd231ph; do
+    look "[[:space:]]$name .*%zmm" "$name"
+done
+for name in ldtilecfg tileloadd tdpbssd tdpbf16ps tilestored tilerelease; do
+    look "[[:space:]]$name([[:space:]]|$)" "$name"
+done
 for name in "lock cmpxchg16b" "rep movsb" "rep movsq" "rep stos" "repz cmpsb" "repnz scas" clflush; do
     look "[[:space:]]$name[[:space:]]" "$name"
 done
