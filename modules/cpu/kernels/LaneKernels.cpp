@@ -28,7 +28,35 @@ Number normal(OperandSequence& random, int exponent) noexcept
     return {word >> 63 != 0, (word & (top - 1)) | top, exponent - (kPrecision - 1)};
 }
 
-/// One in four so small that the result, or an operand, is subnormal.
+/// So large that some results overflow, and some stay below by little.
+template <typename F>
+void enlarge(Operands& out, Operation operation, int near, int far) noexcept
+{
+    constexpr int kFraction = Format<F>::kPrecision - 1, kMax = 1 - Format<F>::kMinExponent;
+    switch (operation) {
+    case Operation::Multiply:
+        out.m_a.m_exp = kMax / 2 + near / 8 - kFraction;
+        out.m_b.m_exp = kMax / 2 + far / 8 - kFraction;
+        break;
+    case Operation::Divide:
+        out.m_a.m_exp = kMax - near / 4 - kFraction;
+        break;
+    case Operation::Root:
+        out.m_a.m_exp = kMax - near - kFraction;
+        break;
+    case Operation::Add:
+        out.m_a.m_exp = kMax - kFraction;
+        out.m_c.m_exp = kMax - near / 8 - kFraction;
+        break;
+    case Operation::Fused:
+        out.m_a.m_exp = kMax / 2 + near % 2 - kFraction;
+        out.m_b.m_exp = kMax / 2 + far % 3 - kFraction;
+        out.m_c.m_exp = kMax - near / 8 - kFraction;
+        break;
+    }
+}
+
+/// One in four so small that the result, or an operand, is subnormal; one in eight so large that some overflow.
 template <typename F>
 Operands operands(OperandSequence& random, Operation operation) noexcept
 {
@@ -70,6 +98,8 @@ Operands operands(OperandSequence& random, Operation operation) noexcept
         out.m_c.m_exp = out.m_a.m_exp + out.m_b.m_exp + kPrecision - 8 + near % 16;
         break;
     }
+    if ((word & 7) == 1)
+        enlarge<F>(out, operation, near, far);
     return out;
 }
 
