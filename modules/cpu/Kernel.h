@@ -14,6 +14,7 @@
 // Thread rule: a kernel keeps no state; any number of threads run the same one at once.
 
 #include <cpu/CpuFeature.h>
+#include <cpu/Injection.h>
 
 #include <array>
 #include <cstdint>
@@ -52,7 +53,7 @@ KernelTable vectorKernels() noexcept;
 template <typename T>
 T opaque(T value) noexcept
 {
-    T volatile hidden = value;
+    T volatile hidden = Injection::strikes(LaneFault::Kind::Operand) ? Injection::spoiled(value) : value;
     return hidden;
 }
 

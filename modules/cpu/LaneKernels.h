@@ -14,15 +14,6 @@
 
 namespace krel5::modules::cpu {
 
-/// What a broken vector unit would do, for tests of these kernels.
-struct LaneFault
-{
-    enum class Kind { Lane, Bit, Rounding, Operand };
-    Kind m_kind;
-    /// Lane that is wrong, modulo the number of lanes; with Rounding all are.
-    unsigned m_lane;
-};
-
 struct LaneKernel
 {
     Kernel m_kernel;

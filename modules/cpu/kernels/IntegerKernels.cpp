@@ -17,7 +17,7 @@ std::uint32_t crc32(unsigned char const* bytes, std::size_t size) noexcept
         for (int bit = 0; bit < 8; ++bit)
             remainder = (remainder >> 1) ^ ((remainder & 1u) ? 0xEDB88320u : 0u);
     }
-    return ~remainder;
+    return ~computed(remainder);
 }
 
 Answer crcCheckValue() noexcept
@@ -80,7 +80,7 @@ void sha256Block(std::uint32_t (&state)[8], unsigned char const* block) noexcept
         for (unsigned i = 7; i > 0; --i)
             v[i] = v[i - 1];
         v[4] += t1;
-        v[0] = t1 + s0 + majority;
+        v[0] = computed(t1 + s0 + majority);
     }
     for (unsigned i = 0; i < 8; ++i)
         state[i] += v[i];
@@ -114,7 +114,7 @@ Answer divisionIdentities(std::uint64_t seed) noexcept
         std::uint64_t const a = operands.next();
         std::uint64_t const b = operands.next() >> (i % 48) | 1u;
         std::uint64_t const r = operands.next() % b;
-        Uint128 const n = Uint128(a) * b + r;
+        Uint128 const n = computed(Uint128(a) * b + r);
         bool const divides = n / b == a && n % b == r;
         Uint128 const wideA = Uint128(a) << 40 | r, wideB = Uint128(b) << 33 | a;
         bool const squares = (wideA + wideB) * (wideA - wideB) == wideA * wideA - wideB * wideB;
@@ -130,7 +130,7 @@ std::uint64_t powerModulo(std::uint64_t base, std::uint64_t exponent, std::uint6
     std::uint64_t result = 1;
     for (; exponent != 0; exponent >>= 1) {
         if (exponent & 1u)
-            result = static_cast<std::uint64_t>(Uint128(result) * base % modulus);
+            result = computed(static_cast<std::uint64_t>(Uint128(result) * base % modulus));
         base = static_cast<std::uint64_t>(Uint128(base) * base % modulus);
     }
     return result;
@@ -165,7 +165,7 @@ void reduceMersenne(std::uint64_t const* wide, unsigned p, MersenneResidue& valu
         std::uint64_t const upper = wide[high] >> shift | wide[high + 1] << (64 - shift);
         std::uint64_t const lower = i + 1 == count ? wide[i] & topMask : wide[i];
         Uint128 const sum = Uint128(lower) + upper + carry;
-        value.m_limbs[i] = static_cast<std::uint64_t>(sum);
+        value.m_limbs[i] = computed(static_cast<std::uint64_t>(sum));
         carry = static_cast<std::uint64_t>(sum >> 64);
     }
     // What stands above bit p counts once more at bit 0. Both halves are at most 2^p - 1, so nothing is left above
@@ -248,7 +248,7 @@ Answer bitCounts() noexcept
     std::uint64_t ones = 0, zeros = 0, windows = 0;
     for (std::uint64_t i = 0; i < 65536; ++i) {
         std::uint64_t const hidden = opaque(i);
-        ones += static_cast<unsigned>(std::popcount(hidden));
+        ones += computed(static_cast<unsigned>(std::popcount(hidden)));
         zeros += static_cast<unsigned>(std::countl_zero(static_cast<std::uint16_t>(hidden)));
     }
     // The 64-bit de Bruijn word of Leiserson, Prokop, Randall, "Using de Bruijn sequences to index a 1",
@@ -268,7 +268,7 @@ Answer shiftRegister() noexcept
     std::uint64_t returns = 0, last = 0;
     for (unsigned step = 1; step <= 65535; ++step) {
         unsigned const bit = (state ^ (state >> 2) ^ (state >> 3) ^ (state >> 5)) & 1u;
-        state = (state >> 1) | (bit << 15);
+        state = computed((state >> 1) | (bit << 15));
         if (state == seed) {
             ++returns;
             last = step;
@@ -283,7 +283,7 @@ std::uint64_t queens(unsigned all, unsigned columns, unsigned left, unsigned rig
         return 1;
     std::uint64_t count = 0;
     for (unsigned open = all & ~(columns | left | right); open != 0; open &= open - 1) {
-        unsigned const queen = open & (0u - open);
+        unsigned const queen = computed(open & (0u - open));
         count += queens(all, columns | queen, ((left | queen) << 1) & all, (right | queen) >> 1);
     }
     return count;
@@ -299,7 +299,7 @@ Answer primeCount() noexcept
     for (std::size_t n = opaque(std::size_t(2)); n <= kLimit; ++n) {
         if (composite[n / 64] >> (n % 64) & 1u)
             continue;
-        ++count;
+        count = computed(count + 1);
         for (std::size_t multiple = n * n; multiple <= kLimit; multiple += n)
             composite[multiple / 64] |= std::uint64_t(1) << (multiple % 64);
     }

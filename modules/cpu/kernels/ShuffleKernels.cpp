@@ -32,7 +32,8 @@ void softFixed(Operands const& in, Bytes& out) noexcept
         auto const *const a = in.m_a.data() + base, *const b = in.m_b.data() + base;
         std::array<std::uint8_t, 16> mixed{}, joined{};
         for (unsigned i = 0; i < 16; ++i) {
-            mixed[i] = (i % 4 < 2 ? a : b)[i / 4 * 2 + i % 2];
+            unsigned const from = i / 4 * 2 + i % 2;
+            mixed[i] = i % 4 < 2 ? a[from] : b[from];
             joined[i] = i < 8 ? b[8 + i] : a[i - 8];
         }
         for (unsigned i = 0; i < 16; ++i) {

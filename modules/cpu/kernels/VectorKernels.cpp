@@ -89,7 +89,7 @@ __attribute__((target("sse4.2"))) Answer crc32c() noexcept
 {
     std::uint32_t state = opaque(0xFFFFFFFFu);
     for (unsigned i = 0; i < 9; ++i)
-        state = _mm_crc32_u8(state, static_cast<unsigned char>(opaque(0x31u + i)));
+        state = computed(_mm_crc32_u8(state, static_cast<unsigned char>(opaque(0x31u + i))));
     return {{~state & 0xFFFFFFFFu}};
 }
 
@@ -129,6 +129,10 @@ __attribute__((target("aes,sse4.2"))) Answer aes128() noexcept
     for (unsigned round = 1; round < 10; ++round)
         block = _mm_aesenc_si128(block, keys[round]);
     block = _mm_aesenclast_si128(block, keys[10]);
+    std::array<std::uint64_t, 2> halves;
+    std::memcpy(halves.data(), &block, 16);
+    Injection::strikeLanes(halves.data(), halves.size());
+    std::memcpy(&block, halves.data(), 16);
     Answer answer;
     std::memcpy(answer.m_words.data(), &block, 16);
 

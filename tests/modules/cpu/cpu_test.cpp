@@ -1,16 +1,14 @@
 #include <modules/ReportLog.h>
+#include <modules/cpu/PaperCores.h>
 
 #include <cpu/Coherence.h>
 #include <cpu/CoreTest.h>
-#include <cpu/LaneKernels.h>
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cerrno>
 #include <chrono>
 #include <fstream>
-#include <iostream>
 #include <map>
 #include <numeric>
 #include <set>
@@ -19,27 +17,6 @@
 namespace krel5::modules::cpu {
 namespace {
 
-thread_local unsigned t_core = 0;
-thread_local std::uint64_t t_loads = 0;
-
-/// Cores that exist on paper only: a pinned thread knows its number and runs wherever the system lets it.
-struct PaperCores : CpuAffinity
-{
-    std::vector<unsigned> m_cores;
-    unsigned m_refused = ~0u;
-    std::size_t m_online = 0;
-
-    explicit PaperCores(std::vector<unsigned> cores) : m_cores(std::move(cores)) {}
-    std::vector<unsigned> usable() override { return m_cores; }
-    std::size_t online() override { return m_online; }
-    int pin(unsigned core) override
-    {
-        t_core = core;
-        t_loads = 0;
-        return core == m_refused ? EINVAL : 0;
-    }
-};
-
 Answer rightEverywhere(std::uint64_t) noexcept { return {{7}}; }
 Answer wrongOnCoreFive(std::uint64_t) noexcept { return {{t_core == 5 ? 6u : 7u}}; }
 
@@ -47,8 +24,6 @@ constexpr Kernel kInjected[] = {
     {"sound", "by construction", CpuFeature::None, rightEverywhere, {{7}}},
     {"broken", "by construction", CpuFeature::None, wrongOnCoreFive, {{7}}},
 };
-
-CoreTestOptions onePass(bool allAtOnce) { return {0.0, 41, allAtOnce}; }
 
 struct Table
 {
@@ -112,59 +87,6 @@ TEST(Features, areThoseThatTheKernelLists)
         EXPECT_EQ(hasFeature(feature), present) << static_cast<int>(feature);
 }
 #endif
-
-LaneKernel const* s_lane = nullptr;
-LaneFault const* s_fault = nullptr;
-
-Answer faultyOnCoreFive(std::uint64_t seed) noexcept
-{
-    return s_lane->m_run(seed, t_core == 5 ? s_fault : nullptr);
-}
-
-// Every kind of fault in every kernel, in the first lane, the last one and one between; prints the table.
-TEST(LaneKernels, seeEveryFaultInEveryLaneAndNameTheCore)
-{
-    struct Column
-    {
-        char const* m_name;
-        LaneFault::Kind m_kind;
-    };
-    constexpr Column kColumns[] = {{"lane", LaneFault::Kind::Lane},
-                                   {"bit", LaneFault::Kind::Bit},
-                                   {"rounding", LaneFault::Kind::Rounding},
-                                   {"operand", LaneFault::Kind::Operand}};
-    for (LaneKernel const& lane : allLaneKernels()) {
-        if (!hasFeature(lane.m_kernel.m_feature)) {
-            std::cout << lane.m_kernel.m_name << ": the processor has no unit for it\n";
-            continue;
-        }
-        std::cout << lane.m_kernel.m_name << ":";
-        for (Column const& column : kColumns) {
-            if (column.m_kind == LaneFault::Kind::Rounding && !lane.m_rounds)
-                continue;
-            unsigned caught = 0;
-            for (unsigned const where : {0u, 1u, 15u}) {
-                LaneFault const fault{column.m_kind, where};
-                s_lane = &lane;
-                s_fault = &fault;
-                Kernel kernel = lane.m_kernel;
-                kernel.m_run = faultyOnCoreFive;
-                ReportLog host;
-                PaperCores cores({2, 5});
-                EXPECT_EQ(runCoreTest(host, {&kernel, 1}, cores, onePass(false)), Outcome::Fail)
-                    << kernel.m_name << " " << column.m_name << " " << where;
-                caught += host.m_faults.size() == 1 &&
-                                  host.m_faults[0].starts_with(
-                                      "CpuWrongAnswer Core=5 Kernel=" + std::string(kernel.m_name) + " ")
-                              ? 1
-                              : 0;
-            }
-            EXPECT_EQ(caught, 3u) << lane.m_kernel.m_name << " " << column.m_name;
-            std::cout << " " << column.m_name << " " << caught << "/3";
-        }
-        std::cout << "\n";
-    }
-}
 
 class CoreRuns : public testing::TestWithParam<bool>
 {};
