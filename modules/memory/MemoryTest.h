@@ -22,9 +22,10 @@ struct MemorySettings
 {
     static constexpr unsigned kMaxThreads = 1024;
 
-    std::uint64_t m_mebibytes = 0;       ///< 0: see defaultMebibytes
-    unsigned m_percent = 0;              ///< of the most that can be taken, instead of so many MiB; 0: not
-    unsigned m_threads = 0;              ///< 0: one for each processor that the process may use; never more
+    std::uint64_t m_mebibytes = 0; ///< 0: see defaultMebibytes
+    unsigned m_percent = 0;        ///< of the most that can be taken, instead of so many MiB; 0: not
+    unsigned m_cover = 0;          ///< percent of the machine's memory, region after region; 0: one region
+    unsigned m_threads = 0;        ///< 0: one for each processor that the process may use; never more
     std::optional<std::uint64_t> m_seed; ///< absent: a new one for each run
     FlushMode m_flush = FlushMode::Pass;
     unsigned m_pauseSeconds = 60; ///< Algorithm::Fade: how long each value is held
@@ -39,7 +40,8 @@ bool readSize(TestHost& host, std::string const& text, MemorySettings& settings)
 /// false, after a `problem` that says so.
 bool readFlushMode(TestHost& host, std::string const& text, FlushMode& mode);
 
-/// Runs until done or stopped; the memory is free again on every way out. A stop takes effect within some
+/// With m_cover, CannotRun where less than that share could be had, after a `problem` that names what was tested:
+/// it is no Pass. Runs until done or stopped; the memory is free again on every way out. A stop takes effect within some
 /// tens of milliseconds.
 Outcome runMemoryTest(TestHost& host, Algorithm algorithm, MemorySettings const& settings);
 

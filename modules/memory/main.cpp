@@ -25,6 +25,7 @@ using namespace krel5::modules::memory;
 TimedHost s_host;
 Parameter* s_size = nullptr;
 Parameter* s_threads = nullptr;
+Parameter* s_cover = nullptr;
 Parameter* s_flush = nullptr;
 Parameter* s_seconds = nullptr;
 Parameter* s_pause = nullptr;
@@ -43,6 +44,8 @@ TestResult runTest(DiagDevice const&)
 {
     return s_host.run([](TestHost& host) {
         MemorySettings settings;
+        if constexpr (kAlgorithm != Algorithm::Fade) // does not have it: a pause for each region takes hours
+            settings.m_cover = s_cover->value().valueUint32();
         settings.m_pauseSeconds = s_pause->value().valueUint32();
         if (!readCommonSettings(host, settings) ||
             !readFlushMode(host, s_flush->value().valueString().getUTF8Buffer(), settings.m_flush))
@@ -85,6 +88,7 @@ int main(int argc, char** argv)
     DiagModule::setVersion(1, 0, "1");
     s_size = DiagModule::createParameter("SizeMiB", DataType::STRING(), "0", false);
     s_threads = DiagModule::createParameter("Threads", DataType::UINT32(), "0", false, false, "0..1024");
+    s_cover = DiagModule::createParameter("Cover", DataType::UINT32(), "0", false, false, "0..100");
     s_flush = DiagModule::createParameter("CacheFlush", DataType::STRING(), "pass", false);
     s_pause = DiagModule::createParameter("PauseSeconds", DataType::UINT32(), "60", false, false, "1..86400");
     s_seconds = DiagModule::createParameter("Seconds", DataType::UINT32(), "60", false, false, "0..604800");
@@ -92,12 +96,12 @@ int main(int argc, char** argv)
     s_host.createEvents(kEvents);
     s_host.createTexts(kTexts);
     s_host.watchEvidence({.m_tellsOfHidden = true});
-    createPassTest("quick", runTest<Algorithm::Quick>);
-    createPassTest("standard", runTest<Algorithm::Standard>);
-    createPassTest("thorough", runTest<Algorithm::Thorough>);
-    createPassTest("patterns", runTest<Algorithm::Patterns>);
+    createPassTest("quick", runTest<Algorithm::Quick>)->addParameter(s_cover);
+    createPassTest("standard", runTest<Algorithm::Standard>)->addParameter(s_cover);
+    createPassTest("thorough", runTest<Algorithm::Thorough>)->addParameter(s_cover);
+    createPassTest("patterns", runTest<Algorithm::Patterns>)->addParameter(s_cover);
     createPassTest("fade", runTest<Algorithm::Fade>)->addParameter(s_pause);
-    createPassTest("random", runTest<Algorithm::Random>)->addParameter(s_seed);
+    createPassTest("random", runTest<Algorithm::Random>)->addParameter(s_cover)->addParameter(s_seed);
     createMemoryTest("bus", runBus)->addParameter(s_seconds)->addParameter(s_seed);
     return DiagModule::start();
 }

@@ -1,6 +1,7 @@
 #include <memory/Texts.h>
 #include <memory/linux/KernelText.h>
 #include <memory/linux/LockedMemory.h>
+#include <memory/linux/MemoryNodes.h>
 
 #include <common/ErrorText.h>
 
@@ -99,6 +100,8 @@ LockedMemory::Made LockedMemory::make(std::size_t bytes, std::function<bool()> c
                 kTextMapFailed,
                 {{"MiB", std::to_string(whole >> 20)}, {"Error", errorText(errno)}}};
     std::unique_ptr<LockedMemory> memory(new LockedMemory(static_cast<std::uint64_t*>(mapped), whole));
+    if (spare.m_nodes.size() > 1)
+        (void)spreadOverNodes(mapped, whole, spare.m_nodes);
     // Only a matter of speed: fewer pages to fault in and to translate.
     (void)madvise(mapped, whole, MADV_HUGEPAGE);
     // A child that a host forks must not turn tested pages into copy-on-write ones.
@@ -127,6 +130,32 @@ std::optional<std::uint64_t> frameNumber(std::uint64_t entry) noexcept
     std::uint64_t const low = entry & ((std::uint64_t{1} << 55) - 1);
     std::uint64_t const frame = entry & kPresent ? low : entry & kSwapped ? low >> 5 : 0;
     return frame ? std::optional(frame) : std::nullopt;
+}
+
+std::vector<std::uint64_t> frameNumbers(void const* begin, std::size_t bytes,
+                                        std::function<bool()> const& stop)
+{
+    constexpr std::size_t kStep = 1 << 14;
+    int const file = open("/proc/self/pagemap", O_RDONLY | O_CLOEXEC);
+    std::size_t const first = reinterpret_cast<std::uintptr_t>(begin) / pageSize();
+    std::size_t const count = bytes / pageSize();
+    std::vector<std::uint64_t> frames(count, 0); // what cannot be read stays unknown
+    for (std::size_t at = 0; at < count && file >= 0; at += kStep) {
+        if (stop()) {
+            frames.resize(at);
+            break;
+        }
+        std::size_t const some = std::min(kStep, count - at) * sizeof frames[0];
+        auto const got = pread(file, &frames[at], some, static_cast<off_t>((first + at) * sizeof frames[0]));
+        if (got != static_cast<ssize_t>(some)) {
+            std::fill(frames.begin() + static_cast<std::ptrdiff_t>(at), frames.end(), 0);
+            break;
+        }
+        for (std::size_t i = at; i < at + some / sizeof frames[0]; ++i)
+            frames[i] = frameNumber(frames[i]).value_or(0);
+    }
+    close(file);
+    return frames;
 }
 
 std::optional<std::uint64_t> physicalAddress(void const* pointer) noexcept

@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace krel5::modules::memory {
 
@@ -26,6 +27,7 @@ struct SpareMemory
 {
     std::function<std::uint64_t()> m_available; ///< bytes that can be taken now
     std::uint64_t m_floor = 0;                  ///< bytes of them that must stay
+    std::vector<unsigned> m_nodes{}; ///< the NUMA nodes to take from in turn; none: as the system likes
 };
 
 /// Unmapped (and with that unlocked) when destroyed.
@@ -62,6 +64,11 @@ private:
 /// this process may know. Only for locked memory: of a page that the kernel took away for an error it still
 /// tells the frame, in the form of one that was swapped out.
 std::optional<std::uint64_t> frameNumber(std::uint64_t entry) noexcept;
+
+/// The frames of a region's pages, from one on; 0 for one that this process may not know. Fewer when `stop`, which
+/// is asked every few milliseconds, says so. `begin` is at a page's start.
+std::vector<std::uint64_t> frameNumbers(void const* begin, std::size_t bytes,
+                                        std::function<bool()> const& stop);
 
 /// Physical address behind a pointer of this process, from /proc/self/pagemap; absent when the page is not
 /// present or the process may not know (it takes CAP_SYS_ADMIN). A signal handler may call it once there has

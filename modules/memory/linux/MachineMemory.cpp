@@ -4,7 +4,11 @@
 #include <memory/linux/KernelText.h>
 
 #include <algorithm>
+#include <charconv>
+#include <fstream>
 #include <sched.h>
+#include <string_view>
+#include <system_error>
 #include <unistd.h>
 
 namespace krel5::modules::memory {
@@ -17,6 +21,24 @@ std::uint64_t meminfo(std::string const& root, std::string_view name)
     return kibibytes && *kibibytes <= UINT64_MAX / 1024 ? *kibibytes * 1024 : 0;
 }
 
+/// Bytes; 0 for who may not know: all addresses then read as zero. Inner ranges are indented, and parts of outer ones.
+std::uint64_t systemRam(std::string const& root)
+{
+    std::uint64_t sum = 0;
+    std::ifstream file(root + "proc/iomem");
+    for (std::string line; std::getline(file, line);) {
+        std::uint64_t first = 0, last = 0;
+        char const* const end = line.data() + line.size();
+        auto const begin = std::from_chars(line.data(), end, first, 16);
+        if (begin.ec != std::errc() || begin.ptr == end || *begin.ptr != '-')
+            continue;
+        auto const rest = std::from_chars(begin.ptr + 1, end, last, 16);
+        if (rest.ec == std::errc() && first < last && std::string_view(rest.ptr, end) == " : System RAM")
+            sum += last - first + 1;
+    }
+    return sum;
+}
+
 } // namespace
 
 std::uint64_t availableMemory(std::string const& root)
@@ -24,7 +46,11 @@ std::uint64_t availableMemory(std::string const& root)
     return std::min(meminfo(root, "MemAvailable:"), leftByControlGroups(root).value_or(UINT64_MAX));
 }
 
-std::uint64_t totalMemory(std::string const& root) { return meminfo(root, "MemTotal:"); }
+std::uint64_t totalMemory(std::string const& root)
+{
+    std::uint64_t const ram = systemRam(root);
+    return ram ? ram : meminfo(root, "MemTotal:");
+}
 
 unsigned usableProcessors()
 {

@@ -11,7 +11,9 @@ namespace krel5::modules::memory {
 /// process's control groups leave, if that is less. 0 when it cannot be told. `root` is "/" but for tests.
 std::uint64_t availableMemory(std::string const& root = "/");
 
-/// Bytes of main memory that the system has at all: MemTotal of /proc/meminfo. 0 when it cannot be told.
+/// Bytes of main memory that the machine has at all: the system RAM of /proc/iomem, which an administrator can
+/// read; for others MemTotal of /proc/meminfo, which leaves out what the kernel took for itself. 0 when it cannot
+/// be told.
 std::uint64_t totalMemory(std::string const& root = "/");
 
 /// Processors that this process may run on; at least 1.
