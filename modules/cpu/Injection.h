@@ -59,7 +59,7 @@ public:
         if constexpr (std::is_floating_point_v<T>)
             return value == 0 ? T(1) : value + value / 4096;
         else
-            return static_cast<T>(value ^ 1u);
+            return static_cast<T>(value ^ T(1));
     }
 
 private:

@@ -21,9 +21,13 @@ for kind in pd ps; do
     look "[[:space:]]vfmadd[0-9]+$kind .*%ymm" "vfmadd$kind, 256 bits"
     look "[[:space:]]vfmadd[0-9]+$kind .*%zmm" "vfmadd$kind, 512 bits"
 done
-for name in aesenc aesenclast aesdec aesdeclast sha256rnds2 sha256msg1 sha256msg2 crc32b crc32w crc32l; do
+for name in aesenc aesenclast aesdec aesdeclast sha256rnds2 sha256msg1 sha256msg2; do
     look "[[:space:]]v?$name[[:space:]]" "$name"
 done
+# The width is in the name, or in that of the first register.
+look "[[:space:]]crc32(b[[:space:]]|[[:space:]]+%([abcd]l|[sd]il|[sb]pl|r[0-9]+b),)" "crc32, 8 bits"
+look "[[:space:]]crc32(w[[:space:]]|[[:space:]]+%([abcd]x|[sd]i|[sb]p|r[0-9]+w),)" "crc32, 16 bits"
+look "[[:space:]]crc32(l[[:space:]]|[[:space:]]+%(e[a-z]+|r[0-9]+d),)" "crc32, 32 bits"
 # Of two registers the listing names no width; into a register of 64 bits there is this one only.
 look "[[:space:]]crc32q?[[:space:]].*,%r([a-ds][a-z]|bp|[0-9]+)[[:space:]]*$" "crc32, 64 bits"
 look "[[:space:]]v?pclmul[a-z]*[[:space:]]" pclmulqdq
