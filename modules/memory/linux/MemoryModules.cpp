@@ -1,3 +1,4 @@
+#include <memory/linux/EdacModules.h>
 #include <memory/linux/MemoryModules.h>
 
 #include <algorithm>
@@ -92,44 +93,136 @@ std::optional<std::uint64_t> hexadecimalIn(fs::path const& path)
     return number;
 }
 
+/// Bytes; 0 where it is not told. Absent for an empty slot.
+std::optional<std::uint64_t> sizeOf(Structure const& device)
+{
+    constexpr std::uint64_t kUnknown = 0xFFFF, kExtended = 0x7FFF, kInKibibytes = 0x8000;
+    std::uint64_t const size = device.number(0x0C, 2).value_or(0);
+    if (size == 0)
+        return std::nullopt;
+    if (size == kUnknown)
+        return 0;
+    if (size == kExtended)
+        return (device.number(0x1C, 4).value_or(0) & 0x7FFFFFFF) << 20;
+    return size & kInKibibytes ? (size & ~kInKibibytes) << 10 : size << 20;
+}
+
+/// "slot (bank; place)": boards print the slot, the bank or both.
+std::string nameOf(Structure const& device, std::vector<EdacModule> const& edac)
+{
+    std::string const slot = device.string(0x10), bank = device.string(0x11);
+    std::string const place = slot.empty() ? "" : edacPlace(edac, slot, bank);
+    std::string name = slot.empty() ? bank : slot;
+    std::string more = slot.empty() || bank == slot ? "" : bank;
+    if (!place.empty())
+        more += (more.empty() ? "" : "; ") + place;
+    return more.empty() ? name : name + " (" + more + ")";
+}
+
+struct Span
+{
+    std::uint64_t m_first, m_last;
+};
+
+/// Types 19 and 20: in KiB at 4 and 8, or in bytes at `extended`. Absent for what is no range.
+std::optional<Span> spanOf(Structure const& mapped, std::size_t extended)
+{
+    auto const first = mapped.number(4, 4), last = mapped.number(8, 4);
+    if (!first || !last)
+        return std::nullopt;
+    bool const isExtended = *first == 0xFFFFFFFF;
+    Span const span{isExtended ? mapped.number(extended, 8).value_or(1) : *first << 10,
+                    isExtended ? mapped.number(extended + 8, 8).value_or(0) : (*last << 10) + 1023};
+    return span.m_first < span.m_last ? std::optional(span) : std::nullopt;
+}
+
 } // namespace
 
 MemoryModules::MemoryModules(std::string const& root) : m_root(root)
 {
-    for (Structure const& device : structuresOf(root, "17-")) {
-        std::string name = device.string(0x10);
-        std::string const bank = device.string(0x11);
-        if (!bank.empty() && bank != name) // boards print the one, the other or both
-            name += name.empty() ? bank : " (" + bank + ")";
-        if (device.number(0x0C, 2).value_or(0) != 0 && !name.empty())
-            m_modules.push_back({static_cast<unsigned>(device.number(2, 2).value_or(0)), name});
+    readModules();
+    readRanges();
+}
+
+void MemoryModules::readModules()
+{
+    auto const edac = edacModules(m_root);
+    for (Structure const& device : structuresOf(m_root, "17-")) {
+        std::string const name = nameOf(device, edac);
+        auto const bytes = sizeOf(device);
+        if (bytes && !name.empty())
+            m_modules.push_back({static_cast<unsigned>(device.number(2, 2).value_or(0)),
+                                 static_cast<unsigned>(device.number(4, 2).value_or(0)), name, *bytes});
     }
-    for (Structure const& mapped : structuresOf(root, "20-")) {
-        auto first = mapped.number(4, 4), last = mapped.number(8, 4); // in KiB, or told below in bytes
+    if (!m_modules.empty())
+        return;
+    for (EdacModule const& module : edac) {
+        std::string const name =
+            module.m_label.empty() ? module.m_where : module.m_label + " (" + module.m_where + ")";
+        m_modules.push_back({0, 0, name, 0});
+    }
+}
+
+void MemoryModules::readRanges()
+{
+    for (Structure const& mapped : structuresOf(m_root, "20-")) {
+        auto const span = spanOf(mapped, 0x13);
         auto const handle = mapped.number(0x0C, 2);
-        if (!first || !last || !handle)
-            continue;
-        bool const extended = *first == 0xFFFFFFFF;
-        std::uint64_t const begin = extended ? mapped.number(0x13, 8).value_or(1) : *first << 10;
-        std::uint64_t const end = extended ? mapped.number(0x1B, 8).value_or(0) : (*last << 10) + 1023;
-        if (begin < end)
-            m_ranges.push_back({static_cast<unsigned>(*handle), begin, end});
+        // Interleave position: 0 not interleaved, 255 not known.
+        bool const isAlone = mapped.number(0x11, 1) == 0u;
+        if (span && handle)
+            m_ranges.push_back({static_cast<unsigned>(*handle), span->m_first, span->m_last, isAlone});
     }
+    for (Structure const& mapped : structuresOf(m_root, "19-")) {
+        auto const span = spanOf(mapped, 0x0F);
+        auto const handle = mapped.number(0x0C, 2);
+        if (span && handle)
+            m_arrays.push_back({static_cast<unsigned>(*handle), span->m_first, span->m_last});
+    }
+}
+
+std::vector<MemoryModules::Module const*> MemoryModules::byRanges(std::uint64_t physicalAddress) const
+{
+    // Ranges of modules that a controller interleaves are the same: each of them is then one that it may be.
+    std::vector<Module const*> found;
+    bool isCertain = true;
+    for (Range const& range : m_ranges) {
+        if (physicalAddress < range.m_first || physicalAddress > range.m_last)
+            continue;
+        auto const module = std::ranges::find(m_modules, range.m_handle, &Module::m_handle);
+        if (module == m_modules.end())
+            return {}; // somebody who is not in the table
+        isCertain &= range.m_isAlone;
+        isCertain &= module->m_bytes == 0 || range.m_last - range.m_first < module->m_bytes;
+        if (std::ranges::find(found, &*module) == found.end())
+            found.push_back(&*module);
+    }
+    return found.size() == 1 && !isCertain ? std::vector<Module const*>{} : found;
+}
+
+std::vector<MemoryModules::Module const*> MemoryModules::byArrays(std::uint64_t physicalAddress) const
+{
+    std::vector<Module const*> found;
+    for (Module const& module : m_modules) {
+        bool const isThere = std::ranges::any_of(m_arrays, [&](Range const& range) {
+            return range.m_handle == module.m_array && physicalAddress >= range.m_first &&
+                   physicalAddress <= range.m_last;
+        });
+        if (isThere)
+            found.push_back(&module);
+    }
+    return found;
 }
 
 ModulesAtAddress MemoryModules::at(std::uint64_t physicalAddress) const
 {
+    auto found = byRanges(physicalAddress);
+    if (found.empty())
+        found = byArrays(physicalAddress);
     ModulesAtAddress result;
     result.m_node = nodeOf(physicalAddress);
-    // Ranges of modules that a controller interleaves are the same: each of them is then one that it may be.
-    for (Range const& range : m_ranges) {
-        for (Module const& module : m_modules) {
-            if (module.m_handle == range.m_handle && physicalAddress >= range.m_first &&
-                physicalAddress <= range.m_last)
-                result.m_names.push_back(module.m_name);
-        }
-    }
-    if (result.m_names.empty())
+    std::ranges::transform(found, std::back_inserter(result.m_names), &Module::m_name);
+    if (found.empty())
         std::ranges::transform(m_modules, std::back_inserter(result.m_names), &Module::m_name);
     return result;
 }
