@@ -294,7 +294,7 @@ void softCopy(std::uint8_t* area, Access const& of) noexcept
         asm volatile(CODE                                                                                    \
                      :                                                                                       \
                      : [from] "r"(area + of.m_from), [to] "r"(area + of.m_to)                                \
-                     : "memory", "rax", "xmm0");                                                             \
+                     : "memory", "rax", KREL5_VECTOR_REGISTERS);                                             \
     }
 KREL5_COPY(copy2, "movzwl (%[from]), %%eax\n\tmovw %%ax, (%[to])")
 KREL5_COPY(copy4, "movl (%[from]), %%eax\n\tmovl %%eax, (%[to])")

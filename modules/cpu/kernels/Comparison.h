@@ -121,6 +121,17 @@ constexpr LaneKernel compared(char const* name, CpuFeature feature) noexcept
 // No traps, subnormal numbers kept; the two bits of the rounding above them.
 inline unsigned vectorControl(Rounding rounding) noexcept { return 0x1F80u | rounding << 13; }
 
+// All vector registers: the end of wide code clears the upper parts of those that it did not use, too. The mask registers
+// have names only where the compiler itself may use them.
+#if defined(__AVX512F__)
+#define KREL5_MASK_REGISTERS , "k1", "k2", "k3", "k4", "k5", "k6"
+#else
+#define KREL5_MASK_REGISTERS
+#endif
+#define KREL5_VECTOR_REGISTERS                                                                               \
+    "xmm0", "xmm1", "xmm2", "xmm3", "xmm4", "xmm5", "xmm6", "xmm7", "xmm8", "xmm9", "xmm10", "xmm11",        \
+        "xmm12", "xmm13", "xmm14", "xmm15" KREL5_MASK_REGISTERS
+
 #define KREL5_UNIT(NAME, CODE)                                                                               \
     void NAME(Operands const& in, Bytes& out) noexcept                                                       \
     {                                                                                                        \
@@ -130,7 +141,7 @@ inline unsigned vectorControl(Rounding rounding) noexcept { return 0x1F80u | rou
                      : [before] "+m"(before)                                                                 \
                      : [control] "m"(control), [a] "r"(in.m_a.data()), [b] "r"(in.m_b.data()),               \
                        [c] "r"(in.m_c.data()), [out] "r"(out.data())                                         \
-                     : "memory", "cc", "rax", "rcx", "rdx", "xmm0", "xmm1", "xmm2", "xmm3", "xmm4", "xmm5"); \
+                     : "memory", "cc", "rax", "rcx", "rdx", KREL5_VECTOR_REGISTERS);                         \
     }
 #define KREL5_LOAD(MOVE, R)                                                                                  \
     MOVE " (%[a]), %%" R "0\n\t" MOVE " (%[b]), %%" R "1\n\t" MOVE " (%[c]), %%" R "2\n\t"
