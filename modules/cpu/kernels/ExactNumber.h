@@ -33,7 +33,8 @@ struct Format<float>
 };
 
 /// Of 16 bits; the type has no values, for the compilers know none everywhere.
-struct Half;
+struct Half
+{};
 template <>
 struct Format<Half>
 {
@@ -43,7 +44,8 @@ struct Format<Half>
 };
 
 /// The upper half of a float.
-struct BrainFloat;
+struct BrainFloat
+{};
 template <>
 struct Format<BrainFloat>
 {
