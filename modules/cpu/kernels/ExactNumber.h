@@ -145,6 +145,11 @@ inline Number product(Number const& a, Number const& b) noexcept
 /// Exact; both have room for the bits that the other one reaches further down.
 inline Number sum(Number a, Number b, Rounding rounding) noexcept
 {
+    if (a.m_sig == 0 || b.m_sig == 0) { // whose exponent says nothing
+        if (a.m_sig != b.m_sig)
+            return a.m_sig == 0 ? b : a;
+        return {a.m_negative == b.m_negative ? a.m_negative : rounding == Down, 0, 0};
+    }
     int const low = a.m_exp < b.m_exp ? a.m_exp : b.m_exp;
     a.m_sig <<= a.m_exp - low;
     b.m_sig <<= b.m_exp - low;
