@@ -90,6 +90,29 @@ void MemoryReport::report(PassName const& pass, BrokenPage const& page)
     m_host.fault(found);
 }
 
+void MemoryReport::reportFlip(WordFault const& flip, std::uint64_t const* first, std::uint64_t const* second,
+                              bool isFault)
+{
+    auto const* const address = m_words + flip.m_index;
+    auto const physical = physicalAddress(address);
+    auto const shown = [this](std::optional<std::uint64_t> number) {
+        return number ? hex(*number) : m_host.text(kTextNoAddress);
+    };
+    Fault const found(kEventFlip, {{"Offset", hex(flip.m_index * sizeof *address)},
+                                   {"VirtualAddress", hex(reinterpret_cast<std::uintptr_t>(address))},
+                                   {"PhysicalAddress", shown(physical)},
+                                   {"Module", moduleAt(physical)},
+                                   {"Expected", hex(flip.m_expected)},
+                                   {"Actual", hex(flip.m_actual)},
+                                   {"FirstRow", shown(physicalAddress(first))},
+                                   {"SecondRow", shown(physicalAddress(second))}});
+    ++m_reported;
+    if (isFault)
+        m_host.fault(found);
+    else
+        m_host.warning(found);
+}
+
 void MemoryReport::endedEarly(std::uint64_t pages)
 {
     m_host.fault(Fault(kEventManyPages, {{"Pages", std::to_string(pages)}}));

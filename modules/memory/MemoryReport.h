@@ -25,6 +25,9 @@ public:
 
     void report(PassName const& pass, WordFault const& fault) override;
     void report(PassName const& pass, BrokenPage const& page) override;
+    /// A bit that flipped while two rows beside it were opened again and again: a fault or a warning.
+    void reportFlip(WordFault const& flip, std::uint64_t const* first, std::uint64_t const* second,
+                    bool isFault);
     /// Says so when `total` is more than was reported one by one.
     void summarize(std::uint64_t total);
     /// Says that so many broken pages were enough.

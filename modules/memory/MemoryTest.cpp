@@ -5,6 +5,7 @@
 #include <memory/CheckRegion.h>
 #include <memory/CoverRun.h>
 #include <memory/Events.h>
+#include <memory/HammerRun.h>
 #include <memory/RegionSize.h>
 #include <memory/Texts.h>
 #include <memory/linux/BusErrors.h>
@@ -167,6 +168,7 @@ struct Plan
     unsigned m_threads = 0;
     std::uint64_t m_seed = 0;
     bool m_saysSeed = false;
+    bool m_testsAll = true; ///< of a region
 };
 
 void notePlan(TestHost& host, MemorySettings const& settings, Plan const& plan)
@@ -237,7 +239,7 @@ Outcome runOnOneRegion(TestHost& host, MemorySettings const& settings, Plan cons
     bool isWhole = true;
     auto const outcome = checkLocked(host, *made.m_memory, plan, check, isWhole);
     bool const isTested = (outcome == Outcome::Pass || outcome == Outcome::Fail) && isWhole;
-    if (isTested && !host.stopRequested())
+    if (isTested && plan.m_testsAll && !host.stopRequested())
         noteShare(host, plan, made.m_memory->wordCount() * sizeof(std::uint64_t));
     return outcome;
 }
@@ -324,7 +326,8 @@ Outcome runOnShare(TestHost& host, MemorySettings const& settings, Plan const& p
 
 /// `check` gets the memory once it is there.
 template <typename Check>
-Outcome runOnMemory(TestHost& host, MemorySettings const& settings, bool saysSeed, Check const& check)
+Outcome runOnMemory(TestHost& host, MemorySettings const& settings, bool saysSeed, Check const& check,
+                    bool testsAll = true)
 {
     if (settings.m_threads > MemorySettings::kMaxThreads)
         return badParameter(
@@ -338,6 +341,7 @@ Outcome runOnMemory(TestHost& host, MemorySettings const& settings, bool saysSee
         return settings.m_mebibytes ? Outcome::BadParameters : Outcome::CannotRun;
     plan.m_total = totalMemory(settings.m_root);
     plan.m_saysSeed = saysSeed;
+    plan.m_testsAll = testsAll;
     plan.m_seed = settings.m_seed ? *settings.m_seed : randomSeed();
     return settings.m_cover ? runOnShare(host, settings, plan, check)
                             : runOnOneRegion(host, settings, plan, check);
@@ -358,6 +362,14 @@ Outcome runBusTest(TestHost& host, MemorySettings const& settings)
     return runOnMemory(host, settings, true, [&](TestHost& part, Prepared const& prepared) {
         return checkBus(part, settings, prepared);
     });
+}
+
+Outcome runHammerTest(TestHost& host, MemorySettings const& settings)
+{
+    auto const check = [&](TestHost& part, Prepared const& prepared) {
+        return checkHammer(part, settings, prepared.m_region, prepared.m_seed, prepared.m_brokenPages);
+    };
+    return runOnMemory(host, settings, true, check, false);
 }
 
 } // namespace krel5::modules::memory

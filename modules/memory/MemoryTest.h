@@ -28,9 +28,11 @@ struct MemorySettings
     unsigned m_threads = 0;        ///< 0: one for each processor that the process may use; never more
     std::optional<std::uint64_t> m_seed; ///< absent: a new one for each run
     FlushMode m_flush = FlushMode::Pass;
-    unsigned m_pauseSeconds = 60; ///< Algorithm::Fade: how long each value is held
-    unsigned m_busSeconds = 60;   ///< runBusTest: how long it copies
-    std::string m_root = "/";     ///< where /proc and /sys are read that say how much memory there is
+    unsigned m_pauseSeconds = 60;        ///< Algorithm::Fade: how long each value is held
+    unsigned m_busSeconds = 60;          ///< runBusTest, runHammerTest: how long they take
+    unsigned m_hammerMilliseconds = 200; ///< runHammerTest: for each pair of rows
+    bool m_judgesFlips = false;          ///< runHammerTest: a bit that it flips is a fault
+    std::string m_root = "/";            ///< where /proc and /sys are read that say how much memory there is
 };
 
 /// Reads a number of MiB, "max" or "25%". For anything else: false, after a `problem` that says so.
@@ -47,5 +49,9 @@ Outcome runMemoryTest(TestHost& host, Algorithm algorithm, MemorySettings const&
 
 /// The same for copies on all processors at once; see BusTest.h.
 Outcome runBusTest(TestHost& host, MemorySettings const& settings);
+
+/// Rows that are opened again and again; see HammerTest.h. InsufficientPrivilege where the physical addresses are not
+/// told.
+Outcome runHammerTest(TestHost& host, MemorySettings const& settings);
 
 } // namespace krel5::modules::memory

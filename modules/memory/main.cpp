@@ -28,6 +28,8 @@ Parameter* s_threads = nullptr;
 Parameter* s_cover = nullptr;
 Parameter* s_flush = nullptr;
 Parameter* s_seconds = nullptr;
+Parameter* s_pairTime = nullptr;
+Parameter* s_judge = nullptr;
 Parameter* s_pause = nullptr;
 Parameter* s_seed = nullptr;
 
@@ -63,6 +65,21 @@ TestResult runBus(DiagDevice const&)
     });
 }
 
+TestResult runHammer(DiagDevice const&)
+{
+    return s_host.run([](TestHost& host) {
+        MemorySettings settings;
+        settings.m_seed = seedThatWasSet(*s_seed);
+        settings.m_threads = 1; // it is the rate on one bank that counts
+        settings.m_busSeconds = s_seconds->value().valueUint32();
+        settings.m_hammerMilliseconds = s_pairTime->value().valueUint32();
+        settings.m_judgesFlips = s_judge->value().valueBool();
+        return readSize(host, s_size->value().valueString().getUTF8Buffer(), settings)
+                   ? runHammerTest(host, settings)
+                   : Outcome::BadParameters;
+    });
+}
+
 Test* createMemoryTest(char const* key, Test::Callback callback)
 {
     // All memory is one device to these tests; one that two of them try at once would be measured against
@@ -71,13 +88,12 @@ Test* createMemoryTest(char const* key, Test::Callback callback)
         ->setDestructive(false)
         ->setSupportsParallelTesting(false)
         ->setEnumeratesOnlyOnce(true)
-        ->addParameter(s_size)
-        ->addParameter(s_threads);
+        ->addParameter(s_size);
 }
 
 Test* createPassTest(char const* key, Test::Callback callback)
 {
-    return createMemoryTest(key, callback)->addParameter(s_flush);
+    return createMemoryTest(key, callback)->addParameter(s_threads)->addParameter(s_flush);
 }
 
 } // namespace
@@ -92,6 +108,9 @@ int main(int argc, char** argv)
     s_flush = DiagModule::createParameter("CacheFlush", DataType::STRING(), "pass", false);
     s_pause = DiagModule::createParameter("PauseSeconds", DataType::UINT32(), "60", false, false, "1..86400");
     s_seconds = DiagModule::createParameter("Seconds", DataType::UINT32(), "60", false, false, "0..604800");
+    s_pairTime =
+        DiagModule::createParameter("PairMilliseconds", DataType::UINT32(), "200", false, false, "1..60000");
+    s_judge = DiagModule::createParameter("Judge", DataType::BOOLEAN(), "false", false);
     s_seed = createSeedParameter();
     s_host.createEvents(kEvents);
     s_host.createTexts(kTexts);
@@ -102,6 +121,11 @@ int main(int argc, char** argv)
     createPassTest("patterns", runTest<Algorithm::Patterns>)->addParameter(s_cover);
     createPassTest("fade", runTest<Algorithm::Fade>)->addParameter(s_pause);
     createPassTest("random", runTest<Algorithm::Random>)->addParameter(s_cover)->addParameter(s_seed);
-    createMemoryTest("bus", runBus)->addParameter(s_seconds)->addParameter(s_seed);
+    createMemoryTest("bus", runBus)->addParameter(s_threads)->addParameter(s_seconds)->addParameter(s_seed);
+    createMemoryTest("hammer", runHammer)
+        ->addParameter(s_seconds)
+        ->addParameter(s_pairTime)
+        ->addParameter(s_judge)
+        ->addParameter(s_seed);
     return DiagModule::start();
 }

@@ -122,7 +122,7 @@ TEST_F(MemoryModulesTest, OneRangeAloneIsNotBelievedWhereItIsInterleavedOrLarger
     mapped(2, 2, 8192, 12289, true);
     mapped(3, 9, 20480, 24576, true); // of a module that is not in the table
     mapped(4, 2, 20480, 24576, true);
-    for (std::uint64_t const mebibyte : {0, 4096, 8192, 20480})
+    for (std::uint64_t const mebibyte : {0u, 4096u, 8192u, 20480u})
         EXPECT_EQ(at(mebibyte), (Names{"A1", "A2", "B1"})) << mebibyte;
     arrayMapped(0, 0x10, 0, 8192);
     EXPECT_EQ(at(0), (Names{"A1", "A2"})) << "its array is known";
