@@ -7,6 +7,7 @@
 #include <memory/linux/MachineMemory.h>
 #include <memory/linux/MemoryNodes.h>
 #include <modules/RecordingHost.h>
+#include <modules/memory/ToldFrames.h>
 
 #include <deque>
 #include <filesystem>
@@ -224,8 +225,7 @@ TEST_F(CoverTreeTest, RunTestsTheShareOrSaysWhatItGot)
 {
     RecordingHost host;
     auto const outcome = runMemoryTest(host, Algorithm::Random, settings(50));
-    std::uint64_t frame = 0;
-    if (!physicalAddress(&frame)) {
+    if (!framesAreTold()) {
         EXPECT_EQ(outcome, Outcome::InsufficientPrivilege);
         ASSERT_EQ(host.m_problems.size(), 1u);
         EXPECT_EQ(host.m_problems[0].m_eventKey, kEventNoFrames);
