@@ -540,7 +540,7 @@ TEST_P(ShippedModule, DescribesItself)
     }
 }
 INSTANTIATE_TEST_SUITE_P(Each, ShippedModule,
-                         ::testing::Values("memory", "cpu", "storage", "network", "pcie"),
+                         ::testing::Values("memory", "cpu", "storage", "network", "pcie", "board"),
                          [](auto const& row) { return row.param; });
 INSTANTIATE_TEST_SUITE_P(Each, ModuleWithDevices, ::testing::Values("memory", "cpu", "storage", "inventory"),
                          [](auto const& row) { return row.param; });

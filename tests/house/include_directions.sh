@@ -12,7 +12,7 @@ allow() {
   [[ -d $folder ]] || { echo "no folder $folder"; status=1; return; }
   found=$(grep -rnE '^ *# *include' --include='*.h' --include='*.cpp' --include='*.def' "$folder" |
     grep -vE "include (<($allowed)|\"[A-Za-z]+\.(h|inc)\")" |
-    grep -E 'include (<((zel|krel5|libKrel5|common|memory|cpu|storage|network|pcie|inventory|sensors|listing|engine|nlohmann|CLI|elfutils)/|pugixml|libudev|spdlog)|")')
+    grep -E 'include (<((zel|krel5|libKrel5|common|memory|cpu|storage|network|pcie|board|inventory|sensors|listing|engine|nlohmann|CLI|elfutils)/|pugixml|libudev|spdlog)|")')
   if [[ -n $found ]]; then
     echo "$folder may include only <$allowed>:"
     echo "$found"
@@ -94,7 +94,7 @@ allow platform/zel/ipc 'zel/foundation/|zel/model/|zel/ipc/'
 allow include/krel5 'krel5/|zel/foundation/(Array|String).h>|zel/model/vocabulary/tables/'
 allow providers/src/libKrel5 'zel/|krel5/|libKrel5/'
 for module in modules/*/; do
-  [[ $module == modules/inventory/ || $module == modules/sensors/ ]] || allow "$module" 'krel5/|common/|memory/|cpu/|storage/|network/|pcie/|nlohmann/'
+  [[ $module == modules/inventory/ || $module == modules/sensors/ ]] || allow "$module" 'krel5/|common/|memory/|cpu/|storage/|network/|pcie/|board/|nlohmann/'
 done
 allow modules/inventory 'krel5/|inventory/|zel/enumerator/(Enumerator|records/Properties)\.h|zel/model/|zel/foundation/String\.h'
 allow modules/sensors 'krel5/|sensors/|common/|zel/enumerator/(Enumerator|records/Properties|root/(Root|Text))\.h|zel/model/|zel/foundation/(Logger|String)\.h'

@@ -2,6 +2,8 @@
 // modules mean different things by one name. That the text files agree with them is seen where the modules describe
 // themselves.
 
+#include <board/Events.h>
+#include <board/Texts.h>
 #include <common/evidence/Events.h>
 #include <cpu/Events.h>
 #include <cpu/Texts.h>
@@ -35,8 +37,8 @@ TEST(ModuleTables, AreThoseOfEveryModule)
     for (auto const& folder : std::filesystem::directory_iterator(MODULES_FOLDER))
         if (std::filesystem::exists(folder.path() / "main.cpp"))
             there.insert(folder.path().filename());
-    EXPECT_EQ(there,
-              (std::set<std::string>{"cpu", "inventory", "memory", "network", "pcie", "sensors", "storage"}))
+    EXPECT_EQ(there, (std::set<std::string>{"board", "cpu", "inventory", "memory", "network", "pcie",
+                                            "sensors", "storage"}))
         << "inventory and sensors have none";
 }
 

@@ -59,6 +59,7 @@ void addStartFacts(DeviceDescription& system, Root const& root)
     system.add("SecureBoot", globalVariable(root, "SecureBoot"));
     system.add("SecureBootSetupMode", globalVariable(root, "SetupMode"));
     system.add("TpmVersion", tpmVersion(root));
+    system.add("RealTimeClock", root.text("sys/class/rtc/rtc0/name")); // the one that the system is set by
 }
 
 } // namespace zel

@@ -1,0 +1,93 @@
+#include <board/BatteryTest.h>
+
+#include <board/Events.h>
+#include <board/Texts.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <optional>
+
+namespace krel5::modules::board {
+namespace {
+
+struct Charge
+{
+    double now = 0, new_ = 0; // what it holds when full
+};
+
+// In the unit that its electronics count in.
+std::optional<Charge> chargeOf(MachineFolder const& machine, std::string const& folder)
+{
+    for (char const* const unit : {"energy", "charge"}) {
+        auto const full = machine.number(folder + unit + "_full");
+        auto const design = machine.number(folder + unit + "_full_design");
+        if (full && design && *design > 0)
+            return Charge{static_cast<double>(*full), static_cast<double>(*design)};
+    }
+    return std::nullopt;
+}
+
+std::string percent(double value)
+{
+    char text[64];
+    std::snprintf(text, sizeof text, "%.0f", value);
+    return text;
+}
+
+} // namespace
+
+Outcome runBatteryTest(TestHost& host, MachineFolder const& machine, std::string const& name,
+                       BatterySettings const& settings)
+{
+    std::string const battery = name.substr(name.rfind('/') + 1);
+    std::string const folder = "sys/class/power_supply/" + battery + "/";
+    bool const isName = !battery.empty() && battery[0] != '.';
+    if (!isName || !machine.has(folder + "type") || machine.number(folder + "present").value_or(1) == 0) {
+        host.problem({kEventBatteryNone, {{"Battery", battery}}});
+        return Outcome::NoDevice;
+    }
+    std::string health = machine.attribute(folder + "health").value_or("");
+    health.erase(health.find_last_not_of(" \n") + 1);
+    bool isBad = false;
+    constexpr std::array kEndOfLife{"Dead", "Unspecified failure", "No battery"};
+    constexpr std::array kPasses{"Overheat",
+                                 "Over voltage",
+                                 "Cold",
+                                 "Over current",
+                                 "Hot",
+                                 "Cool",
+                                 "Warm",
+                                 "Watchdog timer expire",
+                                 "Safety timer expire",
+                                 "Calibration required"};
+    if (std::find(kEndOfLife.begin(), kEndOfLife.end(), health) != kEndOfLife.end()) {
+        isBad = true;
+        host.fault({kEventBatteryBad, {{"Battery", battery}, {"Health", health}}});
+    } else if (std::find(kPasses.begin(), kPasses.end(), health) != kPasses.end()) {
+        host.warning({kEventBatteryNow, {{"Battery", battery}, {"Health", health}}});
+    }
+    auto const charge = chargeOf(machine, folder);
+    if (!charge) {
+        if (isBad)
+            return Outcome::Fail;
+        host.problem({kEventBatteryUnknown, {{"Battery", battery}}});
+        return Outcome::NotSupported;
+    }
+    double const wear = std::max(0.0, 100 * (1 - charge->now / charge->new_));
+    std::string const unknown = host.text(kTextUnknown);
+    auto const cycles = machine.number(folder + "cycle_count");
+    host.note({kEventBattery,
+               {{"Battery", battery},
+                {"Wear", percent(wear)},
+                {"Cycles", cycles.value_or(0) > 0 ? std::to_string(*cycles) : unknown},
+                {"Health", health.empty() ? unknown : health}}});
+    if (wear > settings.mostWear) {
+        isBad = true;
+        host.fault({kEventBatteryWorn,
+                    {{"Battery", battery}, {"Wear", percent(wear)}, {"Most", percent(settings.mostWear)}}});
+    }
+    return isBad ? Outcome::Fail : Outcome::Pass;
+}
+
+} // namespace krel5::modules::board

@@ -1,0 +1,43 @@
+#pragma once
+// Clock against clock: the real-time clock has a crystal of its own, the processor's time stamp counter and the system's raw
+// monotonic clock mostly share another one. None may stand, go back, or run at another rate than it did a second before.
+//
+//     Outcome outcome = runClockTest(host, systemClocks(machine), ClockSettings{});
+//
+// Thread rule: as for TestHost.
+
+#include <common/TestHost.h>
+#include <common/evidence/MachineFolder.h>
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <optional>
+
+namespace krel5::modules::board {
+
+/// What is compared. A clock that this machine does not have gives nothing.
+struct Clocks
+{
+    std::function<double()> raw; ///< seconds, never adjusted by the network's time
+    std::function<std::optional<std::uint64_t>()>
+        stamp; ///< ticks of the processor; only where they are to be even
+    std::function<std::optional<std::int64_t>()> realTime; ///< whole seconds of the real-time clock
+    std::function<void(std::chrono::milliseconds)> wait;
+};
+
+struct ClockSettings
+{
+    double seconds = 30;  ///< to compare for
+    double mostPpm = 500; ///< by which two clocks may differ, in millionths
+};
+
+/// Those of the running machine; `machine` must outlive them.
+Clocks systemClocks(MachineFolder const& machine);
+
+/// Faults: "BoardClockBack" (Clock, Seconds), "BoardClockStands" (Clock, Seconds), "BoardClockUneven" (Clock, Ppm, Most) for one whose rate
+/// changes, "BoardClockDrift" (Ppm, Uncertain, Most) for the real-time clock. Problems: "BoardClockNone"; "BoardClockShort" when no
+/// clock could be compared in the time. Notes: "BoardClockRate" (Clock, Rate, Ppm, Uncertain).
+Outcome runClockTest(TestHost& host, Clocks const& clocks, ClockSettings const& settings);
+
+} // namespace krel5::modules::board

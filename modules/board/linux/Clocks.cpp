@@ -1,0 +1,59 @@
+#include <board/ClockTest.h>
+
+#include <ctime>
+#include <string>
+#include <thread>
+#if defined(__x86_64__)
+#include <x86intrin.h>
+#endif
+
+namespace krel5::modules::board {
+namespace {
+
+double rawSeconds()
+{
+    timespec now;
+    ::clock_gettime(CLOCK_MONOTONIC_RAW, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+/// Where the processor says that they are even, at any frequency and in all its sleeps.
+bool hasEvenStamps([[maybe_unused]] MachineFolder const& machine)
+{
+#if defined(__x86_64__)
+    std::string const text = machine.read("proc/cpuinfo", 16u << 20).value_or("");
+    return text.find(" constant_tsc ") != text.npos && text.find(" nonstop_tsc ") != text.npos;
+#else
+    return false;
+#endif
+}
+
+std::optional<std::uint64_t> stamp()
+{
+#if defined(__x86_64__)
+    unsigned ignored;
+    return __rdtscp(&ignored); // behind the instructions before it
+#else
+    return std::nullopt;
+#endif
+}
+
+} // namespace
+
+Clocks systemClocks(MachineFolder const& machine)
+{
+    Clocks clocks;
+    clocks.raw = rawSeconds;
+    clocks.stamp = [] { return std::optional<std::uint64_t>(); };
+    if (hasEvenStamps(machine))
+        clocks.stamp = stamp;
+    clocks.realTime = [&machine]() -> std::optional<std::int64_t> {
+        auto const text = machine.attribute("sys/class/rtc/rtc0/since_epoch");
+        auto const seconds = text ? wholeNumber(*text) : std::nullopt;
+        return seconds ? std::optional(static_cast<std::int64_t>(*seconds)) : std::nullopt;
+    };
+    clocks.wait = [](std::chrono::milliseconds time) { std::this_thread::sleep_for(time); };
+    return clocks;
+}
+
+} // namespace krel5::modules::board

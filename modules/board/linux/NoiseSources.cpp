@@ -1,0 +1,107 @@
+#include <board/NoiseTest.h>
+
+#include <common/ErrorText.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <memory>
+#include <poll.h>
+#include <unistd.h>
+#if defined(__x86_64__)
+#include <cpuid.h>
+#endif
+
+namespace krel5::modules::board {
+namespace {
+
+using State = NoiseSource::State;
+
+#if defined(__x86_64__)
+bool rdrand(std::uint64_t& value)
+{
+    unsigned char isThere;
+    asm volatile("rdrand %0; setc %1" : "=r"(value), "=qm"(isThere) : : "cc");
+    return isThere != 0;
+}
+bool rdseed(std::uint64_t& value)
+{
+    unsigned char isThere;
+    asm volatile("rdseed %0; setc %1" : "=r"(value), "=qm"(isThere) : : "cc");
+    return isThere != 0;
+}
+
+/// Ten tries are enough for RDRAND, says its maker; RDSEED may run dry while other processors draw, and is given more.
+NoiseSource instruction(char const* name, bool (*draw)(std::uint64_t&), int tries)
+{
+    auto const read = [draw, tries](std::span<std::uint8_t> into) -> NoiseSource::Reading {
+        std::size_t filled = 0;
+        while (filled < into.size()) {
+            std::uint64_t value = 0;
+            int left = tries;
+            while (!draw(value))
+                if (--left == 0)
+                    return {State::Failed, 0, "no number in " + std::to_string(tries) + " tries"};
+                else
+                    __builtin_ia32_pause();
+            std::size_t const part = std::min(sizeof value, into.size() - filled);
+            std::memcpy(into.data() + filled, &value, part);
+            filled += part;
+        }
+        return {State::Some, filled};
+    };
+    return {name, read};
+}
+
+void addInstructions(std::vector<NoiseSource>& all)
+{
+    unsigned a = 0, b = 0, c = 0, d = 0;
+    if (__get_cpuid(1, &a, &b, &c, &d) != 0 && (c & bit_RDRND) != 0)
+        all.push_back(instruction("RDRAND", rdrand, 10));
+    if (__get_cpuid_count(7, 0, &a, &b, &c, &d) != 0 && (b & bit_RDSEED) != 0)
+        all.push_back(instruction("RDSEED", rdseed, 100'000));
+}
+#else
+void addInstructions(std::vector<NoiseSource>&) {}
+#endif
+
+struct Device
+{
+    explicit Device(char const* path) : file(::open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {}
+    ~Device() { file >= 0 ? ::close(file) : 0; }
+    Device(Device const&) = delete;
+    Device& operator=(Device const&) = delete;
+    int const file;
+};
+
+} // namespace
+
+std::vector<NoiseSource> systemNoise()
+{
+    std::vector<NoiseSource> all;
+    addInstructions(all);
+    constexpr char kPath[] = "/dev/hwrng";
+    auto const device = std::make_shared<Device>(kPath);
+    if (device->file < 0)
+        return all;
+    // The system says ENODEV where it has the file and no generator.
+    std::uint8_t first;
+    if (::read(device->file, &first, 1) < 0 && errno != EAGAIN && errno != EINTR)
+        return all;
+    auto const read = [device](std::span<std::uint8_t> into) -> NoiseSource::Reading {
+        ssize_t const count = ::read(device->file, into.data(), into.size());
+        if (count > 0)
+            return {State::Some, static_cast<std::size_t>(count)};
+        if (count == 0)
+            return {State::Failed, 0, "it gives nothing"};
+        if (errno != EAGAIN && errno != EINTR)
+            return {State::Failed, 0, errorText(errno)};
+        ::poll(nullptr, 0, 5);
+        return {State::Later};
+    };
+    all.push_back({kPath, read});
+    return all;
+}
+
+} // namespace krel5::modules::board

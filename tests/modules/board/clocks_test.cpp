@@ -1,0 +1,165 @@
+// Clocks on paper: that stand, go back, run away, jump, and lose the date.
+#include <modules/WarningHost.h>
+
+#include <board/ClockTest.h>
+#include <board/Events.h>
+#include <board/RtcTest.h>
+
+#include <foundation/TemporaryFolder.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+
+namespace krel5::modules::board {
+namespace {
+
+using test::keysOf;
+using test::WarningHost;
+
+constexpr double kMegahertz = 2.5e9, kNow = 1.8e9; // ticks a second; seconds since 1970
+
+/// Time goes on only while it is waited for. What each clock shows is a function of it.
+struct PaperClocks
+{
+    double time = 0;
+    std::function<double(double)> raw = [](double t) { return 100 + t; };
+    std::function<std::optional<double>(double)> stamp = [](double t) { return kMegahertz * t; };
+    std::function<std::optional<double>(double)> real = [](double t) { return kNow + 0.3 + t; };
+    std::function<double(double)> pause = [](double) { return 0.0; }; ///< seconds that a wait lasts longer
+
+    Clocks clocks()
+    {
+        Clocks all;
+        all.raw = [this] { return raw(time); };
+        all.stamp = [this]() -> std::optional<std::uint64_t> {
+            auto const ticks = stamp(time += 1e-7);
+            return ticks ? std::optional(static_cast<std::uint64_t>(*ticks)) : std::nullopt;
+        };
+        all.realTime = [this]() -> std::optional<std::int64_t> {
+            auto const seconds = real(time);
+            return seconds ? std::optional(static_cast<std::int64_t>(*seconds)) : std::nullopt;
+        };
+        all.wait = [this](std::chrono::milliseconds step) {
+            time += 1e-3 * static_cast<double>(step.count()) + pause(time);
+        };
+        return all;
+    }
+};
+
+struct Case
+{
+    char const* what;
+    std::function<void(PaperClocks&)> change;
+    Outcome outcome;
+    char const* says;
+};
+
+TEST(BoardClocks, areComparedWithEachOther)
+{
+    auto const after = [](double when, double then) {
+        return [when, then](double t) { return kNow + 0.3 + (t < when ? t : t + then); };
+    };
+    Case const cases[] = {
+        {"sound", [](auto&) {}, Outcome::Pass, ""},
+        {"off as crystals are", [](auto& c) { c.real = [](double t) { return kNow + t * (1 + 80e-6); }; },
+         Outcome::Pass, ""},
+        {"slow by 900 ppm", [](auto& c) { c.real = [](double t) { return kNow + t * (1 - 900e-6); }; },
+         Outcome::Fail, "BoardClockDrift "},
+        {"fast by 2000 ppm", [](auto& c) { c.real = [](double t) { return kNow + t * (1 + 2000e-6); }; },
+         Outcome::Fail, "BoardClockDrift "},
+        {"real-time clock stands", [](auto& c) { c.real = [](double t) { return kNow + std::min(t, 5.0); }; },
+         Outcome::Fail, "BoardClockStands "},
+        {"real-time clock goes back", [&](auto& c) { c.real = after(9, -60); }, Outcome::Fail,
+         "BoardClockBack "},
+        {"real-time clock jumps", [&](auto& c) { c.real = after(9, 60); }, Outcome::Fail, "BoardClockDrift "},
+        {"counter stands", [](auto& c) { c.stamp = [](double t) { return kMegahertz * std::min(t, 7.0); }; },
+         Outcome::Fail, "BoardClockStands "},
+        {"counter goes back",
+         [](auto& c) { c.stamp = [](double t) { return kMegahertz * (t < 7 ? t : t - 3); }; }, Outcome::Fail,
+         "BoardClockBack "},
+        {"counter slows down",
+         [](auto& c) { c.stamp = [](double t) { return kMegahertz * (t < 20 ? t : 20 + (t - 20) * 0.99); }; },
+         Outcome::Fail, "BoardClockUneven "},
+        {"raw clock goes back", [](auto& c) { c.raw = [](double t) { return t < 7 ? t : t - 1; }; },
+         Outcome::Fail, "BoardClockBack "},
+        {"no real-time clock", [](auto& c) { c.real = [](double) { return std::nullopt; }; }, Outcome::Pass,
+         ""},
+        {"no counter", [](auto& c) { c.stamp = [](double) { return std::nullopt; }; }, Outcome::Pass, ""},
+        {"neither",
+         [](auto& c) {
+             c.stamp = [](double) { return std::nullopt; };
+             c.real = [](double) { return std::nullopt; };
+         },
+         Outcome::NotSupported, "BoardClockNone "},
+        {"paused for long", // by Ctrl-Z or with its virtual machine: no clock is to blame
+         [](auto& c) { c.pause = [](double t) { return t > 10 && t < 10.05 ? 7.7 : 0.0; }; }, Outcome::Pass,
+         ""},
+        {"paused all the time",
+         [](auto& c) {
+             c.stamp = [](double) { return std::nullopt; };
+             c.pause = [](double) { return 0.9; };
+         },
+         Outcome::CannotRun, "BoardClockShort "},
+    };
+    for (Case const& one : cases) {
+        PaperClocks paper;
+        one.change(paper);
+        WarningHost host;
+        EXPECT_EQ(one.outcome, runClockTest(host, paper.clocks(), {})) << one.what;
+        EXPECT_EQ(one.says, keysOf(host)) << one.what;
+    }
+}
+
+TEST(BoardClocks, driftIsToldWithWhatIsKnownOfIt)
+{
+    PaperClocks paper;
+    paper.real = [](double t) { return kNow + t * (1 - 900e-6); };
+    WarningHost host;
+    runClockTest(host, paper.clocks(), {});
+    ASSERT_EQ(1u, host.m_faults.size());
+    EXPECT_NEAR(901, std::stod(test::valueOf(host.m_faults[0], "Ppm")), 60);
+    EXPECT_LE(std::stod(test::valueOf(host.m_faults[0], "Uncertain")), 100);
+    WarningHost stopped;
+    stopped.m_pollsBeforeStop = 20;
+    EXPECT_EQ(Outcome::Stopped, runClockTest(stopped, PaperClocks().clocks(), {}));
+}
+
+TEST(BoardRtc, runsAndKnowsTheDate)
+{
+    struct Row
+    {
+        char const* what;
+        std::function<std::optional<double>(double)> real;
+        char const* driver;
+        Outcome outcome;
+        char const* says;
+    } const rows[] = {
+        {"sound", [](double t) { return kNow + t; }, "batt_status\t: okay\n", Outcome::Pass, ""},
+        {"in another zone", [](double t) { return kNow + 5.75 * 3600 + t; }, "", Outcome::Pass, ""},
+        {"five minutes off", [](double t) { return kNow + 300 + t; }, "", Outcome::Pass, "BoardRtcAside "},
+        {"years off", [](double t) { return kNow - 1e8 + t; }, "", Outcome::Pass, "BoardRtcAside "},
+        {"reset", [](double t) { return 946'684'800 + t; }, "", Outcome::Fail, "BoardRtcLost "},
+        {"dead battery", [](double t) { return kNow + t; }, "rtc_time\t: 1\nbatt_status\t: dead\n",
+         Outcome::Fail, "BoardRtcBattery "},
+        {"stands", [](double) { return kNow; }, "", Outcome::Fail, "BoardRtcStands "},
+        {"runs away", [](double t) { return kNow + 3 * t; }, "", Outcome::Fail, "BoardRtcJumps "},
+        {"none", [](double) { return std::nullopt; }, "", Outcome::NotSupported, "BoardRtcNone "},
+    };
+    for (auto const& row : rows) {
+        ::test::TemporaryFolder root;
+        std::filesystem::create_directories(root.path("proc/driver"));
+        root.write("proc/driver/rtc", row.driver);
+        PaperClocks paper;
+        paper.real = row.real;
+        WarningHost host;
+        EXPECT_EQ(row.outcome, runRtcTest(host, MachineFolder(root.path()), paper.clocks(),
+                                          static_cast<std::int64_t>(kNow), {}))
+            << row.what;
+        EXPECT_EQ(row.says, keysOf(host)) << row.what;
+    }
+}
+
+} // namespace
+} // namespace krel5::modules::board
