@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # The module on a machine with one card behind a bridge: a link with too few lanes is FAIL, one that is whole PASS, and an error that
-# it counts while it is watched is told.
+# it, its bridge or a stranger counts while it is watched is told, and judged where it is on the way to the card.
 #   module.sh FOLDER_OF_THE_BUILT_MODULES
 set -uo pipefail
 private="unshare --mount"
@@ -21,6 +21,10 @@ if [[ ${1-} != inside ]]; then
     printf 'TOTAL_ERR_COR 0\n' >"$end/aer_dev_correctable"
   done
   echo 0x060400 >"$bridge/class"
+  neighbour=$folder/sys/devices/pci0000:00/0000:00:02.0 # on no way to the card, and with nothing to test
+  mkdir "$neighbour" && ln -s ../../../devices/pci0000:00/0000:00:02.0 "$folder/sys/bus/pci/devices"
+  echo 'TOTAL_ERR_COR 0' >"$neighbour/aer_dev_correctable"
+  for end in "$bridge" "$card" "$neighbour"; do echo 'TOTAL_ERR_FATAL 0' >"$end/aer_dev_fatal"; done
   $private "$BASH" "$0" inside "$folder"
   exit
 fi
@@ -32,7 +36,11 @@ list=$(./pcie enum 2>&1)
 [[ $(grep -c 'link (1) : pcie' <<<"$list") == 1 ]] || { echo "not one device to test:"; echo "$list"; exit 1; }
 while IFS='|' read -r name before during exit verdict text; do
   echo 8 >$card/current_link_width
-  echo 'TOTAL_ERR_COR 0' >$card/aer_dev_correctable
+  echo 'Test.link.Seconds.value=0.6' >pcie.w4i
+  for end in /sys/bus/pci/devices/*; do
+    echo 'TOTAL_ERR_COR 0' >"$end/aer_dev_correctable"
+    echo 'TOTAL_ERR_FATAL 0' >"$end/aer_dev_fatal"
+  done
   (cd $card && eval "$before")
   rm -f said
   LC_ALL=C timeout 60 ./pcie run >said 2>&1 </dev/null & module=$!
@@ -46,6 +54,10 @@ while IFS='|' read -r name before during exit verdict text; do
 done <<'END'
 a whole link|||0|PASS|8 lanes at 16.0 GT/s; both ends can 8 lanes at 16.0 GT/s
 too few lanes|echo 4 >current_link_width||23|FAIL|has 4 lanes, both ends can 8
-an error on the way||echo 'TOTAL_ERR_COR 7' >aer_dev_correctable|0|PASS|7
+an error on the way||echo 'TOTAL_ERR_COR 7' >aer_dev_correctable|0|PASS|0000:03:00.0 counted errors of its link that were corrected: 7.
+one that was not corrected||echo 'TOTAL_ERR_FATAL 2' >aer_dev_fatal|23|FAIL|0000:03:00.0 counted errors of its link that could not be corrected: 2.
+one of the bridge before it||echo 'TOTAL_ERR_FATAL 2' >../aer_dev_fatal|23|FAIL|0000:00:01.0 counted errors of its link that could not be corrected: 2.
+one of a link elsewhere||echo 'TOTAL_ERR_FATAL 2' >../../0000:00:02.0/aer_dev_fatal|0|PASS|0000:00:02.0 counted errors of its link that could not be corrected: 2.
+corrected, where that fails|echo Parameter.CorrectedErrorsFail.value=true >>"$OLDPWD/pcie.w4i"|echo 'TOTAL_ERR_COR 7' >aer_dev_correctable|23|FAIL|0000:03:00.0 counted errors of its link that were corrected: 7.
 END
 exit $failed
