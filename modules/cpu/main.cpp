@@ -6,6 +6,7 @@
 #include <cpu/CoreTest.h>
 #include <cpu/Events.h>
 #include <cpu/Texts.h>
+#include <cpu/load/LoadTest.h>
 
 #include <krel5/DataType.h>
 #include <krel5/DeviceCapability.h>
@@ -28,6 +29,7 @@ Parameter* s_pairs = nullptr;
 Parameter* s_rounds = nullptr;
 Parameter* s_patience = nullptr;
 Parameter* s_seed = nullptr;
+Parameter* s_loadSeconds = nullptr;
 
 CoreTestOptions coreOptions(bool allAtOnce)
 {
@@ -53,6 +55,16 @@ TestResult allCores(DiagDevice const&)
         for (KernelTable const table : {integerKernels(), floatingPointKernels(), vectorKernels()})
             all.insert(all.end(), table.begin(), table.end());
         return runCoreTest(host, all, systemAffinity(), coreOptions(true));
+    });
+}
+
+TestResult load(DiagDevice const&)
+{
+    return s_host.run([](TestHost& host) {
+        LoadOptions options;
+        options.m_seconds = s_loadSeconds->value().valueDouble();
+        options.m_seed = seedOfRun(*s_seed);
+        return runLoadTest(host, systemAffinity(), MachineFolder("/"), options);
     });
 }
 
@@ -88,6 +100,8 @@ int main(int argc, char** argv)
     s_rounds = DiagModule::createParameter("Rounds", DataType::UINT32(), "100000", false, false, "1..");
     s_patience =
         DiagModule::createParameter("PatienceSeconds", DataType::DOUBLE(), "10", false, false, "0.1..3600");
+    s_loadSeconds =
+        DiagModule::createParameter("Seconds", DataType::DOUBLE(), "60", false, false, "0.1..604800");
     s_seed = createSeedParameter();
     s_host.createEvents(kEvents);
     s_host.createTexts(kTexts);
@@ -102,5 +116,6 @@ int main(int argc, char** argv)
         ->addParameter(s_rounds)
         ->addParameter(s_patience);
     createCpuTest("allcores", allCores)->addParameter(s_seconds)->addParameter(s_seed);
+    createCpuTest("load", load)->addParameter(s_loadSeconds)->addParameter(s_seed);
     return DiagModule::start();
 }
