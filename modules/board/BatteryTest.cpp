@@ -3,9 +3,10 @@
 #include <board/Events.h>
 #include <board/Texts.h>
 
+#include <common/Decimals.h>
+
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <optional>
 
 namespace krel5::modules::board {
@@ -28,13 +29,6 @@ std::optional<Charge> chargeOf(MachineFolder const& machine, std::string const& 
     return std::nullopt;
 }
 
-std::string percent(double value)
-{
-    char text[64];
-    std::snprintf(text, sizeof text, "%.0f", value);
-    return text;
-}
-
 } // namespace
 
 Outcome runBatteryTest(TestHost& host, MachineFolder const& machine, std::string const& name,
@@ -47,8 +41,7 @@ Outcome runBatteryTest(TestHost& host, MachineFolder const& machine, std::string
         host.problem({kEventBatteryNone, {{"Battery", battery}}});
         return Outcome::NoDevice;
     }
-    std::string health = machine.attribute(folder + "health").value_or("");
-    health.erase(health.find_last_not_of(" \n") + 1);
+    std::string const health = machine.word(folder + "health");
     bool isBad = false;
     constexpr std::array kEndOfLife{"Dead", "Unspecified failure", "No battery"};
     constexpr std::array kPasses{"Overheat",
@@ -79,13 +72,14 @@ Outcome runBatteryTest(TestHost& host, MachineFolder const& machine, std::string
     auto const cycles = machine.number(folder + "cycle_count");
     host.note({kEventBattery,
                {{"Battery", battery},
-                {"Wear", percent(wear)},
+                {"Wear", decimals(wear, 0)},
                 {"Cycles", cycles.value_or(0) > 0 ? std::to_string(*cycles) : unknown},
                 {"Health", health.empty() ? unknown : health}}});
     if (wear > settings.mostWear) {
         isBad = true;
-        host.fault({kEventBatteryWorn,
-                    {{"Battery", battery}, {"Wear", percent(wear)}, {"Most", percent(settings.mostWear)}}});
+        host.fault(
+            {kEventBatteryWorn,
+             {{"Battery", battery}, {"Wear", decimals(wear, 0)}, {"Most", decimals(settings.mostWear, 0)}}});
     }
     return isBad ? Outcome::Fail : Outcome::Pass;
 }

@@ -3,9 +3,10 @@
 #include <board/Events.h>
 #include <board/Texts.h>
 
+#include <common/Decimals.h>
+
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <vector>
 
 namespace krel5::modules::board {
@@ -17,13 +18,6 @@ constexpr double kStanding = 3; // seconds of one clock without a step of the ot
 constexpr double kMostGap =
     0.5; // seconds: this process was paused meanwhile; an edge that fell into it is not known
 constexpr char kStamp[] = "TSC", kReal[] = "RTC", kRaw[] = "monotonic raw";
-
-std::string number(double value, int decimals)
-{
-    char text[64];
-    std::snprintf(text, sizeof text, "%.*f", decimals, value);
-    return text;
-}
 
 class ClockTest
 {
@@ -51,9 +45,10 @@ public:
             if (!look())
                 return Outcome::Fail;
         }
-        bool const isAny = judgeStamp() | judgeReal();
+        bool const isStampJudged = judgeStamp(), isRealJudged = judgeReal();
+        bool const isAny = isStampJudged || isRealJudged;
         if (!isAny && !m_isBad) {
-            m_host.problem({kEventClockShort, {{"Seconds", number(m_settings.seconds, 1)}}});
+            m_host.problem({kEventClockShort, {{"Seconds", decimals(m_settings.seconds, 1)}}});
             return Outcome::CannotRun;
         }
         return m_isBad ? Outcome::Fail : Outcome::Pass;
@@ -104,7 +99,7 @@ private:
     {
         double const now = m_clocks.raw();
         if (now < m_last) {
-            fault(kEventClockBack, {{"Clock", kRaw}, {"Seconds", number(m_last - now, 6)}});
+            fault(kEventClockBack, {{"Clock", kRaw}, {"Seconds", decimals(m_last - now, 6)}});
             return false;
         }
         double const gap = now - m_last;
@@ -118,7 +113,7 @@ private:
             return true;
         auto const stamp = m_clocks.stamp();
         if (stamp && *stamp < *m_stamp) {
-            fault(kEventClockBack, {{"Clock", kStamp}, {"Seconds", number(now - m_begin, 3)}});
+            fault(kEventClockBack, {{"Clock", kStamp}, {"Seconds", decimals(now - m_begin, 3)}});
             return false;
         }
         m_stamp = stamp ? stamp : m_stamp;
@@ -128,7 +123,7 @@ private:
         double const seconds = next.raw - m_window.raw;
         double const ticks = static_cast<double>(next.stamp - m_window.stamp);
         if (next.stamp <= m_window.stamp) {
-            fault(kEventClockStands, {{"Clock", kStamp}, {"Seconds", number(seconds, 1)}});
+            fault(kEventClockStands, {{"Clock", kStamp}, {"Seconds", decimals(seconds, 1)}});
             return false;
         }
         m_rates.push_back({ticks / seconds, (next.uncertain + m_window.uncertain) / seconds});
@@ -148,7 +143,7 @@ private:
         if (!real || *real == *m_real) {
             if (now - m_realChanged < kStanding)
                 return true;
-            fault(kEventClockStands, {{"Clock", kReal}, {"Seconds", number(now - m_realChanged, 1)}});
+            fault(kEventClockStands, {{"Clock", kReal}, {"Seconds", decimals(now - m_realChanged, 1)}});
             return false;
         }
         m_real = real;
@@ -177,12 +172,13 @@ private:
         }
         m_host.note({kEventClockRate,
                      {{"Clock", kStamp},
-                      {"Rate", number(mean / 1e6, 3) + " MHz"},
-                      {"Ppm", number(std::max(worst, 0.0), 1)},
-                      {"Uncertain", number(uncertain, 1)}}});
+                      {"Rate", decimals(mean / 1e6, 3) + " MHz"},
+                      {"Ppm", decimals(std::max(worst, 0.0), 1)},
+                      {"Uncertain", decimals(uncertain, 1)}}});
         if (worst > m_settings.mostPpm)
-            fault(kEventClockUneven,
-                  {{"Clock", kStamp}, {"Ppm", number(worst, 1)}, {"Most", number(m_settings.mostPpm, 0)}});
+            fault(
+                kEventClockUneven,
+                {{"Clock", kStamp}, {"Ppm", decimals(worst, 1)}, {"Most", decimals(m_settings.mostPpm, 0)}});
         return true;
     }
 
@@ -195,13 +191,13 @@ private:
         double const uncertain = (m_lastEdge.uncertain + m_first->uncertain) / seconds * 1e6;
         m_host.note({kEventClockRate,
                      {{"Clock", kReal},
-                      {"Rate", number(seconds, 0) + " s"},
-                      {"Ppm", number(ppm, 0)},
-                      {"Uncertain", number(uncertain, 0)}}});
+                      {"Rate", decimals(seconds, 0) + " s"},
+                      {"Ppm", decimals(ppm, 0)},
+                      {"Uncertain", decimals(uncertain, 0)}}});
         if (std::abs(ppm) - uncertain > m_settings.mostPpm)
-            fault(kEventClockDrift, {{"Ppm", number(ppm, 0)},
-                                     {"Uncertain", number(uncertain, 0)},
-                                     {"Most", number(m_settings.mostPpm, 0)}});
+            fault(kEventClockDrift, {{"Ppm", decimals(ppm, 0)},
+                                     {"Uncertain", decimals(uncertain, 0)},
+                                     {"Most", decimals(m_settings.mostPpm, 0)}});
         return true;
     }
 

@@ -2,8 +2,9 @@
 
 #include <board/Events.h>
 
+#include <common/Decimals.h>
+
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 
@@ -24,13 +25,6 @@ std::string dateText(std::int64_t seconds)
     return ::gmtime_r(&time, &parts) && std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts) > 0
                ? text
                : std::to_string(seconds);
-}
-
-std::string tenths(double value)
-{
-    char text[64];
-    std::snprintf(text, sizeof text, "%.1f", value);
-    return text;
 }
 
 bool isBatteryDead(MachineFolder const& machine)
@@ -80,12 +74,13 @@ Outcome runRtcTest(TestHost& host, MachineFolder const& machine, Clocks const& c
     double const passed = now - begin;
     double const steps = static_cast<double>(last - *first);
     if (steps == 0)
-        fault(kEventRtcStands, {{"Seconds", tenths(passed)}});
+        fault(kEventRtcStands, {{"Seconds", decimals(passed, 1)}});
     else if (std::abs(steps - passed) > 1.5) // the first and the last second were cut
-        fault(kEventRtcJumps, {{"Steps", tenths(steps)}, {"Seconds", tenths(passed)}});
+        fault(kEventRtcJumps, {{"Steps", decimals(steps, 1)}, {"Seconds", decimals(passed, 1)}});
     else
-        host.note({kEventRtcRuns,
-                   {{"Date", dateText(last)}, {"Steps", tenths(steps)}, {"Seconds", tenths(passed)}}});
+        host.note(
+            {kEventRtcRuns,
+             {{"Date", dateText(last)}, {"Steps", decimals(steps, 1)}, {"Seconds", decimals(passed, 1)}}});
     return isBad ? Outcome::Fail : Outcome::Pass;
 }
 

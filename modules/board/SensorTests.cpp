@@ -3,11 +3,12 @@
 #include <board/Events.h>
 #include <board/Texts.h>
 
+#include <common/Decimals.h>
+#include <common/evidence/HwmonInputs.h>
+
 #include <algorithm>
 #include <cctype>
-#include <charconv>
 #include <cmath>
-#include <cstdio>
 #include <optional>
 #include <string>
 #include <thread>
@@ -17,73 +18,14 @@ namespace krel5::modules::board {
 namespace {
 
 constexpr std::chrono::milliseconds kStep{50};
-constexpr double kBetweenLooks = 0.5;    // seconds
-constexpr std::size_t kMostInputs = 256; // of all chips
-constexpr double kMostReading = 1e7;     // thousandths; beyond that a chip says nonsense
+constexpr double kBetweenLooks = 0.5; // seconds
+constexpr double kMostReading = 1e7;  // thousandths; beyond that a chip says nonsense
 
-/// Whole and signed, as all files of a chip are; nothing for what no chip measures.
+/// Nothing for what no chip measures.
 std::optional<double> reading(MachineFolder const& machine, std::string const& path)
 {
-    auto const text = machine.attribute(path);
-    if (!text)
-        return std::nullopt;
-    std::int64_t value = 0;
-    auto const [end, error] = std::from_chars(text->data(), text->data() + text->size(), value);
-    bool const isWhole = error == std::errc() &&
-                         std::string_view(end, text->data() + text->size() - end).find_first_not_of("\n ") ==
-                             std::string_view::npos;
-    double const number = static_cast<double>(value);
-    return isWhole && std::abs(number) <= kMostReading ? std::optional(number) : std::nullopt;
-}
-
-std::string withoutLineEnd(std::string text)
-{
-    text.erase(text.find_last_not_of(" \n") + 1);
-    return text;
-}
-
-struct Input
-{
-    std::string path; ///< "sys/class/hwmon/hwmon1/fan2"; its files go on with "_input" and the like
-    std::string name; ///< "nct6775 fan2", "nct6775 CPU fan"
-    std::string label;
-};
-
-/// "fan12_input" of the kind "fan".
-bool isInput(std::string const& file, std::string const& kind)
-{
-    std::string const ending = "_input";
-    if (!file.starts_with(kind) || !file.ends_with(ending) || file.size() <= kind.size() + ending.size())
-        return false;
-    return std::all_of(file.begin() + static_cast<std::ptrdiff_t>(kind.size()),
-                       file.end() - static_cast<std::ptrdiff_t>(ending.size()),
-                       [](unsigned char c) { return std::isdigit(c) != 0; });
-}
-
-std::vector<Input> inputsOf(MachineFolder const& machine, std::string const& kind)
-{
-    std::vector<Input> all;
-    std::string const chips = "sys/class/hwmon/";
-    for (std::string const& chip : machine.list(chips)) {
-        std::string const folder = chips + chip + "/";
-        std::string const name = withoutLineEnd(machine.attribute(folder + "name").value_or(chip));
-        for (std::string const& file : machine.list(folder)) {
-            if (!isInput(file, kind) || all.size() >= kMostInputs)
-                continue;
-            std::string const input = file.substr(0, file.size() - 6);
-            std::string const label =
-                withoutLineEnd(machine.attribute(folder + input + "_label").value_or(""));
-            all.push_back({folder + input, name + " " + (label.empty() ? input : label), label});
-        }
-    }
-    return all;
-}
-
-std::string decimals(double value, int count)
-{
-    char text[64];
-    std::snprintf(text, sizeof text, "%.*f", count, value);
-    return text;
+    auto const value = machine.reading(path);
+    return value && std::abs(*value) <= kMostReading ? value : std::nullopt;
 }
 
 /// Calls `look` now and then until the time is over. Nothing: it was to the end.
@@ -110,7 +52,7 @@ std::optional<Outcome> watch(TestHost& host, Pace const& pace, double seconds,
 
 struct FanSeen
 {
-    Input input;
+    HwmonInput input;
     double least = 0, most = 0, last = 0; // turns a minute
     bool isSeen = false, isAlarm = false;
     // The hottest, in degrees: at which it turned; at which it stood; at which it stood again, no cooler than when it turned. A
@@ -123,9 +65,9 @@ class FanTest
 public:
     FanTest(TestHost& host, MachineFolder const& machine, Pace const& pace, FanSettings const& settings)
         : m_host(host), m_machine(machine), m_pace(pace), m_settings(settings),
-          m_heat(inputsOf(machine, "temp"))
+          m_heat(hwmonInputs(machine, "temp"))
     {
-        for (Input const& input : inputsOf(machine, "fan"))
+        for (HwmonInput const& input : hwmonInputs(machine, "fan"))
             m_fans.push_back({input});
     }
 
@@ -147,7 +89,7 @@ private:
     double hottest() const
     {
         double most = -1e9;
-        for (Input const& one : m_heat)
+        for (HwmonInput const& one : m_heat)
             most = std::max(most, reading(m_machine, one.path + "_input").value_or(-1e12) / 1000);
         return most < 150 ? most : -1e9; // a sensor that is not connected
     }
@@ -225,7 +167,7 @@ private:
     MachineFolder const& m_machine;
     Pace const& m_pace;
     FanSettings const& m_settings;
-    std::vector<Input> const m_heat;
+    std::vector<HwmonInput> const m_heat;
     std::vector<FanSeen> m_fans;
     bool m_isBad = false;
 };
@@ -257,12 +199,12 @@ std::optional<double> nominalOf(std::string label)
 
 struct VoltageSeen
 {
-    Input input;
+    HwmonInput input;
     std::optional<Range> range;
     std::optional<double> least, most;
 };
 
-std::optional<Range> rangeOf(MachineFolder const& machine, Input const& input, bool isLimitStrict)
+std::optional<Range> rangeOf(MachineFolder const& machine, HwmonInput const& input, bool isLimitStrict)
 {
     auto const both = [&](char const* low, char const* high) -> std::optional<Range> {
         auto const from = reading(machine, input.path + low), to = reading(machine, input.path + high);
@@ -322,7 +264,7 @@ Outcome runVoltageTest(TestHost& host, MachineFolder const& machine, Pace const&
                        VoltageSettings const& settings)
 {
     std::vector<VoltageSeen> all;
-    for (Input const& input : inputsOf(machine, "in"))
+    for (HwmonInput const& input : hwmonInputs(machine, "in"))
         if (auto const range = rangeOf(machine, input, settings.isLimitStrict))
             all.push_back({input, range, std::nullopt, std::nullopt});
     if (all.empty()) {

@@ -54,6 +54,10 @@ public:
     std::optional<std::string> attribute(std::string const& path) const;
     /// The number that the file is, decimal.
     std::optional<std::uint64_t> number(std::string const& path) const;
+    /// The decimal number, signed, that a file of sysfs is; nothing for one beyond 2^40, which no sensor measures.
+    std::optional<double> reading(std::string const& path) const;
+    /// What a file of sysfs holds, without its line end; empty where it cannot be read.
+    std::string word(std::string const& path) const;
     HeldFile hold(std::string const& path) const;
     bool has(std::string const& path) const;
     /// Names in the folder, in order; none where there is no such folder.

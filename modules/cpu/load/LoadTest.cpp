@@ -1,5 +1,6 @@
 #include <cpu/load/LoadTest.h>
 
+#include <common/Decimals.h>
 #include <common/ErrorText.h>
 #include <common/Stopwatch.h>
 #include <common/Workers.h>
@@ -9,7 +10,6 @@
 #include <cpu/load/MatrixProduct.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -26,13 +26,6 @@ struct Wrong
     WrongElement element;
     std::uint64_t seed;
 };
-
-std::string decimals(double value, int count)
-{
-    char text[64];
-    std::snprintf(text, sizeof text, "%.*f", count, value);
-    return text;
-}
 
 class LoadRun
 {

@@ -186,7 +186,7 @@ TEST(LoadWatch, tellsHowHotItBecame)
                std::to_string(std::lround(one.least)) + " " + std::to_string(std::lround(one.most)) + " " +
                std::to_string(std::lround(one.last)) + " " + one.unit + "\n";
     EXPECT_EQ(
-        "k10temp fan1 900 900 900 900 1/min\nk10temp Tctl 40 40 91 85 °C\n2 CPU 2500 2000 2500 2000 MHz\n",
+        "k10temp Tctl 40 40 91 85 °C\nk10temp fan1 900 900 900 900 1/min\n2 CPU 2500 2000 2500 2000 MHz\n",
         all);
 }
 

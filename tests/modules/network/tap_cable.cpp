@@ -41,7 +41,7 @@ int main(int argc, char** argv)
         if (fault == "silent" || (fault == "lose" && isChosen))
             continue;
         if (fault == "damage" && isChosen)
-            frame[count - 3] ^= 0x10;
+            frame[static_cast<std::size_t>(count) - 3] ^= 0x10;
         if (fault == "cut" && isChosen)
             --count;
         if (fault == "swap" && isChosen) {

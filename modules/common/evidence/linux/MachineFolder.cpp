@@ -85,6 +85,24 @@ std::optional<std::string> MachineFolder::attribute(std::string const& path) con
     return hold(path).attribute();
 }
 
+std::optional<double> MachineFolder::reading(std::string const& path) const
+{
+    constexpr std::uint64_t kMost = std::uint64_t{1} << 40;
+    std::string const text = word(path);
+    bool const isNegative = text.starts_with('-');
+    auto const size = wholeNumber(std::string_view(text).substr(isNegative ? 1 : 0));
+    if (!size || *size > kMost)
+        return std::nullopt;
+    return isNegative ? -static_cast<double>(*size) : static_cast<double>(*size);
+}
+
+std::string MachineFolder::word(std::string const& path) const
+{
+    std::string text = attribute(path).value_or(std::string());
+    text.erase(text.find_last_not_of(" \n") + 1);
+    return text;
+}
+
 std::optional<std::uint64_t> MachineFolder::number(std::string const& path) const
 {
     auto const content = attribute(path);
