@@ -51,7 +51,7 @@ lose|23|FAIL|Of 2000 frames that cable0 sent 40 did not come back
 damage|23|FAIL|came back changed
 cut|23|FAIL|and received -
 double|23|FAIL|came back more than once, or later than was waited for: 40
-swap|23|FAIL|that were overtaken: 39
+swap|23|FAIL|that were overtaken: 40
 silent|23|FAIL|none came back
 down|28|CANNOT RUN|switched off
 END
