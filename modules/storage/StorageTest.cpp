@@ -12,6 +12,10 @@
 namespace krel5::modules::storage {
 namespace {
 
+// Drives hold up to so much in a cache of their own (hard drives of 2024: 512 MiB; solid-state drives use theirs for their tables),
+// and answer from there what was written last. A file that is chosen is twice as large; the least is one that still takes a while.
+constexpr std::uint64_t kLargestCache = std::uint64_t{512} << 20, kChosenFile = 2 * kLargestCache;
+constexpr std::uint64_t kLeastChosenFile = std::uint64_t{64} << 20;
 constexpr std::uint64_t kMebibyte = 1 << 20;
 constexpr int kWritingShare = 50; // percent
 
@@ -134,11 +138,20 @@ Outcome readFile(TestHost& host, std::string const& device, StorageSettings cons
         host.problem({kEventNoFileSystem, {{"Device", device}}});
         return Outcome::CannotRun;
     }
-    std::uint64_t const size = std::max<std::uint64_t>(settings.m_fileBytes / kMebibyte, 1) * kMebibyte;
+    bool const isChosen = settings.m_fileBytes == 0;
+    std::uint64_t size =
+        isChosen ? kChosenFile : std::max<std::uint64_t>(settings.m_fileBytes / kMebibyte, 1) * kMebibyte;
     SeededContent const content(settings.m_plan.m_seed);
-    OpenedSource const scratch = makeFile(host, directories, size, content, access);
+    OpenedSource scratch = makeFile(host, directories, size, content, access);
+    if (std::uint64_t const half = scratch.m_free / 2 / kMebibyte * kMebibyte;
+        isChosen && scratch.m_wanted > 0 && half >= kLeastChosenFile)
+        scratch = makeFile(host, directories, size = half, content, access);
     if (scratch.m_error != 0)
         return fileFailed(host, scratch, size);
+    if (size < kChosenFile)
+        host.warning({kEventFileSmall,
+                      {{"MiB", std::to_string(size / kMebibyte)},
+                       {"CacheMiB", std::to_string(kLargestCache / kMebibyte)}}});
     host.note({kEventFile,
                {{"Directory", scratch.m_place},
                 {"MiB", std::to_string(size / kMebibyte)},

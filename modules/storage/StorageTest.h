@@ -22,7 +22,7 @@ struct StorageSettings
     /// Read a file made on a file system of the drive instead of the drive. It has no name and is gone
     /// afterwards.
     bool m_useFile = false;
-    std::uint64_t m_fileBytes = std::uint64_t(256) << 20;
+    std::uint64_t m_fileBytes = 0; ///< 0: more than a drive's cache holds, or what there is room for
 };
 
 /// What the test asks of the operating system.
@@ -37,7 +37,7 @@ struct DriveAccess
 
 /// What runReadTest reports, and: problems "StorageOpenFailed" and "StorageOpenRefused" (Device, Reason),
 /// "StorageNoFileSystem" (Device), "StorageFileFailed" and "StorageReadOnly" (Directory, Reason),
-/// "StorageNoSpace" (Directory, FreeMiB, WantedMiB, FileMiB), "StorageFilledUp" (Directory, FreeMiB); fault
+/// "StorageFileSmall" (MiB, CacheMiB), a warning; "StorageNoSpace" (Directory, FreeMiB, WantedMiB, FileMiB), "StorageFilledUp" (Directory, FreeMiB); fault
 /// "StorageWriteFailed" (Directory, Reason), which is a problem when the drive has gone or cannot be reached;
 /// notes "StorageFile" (Directory, MiB, BlockBytes), "StorageCached" (Device). A drive that may not be opened
 /// is InsufficientPrivilege. Nothing is written for a plan that cannot be carried out.

@@ -207,7 +207,7 @@ void createParameters()
     s_isErasable = DiagModule::createParameter("EraseConfirmed", DataType::BOOLEAN(), "false", false);
     s_seed = createSeedParameter();
     s_useFile = DiagModule::createParameter("UseFile", DataType::BOOLEAN(), "false", false);
-    s_fileSize = DiagModule::createParameter("FileSizeMiB", DataType::UINT32(), "256", false, false, "1..");
+    s_fileSize = DiagModule::createParameter("FileSizeMiB", DataType::UINT32(), "0", false, false, "0..");
     s_deviceType = DiagModule::createParameter("DeviceType", DataType::STRING(), "", false);
     s_pollSeconds =
         DiagModule::createParameter("PollSeconds", DataType::DOUBLE(), "5", false, false, "0.1..600");

@@ -198,6 +198,43 @@ TEST(StorageTest, saysHowMuchSpaceIsWantedAndFree)
               std::vector<std::string>{"StorageNoSpace Directory=/full FreeMiB=5 WantedMiB=8 FileMiB=4"});
 }
 
+TEST(StorageTest, takesMoreThanACacheHoldsOrWhatThereIsRoomFor)
+{
+    for (std::uint64_t const freeMebibytes : {9000, 900, 90}) {
+        std::vector<std::uint64_t> sizes;
+        DriveAccess access;
+        access.m_directories = [](std::string const&) { return std::vector<std::string>{"/here"}; };
+        access.m_make = [&](std::string const&, std::uint64_t size, SeededContent const& content, auto&&...) {
+            sizes.push_back(size >> 20);
+            OpenedSource opened;
+            opened.m_free = freeMebibytes << 20;
+            if (size * 2 > opened.m_free) {
+                opened.m_error = ENOSPC;
+                opened.m_wanted = size * 2;
+            } else {
+                opened.m_source = std::make_unique<PaperFile>(content, size);
+            }
+            return opened;
+        };
+        ReportLog host;
+        StorageSettings settings = fileSettings();
+        settings.m_fileBytes = 0;
+        settings.m_plan.m_amount = 4 << 20;
+        Outcome const outcome = runStorageTest(host, "/dev/drive", settings, access);
+        if (freeMebibytes == 90) { // a file of 45 MiB would prove little
+            EXPECT_EQ(outcome, Outcome::CannotRun);
+            EXPECT_EQ(sizes, std::vector<std::uint64_t>{1024});
+            continue;
+        }
+        EXPECT_EQ(outcome, Outcome::Pass);
+        EXPECT_EQ(sizes, freeMebibytes == 9000 ? std::vector<std::uint64_t>{1024}
+                                               : (std::vector<std::uint64_t>{1024, 450}));
+        EXPECT_EQ(host.m_warnings, freeMebibytes == 9000
+                                       ? std::vector<std::string>{}
+                                       : std::vector<std::string>{"StorageFileSmall MiB=450 CacheMiB=512"});
+    }
+}
+
 TEST(StorageTest, doesNotCallSpaceMissingThatWasThere)
 {
     DriveAccess access;
