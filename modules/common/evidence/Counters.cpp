@@ -1,6 +1,7 @@
 #include <common/evidence/Counters.h>
 
 #include <common/evidence/Events.h>
+#include <common/evidence/HwmonInputs.h>
 
 #include <algorithm>
 #include <array>
@@ -14,12 +15,6 @@ constexpr char kProcessors[] = "sys/devices/system/cpu/";
 constexpr char kFunctions[] = "sys/bus/pci/devices/";
 constexpr char kInterrupts[] = "proc/interrupts";
 constexpr std::size_t kLargestTable = 1 << 22; // of 4096 processors
-
-/// "mc12" of "mc".
-bool isNumbered(std::string_view name, std::string_view word)
-{
-    return name.starts_with(word) && wholeNumber(name.substr(word.size()));
-}
 
 std::string firstLine(std::optional<std::string> text)
 {

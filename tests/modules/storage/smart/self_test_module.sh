@@ -11,7 +11,7 @@ cat >sbin/smartctl <<'END'
 cd /usr/sbin
 echo "$*" >>words
 case "$*" in
-  *' -t '*) : >begun; printf '{"smartctl":{"exit_status":0}}'; exit 0 ;;
+  *' -t '*) : >begun; [ ! -e errors ] || cat errors >/sys/class/block/sda/device/ioerr_cnt; printf '{"smartctl":{"exit_status":0}}'; exit 0 ;;
   *' -X '*) : >ended; exit 0 ;;
 esac
 value=0
@@ -44,6 +44,18 @@ done <<'END'
 7|long|112|23|FAIL|A self-test of the drive failed: extended
 7|long|33|28|CANNOT RUN|did not come to its end
 END
+# What the system counts of this drive meanwhile is told, and no verdict follows from it.
+drive=/sys/devices/pci0000:00/0000:00:1f.2/ata1/host0/target0:0:0/0:0:0:0
+mkdir -p /sys/class/block
+ln -s "../../${drive#/sys/}/block/sda" /sys/class/block/sda
+ln -s ../../../0:0:0:0 $drive/block/sda/device
+echo 0x5 >$drive/ioerr_cnt
+begin 0
+echo 0x8 >sbin/errors
+LC_ALL=C ./storage run -t 6 -d 1 >output 2>&1
+status=$?
+expect counted 0 PASS 'the drive sda answered commands with errors: 3'
+rm sbin/errors
 begin hangs
 LC_ALL=C ./storage run -t 7 -d 1 >output 2>&1 & module=$!
 until grep -qs 'Percent Done: 50' output; do sleep 0.05; kill -0 $module || break; done
