@@ -160,8 +160,10 @@ void MachineCounters::findBus()
 
 void MachineCounters::findDrives()
 {
-    for (std::string const& name : m_machine.list("sys/class/block")) {
-        std::string const device = "sys/class/block/" + name + "/device/";
+    // Whole drives; the class, which has their parts too, is not in every captured tree.
+    std::string const drives = m_machine.has("sys/block") ? "sys/block/" : "sys/class/block/";
+    for (std::string const& name : m_machine.list(drives)) {
+        std::string const device = drives + name + "/device/";
         // A drive also counts a command that it does not know as an error: no verdict follows from one.
         add(kEventDriveErrors, Gravity::Observed, Kind::Drive, name, device + "ioerr_cnt");
         add(kEventDriveTimeouts, Gravity::Observed, Kind::Drive, name, device + "iotmo_cnt");

@@ -6,7 +6,7 @@
 //
 // Read, where a machine has them: sys/devices/system/edac/mc (Documentation/ABI/testing/sysfs-devices-edac), proc/interrupts
 // and sys/devices/system/cpu/cpu*/thermal_throttle, sys/bus/pci/devices/*/aer_dev_* (sysfs-bus-pci-devices-aer_stats),
-// sys/class/block/*/device/{ioerr_cnt,iotmo_cnt}, sys/class/net/*/statistics. Needs no privilege. Nothing is read that would
+// sys/block/*/device/{ioerr_cnt,iotmo_cnt}, sys/class/net/*/statistics. Needs no privilege. Nothing is read that would
 // wake or ask a device: hwmon chips only where they are the processor's own.
 //
 // Thread rule: one thread.

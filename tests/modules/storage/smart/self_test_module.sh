@@ -11,7 +11,7 @@ cat >sbin/smartctl <<'END'
 cd /usr/sbin
 echo "$*" >>words
 case "$*" in
-  *' -t '*) : >begun; [ ! -e errors ] || cat errors >/sys/class/block/sda/device/ioerr_cnt; printf '{"smartctl":{"exit_status":0}}'; exit 0 ;;
+  *' -t '*) : >begun; [ ! -e errors ] || cat errors >/sys/block/sda/device/ioerr_cnt; printf '{"smartctl":{"exit_status":0}}'; exit 0 ;;
   *' -X '*) : >ended; exit 0 ;;
 esac
 value=0
@@ -46,8 +46,6 @@ done <<'END'
 END
 # What the system counts of this drive meanwhile is told, and no verdict follows from it.
 drive=/sys/devices/pci0000:00/0000:00:1f.2/ata1/host0/target0:0:0/0:0:0:0
-mkdir -p /sys/class/block
-ln -s "../../${drive#/sys/}/block/sda" /sys/class/block/sda
 ln -s ../../../0:0:0:0 $drive/block/sda/device
 echo 0x5 >$drive/ioerr_cnt
 begin 0
