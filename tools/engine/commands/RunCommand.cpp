@@ -3,6 +3,7 @@
 #include <engine/catalog/Assignment.h>
 #include <engine/commands/WatchCommand.h>
 #include <engine/plan/Names.h>
+#include <engine/report/linux/Priority.h>
 #include <engine/runner/ExitStatus.h>
 #include <engine/runner/HeadStart.h>
 #include <engine/runner/HttpRequests.h>
@@ -163,6 +164,7 @@ void tellOfPlansCalledLike(std::vector<std::string> const& words)
 
 int runCommand(RunRequest const& request)
 {
+    goBeforeModules();
     tellOfPlansCalledLike(request.words);
     fetcherFor(request.options.allowedHosts); // a word that is no host is told now
     requireNewReport(request.options.report); // told before the machine is looked at

@@ -1,10 +1,11 @@
 #include <engine/report/ReportQueue.h>
 
+#include <engine/report/linux/Priority.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <condition_variable>
 #include <csignal>
-#include <sys/resource.h>
 #include <utility>
 
 namespace engine {
@@ -13,9 +14,6 @@ namespace {
 
 // What ends a run mostly stands right before what begins the next one, or ends the session.
 constexpr std::chrono::microseconds kMoment{300};
-// No test begins before its record is on disk, and what is tested may keep all processors busy: this thread, which does
-// little but wait for the disk, goes before it.
-constexpr int kNice = -10;
 
 } // namespace
 
@@ -152,7 +150,7 @@ int ReportQueue::write(Shared& shared, std::vector<Job> jobs)
 
 void ReportQueue::work(Shared& shared)
 {
-    ::setpriority(PRIO_PROCESS, 0, kNice); // of this thread; of no effect but for root
+    goBeforeModules(); // no test begins before its record is on disk
     std::unique_lock<std::mutex> lock(shared.mutex);
     for (;;) {
         shared.changed.wait(lock, [&] { return !shared.jobs.empty() || shared.isClosed; });
