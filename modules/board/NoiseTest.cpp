@@ -2,10 +2,12 @@
 
 #include <board/Events.h>
 
+#include <common/ErrorText.h>
 #include <common/Stopwatch.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <optional>
@@ -69,6 +71,11 @@ private:
 std::optional<Outcome> judge(TestHost& host, NoiseSource const& source, NoiseSettings const& settings,
                              std::function<void(double)> const& progress)
 {
+    if (source.error != 0) {
+        host.problem({kEventNoiseRefused, {{"Source", source.name}, {"Reason", errorText(source.error)}}});
+        return source.error == EACCES || source.error == EPERM ? Outcome::InsufficientPrivilege
+                                                               : Outcome::CannotRun;
+    }
     HealthTests tests(settings.entropy);
     Stopwatch const clock;
     std::array<std::uint8_t, kPiece> piece;

@@ -28,8 +28,9 @@ struct NoiseSource
         std::string reason = {}; ///< of Failed
     };
     std::string name; ///< "RDRAND", "/dev/hwrng"
+    int error = 0;    ///< errno value of one that is there and could not be opened; it has no `read` then
     /// Fills the beginning; returns within 50 ms, with Later where nothing came in that time.
-    std::function<Reading(std::span<std::uint8_t>)> read;
+    std::function<Reading(std::span<std::uint8_t>)> read = nullptr;
 };
 
 /// Those of the running machine.
@@ -49,7 +50,8 @@ unsigned mostInARow(unsigned entropy);
 unsigned mostInAWindow(unsigned entropy);
 
 /// Faults: "BoardNoiseRepeats" (Source, Byte, Most), "BoardNoiseUneven" (Source, Byte, Most, Window), "BoardNoiseFails" (Source, Reason).
-/// Problems: "BoardNoiseNone"; "BoardNoiseSlow" (Source, Bytes) where too little came. Notes: "BoardNoise" (Source, Bytes).
+/// Problems: "BoardNoiseNone"; "BoardNoiseSlow" (Source, Bytes) where too little came, "BoardNoiseRefused" (Source,
+/// Reason). Notes: "BoardNoise" (Source, Bytes).
 Outcome runNoiseTest(TestHost& host, std::vector<NoiseSource> const& sources, NoiseSettings const& settings);
 
 } // namespace krel5::modules::board

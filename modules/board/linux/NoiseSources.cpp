@@ -51,7 +51,7 @@ NoiseSource instruction(char const* name, bool (*draw)(std::uint64_t&), int trie
         }
         return {State::Some, filled};
     };
-    return {name, read};
+    return {name, 0, read};
 }
 
 void addInstructions(std::vector<NoiseSource>& all)
@@ -68,11 +68,13 @@ void addInstructions(std::vector<NoiseSource>&) {}
 
 struct Device
 {
-    explicit Device(char const* path) : file(::open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {}
+    explicit Device(char const* path)
+        : file(::open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC)), error(file < 0 ? errno : 0)
+    {}
     ~Device() { file >= 0 ? ::close(file) : 0; }
     Device(Device const&) = delete;
     Device& operator=(Device const&) = delete;
-    int const file;
+    int const file, error;
 };
 
 } // namespace
@@ -83,12 +85,18 @@ std::vector<NoiseSource> systemNoise()
     addInstructions(all);
     constexpr char kPath[] = "/dev/hwrng";
     auto const device = std::make_shared<Device>(kPath);
-    if (device->file < 0)
-        return all;
-    // The system says ENODEV where it has the file and no generator.
+    auto const isNone = [](int error) { return error == ENOENT || error == ENODEV || error == ENXIO; };
+    // The system says ENODEV of the first byte where it has the file and no generator.
     std::uint8_t first;
-    if (::read(device->file, &first, 1) < 0 && errno != EAGAIN && errno != EINTR)
+    bool const isRead = device->file >= 0 && ::read(device->file, &first, 1) >= 0;
+    if (int const error = isRead             ? 0
+                          : device->file < 0 ? device->error
+                                             : errno;
+        error != 0 && error != EAGAIN && error != EINTR) {
+        if (!isNone(error))
+            all.push_back({kPath, error});
         return all;
+    }
     auto const read = [device](std::span<std::uint8_t> into) -> NoiseSource::Reading {
         ssize_t const count = ::read(device->file, into.data(), into.size());
         if (count > 0)
@@ -100,7 +108,7 @@ std::vector<NoiseSource> systemNoise()
         ::poll(nullptr, 0, 5);
         return {State::Later};
     };
-    all.push_back({kPath, read});
+    all.push_back({kPath, 0, read});
     return all;
 }
 

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <memory>
 
 namespace krel5::modules::board {
@@ -25,7 +26,7 @@ NoiseSource source(std::function<std::uint8_t(std::size_t, std::uint64_t random)
         std::uint64_t random = 1;
     };
     auto const position = std::make_shared<Position>();
-    return {"paper", [=](std::span<std::uint8_t> into) -> NoiseSource::Reading {
+    return {"paper", 0, [=](std::span<std::uint8_t> into) -> NoiseSource::Reading {
                 std::size_t const count = std::min(piece, into.size());
                 for (std::size_t i = 0; i < count; ++i) {
                     position->random = position->random * 6364136223846793005u + 1442695040888963407u;
@@ -82,14 +83,14 @@ TEST(BoardNoise, aFailedGeneratorIsFound)
         {"two bits only", source([](auto, auto random) { return random & 3; }), Outcome::Fail,
          "BoardNoiseUneven "},
         {"refuses",
-         {"paper",
+         {"paper", 0,
           [](auto) {
               return NoiseSource::Reading{State::Failed, 0, "why"};
           }},
          Outcome::Fail,
          "BoardNoiseFails "},
         {"dries up",
-         {"paper", [](auto) { return NoiseSource::Reading{State::Later}; }},
+         {"paper", 0, [](auto) { return NoiseSource::Reading{State::Later}; }},
          Outcome::CannotRun,
          "BoardNoiseSlow "},
     };
@@ -101,6 +102,10 @@ TEST(BoardNoise, aFailedGeneratorIsFound)
         EXPECT_EQ(row.outcome, runNoiseTest(host, {row.noise}, settings)) << row.what;
         EXPECT_EQ(row.says, test::keysOf(host)) << row.what;
     }
+    // One that nobody could open was not tested, whatever the others are.
+    test::WarningHost refused;
+    EXPECT_EQ(Outcome::CannotRun, runNoiseTest(refused, {rows[0].noise, {"full", EMFILE}}, {}));
+    EXPECT_EQ("BoardNoiseRefused ", test::keysOf(refused));
     test::WarningHost host;
     EXPECT_EQ(Outcome::NotSupported, runNoiseTest(host, {}, {}));
     // A bad one is FAIL whatever comes behind it.
