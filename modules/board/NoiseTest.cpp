@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
@@ -18,6 +19,8 @@ namespace {
 constexpr unsigned kAlarmBits = 40;       // -log2 of the chance of a false alarm, 20 to 40 in the publication
 constexpr std::size_t kLeastBytes = 1024; // as many as a start-up test takes
 constexpr std::size_t kPiece = 4096;
+constexpr std::size_t kBlock =
+    16; // bytes; that two of a source agree by chance is rarer than any alarm of its entropy
 
 std::string byteText(unsigned byte)
 {
@@ -26,7 +29,36 @@ std::string byteText(unsigned byte)
     return text;
 }
 
-/// Both tests, byte by byte.
+/// Each block is compared with one before: the first, second, fourth, eighth and so on, each until the next is reached. So any cycle is
+/// found that begins in the first half, when three of it were drawn at the latest (R. P. Brent, "An improved Monte Carlo factorization
+/// algorithm", 1980).
+class CycleTest
+{
+public:
+    /// After how many bytes the source came to the same again; nothing while it has not.
+    std::optional<std::uint64_t> take(std::uint8_t byte)
+    {
+        m_block[m_filled++] = byte;
+        if (m_filled < kBlock)
+            return std::nullopt;
+        m_filled = 0;
+        ++m_count;
+        if (m_count > 1 && m_block == m_kept)
+            return (m_count - m_keptAt) * kBlock;
+        if (std::has_single_bit(m_count)) {
+            m_kept = m_block;
+            m_keptAt = m_count;
+        }
+        return std::nullopt;
+    }
+
+private:
+    std::array<std::uint8_t, kBlock> m_block{}, m_kept{};
+    std::size_t m_filled = 0;
+    std::uint64_t m_count = 0, m_keptAt = 0; // blocks
+};
+
+/// All tests, byte by byte.
 class HealthTests
 {
 public:
@@ -56,6 +88,8 @@ public:
                           {"Byte", byteText(byte)},
                           {"Most", std::to_string(m_mostInAWindow - 1)},
                           {"Window", std::to_string(kNoiseWindow)}}};
+        if (auto const cycle = m_cycle.take(byte))
+            return Fault{kEventNoiseCycle, {{"Source", source}, {"Bytes", std::to_string(*cycle)}}};
         return std::nullopt;
     }
     std::size_t count() const { return m_count; }
@@ -65,6 +99,7 @@ private:
     std::size_t m_count = 0;
     unsigned m_inARow = 0, m_inWindow = 0, m_seen = 0;
     std::uint8_t m_last = 0, m_watched = 0;
+    CycleTest m_cycle;
 };
 
 /// Of one source. Nothing: it has failed.

@@ -1,9 +1,9 @@
 #pragma once
 // Random numbers of the hardware, by the two health tests of NIST SP 800-90B that find a source that has failed: the repetition count
-// test (4.4.1) and the adaptive proportion test (4.4.2), over bytes. They are to find what is broken, and say nothing of how
-// good a source is.
+// test (4.4.1) and the adaptive proportion test (4.4.2), over bytes; and by a search for a cycle, since a source that gives the same eight
+// different bytes for ever passes both. They are to find what is broken, and say nothing of how good a source is.
 //
-//     for (NoiseSource const& source : systemNoise())
+//     Outcome outcome = runNoiseTest(host, systemNoise(), NoiseSettings{});
 //
 // Thread rule: as for TestHost.
 
@@ -49,9 +49,8 @@ constexpr unsigned kNoiseWindow = 512;
 unsigned mostInARow(unsigned entropy);
 unsigned mostInAWindow(unsigned entropy);
 
-/// Faults: "BoardNoiseRepeats" (Source, Byte, Most), "BoardNoiseUneven" (Source, Byte, Most, Window), "BoardNoiseFails" (Source, Reason).
-/// Problems: "BoardNoiseNone"; "BoardNoiseSlow" (Source, Bytes) where too little came, "BoardNoiseRefused" (Source,
-/// Reason). Notes: "BoardNoise" (Source, Bytes).
+/// Faults: "BoardNoiseRepeats" (Source, Byte, Most), "BoardNoiseUneven" (Source, Byte, Most, Window), "BoardNoiseCycle" (Source, Bytes),
+/// "BoardNoiseFails" (Source, Reason). Problems: "BoardNoiseNone"; "BoardNoiseSlow" (Source, Bytes) where too little came; "BoardNoiseRefused" (Source, Reason). Notes: "BoardNoise" (Source, Bytes).
 Outcome runNoiseTest(TestHost& host, std::vector<NoiseSource> const& sources, NoiseSettings const& settings);
 
 } // namespace krel5::modules::board

@@ -15,7 +15,7 @@ namespace {
 constexpr std::size_t kHeader = 10; // tag, size, code
 constexpr std::size_t kMostAnswer = 4096;
 constexpr std::uint32_t kFailure2 = 0x101, kTesting2 = 0x90A, kRetry2 = 0x922, kYielded2 = 0x908; // TPM_RC
-constexpr std::uint32_t kFailedSelfTest1 = 0x1C, kDoingSelfTest1 = 0x802; // TPM_RESULT
+constexpr std::uint32_t kFailedSelfTest1 = 0x1C, kRetry1 = 0x800, kDoingSelfTest1 = 0x802; // TPM_RESULT
 constexpr double kBetweenQuestions = 0.2;
 
 using Bytes = std::vector<std::uint8_t>;
@@ -59,15 +59,7 @@ public:
         if (auto const refused = notThere())
             return *refused;
         m_begin = m_tpm.now();
-        auto code = ask(m_dialect.selfTest);
-        while (code && isBusy(*code)) {
-            if (!pause())
-                return *m_end;
-            code = askResult();
-        }
-        // A TPM in failure mode answers nothing but this question.
-        if (code && (*code == 0 || isFailure(*code)))
-            code = *code == 0 ? askResult() : code;
+        auto const code = testItself();
         if (!code)
             return *m_end;
         if (isFailure(*code)) {
@@ -83,6 +75,21 @@ public:
     }
 
 private:
+    /// What came of its self-test; nothing: m_end says why.
+    std::optional<std::uint32_t> testItself()
+    {
+        bool isTold = false; // to test itself; then it is asked for the result
+        while (true) {
+            auto const code = isTold ? askResult() : ask(m_dialect.selfTest);
+            if (!code || (!isBusy(*code) && (*code != 0 || isTold)))
+                return code;
+            if (isBusy(*code) && !pause())
+                return std::nullopt;
+            // A command that it had no time for has to be sent again. The result that version 1.2 gives does not say how its self-test went.
+            isTold = isTold || *code == 0 || (m_tpm.version != 1 && *code == kTesting2);
+        }
+    }
+
     std::optional<Outcome> notThere()
     {
         if (m_tpm.version == 0) {
@@ -102,7 +109,7 @@ private:
     }
     bool isBusy(std::uint32_t code) const
     {
-        return m_tpm.version == 1 ? code == kDoingSelfTest1
+        return m_tpm.version == 1 ? code == kDoingSelfTest1 || code == kRetry1
                                   : code == kTesting2 || code == kRetry2 || code == kYielded2;
     }
 
@@ -111,6 +118,16 @@ private:
     {
         m_host.fault({kEventTpmSilent, {{"Seconds", std::to_string(static_cast<int>(kTpmSeconds))}}});
         end(Outcome::Fail);
+    }
+    /// The driver had no answer to give. Why: the TPM is out of reach, or the system is short of something.
+    void broken(int error)
+    {
+        bool const isTpm = error == EIO || error == ETIME || error == ETIMEDOUT || error == ENODEV;
+        if (isTpm)
+            m_host.fault({kEventTpmBroken, {{"Reason", errorText(error)}}});
+        else
+            m_host.problem({kEventTpmRefused, {{"Reason", errorText(error)}}});
+        end(isTpm ? Outcome::Fail : Outcome::CannotRun);
     }
     std::optional<std::uint32_t> nonsense(Bytes const& answer)
     {
@@ -145,7 +162,12 @@ private:
     bool hear(Bytes& answer)
     {
         double const from = m_tpm.now();
-        while (!m_tpm.receive(answer)) {
+        while (true) {
+            if (auto const error = m_tpm.receive(answer)) {
+                if (*error != 0)
+                    broken(*error);
+                return *error == 0;
+            }
             double const waited = m_tpm.now() - from;
             m_host.progress(static_cast<int>(100 * waited / kTpmSeconds));
             if (m_host.stopRequested())
@@ -155,7 +177,6 @@ private:
             if (m_end)
                 return false;
         }
-        return true;
     }
 
     /// The code of the answer; nothing: m_end says why.

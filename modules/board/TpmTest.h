@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -24,17 +25,19 @@ struct Tpm
     int error = 0;   ///< errno value of a TPM that is there and could not be opened
     /// Sends a command. 0 or an errno value.
     std::function<int(std::span<std::uint8_t const>)> send;
-    /// Waits for at most 50 ms. False while there is no answer; an empty answer: an error.
-    std::function<bool(std::vector<std::uint8_t>&)> receive;
+    /// Waits for at most 50 ms. Nothing while there is no answer; 0, or an errno value.
+    std::function<std::optional<int>(std::vector<std::uint8_t>&)> receive;
     std::function<double()> now; ///< seconds, on a clock that never goes back
 };
 
 /// That of the running machine.
 Tpm systemTpm(MachineFolder const& machine);
+/// The one behind a device file. Letting go of it returns at once, even while the TPM is busy.
+Tpm tpmAt(char const* path, int version);
 
 constexpr double kTpmSeconds = 60; ///< for one answer, and for a self-test that goes on behind it
 
-/// Faults: "BoardTpmFailed" (Code) says the TPM of itself; "BoardTpmNonsense" (Answer), "BoardTpmSilent" (Seconds). Problems: "BoardTpmNone",
+/// Faults: "BoardTpmFailed" (Code) says the TPM of itself; "BoardTpmNonsense" (Answer), "BoardTpmSilent" (Seconds), "BoardTpmBroken" (Reason). Problems: "BoardTpmNone",
 /// "BoardTpmRefused" (Reason), "BoardTpmCode" (Code) for an answer that says nothing of its health. Notes: "BoardTpmWell" (Version).
 Outcome runTpmTest(TestHost& host, Tpm const& tpm);
 

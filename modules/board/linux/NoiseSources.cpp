@@ -1,6 +1,7 @@
 #include <board/NoiseTest.h>
 
 #include <common/ErrorText.h>
+#include <common/Stopwatch.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -32,12 +33,15 @@ bool rdseed(std::uint64_t& value)
     return isThere != 0;
 }
 
+constexpr double kMostSeconds = 0.02; // of one read, so that a stop is heeded while a source is slow
+
 /// Ten tries are enough for RDRAND, says its maker; RDSEED may run dry while other processors draw, and is given more.
 NoiseSource instruction(char const* name, bool (*draw)(std::uint64_t&), int tries)
 {
     auto const read = [draw, tries](std::span<std::uint8_t> into) -> NoiseSource::Reading {
         std::size_t filled = 0;
-        while (filled < into.size()) {
+        Stopwatch const clock;
+        while (filled < into.size() && (filled == 0 || clock.getElapsed() < kMostSeconds)) {
             std::uint64_t value = 0;
             int left = tries;
             while (!draw(value))
@@ -85,18 +89,16 @@ std::vector<NoiseSource> systemNoise()
     addInstructions(all);
     constexpr char kPath[] = "/dev/hwrng";
     auto const device = std::make_shared<Device>(kPath);
+    // Both say where the file is and no generator; any other error of the first byte is judged as that of a later one is.
     auto const isNone = [](int error) { return error == ENOENT || error == ENODEV || error == ENXIO; };
-    // The system says ENODEV of the first byte where it has the file and no generator.
-    std::uint8_t first;
-    bool const isRead = device->file >= 0 && ::read(device->file, &first, 1) >= 0;
-    if (int const error = isRead             ? 0
-                          : device->file < 0 ? device->error
-                                             : errno;
-        error != 0 && error != EAGAIN && error != EINTR) {
-        if (!isNone(error))
-            all.push_back({kPath, error});
+    if (device->error != 0) {
+        if (!isNone(device->error))
+            all.push_back({kPath, device->error});
         return all;
     }
+    std::uint8_t first;
+    if (::read(device->file, &first, 1) < 0 && isNone(errno))
+        return all;
     auto const read = [device](std::span<std::uint8_t> into) -> NoiseSource::Reading {
         ssize_t const count = ::read(device->file, into.data(), into.size());
         if (count > 0)

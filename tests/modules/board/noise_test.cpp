@@ -36,6 +36,9 @@ NoiseSource source(std::function<std::uint8_t(std::size_t, std::uint64_t random)
             }};
 }
 
+/// A byte as good as random, of a number.
+std::uint8_t mixed(std::uint64_t number) { return static_cast<std::uint8_t>(splitMix(number)); }
+
 // SP 800-90B gives, for windows of 512 and 2^-20, the cutoffs 1 + critbinom(512, 2^-H, 1 - 2^-20); here it is 2^-40.
 TEST(BoardNoise, cutoffsAreThoseOfTheFormulas)
 {
@@ -77,7 +80,15 @@ TEST(BoardNoise, aFailedGeneratorIsFound)
         {"all ones", source([](auto, auto) { return 0xFF; }), Outcome::Fail, "BoardNoiseRepeats "},
         {"stuck after a while", source([](auto i, auto random) { return i < 50'000 ? random : 7; }),
          Outcome::Fail, "BoardNoiseRepeats "},
-        {"a short cycle", source([](auto i, auto) { return i % 4; }), Outcome::Fail, "BoardNoiseUneven "},
+        {"a short cycle", source([](auto i, auto) { return i % 4; }), Outcome::Fail, "BoardNoiseCycle "},
+        {"the same word of eight bytes all the time",
+         source([](auto i, auto) { return "\x12\x34\x56\x78\x9A\xBC\xDE\xF1"[i % 8]; }), Outcome::Fail,
+         "BoardNoiseCycle "},
+        {"the same buffer again and again", source([](auto i, auto) { return mixed(i % 3000); }),
+         Outcome::Fail, "BoardNoiseCycle "},
+        {"a cycle that is entered late",
+         source([](auto i, auto random) { return i < 60'000 ? random : mixed(i % 4096); }), Outcome::Fail,
+         "BoardNoiseCycle "},
         {"one byte in four the same", source([](auto, auto r) { return r % 4 == 0 ? 9 : r >> 8; }),
          Outcome::Fail, "BoardNoiseUneven "},
         {"two bits only", source([](auto, auto random) { return random & 3; }), Outcome::Fail,

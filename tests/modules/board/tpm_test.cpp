@@ -6,7 +6,15 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
 #include <deque>
+#include <fcntl.h>
+#include <termios.h>
+#include <thread>
+#include <tuple>
+#include <unistd.h>
 
 namespace krel5::modules::board {
 namespace {
@@ -39,6 +47,7 @@ struct PaperTpm
     double time = 0;
     std::vector<Bytes> heard;
     bool isAsked = false;
+    int error = 0; ///< of the driver, behind the last answer
 
     Tpm tpm()
     {
@@ -49,14 +58,16 @@ struct PaperTpm
             isAsked = true;
             return 0;
         };
-        one.receive = [this](Bytes& into) {
+        one.receive = [this](Bytes& into) -> std::optional<int> {
             time += 0.05;
-            if (!isAsked || answers.empty())
-                return false;
+            if (!isAsked || (answers.empty() && error == 0))
+                return std::nullopt;
+            isAsked = false;
+            if (answers.empty())
+                return error;
             into = answers.front();
             answers.pop_front();
-            isAsked = false;
-            return true;
+            return 0;
         };
         one.now = [this] { return time; };
         return one;
@@ -82,7 +93,17 @@ TEST(BoardTpm, isBelievedInWhatItSaysOfItself)
          Outcome::Pass,
          ""},
         {"goes on testing, then fails", 2, {second(0x90A), result(1, 1)}, Outcome::Fail, "BoardTpmFailed "},
-        {"busy", 2, {second(0x922), result(0, 0), result(0, 0)}, Outcome::Pass, ""},
+        {"busy, so told again", 2, {second(0x922), second(0), result(0, 0)}, Outcome::Pass, ""},
+        {"busy, then fails",
+         2,
+         {second(0x908), second(0x101), result(0, 0)},
+         Outcome::Fail,
+         "BoardTpmFailed "},
+        {"goes on testing behind its answer, then fails",
+         2,
+         {second(0), result(9, 0x0A), result(1, 1)},
+         Outcome::Fail,
+         "BoardTpmFailed "},
         {"refuses", 2, {second(0x143)}, Outcome::CannotRun, "BoardTpmCode "},
         {"answers as version 1.2 did", 2, {answer(0x00C4, 0x1E)}, Outcome::CannotRun, "BoardTpmCode "},
         {"no answer", 2, {}, Outcome::Fail, "BoardTpmSilent "},
@@ -99,6 +120,16 @@ TEST(BoardTpm, isBelievedInWhatItSaysOfItself)
          "BoardTpmNonsense "},
         {"version 1.2", 1, {answer(0xC4, 0), answer(0xC4, 0, {0, 0, 0, 1, 7})}, Outcome::Pass, ""},
         {"version 1.2 fails", 1, {answer(0xC4, 0x1C)}, Outcome::Fail, "BoardTpmFailed "},
+        {"version 1.2 goes on testing, then fails", // its result does not say so
+         1,
+         {answer(0xC4, 0x802), answer(0xC4, 0x1C), answer(0xC4, 0, {0, 0, 0, 0})},
+         Outcome::Fail,
+         "BoardTpmFailed "},
+        {"version 1.2 is busy, then fails",
+         1,
+         {answer(0xC4, 0x800), answer(0xC4, 0x1C)},
+         Outcome::Fail,
+         "BoardTpmFailed "},
         {"version 1.2, cut short",
          1,
          {answer(0xC4, 0), answer(0xC4, 0, {0, 0, 0, 9, 7})},
@@ -127,6 +158,52 @@ TEST(BoardTpm, isToldOnceAndAskedAndAStopIsHeeded)
     stopping.m_pollsBeforeStop = 3;
     EXPECT_EQ(Outcome::Stopped, runTpmTest(stopping, silent.tpm()));
     EXPECT_LT(silent.time, 0.5);
+}
+
+TEST(BoardTpm, whatItsDriverSaysIsTold)
+{
+    for (auto const& [error, outcome, says] : {std::tuple(ETIME, Outcome::Fail, "BoardTpmBroken "),
+                                               {EIO, Outcome::Fail, "BoardTpmBroken "},
+                                               {ENOMEM, Outcome::CannotRun, "BoardTpmRefused "}}) {
+        PaperTpm paper({second(0)});
+        paper.error = error;
+        test::WarningHost host;
+        EXPECT_EQ(outcome, runTpmTest(host, paper.tpm())) << error;
+        EXPECT_EQ(says, test::keysOf(host)) << error;
+    }
+    test::WarningHost host;
+    EXPECT_EQ(Outcome::CannotRun, runTpmTest(host, tpmAt("/dev/null/tpm", 2)));
+    EXPECT_EQ("BoardTpmRefused ", test::keysOf(host));
+}
+
+// Through a device file: a terminal, at whose other end a TPM fails behind its self-test.
+TEST(BoardTpm, isAskedThroughItsDeviceFile)
+{
+    int const other = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    ASSERT_TRUE(other >= 0 && ::grantpt(other) == 0 && ::unlockpt(other) == 0);
+    termios raw{};
+    ::cfmakeraw(&raw);
+    ASSERT_EQ(0, ::tcsetattr(other, TCSANOW, &raw));
+    std::vector<std::size_t> sizes;
+    std::thread answering; // ends when nobody has the terminal open
+    {
+        Tpm const tpm = tpmAt(::ptsname(other), 2);
+        answering = std::thread([&] {
+            for (Bytes const& one : {second(0), result(1, 1)}) {
+                std::uint8_t command[64];
+                ssize_t const count = ::read(other, command, sizeof command);
+                sizes.push_back(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+                if (::write(other, one.data(), one.size()) < 0)
+                    return;
+            }
+        });
+        test::WarningHost host;
+        EXPECT_EQ(Outcome::Fail, runTpmTest(host, tpm));
+        EXPECT_EQ("BoardTpmFailed ", test::keysOf(host));
+    }
+    answering.join();
+    EXPECT_EQ((std::vector<std::size_t>{11, 10}), sizes);
+    ::close(other);
 }
 
 } // namespace
