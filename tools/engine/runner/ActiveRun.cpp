@@ -7,6 +7,7 @@
 #include <zel/foundation/System.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace engine {
 namespace {
@@ -173,6 +174,14 @@ void ActiveRun::tellWhatToRun(zel::Message const& request)
         return;
     }
     m_isTold = true;
+    prepare();
+    reply(request, *std::exchange(m_toRun, std::nullopt));
+}
+
+void ActiveRun::prepare()
+{
+    if (m_toRun)
+        return;
     auto run = zel::TestRunImp::restored(zel::TestRunImp(nullptr, nullptr).guid(), zel::String(m_plan.test),
                                          m_plan.device->guid());
     m_guid = run.guid();
@@ -180,7 +189,7 @@ void ActiveRun::tellWhatToRun(zel::Message const& request)
         run.restoreParameter(
             {zel::String(key), zel::ValueImp(zel::String(value)), zel::ParameterSourceImp::CLIENT()});
     run.setMinTime(static_cast<unsigned>(m_plan.forTime.count()));
-    reply(request, zel::RunTestEngineToProvider({stateFor(m_plan, m_around.machine), std::move(run)}));
+    m_toRun.emplace(zel::TestRunBody{stateFor(m_plan, m_around.machine), std::move(run)});
 }
 
 // ---- what the module says of the run

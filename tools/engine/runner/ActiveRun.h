@@ -48,6 +48,8 @@ public:
 
     /// Starts the module, or takes it over from `ahead`; when that fails the run has ended.
     void start(HeadStart* ahead = nullptr);
+    /// Writes down what the module is to run, before it asks; there is time then.
+    void prepare();
     void connected(zel::IPCServer::Peer peer);
     void said(zel::Message const& message);
     /// Its connection ended; everything it said has been heard.
@@ -99,7 +101,8 @@ private:
     RunId m_id;
     PlannedRun m_plan;
     Surroundings m_around;
-    zel::String m_guid; // of the run, as the module names it
+    zel::String m_guid;                                  // of the run, as the module names it
+    std::optional<zel::RunTestEngineToProvider> m_toRun; // until the module asks
     Child m_child;
     long m_process = -1;
     std::optional<zel::IPCServer::Peer> m_peer;

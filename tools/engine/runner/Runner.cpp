@@ -195,6 +195,7 @@ void Runner::Impl::start(PlannedRun const& planned)
         }
     }
     ahead.reset();
+    active.back().prepare(); // while the module starts
 }
 
 // ---- what happens

@@ -4,7 +4,10 @@
 
 namespace engine {
 
-QueuedStream::QueuedStream(zel::OStream& to) : m_to(to)
+QueuedStream::QueuedStream(zel::OStream& to) : m_to(to) {}
+
+// With the first words: a run that is about to begin has better to do.
+void QueuedStream::begin()
 {
     // Signals are the other threads': one that comes would break off what is being written.
     sigset_t all, before;
@@ -21,13 +24,16 @@ QueuedStream::~QueuedStream()
         m_isClosed = true;
     }
     m_changed.notify_one();
-    m_thread.join();
+    if (m_thread.joinable())
+        m_thread.join();
 }
 
 void QueuedStream::write(std::string_view utf8)
 {
     {
         std::lock_guard<std::mutex> const guard(m_mutex);
+        if (!m_thread.joinable())
+            begin();
         m_isCut = m_isCut || m_waiting.size() + utf8.size() > kMostBytes;
         if (!m_isCut)
             m_waiting += utf8;

@@ -28,6 +28,7 @@ public:
     bool isBehind();
 
 private:
+    void begin();
     void handOn();
 
     zel::OStream& m_to;
