@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 #include <vector>
 
 namespace krel5::modules::board {
@@ -17,6 +18,7 @@ constexpr double kWindow = 1;   // seconds, over which a rate is taken
 constexpr double kStanding = 3; // seconds of one clock without a step of the other
 constexpr double kMostGap =
     0.5; // seconds: this process was paused meanwhile; an edge that fell into it is not known
+constexpr double kLeastSleep = 0.1; // seconds; less is the time between two readings
 constexpr char kStamp[] = "TSC", kReal[] = "RTC", kRaw[] = "monotonic raw";
 
 class ClockTest
@@ -28,11 +30,10 @@ public:
 
     Outcome run()
     {
+        m_slept = m_clocks.slept();
         m_begin = m_last = m_clocks.raw();
         m_stamp = m_clocks.stamp();
-        m_real = m_clocks.realTime();
-        m_realChanged = m_begin;
-        if (!m_stamp && !m_real) {
+        if (!m_stamp && !m_clocks.hasRealTime) {
             m_host.problem({kEventClockNone, {}});
             return Outcome::NotSupported;
         }
@@ -41,27 +42,39 @@ public:
             if (m_host.stopRequested())
                 return m_isBad ? Outcome::Fail : Outcome::Stopped;
             m_host.progress(static_cast<int>(100 * (m_last - m_begin) / m_settings.seconds));
-            m_clocks.wait(isNearEdge() ? kNearEdge : kStep);
-            if (!look())
-                return Outcome::Fail;
+            auto const step = isNearEdge() ? kNearEdge : kStep;
+            m_clocks.wait(step);
+            if (!look(1e-3 * static_cast<double>(step.count())))
+                return outcome();
         }
         bool const isStampJudged = judgeStamp(), isRealJudged = judgeReal();
         bool const isAny = isStampJudged || isRealJudged;
-        if (!isAny && !m_isBad) {
+        if (!isAny && outcome() == Outcome::Pass) {
             m_host.problem({kEventClockShort, {{"Seconds", decimals(m_settings.seconds, 1)}}});
             return Outcome::CannotRun;
         }
-        return m_isBad ? Outcome::Fail : Outcome::Pass;
+        return outcome();
     }
 
 private:
+    Outcome outcome() const
+    {
+        return m_isBad ? Outcome::Fail : m_hasSlept ? Outcome::CannotRun : Outcome::Pass;
+    }
+
     struct Sample
     {
         double raw = 0;
         std::uint64_t stamp = 0;
         double uncertain = 0; // seconds between the two readings
     };
-    /// An edge of the real-time clock: its second began between two looks.
+    /// A reading of the real-time clock, and when it was asked and had answered: in between this process may lose its processor.
+    struct Reading
+    {
+        double before = 0, after = 0;
+        std::int64_t second = 0;
+    };
+    /// An edge of the real-time clock: its second began between two readings.
     struct Edge
     {
         double raw = 0, uncertain = 0;
@@ -70,6 +83,12 @@ private:
 
     void fault(EventKey key, std::vector<std::pair<std::string, std::string>> values)
     {
+        if (!m_hasSlept && hasSlept(m_clocks, m_slept)) {
+            m_hasSlept = true;
+            m_host.problem({kEventClockSlept, {}});
+        }
+        if (m_hasSlept)
+            return;
         m_isBad = true;
         m_host.fault({key, std::move(values)});
     }
@@ -90,21 +109,25 @@ private:
 
     bool isNearEdge() const
     {
-        double const since = m_last - m_realChanged;
-        return m_real && (!m_first || since - std::floor(since) > 0.95 || since - std::floor(since) < 0.05);
+        double const since = m_last - m_changed;
+        return m_read && (!m_first || since - std::floor(since) > 0.95 || since - std::floor(since) < 0.05);
     }
 
     /// False for a clock that nothing more can be said of.
-    bool look()
+    bool look(double waited)
     {
         double const now = m_clocks.raw();
         if (now < m_last) {
-            fault(kEventClockBack, {{"Clock", kRaw}, {"Seconds", decimals(m_last - now, 6)}});
+            fault(kEventClockBack, {{"Clock", kRaw}, {"Amount", decimals(m_last - now, 6) + " s"}});
             return false;
         }
-        double const gap = now - m_last;
+        m_waited = now > m_last ? 0 : m_waited + waited;
+        if (m_waited >= kStanding) {
+            fault(kEventClockStands, {{"Clock", kRaw}, {"Seconds", decimals(m_waited, 1)}});
+            return false;
+        }
         m_last = now;
-        return lookAtStamp(now) && lookAtReal(now, gap);
+        return lookAtStamp(now) && lookAtReal();
     }
 
     bool lookAtStamp(double now)
@@ -113,7 +136,8 @@ private:
             return true;
         auto const stamp = m_clocks.stamp();
         if (stamp && *stamp < *m_stamp) {
-            fault(kEventClockBack, {{"Clock", kStamp}, {"Seconds", decimals(now - m_begin, 3)}});
+            fault(kEventClockBack,
+                  {{"Clock", kStamp}, {"Amount", std::to_string(*m_stamp - *stamp) + " ticks"}});
             return false;
         }
         m_stamp = stamp ? stamp : m_stamp;
@@ -131,30 +155,46 @@ private:
         return true;
     }
 
-    bool lookAtReal(double now, double gap)
+    bool lookAtReal()
     {
-        if (!m_real)
+        if (!m_clocks.hasRealTime)
             return true;
-        auto const real = m_clocks.realTime();
-        if (real && *real < *m_real) {
-            fault(kEventClockBack, {{"Clock", kReal}, {"Seconds", std::to_string(*m_real - *real)}});
+        Reading now;
+        now.before = m_clocks.raw();
+        auto const second = m_clocks.realTime();
+        now.after = m_clocks.raw();
+        if (!second)
+            return isWithin(kEventClockSilent, now.before - (m_read ? m_read->after : m_begin));
+        now.second = *second;
+        auto const last = std::exchange(m_read, now);
+        if (!last) {
+            m_changed = now.after;
+            return true;
+        }
+        if (now.second < last->second) {
+            fault(kEventClockBack,
+                  {{"Clock", kReal}, {"Amount", std::to_string(last->second - now.second) + " s"}});
             return false;
         }
-        if (!real || *real == *m_real) {
-            if (now - m_realChanged < kStanding)
-                return true;
-            fault(kEventClockStands, {{"Clock", kReal}, {"Seconds", decimals(now - m_realChanged, 1)}});
-            return false;
-        }
-        m_real = real;
-        m_realChanged = now;
+        if (now.second == last->second)
+            return isWithin(kEventClockStands, now.before - m_changed);
+        m_changed = now.after;
+        double const gap = now.after - last->before;
         if (gap < kMostGap) {
-            Edge const edge{now - gap / 2, gap / 2, *real};
+            m_lastEdge = {last->before + gap / 2, gap / 2, now.second};
             if (!m_first)
-                m_first = edge;
-            m_lastEdge = edge;
+                m_first = m_lastEdge;
         }
         return true;
+    }
+
+    /// False, and a fault, when the real-time clock has not done for too long what it has to.
+    bool isWithin(EventKey key, double seconds)
+    {
+        if (seconds < kStanding)
+            return true;
+        fault(key, {{"Clock", kReal}, {"Seconds", decimals(seconds, 1)}});
+        return false;
     }
 
     bool judgeStamp()
@@ -209,17 +249,21 @@ private:
     TestHost& m_host;
     Clocks const& m_clocks;
     ClockSettings const& m_settings;
-    double m_begin = 0, m_last = 0, m_realChanged = 0; // raw
+    double m_begin = 0, m_last = 0, m_changed = 0; // raw; when the real-time clock's second was first seen
+    double m_waited = 0;                           // seconds, in which the raw clock showed the same
+    double m_slept = 0;
     std::optional<std::uint64_t> m_stamp;
-    std::optional<std::int64_t> m_real;
+    std::optional<Reading> m_read;
     std::optional<Edge> m_first;
     Edge m_lastEdge;
     Sample m_window;
     std::vector<Rate> m_rates;
-    bool m_isBad = false;
+    bool m_isBad = false, m_hasSlept = false;
 };
 
 } // namespace
+
+bool hasSlept(Clocks const& clocks, double before) { return clocks.slept() - before > kLeastSleep; }
 
 Outcome runClockTest(TestHost& host, Clocks const& clocks, ClockSettings const& settings)
 {

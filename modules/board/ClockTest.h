@@ -22,7 +22,11 @@ struct Clocks
     std::function<double()> raw; ///< seconds, never adjusted by the network's time
     std::function<std::optional<std::uint64_t>()>
         stamp; ///< ticks of the processor; only where they are to be even
-    std::function<std::optional<std::int64_t>()> realTime; ///< whole seconds of the real-time clock
+    bool hasRealTime = false;
+    std::function<std::optional<std::int64_t>()>
+        realTime; ///< whole seconds of the real-time clock; nothing where it cannot be read
+    std::function<double()>
+        slept; ///< seconds that the machine has slept since its start, in which clocks part rightly
     std::function<void(std::chrono::milliseconds)> wait;
 };
 
@@ -35,8 +39,11 @@ struct ClockSettings
 /// Those of the running machine; `machine` must outlive them.
 Clocks systemClocks(MachineFolder const& machine);
 
-/// Faults: "BoardClockBack" (Clock, Seconds), "BoardClockStands" (Clock, Seconds), "BoardClockUneven" (Clock, Ppm, Most) for one whose rate
-/// changes, "BoardClockDrift" (Ppm, Uncertain, Most) for the real-time clock. Problems: "BoardClockNone"; "BoardClockShort" when no
+/// Whether the machine slept since `slept` was asked and said `before`.
+bool hasSlept(Clocks const& clocks, double before);
+
+/// Faults: "BoardClockBack" (Clock, Amount), "BoardClockStands" (Clock, Seconds), "BoardClockSilent" (Clock, Seconds) for one that cannot be read, "BoardClockUneven" (Clock, Ppm, Most) for one whose rate
+/// changes, "BoardClockDrift" (Ppm, Uncertain, Most) for the real-time clock. Problems: "BoardClockNone"; "BoardClockSlept"; "BoardClockShort" when no
 /// clock could be compared in the time. Notes: "BoardClockRate" (Clock, Rate, Ppm, Uncertain).
 Outcome runClockTest(TestHost& host, Clocks const& clocks, ClockSettings const& settings);
 

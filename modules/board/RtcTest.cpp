@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <ctime>
+#include <optional>
 
 namespace krel5::modules::board {
 namespace {
@@ -16,6 +17,22 @@ constexpr std::int64_t kYear2020 = 1'577'836'800; // what has lost its time begi
 constexpr std::int64_t kZone = 900,
                        kMostZone =
                            14 * 3600; // zones are whole quarters of an hour; it may keep the local time
+
+constexpr double kCut = 1.5; // seconds: the first and the last were cut
+
+/// Its second, and when it was asked and had answered.
+struct Reading
+{
+    double before, after;
+    std::int64_t second;
+};
+
+std::optional<Reading> readingOf(Clocks const& clocks)
+{
+    double const before = clocks.raw();
+    auto const second = clocks.realTime();
+    return second ? std::optional(Reading{before, clocks.raw(), *second}) : std::nullopt;
+}
 
 std::string dateText(std::int64_t seconds)
 {
@@ -39,49 +56,55 @@ bool isBatteryDead(MachineFolder const& machine)
 Outcome runRtcTest(TestHost& host, MachineFolder const& machine, Clocks const& clocks,
                    std::int64_t systemTime, RtcSettings const& settings)
 {
-    auto const first = clocks.realTime();
-    if (!first) {
+    if (!clocks.hasRealTime) {
         host.problem({kEventRtcNone, {}});
         return Outcome::NotSupported;
     }
+    double const slept = clocks.slept(), begin = clocks.raw();
     bool isBad = false;
     auto const fault = [&](EventKey key, std::vector<std::pair<std::string, std::string>> values) {
         isBad = true;
         host.fault({key, std::move(values)});
     };
+    std::optional<Reading> first, last;
+    for (double now = begin; now - begin < settings.seconds; now = clocks.raw()) {
+        if (host.stopRequested())
+            return Outcome::Stopped;
+        host.progress(static_cast<int>(100 * (now - begin) / settings.seconds));
+        if (auto const one = readingOf(clocks)) {
+            first = first ? first : one;
+            last = one;
+        }
+        clocks.wait(kStep);
+    }
     if (isBatteryDead(machine))
         fault(kEventRtcBattery, {});
-    if (*first < kYear2020) {
-        fault(kEventRtcLost, {{"Date", dateText(*first)}});
+    if (!first || last->before - first->after < settings.seconds / 2) {
+        fault(kEventRtcUnread, {{"Seconds", decimals(clocks.raw() - (last ? last->after : begin), 1)}});
+        return Outcome::Fail;
+    }
+    if (first->second < kYear2020) {
+        fault(kEventRtcLost, {{"Date", dateText(first->second)}});
     } else {
-        std::int64_t const aside = *first - systemTime;
+        std::int64_t const aside = first->second - systemTime;
         std::int64_t const zones = std::llround(static_cast<double>(aside) / kZone);
         bool const isZone = std::llabs(zones) * kZone <= kMostZone;
         std::int64_t const rest = isZone ? aside - zones * kZone : aside;
         if (static_cast<double>(std::llabs(rest)) > settings.mostAside)
             host.warning({kEventRtcAside, {{"Seconds", std::to_string(rest)}}});
     }
-    double const begin = clocks.raw();
-    double now = begin;
-    std::int64_t last = *first;
-    for (; now - begin < settings.seconds; now = clocks.raw()) {
-        if (host.stopRequested())
-            return isBad ? Outcome::Fail : Outcome::Stopped;
-        host.progress(static_cast<int>(100 * (now - begin) / settings.seconds));
-        clocks.wait(kStep);
-        last = clocks.realTime().value_or(last);
-    }
-    double const passed = now - begin;
-    double const steps = static_cast<double>(last - *first);
-    if (steps == 0)
-        fault(kEventRtcStands, {{"Seconds", decimals(passed, 1)}});
-    else if (std::abs(steps - passed) > 1.5) // the first and the last second were cut
-        fault(kEventRtcJumps, {{"Steps", decimals(steps, 1)}, {"Seconds", decimals(passed, 1)}});
+    std::int64_t const steps = last->second - first->second;
+    double const least = last->before - first->after, most = last->after - first->before;
+    std::vector<std::pair<std::string, std::string>> const values = {
+        {"Date", dateText(last->second)}, {"Steps", std::to_string(steps)}, {"Seconds", decimals(most, 1)}};
+    bool const isEven = static_cast<double>(steps) > least - kCut && static_cast<double>(steps) < most + kCut;
+    if (isEven)
+        host.note({kEventRtcRuns, values});
+    else if (hasSlept(clocks, slept))
+        host.problem({kEventClockSlept, {}});
     else
-        host.note(
-            {kEventRtcRuns,
-             {{"Date", dateText(last)}, {"Steps", decimals(steps, 1)}, {"Seconds", decimals(passed, 1)}}});
-    return isBad ? Outcome::Fail : Outcome::Pass;
+        fault(steps == 0 ? kEventRtcStands : kEventRtcJumps, values);
+    return isBad ? Outcome::Fail : isEven ? Outcome::Pass : Outcome::CannotRun;
 }
 
 } // namespace krel5::modules::board

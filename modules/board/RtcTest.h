@@ -15,8 +15,8 @@ struct RtcSettings
     double mostAside = 60; ///< seconds off the system's time, but for a time zone, before that is a warning
 };
 
-/// `systemTime`: seconds since 1970. Reads proc/driver/rtc for the battery. Faults: "BoardRtcStands" (Seconds), "BoardRtcJumps" (Steps, Seconds),
-/// "BoardRtcLost" (Date), "BoardRtcBattery". Warnings: "BoardRtcAside" (Seconds). Problems: "BoardRtcNone". Notes: "BoardRtcRuns" (Date, Steps, Seconds).
+/// `systemTime`: seconds since 1970. Reads proc/driver/rtc for the battery. Faults: "BoardRtcStands" (Seconds), "BoardRtcUnread" (Seconds), "BoardRtcJumps" (Steps, Seconds),
+/// "BoardRtcLost" (Date), "BoardRtcBattery". Warnings: "BoardRtcAside" (Seconds). Problems: "BoardRtcNone", "BoardClockSlept". Notes: "BoardRtcRuns" (Date, Steps, Seconds).
 Outcome runRtcTest(TestHost& host, MachineFolder const& machine, Clocks const& clocks,
                    std::int64_t systemTime, RtcSettings const& settings);
 

@@ -1,5 +1,6 @@
 #include <board/ClockTest.h>
 
+#include <algorithm>
 #include <ctime>
 #include <string>
 #include <thread>
@@ -10,11 +11,24 @@
 namespace krel5::modules::board {
 namespace {
 
-double rawSeconds()
+double secondsOf(clockid_t clock)
 {
     timespec now;
-    ::clock_gettime(CLOCK_MONOTONIC_RAW, &now);
+    ::clock_gettime(clock, &now);
     return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+double rawSeconds() { return secondsOf(CLOCK_MONOTONIC_RAW); }
+
+/// The least of some: between its two readings this process may lose its processor.
+double sleptSeconds()
+{
+    double least = 1e18;
+    for (int i = 0; i < 5; ++i) {
+        double const awake = secondsOf(CLOCK_MONOTONIC);
+        least = std::min(least, secondsOf(CLOCK_BOOTTIME) - awake);
+    }
+    return least;
 }
 
 /// Where the processor says that they are even, at any frequency and in all its sleeps.
@@ -47,6 +61,8 @@ Clocks systemClocks(MachineFolder const& machine)
     clocks.stamp = [] { return std::optional<std::uint64_t>(); };
     if (hasEvenStamps(machine))
         clocks.stamp = stamp;
+    clocks.hasRealTime = machine.has("sys/class/rtc/rtc0/since_epoch");
+    clocks.slept = sleptSeconds;
     clocks.realTime = [&machine]() -> std::optional<std::int64_t> {
         auto const text = machine.attribute("sys/class/rtc/rtc0/since_epoch");
         auto const seconds = text ? wholeNumber(*text) : std::nullopt;

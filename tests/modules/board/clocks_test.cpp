@@ -28,6 +28,11 @@ struct PaperClocks
     std::function<std::optional<double>(double)> stamp = [](double t) { return kMegahertz * t; };
     std::function<std::optional<double>(double)> real = [](double t) { return kNow + 0.3 + t; };
     std::function<double(double)> pause = [](double) { return 0.0; }; ///< seconds that a wait lasts longer
+    std::function<double(double)> late = [](double) {
+        return 0.0;
+    }; ///< seconds before the real-time clock is read
+    std::function<double(double)> slept = [](double) { return 0.0; };
+    bool hasReal = true;
 
     Clocks clocks()
     {
@@ -38,9 +43,11 @@ struct PaperClocks
             return ticks ? std::optional(static_cast<std::uint64_t>(*ticks)) : std::nullopt;
         };
         all.realTime = [this]() -> std::optional<std::int64_t> {
-            auto const seconds = real(time);
+            auto const seconds = real(time += late(time));
             return seconds ? std::optional(static_cast<std::int64_t>(*seconds)) : std::nullopt;
         };
+        all.hasRealTime = hasReal;
+        all.slept = [this] { return slept(time); };
         all.wait = [this](std::chrono::milliseconds step) {
             time += 1e-3 * static_cast<double>(step.count()) + pause(time);
         };
@@ -84,13 +91,39 @@ TEST(BoardClocks, areComparedWithEachOther)
          Outcome::Fail, "BoardClockUneven "},
         {"raw clock goes back", [](auto& c) { c.raw = [](double t) { return t < 7 ? t : t - 1; }; },
          Outcome::Fail, "BoardClockBack "},
-        {"no real-time clock", [](auto& c) { c.real = [](double) { return std::nullopt; }; }, Outcome::Pass,
+        {"raw clock stands", [](auto& c) { c.raw = [](double t) { return std::min(t, 7.0); }; },
+         Outcome::Fail, "BoardClockStands "},
+        {"no real-time clock", [](auto& c) { c.hasReal = false; }, Outcome::Pass, ""},
+        {"real-time clock cannot be read", [](auto& c) { c.real = [](double) { return std::nullopt; }; },
+         Outcome::Fail, "BoardClockSilent "},
+        {"real-time clock cannot be read any more",
+         [](auto& c) { c.real = [](double t) { return t < 8 ? std::optional(kNow + t) : std::nullopt; }; },
+         Outcome::Fail, "BoardClockSilent "},
+        {"real-time clock cannot be read now and then", // at the second's beginning, as some refuse then
+         [](auto& c) {
+             c.real = [](double t) {
+                 return t - std::floor(t) > 0.02 ? std::optional(kNow + t) : std::nullopt;
+             };
+         },
+         Outcome::Pass, ""},
+        {"a read is put off at an edge", // this program loses its processor, as on a machine under load
+         [](auto& c) { c.late = [](double t) { return t > 0.67 && t < 0.7 ? 0.05 : 0.0; }; }, Outcome::Pass,
          ""},
+        {"the last read is put off",
+         [](auto& c) { c.late = [](double t) { return t > 29.68 && t < 29.7 ? 0.05 : 0.0; }; }, Outcome::Pass,
+         ""},
+        {"the machine sleeps", // the counter begins anew, the real-time clock goes on
+         [](auto& c) {
+             c.stamp = [](double t) { return kMegahertz * (t < 9 ? t : t - 9); };
+             c.real = [](double t) { return kNow + (t < 9 ? t : t + 100); };
+             c.slept = [](double t) { return t < 9 ? 5.0 : 105.0; };
+         },
+         Outcome::CannotRun, "BoardClockSlept "},
         {"no counter", [](auto& c) { c.stamp = [](double) { return std::nullopt; }; }, Outcome::Pass, ""},
         {"neither",
          [](auto& c) {
              c.stamp = [](double) { return std::nullopt; };
-             c.real = [](double) { return std::nullopt; };
+             c.hasReal = false;
          },
          Outcome::NotSupported, "BoardClockNone "},
         {"paused for long", // by Ctrl-Z or with its virtual machine: no clock is to blame
@@ -145,7 +178,9 @@ TEST(BoardRtc, runsAndKnowsTheDate)
          Outcome::Fail, "BoardRtcBattery "},
         {"stands", [](double) { return kNow; }, "", Outcome::Fail, "BoardRtcStands "},
         {"runs away", [](double t) { return kNow + 3 * t; }, "", Outcome::Fail, "BoardRtcJumps "},
-        {"none", [](double) { return std::nullopt; }, "", Outcome::NotSupported, "BoardRtcNone "},
+        {"cannot be read", [](double) { return std::nullopt; }, "", Outcome::Fail, "BoardRtcUnread "},
+        {"cannot be read any more", [](double t) { return t < 1 ? std::optional(kNow + t) : std::nullopt; },
+         "", Outcome::Fail, "BoardRtcUnread "},
     };
     for (auto const& row : rows) {
         ::test::TemporaryFolder root;
@@ -159,6 +194,29 @@ TEST(BoardRtc, runsAndKnowsTheDate)
             << row.what;
         EXPECT_EQ(row.says, keysOf(host)) << row.what;
     }
+}
+
+TEST(BoardRtc, isNotBlamedForSleepAndPauses)
+{
+    ::test::TemporaryFolder root;
+    auto const run = [&](std::function<void(PaperClocks&)> const& change) {
+        PaperClocks paper;
+        change(paper);
+        WarningHost host;
+        auto const outcome =
+            runRtcTest(host, MachineFolder(root.path()), paper.clocks(), static_cast<std::int64_t>(kNow), {});
+        return std::pair(outcome, keysOf(host));
+    };
+    EXPECT_EQ(std::pair(Outcome::NotSupported, std::string("BoardRtcNone ")),
+              run([](auto& c) { c.hasReal = false; }));
+    EXPECT_EQ(std::pair(Outcome::Pass, std::string()),
+              run([](auto& c) { c.pause = [](double t) { return t > 3.95 ? 9.0 : 0.0; }; }));
+    EXPECT_EQ(std::pair(Outcome::Pass, std::string()), // before the last read
+              run([](auto& c) { c.late = [](double t) { return t > 3.98 ? 9.0 : 0.0; }; }));
+    EXPECT_EQ(std::pair(Outcome::CannotRun, std::string("BoardClockSlept ")), run([](auto& c) {
+                  c.real = [](double t) { return kNow + (t < 2 ? t : t + 30); };
+                  c.slept = [](double t) { return t < 2 ? 0.0 : 30.0; };
+              }));
 }
 
 } // namespace
