@@ -12,6 +12,9 @@
 namespace krel5::modules::board {
 namespace {
 
+constexpr double kMostOverNew =
+    1.5; // of what it held when it was new; more is a unit that its firmware confuses
+
 struct Charge
 {
     double now = 0, new_ = 0; // what it holds when full
@@ -61,7 +64,7 @@ Outcome runBatteryTest(TestHost& host, MachineFolder const& machine, std::string
         host.warning({kEventBatteryNow, {{"Battery", battery}, {"Health", health}}});
     }
     auto const charge = chargeOf(machine, folder);
-    if (!charge) {
+    if (!charge || charge->now > kMostOverNew * charge->new_) {
         if (isBad)
             return Outcome::Fail;
         host.problem({kEventBatteryUnknown, {{"Battery", battery}}});

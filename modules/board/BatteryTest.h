@@ -20,7 +20,7 @@ struct BatterySettings
 
 /// `name`: in sys/class/power_supply, or a path that ends with it. Faults: "BoardBatteryWorn" (Battery, Wear, Most), "BoardBatteryBad" (Battery, Health). Warnings:
 /// "BoardBatteryNow" (Battery, Health) for a state that passes. Problems: "BoardBatteryNone" (Battery), "BoardBatteryUnknown" (Battery) where it does not
-/// say what it holds. Notes: "BoardBattery" (Battery, Wear, Cycles, Health).
+/// say what it holds, or that it holds far more than it can. Notes: "BoardBattery" (Battery, Wear, Cycles, Health).
 Outcome runBatteryTest(TestHost& host, MachineFolder const& machine, std::string const& name,
                        BatterySettings const& settings);
 

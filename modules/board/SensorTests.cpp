@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <map>
 #include <optional>
 #include <string>
 #include <thread>
@@ -20,6 +21,11 @@ namespace {
 constexpr std::chrono::milliseconds kStep{50};
 constexpr double kBetweenLooks = 0.5; // seconds
 constexpr double kMostReading = 1e7;  // thousandths; beyond that a chip says nonsense
+constexpr double kNoHeat = -1e9;      // degrees
+constexpr double kOpenSensor = 125;   // degrees; from there on nothing is connected to it
+constexpr double kSurelyHot = 80;     // degrees; quiet machines and cards let their fans rest well above 60
+constexpr double kPatience = 3;       // seconds that a fan may take to begin, or a wrong reading may last
+constexpr char kGraphicsClass[] = "0x03";
 
 /// Nothing for what no chip measures.
 std::optional<double> reading(MachineFolder const& machine, std::string const& path)
@@ -50,34 +56,58 @@ std::optional<Outcome> watch(TestHost& host, Pace const& pace, double seconds,
 
 // ---- fans
 
+/// Whether something has held for kPatience without a break.
+class Span
+{
+public:
+    bool lasts(bool is, double now)
+    {
+        m_since = is ? m_since.value_or(now) : std::optional<double>();
+        return m_since && now - *m_since >= kPatience;
+    }
+
+private:
+    std::optional<double> m_since;
+};
+
+/// A graphics card cools itself, by its own temperatures; everything else shares the machine's fans. Which: its chip's folder, or nothing.
+std::string partOf(MachineFolder const& machine, HwmonInput const& input)
+{
+    std::string const chip = input.path.substr(0, input.path.rfind('/') + 1);
+    return machine.word(chip + "device/class").starts_with(kGraphicsClass) ? chip : std::string();
+}
+
 struct FanSeen
 {
     HwmonInput input;
-    double least = 0, most = 0, last = 0; // turns a minute
+    std::string part;
+    double most = 0, last = 0; // turns a minute
     bool isSeen = false, isAlarm = false;
-    // The hottest, in degrees: at which it turned; at which it stood; at which it stood again, no cooler than when it turned. A
-    // fan that rests below some temperature begins late and stops early.
-    double turnedAt = -1e9, stoodAt = -1e9, stoppedAt = -1e9;
+    // The hottest, in degrees: at which it turned; at which it stood without having turned; at which it stood again for a while, no cooler than when it
+    // turned. A fan that rests below some temperature begins late and stops early.
+    double turnedAt = kNoHeat, stoodAt = kNoHeat, stoppedAt = kNoHeat;
+    bool isIdleForLong = false; // stood without having turned, where all fans turn
+    Span stopped = {}, idle = {};
 };
 
 class FanTest
 {
 public:
     FanTest(TestHost& host, MachineFolder const& machine, Pace const& pace, FanSettings const& settings)
-        : m_host(host), m_machine(machine), m_pace(pace), m_settings(settings),
-          m_heat(hwmonInputs(machine, "temp"))
+        : m_host(host), m_machine(machine), m_pace(pace), m_settings(settings)
     {
+        for (HwmonInput const& input : hwmonInputs(machine, "temp"))
+            m_heat.push_back({input.path, partOf(machine, input)});
         for (HwmonInput const& input : hwmonInputs(machine, "fan"))
-            m_fans.push_back({input});
+            m_fans.push_back({input, partOf(machine, input)});
     }
 
     Outcome run()
     {
         auto const end =
             m_fans.empty() ? std::nullopt : watch(m_host, m_pace, m_settings.seconds, [this] { look(); });
-        bool const isAny =
-            std::any_of(m_fans.begin(), m_fans.end(), [](FanSeen const& one) { return one.isSeen; });
-        if (!isAny && !end) {
+        std::erase_if(m_fans, [](FanSeen const& one) { return !one.isSeen; });
+        if (m_fans.empty() && !end) {
             m_host.problem({kEventFanNone, {}});
             return Outcome::NotSupported;
         }
@@ -86,33 +116,51 @@ public:
     }
 
 private:
-    double hottest() const
+    /// By part.
+    std::map<std::string, double> hottest() const
     {
-        double most = -1e9;
-        for (HwmonInput const& one : m_heat)
-            most = std::max(most, reading(m_machine, one.path + "_input").value_or(-1e12) / 1000);
-        return most < 150 ? most : -1e9; // a sensor that is not connected
+        std::map<std::string, double> most;
+        for (auto const& [path, part] : m_heat) {
+            if (m_host.stopRequested())
+                break;
+            double const heat = reading(m_machine, path + "_input").value_or(1000 * kNoHeat) / 1000;
+            bool const isOpen = heat >= kOpenSensor || reading(m_machine, path + "_fault").value_or(0) > 0;
+            most[part] = std::max(most.try_emplace(part, kNoHeat).first->second, isOpen ? kNoHeat : heat);
+        }
+        return most;
     }
 
+    // Some chips take a tenth of a second for each reading, so a stop is asked for before each.
     void look()
     {
-        double const heat = hottest();
+        auto const heat = hottest();
         for (FanSeen& fan : m_fans) {
-            auto const speed = reading(m_machine, fan.input.path + "_input");
-            if (!speed || *speed < 0)
-                continue;
-            fan.least = fan.isSeen ? std::min(fan.least, *speed) : *speed;
-            fan.most = std::max(fan.most, *speed);
-            fan.last = *speed;
-            fan.isSeen = true;
-            if (*speed > 0)
-                fan.turnedAt = std::max(fan.turnedAt, heat);
-            else if (fan.most > 0 && heat >= fan.turnedAt)
-                fan.stoppedAt = std::max(fan.stoppedAt, heat);
-            else
-                fan.stoodAt = std::max(fan.stoodAt, heat);
-            fan.isAlarm |= reading(m_machine, fan.input.path + "_fault").value_or(0) > 0;
+            if (m_host.stopRequested())
+                return;
+            auto const own = heat.find(fan.part);
+            look(fan, own == heat.end() ? kNoHeat : own->second);
         }
+    }
+
+    void look(FanSeen& fan, double heat) const
+    {
+        auto const speed = reading(m_machine, fan.input.path + "_input");
+        if (!speed || *speed < 0)
+            return;
+        bool const stands = *speed == 0;
+        fan.most = std::max(fan.most, *speed);
+        fan.last = *speed;
+        fan.isSeen = true;
+        double const now = m_pace.now();
+        if (!stands)
+            fan.turnedAt = std::max(fan.turnedAt, heat);
+        if (fan.stopped.lasts(stands && fan.most > 0 && heat >= fan.turnedAt, now))
+            fan.stoppedAt = std::max(fan.stoppedAt, heat);
+        if (stands && fan.most == 0)
+            fan.stoodAt = std::max(fan.stoodAt, heat);
+        fan.isIdleForLong =
+            fan.idle.lasts(fan.most == 0 && heat >= std::max(kSurelyHot, m_settings.hot), now);
+        fan.isAlarm |= reading(m_machine, fan.input.path + "_fault").value_or(0) > 0;
     }
 
     void fault(EventKey key, std::vector<std::pair<std::string, std::string>> values)
@@ -123,29 +171,26 @@ private:
 
     void judge(bool isWhole)
     {
-        std::size_t seen = 0, standing = 0;
-        double hottestStanding = -1e9;
-        for (FanSeen const& fan : m_fans) {
-            if (!fan.isSeen)
-                continue;
-            ++seen;
-            if (fan.most == 0 && fan.stoodAt >= m_settings.hot) {
-                ++standing;
-                hottestStanding = std::max(hottestStanding, fan.stoodAt);
-            }
-        }
-        bool const allStand = isWhole && seen > 0 && standing == seen;
+        std::map<std::string, std::vector<FanSeen const*>> parts;
         for (FanSeen const& fan : m_fans)
-            if (fan.isSeen)
-                judge(fan, allStand);
-        if (allStand)
-            fault(kEventFansStand,
-                  {{"Count", std::to_string(seen)}, {"Temperature", decimals(hottestStanding, 0)}});
+            parts[fan.part].push_back(&fan);
+        for (auto const& [name, fans] : parts) {
+            bool const allStand = isWhole && std::all_of(fans.begin(), fans.end(), [](FanSeen const* one) {
+                                      return one->isIdleForLong;
+                                  });
+            double heat = kNoHeat;
+            for (FanSeen const* const fan : fans) {
+                heat = std::max(heat, fan->stoodAt);
+                judge(*fan, allStand);
+            }
+            if (allStand)
+                fault(kEventFansStand,
+                      {{"Count", std::to_string(fans.size())}, {"Temperature", decimals(heat, 0)}});
+        }
     }
 
     void judge(FanSeen const& fan, bool allStand)
     {
-        std::string const least = decimals(reading(m_machine, fan.input.path + "_min").value_or(0), 0);
         m_host.note({kEventFan, {{"Fan", fan.input.name}, {"Speed", decimals(fan.last, 0)}}});
         if (fan.isAlarm)
             return fault(kEventFanAlarm, {{"Fan", fan.input.name}, {"Speed", decimals(fan.last, 0)}});
@@ -153,21 +198,30 @@ private:
             return fault(kEventFanStopped, {{"Fan", fan.input.name},
                                             {"Before", decimals(fan.most, 0)},
                                             {"Temperature", decimals(fan.stoppedAt, 0)}});
-        // A limit of a chip that nobody has set is none: it is believed only of a fan that turns, and too slowly all the time.
-        if (double const limit = reading(m_machine, fan.input.path + "_min").value_or(0);
-            fan.most > 0 && limit > 0 && fan.most < limit)
-            return fault(kEventFanSlow,
-                         {{"Fan", fan.input.name}, {"Speed", decimals(fan.most, 0)}, {"Least", least}});
+        double const limit = reading(m_machine, fan.input.path + "_min").value_or(0);
+        if (fan.most > 0 && fan.most < limit)
+            return judgeSlow(fan, limit);
         if (fan.most == 0 && fan.stoodAt >= m_settings.hot && !allStand)
             m_host.warning(
                 {kEventFanMaybe, {{"Fan", fan.input.name}, {"Temperature", decimals(fan.stoodAt, 0)}}});
+    }
+
+    // A limit that a chip was switched on with is nobody's; one of a fan that stands may be that of a plug without a fan.
+    void judgeSlow(FanSeen const& fan, double limit)
+    {
+        std::vector<std::pair<std::string, std::string>> const values = {
+            {"Fan", fan.input.name}, {"Speed", decimals(fan.most, 0)}, {"Least", decimals(limit, 0)}};
+        if (m_settings.isLimitStrict)
+            fault(kEventFanSlow, values);
+        else
+            m_host.warning({kEventFanBelow, values});
     }
 
     TestHost& m_host;
     MachineFolder const& m_machine;
     Pace const& m_pace;
     FanSettings const& m_settings;
-    std::vector<HwmonInput> const m_heat;
+    std::vector<std::pair<std::string, std::string>> m_heat; // path, part
     std::vector<FanSeen> m_fans;
     bool m_isBad = false;
 };
@@ -201,7 +255,8 @@ struct VoltageSeen
 {
     HwmonInput input;
     std::optional<Range> range;
-    std::optional<double> least, most;
+    std::optional<double> least, most; // of those that can be
+    std::optional<double> impossible = std::nullopt;
 };
 
 std::optional<Range> rangeOf(MachineFolder const& machine, HwmonInput const& input, bool isLimitStrict)
@@ -223,23 +278,31 @@ std::optional<Range> rangeOf(MachineFolder const& machine, HwmonInput const& inp
     return limits;
 }
 
+/// So far off no machine runs: the chip's input stands behind a divider that nobody has told the driver of, or was misread.
+bool isImpossible(VoltageSeen const& one, double now)
+{
+    auto const nominal = nominalOf(one.input.label);
+    return nominal && (now < 0.7 * *nominal || now > 1.3 * *nominal);
+}
+
 void judge(TestHost& host, VoltageSeen const& one, bool& isBad)
 {
+    auto const valuesOf = [&](double volts) {
+        return std::vector<std::pair<std::string, std::string>>{
+            {"Input", one.input.name},
+            {"Volts", decimals(volts / 1000, 3)},
+            {"Low", decimals(one.range->low / 1000, 3)},
+            {"High", decimals(one.range->high / 1000, 3)}};
+    };
+    if (one.impossible)
+        host.warning({kEventVoltageAside, valuesOf(*one.impossible)});
     if (!one.least || !one.most)
         return;
     bool const isLow = *one.least < one.range->low;
-    double const worst = isLow ? *one.least : *one.most;
-    std::vector<std::pair<std::string, std::string>> const values = {
-        {"Input", one.input.name},
-        {"Volts", decimals(worst / 1000, 3)},
-        {"Low", decimals(one.range->low / 1000, 3)},
-        {"High", decimals(one.range->high / 1000, 3)}};
+    auto const values = valuesOf(isLow ? *one.least : *one.most);
     if (!isLow && *one.most <= one.range->high)
         return host.note({kEventVoltage, values});
-    // So far off no machine runs: the chip's input stands behind a divider that nobody has told the driver of.
-    auto const nominal = nominalOf(one.input.label);
-    bool const isScaled = !nominal || (worst > 0.7 * *nominal && worst < 1.3 * *nominal);
-    if (!one.range->isSure || !isScaled)
+    if (!one.range->isSure)
         return host.warning({kEventVoltageAside, values});
     isBad = true;
     host.fault({kEventVoltageBad, values});
@@ -266,14 +329,20 @@ Outcome runVoltageTest(TestHost& host, MachineFolder const& machine, Pace const&
     std::vector<VoltageSeen> all;
     for (HwmonInput const& input : hwmonInputs(machine, "in"))
         if (auto const range = rangeOf(machine, input, settings.isLimitStrict))
-            all.push_back({input, range, std::nullopt, std::nullopt});
+            all.push_back({input, range, std::nullopt, std::nullopt, std::nullopt});
     if (all.empty()) {
         host.problem({kEventVoltageNone, {}});
         return Outcome::NotSupported;
     }
     auto const end = watch(host, pace, settings.seconds, [&] {
         for (VoltageSeen& one : all)
-            if (auto const now = reading(machine, one.input.path + "_input")) {
+            if (host.stopRequested())
+                return;
+            else if (auto const now = reading(machine, one.input.path + "_input")) {
+                if (isImpossible(one, *now)) {
+                    one.impossible = now;
+                    continue;
+                }
                 one.least = std::min(one.least.value_or(*now), *now);
                 one.most = std::max(one.most.value_or(*now), *now);
             }
@@ -281,8 +350,8 @@ Outcome runVoltageTest(TestHost& host, MachineFolder const& machine, Pace const&
     bool isBad = false;
     for (VoltageSeen const& one : all)
         judge(host, one, isBad);
-    bool const isAny =
-        std::any_of(all.begin(), all.end(), [](VoltageSeen const& one) { return one.least.has_value(); });
+    bool const isAny = std::any_of(all.begin(), all.end(),
+                                   [](VoltageSeen const& one) { return one.least || one.impossible; });
     if (!isAny && !end) {
         host.problem({kEventVoltageNone, {}});
         return Outcome::NotSupported;

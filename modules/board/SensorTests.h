@@ -5,7 +5,7 @@
 //     Outcome outcome = runFanTest(host, machine, pace, FanSettings{});
 //
 // A header without a fan reads as a fan that stands, and a chip's limits may be what it was switched on with. So a fan that stands fails only
-// where something more is known: it turned before, none turns at all, its own limit or alarm says so.
+// where something more is known: it turned before, none turns at all where all have to, its driver calls it broken. One reading is never enough.
 //
 // Thread rule: as for TestHost.
 
@@ -27,11 +27,12 @@ Pace systemPace();
 struct FanSettings
 {
     double seconds = 10;
-    double hot = 60; ///< degrees Celsius from which on fans have to turn
+    double hot = 60;            ///< degrees Celsius from which on a fan that turned has to go on
+    bool isLimitStrict = false; ///< a chip's own limits, which may be nobody's, fail as well
 };
 
 /// Faults: "BoardFanStopped" (Fan, Before, Temperature), "BoardFansStand" (Count, Temperature), "BoardFanSlow" (Fan, Speed, Least), "BoardFanAlarm" (Fan, Speed).
-/// Warnings: "BoardFanMaybe" (Fan, Temperature). Problems: "BoardFanNone". Notes: "BoardFan" (Fan, Speed).
+/// Warnings: "BoardFanMaybe" (Fan, Temperature), "BoardFanBelow" (Fan, Speed, Least). Problems: "BoardFanNone". Notes: "BoardFan" (Fan, Speed).
 Outcome runFanTest(TestHost& host, MachineFolder const& machine, Pace const& pace,
                    FanSettings const& settings);
 

@@ -79,6 +79,7 @@ TestResult fans(DiagDevice const&)
         FanSettings settings;
         settings.seconds = s_watchSeconds->value().valueDouble();
         settings.hot = s_hot->value().valueDouble();
+        settings.isLimitStrict = s_isLimitStrict->value().valueBool();
         return runFanTest(host, MachineFolder("/"), systemPace(), settings);
     });
 }
@@ -140,7 +141,8 @@ int main(int argc, char** argv)
     createBoardTest("fans", DeviceCapability::Fan(), fans)
         ->setEnumeratesOnlyOnce(true)
         ->addParameter(s_watchSeconds)
-        ->addParameter(s_hot);
+        ->addParameter(s_hot)
+        ->addParameter(s_isLimitStrict);
     createBoardTest("voltages", DeviceCapability::VoltSensor(), voltages)
         ->setEnumeratesOnlyOnce(true)
         ->addParameter(s_watchSeconds)

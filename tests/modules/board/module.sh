@@ -20,7 +20,7 @@ if [[ ${1-} != inside ]]; then
 fi
 mount --make-rprivate / && mount --bind "$2/sys" /sys && cd "$2" || exit 1
 chip=/sys/class/hwmon/hwmon0 failed=0
-printf 'Test.%s.WatchSeconds.value=1.2\n' fans voltages >board.w4i
+printf 'Test.%s.WatchSeconds.value=%s\n' fans 4.5 voltages 1.2 >board.w4i
 while IFS='|' read -r test during exit verdict text; do
   echo 900 >$chip/fan1_input
   number=$(./board enum 2>/dev/null | sed -n "s/^ *$test (\([0-9]*\)).*/\1/p")

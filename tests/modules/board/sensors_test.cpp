@@ -69,6 +69,7 @@ TEST(BoardFans, turnWhileItIsHot)
         char const *later, *text; ///< written after three seconds
         Outcome outcome;
         char const* says;
+        bool isStrict = false;
     } const rows[] = {
         {"cool", cool, "", "", Outcome::Pass, ""},
         {"hot, a plug without a fan", changed({{"temp1_input", "75000"}}), "", "", Outcome::Pass,
@@ -76,11 +77,21 @@ TEST(BoardFans, turnWhileItIsHot)
         {"hot, one stops", changed({{"temp1_input", "75000"}, {"fan2_input", "800"}}), "fan1_input", "0",
          Outcome::Fail, "BoardFanStopped "},
         {"cool, one stops", changed({{"fan2_input", "800"}}), "fan1_input", "0", Outcome::Pass, ""},
-        {"hot, all stand", changed({{"temp1_input", "75000"}, {"fan1_input", "0"}}), "", "", Outcome::Fail,
+        {"hot, all stand", changed({{"temp1_input", "85000"}, {"fan1_input", "0"}}), "", "", Outcome::Fail,
          "BoardFansStand "},
-        {"hot, one begins late", changed({{"temp1_input", "75000"}, {"fan1_input", "0"}}), "fan1_input",
+        {"hot, all stand, and an open sensor",
+         changed({{"temp1_input", "85000"}, {"temp2_input", "127000"}, {"fan1_input", "0"}}), "", "",
+         Outcome::Fail, "BoardFansStand "},
+        {"hot by a broken sensor only",
+         changed({{"temp2_input", "95000"}, {"temp2_fault", "1"}, {"fan1_input", "0"}}), "", "",
+         Outcome::Pass, ""},
+        {"warm, all rest", changed({{"temp1_input", "68000"}, {"fan1_input", "0"}}), "", "", Outcome::Pass,
+         "BoardFanMaybe BoardFanMaybe "},
+        {"hot, one begins late", changed({{"temp1_input", "85000"}, {"fan1_input", "0"}}), "fan1_input",
          "500", Outcome::Pass, "BoardFanMaybe "},
-        {"below its limit", changed({{"fan1_min", "1000"}}), "", "", Outcome::Fail, "BoardFanSlow "},
+        {"below its limit", changed({{"fan1_min", "1000"}}), "", "", Outcome::Pass, "BoardFanBelow "},
+        {"below its limit, which counts", changed({{"fan1_min", "1000"}}), "", "", Outcome::Fail,
+         "BoardFanSlow ", true},
         {"a limit for no fan", changed({{"fan2_min", "1000"}}), "", "", Outcome::Pass, ""},
         {"reported as broken", changed({{"fan1_fault", "1"}}), "", "", Outcome::Fail, "BoardFanAlarm "},
         {"an open sensor", changed({{"temp1_input", "255000"}, {"fan1_input", "0"}}), "", "", Outcome::Pass,
@@ -96,7 +107,9 @@ TEST(BoardFans, turnWhileItIsHot)
                 board.write(row.later, row.text);
         };
         WarningHost host;
-        EXPECT_EQ(row.outcome, runFanTest(host, MachineFolder(board.root.path()), board.pace(), {}))
+        FanSettings settings;
+        settings.isLimitStrict = row.isStrict;
+        EXPECT_EQ(row.outcome, runFanTest(host, MachineFolder(board.root.path()), board.pace(), settings))
             << row.what;
         EXPECT_EQ(row.says, keysOf(host)) << row.what;
     }
@@ -108,10 +121,10 @@ TEST(BoardFans, mayRestWhereItIsCooler)
     for (bool const fails : {false, true}) {
         PaperBoard board(kChip, {{"name", "chip"}, {"temp1_input", "68000"}, {"fan1_input", "0"}});
         board.happens = [&](double time) {
-            bool const turns = time > 2 && time < 6;
-            board.write("temp1_input", time < 2   ? "68000"
-                                       : time < 4 ? "72000"
-                                       : time < 8 ? "61000"
+            bool const turns = time > 1 && time < 4;
+            board.write("temp1_input", time < 1   ? "68000"
+                                       : time < 3 ? "72000"
+                                       : time < 6 ? "61000"
                                        : fails    ? "75000"
                                                   : "65000");
             board.write("fan1_input", turns ? "700" : "0");
@@ -121,6 +134,54 @@ TEST(BoardFans, mayRestWhereItIsCooler)
                   runFanTest(host, MachineFolder(board.root.path()), board.pace(), {}));
         EXPECT_EQ(fails ? "BoardFanStopped " : "", keysOf(host));
     }
+}
+
+TEST(BoardFans, areNotBlamedForAMomentOrForAnotherPart)
+{
+    Files const hot = {
+        {"name", "chip"}, {"temp1_input", "85000"}, {"fan1_input", "900"}, {"fan2_input", "800"}};
+    {
+        // One wrong reading, or heat that came just now, is no fan that stands.
+        PaperBoard board(kChip, hot);
+        board.happens = [&](double time) {
+            board.write("fan1_input", time > 5 && time < 6 ? "0" : "900");
+            board.write("fan2_input", time > 8.5 ? "0" : "800");
+        };
+        WarningHost host;
+        EXPECT_EQ(Outcome::Pass, runFanTest(host, MachineFolder(board.root.path()), board.pace(), {}));
+        EXPECT_EQ("", keysOf(host));
+    }
+    for (bool const isCard : {true, false}) {
+        // The processor is hot; the card's fan rests, since the card is cool.
+        PaperBoard board(kChip, hot);
+        std::string const card = "../hwmon1/";
+        std::filesystem::create_directories(board.root.path("sys/class/hwmon/hwmon1/device"));
+        for (auto const& [name, text] : Files{{"name", "card"},
+                                              {"temp1_input", "45000"},
+                                              {"fan1_input", "700"},
+                                              {"device/class", isCard ? "0x030000" : "0x060000"}})
+            board.write(card + name, text);
+        board.happens = [&](double time) {
+            if (time > 2)
+                board.write(card + "fan1_input", "0");
+        };
+        WarningHost host;
+        EXPECT_EQ(isCard ? Outcome::Pass : Outcome::Fail,
+                  runFanTest(host, MachineFolder(board.root.path()), board.pace(), {}));
+        EXPECT_EQ(isCard ? "" : "BoardFanStopped ", keysOf(host));
+        // Its only fan stands, and it is hot itself: others turn, but not on it.
+        board.happens = [](double) {};
+        board.write(card + "fan1_input", "0");
+        board.write(card + "temp1_input", "90000");
+        WarningHost second;
+        EXPECT_EQ(isCard ? Outcome::Fail : Outcome::Pass,
+                  runFanTest(second, MachineFolder(board.root.path()), board.pace(), {}));
+        EXPECT_EQ(isCard ? "BoardFansStand " : "BoardFanMaybe ", keysOf(second));
+    }
+    PaperBoard board(kChip, hot);
+    WarningHost stopped;
+    stopped.m_pollsBeforeStop = 9;
+    EXPECT_EQ(Outcome::Stopped, runFanTest(stopped, MachineFolder(board.root.path()), board.pace(), {}));
 }
 
 TEST(BoardVoltages, stayWhereTheyBelong)
@@ -185,6 +246,12 @@ TEST(BoardVoltages, stayWhereTheyBelong)
     WarningHost host;
     EXPECT_EQ(Outcome::Fail, runVoltageTest(host, MachineFolder(board.root.path()), board.pace(), {}));
     EXPECT_EQ("10.900", test::valueOf(host.m_faults.at(0), "Volts"));
+    // A reading that cannot be does not hide one that is bad.
+    PaperBoard both(kChip, {{"in0_input", "10900"}, {"in0_label", "+12V"}});
+    both.happens = [&](double time) { both.write("in0_input", time > 2 && time < 3 ? "0" : "10900"); };
+    WarningHost told;
+    EXPECT_EQ(Outcome::Fail, runVoltageTest(told, MachineFolder(both.root.path()), both.pace(), {}));
+    EXPECT_EQ("BoardVoltageBad BoardVoltageAside ", keysOf(told));
 }
 
 TEST(BoardBattery, isWornOrSaysSo)
@@ -215,6 +282,8 @@ TEST(BoardBattery, isWornOrSaysSo)
          Outcome::Fail,
          "BoardBatteryWorn "},
         {"says nothing", {{"type", "Battery"}}, Outcome::NotSupported, "BoardBatteryUnknown "},
+        {"far more than it can hold", changed({{"energy_full", "480000000"}}), Outcome::NotSupported,
+         "BoardBatteryUnknown "},
         {"never had anything", changed({{"energy_full_design", "0"}}), Outcome::NotSupported,
          "BoardBatteryUnknown "},
         {"was taken out", changed({{"present", "0"}}), Outcome::NoDevice, "BoardBatteryNone "},
