@@ -200,7 +200,7 @@ TEST(StorageTest, saysHowMuchSpaceIsWantedAndFree)
 
 TEST(StorageTest, takesMoreThanACacheHoldsOrWhatThereIsRoomFor)
 {
-    for (std::uint64_t const freeMebibytes : {9000, 900, 90}) {
+    for (std::uint64_t const freeMebibytes : {9000u, 900u, 90u}) {
         std::vector<std::uint64_t> sizes;
         DriveAccess access;
         access.m_directories = [](std::string const&) { return std::vector<std::string>{"/here"}; };
