@@ -131,9 +131,10 @@ private:
                 else
                     return broken(kEventSendFailed, error);
             }
+            double const asked = m_wire.now(); // a program that is paused later has not asked in vain
             if (int const error = receive(isFull ? kStep : std::chrono::milliseconds(0)); error != 0)
                 return broken(kEventReceiveFailed, error);
-            giveUpLateOnes();
+            giveUpLateOnes(asked);
             if (m_lost >= kMostLost || isSilent())
                 return std::nullopt;
             tellProgress();
@@ -207,9 +208,8 @@ private:
     }
 
     // The oldest stand first.
-    void giveUpLateOnes()
+    void giveUpLateOnes(double now)
     {
-        double const now = m_wire.now();
         while (!m_sent.empty() && now - m_sent.begin()->second > kLateSeconds) {
             m_sent.erase(m_sent.begin());
             ++m_lost;

@@ -54,6 +54,17 @@ End readEnd(MachineFolder const& machine, std::string const& folder)
             speed("current_link_speed")};
 }
 
+/// Itself, or what stands behind a bridge. Such a card may switch lanes off while it idles.
+bool isGraphics(MachineFolder const& machine, std::string const& folder, int depth = 4)
+{
+    if (machine.word(folder + "class").starts_with("0x03"))
+        return true;
+    for (std::string const& name : depth > 0 ? machine.list(folder) : std::vector<std::string>())
+        if (name.find(':') != name.npos && isGraphics(machine, folder + name + "/", depth - 1))
+            return true;
+    return false;
+}
+
 std::optional<std::uint64_t> least(std::optional<std::uint64_t> a, std::optional<std::uint64_t> b)
 {
     return a && b ? std::optional(std::min(*a, *b)) : std::nullopt;
@@ -85,6 +96,7 @@ public:
             m_host.problem({kEventNoLink, {{"Function", m_function}}});
             return Outcome::NotApplicable;
         }
+        m_isGraphics = isGraphics(m_machine, m_folder);
         tellOfEarlierErrors();
         auto const end = watch(*own.width);
         if (end && !m_isBad)
@@ -108,6 +120,11 @@ private:
         m_isBad = true;
         values.insert(values.begin(), {"Function", m_function});
         m_host.fault({key, std::move(values)});
+    }
+    void warning(EventKey key, Values values)
+    {
+        values.insert(values.begin(), {"Function", m_function});
+        m_host.warning({key, std::move(values)});
     }
     Outcome gone()
     {
@@ -175,13 +192,15 @@ private:
             End const end = readEnd(m_machine, m_folder);
             m_bestWidth = std::max(m_bestWidth, end.width.value_or(0));
             m_bestSpeed = std::max(m_bestSpeed, end.speed.value_or(0));
-            if (end.width && *end.width < width)
+            if (end.width && *end.width < width && !maySaveLanes())
                 fault(kEventChanged,
                       {{"Before", std::to_string(width)}, {"After", std::to_string(*end.width)}});
             width = end.width.value_or(width);
         }
         return std::nullopt;
     }
+
+    bool maySaveLanes() const { return m_isGraphics && !m_hasWorked && !m_settings.isSpeedRequired; }
 
     void judge()
     {
@@ -193,16 +212,17 @@ private:
                       {"CommonWidth", std::to_string(*m_width)},
                       {"CommonSpeed", m_speed ? speedText(*m_speed) : unknown},
                       {"Load", m_hasWorked ? m_load.what : m_host.text(kTextNothing)}}});
-        if (m_bestWidth < *m_width)
-            fault(kEventNarrow,
-                  {{"Width", std::to_string(m_bestWidth)}, {"Common", std::to_string(*m_width)}});
+        Values const lanes{{"Width", std::to_string(m_bestWidth)}, {"Common", std::to_string(*m_width)}};
+        if (m_bestWidth < *m_width && maySaveLanes())
+            warning(kEventMaybeNarrow, lanes);
+        else if (m_bestWidth < *m_width)
+            fault(kEventNarrow, lanes);
         if (!m_speed || m_bestSpeed == 0 || m_bestSpeed >= *m_speed)
             return;
         Values values{{"Speed", speedText(m_bestSpeed)}, {"Common", speedText(*m_speed)}};
         if (m_hasWorked || m_settings.isSpeedRequired)
             return fault(kEventSlow, std::move(values));
-        values.insert(values.begin(), {"Function", m_function});
-        m_host.warning({kEventMaybeSlow, std::move(values)});
+        warning(kEventMaybeSlow, std::move(values));
     }
 
     TestHost& m_host;
@@ -213,7 +233,7 @@ private:
     std::string m_folder, m_bridge;
     std::optional<std::uint64_t> m_width, m_speed; // that both ends can; tenths of a GT/s
     std::uint64_t m_bestWidth = 0, m_bestSpeed = 0;
-    bool m_hasWorked = false, m_isBad = false;
+    bool m_isGraphics = false, m_hasWorked = false, m_isBad = false;
 };
 
 } // namespace

@@ -19,7 +19,7 @@ namespace krel5::modules::pcie {
 struct LinkSettings
 {
     double seconds = 5;           ///< to watch for
-    bool isSpeedRequired = false; ///< a link that stays slower fails also where nothing could be put to work
+    bool isSpeedRequired = false; ///< what may save power fails also where nothing could be put to work
 };
 
 /// What makes the device work, and the clock.
@@ -35,8 +35,8 @@ struct Load
 Load systemLoad(MachineFolder const& machine, std::string const& function);
 
 /// `function`: as the system names it, "0000:03:00.0". Faults: "PcieGone", "PcieNarrow" (Width, Common), "PcieSlow" (Speed, Common),
-/// "PcieChanged" (Before, After) for a width that changed while it was watched. Warnings: "PcieMaybeSlow" (Speed, Common) where nothing
-/// could be put to work; "PcieEarlierErrors" (Count, Kind). Problems: "PcieNoLink", "PcieNotThere". Notes: "PcieLink" (Width, Speed,
+/// "PcieChanged" (Before, After) for a width that changed while it was watched. Warnings, where nothing could be put to
+/// work: "PcieMaybeSlow" (Speed, Common), "PcieMaybeNarrow" (Width, Common) of a graphics card; and "PcieEarlierErrors" (Count, Kind). Problems: "PcieNoLink", "PcieNotThere". Notes: "PcieLink" (Width, Speed,
 /// CommonWidth, CommonSpeed, Load). All with Function.
 Outcome runLinkTest(TestHost& host, MachineFolder const& machine, std::string const& function,
                     LinkSettings const& settings, Load const& load);

@@ -158,7 +158,7 @@ Outcome runOverwrite(TestHost& host, DiagDevice const& device)
 
 TestResult overwrite(DiagDevice const& device)
 {
-    return s_host.run([&](TestHost& host) { return runOverwrite(host, device); });
+    return s_host.run(device, [&](TestHost& host) { return runOverwrite(host, device); });
 }
 
 template <bool kIsExtended>
@@ -169,8 +169,9 @@ TestResult selfTest(DiagDevice const& device)
     if (Value type{DataType::STRING()}; s_deviceType->value(type))
         settings.options.m_deviceType = type.valueString().getUTF8Buffer();
     settings.pollSeconds = s_pollSeconds->value().valueDouble();
-    return s_host.run(
-        [&](TestHost& host) { return runDriveSelfTest(host, device.osLocator().getUTF8Buffer(), settings); });
+    return s_host.run(device, [&](TestHost& host) {
+        return runDriveSelfTest(host, device.osLocator().getUTF8Buffer(), settings);
+    });
 }
 
 Test* createStorageTest(char const* key, Test::Callback callback)

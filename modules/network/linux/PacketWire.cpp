@@ -19,6 +19,7 @@ namespace {
 constexpr std::uint16_t kProtocol =
     0x88B5; // for local experiments, IEEE 802, clause 9.2.4: no bridge or host takes it for its own
 constexpr std::size_t kMostPayload = 9000; // a larger one is no more of a test
+constexpr std::size_t kLeastPayload = 64;  // of the frames that are sent
 constexpr int kBufferBytes = 1 << 20;
 
 struct Port
@@ -50,6 +51,8 @@ int openPort(std::string const& name, Port& port)
     if (::ioctl(socket, SIOCGIFMTU, &request) != 0)
         return errno;
     port.mostBytes = static_cast<std::size_t>(std::max(request.ifr_mtu, 0));
+    if (port.mostBytes < kLeastPayload)
+        return EMSGSIZE;
     if (::ioctl(socket, SIOCGIFHWADDR, &request) != 0)
         return errno;
     port.address.sll_family = AF_PACKET;

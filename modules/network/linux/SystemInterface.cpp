@@ -149,6 +149,8 @@ Abilities askAbilities(std::string const& name)
     settings->link_mode_masks_nwords = static_cast<std::int8_t>(words);
     if (words > kMostWords || ask(name, settings) != 0 || settings->link_mode_masks_nwords != words)
         return {};
+    if (settings->autoneg == AUTONEG_DISABLE) // a person has chosen the mode
+        return {};
     std::uint32_t const* const masks = buffer.data() + sizeof(ethtool_link_settings) / 4;
     auto const has = [&](int mask, unsigned bit) { // supported, advertised, advertised by the other end
         return static_cast<int>(bit / 32) < words &&
@@ -185,13 +187,14 @@ SelfTestAnswer test(std::string const& name, bool isWhole)
     run->cmd = ETHTOOL_TEST;
     run->len = static_cast<std::uint32_t>(count);
     run->flags = isWhole ? ETH_TEST_FL_OFFLINE : 0;
+    answer.hasLink = readState("/sys/class/net/" + name + "/").hasCarrier;
     answer.error = ask(name, run);
     if (answer.error != 0)
         return answer;
     answer.hasFailed = (run->flags & ETH_TEST_FL_FAILED) != 0;
     char const* const text = reinterpret_cast<char const*>(names.data()) + sizeof(ethtool_gstrings);
     for (std::size_t i = 0; i < count; ++i) {
-        std::uint64_t value = 0;
+        std::int64_t value = 0;
         std::memcpy(&value, reinterpret_cast<char const*>(run) + sizeof *run + i * sizeof value,
                     sizeof value);
         std::string part = hasNames ? std::string(text + i * ETH_GSTRING_LEN,

@@ -194,25 +194,51 @@ TEST(SelfTest, saysWhatTheDriverSays)
     using Part = SelfTestAnswer::Part;
     struct
     {
+        bool isWhole;
         SelfTestAnswer answer;
         Outcome outcome;
-        char const* said;
+        char const* said; // faults with their part, problems
     } const cases[] = {
-        {{0, false, {{"Register test", 0}, {"Link test", 0}}}, Outcome::Pass, ""},
-        {{0, true, {{"Register test", 0}, {"Link test", 1}}}, Outcome::Fail, "NetworkSelfTestPart"},
-        {{0, false, {{"Register test", 3}, {"Link test", 0}}}, Outcome::Fail, "NetworkSelfTestPart"},
-        {{0, true, {{"Register test", 0}}}, Outcome::Fail, "NetworkSelfTestFailed"},
-        {{EOPNOTSUPP, false, std::vector<Part>()}, Outcome::NotSupported, "NetworkSelfTestNone"},
-        {{EPERM, false, std::vector<Part>()}, Outcome::InsufficientPrivilege, "NetworkSelfTestRefused"},
-        {{ENODEV, false, std::vector<Part>()}, Outcome::NoDevice, "NetworkGone"},
-        {{EIO, false, std::vector<Part>()}, Outcome::CannotRun, "NetworkSelfTestRefused"},
+        {false, {0, false, true, {{"Register test", 0}, {"Link test", 0}}}, Outcome::Pass, ""},
+        {false,
+         {0, true, true, {{"Register test", 0}, {"Link test", 1}}},
+         Outcome::Fail,
+         "NetworkSelfTestPart Link test "},
+        // Parts that cannot be run, and a driver whose passed ones have a value.
+        {true, {0, false, true, {{"Loop", 0}, {"Split header", -EOPNOTSUPP}}}, Outcome::Pass, ""},
+        {true,
+         {0, true, true, {{"Loop", -ETIMEDOUT}, {"Split header", -EOPNOTSUPP}, {"nvram", 1}}},
+         Outcome::Fail,
+         "NetworkSelfTestPart Loop "},
+        // Without a link.
+        {false,
+         {0, true, false, {{"Register test", 0}, {"Link test   (on/offline)", 1}}},
+         Outcome::CannotRun,
+         "NetworkSelfTestNoLink"},
+        {false,
+         {0, true, false, {{"Register test", 5}, {"Link test", 1}}},
+         Outcome::Fail,
+         "NetworkSelfTestPart Register test NetworkSelfTestPart Link test "},
+        // No part is named.
+        {true, {0, true, true, {{"Register test", 0}}}, Outcome::Fail, "NetworkSelfTestFailed (none) "},
+        {false, {0, true, true, {{"Register test", 0}}}, Outcome::CannotRun, "NetworkSelfTestNotRun"},
+        {true, {0, true, false, {{"Register test", 0}}}, Outcome::CannotRun, "NetworkSelfTestNotRun"},
+        {true, {EOPNOTSUPP, false, true, std::vector<Part>()}, Outcome::NotSupported, "NetworkSelfTestNone"},
+        {true,
+         {EPERM, false, true, std::vector<Part>()},
+         Outcome::InsufficientPrivilege,
+         "NetworkSelfTestRefused"},
+        {true, {ENODEV, false, true, std::vector<Part>()}, Outcome::NoDevice, "NetworkGone"},
+        {true, {EIO, false, true, std::vector<Part>()}, Outcome::CannotRun, "NetworkSelfTestRefused"},
     };
     for (auto const& one : cases) {
         RecordingHost host;
-        EXPECT_EQ(one.outcome, runSelfTest(host, "eth0", false, [&](bool) { return one.answer; }));
+        EXPECT_EQ(one.outcome, runSelfTest(host, "eth0", one.isWhole, [&](bool) { return one.answer; }));
         std::string said;
-        for (Report const& fault : host.m_faults)
-            said += fault.m_eventKey.text();
+        for (Fault const& fault : host.m_faults) {
+            std::string const part = valueOf(fault, "Part");
+            said += std::string(fault.m_eventKey.text()) + " " + part + (part.empty() ? "" : " ");
+        }
         EXPECT_EQ(one.said, said + (host.m_problems.empty() ? "" : host.m_problems[0].m_eventKey.text()));
     }
 }

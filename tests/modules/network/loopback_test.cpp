@@ -132,6 +132,25 @@ TEST(Loopback, everyFaultOfAWireIsFoundAndNamed)
         }
 }
 
+TEST(Loopback, aProgramThatIsPausedHasLostNothing)
+{
+    struct PausedWire : PaperWire
+    {
+        int calls = 0;
+        Arrival receive(std::span<std::byte> into, std::chrono::milliseconds patience) override
+        {
+            bool const hasPaused = calls > 20;
+            Arrival const one = PaperWire::receive(into, hasPaused ? std::chrono::milliseconds(1) : patience);
+            if (one.error == EAGAIN && !coming.empty() && ++calls == 20)
+                time += 5, ++calls; // right after nothing more had come; now all has
+            return one;
+        }
+    } wire;
+    RecordingHost host;
+    EXPECT_EQ(Outcome::Pass, runLoopback(host, "eth0", {}, wire));
+    EXPECT_GT(wire.time, 5);
+}
+
 TEST(Loopback, aDamagedByteIsToldWithItsPlace)
 {
     PaperWire wire;

@@ -108,6 +108,21 @@ TEST(PcieLink, isJudgedByWhatBothEndsCan)
          "PcieNarrow "},
         {"fewer lanes at rest", [](auto& c) { c.write("current_link_width", "4\n"); }, false, Outcome::Fail,
          "PcieNarrow "},
+        {"a graphics card with fewer lanes at rest",
+         [](auto& c) { c.write("class", "0x030000\n"), c.write("current_link_width", "4\n"); }, false,
+         Outcome::Pass, "PcieMaybeNarrow "},
+        {"a bridge with a graphics card behind it, with fewer lanes at rest",
+         [](auto& c) {
+             fs::create_directories(c.root.path(c.card + "0000:04:00.0"));
+             c.write("0000:04:00.0/class", "0x038000\n"), c.write("current_link_width", "4\n");
+         },
+         false, Outcome::Pass, "PcieMaybeNarrow "},
+        {"a graphics card that goes to rest",
+         [&](auto& c) {
+             c.write("class", "0x030000\n");
+             after(1, [](auto& d) { d.write("current_link_width", "1\n"); })(c);
+         },
+         false, Outcome::Pass, ""},
         {"a slot with fewer lanes",
          [](auto& c) { c.write(c.bridge, "max_link_width", "4\n"), c.write("current_link_width", "4\n"); },
          true, Outcome::Pass, ""},

@@ -11,7 +11,7 @@ cat >sbin/smartctl <<'END'
 cd /usr/sbin
 echo "$*" >>words
 case "$*" in
-  *' -t '*) : >begun; [ ! -e errors ] || cat errors >/sys/block/sda/device/ioerr_cnt; printf '{"smartctl":{"exit_status":0}}'; exit 0 ;;
+  *' -t '*) : >begun; [ ! -e errors ] || cat errors >/sys/block/sda/device/ioerr_cnt; [ ! -e link ] || cat link >/sys/bus/pci/devices/0000:00:1f.2/aer_dev_fatal; printf '{"smartctl":{"exit_status":0}}'; exit 0 ;;
   *' -X '*) : >ended; exit 0 ;;
 esac
 value=0
@@ -54,6 +54,18 @@ LC_ALL=C ./storage run -t 6 -d 1 >output 2>&1
 status=$?
 expect counted 0 PASS 'the drive sda answered commands with errors: 3'
 rm sbin/errors
+# The link that the drive hangs on counts.
+mkdir -p /sys/class/block /sys/bus/pci/devices
+ln -s ../../${drive#/sys/}/block/sda /sys/class/block/sda
+ln -s ../../../devices/pci0000:00/0000:00:1f.2 /sys/bus/pci/devices
+echo 'TOTAL_ERR_COR 0' >/sys/bus/pci/devices/0000:00:1f.2/aer_dev_correctable
+echo 'TOTAL_ERR_FATAL 0' >/sys/bus/pci/devices/0000:00:1f.2/aer_dev_fatal
+begin 0
+echo 'TOTAL_ERR_FATAL 2' >sbin/link
+LC_ALL=C ./storage run -t 6 -d 1 >output 2>&1
+status=$?
+expect link 23 FAIL '0000:00:1f.2 counted errors of its link that could not be corrected: 2.'
+rm sbin/link
 begin hangs
 LC_ALL=C ./storage run -t 7 -d 1 >output 2>&1 & module=$!
 until grep -qs 'Percent Done: 50' output; do sleep 0.05; kill -0 $module || break; done
