@@ -12,6 +12,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 
 namespace krel5::modules::board {
@@ -28,6 +29,8 @@ struct Clocks
     std::function<double()>
         slept; ///< seconds that the machine has slept since its start, in which clocks part rightly
     std::function<void(std::chrono::milliseconds)> wait;
+    /// As long as it lives, this thread stays on one processor: two may have counters that begin apart, which systems put up with.
+    std::shared_ptr<void> stay = nullptr;
 };
 
 struct ClockSettings
@@ -43,7 +46,8 @@ Clocks systemClocks(MachineFolder const& machine);
 bool hasSlept(Clocks const& clocks, double before);
 
 /// Faults: "BoardClockBack" (Clock, Amount), "BoardClockStands" (Clock, Seconds), "BoardClockSilent" (Clock, Seconds) for one that cannot be read, "BoardClockUneven" (Clock, Ppm, Most) for one whose rate
-/// changes, "BoardClockDrift" (Ppm, Uncertain, Most) for the real-time clock. Problems: "BoardClockNone"; "BoardClockSlept"; "BoardClockShort" when no
+/// changes, "BoardClockDrift" (Ppm, Uncertain, Most) for the real-time clock. A real-time clock that jumps or drifts is watched once more, since a
+/// system sets it now and then; warning "BoardClockSet" where it is sound then. Problems: "BoardClockNone"; "BoardClockSlept"; "BoardClockShort" when no
 /// clock could be compared in the time. Notes: "BoardClockRate" (Clock, Rate, Ppm, Uncertain).
 Outcome runClockTest(TestHost& host, Clocks const& clocks, ClockSettings const& settings);
 

@@ -253,10 +253,46 @@ std::optional<double> nominalOf(std::string label)
 
 struct VoltageSeen
 {
+    VoltageSeen(HwmonInput const& of, std::optional<Range> const& within) : input(of), range(within) {}
+
     HwmonInput input;
     std::optional<Range> range;
-    std::optional<double> least, most; // of those that can be
+    std::optional<double> least, most; // of those that can be, and are no single one outside
     std::optional<double> impossible = std::nullopt;
+    std::optional<double> once = std::nullopt; // one that was outside, between others that were not
+
+    void take(double now)
+    {
+        bool const isOutside = now < range->low || now > range->high;
+        if (isOutside && !m_wasOutside) {
+            m_pending = now;
+        } else {
+            if (m_pending && isOutside)
+                include(*m_pending);
+            else if (m_pending)
+                once = m_pending;
+            m_pending.reset();
+            include(now);
+        }
+        m_wasOutside = isOutside;
+    }
+    /// The last reading, and none after it that would say more.
+    void end()
+    {
+        if (m_pending && least)
+            once = m_pending;
+        else if (m_pending)
+            include(*m_pending);
+    }
+
+private:
+    void include(double now)
+    {
+        least = std::min(least.value_or(now), now);
+        most = std::max(most.value_or(now), now);
+    }
+    bool m_wasOutside = false;
+    std::optional<double> m_pending = std::nullopt; // outside, the first of some or the only one
 };
 
 std::optional<Range> rangeOf(MachineFolder const& machine, HwmonInput const& input, bool isLimitStrict)
@@ -296,6 +332,8 @@ void judge(TestHost& host, VoltageSeen const& one, bool& isBad)
     };
     if (one.impossible)
         host.warning({kEventVoltageAside, valuesOf(*one.impossible)});
+    if (one.once)
+        host.warning({kEventVoltageOnce, valuesOf(*one.once)});
     if (!one.least || !one.most)
         return;
     bool const isLow = *one.least < one.range->low;
@@ -329,7 +367,7 @@ Outcome runVoltageTest(TestHost& host, MachineFolder const& machine, Pace const&
     std::vector<VoltageSeen> all;
     for (HwmonInput const& input : hwmonInputs(machine, "in"))
         if (auto const range = rangeOf(machine, input, settings.isLimitStrict))
-            all.push_back({input, range, std::nullopt, std::nullopt, std::nullopt});
+            all.emplace_back(input, range);
     if (all.empty()) {
         host.problem({kEventVoltageNone, {}});
         return Outcome::NotSupported;
@@ -343,13 +381,14 @@ Outcome runVoltageTest(TestHost& host, MachineFolder const& machine, Pace const&
                     one.impossible = now;
                     continue;
                 }
-                one.least = std::min(one.least.value_or(*now), *now);
-                one.most = std::max(one.most.value_or(*now), *now);
+                one.take(*now);
             }
     });
     bool isBad = false;
-    for (VoltageSeen const& one : all)
+    for (VoltageSeen& one : all) {
+        one.end();
         judge(host, one, isBad);
+    }
     bool const isAny = std::any_of(all.begin(), all.end(),
                                    [](VoltageSeen const& one) { return one.least || one.impossible; });
     if (!isAny && !end) {

@@ -44,7 +44,7 @@ struct VoltageSettings
 
 /// Faults: "BoardVoltageBad" (Input, Volts, Low, High): outside what the chip calls critical, or a rail that is called after its
 /// voltage off by more than 5 % (ATX12VO and ATX12V design guides: 12, 5 and 3.3 V). Warnings: "BoardVoltageAside" (Input, Volts, Low, High): outside other
-/// limits. Problems: "BoardVoltageNone". Notes: "BoardVoltage" (Input, Volts, Low, High).
+/// limits; "BoardVoltageOnce" (the same): at one reading only. Problems: "BoardVoltageNone". Notes: "BoardVoltage" (Input, Volts, Low, High).
 Outcome runVoltageTest(TestHost& host, MachineFolder const& machine, Pace const& pace,
                        VoltageSettings const& settings);
 

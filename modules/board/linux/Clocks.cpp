@@ -1,7 +1,9 @@
 #include <board/ClockTest.h>
 
 #include <algorithm>
+#include <array>
 #include <ctime>
+#include <sched.h>
 #include <string>
 #include <thread>
 #if defined(__x86_64__)
@@ -31,12 +33,41 @@ double sleptSeconds()
     return least;
 }
 
+/// Keeps the thread that makes it on the processor where it is.
+class OneProcessor
+{
+public:
+    OneProcessor()
+    {
+        int const here = ::sched_getcpu();
+        if (here < 0 || ::sched_getaffinity(0, sizeof m_before, m_before.data()) != 0)
+            return;
+        Set only{};
+        CPU_SET_S(static_cast<std::size_t>(here), sizeof only, only.data());
+        m_isHeld = ::sched_setaffinity(0, sizeof only, only.data()) == 0;
+    }
+    ~OneProcessor()
+    {
+        if (m_isHeld)
+            ::sched_setaffinity(0, sizeof m_before, m_before.data());
+    }
+    OneProcessor(OneProcessor const&) = delete;
+    OneProcessor& operator=(OneProcessor const&) = delete;
+    bool isHeld() const { return m_isHeld; }
+
+private:
+    using Set = std::array<cpu_set_t, 64>; // 65536 processors
+    Set m_before{};
+    bool m_isHeld = false;
+};
+
 /// Where the processor says that they are even, at any frequency and in all its sleeps.
 bool hasEvenStamps([[maybe_unused]] MachineFolder const& machine)
 {
 #if defined(__x86_64__)
     std::string const text = machine.read("proc/cpuinfo", 16u << 20).value_or("");
-    return text.find(" constant_tsc ") != text.npos && text.find(" nonstop_tsc ") != text.npos;
+    return text.find(" constant_tsc ") != text.npos && text.find(" nonstop_tsc ") != text.npos &&
+           text.find(" rdtscp ") != text.npos;
 #else
     return false;
 #endif
@@ -59,7 +90,9 @@ Clocks systemClocks(MachineFolder const& machine)
     Clocks clocks;
     clocks.raw = rawSeconds;
     clocks.stamp = [] { return std::optional<std::uint64_t>(); };
-    if (hasEvenStamps(machine))
+    auto const stay = std::make_shared<OneProcessor>();
+    clocks.stay = stay;
+    if (hasEvenStamps(machine) && stay->isHeld())
         clocks.stamp = stamp;
     clocks.hasRealTime = machine.has("sys/class/rtc/rtc0/since_epoch");
     clocks.slept = sleptSeconds;

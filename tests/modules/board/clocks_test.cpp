@@ -11,6 +11,7 @@
 
 #include <cmath>
 #include <functional>
+#include <sched.h>
 
 namespace krel5::modules::board {
 namespace {
@@ -78,9 +79,29 @@ TEST(BoardClocks, areComparedWithEachOther)
          Outcome::Fail, "BoardClockDrift "},
         {"real-time clock stands", [](auto& c) { c.real = [](double t) { return kNow + std::min(t, 5.0); }; },
          Outcome::Fail, "BoardClockStands "},
-        {"real-time clock goes back", [&](auto& c) { c.real = after(9, -60); }, Outcome::Fail,
+        {"real-time clock goes back again and again",
+         [](auto& c) { c.real = [](double t) { return kNow + t - 60 * std::floor(t / 9); }; }, Outcome::Fail,
          "BoardClockBack "},
-        {"real-time clock jumps", [&](auto& c) { c.real = after(9, 60); }, Outcome::Fail, "BoardClockDrift "},
+        {"real-time clock jumps again and again",
+         [](auto& c) { c.real = [](double t) { return kNow + t + 60 * std::floor(t / 9); }; }, Outcome::Fail,
+         "BoardClockDrift "},
+        // Once: the system has set it.
+        {"real-time clock is set back", [&](auto& c) { c.real = after(9, -60); }, Outcome::Pass,
+         "BoardClockSet "},
+        {"real-time clock is set ahead", [&](auto& c) { c.real = after(9, 60); }, Outcome::Pass,
+         "BoardClockSet "},
+        {"real-time clock is set and cannot be read for a moment",
+         [&, jump = after(9, -60)](auto& c) {
+             c.real = [jump](double t) {
+                 return t > 9.02 && t < 9.05 ? std::nullopt : std::optional(jump(t));
+             };
+         },
+         Outcome::Pass, "BoardClockSet "},
+        {"real-time clock is set by very little", [&](auto& c) { c.real = after(9, 0.04); }, Outcome::Pass,
+         "BoardClockSet "},
+        {"real-time clock is set ahead and stands",
+         [](auto& c) { c.real = [](double t) { return kNow + (t < 9 ? t : 69); }; }, Outcome::Fail,
+         "BoardClockStands "},
         {"counter stands", [](auto& c) { c.stamp = [](double t) { return kMegahertz * std::min(t, 7.0); }; },
          Outcome::Fail, "BoardClockStands "},
         {"counter goes back",
@@ -145,6 +166,20 @@ TEST(BoardClocks, areComparedWithEachOther)
     }
 }
 
+TEST(BoardClocks, areReadOnOneProcessor)
+{
+    cpu_set_t before{}, during{}, after{};
+    ASSERT_EQ(0, sched_getaffinity(0, sizeof before, &before));
+    {
+        MachineFolder const machine("/");
+        Clocks const clocks = systemClocks(machine);
+        ASSERT_EQ(0, sched_getaffinity(0, sizeof during, &during));
+        EXPECT_EQ(1, CPU_COUNT(&during));
+    }
+    ASSERT_EQ(0, sched_getaffinity(0, sizeof after, &after));
+    EXPECT_TRUE(CPU_EQUAL(&before, &after));
+}
+
 TEST(BoardClocks, driftIsToldWithWhatIsKnownOfIt)
 {
     PaperClocks paper;
@@ -178,6 +213,8 @@ TEST(BoardRtc, runsAndKnowsTheDate)
          Outcome::Fail, "BoardRtcBattery "},
         {"stands", [](double) { return kNow; }, "", Outcome::Fail, "BoardRtcStands "},
         {"runs away", [](double t) { return kNow + 3 * t; }, "", Outcome::Fail, "BoardRtcJumps "},
+        {"is set by the system", [](double t) { return kNow + (t < 2 ? t : t + 7); }, "", Outcome::Pass,
+         "BoardClockSet "},
         {"cannot be read", [](double) { return std::nullopt; }, "", Outcome::Fail, "BoardRtcUnread "},
         {"cannot be read any more", [](double t) { return t < 1 ? std::optional(kNow + t) : std::nullopt; },
          "", Outcome::Fail, "BoardRtcUnread "},

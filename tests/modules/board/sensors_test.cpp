@@ -246,6 +246,17 @@ TEST(BoardVoltages, stayWhereTheyBelong)
     WarningHost host;
     EXPECT_EQ(Outcome::Fail, runVoltageTest(host, MachineFolder(board.root.path()), board.pace(), {}));
     EXPECT_EQ("10.900", test::valueOf(host.m_faults.at(0), "Volts"));
+    // One reading alone may have been misread, be it the first or the last.
+    for (double const at : {0.0, 2.0, 4.9}) {
+        PaperBoard once(kChip, {{"in0_input", at > 0 ? "12000" : "10900"}, {"in0_label", "+12V"}});
+        once.happens = [&](double time) {
+            once.write("in0_input", time > at && time < at + 0.4 && at > 0 ? "10900" : "12000");
+        };
+        WarningHost warned;
+        EXPECT_EQ(Outcome::Pass, runVoltageTest(warned, MachineFolder(once.root.path()), once.pace(), {}))
+            << at;
+        EXPECT_EQ("BoardVoltageOnce ", keysOf(warned)) << at;
+    }
     // A reading that cannot be does not hide one that is bad.
     PaperBoard both(kChip, {{"in0_input", "10900"}, {"in0_label", "+12V"}});
     both.happens = [&](double time) { both.write("in0_input", time > 2 && time < 3 ? "0" : "10900"); };
