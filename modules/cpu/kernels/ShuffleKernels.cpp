@@ -87,7 +87,7 @@ KREL5_Y(gatherDoublesY,
         "vpcmpeqd %%ymm5, %%ymm5, %%ymm5\n\tvpsrld $29, %%xmm5, %%xmm4\n\tvpand %%xmm1, %%xmm4, %%xmm4\n\t"
         "vmovdqa %%ymm1, %%ymm3\n\tvgatherdpd %%ymm2, (%[a],%%xmm4,8), %%ymm3")
 KREL5_Z(gatherZ, "vpternlogd $0xFF, %%zmm5, %%zmm5, %%zmm5\n\tvpsrld $28, %%zmm5, %%zmm4\n\t"
-                 "vpandd %%zmm1, %%zmm4, %%zmm4\n\tvpxord %%xmm5, %%xmm5, %%xmm5\n\t"
+                 "vpandd %%zmm1, %%zmm4, %%zmm4\n\tvpxor %%xmm5, %%xmm5, %%xmm5\n\t"
                  "vpcmpgtd %%zmm2, %%zmm5, %%k1\n\tvmovdqa64 %%zmm1, %%zmm3\n\t"
                  "vpgatherdd (%[a],%%zmm4,4), %%zmm3%{%%k1%}")
 template <typename T, unsigned kBytes>
@@ -107,7 +107,7 @@ KREL5_UNIT(
         "vmovdqu64",
         "zmm") "vmovdqu64 %%zmm2, (%[out])\n\t"
                "vpternlogd $0xFF, %%zmm5, %%zmm5, %%zmm5\n\tvpsrld $28, %%zmm5, %%zmm4\n\t"
-               "vpandd %%zmm1, %%zmm4, %%zmm4\n\tvpxord %%xmm5, %%xmm5, %%xmm5\n\t"
+               "vpandd %%zmm1, %%zmm4, %%zmm4\n\tvpxor %%xmm5, %%xmm5, %%xmm5\n\t"
                "vpcmpgtd %%zmm1, %%zmm5, %%k1\n\tvpscatterdd %%zmm0, (%[out],%%zmm4,4)%{%%k1%}\n\tvzeroupper")
 void softScatter(Operands const& in, Bytes& out) noexcept
 {
@@ -150,7 +150,7 @@ void softMasks(Operands const& in, Bytes& out) noexcept
 }
 
 // The chosen words moved together, what is left filled from the operand b spread out by the same mask.
-KREL5_Z(compressZ, "vpxord %%xmm5, %%xmm5, %%xmm5\n\tvpcmpgtd %%zmm2, %%zmm5, %%k1\n\t"
+KREL5_Z(compressZ, "vpxor %%xmm5, %%xmm5, %%xmm5\n\tvpcmpgtd %%zmm2, %%zmm5, %%k1\n\t"
                    "vpexpandd %%zmm1, %%zmm3%{%%k1%}%{z%}\n\tvpcompressd %%zmm0, %%zmm4%{%%k1%}%{z%}\n\t"
                    "vpaddd %%zmm4, %%zmm3, %%zmm3")
 void softCompress(Operands const& in, Bytes& out) noexcept
