@@ -7,6 +7,7 @@
 #include <storage/StorageTest.h>
 #include <storage/Texts.h>
 #include <storage/WriteTest.h>
+#include <storage/smart/DriveCounts.h>
 #include <storage/smart/DriveSelfTest.h>
 #include <storage/smart/SmartTest.h>
 
@@ -70,30 +71,32 @@ StorageSettings settingsFor(ReadPlan::Order order)
     return settings;
 }
 
+TestResult runReading(DiagDevice const& device, StorageSettings const& settings)
+{
+    return s_host.run(device, [&, path = std::string(device.osLocator().getUTF8Buffer())](TestHost& host) {
+        return besideDriveCounts(host, driveReports(path),
+                                 [&] { return runStorageTest(host, path, settings); });
+    });
+}
+
 TestResult readSequential(DiagDevice const& device)
 {
     StorageSettings settings = settingsFor(ReadPlan::Order::Sequential);
     settings.m_plan.m_amount = times(s_size->value().valueUint64(), std::uint64_t(1) << 20);
-    return s_host.run(device, [&](TestHost& host) {
-        return runStorageTest(host, device.osLocator().getUTF8Buffer(), settings);
-    });
+    return runReading(device, settings);
 }
 
 TestResult readRandom(DiagDevice const& device)
 {
     StorageSettings settings = settingsFor(ReadPlan::Order::Random);
     settings.m_plan.m_amount = times(s_reads->value().valueUint32(), settings.m_plan.m_blockSize);
-    return s_host.run(device, [&](TestHost& host) {
-        return runStorageTest(host, device.osLocator().getUTF8Buffer(), settings);
-    });
+    return runReading(device, settings);
 }
 
 TestResult readSurface(DiagDevice const& device)
 {
     StorageSettings const settings = settingsFor(ReadPlan::Order::Surface);
-    return s_host.run(device, [&](TestHost& host) {
-        return runStorageTest(host, device.osLocator().getUTF8Buffer(), settings);
-    });
+    return runReading(device, settings);
 }
 
 TestResult readSpeed(DiagDevice const& device)
@@ -101,9 +104,7 @@ TestResult readSpeed(DiagDevice const& device)
     StorageSettings settings = settingsFor(ReadPlan::Order::Sequential);
     settings.m_plan.m_amount = times(s_size->value().valueUint64(), std::uint64_t(1) << 20);
     settings.m_plan.m_floor = s_floor->value().valueDouble();
-    return s_host.run(device, [&](TestHost& host) {
-        return runStorageTest(host, device.osLocator().getUTF8Buffer(), settings);
-    });
+    return runReading(device, settings);
 }
 
 TestResult smart(DiagDevice const& device)
@@ -153,7 +154,7 @@ Outcome runOverwrite(TestHost& host, DiagDevice const& device)
     plan.blockSize = std::size_t(s_blockSize->value().valueUint32()) << 10;
     plan.mostFaults = s_mostBad->value().valueUint32();
     plan.seed = seedOfRun(*s_seed);
-    return runWriteTest(host, drive, plan);
+    return besideDriveCounts(host, driveReports(path), [&] { return runWriteTest(host, drive, plan); });
 }
 
 TestResult overwrite(DiagDevice const& device)

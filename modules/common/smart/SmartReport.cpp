@@ -71,6 +71,7 @@ void readNvme(Field const& log, SmartReport& report)
     if (!report.m_criticalWarning)
         log["critical_warning"].doubt(); // it is never left out
     report.m_mediaErrors = log["media_errors"].count();
+    report.m_errorLogEntries = log["num_err_log_entries"].count();
     report.m_wear.m_percentageUsed = log["percentage_used"].count();
     report.m_wear.m_spare = log["available_spare"].count();
     report.m_wear.m_spareThreshold = log["available_spare_threshold"].count();

@@ -61,6 +61,7 @@ struct SmartReport
     std::vector<SmartAttribute> m_attributes;
     std::optional<std::uint64_t> m_criticalWarning; ///< bits of the NVMe SMART / Health log, byte 0
     std::optional<std::uint64_t> m_mediaErrors;
+    std::optional<std::uint64_t> m_errorLogEntries; ///< of NVMe, over the drive's life
     Wear m_wear;
     std::vector<SelfTest> m_selfTests; ///< the newest first
     bool m_selfTestsAreAta = false;

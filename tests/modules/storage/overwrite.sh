@@ -7,9 +7,11 @@ here=$(cd "$(dirname "$0")" && pwd)
 if [[ ${1-} != inside ]]; then
   image=$(mktemp) || exit 1
   truncate -s 8M "$image"
+  mkfs.ext4 -q -F "$image" 2>/dev/null || head -c 8M /dev/urandom >"$image"
   loop=$(losetup --find --show "$image" 2>/dev/null) || { rm -f "$image"; echo "no loop devices here"; exit 77; }
-  trap 'losetup --detach "$loop"; rm -f "$image"' EXIT
-  export loop image
+  # Goes with whoever holds it open last, however this ends.
+  exec 9<"$loop" && losetup --detach "$loop" && rm -f "$image" || exit 1
+  export loop
 fi
 . "$here/machine.sh"
 trap - EXIT
@@ -28,17 +30,29 @@ expect() { # name, exit status, verdict, text
     echo "$1: exit status $status, not $2 $3 with: $4"; sed 's/^/    /' output; failed=1
   fi
 }
+cp --sparse=never dev/sda before || exit 1
 test=$(./storage enum | sed -nE 's/^ *overwrite \(([0-9]+)\).*/\1/p')
 [[ -n $test ]] || { echo "the test is not listed:"; ./storage enum; exit 1; }
 : >storage.w4i
 expect "nobody who could be asked" 28 'CANNOT RUN' 'is not overwritten, since nobody said that it may be'
-cmp -s -n 8388608 dev/sda /dev/zero || { echo "it was written to"; failed=1; }
+cmp -s dev/sda before || { echo "it was written to"; failed=1; }
 
 printf 'Test.overwrite.%s\n' EraseConfirmed.value=true Seed.value=7 >storage.w4i
-if mkfs.ext4 -q dev/sda 2>output && mount dev/sda mounted 2>>output; then
+if mount -o ro,noload dev/sda mounted 2>output; then
   expect "a mounted one" 28 'CANNOT RUN' 'is in use'
   umount mounted
+  cmp -s dev/sda before || { echo "it was written to while it was mounted"; failed=1; }
+else
+  echo "not tried with a mounted one: $(cat output)"
 fi
 expect "a sound one" 0 PASS 'Written: 8388608 of 8388608 bytes'
-! cmp -s -n 4096 dev/sda /dev/zero || { echo "it was not written to"; failed=1; }
+! cmp -s -n 4096 dev/sda before || { echo "it was not written to"; failed=1; }
+# One whose own count of what it could not correct rises meanwhile.
+cat >sbin/smartctl <<'END'
+#!/bin/sh
+echo x >>/usr/sbin/asked
+printf '{"nvme_smart_health_information_log":{"critical_warning":0,"media_errors":%d}}' "$(grep -c x /usr/sbin/asked)"
+END
+chmod +x sbin/smartctl
+expect "one that loses data" 23 FAIL 'what it could not correct (media errors) rose by 1'
 exit $failed
