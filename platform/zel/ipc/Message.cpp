@@ -41,8 +41,12 @@ void writeMessage(std::string& payload, std::string_view name, std::uint64_t num
         if (!body.state && !kNeedsState<Body>)
             return;
         payload += kStateFollows;
-        payload += body.state ? Serializable::serializeUtf8(*body.state, kStateElement)
-                              : Serializable::serializeUtf8(StateManager(), kStateElement);
+        if constexpr (requires { body.stateDocument; })
+            if (!body.stateDocument.empty()) {
+                payload += body.stateDocument;
+                return;
+            }
+        payload += body.state ? stateDocumentOf(*body.state) : stateDocumentOf(StateManager());
     }
 }
 
@@ -93,6 +97,11 @@ std::uint64_t readMessage(std::string_view payload, std::string_view name, Body&
 } // namespace
 
 Message::~Message() = default;
+
+std::string stateDocumentOf(StateManager const& state)
+{
+    return Serializable::serializeUtf8(state, kStateElement);
+}
 
 std::string Message::serialize() const
 {

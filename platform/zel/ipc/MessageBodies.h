@@ -1,6 +1,7 @@
 #pragma once
 // What the messages of the engine link carry. Plain data; Message.cpp writes and reads it.
 
+#include <zel/foundation/Export.h>
 #include <zel/foundation/String.h>
 #include <zel/model/runs/IndicatorRunImp.h>
 #include <zel/model/runs/MessageBoxImp.h>
@@ -10,6 +11,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace zel {
@@ -33,12 +35,17 @@ struct StateBody
     std::shared_ptr<StateManager const> state;
 };
 
+/// As it goes over the link.
+ZEL_EXPORT std::string stateDocumentOf(StateManager const& state);
+
 /// A run to make, with the state that has its device and, if the engine has it, its test. The run names test and
 /// device and is bound to none.
 struct TestRunBody
 {
     std::shared_ptr<StateManager const> state;
     std::optional<TestRunImp> run; ///< always there in what was read
+    std::string
+        stateDocument{}; ///< of the state, where somebody had the time to make it before; see stateDocumentOf()
 };
 
 struct IndicatorRunBody

@@ -81,7 +81,7 @@ public:
                 note->problem = zel::System::errorText(error);
         });
     }
-    /// REQUIRES: the report was flushed.
+    /// REQUIRES: the report was finished.
     void tellProblem(ProgressView& view) const
     {
         if (!m_note->problem.empty())
@@ -169,7 +169,7 @@ int runPlan(Plan const& plan, RunOptions const& options, zel::StateManager const
     SessionObserver observer(*report, *view, {.out = *terminal});
     Outcome const outcome = runKept(plan, options, machine, observer,
                                     zel::FileSystem::folderOf(report->path()), std::move(ahead));
-    if (note && report->flush())
+    if (note && report->finish())
         note->tellProblem(*view);
     view->say("\n");
     view.reset(); // nothing is drawn below what follows

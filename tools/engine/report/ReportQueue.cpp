@@ -36,13 +36,15 @@ struct ReportQueue::Shared
     std::condition_variable changed;
     std::vector<Job> jobs;  // for the thread to take, all at once
     bool isWriting = false; // those that it took
+    bool isWorking = false; // behind them
     std::size_t bytes = 0;  // of all that are not written
     int error = 0;          // the first
     bool isLate = false;    // somebody waited in vain for what is not written yet
     bool isClosed = false;
     bool isAwaited = false; // somebody waits until all is written
 
-    bool isIdle() const { return jobs.empty() && !isWriting; }
+    bool isWritten() const { return jobs.empty() && !isWriting; }
+    bool isIdle() const { return isWritten() && !isWorking; }
     bool canWait() const
     {
         return !isClosed && !isAwaited && bytes < kMostBytes &&
@@ -68,7 +70,7 @@ ReportQueue::ReportQueue(ReportFile file, std::chrono::milliseconds patience)
 
 ReportQueue::~ReportQueue()
 {
-    flush();
+    finish();
     bool isIdle = false;
     {
         std::lock_guard<std::mutex> const guard(m_shared->mutex);
@@ -114,18 +116,28 @@ void ReportQueue::putBehindSync(std::function<void()> work)
     m_shared->add({{}, Sync::Never, std::move(work), true});
 }
 
-int ReportQueue::flush()
+int ReportQueue::waitForAll(bool (*isMet)(Shared const&))
 {
     std::unique_lock<std::mutex> lock(m_shared->mutex);
     m_shared->isAwaited = true;
     m_shared->changed.notify_all();
-    int const error = waitFor(lock, [](Shared const& one) { return one.isIdle(); });
+    int const error = waitFor(lock, isMet);
     m_shared->isAwaited = false;
     return error;
 }
 
+int ReportQueue::flush()
+{
+    return waitForAll([](Shared const& one) { return one.isWritten(); });
+}
+
+int ReportQueue::finish()
+{
+    return waitForAll([](Shared const& one) { return one.isIdle(); });
+}
+
 // One wait for the disk serves all that came while it was waited for the last time.
-int ReportQueue::write(Shared& shared, std::vector<Job> jobs)
+int ReportQueue::write(Shared& shared, std::vector<Job> jobs, std::vector<std::function<void()>>& behindSync)
 {
     int first = 0;
     bool sync = false;
@@ -143,8 +155,7 @@ int ReportQueue::write(Shared& shared, std::vector<Job> jobs)
     if (!sync)
         return first;
     int const error = shared.file.sync();
-    for (auto const& work : std::exchange(shared.behindSync, {}))
-        work();
+    behindSync.swap(shared.behindSync);
     return first != 0 ? first : error;
 }
 
@@ -163,11 +174,24 @@ void ReportQueue::work(Shared& shared)
         for (Job const& job : jobs)
             bytes += job.line.size();
         lock.unlock();
-        int const error = write(shared, std::move(jobs));
+        std::vector<std::function<void()>> behindSync;
+        int const error = write(shared, std::move(jobs), behindSync);
         lock.lock();
         shared.bytes -= bytes;
         shared.isWriting = false;
         shared.error = shared.error != 0 ? shared.error : error;
+        if (shared.isWritten())
+            shared.isLate = false;
+        shared.isWorking = !behindSync.empty();
+        shared.changed.notify_all();
+        if (behindSync.empty())
+            continue;
+        lock.unlock();
+        for (auto const& one : behindSync)
+            one();
+        behindSync.clear();
+        lock.lock();
+        shared.isWorking = false;
         if (shared.isIdle())
             shared.isLate = false;
         shared.changed.notify_all();

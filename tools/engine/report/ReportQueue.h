@@ -41,16 +41,19 @@ public:
     /// The same, but right after the next line that goes to the disk has got there: what stands on the same disk needs no
     /// wait of its own then.
     void putBehindSync(std::function<void()> work);
-    /// Waits until all that was put is written, on disk where it was to be. Gives what put() gives.
+    /// Waits until all lines that were put are written, on disk where they were to be. Gives what put() gives.
     int flush();
+    /// The same, and until all work is done.
+    int finish();
     std::string const& path() const noexcept;
 
 private:
     struct Shared;
     struct Job;
     static void work(Shared& shared);
-    static int write(Shared& shared, std::vector<Job> jobs);
+    static int write(Shared& shared, std::vector<Job> jobs, std::vector<std::function<void()>>& behindSync);
     int waitFor(std::unique_lock<std::mutex>& lock, bool (*isMet)(Shared const&));
+    int waitForAll(bool (*isMet)(Shared const&));
 
     std::shared_ptr<Shared> m_shared;
     std::chrono::milliseconds m_patience;

@@ -133,6 +133,7 @@ bool ReportWriter::write(std::string const& line, ReportQueue::Sync sync)
 }
 
 bool ReportWriter::flush() { return judge(m_file.flush()); }
+bool ReportWriter::finish() { return judge(m_file.finish()); }
 
 bool ReportWriter::judge(int errorNumber)
 {

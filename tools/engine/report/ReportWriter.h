@@ -44,8 +44,10 @@ public:
 
     /// Waits until all that was taken is written, and on disk as said. Gives what take() gives.
     bool flush();
-    /// Done by the thread that writes, behind what was taken before, for it may wait for a disk, too; when the next flush()
-    /// gives true, it is done. It must not throw.
+    /// Waits for the work below as well.
+    bool finish();
+    /// Done by the thread that writes, behind what was taken before, for it may wait for a disk, too; when the next
+    /// finish() gives true, it is done. It must not throw.
     void meanwhile(std::function<void()> work) { m_file.put(std::move(work)); }
     /// The same, once the next record that goes to the disk is there.
     void behindSync(std::function<void()> work) { m_file.putBehindSync(std::move(work)); }

@@ -189,7 +189,8 @@ void ActiveRun::prepare()
         run.restoreParameter(
             {zel::String(key), zel::ValueImp(zel::String(value)), zel::ParameterSourceImp::CLIENT()});
     run.setMinTime(static_cast<unsigned>(m_plan.forTime.count()));
-    m_toRun.emplace(zel::TestRunBody{stateFor(m_plan, m_around.machine), std::move(run)});
+    auto const state = stateFor(m_plan, m_around.machine);
+    m_toRun.emplace(zel::TestRunBody{state, std::move(run), zel::stateDocumentOf(*state)});
 }
 
 // ---- what the module says of the run

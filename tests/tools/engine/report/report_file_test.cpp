@@ -341,6 +341,30 @@ TEST(Reports, HoldABoundedNumberOfReadings)
     EXPECT_TRUE(session.damage.empty());
 }
 
+// A run waits for what it must not begin without, and for nothing else.
+TEST(ReportWriter, WorkBehindARecordOnDiskKeepsNobodyWaitingForIt)
+{
+    TemporaryFolder const folder;
+    std::string const path = folder.path("r.jsonl");
+    ReportWriter report(path, [](std::string const& what) { ADD_FAILURE() << what; });
+    std::atomic<bool> mayGoOn{false}, isDone{false};
+    std::atomic<std::size_t> linesThen{0};
+    report.take(sessionBegan());
+    report.behindSync([&] {
+        linesThen = readReport(folder.read("r.jsonl"), "r").runs.size();
+        while (!mayGoOn)
+            ::usleep(1000);
+        isDone = true;
+    });
+    report.take(runBegan(1));
+    ASSERT_TRUE(report.flush());
+    EXPECT_FALSE(isDone);
+    mayGoOn = true;
+    ASSERT_TRUE(report.finish());
+    EXPECT_TRUE(isDone);
+    EXPECT_EQ(1u, linesThen) << "it came before the record";
+}
+
 TEST(ReportWriter, TellsOnceThatTheDiskIsFull)
 {
     TemporaryFolder const folder;
