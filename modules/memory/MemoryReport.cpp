@@ -98,19 +98,20 @@ void MemoryReport::reportFlip(WordFault const& flip, std::uint64_t const* first,
     auto const shown = [this](std::optional<std::uint64_t> number) {
         return number ? hex(*number) : m_host.text(kTextNoAddress);
     };
-    Fault const found(kEventFlip, {{"Offset", hex(flip.m_index * sizeof *address)},
-                                   {"VirtualAddress", hex(reinterpret_cast<std::uintptr_t>(address))},
-                                   {"PhysicalAddress", shown(physical)},
-                                   {"Module", moduleAt(physical)},
-                                   {"Expected", hex(flip.m_expected)},
-                                   {"Actual", hex(flip.m_actual)},
-                                   {"FirstRow", shown(physicalAddress(first))},
-                                   {"SecondRow", shown(physicalAddress(second))}});
+    Fault const found(isFault ? kEventFlip : kEventFlipTold,
+                      {{"Offset", hex(flip.m_index * sizeof *address)},
+                       {"VirtualAddress", hex(reinterpret_cast<std::uintptr_t>(address))},
+                       {"PhysicalAddress", shown(physical)},
+                       {"Module", moduleAt(physical)},
+                       {"Expected", hex(flip.m_expected)},
+                       {"Actual", hex(flip.m_actual)},
+                       {"FirstRow", shown(physicalAddress(first))},
+                       {"SecondRow", shown(physicalAddress(second))}});
     ++m_reported;
     if (isFault)
         m_host.fault(found);
-    else
-        m_host.warning(found);
+    else // of every pass
+        m_host.signOfLife(found);
 }
 
 void MemoryReport::endedEarly(std::uint64_t pages)
