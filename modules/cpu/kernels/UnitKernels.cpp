@@ -124,6 +124,7 @@ Answer against(std::uint64_t seed, LaneFault const* fault) noexcept
         std::memcpy(&b, &pb, 16);                                                                            \
         std::memcpy(&c, &pc, 16);                                                                            \
         __m128i const result = EXPRESSION;                                                                   \
+        static_cast<void>(b);                                                                                \
         static_cast<void>(c);                                                                                \
         std::memcpy(&out, &result, 16);                                                                      \
     }
@@ -136,6 +137,17 @@ template <bool kForward, bool kMix>
 Block softwareRound(Block const& a, Block const& b, Block const&) noexcept
 {
     return cipherRound(a, b, kForward, kMix);
+}
+
+KREL5_UNIT(unmixed, "aes,sse4.2", Block, _mm_aesimc_si128(a))
+Block softwareUnmixed(Block const& a, Block const&, Block const&) noexcept
+{
+    constexpr unsigned kBackward[] = {14, 11, 13, 9};
+    Block out{};
+    for (unsigned i = 0; i < 16; ++i)
+        for (unsigned k = 0; k < 4; ++k)
+            out[i] ^= fieldProduct(a[i / 4 * 4 + (i + k) % 4], kBackward[k]);
+    return out;
 }
 
 // Each half of one operand with each half of the other: all four products, one upon the other.
@@ -200,6 +212,47 @@ Words softwareHashSecond(Words const& a, Words const& b, Words const&) noexcept
     return out;
 }
 
+// SHA-1, with the words from the highest down as the algorithm counts them. All four of its functions, one after the other.
+KREL5_UNIT(olderRounds, "sha,sse4.2", Words,
+           _mm_sha1rnds4_epu32(_mm_sha1rnds4_epu32(_mm_sha1rnds4_epu32(_mm_sha1rnds4_epu32(a, b, 0), c, 1), b,
+                                                   2),
+                               c, 3))
+KREL5_UNIT(olderNext, "sha,sse4.2", Words, _mm_sha1nexte_epu32(b, a))
+KREL5_UNIT(olderFirst, "sha,sse4.2", Words, _mm_sha1msg1_epu32(a, b))
+KREL5_UNIT(olderSecond, "sha,sse4.2", Words, _mm_sha1msg2_epu32(a, b))
+Words softwareOlderRounds(Words const& state, Words const& b, Words const& c) noexcept
+{
+    constexpr std::uint32_t kConstants[] = {0x5A827999, 0x6ED9EBA1, 0x8F1BBCDC, 0xCA62C1D6};
+    std::array<std::uint32_t, 4> x{state[3], state[2], state[1], state[0]};
+    for (unsigned function = 0; function < 4; ++function) {
+        Words const& message = function % 2 == 0 ? b : c;
+        std::uint32_t last = 0; // the first word holds it already
+        for (unsigned round = 0; round < 4; ++round) {
+            std::uint32_t const chosen = function == 0   ? (x[1] & x[2]) ^ (~x[1] & x[3])
+                                         : function == 2 ? (x[1] & x[2]) ^ (x[1] & x[3]) ^ (x[2] & x[3])
+                                                         : x[1] ^ x[2] ^ x[3];
+            std::uint32_t const first =
+                chosen + std::rotl(x[0], 5) + message[3 - round] + last + kConstants[function];
+            last = x[3];
+            x = {first, x[0], std::rotl(x[1], 30), x[2]};
+        }
+    }
+    return {x[3], x[2], x[1], x[0]};
+}
+Words softwareOlderNext(Words const& a, Words const& b, Words const&) noexcept
+{
+    return {a[0], a[1], a[2], a[3] + std::rotl(b[3], 30)};
+}
+Words softwareOlderFirst(Words const& a, Words const& b, Words const&) noexcept
+{
+    return {b[2] ^ a[0], b[3] ^ a[1], a[0] ^ a[2], a[1] ^ a[3]};
+}
+Words softwareOlderSecond(Words const& a, Words const& b, Words const&) noexcept
+{
+    std::uint32_t const first = std::rotl(a[3] ^ b[2], 1);
+    return {std::rotl(a[0] ^ first, 1), std::rotl(a[1] ^ b[0], 1), std::rotl(a[2] ^ b[1], 1), first};
+}
+
 /// All four widths of the instruction, each from where the one before ended; state in, operand in.
 __attribute__((noinline, target("sse4.2"))) void checksum(Words const& a, Words const& b, Words const&,
                                                           Words& out) noexcept
@@ -242,10 +295,15 @@ constexpr LaneKernel kKernels[] = {
     entry<against<Block, encryptLast, softwareRound<true, false>>>("aesenclast", CpuFeature::Aes),
     entry<against<Block, decrypt, softwareRound<false, true>>>("aesdec", CpuFeature::Aes),
     entry<against<Block, decryptLast, softwareRound<false, false>>>("aesdeclast", CpuFeature::Aes),
+    entry<against<Block, unmixed, softwareUnmixed>>("aesimc", CpuFeature::Aes),
     entry<against<Words, carryless, softwareCarryless>>("carryless", CpuFeature::Carryless),
     entry<against<Words, hashRounds, softwareHashRounds>>("sha256rounds", CpuFeature::Sha),
     entry<against<Words, hashFirst, softwareHashFirst>>("sha256message1", CpuFeature::Sha),
     entry<against<Words, hashSecond, softwareHashSecond>>("sha256message2", CpuFeature::Sha),
+    entry<against<Words, olderRounds, softwareOlderRounds>>("sha1rounds", CpuFeature::Sha),
+    entry<against<Words, olderNext, softwareOlderNext>>("sha1next", CpuFeature::Sha),
+    entry<against<Words, olderFirst, softwareOlderFirst>>("sha1message1", CpuFeature::Sha),
+    entry<against<Words, olderSecond, softwareOlderSecond>>("sha1message2", CpuFeature::Sha),
     entry<against<Words, checksum, softwareChecksum>>("crc32cwidths", CpuFeature::Sse42),
 };
 

@@ -21,7 +21,7 @@ for kind in pd ps; do
     look "[[:space:]]vfmadd[0-9]+$kind .*%ymm" "vfmadd$kind, 256 bits"
     look "[[:space:]]vfmadd[0-9]+$kind .*%zmm" "vfmadd$kind, 512 bits"
 done
-for name in aesenc aesenclast aesdec aesdeclast sha256rnds2 sha256msg1 sha256msg2; do
+for name in aesenc aesenclast aesdec aesdeclast aesimc sha256rnds2 sha256msg1 sha256msg2 sha1rnds4 sha1nexte sha1msg1 sha1msg2; do
     look "[[:space:]]v?$name[[:space:]]" "$name"
 done
 # The width is in the name, or in that of the first register.
