@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::chrono::milliseconds kStep{20};
 constexpr double kBetweenLooks = 0.1;    // seconds
+constexpr double kReset = 2;             // seconds that a device may need, which its driver resets
 constexpr std::uint64_t kMostWidth = 32; // 255: the kernel could not ask
 constexpr double kMostSpeed = 1024;      // GT/s
 
@@ -87,7 +88,7 @@ public:
         }
         m_folder = *place + "/";
         m_bridge = place->substr(0, place->rfind('/')) + "/";
-        if (!isAnswering())
+        if (hasFallenOff())
             return gone();
         End const own = readEnd(m_machine, m_folder), above = readEnd(m_machine, m_bridge);
         m_width = least(own.mostWidth, above.mostWidth);
@@ -132,16 +133,7 @@ private:
         return Outcome::Fail;
     }
 
-    /// A device that no longer answers gives ones to every question; one that sleeps is not asked.
-    bool isAnswering() const
-    {
-        if (m_machine.read(m_folder + "power/runtime_status", 64).value_or("") == "suspended\n")
-            return true;
-        if (!m_machine.has(m_folder + "vendor"))
-            return false;
-        auto const config = m_machine.read(m_folder + "config", 4096);
-        return !config || config->size() < 4 || config->compare(0, 4, "\xFF\xFF\xFF\xFF") != 0;
-    }
+    bool hasFallenOff() const { return pcie::hasFallenOff(m_host, m_machine, m_folder, m_load); }
 
     void tellOfEarlierErrors()
     {
@@ -187,7 +179,7 @@ private:
             if (now - looked < kBetweenLooks)
                 continue;
             looked = now;
-            if (!isAnswering())
+            if (hasFallenOff())
                 return gone();
             End const end = readEnd(m_machine, m_folder);
             m_bestWidth = std::max(m_bestWidth, end.width.value_or(0));
@@ -237,6 +229,36 @@ private:
 };
 
 } // namespace
+
+bool isVirtual(MachineFolder const& machine, std::string const& folder)
+{
+    return machine.has(folder + "physfn");
+}
+
+bool isAnswering(MachineFolder const& machine, std::string const& folder)
+{
+    if (machine.read(folder + "power/runtime_status", 64).value_or("") == "suspended\n")
+        return true;
+    if (!machine.has(folder + "vendor"))
+        return false;
+    if (isVirtual(machine, folder))
+        return true;
+    auto const config = machine.read(folder + "config", 4096);
+    return !config || config->size() < 4 || config->compare(0, 4, "\xFF\xFF\xFF\xFF") != 0;
+}
+
+bool hasFallenOff(TestHost& host, MachineFolder const& machine, std::string const& folder, Load const& load)
+{
+    double const begin = load.now();
+    while (!isAnswering(machine, folder)) {
+        if (!machine.has(folder + "vendor") || load.now() - begin >= kReset)
+            return true;
+        if (host.stopRequested())
+            return false;
+        load.wait(kStep);
+    }
+    return false;
+}
 
 Outcome runLinkTest(TestHost& host, MachineFolder const& machine, std::string const& function,
                     LinkSettings const& settings, Load const& load)

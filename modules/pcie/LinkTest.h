@@ -31,8 +31,15 @@ struct Load
     std::function<double()> now; ///< seconds, on a clock that never goes back
 };
 
-/// Reads from a drive of the running machine that stands on the function.
+/// Reads from a drive of the running machine that stands on the function; nothing but the clock where that is empty.
 Load systemLoad(MachineFolder const& machine, std::string const& function);
+
+/// Of a function's folder, with a slash behind: whether a card makes it up for virtual machines.
+bool isVirtual(MachineFolder const& machine, std::string const& folder);
+/// A device that no longer answers gives ones to every question. One that sleeps is not asked, and a virtual one does so rightly.
+bool isAnswering(MachineFolder const& machine, std::string const& folder);
+/// Whether its files are gone, or it does not answer for longer than its driver would take to reset it.
+bool hasFallenOff(TestHost& host, MachineFolder const& machine, std::string const& folder, Load const& load);
 
 /// `function`: as the system names it, "0000:03:00.0". Faults: "PcieGone", "PcieNarrow" (Width, Common), "PcieSlow" (Speed, Common),
 /// "PcieChanged" (Before, After) for a width that changed while it was watched. Warnings, where nothing could be put to

@@ -1,5 +1,6 @@
 // The module "pcie": the PCI Express links of devices.
 
+#include <pcie/BusTest.h>
 #include <pcie/Events.h>
 #include <pcie/LinkTest.h>
 #include <pcie/Texts.h>
@@ -15,6 +16,9 @@
 #include <krel5/TestResult.h>
 #include <krel5/Value.h>
 
+#include <string>
+#include <vector>
+
 namespace {
 
 using namespace krel5;
@@ -24,6 +28,7 @@ using namespace krel5::modules::pcie;
 TimedHost s_host;
 Parameter* s_seconds = nullptr;
 Parameter* s_isSpeedRequired = nullptr;
+std::vector<std::string> s_first; // functions, at the beginning of the program
 
 TestResult link(DiagDevice const& device)
 {
@@ -36,12 +41,21 @@ TestResult link(DiagDevice const& device)
     });
 }
 
+TestResult bus(DiagDevice const&)
+{
+    return s_host.run([](TestHost& host) {
+        MachineFolder const machine("/");
+        return runBusTest(host, machine, s_first, s_seconds->value().valueDouble(), systemLoad(machine, ""));
+    });
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
     DiagModule::setCmdLineArgs(argc, argv);
     DiagModule::setVersion(1, 0, "1");
+    s_first = functionsOf(MachineFolder("/"));
     s_seconds = DiagModule::createParameter("Seconds", DataType::DOUBLE(), "5", false, false, "0.1..86400");
     s_isSpeedRequired = DiagModule::createParameter("SpeedRequired", DataType::BOOLEAN(), "false", false);
     s_host.createEvents(kEvents);
@@ -54,5 +68,9 @@ int main(int argc, char** argv)
         ->addDevicePropertyRequirement("CommonLinkWidth", "1..")
         ->addParameter(s_seconds)
         ->addParameter(s_isSpeedRequired);
+    DiagModule::createTest("bus", DeviceCapability::System(), bus)
+        ->setDestructive(false)
+        ->setSupportsParallelTesting(true)
+        ->addParameter(s_seconds);
     return DiagModule::start();
 }

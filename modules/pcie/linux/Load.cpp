@@ -71,6 +71,8 @@ Load systemLoad(MachineFolder const& machine, std::string const& function)
     load.now = [] {
         return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
     };
+    if (function.empty())
+        return load;
     for (std::string const& name : machine.list("sys/block")) {
         auto const place = machine.resolve("sys/block/" + name);
         if (!place || place->find("/" + function + "/") == place->npos)

@@ -157,6 +157,12 @@ TEST(PcieLink, isJudgedByWhatBothEndsCan)
              c.write("config", std::string(64, '\xFF'));
          },
          true, Outcome::Pass, ""},
+        {"one that its card makes up", // which gives ones for its maker, and has no link of its own
+         [](auto& c) {
+             fs::create_directory(c.root.path(c.card + "physfn"));
+             c.write("config", std::string(64, '\xFF')), c.write("current_link_width", "0\n");
+         },
+         true, Outcome::NotApplicable, "PcieNoLink "},
         {"had errors",
          [](auto& c) {
              c.write("aer_dev_correctable", "RxErr 2\nTOTAL_ERR_COR 3\n");

@@ -33,7 +33,8 @@ card=/sys/bus/pci/devices/0000:03:00.0
 failed=0
 echo 'Test.link.Seconds.value=0.6' >pcie.w4i
 list=$(./pcie enum 2>&1)
-[[ $(grep -c 'link (1) : pcie' <<<"$list") == 1 ]] || { echo "not one device to test:"; echo "$list"; exit 1; }
+link=$(sed -nE 's/^ *link \(([0-9]+)\) : pcie.*/\1/p' <<<"$list")
+[[ $link =~ ^[0-9]+$ ]] || { echo "not one device to test:"; echo "$list"; exit 1; }
 while IFS='|' read -r name before during exit verdict text; do
   echo 8 >$card/current_link_width
   echo 'Test.link.Seconds.value=0.6' >pcie.w4i
@@ -43,7 +44,7 @@ while IFS='|' read -r name before during exit verdict text; do
   done
   (cd $card && eval "$before")
   rm -f said
-  LC_ALL=C timeout 60 ./pcie run >said 2>&1 </dev/null & module=$!
+  LC_ALL=C timeout 60 ./pcie run -t $link >said 2>&1 </dev/null & module=$!
   until grep -q '^Percent Done: [1-9]' said 2>/dev/null || ! kill -0 $module 2>/dev/null; do sleep 0.02; done
   (cd $card && eval "$during")
   wait $module
