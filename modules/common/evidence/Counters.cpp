@@ -92,25 +92,24 @@ void MachineCounters::findMemory()
         if (!isNumbered(controller, "mc"))
             continue;
         std::string const folder = kMemory + controller + "/";
-        bool tellsModules = false;
+        std::size_t const before = m_counters.size();
         for (std::string const& name : m_machine.list(folder)) {
             if (!isNumbered(name, "dimm") && !isNumbered(name, "rank"))
                 continue;
             std::string const module = folder + name + "/";
             std::string const label = firstLine(m_machine.attribute(module + "dimm_label"));
             std::string const part = label.empty() ? controller + " " + name : label;
-            tellsModules = true;
             add(kEventMemoryCorrected, Gravity::Corrected, Kind::Machine, part, module + "dimm_ce_count");
             add(kEventMemoryUncorrected, Gravity::Uncorrected, Kind::Machine, part, module + "dimm_ue_count");
         }
-        if (!tellsModules) // before Linux 3.6
+        if (m_counters.size() == before) // before Linux 4.10 modules had names, and only rows counted
             for (std::string const& name : m_machine.list(folder))
                 if (isNumbered(name, "csrow"))
                     findMemoryOfRow(folder + name + "/", controller + " " + name);
-        // Errors that the controller could not lay at a module's door.
-        add(kEventMemoryCorrected, Gravity::Corrected, Kind::Machine, controller, folder + "ce_noinfo_count");
-        add(kEventMemoryUncorrected, Gravity::Uncorrected, Kind::Machine, controller,
-            folder + "ue_noinfo_count");
+        // Errors that the controller could not lay at a module's door: all, where it tells modules and rows nothing.
+        std::string const those = m_counters.size() == before ? "_count" : "_noinfo_count";
+        add(kEventMemoryCorrected, Gravity::Corrected, Kind::Machine, controller, folder + "ce" + those);
+        add(kEventMemoryUncorrected, Gravity::Uncorrected, Kind::Machine, controller, folder + "ue" + those);
     }
     m_countsMemoryErrors = !m_counters.empty();
 }

@@ -69,6 +69,7 @@ private:
     int open(std::string const& path, int flags) const; ///< -1, and errno
 
     int m_root;
+    bool m_isLive;
 };
 
 /// The number that the text is, but for blanks and a line end around it.

@@ -23,10 +23,17 @@ MachineFiles::~MachineFiles() { close(m_root); }
 
 int MachineFiles::open(std::string const& path, int flags) const
 {
+    // This machine needs no confining, and its kernel may be older than openat2 (Linux 5.6), or a sandbox refuse it.
+    if (m_isLive)
+        return openat(m_root, path.c_str(), flags | O_CLOEXEC);
     open_how how{};
     how.flags = static_cast<unsigned>(flags) | O_CLOEXEC;
     how.resolve = RESOLVE_IN_ROOT; // a link of a copied machine does not lead to this one
-    return static_cast<int>(syscall(SYS_openat2, m_root, path.c_str(), &how, sizeof how));
+    constexpr int kAttempts = 8;   // it answers EAGAIN while anything is renamed, and a path leads upwards
+    int file = -1;
+    for (int i = 0; i < kAttempts && file < 0 && (i == 0 || errno == EAGAIN); ++i)
+        file = static_cast<int>(syscall(SYS_openat2, m_root, path.c_str(), &how, sizeof how));
+    return file;
 }
 
 bool MachineFiles::canOpen(std::string const& path, int flags) const

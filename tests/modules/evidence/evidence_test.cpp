@@ -9,6 +9,15 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <cstddef>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 namespace krel5::modules::evidence::test {
 namespace {
 
@@ -67,8 +76,13 @@ struct Machine : Tree
         write(std::string(kDimm) + "dimm_ce_count", "7\n");
         write(std::string(kDimm) + "dimm_ue_count", "0\n");
         write("sys/devices/system/edac/mc/mc0/ue_noinfo_count", "0\n");
+        write("sys/devices/system/edac/mc/mc1/dimm0/dimm_label",
+              "DIMM_B1\n"); // and no counter, before Linux 4.10
         write(std::string(kOldRow) + "ch1_ce_count", "0\n");
         write(std::string(kOldRow) + "ue_count", "0\n");
+        write("sys/devices/system/edac/mc/mc1/ce_count", "0\n");
+        write("sys/devices/system/edac/mc/mc2/dimm0/dimm_label", "DIMM_C1\n");
+        write("sys/devices/system/edac/mc/mc2/ce_count", "0\n");
         write("proc/interrupts", interrupts("0 0", "0 0", "4 4", "9 9"));
         for (char const* const cpu : {"cpu0", "cpu1"})
             write("sys/devices/system/cpu/" + std::string(cpu) + "/thermal_throttle/core_throttle_count",
@@ -122,6 +136,9 @@ TEST(Evidence, ARiseNamesThePartAndDecides)
          "WARNING EvidenceMemoryCorrected mc1 csrow0 ch1 5\n", Outcome::Pass},
         {"old kernel's row", kOldRow + std::string("ue_count"), "5\n",
          "FAULT EvidenceMemoryUncorrected mc1 csrow0 5\n", Outcome::Fail},
+        {"row's and controller's", "sys/devices/system/edac/mc/mc1/ce_count", "5\n", "", Outcome::Pass},
+        {"nobody but the controller counts", "sys/devices/system/edac/mc/mc2/ce_count", "5\n",
+         "WARNING EvidenceMemoryCorrected mc2 5\n", Outcome::Pass},
         {"machine check", "proc/interrupts", interrupts("1 1", "0 0", "4 4", "9 9"),
          "FAULT EvidenceMachineCheck 0, 1 1\n", Outcome::Fail},
         {"put off", "proc/interrupts", interrupts("0 0", "0 2", "4 4", "9 9"),
@@ -231,6 +248,29 @@ TEST(Evidence, SaysWhenCorrectedMemoryErrorsCannotBeSeen)
         watch.judge(quiet, Outcome::Pass, {false, true, false}); // they can be seen
         EXPECT_EQ(quiet.told(), "");
     }
+}
+
+/// A process whose kernel does not know openat2, as those before Linux 5.6.
+bool seesThisMachineOnAnOldKernel()
+{
+    sock_filter code[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+                          BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_openat2, 0, 1),
+                          BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
+                          BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
+    sock_fprog const filter{4, code};
+    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+           prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0 &&
+           !MachineFolder("/proc").has("uptime") && MachineFolder("/").read("proc/uptime");
+}
+
+TEST(Evidence, IsReadOnKernelsThatCannotConfinePaths)
+{
+    pid_t const child = fork();
+    if (child == 0)
+        _exit(seesThisMachineOnAnOldKernel() ? 0 : 1);
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
 }
 
 TEST(Evidence, OddMachines)
