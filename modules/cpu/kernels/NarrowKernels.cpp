@@ -1,7 +1,7 @@
 // Arithmetic on narrow numbers: sums of products of bytes, of 16-bit integers and of the upper halves of floats, in
 // vectors and in matrices, and everything that there is for half precision.
 
-#include <cpu/kernels/Comparison.h>
+#include <cpu/kernels/NarrowSoftware.h>
 
 #include <limits>
 
@@ -72,11 +72,6 @@ void wholeBrains(Operands& in) noexcept
     }
 }
 
-Number brain(Bytes const& bytes, unsigned lane) noexcept
-{
-    return decoded<BrainFloat>(laneOf<std::uint16_t>(bytes, lane));
-}
-
 void softBrainSums(Operands const& in, Bytes& out) noexcept
 {
     for (unsigned i = 0; i < 16; ++i) {
@@ -121,34 +116,6 @@ void finiteHalves(Operands& in) noexcept
         }
 }
 
-using Exact = Number (*)(Number const& a, Number const& b, Number const& c, Rounding rounding) noexcept;
-Number exactSum(Number const& a, Number const& b, Number const&, Rounding rounding) noexcept
-{
-    return sum(a, b, rounding);
-}
-Number exactProduct(Number const& a, Number const& b, Number const&, Rounding) noexcept
-{
-    return product(a, b);
-}
-Number exactQuotient(Number const& a, Number const& b, Number const&, Rounding) noexcept
-{
-    return quotient(a, b);
-}
-Number exactRoot(Number const& a, Number const&, Number const&, Rounding) noexcept { return root(a); }
-Number exactFused(Number const& a, Number const& b, Number const& c, Rounding rounding) noexcept
-{
-    return sum(product(a, b), c, rounding);
-}
-
-template <Exact kExact>
-void softHalves(Operands const& in, Bytes& out) noexcept
-{
-    auto const half = [](Bytes const& of, unsigned i) { return decoded<Half>(laneOf<std::uint16_t>(of, i)); };
-    for (unsigned i = 0; i < 32; ++i)
-        setLane(out, i,
-                rounded<Half>(kExact(half(in.m_a, i), half(in.m_b, i), half(in.m_c, i), in.m_rounding),
-                              in.m_rounding));
-}
 KREL5_Z(addHalves, "vaddph %%zmm1, %%zmm0, %%zmm3")
 KREL5_Z(multiplyHalves, "vmulph %%zmm1, %%zmm0, %%zmm3")
 KREL5_Z(divideHalves, "vdivph %%zmm1, %%zmm0, %%zmm3")
@@ -157,28 +124,7 @@ KREL5_Z(fuseHalves, "vmovdqa64 %%zmm2, %%zmm3\n\tvfmadd231ph %%zmm1, %%zmm0, %%z
 
 // ---- matrices: 16 rows of 64 bytes, made of the operands by turning these from row to row
 
-constexpr unsigned kRows = 16;
-using Tile = std::array<Bytes, kRows>;
-
-/// Row r begins with the operand's word r.
-void makeTile(Bytes const& operand, Tile& tile) noexcept
-{
-    for (unsigned row = 0; row < kRows; ++row)
-        for (unsigned i = 0; i < 64; ++i)
-            tile[row][i] = operand[(i + 4 * row) % 64];
-}
-
-/// Each word of the result counts in one word of what is compared.
-void fold(Tile const& tile, Bytes& out) noexcept
-{
-    for (unsigned column = 0; column < 16; ++column) {
-        std::uint32_t folded = 0;
-        for (unsigned row = 0; row < kRows; ++row)
-            folded = std::rotl(folded, 1) + laneOf<std::uint32_t>(tile[row], column);
-        setLane(out, column, folded);
-    }
-}
-
+// What makes a tile of an operand stands with the software.
 struct alignas(64) TileShapes
 {
     std::uint8_t m_palette = 1, m_startRow = 0;
@@ -208,42 +154,6 @@ static_assert(sizeof(TileShapes) == 64);
     }
 KREL5_TILES(tileBytes, "tdpbssd")
 KREL5_TILES(tileBrains, "tdpbf16ps")
-
-// A word of a's row meets the word of b's column that has its number; their parts are multiplied and summed.
-void softTileBytes(Operands const& in, Bytes& out) noexcept
-{
-    Tile a, b, c;
-    makeTile(in.m_a, a);
-    makeTile(in.m_b, b);
-    makeTile(in.m_c, c);
-    for (unsigned row = 0; row < kRows; ++row)
-        for (unsigned column = 0; column < 16; ++column) {
-            std::int64_t total = laneOf<std::int32_t>(c[row], column);
-            for (unsigned word = 0; word < 16; ++word)
-                for (unsigned k = 0; k < 4; ++k)
-                    total += laneOf<std::int8_t>(a[row], 4 * word + k) *
-                             laneOf<std::int8_t>(b[word], 4 * column + k);
-            setLane(c[row], column, static_cast<std::uint32_t>(total));
-        }
-    fold(c, out);
-}
-void softTileBrains(Operands const& in, Bytes& out) noexcept
-{
-    Tile a, b, c;
-    makeTile(in.m_a, a);
-    makeTile(in.m_b, b);
-    makeTile(in.m_c, c);
-    for (unsigned row = 0; row < kRows; ++row)
-        for (unsigned column = 0; column < 16; ++column) {
-            Number total = decoded<float>(laneOf<std::uint32_t>(c[row], column));
-            for (unsigned word = 0; word < 16; ++word)
-                for (unsigned k = 0; k < 2; ++k)
-                    total = sum(total, product(brain(a[row], 2 * word + k), brain(b[word], 2 * column + k)),
-                                Nearest);
-            setLane(c[row], column, rounded<float>(total, Nearest));
-        }
-    fold(c, out);
-}
 
 constexpr LaneKernel kKernels[] = {
     compared<vpdpbusdY, softSums<std::uint8_t, std::int8_t, false>, Shape{4, 4, 32}, nearLimits>(

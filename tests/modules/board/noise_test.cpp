@@ -80,6 +80,15 @@ TEST(BoardNoise, aFailedGeneratorIsFound)
         {"all ones", source([](auto, auto) { return 0xFF; }), Outcome::Fail, "BoardNoiseRepeats "},
         {"stuck after a while", source([](auto i, auto random) { return i < 50'000 ? random : 7; }),
          Outcome::Fail, "BoardNoiseRepeats "},
+        // The greatest number that may be, and one more.
+        {"ten equal bytes", source([](auto i, auto random) {
+             return i < 4999 || i > 5010 ? random : i > 4999 && i < 5010 ? 7 : 8;
+         }),
+         Outcome::Pass, ""},
+        {"eleven equal bytes", source([](auto i, auto random) {
+             return i < 4999 || i > 5011 ? random : i > 4999 && i < 5011 ? 7 : 8;
+         }),
+         Outcome::Fail, "BoardNoiseRepeats "},
         {"a short cycle", source([](auto i, auto) { return i % 4; }), Outcome::Fail, "BoardNoiseCycle "},
         {"the same word of eight bytes all the time",
          source([](auto i, auto) { return "\x12\x34\x56\x78\x9A\xBC\xDE\xF1"[i % 8]; }), Outcome::Fail,

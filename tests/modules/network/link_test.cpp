@@ -161,6 +161,93 @@ TEST(LinkTest, errorsOfTheLineBeforeTheTestAreAWarningAndSilenceIsTold)
     EXPECT_EQ("NetworkNoTraffic ", keysOf(silent.warnings));
 }
 
+TEST(LinkTest, errorsAreCountedByTheirKindAndNoneTwice)
+{
+    using Counts = std::vector<std::pair<std::string_view, std::uint64_t>>;
+    struct
+    {
+        char const* what;
+        Counts before, after;
+        std::uint64_t most;
+        Outcome outcome;
+        char const *faults, *warnings; // with their counter and count
+    } const rows[] = {
+        {"the line",
+         {},
+         {{"rx_crc_errors", 3}, {"rx_errors", 3}},
+         0,
+         Outcome::Fail,
+         "NetworkErrors rx_crc_errors 3 ",
+         ""},
+        {"fewer than may be",
+         {},
+         {{"rx_crc_errors", 3}, {"rx_errors", 3}},
+         3,
+         Outcome::Pass,
+         "",
+         "NetworkErrors rx_crc_errors 3 "},
+        {"the computer",
+         {},
+         {{"rx_missed_errors", 5}, {"rx_errors", 5}},
+         0,
+         Outcome::Pass,
+         "",
+         "NetworkOverload rx_missed_errors 5 "},
+        {"more than is known why",
+         {},
+         {{"rx_missed_errors", 5}, {"rx_errors", 7}},
+         0,
+         Outcome::Fail,
+         "NetworkErrors rx_errors 2 ",
+         "NetworkOverload rx_missed_errors 5 "},
+        {"on the way out",
+         {},
+         {{"rx_missed_errors", 5}, {"tx_errors", 4}},
+         0,
+         Outcome::Fail,
+         "NetworkErrors tx_errors 4 ",
+         "NetworkOverload rx_missed_errors 5 "},
+        {"counted anew",
+         {{"rx_length_errors", 900}},
+         {{"rx_length_errors", 2}},
+         0,
+         Outcome::Pass,
+         "",
+         "NetworkOddFrames rx_length_errors 2 "},
+    };
+    auto const set = [](LinkState& state, Counts const& counts) {
+        for (std::size_t i = 0; i < kCounterCount; ++i)
+            for (auto const& [name, count] : counts)
+                if (name == kCounters[i].name)
+                    state.counts[i] = count;
+    };
+    for (auto const& row : rows) {
+        PaperInterface interface;
+        for (auto& count : interface.state.counts)
+            count = 0;
+        set(interface.state, row.before);
+        InterfaceAccess access = interface.access();
+        access.wait = [&, wait = access.wait](std::chrono::milliseconds step) {
+            wait(step);
+            if (interface.time > 4)
+                set(interface.state, row.after);
+        };
+        LinkSettings settings;
+        settings.mostErrors = row.most;
+        WarningHost host;
+        EXPECT_EQ(row.outcome, runLinkTest(host, "eth0", settings, access)) << row.what;
+        std::string faults, warnings;
+        for (Fault const& one : host.m_faults)
+            faults += std::string(one.m_eventKey.text()) + " " + valueOf(one, "Counter") + " " +
+                      valueOf(one, "Count") + " ";
+        for (Report const& one : host.warnings)
+            warnings += std::string(one.m_eventKey.text()) + " " + valueOf(one, "Counter") + " " +
+                        valueOf(one, "Count") + " ";
+        EXPECT_EQ(row.faults, faults) << row.what;
+        EXPECT_EQ(row.warnings, warnings) << row.what;
+    }
+}
+
 TEST(LinkTest, filesThatAreHostileAreNoLink)
 {
     ::test::TemporaryFolder const root;
