@@ -49,12 +49,12 @@ void softHalves(Operands const& in, Bytes& out) noexcept
 constexpr unsigned kRows = 16;
 using Tile = std::array<Bytes, kRows>;
 
-/// Row r begins with the operand's word r.
+/// Row r begins with the operand's word 3 r: no two rows are alike, and a matrix is another one with rows and columns exchanged.
 inline void makeTile(Bytes const& operand, Tile& tile) noexcept
 {
     for (unsigned row = 0; row < kRows; ++row)
         for (unsigned i = 0; i < 64; ++i)
-            tile[row][i] = operand[(i + 4 * row) % 64];
+            tile[row][i] = operand[(i + 12 * row) % 64];
 }
 
 /// Each word of the result counts in one word of what is compared.

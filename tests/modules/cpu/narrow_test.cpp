@@ -45,7 +45,7 @@ TEST(HalfPrecision, isWhatOneCalculatesByHand)
     EXPECT_EQ(0x0002u, half<exactSum>(0x0001, 0x0001, kOne)); // subnormal numbers are kept
 }
 
-// Words of one place each: a's row r has its word in column 16 - r, and it meets that row of b, whose column n holds word n - r.
+// One word for each row: a's row r has it in column -3 r, and it meets that row of b, whose column n holds word n - 9 r (modulo 16).
 TEST(Matrices, meetRowByColumn)
 {
     Operands in{};
@@ -59,7 +59,8 @@ TEST(Matrices, meetRowByColumn)
     }
     for (unsigned row = 0; row < 16; ++row)
         for (unsigned column = 0; column < 16; ++column)
-            setLane(right[row], column, 1000 * ((column + row) % 16) - ((column + 16 - row) % 16 + 1) - 256);
+            setLane(right[row], column,
+                    1000 * ((column + 3 * row) % 16) - ((column + 7 * row) % 16 + 1) - 256);
     Bytes expected{}, out{};
     fold(right, expected);
     softTileBytes(in, out);
@@ -78,8 +79,8 @@ TEST(Matrices, meetRowByColumn)
     for (unsigned row = 0; row < 16; ++row)
         for (unsigned column = 0; column < 16; ++column)
             setLane(right[row], column,
-                    floatBits(static_cast<float>(static_cast<int>(1000 * ((column + row) % 16)) -
-                                                 static_cast<int>((column + 16 - row) % 16 + 1) - 256)));
+                    floatBits(static_cast<float>(static_cast<int>(1000 * ((column + 3 * row) % 16)) -
+                                                 static_cast<int>((column + 7 * row) % 16 + 1) - 256)));
     fold(right, expected);
     out = {};
     softTileBrains(in, out);
