@@ -1,5 +1,6 @@
 #include <common/evidence/EvidenceWatch.h>
 
+#include <common/ErrorText.h>
 #include <common/evidence/Events.h>
 
 #include <algorithm>
@@ -115,6 +116,10 @@ Outcome EvidenceWatch::judge(TestHost& host, Outcome outcome, EvidenceRules cons
         hasErrorCorrection(m_machine))
         host.warning({kEventErrorsHidden, {}});
     m_isFirst = false;
+    if (int const reason = m_machine.shortage(); reason != 0 && !m_isShortageTold) {
+        host.warning({kEventUnread, {{"Reason", errorText(reason)}}});
+        m_isShortageTold = true;
+    }
     return outcome;
 }
 

@@ -54,6 +54,7 @@ private:
     std::string m_name; ///< of the device under test
     std::string m_way;  ///< its folder, in which the functions on the way to it stand
     bool m_isFirst = true;
+    bool m_isShortageTold = false;
 };
 
 } // namespace krel5::modules::evidence

@@ -7,6 +7,7 @@
 //
 // Thread rule: one object may be used by several threads at once.
 
+#include <atomic>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -58,18 +59,23 @@ public:
     std::optional<double> reading(std::string const& path) const;
     /// What a file of sysfs holds, without its line end; empty where it cannot be read.
     std::string word(std::string const& path) const;
+    /// Empty as well when it were one of the last descriptors that this process may have.
     HeldFile hold(std::string const& path) const;
     bool has(std::string const& path) const;
     /// Names in the folder, in order; none where there is no such folder.
     std::vector<std::string> list(std::string const& path) const;
     /// Where a path leads, links followed: relative to the root; nothing where nothing is there.
     std::optional<std::string> resolve(std::string const& path) const;
+    /// Why something that may well be there could not be opened, the first time: EMFILE, ENFILE or ENOMEM; else 0.
+    int shortage() const noexcept { return m_shortage; }
 
 private:
     int open(std::string const& path, int flags) const; ///< -1, and errno
+    int openOnce(std::string const& path, int flags) const;
 
     int m_root;
     bool m_isLive;
+    mutable std::atomic<int> m_shortage = 0;
 };
 
 /// The number that the text is, but for blanks and a line end around it.

@@ -14,6 +14,7 @@
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -297,4 +298,52 @@ TEST(Evidence, OddMachines)
 }
 
 } // namespace
+/// Soft limit of descriptors, for as long as it lives.
+class DescriptorLimit
+{
+public:
+    explicit DescriptorLimit(rlim_t most)
+    {
+        ::getrlimit(RLIMIT_NOFILE, &m_before);
+        rlimit const limit{most, m_before.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &limit);
+    }
+    ~DescriptorLimit() { ::setrlimit(RLIMIT_NOFILE, &m_before); }
+
+private:
+    rlimit m_before{};
+};
+
+// A test that opens files is not starved by what is held for it, and counters that nobody could read are told.
+TEST(Evidence, LeavesDescriptorsToTheTestAndTellsWhenItHadNoneItself)
+{
+    Tree const machine;
+    for (int i = 0; i < 40; ++i)
+        for (char const* const file : {"rx_errors", "tx_errors"})
+            machine.write("sys/class/net/eth" + std::to_string(i) + "/statistics/" + file, "5\n");
+    EvidenceWatch watch(machine.root());
+    Host host;
+    int const next = ::dup(0);
+    ::close(next);
+    {
+        DescriptorLimit const limit(static_cast<rlim_t>(next) + 70);
+        watch.beginTest("/dev/eth3");
+        int const own = ::dup(0);
+        EXPECT_LE(own, next + 6);
+        ::close(own);
+        machine.write("sys/class/net/eth39/statistics/rx_errors", "6\n");
+        watch.judge(host, Outcome::Pass, {});
+        EXPECT_EQ(host.told(), "WARNING EvidenceNetworkErrors eth39 1\n");
+    }
+    EvidenceWatch other(machine.root()); // holds the root
+    Host blind;
+    {
+        DescriptorLimit const limit(static_cast<rlim_t>(next));
+        other.beginTest("");
+        EXPECT_EQ(other.judge(blind, Outcome::Pass, {}), Outcome::Pass);
+        other.judge(blind, Outcome::Pass, {});
+    }
+    EXPECT_EQ(blind.told(), "WARNING EvidenceUnread Too many open files\n");
+}
+
 } // namespace krel5::modules::evidence::test

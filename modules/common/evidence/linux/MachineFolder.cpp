@@ -7,6 +7,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <linux/openat2.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -14,7 +15,10 @@ namespace krel5::modules {
 
 MachineFolder::MachineFolder(std::string const& root)
     : m_root(::open(root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)), m_isLive(root == "/")
-{}
+{
+    if (m_root < 0 && (errno == EMFILE || errno == ENFILE || errno == ENOMEM))
+        m_shortage = errno;
+}
 
 MachineFolder::~MachineFolder()
 {
@@ -23,6 +27,18 @@ MachineFolder::~MachineFolder()
 }
 
 int MachineFolder::open(std::string const& path, int flags) const
+{
+    int const file = openOnce(path, flags);
+    int none = 0;
+    if (file < 0 && (errno == EMFILE || errno == ENFILE || errno == ENOMEM)) {
+        int const reason = errno;
+        m_shortage.compare_exchange_strong(none, reason);
+        errno = reason;
+    }
+    return file;
+}
+
+int MachineFolder::openOnce(std::string const& path, int flags) const
 {
     // This machine needs no confining, and its kernel may be older than openat2 (Linux 5.6), or a sandbox refuse it:
     // nothing would be seen then, and nothing said.
@@ -84,13 +100,18 @@ std::optional<std::string> HeldFile::attribute() const
 
 HeldFile MachineFolder::hold(std::string const& path) const
 {
+    constexpr rlim_t kSpare = 64; // a test opens files itself
     // Not blocking: a copied tree may hold a FIFO.
-    return HeldFile(open(path, O_RDONLY | O_NOCTTY | O_NONBLOCK));
+    int const file = open(path, O_RDONLY | O_NOCTTY | O_NONBLOCK);
+    rlimit limit{};
+    HeldFile held(file);
+    bool const isSpare = getrlimit(RLIMIT_NOFILE, &limit) == 0 && rlim_t(file) + kSpare >= limit.rlim_cur;
+    return file >= 0 && isSpare ? HeldFile() : std::move(held);
 }
 
 std::optional<std::string> MachineFolder::attribute(std::string const& path) const
 {
-    return hold(path).attribute();
+    return HeldFile(open(path, O_RDONLY | O_NOCTTY | O_NONBLOCK)).attribute();
 }
 
 std::optional<double> MachineFolder::reading(std::string const& path) const
