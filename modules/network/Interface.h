@@ -43,6 +43,7 @@ struct LinkState
     int error = 0;     ///< errno; ENODEV: the interface is gone. Then nothing else is known
     bool isUp = false; ///< switched on by the administrator
     bool hasCarrier = false;
+    bool isRadio = false;                  ///< loses frames, and its link, also where all parts are sound
     std::optional<std::uint64_t> megabits; ///< per second
     Duplex duplex = Duplex::Unknown;
     std::optional<std::uint64_t> losses; ///< of the link, since the driver was loaded

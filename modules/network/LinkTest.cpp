@@ -67,6 +67,14 @@ private:
         m_isBad = true;
         m_host.fault({key, with(std::move(values))});
     }
+    /// Of a radio nobody knows whether the card is to blame.
+    void faultOfTheLine(EventKey key, Values values)
+    {
+        if (m_first.isRadio)
+            m_host.warning({key, with(std::move(values))});
+        else
+            fault(key, std::move(values));
+    }
     std::string speed(LinkState const& state) const
     {
         return state.megabits ? std::to_string(*state.megabits) : m_host.text(kTextUnknown);
@@ -167,6 +175,11 @@ private:
         }
         if (auto const end = look())
             return end;
+        if (m_first.isRadio &&
+            !m_last.hasCarrier) { // a warning has told of the loss, and nothing was seen since
+            m_host.problem({kEventNoLink, with({{"Seconds", seconds(m_settings.seconds)}})});
+            return Outcome::CannotRun;
+        }
         if (m_last.frames == m_first.frames && !m_isBad)
             m_host.warning({kEventNoTraffic, with({{"Seconds", seconds(m_settings.seconds)}})});
         m_host.note(
@@ -189,10 +202,11 @@ private:
         if (losses == 0 && m_last.hasCarrier && !now.hasCarrier)
             losses = 1;
         if (losses > 0)
-            fault(kEventLinkLost, {{"Count", std::to_string(losses)}});
+            faultOfTheLine(kEventLinkLost, {{"Count", std::to_string(losses)}});
         if (now.hasCarrier && now.megabits && m_mode != now.megabits) {
             if (m_mode)
-                fault(kEventLinkChanged, {{"Before", std::to_string(*m_mode)}, {"Mbps", speed(now)}});
+                faultOfTheLine(kEventLinkChanged,
+                               {{"Before", std::to_string(*m_mode)}, {"Mbps", speed(now)}});
             m_mode = now.megabits;
         }
         m_last = now;
@@ -226,7 +240,7 @@ private:
         }
         for (auto const& [name, count] : bad) {
             if (line > m_settings.mostErrors)
-                fault(kEventErrors, counted(name, count, frames));
+                faultOfTheLine(kEventErrors, counted(name, count, frames));
             else
                 m_host.warning({kEventErrors, with(counted(name, count, frames))});
         }

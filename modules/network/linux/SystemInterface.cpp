@@ -14,6 +14,7 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 namespace krel5::modules::network {
@@ -71,6 +72,7 @@ LinkState readState(std::string const& folder)
         return state;
     }
     state.isUp = (*bits & kFlagUp) != 0;
+    state.isRadio = ::access((folder + "phy80211").c_str(), F_OK) == 0;
     state.hasCarrier = numberIn("carrier") == 1; // refused while the interface is down
     state.megabits = numberIn("speed");          // -1 where there is none
     if (state.megabits == 0 || state.megabits.value_or(0) > kMostMegabits)

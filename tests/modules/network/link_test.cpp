@@ -161,6 +161,33 @@ TEST(LinkTest, errorsOfTheLineBeforeTheTestAreAWarningAndSilenceIsTold)
     EXPECT_EQ("NetworkNoTraffic ", keysOf(silent.warnings));
 }
 
+TEST(LinkTest, aLinkThatIsLostIsAFaultOfTheLineButNotOfARadio)
+{
+    for (bool const isRadio : {false, true}) {
+        PaperInterface interface;
+        interface.state.isRadio = isRadio;
+        interface.state.losses = 0;
+        InterfaceAccess access = interface.access();
+        access.wait = [&, wait = access.wait](std::chrono::milliseconds step) {
+            wait(step);
+            interface.state.losses = interface.time > 4 ? 1 : 0;
+        };
+        WarningHost host;
+        EXPECT_EQ(isRadio ? Outcome::Pass : Outcome::Fail, runLinkTest(host, "wlan0", {}, access));
+        EXPECT_EQ(isRadio ? "NetworkLinkLost " : "", keysOf(host.warnings));
+        EXPECT_EQ(isRadio ? 0u : 1u, host.m_faults.size());
+    }
+    PaperInterface gone;
+    gone.state.isRadio = true;
+    InterfaceAccess access = gone.access();
+    access.read = [&] {
+        gone.state.hasCarrier = gone.time < 4;
+        return gone.state;
+    };
+    WarningHost host;
+    EXPECT_EQ(Outcome::CannotRun, runLinkTest(host, "wlan0", {}, access)) << "it did not come back";
+}
+
 TEST(LinkTest, errorsAreCountedByTheirKindAndNoneTwice)
 {
     using Counts = std::vector<std::pair<std::string_view, std::uint64_t>>;
@@ -171,6 +198,7 @@ TEST(LinkTest, errorsAreCountedByTheirKindAndNoneTwice)
         std::uint64_t most;
         Outcome outcome;
         char const *faults, *warnings; // with their counter and count
+        bool isRadio = false;
     } const rows[] = {
         {"the line",
          {},
@@ -179,6 +207,14 @@ TEST(LinkTest, errorsAreCountedByTheirKindAndNoneTwice)
          Outcome::Fail,
          "NetworkErrors rx_crc_errors 3 ",
          ""},
+        {"a radio",
+         {},
+         {{"rx_crc_errors", 3}, {"rx_errors", 3}},
+         0,
+         Outcome::Pass,
+         "",
+         "NetworkErrors rx_crc_errors 3 ",
+         true},
         {"fewer than may be",
          {},
          {{"rx_crc_errors", 3}, {"rx_errors", 3}},
@@ -226,6 +262,7 @@ TEST(LinkTest, errorsAreCountedByTheirKindAndNoneTwice)
         for (auto& count : interface.state.counts)
             count = 0;
         set(interface.state, row.before);
+        interface.state.isRadio = row.isRadio;
         InterfaceAccess access = interface.access();
         access.wait = [&, wait = access.wait](std::chrono::milliseconds step) {
             wait(step);
