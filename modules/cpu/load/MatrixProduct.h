@@ -38,7 +38,7 @@ public:
     explicit MatrixProduct(MatrixKernel const& kernel, std::uint64_t seed);
     ~MatrixProduct();
 
-    /// New operands: another A each time, another B now and then.
+    /// New operands. Never the same ones twice: what a store that got lost leaves behind would be right.
     void draw();
     /// False when `isStopped` said so before the end; asked every some hundred microseconds.
     bool multiply(std::function<bool()> const& isStopped);
