@@ -107,6 +107,9 @@ public:
         holdStates();
     }
 
+    /// From now on nothing reaches the cell: a read of it answers what the last read of its column did.
+    void open(Cell cell) { m_open = cell; }
+
     /// From now on `address` selects exactly the words of `selected`.
     void remap(std::size_t address, std::vector<std::size_t> selected, WiredRead wired)
     {
@@ -203,6 +206,9 @@ private:
         }
         due.act(m_cells);
         due.answer(value);
+        if (m_open && m_open->m_word == index)
+            setBit(value, m_open->m_bit, bitOf(m_answered, m_open->m_bit));
+        m_answered = value;
         m_last = {index, false, 0, 0};
         holdStates();
         return value;
@@ -277,6 +283,8 @@ private:
     std::vector<std::vector<std::size_t>> m_map; // empty: every address selects its own word
     WiredRead m_wired = WiredRead::And;
     LastOperation m_last;
+    std::optional<Cell> m_open;
+    Word m_answered = 0;
 };
 
 /// What the checker copies: all copies are the same memory.

@@ -126,6 +126,26 @@ TEST_P(CacheCoverage, FindsWhatItPromisesWhereItIs)
     }
 }
 
+TEST_P(CacheCoverage, FindsCellsThatNothingReaches)
+{
+    auto const [algorithm, mode] = GetParam();
+    constexpr std::size_t kSize = 6;
+    CoverageRow row(algorithm, std::string(kModes[static_cast<int>(mode)]) + "SOF stuck-open");
+    for (std::size_t cell = 0; cell < kSize * kLineBits; ++cell) {
+        FaultyMemory<Cache::Line> memory(kSize);
+        Cell const open{cell / kLineBits, static_cast<int>(cell % kLineBits)};
+        memory.open(open);
+        Cache cache(memory, kSize / 2);
+        row.run(CachedMemory{&cache, mode}, kSize * kWordsPerLine,
+                {open.m_word * kWordsPerLine + static_cast<std::size_t>(open.m_bit) / 8},
+                std::uint64_t{1} << open.m_bit % 8);
+    }
+    row.print();
+    if (isMarch(algorithm) && mode == kOperation) {
+        EXPECT_EQ(row.m_right, row.m_injected);
+    }
+}
+
 std::string nameOfRun(testing::TestParamInfo<std::tuple<Algorithm, FlushMode>> const& run)
 {
     static constexpr char const* kNames[] = {"None", "Pass", "Operation"};

@@ -196,6 +196,17 @@ TEST_P(Coverage, FindsDecoderFaults)
     }
 }
 
+TEST_P(Coverage, FindsCellsThatNothingReaches)
+{
+    CoverageRow row(GetParam(), "SOF stuck-open");
+    for (std::size_t cell = 0; cell < 64 * 64; ++cell) {
+        FaultyMemory<std::uint64_t> memory(64);
+        memory.open({cell / 64, static_cast<int>(cell % 64)});
+        row.add(memory, 64, {cell / 64}, std::uint64_t{1} << cell % 64);
+    }
+    expectPromise(row, GetParam() != kRandom);
+}
+
 TEST_P(Coverage, ReportsNothingOnSoundMemory)
 {
     for (std::size_t const words : {1u, 3u, 64u, 1000u}) {
