@@ -38,7 +38,8 @@ public:
           m_log(log), m_brokenPages(brokenPages), m_copy(copy)
     {}
 
-    /// Every block is filled, and read at least once, however short `duration` is. False when stopped.
+    /// Every block is filled, and read at least once, however short `duration` is. False when stopped, or when
+    /// too many pages broke to go on.
     bool run(TestHost& host, std::chrono::milliseconds duration)
     {
         auto const units = static_cast<std::uint64_t>(std::max<std::int64_t>(duration.count(), 1));
@@ -82,6 +83,8 @@ private:
             }
             if (worker == 0)
                 tell(control, told, units);
+            if (m_brokenPages.isFull())
+                control.stop();
         }
         for (std::size_t i = 0; i < full.size() && !control.stopping(); ++i)
             check(full[i]);

@@ -1,8 +1,11 @@
 #pragma once
-// One algorithm on one region, from the first pass to the verdict.
+// One algorithm on one region, or copies, from the first pass to the verdict.
 
 #include <memory/Algorithms.h>
+#include <memory/BusTest.h>
+#include <memory/Events.h>
 #include <memory/MemoryReport.h>
+#include <memory/Texts.h>
 
 namespace krel5::modules::memory {
 
@@ -21,6 +24,34 @@ Outcome checkRegion(TestHost& host, Algorithm algorithm, Memory memory, std::uin
     if (brokenPages.isFull())
         report.endedEarly(brokenPages.total());
     if (checker.faults() != 0)
+        return Outcome::Fail;
+    return finished ? Outcome::Pass : Outcome::Stopped;
+}
+
+/// The same for copies by `copy`; see BusTest.h.
+template <typename Copy>
+Outcome checkBus(TestHost& host, std::uint64_t* words, std::size_t wordCount, unsigned threads,
+                 std::uint64_t seed, BrokenPages& brokenPages, std::chrono::milliseconds duration,
+                 Copy const& copy)
+{
+    MemoryReport report(host, words, brokenPages.pageBytes());
+    FaultLog log;
+    BusTest<Copy> bus(words, wordCount, threads, seed, log, brokenPages, copy);
+    bool const finished = bus.run(host, duration);
+    PassName const name{kTextBus.m_english, kTextCopy.m_english, seed};
+    auto pages = brokenPages.take();
+    pages.resize(std::min(pages.size(), FaultLog::kKeptPerPass));
+    for (auto const& page : pages)
+        report.report(name, page);
+    for (auto const& fault : log.take())
+        report.report(name, fault);
+    std::uint64_t const faults = log.total() + brokenPages.total();
+    report.summarize(faults);
+    if (brokenPages.isFull())
+        report.endedEarly(brokenPages.total());
+    constexpr std::uint64_t kWordsInMebibyte = (std::uint64_t{1} << 20) / sizeof(std::uint64_t);
+    host.note(Report(kEventCopied, {{"MiB", std::to_string(bus.wordsCopied() / kWordsInMebibyte)}}));
+    if (faults != 0)
         return Outcome::Fail;
     return finished ? Outcome::Pass : Outcome::Stopped;
 }

@@ -1,7 +1,6 @@
 #include <memory/MemoryTest.h>
 
 #include <common/RandomSeed.h>
-#include <memory/BusTest.h>
 #include <memory/CheckRegion.h>
 #include <memory/CoverRun.h>
 #include <memory/Events.h>
@@ -54,28 +53,6 @@ Outcome checkPasses(TestHost& host, Algorithm algorithm, MemorySettings const& s
         return check(UncachedMemory(region.words()));
     return check(
         RealMemory(region.words(), settings.m_flush == FlushMode::Pass ? bestLineFlush() : LineFlush::None));
-}
-
-Outcome checkBus(TestHost& host, MemorySettings const& settings, Prepared const& prepared)
-{
-    LockedMemory const& region = prepared.m_region;
-    MemoryReport report(host, region.words(), prepared.m_brokenPages.pageBytes());
-    FaultLog log;
-    BusTest bus(region.words(), region.wordCount(), prepared.m_threads, prepared.m_seed, log,
-                prepared.m_brokenPages, CopyPastCaches());
-    bool const finished = bus.run(host, std::chrono::seconds(settings.m_busSeconds));
-    PassName const name{kTextBus.m_english, kTextCopy.m_english, prepared.m_seed};
-    for (auto const& page : prepared.m_brokenPages.take())
-        report.report(name, page);
-    for (auto const& fault : log.take())
-        report.report(name, fault);
-    std::uint64_t const faults = log.total() + prepared.m_brokenPages.total();
-    report.summarize(faults);
-    constexpr std::uint64_t kWordsInMebibyte = kMebibyte / sizeof(std::uint64_t);
-    host.note(Report(kEventCopied, {{"MiB", std::to_string(bus.wordsCopied() / kWordsInMebibyte)}}));
-    if (faults != 0)
-        return Outcome::Fail;
-    return finished ? Outcome::Pass : Outcome::Stopped;
 }
 
 // Threads that wait for a processor would keep this one from its processor too, and with that a stop request
@@ -360,7 +337,10 @@ Outcome runMemoryTest(TestHost& host, Algorithm algorithm, MemorySettings const&
 Outcome runBusTest(TestHost& host, MemorySettings const& settings)
 {
     return runOnMemory(host, settings, true, [&](TestHost& part, Prepared const& prepared) {
-        return checkBus(part, settings, prepared);
+        LockedMemory const& region = prepared.m_region;
+        return checkBus(part, region.words(), region.wordCount(), prepared.m_threads, prepared.m_seed,
+                        prepared.m_brokenPages, std::chrono::seconds(settings.m_busSeconds),
+                        CopyPastCaches());
     });
 }
 

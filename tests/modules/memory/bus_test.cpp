@@ -1,6 +1,6 @@
 // Copies under full load: sound memory passes, and what reads wrong once is told once, where it was.
 
-#include <memory/BusTest.h>
+#include <memory/CheckRegion.h>
 #include <memory/Events.h>
 #include <memory/MemoryTest.h>
 #include <memory/Texts.h>
@@ -62,6 +62,33 @@ TEST(BusTest, WrongWordIsToldOnceForEachTimeThatItReadsWrong)
         EXPECT_EQ(faults[0].m_expected ^ faults[0].m_actual, 0x100u);
         EXPECT_EQ(host.m_progress.back(), 100);
     }
+}
+
+TEST(BusTest, OneWrongWordFailsALostPageTooAndTooManyEndIt)
+{
+    std::vector<std::uint64_t> storage(kWords + 8);
+    auto* const words =
+        reinterpret_cast<std::uint64_t*>((reinterpret_cast<std::uintptr_t>(storage.data()) + 63) / 64 * 64);
+    std::atomic<int> reads{0};
+    auto const check = [&](BrokenPages& pages, RecordingHost& host, auto const& copy, int milliseconds) {
+        return checkBus(host, words, kWords, 1, 7, pages, std::chrono::milliseconds(milliseconds), copy);
+    };
+    BrokenPages whole(4096), one(4096), many(64);
+    RecordingHost sound, wrong, stopped, lost, broken;
+    EXPECT_EQ(check(whole, sound, CopyPastCaches(), 1), Outcome::Pass);
+    EXPECT_EQ(check(whole, wrong, BadWire{words + 40000, &reads, true}, 30), Outcome::Fail);
+    ASSERT_EQ(wrong.m_faults.size(), 1u);
+    EXPECT_EQ(valueOf(wrong.m_faults[0], "DifferingBits"), "0x100");
+    reads = 0;
+    stopped.m_pollsBeforeStop = 5;
+    EXPECT_EQ(check(whole, stopped, BadWire{words + 40000, &reads, false}, 600'000), Outcome::Fail);
+    one.add(8192, {});
+    EXPECT_EQ(check(one, lost, CopyPastCaches(), 1), Outcome::Fail);
+    EXPECT_EQ(lost.m_faults.size(), 1u);
+    for (std::uint64_t page = 0; page <= BrokenPages::kMost; ++page)
+        many.add(page * 64, {});
+    EXPECT_EQ(check(many, broken, CopyPastCaches(), 600'000), Outcome::Fail);
+    EXPECT_EQ(broken.m_faults.size(), FaultLog::kKeptPerPass + 2) << "the rest in one, and that it ended";
 }
 
 /// Notes which blocks are read.

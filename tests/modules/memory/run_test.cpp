@@ -372,6 +372,33 @@ TEST(MemoryRun, RealMemoryRunsThroughEveryTest)
     }
 }
 
+// A test whose lines stay in the caches looks the same but for the time that it takes.
+TEST(MemoryRun, WhatIsFlushedTakesTheTimeOfTheMemory)
+{
+    if (!kCanFlush)
+        GTEST_SKIP() << "no flush for programs";
+    auto const leastTime = [](Algorithm algorithm, FlushMode flush, int times) {
+        auto least = std::chrono::steady_clock::duration::max();
+        for (int i = 0; i < times; ++i) { // other programs only add
+            RecordingHost host;
+            MemorySettings settings;
+            settings.m_mebibytes = 1;
+            settings.m_threads = 1;
+            settings.m_flush = flush;
+            auto const begin = std::chrono::steady_clock::now();
+            EXPECT_EQ(runMemoryTest(host, algorithm, settings), Outcome::Pass);
+            least = std::min(least, std::chrono::steady_clock::now() - begin);
+        }
+        return std::chrono::duration<double, std::milli>(least).count();
+    };
+    double const none = leastTime(Algorithm::Quick, FlushMode::None, 20);
+    double const pass = leastTime(Algorithm::Quick, FlushMode::Pass, 20);
+    double const operation = leastTime(Algorithm::Random, FlushMode::Operation, 1); // a sixth of the work
+    std::printf("1 MiB, ms: quick none %.1f, pass %.1f, random operation %.1f\n", none, pass, operation);
+    EXPECT_GT(pass, 1.3 * none);
+    EXPECT_GT(operation, 2 * pass);
+}
+
 TEST(MemoryRun, StopBeforeAndDuringLocking)
 {
     for (int const polls : {0, 1, 2}) {
