@@ -273,21 +273,25 @@ TEST_F(CoverTreeTest, NodesAreThoseWithMemory)
 TEST_F(CoverTreeTest, RegionIsSpreadOverTheMachinesNodes)
 {
     auto const nodes = memoryNodes("/");
-    std::size_t const bytes = 4 * pageSize();
-    void* const region = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    ASSERT_NE(region, MAP_FAILED);
-    if (nodes.empty() || !spreadOverNodes(region, bytes, nodes)) {
-        munmap(region, bytes);
-        GTEST_SKIP() << "no nodes here, or no policy permitted";
-    }
-    int policy = -1;
+    auto const policyOf = [](void const* address, unsigned long* mask) {
+        int policy = -1;
+        syscall(SYS_get_mempolicy, &policy, mask, 1025ul, address, static_cast<unsigned long>(MPOL_F_ADDR));
+        return policy;
+    };
     unsigned long mask[16] = {};
-    ASSERT_EQ(
-        syscall(SYS_get_mempolicy, &policy, mask, 1025ul, region, static_cast<unsigned long>(MPOL_F_ADDR)),
-        0);
-    EXPECT_EQ(policy, MPOL_INTERLEAVE);
+    std::vector<std::uint64_t> probe(4 * pageSize() / sizeof(std::uint64_t));
+    auto const page = (reinterpret_cast<std::uintptr_t>(probe.data()) / pageSize() + 1) * pageSize();
+    if (nodes.empty() || !spreadOverNodes(reinterpret_cast<void*>(page), pageSize(), nodes))
+        GTEST_SKIP() << "no nodes here, or no policy permitted";
+    auto const lockedOn = [](std::vector<unsigned> const& on) {
+        return LockedMemory::make(4 * pageSize(), [] { return false; }, {[] { return UINT64_MAX; }, 0, on})
+            .m_memory;
+    };
+    auto const one = lockedOn({nodes[0]}), several = lockedOn({nodes[0], nodes.back()});
+    ASSERT_TRUE(one && several);
+    EXPECT_EQ(policyOf(one->words(), mask), MPOL_DEFAULT);
+    EXPECT_EQ(policyOf(several->words(), mask), MPOL_INTERLEAVE);
     EXPECT_TRUE(mask[nodes[0] / 64] >> nodes[0] % 64 & 1);
-    munmap(region, bytes);
 }
 
 } // namespace
