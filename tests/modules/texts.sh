@@ -48,7 +48,7 @@ for table in "$folder"/*/Events.def "$folder"/*/*/Events.def; do
   constants=$(sed -nE 's/^MODULE_EVENT\((\w+),.*/\1/p' "$table")
   [[ -n $constants ]] || fault "$table: no rows were found"
   for constant in $constants; do
-    grep -rqw --include='*.cpp' "$constant" "$(dirname "$table")" || fault "$table: $constant is raised nowhere"
+    grep -rqw --include='*.cpp' --include='*.h' "$constant" "$(dirname "$table")" || fault "$table: $constant is raised nowhere"
   done
 done
 exit $status
