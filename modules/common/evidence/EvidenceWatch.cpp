@@ -2,6 +2,7 @@
 
 #include <common/ErrorText.h>
 #include <common/evidence/Events.h>
+#include <common/evidence/HwmonInputs.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -38,6 +39,14 @@ void EvidenceWatch::beginTest(std::string const& osLocator)
             m_way = m_machine.resolve(kind + m_name).value_or("");
     if (!m_way.empty())
         m_way += '/';
+    // An NVMe drive that may have several controllers stands beside links to those that it has, not below one.
+    if (std::size_t const at = m_way.find("/nvme-subsystem/"); at != m_way.npos) {
+        std::string const drive =
+            m_way.substr(0, m_way.find('/', m_way.find("/nvme-subsys", at + 1) + 1) + 1);
+        for (std::string const& controller : m_machine.list(drive))
+            if (isNumbered(controller, "nvme"))
+                m_way += m_machine.resolve(drive + controller).value_or("") + '/';
+    }
     m_counters.emplace(m_machine);
     m_last = m_counters->read();
     m_isFirst = true;

@@ -52,7 +52,7 @@ private:
     std::optional<MachineCounters> m_counters;
     std::vector<CounterValue> m_last;
     std::string m_name; ///< of the device under test
-    std::string m_way;  ///< its folder, in which the functions on the way to it stand
+    std::string m_way;  ///< its folder, in which the functions on the way to it stand; of some drives several
     bool m_isFirst = true;
     bool m_isShortageTold = false;
 };

@@ -210,6 +210,27 @@ TEST(Evidence, CorrectedErrorsFailOnRequestTheDevicesOwn)
     EXPECT_EQ(host.told(), "FAULT EvidenceMemoryCorrected DIMM_A2 1\nWARNING EvidenceThrottled 0 1\n");
 }
 
+TEST(Evidence, FindsTheWaysToADriveWithSeveralControllers)
+{
+    Machine const machine;
+    std::string const subsystem = "sys/devices/virtual/nvme-subsystem/nvme-subsys0/";
+    machine.write(subsystem + "nvme0n1/size", "1\n");
+    machine.link("sys/class/block/nvme0n1", subsystem + "nvme0n1");
+    for (std::string const function : {kCard, kPort}) {
+        std::string const controller = function == kCard ? "nvme0" : "nvme1";
+        machine.write(function + "nvme/" + controller + "/state", "live\n");
+        machine.link(subsystem + controller, function + "nvme/" + controller);
+    }
+    for (char const* const function : {kCard, kPort, kOther}) {
+        EvidenceWatch watch(machine.root());
+        watch.beginTest("/dev/nvme0n1");
+        machine.write(std::string(function) + "aer_dev_fatal", aer("TOTAL_ERR_FATAL", 1));
+        Host host;
+        EXPECT_EQ(watch.judge(host, Outcome::Pass, {}), function == kOther ? Outcome::Pass : Outcome::Fail)
+            << function;
+    }
+}
+
 /// A table with one array of memory, after a structure with a text.
 std::string firmware(char use, char correction)
 {
@@ -329,7 +350,8 @@ TEST(Evidence, LeavesDescriptorsToTheTestAndTellsWhenItHadNoneItself)
         DescriptorLimit const limit(static_cast<rlim_t>(next) + 70);
         watch.beginTest("/dev/eth3");
         int const own = ::dup(0);
-        EXPECT_LE(own, next + 6);
+        EXPECT_GE(own, 0);
+        EXPECT_LE(own, next + 16) << "6, and what was open already";
         ::close(own);
         machine.write("sys/class/net/eth39/statistics/rx_errors", "6\n");
         watch.judge(host, Outcome::Pass, {});
