@@ -1,6 +1,7 @@
 // Row hammer against a simulated module: banks, rows, and cells that flip after so many activations of both neighbours.
 
 #include <memory/Events.h>
+#include <memory/HammerRun.h>
 #include <memory/HammerTest.h>
 #include <memory/MemoryReport.h>
 #include <memory/MemoryTest.h>
@@ -181,6 +182,26 @@ TEST(HammerRun, RunsOnRealMemoryOrSaysThatItMayNot)
             << "no share: it does not test all of the region";
         EXPECT_NE(valueOf(host.m_notes.back(), "Pairs"), "0");
     }
+}
+
+TEST(HammerRun, APageThatTheHardwareGaveUpFails)
+{
+    if (!framesAreTold() || !kCanFlush)
+        GTEST_SKIP() << "no page frames are told here";
+    auto const made =
+        LockedMemory::make(std::size_t{16} << 20, [] { return false; }, {[] { return UINT64_MAX; }, 0, {}});
+    ASSERT_TRUE(made.m_memory);
+    RecordingHost host;
+    MemorySettings settings;
+    settings.m_busSeconds = 0;
+    settings.m_hammerMilliseconds = 1;
+    BrokenPages pages(pageSize());
+    pages.add(0, {});
+    auto const outcome = checkHammer(host, settings, *made.m_memory, 1, pages);
+    if (outcome == Outcome::CannotRun)
+        GTEST_SKIP() << "no large page in so little";
+    EXPECT_EQ(outcome, Outcome::Fail);
+    EXPECT_EQ(host.m_faults.size(), 1u);
 }
 
 } // namespace
