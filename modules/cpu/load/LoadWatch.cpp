@@ -15,7 +15,10 @@ constexpr std::size_t kMostTemperatures = 32, kMostFans = 16, kMostProcessors = 
 LoadWatch::LoadWatch(MachineFolder const& machine) : m_machine(machine)
 {
     addChips();
-    addFrequencies();
+    addProcessors("cpufreq/scaling_cur_freq", "", "MHz", 1000, false);
+    // Counted since the machine started; the processors of one core or package show the same number.
+    for (char const* const name : {"core_throttle_count", "package_throttle_count"})
+        addProcessors(std::string("thermal_throttle/") + name, name, "×", 1, true);
 }
 
 void LoadWatch::addChips()
@@ -29,6 +32,7 @@ void LoadWatch::addChips()
             source.seen.unit = unit;
             source.files = {input.path + "_input"};
             source.divisor = divisor;
+            source.isMost = false;
             m_sources.push_back(std::move(source));
         }
     };
@@ -36,35 +40,38 @@ void LoadWatch::addChips()
     add("fan", kMostFans, "1/min", 1);
 }
 
-void LoadWatch::addFrequencies()
+void LoadWatch::addProcessors(std::string const& file, std::string what, char const* unit, double divisor,
+                              bool isMost)
 {
     Source source;
     std::string const folder = "sys/devices/system/cpu/";
     for (std::string const& name : m_machine.list(folder))
         if (isNumbered(name, "cpu") && source.files.size() < kMostProcessors &&
-            m_machine.has(folder + name + "/cpufreq/scaling_cur_freq"))
-            source.files.push_back(folder + name + "/cpufreq/scaling_cur_freq");
+            m_machine.has(folder + name + "/" + file))
+            source.files.push_back(folder + name + "/" + file);
     if (source.files.empty())
         return;
-    source.seen.what = std::to_string(source.files.size()) + " CPU";
-    source.seen.unit = "MHz";
-    source.divisor = 1000;
+    source.seen.what = what.empty() ? std::to_string(source.files.size()) + " CPU" : std::move(what);
+    source.seen.unit = unit;
+    source.divisor = divisor;
+    source.isMost = isMost;
     m_sources.push_back(std::move(source));
 }
 
 void LoadWatch::look()
 {
     for (Source& one : m_sources) {
-        double sum = 0;
+        double sum = 0, most = 0;
         std::size_t read = 0;
         for (std::string const& file : one.files)
             if (auto const number = m_machine.reading(file)) {
-                sum += *number / one.divisor;
-                ++read;
+                double const value = *number / one.divisor;
+                sum += value;
+                most = read++ == 0 ? value : std::max(most, value);
             }
         if (read == 0)
             continue;
-        double const now = sum / static_cast<double>(read);
+        double const now = one.isMost ? most : sum / static_cast<double>(read);
         Seen& seen = one.seen;
         if (seen.count++ == 0)
             seen.first = seen.least = seen.most = now;

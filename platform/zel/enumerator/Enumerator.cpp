@@ -9,6 +9,8 @@
 #include <zel/model/devices/DeviceImp.h>
 #include <zel/model/state/StateManager.h>
 
+#include <cerrno>
+
 namespace zel {
 
 namespace {
@@ -49,7 +51,7 @@ void Enumerator::setRoot(std::string const& directory)
     auto root = Root::open(directory);
     if (!root)
         throw InvalidArgumentException(String("Cannot open the directory \"") + String(directory) +
-                                       "\" as root");
+                                       "\" as root: " + System::errorText(errno));
     setRoot(std::move(root));
 }
 

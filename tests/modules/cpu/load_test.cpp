@@ -171,11 +171,14 @@ TEST(LoadWatch, tellsHowHotItBecame)
     write(chip + "fan1_input", "900");
     write("sys/devices/system/cpu/cpu0/cpufreq/scaling_cur_freq", "3000000");
     write("sys/devices/system/cpu/cpu1/cpufreq/scaling_cur_freq", "2000000");
+    write("sys/devices/system/cpu/cpu0/thermal_throttle/core_throttle_count", "2");
+    write("sys/devices/system/cpu/cpu1/thermal_throttle/core_throttle_count", "7");
     MachineFolder const machine(root.path());
     LoadWatch watch(machine);
     watch.look();
     write(chip + "temp1_input", "91000");
     write("sys/devices/system/cpu/cpu1/cpufreq/scaling_cur_freq", "1000000");
+    write("sys/devices/system/cpu/cpu1/thermal_throttle/core_throttle_count", "19");
     watch.look();
     write(chip + "temp1_input", "85000");
     std::filesystem::remove(root.path(chip + "fan1_input")); // what goes away was seen all the same
@@ -186,7 +189,8 @@ TEST(LoadWatch, tellsHowHotItBecame)
                std::to_string(std::lround(one.least)) + " " + std::to_string(std::lround(one.most)) + " " +
                std::to_string(std::lround(one.last)) + " " + one.unit + "\n";
     EXPECT_EQ(
-        "k10temp Tctl 40 40 91 85 °C\nk10temp fan1 900 900 900 900 1/min\n2 CPU 2500 2000 2500 2000 MHz\n",
+        "k10temp Tctl 40 40 91 85 °C\nk10temp fan1 900 900 900 900 1/min\n2 CPU 2500 2000 2500 2000 MHz\n"
+        "core_throttle_count 7 7 19 19 ×\n",
         all);
 }
 

@@ -79,7 +79,7 @@ public:
     std::optional<std::int64_t> number(std::string const& path) const;
     std::optional<std::uint64_t> hexadecimal(std::string const& path) const; ///< with or without 0x
 
-    /// Opens a directory as root. Null when it cannot be opened.
+    /// Opens a directory as root. Null when it cannot be opened; errno says why.
     static std::unique_ptr<Root> open(std::string const& directory);
 };
 
