@@ -14,7 +14,10 @@ constexpr char kMemory[] = "sys/devices/system/edac/mc/";
 constexpr char kProcessors[] = "sys/devices/system/cpu/";
 constexpr char kFunctions[] = "sys/bus/pci/devices/";
 constexpr char kInterrupts[] = "proc/interrupts";
-constexpr std::size_t kLargestTable = 1 << 22; // of 4096 processors
+constexpr std::size_t kLargestFirmware = 1 << 22;
+// A column for each processor, and with many drives and cards a row for each processor and device: 256 of them make ten
+// megabytes, and the rows of errors are the last.
+constexpr std::size_t kLargestInterrupts = 1 << 29;
 
 std::string firstLine(std::optional<std::string> text)
 {
@@ -217,18 +220,23 @@ std::vector<CounterValue> MachineCounters::read() const
 /// One value a processor, which is the part: the head of the table names the columns.
 void MachineCounters::readInterrupts(std::vector<CounterValue>& values) const
 {
-    auto const table = m_machine.read(kInterrupts, kLargestTable);
+    auto const table = m_machine.read(kInterrupts, kLargestInterrupts);
     if (!table)
         return;
+    std::vector<std::size_t> rows;
+    for (std::size_t i = 0; i < m_counters.size(); ++i)
+        if (m_counters[i].path == kInterrupts)
+            rows.push_back(i);
     std::vector<std::string_view> head;
     eachLine(*table, [&](std::string_view line) {
         if (head.empty()) {
             head = wordsOf(line);
             return;
         }
-        for (std::size_t i = 0; i < m_counters.size(); ++i) {
+        auto const label = line.substr(std::min(line.find_first_not_of(' '), line.size()));
+        for (std::size_t const i : rows) {
             Counter const& counter = m_counters[i];
-            if (counter.path != kInterrupts || line.find(counter.word) == line.npos)
+            if (!label.starts_with(counter.word))
                 continue;
             auto const words = wordsOf(line);
             for (std::size_t column = 0; words[0] == counter.word && column < head.size(); ++column) {
@@ -261,7 +269,7 @@ bool hasErrorCorrection(MachineFolder const& machine)
     constexpr std::size_t kHead = 4, kUse = 5, kCorrection = 6;
     constexpr char kArray = 16, kEnd = 127, kSystemMemory = 3, kSingleBit = 5, kMultiBit = 6, kCrc = 7;
     std::string const table =
-        machine.read("sys/firmware/dmi/tables/DMI", kLargestTable).value_or(std::string());
+        machine.read("sys/firmware/dmi/tables/DMI", kLargestFirmware).value_or(std::string());
     std::size_t at = 0;
     while (at + kHead <= table.size() && table[at] != kEnd) {
         std::size_t const length = static_cast<unsigned char>(table[at + 1]);

@@ -184,6 +184,34 @@ TEST(Evidence, ARiseNamesThePartAndDecides)
     }
 }
 
+// The errors stand behind all interrupts of all devices.
+TEST(Evidence, IsFoundInTheTableOfAServerWithManyDevices)
+{
+    Tree const machine;
+    constexpr int kProcessors = 256, kInterrupts = 3000;
+    std::string head = "     ", devices;
+    std::string const zeros = [] {
+        std::string text;
+        for (int i = 0; i < kProcessors; ++i)
+            text += "          0";
+        return text;
+    }();
+    for (int i = 0; i < kProcessors; ++i)
+        head += "     CPU" + std::to_string(i);
+    for (int i = 0; i < kInterrupts; ++i)
+        devices += std::to_string(i) + ":" + zeros + "  PCI-MSIX-0000:01:00.0  1-edge  nvme0q1\n";
+    auto const table = [&](char const* last) {
+        return head + "\n" + devices + "MCE:" + zeros.substr(11) + last + "   Machine check exceptions\n";
+    };
+    machine.write("proc/interrupts", table(" 0"));
+    EvidenceWatch watch(machine.root());
+    watch.beginTest("");
+    machine.write("proc/interrupts", table(" 1"));
+    Host host;
+    EXPECT_EQ(watch.judge(host, Outcome::Pass, {}), Outcome::Fail);
+    EXPECT_EQ(host.told(), "FAULT EvidenceMachineCheck 255 1\n");
+}
+
 TEST(Evidence, CorrectedErrorsFailOnRequestTheDevicesOwn)
 {
     Machine const machine;
