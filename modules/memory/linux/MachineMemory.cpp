@@ -21,20 +21,27 @@ std::uint64_t meminfo(std::string const& root, std::string_view name)
     return kibibytes && *kibibytes <= UINT64_MAX / 1024 ? *kibibytes * 1024 : 0;
 }
 
-/// Bytes; 0 for who may not know: all addresses then read as zero. Inner ranges are indented, and parts of outer ones.
+/// Bytes; 0 for who may not know: all addresses then read as zero. Inner ranges are indented and follow the outer one;
+/// memory of an expander or one that a virtual machine was given later stands inside of its device, as "System RAM (kmem)".
 std::uint64_t systemRam(std::string const& root)
 {
-    std::uint64_t sum = 0;
+    constexpr std::string_view kName = " : System RAM";
+    std::uint64_t sum = 0, counted = 0; // up to that address
     std::ifstream file(root + "proc/iomem");
     for (std::string line; std::getline(file, line);) {
+        line.erase(0, line.find_first_not_of(' '));
         std::uint64_t first = 0, last = 0;
         char const* const end = line.data() + line.size();
         auto const begin = std::from_chars(line.data(), end, first, 16);
         if (begin.ec != std::errc() || begin.ptr == end || *begin.ptr != '-')
             continue;
         auto const rest = std::from_chars(begin.ptr + 1, end, last, 16);
-        if (rest.ec == std::errc() && first < last && std::string_view(rest.ptr, end) == " : System RAM")
-            sum += last - first + 1;
+        std::string_view const name(rest.ptr, end);
+        if (rest.ec != std::errc() || first >= last || first < counted ||
+            (name != kName && !name.starts_with(std::string(kName) + " (")))
+            continue;
+        sum += last - first + 1;
+        counted = last;
     }
     return sum;
 }

@@ -176,7 +176,12 @@ protected:
                             "00100000-063fffff : Reserved\n"
                             "06400000-126fffff : System RAM\n" // 195 MiB
                             "  06400000-07ffffff : System RAM\n"
-                            "100000000-1004fffff : System RAM\n" // 5 MiB
+                            "100000000-1002fffff : System RAM\n" // 3 MiB
+                            "200000000-2ffffffff : CXL Window 0\n"
+                            "  200000000-2000fffff : System RAM\n" // a MiB
+                            "  200100000-2ffffffff : dax0.0\n"
+                            "    200100000-2001fffff : System RAM (kmem)\n" // a MiB
+                            "300000000-3000fffff : System RAMBUS\n"
                             "zz\n1-2");
     }
     ~CoverTreeTest() override { std::filesystem::remove_all(m_root); }
