@@ -80,7 +80,7 @@ private:
 struct CachedMemory
 {
     using Word = Cache::Word;
-    static constexpr std::size_t kPollWords = 4096;
+    static constexpr std::size_t kPollWords = 16; // as SimulatedMemory
 
     Cache* m_cache;
     FlushMode m_mode;

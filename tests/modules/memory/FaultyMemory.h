@@ -292,7 +292,7 @@ template <typename WordType>
 struct SimulatedMemory
 {
     using Word = WordType;
-    static constexpr std::size_t kPollWords = 4096;
+    static constexpr std::size_t kPollWords = 16; // so that a pass has more parts than one, in their order
 
     FaultyMemory<Word>* m_memory;
 

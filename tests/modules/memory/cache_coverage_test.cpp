@@ -146,6 +146,42 @@ TEST_P(CacheCoverage, FindsCellsThatNothingReaches)
     }
 }
 
+/// The four ways of coverage_test.cpp, where an address is that of a line.
+void wire(FaultyMemory<Cache::Line>& memory, int kind, std::size_t x, std::size_t y, WiredRead wired)
+{
+    if (kind < 2)
+        memory.remap(x, {}, wired);
+    if (kind == 1)
+        memory.remap(y, {x, y}, wired);
+    if (kind == 2)
+        memory.remap(x, {y}, wired);
+    if (kind == 3)
+        memory.remap(x, {x, y}, wired);
+}
+
+TEST_P(CacheCoverage, FindsDecoderFaultsBetweenLines)
+{
+    auto const [algorithm, mode] = GetParam();
+    constexpr std::size_t kSize = 8;
+    CoverageRow row(algorithm, std::string(kModes[static_cast<int>(mode)]) + "AF address decoder");
+    for (std::size_t fault = 0; fault < kSize * kSize * 8; ++fault) {
+        std::size_t const x = fault / 8 % kSize, y = fault / 8 / kSize;
+        if (x == y)
+            continue;
+        FaultyMemory<Cache::Line> memory(kSize);
+        wire(memory, static_cast<int>(fault % 4), x, y, fault & 4 ? WiredRead::And : WiredRead::Or);
+        std::vector<std::size_t> words;
+        for (std::size_t word = 0; word < kWordsPerLine; ++word)
+            words.insert(words.end(), {x * kWordsPerLine + word, y * kWordsPerLine + word});
+        Cache cache(memory, kSize / 2);
+        row.run(CachedMemory{&cache, mode}, kSize * kWordsPerLine, words, 0xFF);
+    }
+    row.print();
+    if (isMarch(algorithm) && mode != FlushMode::None) {
+        EXPECT_EQ(row.m_right, row.m_injected);
+    }
+}
+
 std::string nameOfRun(testing::TestParamInfo<std::tuple<Algorithm, FlushMode>> const& run)
 {
     static constexpr char const* kNames[] = {"None", "Pass", "Operation"};
