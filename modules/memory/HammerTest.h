@@ -104,7 +104,9 @@ private:
     {
         std::vector<std::size_t> const rows = rowsThatConflict(block);
         std::vector<HammerPair> pairs;
-        for (std::size_t i = 0; i + 2 < rows.size(); ++i)
+        // What is outside of the block is not ours: of many rows the first and the last are not hammered.
+        std::size_t const edge = rows.size() > 4 ? 1 : 0;
+        for (std::size_t i = edge; i + 2 + edge < rows.size(); ++i)
             pairs.push_back({rows[i], rows[i + 2], true});
         if (pairs.empty())
             pairs.push_back(pairByDistance(block));
@@ -141,8 +143,9 @@ private:
         // Banks times channels times 8 KiB, as most controllers have them.
         constexpr std::array<std::size_t, 4> kDistances{8, 16, 32, 64};
         std::size_t const distance = kDistances[splitMix(m_random) % kDistances.size()] * kRowWords;
-        std::size_t const places = (kBlockWords - 2 * distance) / kRowWords;
-        std::size_t const first = block + splitMix(m_random) % places * kRowWords;
+        std::size_t const edge = 4 * distance < kBlockWords ? distance : 0; // as in pairsIn
+        std::size_t const places = (kBlockWords - 2 * distance - 2 * edge) / kRowWords;
+        std::size_t const first = block + edge + splitMix(m_random) % places * kRowWords;
         return {first, first + 2 * distance, false};
     }
 

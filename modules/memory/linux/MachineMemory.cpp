@@ -21,14 +21,22 @@ std::uint64_t meminfo(std::string const& root, std::string_view name)
     return kibibytes && *kibibytes <= UINT64_MAX / 1024 ? *kibibytes * 1024 : 0;
 }
 
-/// Bytes; 0 for who may not know: all addresses then read as zero. Inner ranges are indented and follow the outer one;
-/// memory of an expander or one that a virtual machine was given later stands inside of its device, as "System RAM (kmem)".
-std::uint64_t systemRam(std::string const& root)
+struct Ram
+{
+    std::uint64_t m_bytes = 0; ///< 0 for who may not know: all addresses then read as zero
+    std::uint64_t m_end = 0;   ///< of what stands in no device
+};
+
+/// Inner ranges are indented and follow the outer one; memory of an expander or one that a virtual machine was given
+/// later stands inside of its device, as "System RAM (kmem)".
+Ram systemRam(std::string const& root)
 {
     constexpr std::string_view kName = " : System RAM";
-    std::uint64_t sum = 0, counted = 0; // up to that address
+    Ram ram;
+    std::uint64_t counted = 0; // up to that address
     std::ifstream file(root + "proc/iomem");
     for (std::string line; std::getline(file, line);) {
+        bool const isInner = line.starts_with(' ');
         line.erase(0, line.find_first_not_of(' '));
         std::uint64_t first = 0, last = 0;
         char const* const end = line.data() + line.size();
@@ -40,10 +48,12 @@ std::uint64_t systemRam(std::string const& root)
         if (rest.ec != std::errc() || first >= last || first < counted ||
             (name != kName && !name.starts_with(std::string(kName) + " (")))
             continue;
-        sum += last - first + 1;
-        counted = last;
+        ram.m_bytes += last - first + 1;
+        counted = last + 1;
+        if (!isInner)
+            ram.m_end = counted;
     }
-    return sum;
+    return ram;
 }
 
 } // namespace
@@ -55,9 +65,11 @@ std::uint64_t availableMemory(std::string const& root)
 
 std::uint64_t totalMemory(std::string const& root)
 {
-    std::uint64_t const ram = systemRam(root);
+    std::uint64_t const ram = systemRam(root).m_bytes;
     return ram ? ram : meminfo(root, "MemTotal:");
 }
+
+std::uint64_t endOfMemory(std::string const& root) { return systemRam(root).m_end; }
 
 unsigned usableProcessors()
 {

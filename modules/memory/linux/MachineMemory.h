@@ -16,6 +16,9 @@ std::uint64_t availableMemory(std::string const& root = "/");
 /// be told.
 std::uint64_t totalMemory(std::string const& root = "/");
 
+/// Address behind the last byte of system RAM, without that of expanders; 0 when it cannot be told.
+std::uint64_t endOfMemory(std::string const& root = "/");
+
 /// Processors that this process may run on; at least 1.
 unsigned usableProcessors();
 

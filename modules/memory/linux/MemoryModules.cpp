@@ -1,5 +1,7 @@
-#include <memory/linux/EdacModules.h>
 #include <memory/linux/MemoryModules.h>
+
+#include <memory/linux/EdacModules.h>
+#include <memory/linux/MachineMemory.h>
 
 #include <algorithm>
 #include <charconv>
@@ -178,6 +180,14 @@ void MemoryModules::readRanges()
         auto const handle = mapped.number(0x0C, 2);
         if (span && handle)
             m_arrays.push_back({static_cast<unsigned>(*handle), span->m_first, span->m_last});
+    }
+    // Memory goes on behind the gap below 4 GiB. Firmware that only adds up the sizes of its modules does not know of it,
+    // and would name for what lies behind it a module that is sound.
+    std::uint64_t const end = endOfMemory(m_root);
+    for (auto* const ranges : {&m_ranges, &m_arrays}) {
+        auto const last = std::ranges::max_element(*ranges, {}, &Range::m_last);
+        if (last != ranges->end() && end > last->m_last + 1)
+            ranges->clear();
     }
 }
 

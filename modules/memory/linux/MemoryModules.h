@@ -25,7 +25,7 @@ public:
 
     /// Those that may hold the address: by the mapped ranges that hold it. One alone is believed when the table says
     /// that it is not interleaved and the range is no larger than the module. Else those of the arrays whose range
-    /// holds the address, else all that there are.
+    /// holds the address, else all that there are. Ranges that end before the machine's memory does are not believed.
     ModulesAtAddress at(std::uint64_t physicalAddress) const;
 
 private:

@@ -132,6 +132,21 @@ TEST_F(MemoryModulesTest, OneRangeAloneIsNotBelievedWhereItIsInterleavedOrLarger
     EXPECT_EQ(at(16384), (Names{"A1", "A2", "B1"}));
 }
 
+TEST_F(MemoryModulesTest, RangesThatEndBeforeTheMemoryAreNotBelieved)
+{
+    device(0, 4096, "A1", "", 0x10);
+    device(1, 4096, "B1", "", 0x11);
+    mapped(0, 0, 0, 4096, false);
+    mapped(1, 1, 4096, 8192, true);
+    arrayMapped(0, 0x10, 0, 4096);
+    arrayMapped(1, 0x11, 4096, 8192);
+    write("proc/iomem", "00100000-bfffffff : System RAM\n100000000-1ffffffff : System RAM\n");
+    EXPECT_EQ(at(4096), Names{"B1"});
+    write("proc/iomem", "00100000-bfffffff : System RAM\n100000000-23fffffff : System RAM\n");
+    EXPECT_EQ(at(4096), (Names{"A1", "B1"})) << "A1 holds what lies behind the gap";
+    EXPECT_EQ(at(1), (Names{"A1", "B1"}));
+}
+
 TEST_F(MemoryModulesTest, DriverSaysWhereAModuleIsAndNamesThemWhereTheFirmwareDoesNot)
 {
     edac("mc0/dimm0", "8192", "CPU0 a1", "channel 0 slot 0");
