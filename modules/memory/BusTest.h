@@ -88,6 +88,11 @@ private:
         }
         for (std::size_t i = 0; i < full.size() && !control.stopping(); ++i)
             check(full[i]);
+        for (std::size_t i = 0; i < empty.size() && !control.stopping(); ++i) { // some never had a turn
+            Block copy = full[i % full.size()];
+            copyOne(copy, empty[i], 0);
+            check(copy);
+        }
     }
 
     /// `source` is afterwards what it was copied to, and the place where it was is empty.
