@@ -83,6 +83,8 @@ public:
             m_sent == 0 && !m_start.stopWhen.empty() && (stands(outcome.out) || stands(outcome.err));
         bool const next = m_sent > 0 && outcome.err.find("Press Ctrl-C again") != std::string::npos;
         if (m_sent < m_start.stops && (first || next)) {
+            if (next)
+                ::usleep(400000); // what comes sooner is the same request
             ::kill(m_child, m_start.stopSignal);
             ++m_sent;
         }

@@ -6,8 +6,9 @@
 namespace zel {
 
 /// While installed, the first SIGINT, SIGTERM or SIGHUP only sets a flag, and says so on standard error; the
-/// second ends the process at once with the given status, unless it is one more SIGHUP: a shell and the
-/// kernel both tell of one lost terminal. Thread rule: any thread may ask.
+/// second ends the process at once with the given status, unless it is one more SIGHUP (a shell and the
+/// kernel both tell of one lost terminal) or comes within 0.3 seconds of the first (`timeout` signals a
+/// process, and once more as one of its group). Thread rule: any thread may ask.
 struct ZEL_EXPORT StopSignal
 {
     /// A signal that was ignored when the process started (a background job, nohup) stays ignored.

@@ -3,8 +3,10 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <poll.h>
 #include <string_view>
+#include <time.h>
 #include <unistd.h>
 
 namespace zel {
@@ -12,7 +14,19 @@ namespace {
 
 std::atomic<bool> s_requested{false};
 std::atomic<int> s_exitStatus{1};
-static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free);
+std::atomic<std::int64_t> s_firstAt{0}; // milliseconds, in or after the first signal's handler
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free &&
+              std::atomic<std::int64_t>::is_always_lock_free);
+
+constexpr std::int64_t kOneRequest =
+    300; // milliseconds: timeout(1) signals the process, then its group, which it is in
+
+std::int64_t now() noexcept
+{
+    timespec time{};
+    ::clock_gettime(CLOCK_MONOTONIC, &time);
+    return std::int64_t{time.tv_sec} * 1000 + time.tv_nsec / 1000000;
+}
 
 void say(std::string_view text) noexcept
 {
@@ -26,11 +40,13 @@ void say(std::string_view text) noexcept
 
 void onSignal(int number) noexcept
 {
-    bool const isSecond = s_requested.exchange(true);
-    if (isSecond && number == SIGHUP)
+    if (s_requested.exchange(true)) {
+        std::int64_t const first = s_firstAt.load(); // none yet: another thread is about to say
+        if (number != SIGHUP && first != 0 && now() - first >= kOneRequest)
+            ::_exit(s_exitStatus.load());
         return;
-    if (isSecond)
-        ::_exit(s_exitStatus.load());
+    }
+    s_firstAt = now();
     say("\nStopping. Press Ctrl-C again to end at once.\n");
 }
 
