@@ -40,6 +40,19 @@ void betweenWords(CoverageRow& row, std::string const& fault)
     }
 }
 
+/// Every ordered pair of 3 lines of 8 words of 8 bits, with the same places in both: no background tells them apart,
+/// and what one element leaves out no other background makes up for.
+void betweenLines(CoverageRow& row, std::string const& fault)
+{
+    constexpr std::size_t kLines = 3;
+    for (std::size_t pair = 0; pair < kLines * kLines; ++pair) {
+        for (std::size_t place = 0; place < kWordsPerLine * 8 && pair / kLines != pair % kLines; place += 7)
+            injectOne<std::uint8_t>(row, kLines * kWordsPerLine, fault,
+                                    {pair / kLines * kWordsPerLine + place / 8, static_cast<int>(place % 8)},
+                                    {pair % kLines * kWordsPerLine + place / 8, static_cast<int>(place % 8)});
+    }
+}
+
 /// Every ordered pair of 64 words of 16 bits, with one pair of bits for each.
 void betweenManyWords(CoverageRow& row, std::string const& fault)
 {
@@ -116,7 +129,9 @@ std::vector<Line> const kLines = {
     {kDeceptiveRead, everyCell<8>, "", {kStandard, kThorough}},
     {kInversion, betweenWords, "", {kQuick, kStandard, kThorough, kPatterns}},
     {kIdempotent, betweenWords, "", {kQuick, kStandard, kThorough}},
+    {kIdempotent, betweenLines, ", lines", {kQuick, kStandard, kThorough}},
     {kState, betweenWords, "", {kQuick, kStandard, kThorough}},
+    {kState, betweenLines, ", lines", {kQuick, kStandard, kThorough}},
     {kInversion, betweenManyWords, ", 64 words", {kQuick, kStandard, kThorough, kPatterns}},
     {kIdempotent, betweenManyWords, ", 64 words", {kQuick, kStandard, kThorough}},
     {kState, betweenManyWords, ", 64 words", {kQuick, kStandard, kThorough}},
@@ -124,21 +139,33 @@ std::vector<Line> const kLines = {
     {kIdempotent, withinWord, ", bits of a word", {kQuick, kStandard, kThorough, kPatterns}},
     {kState, withinWord, ", bits of a word", {kQuick, kStandard, kThorough, kPatterns}},
     {kDisturb, betweenWords, "", {kStandard, kThorough}},
+    {kDisturb, betweenLines, ", lines", {kStandard, kThorough}},
     {kCoupledTransition, betweenWords, "", {kQuick, kStandard, kThorough}},
+    {kCoupledTransition, betweenLines, ", lines", {kQuick, kStandard, kThorough}},
     {kCoupledWriteDisturb, betweenWords, "", {kStandard, kThorough}},
+    {kCoupledWriteDisturb, betweenLines, ", lines", {kStandard, kThorough}},
     {kCoupledRead, betweenWords, "", {kQuick, kStandard, kThorough}},
+    {kCoupledRead, betweenLines, ", lines", {kQuick, kStandard, kThorough}},
     {kCoupledDeceptive, betweenWords, "", {kStandard, kThorough}},
+    {kCoupledDeceptive, betweenLines, ", lines", {kStandard, kThorough}},
     {kCoupledIncorrect, betweenWords, "", {kQuick, kStandard, kThorough}},
+    {kCoupledIncorrect, betweenLines, ", lines", {kQuick, kStandard, kThorough}},
     {kDynamicRead, everyCell<8>, "", {kStandard, kThorough}},
     {kDynamicDeceptive, everyCell<8>, "", {kStandard, kThorough}},
     {kDynamicIncorrect, everyCell<8>, "", {kStandard, kThorough}},
     {kDynamicDisturb, betweenWords, "", {kStandard, kThorough}},
+    {kDynamicDisturb, betweenLines, ", lines", {kStandard, kThorough}},
     {kCoupledDynamicRead, betweenWords, "", {kStandard, kThorough}},
+    {kCoupledDynamicRead, betweenLines, ", lines", {kStandard, kThorough}},
     {kCoupledDynamicDeceptive, betweenWords, "", {kStandard, kThorough}},
+    {kCoupledDynamicDeceptive, betweenLines, ", lines", {kStandard, kThorough}},
     {kCoupledDynamicIncorrect, betweenWords, "", {kStandard, kThorough}},
+    {kCoupledDynamicIncorrect, betweenLines, ", lines", {kStandard, kThorough}},
     {kDynamicWrite, everyCell<8>, "", {kThorough}},
     {kCoupledDynamicWrite, betweenWords, "", {kThorough}},
+    {kCoupledDynamicWrite, betweenLines, ", lines", {kThorough}},
     {kDynamicWriteDisturb, betweenWords, "", {kThorough}},
+    {kDynamicWriteDisturb, betweenLines, ", lines", {kThorough}},
 };
 
 void expectPromise(CoverageRow const& row, bool promised)

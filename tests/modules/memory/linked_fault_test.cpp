@@ -25,23 +25,27 @@ bool canLink(Primitive const& first, Primitive const& second)
     return second.m_victimState == first.m_final && second.m_final != first.m_final;
 }
 
+constexpr std::size_t kLines = 4;
+constexpr std::size_t kSize = kLines * kWordsPerLine;
+
 void linkAt(CoverageRow& row, Primitive const& first, Primitive const& second, Cell firstAggressor,
             Cell secondAggressor, Cell victim)
 {
-    FaultyMemory<std::uint8_t> memory(4);
+    FaultyMemory<std::uint8_t> memory(kSize);
     memory.inject({first, victim, firstAggressor});
     memory.inject({second, victim, secondAggressor});
-    row.add(memory, 4, {victim.m_word}, std::uint64_t{1} << victim.m_bit);
+    row.add(memory, kSize, {victim.m_word}, std::uint64_t{1} << victim.m_bit);
 }
 
-/// Every order of the cells that lie in different words.
+/// Every order of the cells, which lie at one place of different lines: no background tells them apart.
 void link(CoverageRow& row, Primitive const& first, Primitive const& second, bool sameAggressor)
 {
-    for (std::size_t v = 0; v < 4; ++v) {
-        for (std::size_t a = 0; a < 4; ++a) {
-            for (std::size_t b = 0; b < 4; ++b) {
+    auto const cell = [](std::size_t line) { return Cell{line * kWordsPerLine + 5, 3}; };
+    for (std::size_t v = 0; v < kLines; ++v) {
+        for (std::size_t a = 0; a < kLines; ++a) {
+            for (std::size_t b = 0; b < kLines; ++b) {
                 if (a != v && b != v && (a == b) == sameAggressor)
-                    linkAt(row, first, second, {a, 1}, {b, sameAggressor ? 1 : 6}, {v, 3});
+                    linkAt(row, first, second, cell(a), cell(b), cell(v));
             }
         }
     }
