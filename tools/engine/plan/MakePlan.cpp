@@ -94,6 +94,7 @@ private:
         Devices only;            ///< empty: all
         bool isShut = false;     ///< the line's devices are none of those that were asked for
         SettingsUse* use = nullptr;
+        bool isTyped = false; ///< of a plan, and a word of the command line names it too
     };
 
     // "3,5-7" names the test 3 and not the others. Whatever is wrong is told of the word as it was written.
@@ -110,12 +111,12 @@ private:
             throw zel::InvalidArgumentException("the module \"" + String(word) + "\" has no tests");
         PlanLine const line;
         for (Catalog::Place const& place : chosen.tests)
-            add({line, chosen.isNamed, false, false, m_devices, false, nullptr}, place);
+            add({line, chosen.isNamed, false, false, m_devices, false, nullptr, false}, place);
     }
 
     void addLine(PlanLine const& line)
     {
-        Wish wish{line, false, true, false, m_devices, false, nullptr};
+        Wish wish{line, false, true, false, m_devices, false, nullptr, false};
         ChosenTests chosen;
         try {
             chosen = chooseTests(m_catalog, line.tests);
@@ -131,11 +132,15 @@ private:
         wish.isExplicit = chosen.isNamed;
         SettingsUse use(m_catalog, line.settings);
         wish.use = &use;
-        for (Catalog::Place const& place : chosen.tests)
+        for (Catalog::Place const& place : chosen.tests) {
+            Wish one = wish;
+            one.isTyped = isNamedByWord(place);
+            one.isNamed = wish.isNamed || one.isTyped;
             if (isAmongWords(place))
-                add(wish, place);
+                add(one, place);
             else
                 use.of(place);
+        }
         if (!chosen.tests.empty())
             use.requireAllUsed();
     }
@@ -164,6 +169,18 @@ private:
         return false;
     }
 
+    /// What a person types counts, also where the plan would do without it.
+    bool isNamedByWord(Catalog::Place const& place) const
+    {
+        for (std::string const& word : m_request.words)
+            for (std::string const& part : wordsApart(word)) {
+                ChosenTests const chosen = chooseTests(m_catalog, part);
+                if (chosen.isNamed && chosen.tests.front().test == place.test)
+                    return true;
+            }
+        return false;
+    }
+
     /// Who asks for a test of the plan by name must not get a verdict without it.
     void requireWordsInPlan() const
     {
@@ -187,12 +204,14 @@ private:
         auto const& flags = test.record.flags();
         if (wish.isShut)
             return;
-        if (flags.destructive && !m_request.destructive && (wish.isOfPlan || !wish.isNamed))
+        // What is not here would not run by name either: then that is the reason, below.
+        if (flags.destructive && !m_request.destructive && !test.devices.empty() &&
+            (wish.isOfPlan || !wish.isNamed))
             return refuse(place, {}, TestResultImp::SKIPPED(),
                           wish.isOfPlan ? "it destroys data; a plan runs it only with --destructive"
                                         : "it destroys data; it runs when it is named, or with --destructive",
-                          false);
-        if (flags.interactive && wish.isOfPlan && !wish.isExplicit && !wish.line.interactive)
+                          wish.isTyped);
+        if (flags.interactive && wish.isOfPlan && !wish.isExplicit && !wish.isTyped && !wish.line.interactive)
             return refuse(place, {}, TestResultImp::SKIPPED(), "it asks a person; it runs when it is named",
                           false);
         if (auto const obstacle = obstacleOf(*place.module, test, m_request.isAdministrator))

@@ -179,6 +179,17 @@ TEST_F(PlanTest, WhatHarmsOrAsksRunsOnlyWhenItIsMeant)
               "left ram:wipe  SKIPPED: it destroys data; a plan runs it only with --destructive\n"
               "left ram:talk  SKIPPED: it asks a person; it runs when it is named\n"
               "left disk:fan  NO DEVICE: this machine has no device of its kind: Fan\n");
+    // Who names a test of the plan means it: no verdict is without it, and none destroys data that the plan would not.
+    wild.words = {"ram:wipe"};
+    EXPECT_EQ(planned(wild),
+              "asked ram:wipe  SKIPPED: it destroys data; a plan runs it only with --destructive\n");
+    wild.words = {"ram:talk"};
+    EXPECT_EQ(planned(wild), "ram:talk /proc/meminfo\n");
+    wild.words = {"disk:fan"};
+    EXPECT_EQ(planned(wild), "asked disk:fan  NO DEVICE: this machine has no device of its kind: Fan\n");
+    wild.words = {"ram:w*"};
+    EXPECT_EQ(planned(wild),
+              "left ram:wipe  SKIPPED: it destroys data; a plan runs it only with --destructive\n");
     wild.words = {"ram:wipe"};
     wild.destructive = true;
     EXPECT_EQ(planned(wild), "ram:wipe /proc/meminfo\n");
