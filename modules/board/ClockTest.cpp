@@ -183,6 +183,8 @@ private:
         now.before = m_clocks.raw();
         auto const second = m_clocks.realTime();
         now.after = m_clocks.raw();
+        if (!second && m_clocks.isShort())
+            return true;
         if (!second)
             return isWithin(kEventClockSilent, now.before - (m_read ? m_read->after : m_begin));
         now.second = *second;

@@ -31,6 +31,8 @@ struct Clocks
     std::function<void(std::chrono::milliseconds)> wait;
     /// As long as it lives, this thread stays on one processor: two may have counters that begin apart, which systems put up with.
     std::shared_ptr<void> stay = nullptr;
+    /// Whether this process could not look, for want of descriptors or memory: what cannot be read is no clock's fault then.
+    std::function<bool()> isShort = [] { return false; };
 };
 
 struct ClockSettings

@@ -10,6 +10,7 @@
 #include <board/TpmTest.h>
 
 #include <common/TimedHost.h>
+#include <common/evidence/Shortage.h>
 
 #include <krel5/DataType.h>
 #include <krel5/DeviceCapability.h>
@@ -45,7 +46,7 @@ TestResult clocks(DiagDevice const&)
         ClockSettings settings;
         settings.seconds = s_compareSeconds->value().valueDouble();
         settings.mostPpm = s_ppm->value().valueDouble();
-        return runClockTest(host, systemClocks(machine), settings);
+        return evidence::unlessShort(host, machine, runClockTest(host, systemClocks(machine), settings));
     });
 }
 
@@ -55,7 +56,8 @@ TestResult rtc(DiagDevice const&)
         MachineFolder const machine("/");
         RtcSettings settings;
         settings.mostAside = s_aside->value().valueDouble();
-        return runRtcTest(host, machine, systemClocks(machine), std::time(nullptr), settings);
+        return evidence::unlessShort(
+            host, machine, runRtcTest(host, machine, systemClocks(machine), std::time(nullptr), settings));
     });
 }
 
@@ -70,7 +72,10 @@ TestResult random(DiagDevice const&)
 
 TestResult tpm(DiagDevice const&)
 {
-    return s_host.run([](TestHost& host) { return runTpmTest(host, systemTpm(MachineFolder("/"))); });
+    return s_host.run([](TestHost& host) {
+        MachineFolder const machine("/");
+        return evidence::unlessShort(host, machine, runTpmTest(host, systemTpm(machine)));
+    });
 }
 
 TestResult fans(DiagDevice const&)
@@ -80,7 +85,8 @@ TestResult fans(DiagDevice const&)
         settings.seconds = s_watchSeconds->value().valueDouble();
         settings.hot = s_hot->value().valueDouble();
         settings.isLimitStrict = s_isLimitStrict->value().valueBool();
-        return runFanTest(host, MachineFolder("/"), systemPace(), settings);
+        MachineFolder const machine("/");
+        return evidence::unlessShort(host, machine, runFanTest(host, machine, systemPace(), settings));
     });
 }
 
@@ -90,7 +96,8 @@ TestResult voltages(DiagDevice const&)
         VoltageSettings settings;
         settings.seconds = s_watchSeconds->value().valueDouble();
         settings.isLimitStrict = s_isLimitStrict->value().valueBool();
-        return runVoltageTest(host, MachineFolder("/"), systemPace(), settings);
+        MachineFolder const machine("/");
+        return evidence::unlessShort(host, machine, runVoltageTest(host, machine, systemPace(), settings));
     });
 }
 
@@ -99,7 +106,8 @@ TestResult battery(DiagDevice const& device)
     return s_host.run([name = std::string(device.osLocator().getUTF8Buffer())](TestHost& host) {
         BatterySettings settings;
         settings.mostWear = s_wear->value().valueDouble();
-        return runBatteryTest(host, MachineFolder("/"), name, settings);
+        MachineFolder const machine("/");
+        return evidence::unlessShort(host, machine, runBatteryTest(host, machine, name, settings));
     });
 }
 

@@ -28,8 +28,10 @@ Outcome runBusTest(TestHost& host, MachineFolder const& machine, std::vector<std
     auto const scan = [&] {
         auto const now = functionsOf(machine);
         for (std::string const& one : known)
-            if (!gone.contains(one) && (std::find(now.begin(), now.end(), one) == now.end() ||
-                                        hasFallenOff(host, machine, kFunctions + one + "/", load))) {
+            if (!gone.contains(one) &&
+                (std::find(now.begin(), now.end(), one) == now.end() ||
+                 hasFallenOff(host, machine, kFunctions + one + "/", load)) &&
+                machine.shortage() == 0) {
                 gone.insert(one);
                 host.fault({kEventGone, {{"Function", one}}});
             }

@@ -129,6 +129,8 @@ private:
     }
     Outcome gone()
     {
+        if (m_machine.shortage() != 0) // it may be there, and only this process not able to look
+            return m_isBad ? Outcome::Fail : Outcome::CannotRun;
         fault(kEventGone, {});
         return Outcome::Fail;
     }

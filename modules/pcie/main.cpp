@@ -6,6 +6,7 @@
 #include <pcie/Texts.h>
 
 #include <common/TimedHost.h>
+#include <common/evidence/Shortage.h>
 
 #include <krel5/DataType.h>
 #include <krel5/DeviceCapability.h>
@@ -37,7 +38,8 @@ TestResult link(DiagDevice const& device)
         LinkSettings settings;
         settings.seconds = s_seconds->value().valueDouble();
         settings.isSpeedRequired = s_isSpeedRequired->value().valueBool();
-        return runLinkTest(host, machine, function, settings, systemLoad(machine, function));
+        return evidence::unlessShort(
+            host, machine, runLinkTest(host, machine, function, settings, systemLoad(machine, function)));
     });
 }
 
@@ -45,7 +47,9 @@ TestResult bus(DiagDevice const&)
 {
     return s_host.run([](TestHost& host) {
         MachineFolder const machine("/");
-        return runBusTest(host, machine, s_first, s_seconds->value().valueDouble(), systemLoad(machine, ""));
+        return evidence::unlessShort(
+            host, machine,
+            runBusTest(host, machine, s_first, s_seconds->value().valueDouble(), systemLoad(machine, "")));
     });
 }
 

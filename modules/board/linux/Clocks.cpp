@@ -101,6 +101,7 @@ Clocks systemClocks(MachineFolder const& machine)
         auto const seconds = text ? wholeNumber(*text) : std::nullopt;
         return seconds ? std::optional(static_cast<std::int64_t>(*seconds)) : std::nullopt;
     };
+    clocks.isShort = [&machine] { return machine.shortage() != 0; };
     clocks.wait = [](std::chrono::milliseconds time) { std::this_thread::sleep_for(time); };
     return clocks;
 }

@@ -1,6 +1,7 @@
 // A bus on paper: devices that go, that no longer answer, that come, and that may.
 #include <modules/WarningHost.h>
 
+#include <common/evidence/Shortage.h>
 #include <pcie/BusTest.h>
 
 #include <foundation/TemporaryFolder.h>
@@ -9,6 +10,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <sys/resource.h>
 
 namespace krel5::modules::pcie {
 namespace {
@@ -42,7 +44,7 @@ struct PaperBus
         Load clock;
         clock.now = [this] { return time; };
         clock.wait = [&](auto step) { happens(time += 1e-3 * static_cast<double>(step.count())); };
-        return runBusTest(host, machine, before, 3, clock);
+        return evidence::unlessShort(host, machine, runBusTest(host, machine, before, 3, clock));
     }
 };
 
@@ -88,6 +90,23 @@ TEST(PcieBus, saysWhatFellOff)
         if (row.outcome == Outcome::Fail) {
             EXPECT_EQ(kCard, test::valueOf(host.m_faults.at(0), "Function")) << row.what;
         }
+    }
+}
+
+// A process that sees no file because it may open none has not seen a device go.
+TEST(PcieBus, isNotBlamedForAProcessWithoutDescriptors)
+{
+    rlimit before{};
+    ASSERT_EQ(0, ::getrlimit(RLIMIT_NOFILE, &before));
+    for (double const until : {1.6, 10.0}) {
+        PaperBus bus;
+        test::WarningHost host;
+        EXPECT_EQ(Outcome::CannotRun, bus.run(host, [&](double time) {
+            rlimit const now{time >= 1 && time < until ? 3 : before.rlim_cur, before.rlim_max};
+            EXPECT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &now));
+        }));
+        ::setrlimit(RLIMIT_NOFILE, &before);
+        EXPECT_EQ("EvidenceFilesUnread ", test::keysOf(host));
     }
 }
 
