@@ -233,6 +233,16 @@ TEST_F(LinkTest, aReplyThatComesLateIsNotTakenForTheNextOnes)
 
     empty.setNumber(0); // to nobody
     EXPECT_EQ(ask(whole, true)->deviceCount(), 1u);
+
+    startRun(); // an exchange with a single try has it left after such a reply
+    auto const told = std::async(std::launch::async, [&] { m_comm.sendFinalResult(); });
+    m_engine.next<zel::TestProgressProviderToEngine>();
+    zel::AcknowledgeEngineToProvider stale;
+    stale.setNumber(empty.number());
+    m_engine.sendTo(m_engine.peer(), stale);
+    m_engine.send(zel::AcknowledgeEngineToProvider());
+    told.wait();
+    EXPECT_TRUE(m_comm.isConfirmed());
 }
 
 TEST_F(LinkTest, anIndicatorRunComesWithItsDevice)

@@ -162,9 +162,11 @@ CommEngine::MessagePointer CommEngine::waitFor(CommMessageWaiter& waiter, Exchan
             return reading.wait(milliseconds, isTaken);
         };
     MessagePointer message;
-    for (bool wasOver = false; !message && !wasOver && tries > 0; --tries) {
+    for (bool wasOver = false; !message && !wasOver && tries > 0;) {
         wasOver = isOver();
         message = waiter.waitForMessage(how.milliseconds, isOver, receive);
+        if (!message) // what came may be another request's, and the own one is behind it
+            --tries;
     }
     return message;
 }
