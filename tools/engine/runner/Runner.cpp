@@ -179,8 +179,10 @@ void Runner::Impl::start(PlannedRun const& planned)
     PlannedRun const plan = withSeed(planned);
     RunId const id = ++lastId;
     // What was running when the machine went down must stand on disk before it begins; meanwhile its module starts.
-    if (!observer.take(recordOf(id, plan))) {
+    if (!observer.take(recordOf(id, plan))) { // nor could any other be recorded
         count(Grade::Broken);
+        isEnding = true;
+        skip(planned, "its beginning could not be written to the report");
         return;
     }
     active.emplace_back(id, plan,

@@ -374,11 +374,12 @@ TEST_F(RunnerTest, runsAreAtOnceOnlyWhereBothAllowItAndNeverOnOneDevice)
 TEST_F(RunnerTest, aRunThatCannotBeRecordedIsNotStarted)
 {
     recorder.isFull = true;
-    Outcome const outcome = run({planned("pass")});
+    Outcome const outcome = run({planned("pass"), planned("pass")});
     EXPECT_EQ("BROKEN", outcome.verdict);
     EXPECT_NE(0, outcome.exitStatus);
     EXPECT_TRUE(recorder.progress.empty());
     EXPECT_TRUE(recorder.ends.empty());
+    EXPECT_EQ(2u, recorder.skips.size()) << "who reads the summary misses neither";
 }
 
 // Its module is there already when the disk turns out not to answer.
