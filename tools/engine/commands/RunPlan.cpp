@@ -174,8 +174,12 @@ int runPlan(Plan const& plan, RunOptions const& options, zel::StateManager const
     view->say("\n");
     view.reset(); // nothing is drawn below what follows
     terminal.reset();
-    bool const isPrinted =
-        listing::printed(closing(observer.session(), report->path(), listing::terminalWidth()));
+    Session session = observer.session();
+    if (session.ended) { // the disk may have refused this very record
+        session.ended->verdict = outcome.verdict;
+        session.ended->exitStatus = outcome.exitStatus;
+    }
+    bool const isPrinted = listing::printed(closing(session, report->path(), listing::terminalWidth()));
     return isPrinted || outcome.exitStatus != kDone ? outcome.exitStatus : int(kTrouble);
 }
 
