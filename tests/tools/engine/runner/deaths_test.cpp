@@ -1,5 +1,6 @@
 // Module and engine die, are stopped, or find the disk full at each stage of a run: what the session says, and what its report
 // says to who reads it afterwards.
+#include <engine/commands/RunPlan.h>
 #include <engine/pages/Pages.h>
 #include <engine/report/ReportReader.h>
 #include <engine/show/PlainView.h>
@@ -68,6 +69,19 @@ protected:
     /// The whole of a session, from its first record to its last; its exit status.
     int session(std::vector<std::string> const& tests, std::string const& file, int records = -1)
     {
+        Plan const plan = planOf(tests);
+        Told out;
+        PlainView view(out);
+        ReportWriter report(file, [&](std::string const& what) { view.say(what + "\n"); });
+        SessionObserver real(report, view);
+        Mortal observer(real, records);
+        observer.take(sessionBegan());
+        Outcome const outcome = Runner(machine, observer, options).run(plan);
+        observer.take(SessionEnded{at(60), outcome.verdict, outcome.exitStatus, 60});
+        return outcome.exitStatus;
+    }
+    Plan planOf(std::vector<std::string> const& tests) const
+    {
         Plan plan;
         for (std::string const& test : tests) {
             PlannedRun run;
@@ -78,15 +92,7 @@ protected:
             run.shutdownSeconds = 1;
             plan.runs.push_back(run);
         }
-        Told out;
-        PlainView view(out);
-        ReportWriter report(file, [&](std::string const& what) { view.say(what + "\n"); });
-        SessionObserver real(report, view);
-        Mortal observer(real, records);
-        observer.take(sessionBegan());
-        Outcome const outcome = Runner(machine, observer, options).run(plan);
-        observer.take(SessionEnded{at(60), outcome.verdict, outcome.exitStatus, 60});
-        return outcome.exitStatus;
+        return plan;
     }
 
     ::test::TemporaryFolder folder;
@@ -183,6 +189,36 @@ TEST_F(Deaths, aDiskThatBecomesFullIsNoPassAndNothingMoreBegins)
     EXPECT_EQ(1u, ::test::occurrences(child.output, "r.jsonl is not complete: No space left on device"))
         << child.output;
     EXPECT_HAS(child.output, "1 runs, DID NOT END");
+}
+
+// The disk takes a little more each time, until it takes all but the last record.
+TEST_F(Deaths, whatIsPrintedIsWhatTheExitStatusSaysWhereverTheDiskBecomesFull)
+{
+    constexpr int kCannot = 77;
+    bool isSeen = false;
+    ::mkdir(folder.path("full").c_str(), 0700);
+    for (std::size_t more = 0; more < 4096 && !isSeen; more += 50) {
+        auto const child = ::test::runInChild([&] {
+            if (::unshare(CLONE_NEWNS) != 0 ||
+                ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+                ::mount("none", folder.path("full").c_str(), "tmpfs", 0, "size=4k") != 0)
+                ::_exit(kCannot);
+            RunOptions how;
+            how.report = folder.path("full/r.jsonl");
+            how.command = std::string(more, 'x');
+            int const status = runPlan(planOf({"pass"}), how, machine);
+            Session const read = readReport(how.report);
+            std::printf("report: %s %s\n", read.runs.empty() ? "" : read.resultOf(read.runs[0]).c_str(),
+                        read.verdict().c_str());
+            std::fflush(stdout);
+            ::_exit(status);
+        });
+        if (child.status == kCannot)
+            GTEST_SKIP() << "no file system can be mounted here";
+        EXPECT_HAS(child.output, child.status == 0 ? "\nVerdict: PASS" : "\nVerdict: BROKEN");
+        isSeen = child.output.find("report: PASS DID NOT END") != std::string::npos;
+    }
+    EXPECT_TRUE(isSeen);
 }
 
 } // namespace engine::test
