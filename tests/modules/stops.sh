@@ -11,6 +11,7 @@ modules=(memory cpu storage network pcie board)
 for module in "${modules[@]}"; do cp "$1/$module" "$1/$module.w4p" "$folder" || exit 1; done
 cd "$folder" || exit 1
 printf 'Test.%s.UseFile.value=true\n' readsequential readrandom readsurface readspeed >storage.w4i
+echo 'Test.coherence.Rounds.value=10000000' >cpu.w4i # or it may be over just when it is told
 failed=0 stopped=0
 for module in "${modules[@]}"; do
   while IFS= read -r line; do
