@@ -34,7 +34,7 @@ for module in "${modules[@]}"; do
     wait $process
     status=$?
     took=$((($(date +%s%N) - from) / 1000000))
-    if ((status != 0 && took <= most)) && grep -qE '^Final Result: (NOT SUPPORTED|NOTAPPLICABLE|INSUFFICIENT PRIVILEGE)$' said; then
+    if ((status != 0 && took <= most)) && grep -qE '^Final Result: (NOT SUPPORTED|NOTAPPLICABLE|CANNOT RUN|INSUFFICIENT PRIVILEGE)$' said; then
       echo "$module $test: over before it heard of the stop, $(grep -h '^Final Result' said)"
       continue
     fi
